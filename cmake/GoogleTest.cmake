@@ -1,0 +1,13 @@
+# GoogleTest is built from Debian's sources, with the flags of the target at hand.
+set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+if(WIN32)
+  set(gtest_disable_pthreads ON CACHE BOOL "" FORCE)  # Win32 primitives instead of winpthread
+endif()
+add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+include(GoogleTest)
+
+# telvo_discover_tests(target ...) registers each test case with CTest. The Windows ones are listed by running them under
+# Wine when CTest starts, not at build time.
+function(telvo_discover_tests target)
+  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 ${ARGN})
+endfunction()
