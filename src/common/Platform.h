@@ -1,5 +1,5 @@
-// The one header through which the sources reach the platform's functions. On Windows these are the system's own; in the
-// host build posix/include provides the subset that the sources call.
+// The one header through which the sources reach the platform's functions. On Windows these are the system's
+// own; in the host build posix/include provides the subset that the sources call.
 #pragma once
 
 #ifndef WIN32_LEAN_AND_MEAN

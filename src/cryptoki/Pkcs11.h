@@ -1,13 +1,12 @@
 // The PKCS #11 types, and the layout of the function table of the token family's module.
 //
-// This is the only file that includes the published header. On Windows that header packs its structures to single bytes
-// and CK_ULONG has 32 bits. In the host build CK_ULONG has the width of the platform, so that ordinary modules load: code
-// says CK_ULONG and sizeof, never 4.
+// This is the only file that includes the published header. On Windows that header packs its structures to
+// single bytes and CK_ULONG has 32 bits. In the host build CK_ULONG has the width of the platform, so that
+// ordinary modules load: code says CK_ULONG and sizeof, never 4.
 #pragma once
 
-#include <p11-kit/pkcs11.h>
-
 #include <cstddef>
+#include <p11-kit/pkcs11.h>
 
 // The one attribute of the module's own set: a byte on certificates, 1 on the token's default certificate.
 constexpr CK_ATTRIBUTE_TYPE CKA_DEFAULT_CERT = 0x80000003;

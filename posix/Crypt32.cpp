@@ -1,0 +1,93 @@
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <openssl/objects.h>
+#include <openssl/x509.h>
+#include <string>
+#include <vector>
+#include <wincrypt.h>
+
+namespace {
+
+struct NameKey {
+  int nid;
+  const char* key;
+};
+
+// The keys that the platform writes in the X.500 form; an attribute without one is written as "OID." and its
+// number.
+constexpr NameKey kNameKeys[] = {
+    {NID_commonName, "CN"},
+    {NID_countryName, "C"},
+    {NID_localityName, "L"},
+    {NID_organizationName, "O"},
+    {NID_organizationalUnitName, "OU"},
+    {NID_stateOrProvinceName, "S"},
+    {NID_streetAddress, "STREET"},
+    {NID_title, "T"},
+    {NID_givenName, "G"},
+    {NID_initials, "I"},
+    {NID_surname, "SN"},
+    {NID_domainComponent, "DC"},
+    {NID_pkcs9_emailAddress, "E"},
+};
+
+std::string KeyOf(const ASN1_OBJECT* object) {
+  const int nid = OBJ_obj2nid(object);
+  for (const NameKey& row : kNameKeys) {
+    if (row.nid == nid) return row.key;
+  }
+  char number[80] = {};
+  OBJ_obj2txt(number, sizeof(number), object, 1);
+  return std::string("OID.") + number;
+}
+
+// A value is quoted when it could be mistaken for the syntax around it, and quotes inside are doubled.
+std::string Quoted(const std::string& value) {
+  const bool needed = !value.empty() && (value.front() == ' ' || value.back() == ' ' ||
+                                         value.find_first_of(",+=\"\n<>#;") != std::string::npos);
+  if (!needed) return value;
+  std::string quoted = "\"";
+  for (const char c : value) {
+    if (c == '"') quoted += '"';
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
+std::string TextOf(const ASN1_STRING* value) {
+  unsigned char* utf8 = nullptr;
+  const int length = ASN1_STRING_to_UTF8(&utf8, value);
+  if (length < 0) return std::string();
+  std::string text(reinterpret_cast<char*>(utf8), static_cast<std::size_t>(length));
+  OPENSSL_free(utf8);
+  return text;
+}
+
+std::string NameText(const X509_NAME* name, bool reversed) {
+  std::vector<std::string> parts;
+  for (int i = 0; i < X509_NAME_entry_count(name); ++i) {
+    const X509_NAME_ENTRY* entry = X509_NAME_get_entry(name, i);
+    parts.push_back(KeyOf(X509_NAME_ENTRY_get_object(entry)) + "=" +
+                    Quoted(TextOf(X509_NAME_ENTRY_get_data(entry))));
+  }
+  if (reversed) std::reverse(parts.begin(), parts.end());
+  std::string text;
+  for (const std::string& part : parts) text += (text.empty() ? "" : ", ") + part;
+  return text;
+}
+
+}  // namespace
+
+DWORD CertNameToStrA(DWORD, PCERT_NAME_BLOB name, DWORD form, LPSTR text, DWORD size) {
+  const unsigned char* der = name->pbData;
+  const std::unique_ptr<X509_NAME, decltype(&X509_NAME_free)> decoded(
+      d2i_X509_NAME(nullptr, &der, static_cast<long>(name->cbData)), &X509_NAME_free);
+  const std::string full =
+      decoded ? NameText(decoded.get(), (form & CERT_NAME_STR_REVERSE_FLAG) != 0) : std::string();
+  if (text == nullptr || size == 0) return static_cast<DWORD>(full.size() + 1);
+  const std::size_t count = std::min<std::size_t>(full.size(), size - 1);
+  std::memcpy(text, full.data(), count);
+  text[count] = '\0';
+  return static_cast<DWORD>(count + 1);
+}

@@ -1,0 +1,24 @@
+// The subset of Crypt32 that the provider calls, for the host build, on OpenSSL (Crypt32.cpp).
+#pragma once
+
+#include <windows.h>
+
+constexpr DWORD X509_ASN_ENCODING = 0x00000001;
+
+constexpr DWORD CERT_X500_NAME_STR = 3;
+constexpr DWORD CERT_NAME_STR_REVERSE_FLAG = 0x02000000;
+
+struct CRYPT_INTEGER_BLOB {
+  DWORD cbData;
+  BYTE* pbData;
+};
+using CERT_NAME_BLOB = CRYPT_INTEGER_BLOB;
+using PCERT_NAME_BLOB = CERT_NAME_BLOB*;
+
+// Writes a DER encoded X.500 name as text, at most `size` bytes with the terminating zero, and returns the
+// number of bytes with it. With a null `text` or a `size` of 0 nothing is written and the number needed is
+// returned. Bytes that are no such name give the empty text: 1 is returned.
+//
+// Only the form CERT_X500_NAME_STR is there, with or without CERT_NAME_STR_REVERSE_FLAG: "CN=..., O=...,
+// C=...".
+DWORD CertNameToStrA(DWORD encoding, PCERT_NAME_BLOB name, DWORD form, LPSTR text, DWORD size);

@@ -1,0 +1,18 @@
+// FlagsText: the flags of a slot or token as text, for people.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cryptoki/Pkcs11.h"
+
+struct FlagName {
+  CK_FLAGS flag;
+  const char* name;
+};
+
+// FlagsText returns "[0x00000007] " and the names of the flags that are set, in the order given, with " | "
+// between them and one blank behind the last.
+//
+// Required: without any named flag std::out_of_range is thrown.
+std::string FlagsText(CK_FLAGS flags, const std::vector<FlagName>& names);

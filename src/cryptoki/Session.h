@@ -1,0 +1,112 @@
+// Session: one session of the module. Each operation is one call, or a short fixed series, a check of the
+// result, and an exception on failure. Nothing of login or operation state is kept here. A copy names the
+// same session; destroying one closes nothing.
+//
+// Without a module every operation raises CryptokiError CKR_ARGUMENTS_BAD. A call that the module refuses
+// raises CryptokiError with its code. Output buffers and length pointers go to the module unchanged: a null
+// buffer asks for the length. Of a mechanism EncryptInit and DecryptInit hand on the parameter, everything
+// else only the type.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <list>
+
+#include "cryptoki/Attribute.h"
+#include "cryptoki/CryptokiObject.h"
+#include "cryptoki/CryptokiObjects.h"
+#include "cryptoki/ICryptokiSettable.h"
+#include "cryptoki/Mechanism.h"
+#include "cryptoki/PrivateKey.h"
+#include "cryptoki/PublicKey.h"
+#include "cryptoki/SecretKey.h"
+
+class Session : public ICryptokiSettable {
+ public:
+  Session() = default;  // closed
+  explicit Session(CK_SESSION_HANDLE handle);
+  Session(const Session&) = default;
+  Session& operator=(const Session&) = default;
+  Session& operator=(CK_SESSION_HANDLE handle);
+
+  // In interface order: append, never reorder.
+
+  virtual ~Session();
+  virtual CK_SESSION_INFO GetSessionInfo();
+  virtual CK_FLAGS GetFlags();
+  virtual CK_STATE GetState();
+  // Whether the module knows the session. Raises only without a module.
+  virtual bool IsValid();
+  // Required: true when the session's flags, not its state, are 0 or 2. With a module that sets
+  // CKF_SERIAL_SESSION it is never true.
+  virtual bool IsLoggedIn();
+  // Drops an earlier login first. A null or empty PIN raises CKR_ARGUMENTS_BAD before any call.
+  virtual void Login(CK_USER_TYPE user, BYTE* pin, DWORD length);
+  virtual void Logout();
+  // A null or empty PIN raises CKR_ARGUMENTS_BAD before any call; so does InitPIN.
+  virtual void SetPIN(BYTE* oldPin, DWORD oldLength, BYTE* newPin, DWORD newLength);
+  virtual void InitPIN(BYTE* pin, DWORD length);
+  // What a search with these attributes finds, each object with its first read done. An empty list finds
+  // nothing, without a call. More than 100,000 objects raise CKR_GENERAL_ERROR. A failure leaves the search
+  // open in the module.
+  virtual CryptokiObjects FindObjects(const std::list<Attribute>& attributes);
+  virtual CryptokiObjects FindAllObjects();
+  virtual CryptokiObject CreateObject(CryptokiObject& object);
+  // The new object knows its handles and the module; nothing was read of it. An empty list raises
+  // CKR_BUFFER_TOO_SMALL.
+  virtual CryptokiObject CreateObject(const std::list<Attribute>& attributes);
+  // Required: the module's result is not looked at. A failed generation shows as CKR_ARGUMENTS_BAD of the
+  // key's first read.
+  virtual SecretKey GenerateKey(const Mechanism& mechanism, const std::list<Attribute>& attributes);
+  virtual void DigestInit(const Mechanism& mechanism);
+  virtual void Digest(BYTE* in, CK_ULONG length, BYTE* out, CK_ULONG* outLength);
+  virtual void DigestUpdate(BYTE* in, CK_ULONG length);
+  virtual void DigestFinal(BYTE* out, CK_ULONG* outLength);
+  virtual void EncryptInit(const Mechanism& mechanism, const PublicKey& key);
+  virtual void EncryptInit(const Mechanism& mechanism, const SecretKey& key);
+  virtual void Encrypt(BYTE* in, CK_ULONG length, BYTE* out, CK_ULONG* outLength);
+  virtual void EncryptUpdate(BYTE* in, CK_ULONG length, BYTE* out, CK_ULONG* outLength);
+  virtual void EncryptFinal(BYTE* out, CK_ULONG* outLength);
+  virtual void DecryptInit(const Mechanism& mechanism, const PrivateKey& key);
+  virtual void DecryptInit(const Mechanism& mechanism, const SecretKey& key);
+  virtual void Decrypt(BYTE* in, CK_ULONG length, BYTE* out, CK_ULONG* outLength);
+  virtual void DecryptUpdate(BYTE* in, CK_ULONG length, BYTE* out, CK_ULONG* outLength);
+  virtual void DecryptFinal(BYTE* out, CK_ULONG* outLength);
+  virtual void SignInit(const Mechanism& mechanism, const CryptokiObject& key);
+  virtual void Sign(BYTE* in, CK_ULONG length, BYTE* out, CK_ULONG* outLength);
+  virtual void SignUpdate(BYTE* in, CK_ULONG length);
+  virtual void SignFinal(BYTE* out, CK_ULONG* outLength);
+  virtual void SignRecoverInit(const Mechanism& mechanism, const CryptokiObject& key);
+  virtual void SignRecover(BYTE* in, CK_ULONG length, BYTE* out, CK_ULONG* outLength);
+  virtual void VerifyInit(const Mechanism& mechanism, const CryptokiObject& key);
+  virtual void VerifyInit(const Mechanism& mechanism, const PublicKey& key);
+  virtual void Verify(BYTE* data, CK_ULONG length, BYTE* signature, CK_ULONG signatureLength);
+  virtual void VerifyUpdate(BYTE* in, CK_ULONG length);
+  virtual void VerifyFinal(BYTE* signature, CK_ULONG signatureLength);
+  virtual void VerifyRecoverInit(const Mechanism& mechanism, const CryptokiObject& key);
+  virtual void VerifyRecover(BYTE* signature, CK_ULONG signatureLength, BYTE* out, CK_ULONG* outLength);
+  virtual void WrapKey(const Mechanism& mechanism, const PublicKey& wrappingKey, const CryptokiObject& key,
+                       BYTE* out, CK_ULONG* outLength);
+  virtual void WrapKey(const Mechanism& mechanism, const SecretKey& wrappingKey, const CryptokiObject& key,
+                       BYTE* out, CK_ULONG* outLength);
+  virtual SecretKey UnwrapKey(const Mechanism& mechanism, const PrivateKey& unwrappingKey, BYTE* wrapped,
+                              CK_ULONG wrappedLength, const std::list<Attribute>& attributes);
+  virtual SecretKey UnwrapKey(const Mechanism& mechanism, const SecretKey& unwrappingKey, BYTE* wrapped,
+                              CK_ULONG wrappedLength, const std::list<Attribute>& attributes);
+  // Reads both keys after the generation. When that fails, the pair stays on the token.
+  virtual void GenerateKeyPair(const Mechanism& mechanism, const std::list<Attribute>& publicAttributes,
+                               const std::list<Attribute>& privateAttributes, PublicKey& publicKey,
+                               PrivateKey& privateKey);
+  virtual void SeedRandom(BYTE* seed, CK_ULONG length);
+  virtual void GenerateRandom(BYTE* out, CK_ULONG length);
+
+  // Closes the session if it is open; the module's result is ignored. Copies keep the dead handle.
+  void Close();
+
+ private:
+  CryptokiObjects Find(CryptokiInterface& module, CK_ATTRIBUTE* items, CK_ULONG count);
+  SecretKey Unwrap(const Mechanism& mechanism, const CryptokiObject& unwrappingKey, BYTE* wrapped,
+                   CK_ULONG wrappedLength, const std::list<Attribute>& attributes);
+  void Wrap(const Mechanism& mechanism, const CryptokiObject& wrappingKey, const CryptokiObject& key,
+            BYTE* out, CK_ULONG* outLength);
+};

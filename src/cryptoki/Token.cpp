@@ -1,0 +1,129 @@
+#include "cryptoki/Token.h"
+
+#include <vector>
+
+#include "cryptoki/CryptokiError.h"
+#include "cryptoki/FlagsText.h"
+#include "cryptoki/ReadList.h"
+
+namespace {
+
+constexpr BYTE kMaxOpenRetries = 10;
+
+// clang-format off: one row, one line
+const std::vector<FlagName>& TokenFlagNames() {
+  static const std::vector<FlagName> names = {
+      {0x40, "CKF_CLOCK_ON_TOKEN"},         {0x200, "CKF_DUAL_CRYPTO_OPERATIONS"},
+      {0x4, "CKF_LOGIN_REQUIRED"},          {0x100, "CKF_PROTECTED_AUTHENTICATION_PATH"},
+      {0x20, "CKF_RESTORE_KEY_NOT_NEEDED"}, {0x800, "CKF_SECONDARY_AUTHENTICATION"},
+      {0x100000, "CKF_SO_PIN_COUNT_LOW"},   {0x200000, "CKF_SO_PIN_FINAL_TRY"},
+      {0x400000, "CKF_SO_PIN_LOCKED"},      {0x800000, "CKF_SO_PIN_TO_BE_CHANGED"},
+      {0x400, "CKF_TOKEN_INITIALIZED"},     {0x10000, "CKF_USER_PIN_COUNT_LOW"},
+      {0x20000, "CKF_USER_PIN_FINAL_TRY"},  {0x8, "CKF_USER_PIN_INITIALIZED"},
+      {0x40000, "CKF_USER_PIN_LOCKED"},     {0x80000, "CKF_USER_PIN_TO_BE_CHANGED"},
+      {0x2, "CKF_WRITE_PROTECTED"},         {0x1, "CKF_RNG"},
+  };
+  return names;
+}
+// clang-format on
+
+// Numbers have 32 bits on the provider's platform, all ones included.
+std::string Decimal(CK_ULONG value) {
+  return std::to_string(static_cast<DWORD>(value));
+}
+
+}  // namespace
+
+Token::Token(CK_SLOT_ID slotId) : m_slotId(slotId) {}
+
+TokenInfo& Token::GetTokenInfo() {
+  CryptokiInterface& module = Module(CKR_CRYPTOKI_NOT_INITIALIZED);
+  CK_TOKEN_INFO info = {};
+  Check(module.C_GetTokenInfo(m_slotId, &info));
+  m_info = TokenInfo(info);
+  return m_info;
+}
+
+std::list<Mechanism>& Token::GetMechanisms() {
+  CryptokiInterface& module = Module(CKR_CRYPTOKI_NOT_INITIALIZED);
+  CK_ULONG count = 0;
+  Check(module.C_GetMechanismList(m_slotId, nullptr, &count));
+  if (count == 0) {
+    m_mechanisms.clear();
+    return m_mechanisms;
+  }
+  const auto types = ReadList<CK_MECHANISM_TYPE>(count, [&](CK_MECHANISM_TYPE* list, CK_ULONG* length) {
+    return module.C_GetMechanismList(m_slotId, list, length);
+  });
+  m_mechanisms.clear();
+  for (const CK_MECHANISM_TYPE type : types) {
+    CK_MECHANISM_INFO info = {};
+    Check(module.C_GetMechanismInfo(m_slotId, type, &info));
+    m_mechanisms.emplace_back(info, type);
+  }
+  return m_mechanisms;
+}
+
+void Token::InitToken(CK_UTF8CHAR_PTR pin, CK_ULONG pinLength, CK_UTF8CHAR_PTR label) {
+  if (pin == nullptr || label == nullptr || pinLength == 0) throw CryptokiError(CKR_ARGUMENTS_BAD);
+  Check(Module(CKR_CRYPTOKI_NOT_INITIALIZED).C_InitToken(m_slotId, pin, pinLength, label));
+}
+
+Session Token::OpenSession(CK_FLAGS flags, CK_VOID_PTR application, CK_NOTIFY notify) {
+  CryptokiInterface& module = Module();
+  CK_SESSION_HANDLE handle = 0;
+  CK_RV result = module.C_OpenSession(m_slotId, flags, application, notify, &handle);
+  while (result != CKR_OK && m_openRetries < kMaxOpenRetries) {
+    ++m_openRetries;
+    CloseAllSessions();
+    module.Reinitialize();
+    result = module.C_OpenSession(m_slotId, flags, application, notify, &handle);
+  }
+  Check(result);
+  Session session(handle);
+  session.SetCryptoki(m_cryptoki);
+  m_sessions.push_back(session);
+  return session;
+}
+
+void Token::CloseAllSessions() {
+  for (Session& session : m_sessions) {
+    if (session.IsValid()) session.Close();
+  }
+  m_sessions.clear();
+}
+
+std::string Token::FlagsText() const {
+  return ::FlagsText(m_info.GetFlags(), TokenFlagNames());
+}
+
+std::string Token::MaxSessionCountText() const {
+  return Decimal(m_info.GetMaxSessionCount());
+}
+std::string Token::SessionCountText() const {
+  return Decimal(m_info.GetSessionCount());
+}
+std::string Token::MaxRwSessionCountText() const {
+  return Decimal(m_info.GetMaxRwSessionCount());
+}
+std::string Token::RwSessionCountText() const {
+  return Decimal(m_info.GetRwSessionCount());
+}
+std::string Token::MaxPinLenText() const {
+  return Decimal(m_info.GetMaxPinLen());
+}
+std::string Token::MinPinLenText() const {
+  return Decimal(m_info.GetMinPinLen());
+}
+std::string Token::TotalPublicMemoryText() const {
+  return Decimal(m_info.GetTotalPublicMemory());
+}
+std::string Token::FreePublicMemoryText() const {
+  return Decimal(m_info.GetFreePublicMemory());
+}
+std::string Token::TotalPrivateMemoryText() const {
+  return Decimal(m_info.GetTotalPrivateMemory());
+}
+std::string Token::FreePrivateMemoryText() const {
+  return Decimal(m_info.GetFreePrivateMemory());
+}

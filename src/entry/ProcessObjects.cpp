@@ -1,0 +1,28 @@
+// Every process-wide object of the provider, in the order in which they come up. Within one file the language
+// promises that order; across files it does not.
+#include "cryptoki/CCryptoWrapper.h"
+#include "log/Logs.h"
+
+namespace {
+
+constexpr DWORD kLineLimit = 200000;
+constexpr DWORD kNoLineLimit = 2147483647;
+
+}  // namespace
+
+CCSPLog g_pinCacheLog(kLineLimit);
+CCSPLog g_entryLog(kLineLimit);
+
+CCryptoWrapper g_cryptoWrapper;
+
+CCSPLog g_changePwdLog(kLineLimit);
+CCSPLog g_contextLog(kLineLimit);
+
+CCSPLog g_hashLog(kNoLineLimit);
+CCSPLog g_loginLog(kLineLimit);
+CCSPLog g_secretKeyLog(kLineLimit);
+CCSPLog g_cryptokiLog(kLineLimit);
+CCSPLog g_unusedLog(kLineLimit);
+CCSPLog g_objectLog(kLineLimit);
+CCSPLog g_sessionLog(kLineLimit);
+CCSPLog g_certificateLog(kLineLimit);

@@ -1,0 +1,194 @@
+#include "log/CCSPLog.h"
+
+#include <algorithm>
+#include <boost/format.hpp>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <iostream>
+#include <string>
+
+#include "log/ProductKey.h"
+
+BYTE g_logStarted = 0;
+
+namespace {
+
+constexpr std::size_t kBytesPerRow = 16;
+
+std::string Formatted(const char* format, DWORD value) {
+  return (boost::format(format) % value).str();
+}
+
+void AppendHex(std::string& text, BYTE value) {
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  text += kDigits[value >> 4U];
+  text += kDigits[value & 15U];
+}
+
+bool IsPlain(BYTE value) {
+  return value >= 33 && value <= 126;
+}
+
+void AppendDumpRow(std::string& dump, const BYTE* data, std::size_t length) {
+  for (std::size_t i = 0; i < length; ++i) AppendHex(dump, data[i]);
+  dump += '\t';
+  for (std::size_t i = 0; i < length; ++i) dump += IsPlain(data[i]) ? static_cast<char>(data[i]) : '.';
+  dump += '\n';
+}
+
+// One call writes the text in one piece, so that items of other threads and processes come before it or
+// behind it.
+void Put(std::ostream& file, std::string& text) {
+  file.write(text.data(), static_cast<std::streamsize>(text.size()));
+  text.clear();
+}
+
+// Long data is written in pieces of this size, so that its text does not need several times its memory again.
+void PutWhenLong(std::ostream& file, std::string& text) {
+  constexpr std::size_t kPiece = 256 * 1024;
+  if (text.size() >= kPiece) Put(file, text);
+}
+
+}  // namespace
+
+void ReportStreamState(const std::ios& stream, std::ostream& errors) {
+  const std::ios::iostate state = stream.rdstate();
+  if ((state & std::ios::eofbit) != 0) errors << "EOF BIT\n";
+  if ((state & std::ios::failbit) != 0) errors << "FAIL BIT\n";
+  if ((state & std::ios::badbit) != 0) errors << "BAD BIT\n";
+}
+
+CCSPLog::CCSPLog(DWORD maxLines) : m_fileName{}, m_lineCount(0), m_lineLimit(maxLines), m_enabled(0) {
+  // One byte is kept back, so that the text is always terminated; a value that fills the buffer counts as too
+  // long.
+  BYTE text[32] = {};
+  DWORD length = sizeof(text) - 1;
+  if (ReadRegistryValue("CSPLOG", text, &length)) {
+    m_enabled = std::strtol(reinterpret_cast<const char*>(text), nullptr, 10) != 0 ? 1 : 0;
+  }
+  // Required: without a file name the object leaves the start line to the next one, which will not do better.
+  if (m_enabled != 0 && !ReadFileName()) return;
+  if (g_logStarted == 0) WriteStartLine();
+  m_lineCount = 0;
+}
+
+bool CCSPLog::ReadFileName() {
+  DWORD length = sizeof(m_fileName);
+  const bool found = ReadRegistryValue("CSPDIR", reinterpret_cast<BYTE*>(m_fileName), &length);
+  if (!found) std::memset(m_fileName, 0, sizeof(m_fileName));
+  // A stored text need not end in a zero byte.
+  m_fileName[sizeof(m_fileName) - 1] = '\0';
+  return found;
+}
+
+void CCSPLog::WriteStartLine() {
+  const std::time_t now = std::time(nullptr);
+  const std::string line =
+      (boost::format("\n\n****************************** LOG START - %s ******************************") %
+       std::ctime(&now))
+          .str();
+  Write(line.c_str(), " ", true);
+  // Required: also when nothing was written, because logging is off.
+  g_logStarted = 1;
+}
+
+bool CCSPLog::IsExhausted() const {
+  return m_lineCount >= m_lineLimit;
+}
+
+// Nothing is formatted for a file that does not open: with logging off that is every call.
+template <typename Body>
+bool CCSPLog::WithFile(Body body) {
+  std::ofstream file(m_fileName, std::ios::out | std::ios::app);
+  if (file.fail()) return false;
+  if (!file.is_open()) {
+    ReportStreamState(file, std::cerr);
+    return false;
+  }
+  body(file);
+  return true;
+}
+
+void CCSPLog::Write(const char* label, const char* value, bool newline) {
+  if (IsExhausted()) return;
+  const bool written = WithFile([&](std::ostream& file) {
+    std::string item;
+    item.append(label).append(1, ' ').append(value).append(1, ' ').append(1, newline ? '\n' : '\0');
+    Put(file, item);
+  });
+  if (written) ++m_lineCount;
+}
+
+void CCSPLog::WriteLine(const char* text) {
+  Write(text, " ", true);
+}
+
+void CCSPLog::WriteHex(const char* label, DWORD value, bool newline) {
+  WriteFormatted(label, value, "%0X", newline);
+}
+
+void CCSPLog::WriteFormatted(const char* label, DWORD value, const char* format, bool newline) {
+  Write(label, Formatted(format, value).c_str(), newline);
+}
+
+void CCSPLog::WriteDecimal(const char* label, DWORD value, bool newline) {
+  WriteFormatted(label, value, "%d", newline);
+}
+
+void CCSPLog::WriteBytes(const char* label, const BYTE* data, DWORD length, bool newline) {
+  if (IsExhausted()) return;
+  WithFile([&](std::ostream& file) {
+    std::string text = label;
+    for (std::size_t i = 0; i < length; ++i) {
+      AppendHex(text, data[i]);
+      text += ' ';
+      PutWhenLong(file, text);
+    }
+    if (newline) text += '\n';
+    Put(file, text);
+  });
+}
+
+void CCSPLog::WriteHexDump(const BYTE* data, DWORD length) {
+  if (IsExhausted()) return;
+  WithFile([&](std::ostream& file) {
+    std::string text;
+    for (std::size_t offset = 0; offset < length; offset += kBytesPerRow) {
+      AppendDumpRow(text, data + offset, std::min<std::size_t>(kBytesPerRow, length - offset));
+      PutWhenLong(file, text);
+    }
+    Put(file, text);
+  });
+}
+
+void CCSPLog::WriteTLV(const char* heading, DWORD tag, DWORD length, const BYTE* value) {
+  WriteLine(heading);
+  WriteHex("Tag", tag, false);
+  WriteHex(" Length", length, false);
+  WriteHex(" Value", static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(value)), true);
+  if (value != nullptr) WriteBytes("", value, length, true);
+}
+
+bool CCSPLog::SetEnabled(bool enabled) {
+  if (WriteRegistryValue("CSPLOG", enabled ? "00000001" : "00000000", 8)) m_enabled = enabled ? 1 : 0;
+  return true;
+}
+
+bool CCSPLog::ReadRegistryValue(const char* name, BYTE* buffer, DWORD* length) {
+  HKEY key = nullptr;
+  if (!OpenProductKey(&key)) return false;
+  const LONG result = RegQueryValueExA(key, name, nullptr, nullptr, buffer, length);
+  RegCloseKey(key);
+  return result == ERROR_SUCCESS;
+}
+
+bool CCSPLog::WriteRegistryValue(const char* name, const void* data, DWORD length) {
+  HKEY key = nullptr;
+  if (!OpenProductKey(&key)) return false;
+  const LONG result = RegSetValueExA(key, name, 0, REG_SZ, static_cast<const BYTE*>(data), length);
+  RegCloseKey(key);
+  return result == ERROR_SUCCESS;
+}

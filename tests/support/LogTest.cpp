@@ -1,0 +1,54 @@
+#include "LogTest.h"
+
+#include <new>
+
+#include "log/Logs.h"
+
+std::string Line(const std::string& text) {
+  return text + "   \n";
+}
+
+std::string Value(const std::string& label, const std::string& value) {
+  return label + " " + value + " \n";
+}
+
+namespace {
+
+void Restart(CCSPLog& log, DWORD limit) {
+  new (&log) CCSPLog(limit);
+}
+
+std::string WithSingleLineEnds(std::string text) {
+  for (std::size_t i = text.find("\r\n"); i != std::string::npos; i = text.find("\r\n", i)) text.erase(i, 1);
+  return text;
+}
+
+}  // namespace
+
+void RestartLogs() {
+  for (CCSPLog* log :
+       {&g_pinCacheLog, &g_entryLog, &g_changePwdLog, &g_contextLog, &g_loginLog, &g_secretKeyLog,
+        &g_cryptokiLog, &g_unusedLog, &g_objectLog, &g_sessionLog, &g_certificateLog}) {
+    Restart(*log, 200000);
+  }
+  Restart(g_hashLog, 2147483647);
+}
+
+LogTest::LogTest() : m_logFile(m_folder.File("csp.log")) {
+  m_registry.SetText(kProductKey, "CSPLOG", "1");
+  m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
+  g_logStarted = 1;
+  RestartLogs();
+}
+
+LogTest::~LogTest() {
+  m_registry.SetText(kProductKey, "CSPLOG", "0");
+  RestartLogs();
+}
+
+std::string LogTest::TakeLog() {
+  const std::string bytes = LogBytes();
+  const std::string fresh = bytes.substr(m_taken);
+  m_taken = bytes.size();
+  return WithSingleLineEnds(fresh);
+}

@@ -1,0 +1,185 @@
+// The wrapper of the module's table, over the real loader and a module that passes its calls to a scripted
+// one.
+#include <gtest/gtest.h>
+#include <tuple>
+
+#include "Expect.h"
+#include "LoadedModule.h"
+#include "ScriptedModule.h"
+#include "cryptoki/CryptokiFunctions.h"
+
+namespace {
+
+class CryptokiFunctionsTest : public ::testing::Test {
+ protected:
+  CryptokiFunctionsTest() : m_loaded(m_module), m_functions("telvopkcs11.dll") {}
+
+  // A session on a token, opened through the functions.
+  CK_SESSION_HANDLE OpenSession() {
+    m_module.InsertToken("Reader");
+    m_functions.Load();
+    CK_SESSION_HANDLE session = 0;
+    EXPECT_EQ(CKR_OK, m_functions.C_OpenSession(0, 6, nullptr, nullptr, &session));
+    m_module.ForgetCalls();
+    return session;
+  }
+
+  // Calls an entry with zeros and null pointers.
+  template <typename... Parameters>
+  CK_RV CallWithZeros(CK_RV (CryptokiFunctions::*entry)(Parameters...)) {
+    return (m_functions.*entry)(Parameters{}...);
+  }
+
+  ScriptedModule m_module;
+  LoadedModule m_loaded;
+  CryptokiFunctions m_functions;
+  CK_UTF8CHAR m_pin[4] = {'1', '2', '3', '4'};
+};
+
+TEST_F(CryptokiFunctionsTest, TheNameIsKept) {
+  EXPECT_EQ("telvopkcs11.dll", m_functions.GetModuleName());
+}
+
+TEST_F(CryptokiFunctionsTest, EveryStandardWrapperWithoutATableAnswersNotInitializedAndMakesNoCall) {
+  g_lastResult = CKR_OK;
+#define ENTRY(name, params, args) EXPECT_EQ(CK_RV{0x190}, CallWithZeros(&CryptokiFunctions::name)) << #name;
+#include "cryptoki/CryptokiEntries.inc"
+  EXPECT_EQ(CK_RV{0x190}, g_lastResult);
+  EXPECT_EQ(Calls{}, m_module.TakeCalls());
+}
+
+TEST_F(CryptokiFunctionsTest, TheLoginsWithoutATableAnswerNotInitialized) {
+  EXPECT_EQ(CK_RV{0x190}, m_functions.C_Login(1, CKU_USER, m_pin, 4));
+  EXPECT_EQ(CK_RV{0x190}, m_functions.C_LoginExtended(1, CKU_USER, m_pin, 4));
+}
+
+TEST_F(CryptokiFunctionsTest, AWrapperPassesItsArgumentsOnAndKeepsTheResult) {
+  const CK_SESSION_HANDLE session = OpenSession();
+  m_module.FailNext("C_GenerateRandom", CKR_RANDOM_NO_RNG);
+  CK_BYTE random[5] = {};
+  EXPECT_EQ(CKR_RANDOM_NO_RNG, m_functions.C_GenerateRandom(session, random, 5));
+  EXPECT_EQ(CKR_RANDOM_NO_RNG, g_lastResult);
+  EXPECT_EQ(Calls{"C_GenerateRandom(1, room 5)"}, m_module.TakeCalls());
+  EXPECT_EQ(CKR_OK, m_functions.C_GenerateRandom(session, random, 5));
+  EXPECT_EQ(CKR_OK, g_lastResult);
+  EXPECT_EQ(5, random[4]);
+}
+
+// Keeps the name of the last entry that was called, and answers each with CKR_FUNCTION_CANCELED.
+class NameKeeper : public CryptokiInterface {
+ public:
+  NameKeeper() : CryptokiInterface("names") {}
+
+  void Unload() override {}
+  void Load() override {}
+  void Reinitialize() override {}
+
+  template <typename... Arguments>
+  CK_RV Keep(const char* name, const Arguments&...) {
+    last = name;
+    return CKR_FUNCTION_CANCELED;
+  }
+
+#define ENTRY(name, params, args)             \
+  CK_RV name params override {                \
+    return Keep(#name, std::make_tuple args); \
+  }
+#include "cryptoki/CryptokiEntries.inc"
+
+  CK_RV C_LoginExtended(CK_SESSION_HANDLE, CK_USER_TYPE, CK_UTF8CHAR_PTR, CK_ULONG) override {
+    return Keep("C_LoginExtended");
+  }
+
+  std::string last;
+};
+
+TEST_F(CryptokiFunctionsTest, EveryEntryReachesTheEntryOfItsName) {
+  NameKeeper keeper;
+  const LoadedModule loaded(keeper);
+  m_functions.Load();
+#define ENTRY(name, params, args)                                                     \
+  EXPECT_EQ(CKR_FUNCTION_CANCELED, CallWithZeros(&CryptokiFunctions::name)) << #name; \
+  EXPECT_EQ(#name, keeper.last);
+#include "cryptoki/CryptokiEntries.inc"
+  EXPECT_EQ(CKR_FUNCTION_CANCELED, m_functions.C_LoginExtended(0, 0, nullptr, 0));
+  EXPECT_EQ("C_LoginExtended", keeper.last);
+}
+
+TEST_F(CryptokiFunctionsTest, BothLoginsDropAnEarlierLoginFirstWhateverBecomesOfThat) {
+  const CK_SESSION_HANDLE session = OpenSession();
+  EXPECT_EQ(CKR_OK, m_functions.C_Login(session, CKU_USER, m_pin, 4));
+  EXPECT_EQ((Calls{"C_Logout(1)", "C_Login(1, user 1, 1234)"}), m_module.TakeCalls());
+  m_module.FailNext("C_Logout", CKR_GENERAL_ERROR);
+  EXPECT_EQ(CKR_USER_ALREADY_LOGGED_IN, m_functions.C_LoginExtended(session, CKU_USER, m_pin, 4));
+  EXPECT_EQ(CKR_USER_ALREADY_LOGGED_IN, g_lastResult);
+  EXPECT_EQ((Calls{"C_Logout(1)", "C_LoginExtended(1, user 1, 1234)"}), m_module.TakeCalls());
+}
+
+TEST_F(CryptokiFunctionsTest, LoadTwiceLoadsOnce) {
+  m_functions.Load();
+  m_loaded.SetFunctionListResult(CKR_GENERAL_ERROR);
+  m_functions.Load();
+  EXPECT_EQ(CKR_OK, m_functions.C_Initialize(nullptr));
+}
+
+TEST_F(CryptokiFunctionsTest, AMissingLibraryIsAGeneralError) {
+  CryptokiFunctions missing("telvonosuchlibrary.dll");
+  EXPECT_CRYPTOKI_ERROR(CKR_GENERAL_ERROR, missing.Load());
+  EXPECT_EQ(CK_RV{0x190}, missing.C_Initialize(nullptr));
+}
+
+TEST_F(CryptokiFunctionsTest, ALibraryWithoutTheSymbolStaysLoadedAndALaterLoadReturnsAtOnce) {
+  {
+    CryptokiFunctions plain("telvoplain.dll");
+    EXPECT_CRYPTOKI_ERROR(CKR_GENERAL_ERROR, plain.Load());
+    EXPECT_TRUE(IsLibraryLoaded("telvoplain.dll"));
+    EXPECT_NO_THROW(plain.Load());
+    EXPECT_EQ(CK_RV{0x190}, plain.C_Initialize(nullptr));
+  }
+  EXPECT_FALSE(IsLibraryLoaded("telvoplain.dll"));
+}
+
+TEST_F(CryptokiFunctionsTest, AFailingFunctionListReleasesTheLibraryAndThrowsNothing) {
+  m_loaded.SetFunctionListResult(CKR_FUNCTION_FAILED);
+  EXPECT_NO_THROW(m_functions.Load());
+  EXPECT_EQ(CK_RV{0x190}, m_functions.C_Initialize(nullptr));
+  m_loaded.LetGo();
+  EXPECT_FALSE(IsLibraryLoaded("telvopkcs11.dll"));
+}
+
+TEST_F(CryptokiFunctionsTest, UnloadFinalisesAndReleases) {
+  m_functions.Load();
+  m_functions.C_Initialize(nullptr);
+  m_module.ForgetCalls();
+  m_functions.Unload();
+  EXPECT_EQ(Calls{"C_Finalize(null)"}, m_module.TakeCalls());
+  EXPECT_EQ(CK_RV{0x190}, m_functions.C_Initialize(nullptr));
+  m_functions.Unload();
+  EXPECT_EQ(Calls{}, m_module.TakeCalls());
+  m_loaded.LetGo();
+  EXPECT_FALSE(IsLibraryLoaded("telvopkcs11.dll"));
+}
+
+TEST_F(CryptokiFunctionsTest, DestructionReleasesTheLibraryWithoutFinalising) {
+  {
+    CryptokiFunctions functions("telvopkcs11.dll");
+    functions.Load();
+    functions.C_Initialize(nullptr);
+    m_module.ForgetCalls();
+  }
+  EXPECT_EQ(Calls{}, m_module.TakeCalls());
+  m_loaded.LetGo();
+  EXPECT_FALSE(IsLibraryLoaded("telvopkcs11.dll"));
+}
+
+TEST_F(CryptokiFunctionsTest, ReinitializeMakesItsThreeCallsAndIgnoresTheirResults) {
+  OpenSession();
+  m_module.FailNext("C_Finalize", CKR_GENERAL_ERROR);
+  m_module.FailNext("C_Initialize", CKR_GENERAL_ERROR);
+  m_module.FailNext("C_GetSlotList", CKR_GENERAL_ERROR);
+  EXPECT_NO_THROW(m_functions.Reinitialize());
+  EXPECT_EQ((Calls{"C_Finalize(null)", "C_Initialize(null)", "C_GetSlotList(all, null)"}),
+            m_module.TakeCalls());
+}
+
+}  // namespace

@@ -1,0 +1,93 @@
+#include <gtest/gtest.h>
+#include <string>
+
+#include "cryptoki/DecodeText.h"
+
+namespace {
+
+// DER of an X.500 name, written out by hand (X.690): SEQUENCE of SET of SEQUENCE { OID 2.5.4.n,
+// PrintableString }.
+std::string Tlv(char tag, const std::string& content) {
+  return std::string(1, tag) + static_cast<char>(content.size()) + content;
+}
+
+std::string Part(char attribute, const std::string& text) {
+  const std::string oid = Tlv('\x06', std::string("\x55\x04", 2) + attribute);
+  return Tlv('\x31', Tlv('\x30', oid + Tlv('\x13', text)));
+}
+
+constexpr char kCommonName = 3;
+constexpr char kCountry = 6;
+constexpr char kLocality = 7;
+constexpr char kOrganisation = 10;
+
+std::string Name(const std::string& parts) {
+  return Tlv('\x30', parts);
+}
+
+std::string Decode(const std::string& bytes) {
+  return DecodeText(reinterpret_cast<const BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size()));
+}
+
+TEST(DecodeTextTest, NothingGivesTheEmptyText) {
+  EXPECT_EQ("", DecodeText(nullptr, 5));
+  EXPECT_EQ("", DecodeText(reinterpret_cast<const BYTE*>("x"), 0));
+}
+
+TEST(DecodeTextTest, OrdinaryTextStaysWithItsTrailingBlanks) {
+  const std::string label = "A label of thirty-two bytes     ";
+  ASSERT_EQ(32U, label.size());
+  EXPECT_EQ(label, Decode(label));
+}
+
+TEST(DecodeTextTest, OrdinaryTextEndsAtItsFirstZeroByte) {
+  EXPECT_EQ("ab", Decode(std::string("ab\0cd", 5)));
+}
+
+TEST(DecodeTextTest, TextThatMerelyLooksLikeANameStays) {
+  EXPECT_EQ("CN=x, O=y", Decode("CN=x, O=y"));
+}
+
+TEST(DecodeTextTest, TextThatStartsLikeASequenceStays) {
+  EXPECT_EQ("0123456789", Decode("0123456789"));
+}
+
+TEST(DecodeTextTest, ANameGivesItsCommonName) {
+  EXPECT_EQ("Ada Byron", Decode(Name(Part(kCountry, "RO") + Part(kOrganisation, "Acme") +
+                                     Part(kCommonName, "Ada Byron"))));
+}
+
+TEST(DecodeTextTest, TheCommonNameMayStandInTheMiddle) {
+  EXPECT_EQ("Ada",
+            Decode(Name(Part(kCountry, "RO") + Part(kCommonName, "Ada") + Part(kOrganisation, "Acme"))));
+}
+
+TEST(DecodeTextTest, WithoutCommonNameTheOrganisationLacksItsFirstCharacter) {
+  EXPECT_EQ("cme", Decode(Name(Part(kCountry, "RO") + Part(kOrganisation, "Acme"))));
+  EXPECT_EQ("cme", Decode(Name(Part(kOrganisation, "Acme"))));
+}
+
+TEST(DecodeTextTest, AnOrganisationOfOneCharacterGivesTheEmptyText) {
+  EXPECT_EQ("", Decode(Name(Part(kOrganisation, "A"))));
+}
+
+TEST(DecodeTextTest, ANameThatEndsBehindTheKeyGivesTheEmptyText) {
+  EXPECT_EQ("", Decode(Name(Part(kOrganisation, ""))));
+}
+
+TEST(DecodeTextTest, WithoutBothTheFirstPartIsGivenWhole) {
+  EXPECT_EQ("L=Cluj", Decode(Name(Part(kCountry, "RO") + Part(kLocality, "Cluj"))));
+  EXPECT_EQ("C=RO", Decode(Name(Part(kCountry, "RO"))));
+}
+
+TEST(DecodeTextTest, ACommonNameIsCutAtAComma) {
+  // The platform quotes such a value; the quote is part of the text.
+  EXPECT_EQ("\"Byron", Decode(Name(Part(kCommonName, "Byron, Ada"))));
+}
+
+TEST(DecodeTextTest, ATruncatedNameIsText) {
+  const std::string name = Name(Part(kCommonName, "Ada"));
+  EXPECT_EQ(name.substr(0, 6), Decode(name.substr(0, 6)));
+}
+
+}  // namespace

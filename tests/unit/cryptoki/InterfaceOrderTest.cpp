@@ -1,0 +1,141 @@
+// The order of the virtual operations of each class: operations are appended to an interface, never moved. A
+// pointer to a virtual member tells the place (Itanium C++ ABI, 2.3: the pointer holds one plus the offset in
+// the table).
+#include <cstdint>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <vector>
+
+#include "cryptoki/Cryptoki.h"
+#include "cryptoki/CryptokiFunctions.h"
+#include "cryptoki/CryptokiObject.h"
+#include "cryptoki/Session.h"
+#include "entry/CCSPContextError.h"
+
+namespace {
+
+template <typename Member>
+std::uintptr_t PlaceOf(Member member) {
+  std::uintptr_t pointer = 0;
+  std::memcpy(&pointer, &member, sizeof(pointer));
+  return (pointer - 1) / sizeof(void*);
+}
+
+using Places = std::vector<std::uintptr_t>;
+
+// A destructor takes two places.
+Places Counted(std::size_t count, std::size_t destructor) {
+  Places places;
+  for (std::uintptr_t i = 0; places.size() < count; ++i) {
+    if (i != destructor && i != destructor + 1) places.push_back(i);
+  }
+  return places;
+}
+
+constexpr std::size_t kNoDestructor = 1000;
+
+TEST(InterfaceOrderTest, OfTheModule) {
+  Places places = {PlaceOf(&CryptokiInterface::GetModuleName), PlaceOf(&CryptokiInterface::Unload),
+                   PlaceOf(&CryptokiInterface::Load), PlaceOf(&CryptokiInterface::Reinitialize)};
+#define ENTRY(name, params, args) places.push_back(PlaceOf(&CryptokiInterface::name));
+#include "cryptoki/CryptokiEntries.inc"
+  places.push_back(PlaceOf(&CryptokiInterface::C_LoginExtended));
+  EXPECT_EQ(73U, places.size());
+  EXPECT_EQ(Counted(73, 1), places);
+}
+
+TEST(InterfaceOrderTest, OfTheCommonBase) {
+  EXPECT_EQ(
+      Counted(4, kNoDestructor),
+      (Places{PlaceOf(&ICryptokiSettable::GetCryptoki), PlaceOf(&ICryptokiSettable::GetSessionHandle),
+              PlaceOf(&ICryptokiSettable::SetSessionHandle), PlaceOf(&ICryptokiSettable::SetCryptoki)}));
+}
+
+TEST(InterfaceOrderTest, OfCryptoki) {
+  EXPECT_EQ((Places{6, 7, 8, 9}),
+            (Places{PlaceOf(&Cryptoki::Initialize), PlaceOf(&Cryptoki::GetInfo),
+                    PlaceOf(&Cryptoki::GetActiveSlots), PlaceOf(&Cryptoki::GetAllSlots)}));
+}
+
+TEST(InterfaceOrderTest, OfTheContextError) {
+  EXPECT_EQ((Places{2, 3}),
+            (Places{PlaceOf(&CCSPContextError::GetCode), PlaceOf(&CCSPContextError::GetMessage)}));
+}
+
+TEST(InterfaceOrderTest, OfAnObject) {
+  EXPECT_EQ((Places{6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21}),
+            (Places{PlaceOf(&CryptokiObject::Create), PlaceOf(&CryptokiObject::Destroy),
+                    PlaceOf(&CryptokiObject::Update), PlaceOf(&CryptokiObject::GetAttributes),
+                    PlaceOf(&CryptokiObject::GetAttribute), PlaceOf(&CryptokiObject::GetClass),
+                    PlaceOf(&CryptokiObject::GetLabel), PlaceOf(&CryptokiObject::IsModifiable),
+                    PlaceOf(&CryptokiObject::IsPrivate), PlaceOf(&CryptokiObject::IsToken),
+                    PlaceOf(&CryptokiObject::IsExtractable), PlaceOf(&CryptokiObject::IsSensitive),
+                    PlaceOf(&CryptokiObject::GetID), PlaceOf(&CryptokiObject::GetHandle),
+                    PlaceOf(&CryptokiObject::SetAttributes), PlaceOf(&CryptokiObject::Retrieve)}));
+}
+
+using List = std::list<Attribute>;
+using M = Mechanism;
+
+TEST(InterfaceOrderTest, OfASession) {
+  using S = Session;
+  const Places places = {
+      PlaceOf(&S::GetSessionInfo),
+      PlaceOf(&S::GetFlags),
+      PlaceOf(&S::GetState),
+      PlaceOf(&S::IsValid),
+      PlaceOf(&S::IsLoggedIn),
+      PlaceOf(&S::Login),
+      PlaceOf(&S::Logout),
+      PlaceOf(&S::SetPIN),
+      PlaceOf(&S::InitPIN),
+      PlaceOf(&S::FindObjects),
+      PlaceOf(&S::FindAllObjects),
+      PlaceOf(static_cast<CryptokiObject (S::*)(CryptokiObject&)>(&S::CreateObject)),
+      PlaceOf(static_cast<CryptokiObject (S::*)(const List&)>(&S::CreateObject)),
+      PlaceOf(&S::GenerateKey),
+      PlaceOf(&S::DigestInit),
+      PlaceOf(&S::Digest),
+      PlaceOf(&S::DigestUpdate),
+      PlaceOf(&S::DigestFinal),
+      PlaceOf(static_cast<void (S::*)(const M&, const PublicKey&)>(&S::EncryptInit)),
+      PlaceOf(static_cast<void (S::*)(const M&, const SecretKey&)>(&S::EncryptInit)),
+      PlaceOf(&S::Encrypt),
+      PlaceOf(&S::EncryptUpdate),
+      PlaceOf(&S::EncryptFinal),
+      PlaceOf(static_cast<void (S::*)(const M&, const PrivateKey&)>(&S::DecryptInit)),
+      PlaceOf(static_cast<void (S::*)(const M&, const SecretKey&)>(&S::DecryptInit)),
+      PlaceOf(&S::Decrypt),
+      PlaceOf(&S::DecryptUpdate),
+      PlaceOf(&S::DecryptFinal),
+      PlaceOf(&S::SignInit),
+      PlaceOf(&S::Sign),
+      PlaceOf(&S::SignUpdate),
+      PlaceOf(&S::SignFinal),
+      PlaceOf(&S::SignRecoverInit),
+      PlaceOf(&S::SignRecover),
+      PlaceOf(static_cast<void (S::*)(const M&, const CryptokiObject&)>(&S::VerifyInit)),
+      PlaceOf(static_cast<void (S::*)(const M&, const PublicKey&)>(&S::VerifyInit)),
+      PlaceOf(&S::Verify),
+      PlaceOf(&S::VerifyUpdate),
+      PlaceOf(&S::VerifyFinal),
+      PlaceOf(&S::VerifyRecoverInit),
+      PlaceOf(&S::VerifyRecover),
+      PlaceOf(static_cast<void (S::*)(const M&, const PublicKey&, const CryptokiObject&, BYTE*, CK_ULONG*)>(
+          &S::WrapKey)),
+      PlaceOf(static_cast<void (S::*)(const M&, const SecretKey&, const CryptokiObject&, BYTE*, CK_ULONG*)>(
+          &S::WrapKey)),
+      PlaceOf(static_cast<SecretKey (S::*)(const M&, const PrivateKey&, BYTE*, CK_ULONG, const List&)>(
+          &S::UnwrapKey)),
+      PlaceOf(static_cast<SecretKey (S::*)(const M&, const SecretKey&, BYTE*, CK_ULONG, const List&)>(
+          &S::UnwrapKey)),
+      PlaceOf(&S::GenerateKeyPair),
+      PlaceOf(&S::SeedRandom),
+      PlaceOf(&S::GenerateRandom),
+  };
+  Places expected;
+  for (std::uintptr_t place = 6; expected.size() < 48; ++place) expected.push_back(place);
+  EXPECT_EQ(expected, places);
+}
+
+}  // namespace

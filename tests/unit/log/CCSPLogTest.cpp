@@ -1,0 +1,196 @@
+// What the log writes: items, rows of bytes, dumps, and when an object falls silent.
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sstream>
+#include <vector>
+
+#include "LogTest.h"
+#include "log/CCSPLog.h"
+#include "log/Logs.h"
+
+namespace {
+
+#if defined(_WIN32)
+#define LINE_END "\r\n"
+#else
+#define LINE_END "\n"
+#endif
+
+std::string WithZero(const char* text, std::size_t length) {
+  return std::string(text, length);
+}
+
+class CCSPLogTest : public LogTest {
+ protected:
+  CCSPLog m_log{1000};
+};
+
+TEST_F(CCSPLogTest, WriteLineLeavesThreeBlanksBeforeTheLineEnd) {
+  m_log.WriteLine("abc");
+  EXPECT_EQ("abc   " LINE_END, LogBytes());
+}
+
+TEST_F(CCSPLogTest, WriteWithoutNewlineLeavesAZeroByteAndTheNextItemContinues) {
+  m_log.Write("a", "b", false);
+  m_log.Write("c", "d", true);
+  EXPECT_EQ(WithZero("a b \0c d " LINE_END, sizeof("a b \0c d " LINE_END) - 1), LogBytes());
+}
+
+TEST_F(CCSPLogTest, LineEndsInsideATextAreWrittenLikeTheOneBehindIt) {
+  m_log.WriteLine("\nCPHashData");
+  EXPECT_EQ(LINE_END "CPHashData   " LINE_END, LogBytes());
+}
+
+TEST_F(CCSPLogTest, WriteHexShowsUpperCaseDigitsWithoutLeadingZeros) {
+  m_log.WriteHex("x", 255, true);
+  m_log.WriteHex("x", 0, true);
+  EXPECT_EQ("x FF \nx 0 \n", TakeLog());
+}
+
+TEST_F(CCSPLogTest, WriteFormattedUsesTheGivenFormat) {
+  m_log.WriteFormatted("x", 255, "%08X", true);
+  m_log.WriteFormatted("x", 0xABCDEF01, "%08x", true);
+  m_log.WriteFormatted("x", 12, "%d", true);
+  EXPECT_EQ("x 000000FF \nx abcdef01 \nx 12 \n", TakeLog());
+}
+
+TEST_F(CCSPLogTest, WriteDecimalShowsTheWholeUnsignedRange) {
+  m_log.WriteDecimal("n", 4294967295U, false);
+  EXPECT_EQ(WithZero("n 4294967295 \0", 14), TakeLog());
+}
+
+TEST_F(CCSPLogTest, WriteBytesShowsABlankBehindEachByte) {
+  const BYTE data[] = {0x00, 0x9A, 0xFF};
+  m_log.WriteBytes("PlainText: ", data, sizeof(data), true);
+  m_log.WriteBytes("again", data, 1, false);
+  EXPECT_EQ("PlainText: 00 9A FF \nagain00 ", TakeLog());
+}
+
+TEST_F(CCSPLogTest, WriteBytesOfNothingWritesTheLabelAndIfAskedALineEnd) {
+  m_log.WriteBytes("label", nullptr, 0, false);
+  EXPECT_EQ("label", TakeLog());
+  m_log.WriteBytes("label", nullptr, 0, true);
+  EXPECT_EQ("label\n", TakeLog());
+}
+
+TEST_F(CCSPLogTest, DumpOfSixteenBytesIsOneFullRow) {
+  m_log.WriteHexDump(reinterpret_cast<const BYTE*>("0123456789abcdef"), 16);
+  EXPECT_EQ("30313233343536373839616263646566\t0123456789abcdef\n", TakeLog());
+}
+
+TEST_F(CCSPLogTest, DumpOfSeventeenBytesHasARowOfOneByteThatIsNotPadded) {
+  m_log.WriteHexDump(reinterpret_cast<const BYTE*>("0123456789abcdefg"), 17);
+  EXPECT_EQ("30313233343536373839616263646566\t0123456789abcdef\n67\tg\n", TakeLog());
+}
+
+TEST_F(CCSPLogTest, DumpOfNothingOpensTheFileAndWritesNothing) {
+  ASSERT_FALSE(std::filesystem::exists(m_logFile));
+  m_log.WriteHexDump(nullptr, 0);
+  EXPECT_TRUE(std::filesystem::exists(m_logFile));
+  EXPECT_EQ("", LogBytes());
+}
+
+TEST_F(CCSPLogTest, DumpShowsOnlyPrintableCharactersAndTheBlankIsNone) {
+  const BYTE data[] = {0x20, 0x21, 0x25, 0x7E, 0x7F, 0x00, 0x80, 0xFF};
+  m_log.WriteHexDump(data, sizeof(data));
+  EXPECT_EQ("2021257E7F0080FF\t.!%~....\n", TakeLog());
+}
+
+TEST_F(CCSPLogTest, WriteTLVWritesHeadingPartsAndBytes) {
+  const BYTE value[] = {1, 2};
+  m_log.WriteTLV("Heading", 0x30, 2, nullptr);
+  EXPECT_EQ(Line("Heading") + WithZero("Tag 30 \0 Length 2 \0 Value 0 \n", 29), TakeLog());
+  m_log.WriteTLV("Heading", 0x30, 2, value);
+  const std::string written = TakeLog();
+  EXPECT_EQ("01 02 \n", written.substr(written.size() - 7));
+}
+
+TEST_F(CCSPLogTest, AnExhaustedObjectIsSilentForGoodInEveryOperation) {
+  const BYTE data[] = {1};
+  CCSPLog small(2);
+  small.WriteLine("one");
+  small.Write("two", "2", true);
+  small.WriteLine("three");
+  small.WriteHex("four", 4, true);
+  small.WriteBytes("five", data, 1, true);
+  small.WriteHexDump(data, 1);
+  EXPECT_EQ("one   \ntwo 2 \n", TakeLog());
+}
+
+TEST_F(CCSPLogTest, OtherObjectsGoOnWhenOneIsExhausted) {
+  CCSPLog small(1);
+  small.WriteLine("one");
+  small.WriteLine("two");
+  m_log.WriteLine("other");
+  EXPECT_EQ(Line("one") + Line("other"), TakeLog());
+}
+
+TEST_F(CCSPLogTest, BytesAndDumpsBringAnObjectNoCloserToItsLimit) {
+  const BYTE data[] = {1};
+  CCSPLog small(1);
+  for (int i = 0; i < 3; ++i) {
+    small.WriteBytes("b", data, 1, true);
+    small.WriteHexDump(data, 1);
+  }
+  TakeLog();
+  small.WriteLine("still there");
+  EXPECT_EQ(Line("still there"), TakeLog());
+}
+
+TEST_F(CCSPLogTest, AnItemThatCouldNotBeWrittenIsNotCounted) {
+  m_registry.SetText(kProductKey, "CSPDIR", m_folder.File("later/csp.log"));
+  CCSPLog small(1);
+  small.WriteLine("lost");
+  std::filesystem::create_directory(m_folder.File("later"));
+  small.WriteLine("kept");
+  small.WriteLine("too many");
+  EXPECT_EQ("kept   " LINE_END, ReadFile(m_folder.File("later/csp.log")));
+}
+
+TEST_F(CCSPLogTest, AMegabyteIsDumpedWhole) {
+  const std::vector<BYTE> data(1024 * 1024, 0x41);
+  m_log.WriteHexDump(data.data(), static_cast<DWORD>(data.size()));
+  std::string expected;
+  for (int i = 0; i < 65536; ++i) expected += "41414141414141414141414141414141\tAAAAAAAAAAAAAAAA\n";
+  EXPECT_TRUE(expected == TakeLog());
+  m_log.WriteBytes("", data.data(), static_cast<DWORD>(data.size()), false);
+  EXPECT_EQ(3U * 1024U * 1024U, TakeLog().size());
+}
+
+TEST_F(CCSPLogTest, AnObjectBeforeItsConstructionWritesNothing) {
+  const BYTE data[] = {1};
+  alignas(CCSPLog) unsigned char memory[sizeof(CCSPLog)] = {};
+  auto& log = reinterpret_cast<CCSPLog&>(memory);
+  log.WriteLine("x");
+  log.WriteHex("x", 1, true);
+  log.WriteBytes("x", data, 1, true);
+  log.WriteHexDump(data, 1);
+  EXPECT_FALSE(std::filesystem::exists(m_logFile));
+}
+
+TEST_F(CCSPLogTest, TheTwelveObjectsHaveTheirLimits) {
+  for (const CCSPLog* log :
+       {&g_pinCacheLog, &g_entryLog, &g_changePwdLog, &g_contextLog, &g_loginLog, &g_secretKeyLog,
+        &g_cryptokiLog, &g_unusedLog, &g_objectLog, &g_sessionLog, &g_certificateLog}) {
+    EXPECT_EQ(200000U, log->GetLineLimit());
+  }
+  EXPECT_EQ(2147483647U, g_hashLog.GetLineLimit());
+}
+
+TEST(ReportStreamStateTest, NamesEachBitOnALineOfItsOwn) {
+  std::ostringstream errors;
+  std::stringstream stream;
+  stream.setstate(std::ios::eofbit | std::ios::failbit | std::ios::badbit);
+  ReportStreamState(stream, errors);
+  EXPECT_EQ("EOF BIT\nFAIL BIT\nBAD BIT\n", errors.str());
+}
+
+TEST(ReportStreamStateTest, SaysNothingOfAGoodStream) {
+  std::ostringstream errors;
+  ReportStreamState(std::stringstream(), errors);
+  EXPECT_EQ("", errors.str());
+}
+
+}  // namespace
