@@ -68,8 +68,7 @@ std::string NameText(const X509_NAME* name, bool reversed) {
   std::vector<std::string> parts;
   for (int i = 0; i < X509_NAME_entry_count(name); ++i) {
     const X509_NAME_ENTRY* entry = X509_NAME_get_entry(name, i);
-    parts.push_back(KeyOf(X509_NAME_ENTRY_get_object(entry)) + "=" +
-                    Quoted(TextOf(X509_NAME_ENTRY_get_data(entry))));
+    parts.push_back(KeyOf(X509_NAME_ENTRY_get_object(entry)) + "=" + Quoted(TextOf(X509_NAME_ENTRY_get_data(entry))));
   }
   if (reversed) std::reverse(parts.begin(), parts.end());
   std::string text;
@@ -83,8 +82,7 @@ DWORD CertNameToStrA(DWORD, PCERT_NAME_BLOB name, DWORD form, LPSTR text, DWORD 
   const unsigned char* der = name->pbData;
   const std::unique_ptr<X509_NAME, decltype(&X509_NAME_free)> decoded(
       d2i_X509_NAME(nullptr, &der, static_cast<long>(name->cbData)), &X509_NAME_free);
-  const std::string full =
-      decoded ? NameText(decoded.get(), (form & CERT_NAME_STR_REVERSE_FLAG) != 0) : std::string();
+  const std::string full = decoded ? NameText(decoded.get(), (form & CERT_NAME_STR_REVERSE_FLAG) != 0) : std::string();
   if (text == nullptr || size == 0) return static_cast<DWORD>(full.size() + 1);
   const std::size_t count = std::min<std::size_t>(full.size(), size - 1);
   std::memcpy(text, full.data(), count);

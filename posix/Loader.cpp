@@ -1,6 +1,7 @@
+#include <windows.h>
+
 #include <dlfcn.h>
 #include <string>
-#include <windows.h>
 
 namespace {
 
@@ -15,8 +16,7 @@ std::string NativeName(const std::string& fileName) {
   }
   const std::size_t slash = fileName.rfind('/');
   const std::size_t base = slash == std::string::npos ? 0 : slash + 1;
-  return fileName.substr(0, base) + "lib" + fileName.substr(base, fileName.size() - suffixLength - base) +
-         ".so";
+  return fileName.substr(0, base) + "lib" + fileName.substr(base, fileName.size() - suffixLength - base) + ".so";
 }
 
 }  // namespace
@@ -33,6 +33,4 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
   return reinterpret_cast<FARPROC>(symbol);
 }
 
-BOOL FreeLibrary(HMODULE module) {
-  return dlclose(module) == 0 ? TRUE : FALSE;
-}
+BOOL FreeLibrary(HMODULE module) { return dlclose(module) == 0 ? TRUE : FALSE; }

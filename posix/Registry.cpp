@@ -9,6 +9,8 @@
 // Keys stand below HKEY_LOCAL_MACHINE. Key and value names are compared without regard to case. An "sz" value
 // is kept without its terminating zero and handed out with it; "hex" keeps a string whose bytes do not end in
 // a zero (type REG_SZ, as the provider's own writer stores it) or that could not stand in a line.
+#include <windows.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -19,7 +21,6 @@
 #include <string>
 #include <strings.h>
 #include <vector>
-#include <windows.h>
 
 struct HostRegistryKey {
   std::string path;
@@ -34,9 +35,7 @@ struct Value {
   std::vector<BYTE> data;
 };
 
-bool SameName(const std::string& left, const char* right) {
-  return strcasecmp(left.c_str(), right) == 0;
-}
+bool SameName(const std::string& left, const char* right) { return strcasecmp(left.c_str(), right) == 0; }
 
 Lines ReadLines() {
   Lines lines;
@@ -55,9 +54,7 @@ bool WriteLines(const Lines& lines) {
   return file.good();
 }
 
-bool IsSection(const std::string& line) {
-  return line.size() >= 2 && line.front() == '[' && line.back() == ']';
-}
+bool IsSection(const std::string& line) { return line.size() >= 2 && line.front() == '[' && line.back() == ']'; }
 
 // The index of the line behind the key's head.
 std::optional<std::size_t> FindKey(const Lines& lines, const std::string& path) {
@@ -123,8 +120,7 @@ std::string FormatValue(DWORD type, const BYTE* data, DWORD length) {
     text << "dword:" << std::hex << number;
     return text.str();
   }
-  const bool plainText = length > 0 && data[length - 1] == 0 &&
-                         std::memchr(data, 0, length) == data + length - 1 &&
+  const bool plainText = length > 0 && data[length - 1] == 0 && std::memchr(data, 0, length) == data + length - 1 &&
                          std::memchr(data, '\n', length) == nullptr;
   if (plainText) return "sz:" + std::string(reinterpret_cast<const char*>(data), length - 1);
   return "hex:" + ToHex(data, length);
@@ -144,8 +140,7 @@ LSTATUS RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD, LPDWORD type, LPBYTE da
   const std::optional<std::size_t> begin = FindKey(lines, key->path);
   const std::optional<std::size_t> line = begin ? FindValue(lines, *begin, name) : std::nullopt;
   Value value;
-  if (!line || !ParseValue(lines[*line].substr(lines[*line].find('=') + 1), value))
-    return ERROR_FILE_NOT_FOUND;
+  if (!line || !ParseValue(lines[*line].substr(lines[*line].find('=') + 1), value)) return ERROR_FILE_NOT_FOUND;
   const DWORD room = *length;
   *length = static_cast<DWORD>(value.data.size());
   if (type != nullptr) *type = value.type;

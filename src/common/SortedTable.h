@@ -17,7 +17,6 @@ constexpr bool IsAscending(const Row (&rows)[N]) {
 template <typename Row, std::size_t N, typename Key>
 const Row* FindRow(const Row (&rows)[N], Key key) {
   const Row* end = rows + N;
-  const Row* row =
-      std::lower_bound(rows, end, key, [](const Row& left, Key right) { return left.key < right; });
+  const Row* row = std::lower_bound(rows, end, key, [](const Row& left, Key right) { return left.key < right; });
   return row != end && row->key == key ? row : nullptr;
 }

@@ -7,19 +7,13 @@
 
 namespace {
 
-bool IsLength(CK_ULONG length) {
-  return length != 0 && length != CK_UNAVAILABLE_INFORMATION;
-}
+bool IsLength(CK_ULONG length) { return length != 0 && length != CK_UNAVAILABLE_INFORMATION; }
 
 }  // namespace
 
-Attribute::Attribute(const CK_ATTRIBUTE& source) {
-  *this = source;
-}
+Attribute::Attribute(const CK_ATTRIBUTE& source) { *this = source; }
 
-Attribute::Attribute(const Attribute& source) {
-  *this = source;
-}
+Attribute::Attribute(const Attribute& source) { *this = source; }
 
 Attribute& Attribute::operator=(const CK_ATTRIBUTE& source) {
   m_type = source.type;
@@ -34,14 +28,11 @@ Attribute& Attribute::operator=(const Attribute& source) {
   if (this == &source) return *this;
   m_type = source.m_type;
   m_length = source.m_length;
-  if (source.m_value && IsLength(m_length))
-    Assign(source.m_value.get(), source.GetReadableLength(), m_length);
+  if (source.m_value && IsLength(m_length)) Assign(source.m_value.get(), source.GetReadableLength(), m_length);
   return *this;
 }
 
-Attribute::~Attribute() {
-  Release();
-}
+Attribute::~Attribute() { Release(); }
 
 void Attribute::SetValue(const BYTE* value, CK_ULONG length, CK_ATTRIBUTE_TYPE type) {
   if (value == nullptr || length == 0) return;
@@ -60,9 +51,7 @@ void Attribute::Clear() {
   m_length = 0;
 }
 
-CK_ULONG Attribute::GetReadableLength() const {
-  return std::min(m_length, m_allocated);
-}
+CK_ULONG Attribute::GetReadableLength() const { return std::min(m_length, m_allocated); }
 
 CK_ATTRIBUTE Attribute::ToTemplate() const {
   return CK_ATTRIBUTE{m_type, m_value.get(), m_value ? GetReadableLength() : m_length};

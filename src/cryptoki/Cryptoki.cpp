@@ -12,9 +12,7 @@ Cryptoki::Cryptoki(boost::shared_ptr<CryptokiInterface> cryptoki) {
   ICryptokiSettable::SetCryptoki(std::move(cryptoki));
 }
 
-Cryptoki::~Cryptoki() {
-  g_cryptokiLog.WriteLine("\n~Cryptoki");
-}
+Cryptoki::~Cryptoki() { g_cryptokiLog.WriteLine("\n~Cryptoki"); }
 
 void Cryptoki::Keep(CK_RV result) {
   m_lastResult = result;

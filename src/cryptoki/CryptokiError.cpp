@@ -1,7 +1,6 @@
 #include "cryptoki/CryptokiError.h"
 
-#include <cstdio>
-
+#include "common/FormatNumber.h"
 #include "common/SortedTable.h"
 
 // The typographic apostrophe, U+2019, in the encoding of the platform's one-byte texts.
@@ -43,12 +42,10 @@ constexpr ErrorRow kErrorRows[] = {
     {CKR_ENCRYPTED_DATA_INVALID, "The encrypted data input for the operation is invalid"},
     {CKR_ENCRYPTED_DATA_LEN_RANGE, "The encrypted data length for the operation is invalid"},
     {CKR_FUNCTION_CANCELED, "The operation was cancelled in mid-execution"},
-    {CKR_FUNCTION_NOT_PARALLEL,
-     "There is currently no function executing in parallel in the specified session."},
+    {CKR_FUNCTION_NOT_PARALLEL, "There is currently no function executing in parallel in the specified session."},
     {CKR_FUNCTION_NOT_SUPPORTED, "The requested function is not supported by the Cryptoki library"},
     {CKR_KEY_HANDLE_INVALID, "The specified Key Handle is invalid"},
-    {CKR_KEY_SIZE_RANGE,
-     "The supplied key size is out of range of the available key sizes foiund in the device"},
+    {CKR_KEY_SIZE_RANGE, "The supplied key size is out of range of the available key sizes foiund in the device"},
     {CKR_KEY_TYPE_INCONSISTENT, "Invalid Key type to use for this operation"},
     {CKR_KEY_NOT_NEEDED, "A key is not needed for this operation"},
     {CKR_KEY_CHANGED, "The key has been changed since the last session it was used"},
@@ -60,8 +57,7 @@ constexpr ErrorRow kErrorRows[] = {
     {CKR_MECHANISM_INVALID, "An Invalid Mechanism has been supplied in the operation"},
     {CKR_MECHANISM_PARAM_INVALID, "An Invalid Mechanism parameter has been supplied in the operation"},
     {CKR_OBJECT_HANDLE_INVALID, "The specified object handle is invalid"},
-    {CKR_OPERATION_ACTIVE,
-     "There is currently an active operation and the requested operation cannot continue"},
+    {CKR_OPERATION_ACTIVE, "There is currently an active operation and the requested operation cannot continue"},
     {CKR_OPERATION_NOT_INITIALIZED, "The operation has not been initialized"},
     {CKR_PIN_INCORRECT, "Incorrect PIN."},
     {CKR_PIN_INVALID, "The specified PIN has invalid character"},
@@ -72,8 +68,7 @@ constexpr ErrorRow kErrorRows[] = {
     {CKR_SESSION_COUNT, "Too many session currently exist in the token"},
     {CKR_SESSION_HANDLE_INVALID, "Invalid Session Handle"},
     {CKR_SESSION_PARALLEL_NOT_SUPPORTED, "The specified token does not support parallel session"},
-    {CKR_SESSION_READ_ONLY,
-     "The specified operation could not continue because the current session is Read-Only"},
+    {CKR_SESSION_READ_ONLY, "The specified operation could not continue because the current session is Read-Only"},
     {CKR_SESSION_EXISTS, "Token Cannot be initialized because of an outstanding session"},
     {CKR_SESSION_READ_ONLY_EXISTS, "A read-only session already exists, and so the SO cannot be logged in"},
     {CKR_SESSION_READ_WRITE_SO_EXISTS,
@@ -84,14 +79,12 @@ constexpr ErrorRow kErrorRows[] = {
     {CKR_TEMPLATE_INCONSISTENT, "The template specified has some conflicting attributes"},
     {CKR_TOKEN_NOT_PRESENT, "No Token is present to continue the operation"},
     {CKR_TOKEN_NOT_RECOGNIZED, "The current slot does not recognize the token"},
-    {CKR_TOKEN_WRITE_PROTECTED,
-     "The requested action could not be performed because the token is write-protected."},
+    {CKR_TOKEN_WRITE_PROTECTED, "The requested action could not be performed because the token is write-protected."},
     {CKR_UNWRAPPING_KEY_HANDLE_INVALID, "The key used for unwrapping is invalid."},
     {CKR_UNWRAPPING_KEY_SIZE_RANGE, "The specified key size could not be handled by the token"},
     {CKR_UNWRAPPING_KEY_TYPE_INCONSISTENT, "The Key Type provided is inconsistent with the mechanism"},
     {CKR_USER_ALREADY_LOGGED_IN, "The specified user is already Logged-in"},
-    {CKR_USER_NOT_LOGGED_IN,
-     "The desired action cannot be performed because the appropriate user is not logged in."},
+    {CKR_USER_NOT_LOGGED_IN, "The desired action cannot be performed because the appropriate user is not logged in."},
     {CKR_USER_PIN_NOT_INITIALIZED, "The User PIN has not been initialized"},
     {CKR_USER_TYPE_INVALID, "The User type specified is invalid"},
     {CKR_USER_ANOTHER_ALREADY_LOGGED_IN,
@@ -102,11 +95,9 @@ constexpr ErrorRow kErrorRows[] = {
      "and/or library permits."},
     {CKR_WRAPPED_KEY_INVALID, "The provided wrapped key is not valid."},
     {CKR_WRAPPED_KEY_LEN_RANGE, "Invalid Wrapped Key Length"},
-    {CKR_WRAPPING_KEY_HANDLE_INVALID,
-     "The key handle specified to be used to wrap another key is not valid."},
-    {CKR_WRAPPING_KEY_SIZE_RANGE,
-     "The supplied wrapping key" APOSTROPHE
-     "s size is outside the range of key sizes that the token/Cryptoki can handle."},
+    {CKR_WRAPPING_KEY_HANDLE_INVALID, "The key handle specified to be used to wrap another key is not valid."},
+    {CKR_WRAPPING_KEY_SIZE_RANGE, "The supplied wrapping key" APOSTROPHE
+                                  "s size is outside the range of key sizes that the token/Cryptoki can handle."},
     {CKR_WRAPPING_KEY_TYPE_INCONSISTENT,
      "The type of the key specified to wrap another key is not consistent with the mechanism specified for "
      "wrapping."},
@@ -133,9 +124,7 @@ static_assert(IsAscending(kErrorRows), "kErrorRows is searched by bisection");
 std::string ErrorText(CK_RV code) {
   const DWORD code32 = static_cast<DWORD>(code);
   if (const ErrorRow* row = FindRow(kErrorRows, code32)) return row->text;
-  char text[100];
-  std::snprintf(text, sizeof(text), "Unknown Error Code: 0x%08X", static_cast<unsigned>(code32));
-  return text;
+  return FormatNumber("Unknown Error Code: 0x%08X", code32);
 }
 
 CryptokiError::CryptokiError(CK_RV code) : m_code(static_cast<DWORD>(code)), m_message(ErrorText(code)) {}

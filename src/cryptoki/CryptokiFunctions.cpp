@@ -28,9 +28,7 @@ CryptokiInterface::CryptokiInterface(std::string moduleName) : m_moduleName(std:
 
 CryptokiInterface::~CryptokiInterface() = default;
 
-std::string CryptokiInterface::GetModuleName() {
-  return m_moduleName;
-}
+std::string CryptokiInterface::GetModuleName() { return m_moduleName; }
 
 CryptokiFunctions::CryptokiFunctions(std::string moduleName) : CryptokiInterface(std::move(moduleName)) {}
 
@@ -100,10 +98,8 @@ CK_RV CryptokiFunctions::ForwardLogin(CK_SESSION_HANDLE session, Body body) {
 #define ENTRY_OWN(name, params, args)
 #include "cryptoki/CryptokiEntries.inc"
 
-CK_RV CryptokiFunctions::C_Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin,
-                                 CK_ULONG pinLen) {
-  return ForwardLogin(session,
-                      [&](CK_FUNCTION_LIST& table) { return table.C_Login(session, user, pin, pinLen); });
+CK_RV CryptokiFunctions::C_Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) {
+  return ForwardLogin(session, [&](CK_FUNCTION_LIST& table) { return table.C_Login(session, user, pin, pinLen); });
 }
 
 CK_RV CryptokiFunctions::C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin,

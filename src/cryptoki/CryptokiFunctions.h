@@ -35,8 +35,7 @@ class CryptokiFunctions : public CryptokiInterface {
 #define ENTRY(name, params, args) CK_RV name params override;
 #include "cryptoki/CryptokiEntries.inc"
 
-  CK_RV C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin,
-                        CK_ULONG pinLen) override;
+  CK_RV C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) override;
 
  private:
   template <typename Body>

@@ -29,8 +29,7 @@ class CryptokiInterface {
 #include "cryptoki/CryptokiEntries.inc"
 
   // The token family's own login, with the arguments of C_Login.
-  virtual CK_RV C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin,
-                                CK_ULONG pinLen) = 0;
+  virtual CK_RV C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) = 0;
 
  private:
   std::string m_moduleName;

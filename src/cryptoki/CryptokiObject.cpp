@@ -13,7 +13,7 @@
 namespace {
 
 // A module that claims more for one value is not believed.
-constexpr CK_ULONG kMaxValueLength = 16 * 1024 * 1024;
+constexpr CK_ULONG kMaxValueLength = CK_ULONG{16} * 1024 * 1024;
 
 // The attribute that a module filled in: of the length it told, what has room in `allocated` bytes.
 Attribute Filled(CK_ATTRIBUTE item, CK_ULONG allocated) {
@@ -26,13 +26,12 @@ BYTE FirstByte(const Attribute& attribute) {
   return attribute.GetReadableLength() > 0 ? attribute.GetValue()[0] : BYTE{0};
 }
 
-CK_BBOOL IsOne(const Attribute& attribute) {
-  return FirstByte(attribute) == 1 ? CK_TRUE : CK_FALSE;
-}
+CK_BBOOL IsOne(const Attribute& attribute) { return FirstByte(attribute) == 1 ? CK_TRUE : CK_FALSE; }
 
 }  // namespace
 
 CryptokiObject& CryptokiObject::operator=(const CryptokiObject& other) {
+  if (this == &other) return *this;
   ICryptokiSettable::operator=(other);
   // A new list, so that no attribute keeps bytes of the one that it replaces.
   SetAttributes(other.m_attributes);
@@ -76,8 +75,7 @@ void CryptokiObject::Update(const std::list<Attribute>& attributes) {
   CryptokiInterface& module = BoundModule();
   AttributeTemplate items(attributes);
   g_objectLog.WriteLine("CryptokiObject::Update - SetAttributeValue");
-  const CK_RV result =
-      module.C_SetAttributeValue(m_sessionHandle, m_objectHandle, items.Data(), items.Count());
+  const CK_RV result = module.C_SetAttributeValue(m_sessionHandle, m_objectHandle, items.Data(), items.Count());
   g_objectLog.WriteLine("CryptokiObject::Update - AfterSetAttributeValue");
   if (result != CKR_OK) {
     g_objectLog.WriteLine("CryptokiObject::Update - throw error");
@@ -122,9 +120,7 @@ void CryptokiObject::UpdateCached(const Attribute& attribute) {
   }
 }
 
-std::list<Attribute>& CryptokiObject::GetAttributes() {
-  return m_attributes;
-}
+std::list<Attribute>& CryptokiObject::GetAttributes() { return m_attributes; }
 
 Attribute CryptokiObject::GetAttribute(CK_ATTRIBUTE_TYPE type) {
   if (const Attribute* cached = FindAttribute(type)) return *cached;
@@ -132,41 +128,23 @@ Attribute CryptokiObject::GetAttribute(CK_ATTRIBUTE_TYPE type) {
   return m_attributes.back();
 }
 
-CK_OBJECT_CLASS CryptokiObject::GetClass() const {
-  return m_class;
-}
+CK_OBJECT_CLASS CryptokiObject::GetClass() const { return m_class; }
 
-std::string& CryptokiObject::GetLabel() {
-  return m_label;
-}
+std::string& CryptokiObject::GetLabel() { return m_label; }
 
-bool CryptokiObject::IsModifiable() const {
-  return m_modifiable != 0;
-}
+bool CryptokiObject::IsModifiable() const { return m_modifiable != 0; }
 
-bool CryptokiObject::IsPrivate() const {
-  return m_private != 0;
-}
+bool CryptokiObject::IsPrivate() const { return m_private != 0; }
 
-bool CryptokiObject::IsToken() const {
-  return m_token != 0;
-}
+bool CryptokiObject::IsToken() const { return m_token != 0; }
 
-bool CryptokiObject::IsExtractable() const {
-  return m_extractable != 0;
-}
+bool CryptokiObject::IsExtractable() const { return m_extractable != 0; }
 
-bool CryptokiObject::IsSensitive() const {
-  return m_sensitive != 0;
-}
+bool CryptokiObject::IsSensitive() const { return m_sensitive != 0; }
 
-void CryptokiObject::GetID(BYTE* out, CK_ULONG* length) {
-  CopyCached(CKA_ID, out, length);
-}
+void CryptokiObject::GetID(BYTE* out, CK_ULONG* length) { CopyCached(CKA_ID, out, length); }
 
-CK_OBJECT_HANDLE CryptokiObject::GetHandle() const {
-  return m_objectHandle;
-}
+CK_OBJECT_HANDLE CryptokiObject::GetHandle() const { return m_objectHandle; }
 
 void CryptokiObject::SetAttributes(const std::list<Attribute>& attributes) {
   std::list<Attribute>(attributes).swap(m_attributes);
@@ -175,8 +153,8 @@ void CryptokiObject::SetAttributes(const std::list<Attribute>& attributes) {
 void CryptokiObject::Retrieve() {
   BoundModule();
   m_attributes.clear();
-  ReadFields({FieldOf(CKA_CLASS, m_class), FieldOf(CKA_MODIFIABLE, m_modifiable),
-              FieldOf(CKA_PRIVATE, m_private), FieldOf(CKA_TOKEN, m_token)});
+  ReadFields({FieldOf(CKA_CLASS, m_class), FieldOf(CKA_MODIFIABLE, m_modifiable), FieldOf(CKA_PRIVATE, m_private),
+              FieldOf(CKA_TOKEN, m_token)});
   ReadValues({m_class == CKO_DATA ? CKA_OBJECT_ID : CKA_ID, CKA_LABEL});
   m_label = DecodedText(m_attributes.back());
 }
@@ -284,8 +262,7 @@ void CryptokiObject::CopyModulus(BYTE* out, CK_ULONG* length) const {
   g_objectLog.WriteLine("GetModulus - Exit: pModulus retrieved");
 }
 
-void CryptokiObject::StoreFields(const std::list<Attribute>& attributes,
-                                 std::initializer_list<Field> fields) {
+void CryptokiObject::StoreFields(const std::list<Attribute>& attributes, std::initializer_list<Field> fields) {
   for (const Attribute& attribute : attributes) {
     for (const Field& field : fields) {
       if (field.type != attribute.GetType()) continue;

@@ -17,9 +17,8 @@ bool HasMatch(const std::list<Attribute>& attributes, const Attribute& wanted) {
 // The first object of the list with a matching attribute, or null.
 template <typename Object>
 Object* FindMatch(std::list<Object>& objects, const Attribute& wanted) {
-  const auto found = std::find_if(objects.begin(), objects.end(), [&wanted](Object& object) {
-    return HasMatch(object.GetAttributes(), wanted);
-  });
+  const auto found = std::find_if(objects.begin(), objects.end(),
+                                  [&wanted](Object& object) { return HasMatch(object.GetAttributes(), wanted); });
   return found != objects.end() ? &*found : nullptr;
 }
 
@@ -50,12 +49,10 @@ void LinkPublicKey(Certificate& certificate, std::list<PublicKey>& publicKeys, c
   certificate.LinkPublicKey(*publicKey);
 }
 
-void LinkKeyPair(Certificate& certificate, std::list<PrivateKey>& privateKeys,
-                 std::list<PublicKey>& publicKeys) {
-  const Attribute id =
-      ReadWanted(CKA_ID, "GetCertificates - Getting certificate ID length",
-                 "GetCertificates - Getting certificate ID length",
-                 [&certificate](BYTE* out, CK_ULONG* length) { certificate.GetID(out, length); });
+void LinkKeyPair(Certificate& certificate, std::list<PrivateKey>& privateKeys, std::list<PublicKey>& publicKeys) {
+  const Attribute id = ReadWanted(CKA_ID, "GetCertificates - Getting certificate ID length",
+                                  "GetCertificates - Getting certificate ID length",
+                                  [&certificate](BYTE* out, CK_ULONG* length) { certificate.GetID(out, length); });
   g_objectLog.WriteLine("GetCertificates - Trying to find matching private key");
   const PrivateKey* privateKey = FindMatch(privateKeys, id);
   if (privateKey == nullptr) {
@@ -116,15 +113,13 @@ bool Matches(const Attribute& attribute, const Attribute& wanted) {
 CryptokiObjects::CryptokiObjects(const CryptokiObjects& other) : m_objects(other.m_objects) {}
 
 CryptokiObjects& CryptokiObjects::operator=(const CryptokiObjects& other) {
-  std::list<CryptokiObject>(other.m_objects).swap(m_objects);
+  if (this != &other) std::list<CryptokiObject>(other.m_objects).swap(m_objects);
   return *this;
 }
 
 CryptokiObjects::~CryptokiObjects() = default;
 
-void CryptokiObjects::Add(const CryptokiObject& object) {
-  m_objects.push_back(object);
-}
+void CryptokiObjects::Add(const CryptokiObject& object) { m_objects.push_back(object); }
 
 std::list<Certificate> CryptokiObjects::GetCertificates(bool bare) {
   g_objectLog.WriteLine("GetCertificates - Entry");
@@ -141,8 +136,7 @@ std::list<Certificate> CryptokiObjects::GetCertificates(bool bare) {
     for (const CryptokiObject& object : m_objects) {
       g_objectLog.WriteDecimal("Iteration: ", ++iteration, true);
       if (object.GetClass() != CKO_CERTIFICATE) {
-        g_objectLog.WriteHex(
-            "Object is not certificate. Object class: ", static_cast<DWORD>(object.GetClass()), true);
+        g_objectLog.WriteHex("Object is not certificate. Object class: ", static_cast<DWORD>(object.GetClass()), true);
         continue;
       }
       g_objectLog.WriteLine("GetCertificates - Enter");

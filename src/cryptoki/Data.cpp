@@ -9,9 +9,7 @@ void Data::Update(const std::list<Attribute>& attributes) {
   }
 }
 
-void Data::GetID(BYTE* out, CK_ULONG* length) {
-  CopyCached(CKA_OBJECT_ID, out, length);
-}
+void Data::GetID(BYTE* out, CK_ULONG* length) { CopyCached(CKA_OBJECT_ID, out, length); }
 
 void Data::Retrieve() {
   ReadValues({CKA_APPLICATION});

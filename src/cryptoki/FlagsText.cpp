@@ -1,11 +1,9 @@
 #include "cryptoki/FlagsText.h"
 
-#include <cstdio>
+#include "common/FormatNumber.h"
 
 std::string FlagsText(CK_FLAGS flags, const std::vector<FlagName>& names) {
-  char head[32];
-  std::snprintf(head, sizeof(head), "[0x%08X] ", static_cast<unsigned>(flags));
-  std::string text = head;
+  std::string text = FormatNumber("[0x%08X] ", static_cast<DWORD>(flags));
   for (const FlagName& row : names) {
     if ((flags & row.flag) != 0) text += std::string(row.name) + " | ";
   }

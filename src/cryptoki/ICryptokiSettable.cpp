@@ -4,17 +4,11 @@
 
 #include "cryptoki/CryptokiError.h"
 
-boost::shared_ptr<CryptokiInterface> ICryptokiSettable::GetCryptoki() const {
-  return m_cryptoki;
-}
+boost::shared_ptr<CryptokiInterface> ICryptokiSettable::GetCryptoki() const { return m_cryptoki; }
 
-CK_SESSION_HANDLE ICryptokiSettable::GetSessionHandle() const {
-  return m_sessionHandle;
-}
+CK_SESSION_HANDLE ICryptokiSettable::GetSessionHandle() const { return m_sessionHandle; }
 
-void ICryptokiSettable::SetSessionHandle(CK_SESSION_HANDLE handle) {
-  m_sessionHandle = handle;
-}
+void ICryptokiSettable::SetSessionHandle(CK_SESSION_HANDLE handle) { m_sessionHandle = handle; }
 
 void ICryptokiSettable::SetCryptoki(boost::shared_ptr<CryptokiInterface> cryptoki) {
   if (!cryptoki) throw CryptokiError(CKR_ARGUMENTS_BAD);

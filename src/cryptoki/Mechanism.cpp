@@ -14,13 +14,12 @@ Mechanism::Mechanism(const CK_MECHANISM& mechanism)
 }
 
 Mechanism& Mechanism::operator=(const Mechanism& other) {
-  const boost::shared_array<BYTE> parameter = other.m_parameter;
-  const DWORD length = other.m_parameterLength;
+  if (this == &other) return *this;
   m_name = other.m_name;
   m_info = other.m_info;
   m_type = other.m_type;
   m_parameterLength = 0;
-  if (parameter && length != 0) SetParameter(parameter, length);
+  if (other.m_parameter && other.m_parameterLength != 0) SetParameter(other.m_parameter, other.m_parameterLength);
   return *this;
 }
 
@@ -29,10 +28,6 @@ void Mechanism::SetParameter(const boost::shared_array<BYTE>& parameter, DWORD l
   m_parameterLength = length;
 }
 
-CK_MECHANISM Mechanism::WithParameter() const {
-  return CK_MECHANISM{m_type, m_parameter.get(), m_parameterLength};
-}
+CK_MECHANISM Mechanism::WithParameter() const { return CK_MECHANISM{m_type, m_parameter.get(), m_parameterLength}; }
 
-CK_MECHANISM Mechanism::TypeOnly() const {
-  return CK_MECHANISM{m_type, nullptr, 0};
-}
+CK_MECHANISM Mechanism::TypeOnly() const { return CK_MECHANISM{m_type, nullptr, 0}; }

@@ -1,9 +1,6 @@
 #include "cryptoki/Names.h"
 
-#include "common/Platform.h"
-
-#include <cstdio>
-
+#include "common/FormatNumber.h"
 #include "common/SortedTable.h"
 
 namespace {
@@ -238,7 +235,5 @@ std::string MechanismName(CK_MECHANISM_TYPE type) {
   if (const MechanismRow* row = FindRow(kMechanismRows, type)) return row->name;
   const bool vendorDefined = (type & CKM_VENDOR_DEFINED) != 0;
   const char* format = vendorDefined ? "Mechanism is vendor defined: 0x%08X" : "Unknown Mechanism: 0x%08X";
-  char text[64];
-  std::snprintf(text, sizeof(text), format, static_cast<unsigned>(type));
-  return text;
+  return FormatNumber(format, static_cast<DWORD>(type));
 }

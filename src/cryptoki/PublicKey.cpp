@@ -9,17 +9,16 @@ void PublicKey::Update(const std::list<Attribute>& attributes) {
               {FieldOf(CKA_KEY_TYPE, m_keyType), FieldOf(CKA_ENCRYPT, m_encrypt), FieldOf(CKA_WRAP, m_wrap),
                FieldOf(CKA_VERIFY, m_verify), FieldOf(CKA_VERIFY_RECOVER, m_verifyRecover),
                FieldOf(CKA_MODULUS_BITS, m_modulusBits), FieldOf(CKA_LOCAL, m_local),
-               FieldOf(CKA_NEVER_EXTRACTABLE, m_neverExtractable),
-               FieldOf(CKA_ALWAYS_SENSITIVE, m_alwaysSensitive), FieldOf(CKA_KEY_GEN_MECHANISM, mechanism)});
+               FieldOf(CKA_NEVER_EXTRACTABLE, m_neverExtractable), FieldOf(CKA_ALWAYS_SENSITIVE, m_alwaysSensitive),
+               FieldOf(CKA_KEY_GEN_MECHANISM, mechanism)});
   m_keyGenMechanism.SetType(mechanism);
 }
 
 void PublicKey::Retrieve() {
   CK_MECHANISM_TYPE mechanism = m_keyGenMechanism.GetType();
   ReadFields({FieldOf(CKA_KEY_TYPE, m_keyType), FieldOf(CKA_WRAP, m_wrap), FieldOf(CKA_ENCRYPT, m_encrypt),
-              FieldOf(CKA_VERIFY, m_verify), FieldOf(CKA_VERIFY_RECOVER, m_verifyRecover),
-              FieldOf(CKA_LOCAL, m_local), FieldOf(CKA_MODULUS_BITS, m_modulusBits),
-              FieldOf(CKA_KEY_GEN_MECHANISM, mechanism)});
+              FieldOf(CKA_VERIFY, m_verify), FieldOf(CKA_VERIFY_RECOVER, m_verifyRecover), FieldOf(CKA_LOCAL, m_local),
+              FieldOf(CKA_MODULUS_BITS, m_modulusBits), FieldOf(CKA_KEY_GEN_MECHANISM, mechanism)});
   m_keyGenMechanism.SetType(mechanism);
   ReadValues({CKA_MODULUS, CKA_PUBLIC_EXPONENT, CKA_ID});
 }

@@ -1,21 +1,19 @@
 #include "cryptoki/SecretKey.h"
 
 #include <algorithm>
-#include <cstdio>
 
+#include "common/FormatNumber.h"
 #include "cryptoki/Names.h"
 
 SecretKey::~SecretKey() = default;
 
 void SecretKey::Update(const std::list<Attribute>& attributes) {
   CryptokiObject::Update(attributes);
-  StoreFields(attributes,
-              {FieldOf(CKA_KEY_TYPE, m_keyType), FieldOf(CKA_ENCRYPT, m_encrypt),
-               FieldOf(CKA_DECRYPT, m_decrypt), FieldOf(CKA_WRAP, m_wrap), FieldOf(CKA_UNWRAP, m_unwrap),
-               FieldOf(CKA_SIGN, m_sign), FieldOf(CKA_VERIFY, m_verify), FieldOf(CKA_DERIVE, m_derive)});
-  const bool typeChanged = std::any_of(attributes.begin(), attributes.end(), [](const Attribute& attribute) {
-    return attribute.GetType() == CKA_KEY_TYPE;
-  });
+  StoreFields(attributes, {FieldOf(CKA_KEY_TYPE, m_keyType), FieldOf(CKA_ENCRYPT, m_encrypt),
+                           FieldOf(CKA_DECRYPT, m_decrypt), FieldOf(CKA_WRAP, m_wrap), FieldOf(CKA_UNWRAP, m_unwrap),
+                           FieldOf(CKA_SIGN, m_sign), FieldOf(CKA_VERIFY, m_verify), FieldOf(CKA_DERIVE, m_derive)});
+  const bool typeChanged = std::any_of(attributes.begin(), attributes.end(),
+                                       [](const Attribute& attribute) { return attribute.GetType() == CKA_KEY_TYPE; });
   if (typeChanged) m_keyTypeName = KeyTypeName(m_keyType);
 }
 
@@ -29,9 +27,7 @@ void SecretKey::Retrieve() {
 
 std::string SecretKey::KeyTypeName(CK_KEY_TYPE type) {
   if ((type & CKK_VENDOR_DEFINED) != 0) {
-    char text[48];
-    std::snprintf(text, sizeof(text), "Vendor Defined Key Type: 0x%08X", static_cast<unsigned>(type));
-    m_keyTypeName.insert(0, text);
+    m_keyTypeName.insert(0, FormatNumber("Vendor Defined Key Type: 0x%08X", static_cast<DWORD>(type)));
     return std::string();
   }
   const char* name = FindKeyTypeName(type);

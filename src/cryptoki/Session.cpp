@@ -13,15 +13,11 @@ void RequireArgument(bool present) {
   if (!present) throw CryptokiError(CKR_ARGUMENTS_BAD);
 }
 
-bool IsText(const BYTE* text, CK_ULONG length) {
-  return text != nullptr && length != 0;
-}
+bool IsText(const BYTE* text, CK_ULONG length) { return text != nullptr && length != 0; }
 
 }  // namespace
 
-Session::Session(CK_SESSION_HANDLE handle) {
-  m_sessionHandle = handle;
-}
+Session::Session(CK_SESSION_HANDLE handle) { m_sessionHandle = handle; }
 
 Session& Session::operator=(CK_SESSION_HANDLE handle) {
   m_sessionHandle = handle;
@@ -36,13 +32,9 @@ CK_SESSION_INFO Session::GetSessionInfo() {
   return info;
 }
 
-CK_FLAGS Session::GetFlags() {
-  return GetSessionInfo().flags;
-}
+CK_FLAGS Session::GetFlags() { return GetSessionInfo().flags; }
 
-CK_STATE Session::GetState() {
-  return GetSessionInfo().state;
-}
+CK_STATE Session::GetState() { return GetSessionInfo().state; }
 
 bool Session::IsValid() {
   CK_SESSION_INFO info = {};
@@ -59,9 +51,7 @@ void Session::Login(CK_USER_TYPE user, BYTE* pin, DWORD length) {
   Check(Module().C_LoginExtended(m_sessionHandle, user, pin, length));
 }
 
-void Session::Logout() {
-  Check(Module().C_Logout(m_sessionHandle));
-}
+void Session::Logout() { Check(Module().C_Logout(m_sessionHandle)); }
 
 void Session::SetPIN(BYTE* oldPin, DWORD oldLength, BYTE* newPin, DWORD newLength) {
   RequireArgument(IsText(oldPin, oldLength) && IsText(newPin, newLength));
@@ -80,9 +70,7 @@ CryptokiObjects Session::FindObjects(const std::list<Attribute>& attributes) {
   return Find(module, items.Data(), items.Count());
 }
 
-CryptokiObjects Session::FindAllObjects() {
-  return Find(Module(), nullptr, 0);
-}
+CryptokiObjects Session::FindAllObjects() { return Find(Module(), nullptr, 0); }
 
 CryptokiObjects Session::Find(CryptokiInterface& module, CK_ATTRIBUTE* items, CK_ULONG count) {
   CryptokiObjects found;
@@ -103,9 +91,7 @@ CryptokiObjects Session::Find(CryptokiInterface& module, CK_ATTRIBUTE* items, CK
   return found;
 }
 
-CryptokiObject Session::CreateObject(CryptokiObject& object) {
-  return CreateObject(object.GetAttributes());
-}
+CryptokiObject Session::CreateObject(CryptokiObject& object) { return CreateObject(object.GetAttributes()); }
 
 CryptokiObject Session::CreateObject(const std::list<Attribute>& attributes) {
   if (attributes.empty()) {
@@ -154,9 +140,7 @@ void Session::Digest(BYTE* in, CK_ULONG length, BYTE* out, CK_ULONG* outLength) 
   Check(Module().C_Digest(m_sessionHandle, in, length, out, outLength));
 }
 
-void Session::DigestUpdate(BYTE* in, CK_ULONG length) {
-  Check(Module().C_DigestUpdate(m_sessionHandle, in, length));
-}
+void Session::DigestUpdate(BYTE* in, CK_ULONG length) { Check(Module().C_DigestUpdate(m_sessionHandle, in, length)); }
 
 void Session::DigestFinal(BYTE* out, CK_ULONG* outLength) {
   Check(Module().C_DigestFinal(m_sessionHandle, out, outLength));
@@ -215,9 +199,7 @@ void Session::Sign(BYTE* in, CK_ULONG length, BYTE* out, CK_ULONG* outLength) {
   Check(Module().C_Sign(m_sessionHandle, in, length, out, outLength));
 }
 
-void Session::SignUpdate(BYTE* in, CK_ULONG length) {
-  Check(Module().C_SignUpdate(m_sessionHandle, in, length));
-}
+void Session::SignUpdate(BYTE* in, CK_ULONG length) { Check(Module().C_SignUpdate(m_sessionHandle, in, length)); }
 
 void Session::SignFinal(BYTE* out, CK_ULONG* outLength) {
   Check(Module().C_SignFinal(m_sessionHandle, out, outLength));
@@ -245,9 +227,7 @@ void Session::Verify(BYTE* data, CK_ULONG length, BYTE* signature, CK_ULONG sign
   Check(Module().C_Verify(m_sessionHandle, data, length, signature, signatureLength));
 }
 
-void Session::VerifyUpdate(BYTE* in, CK_ULONG length) {
-  Check(Module().C_VerifyUpdate(m_sessionHandle, in, length));
-}
+void Session::VerifyUpdate(BYTE* in, CK_ULONG length) { Check(Module().C_VerifyUpdate(m_sessionHandle, in, length)); }
 
 void Session::VerifyFinal(BYTE* signature, CK_ULONG signatureLength) {
   Check(Module().C_VerifyFinal(m_sessionHandle, signature, signatureLength));
@@ -262,18 +242,18 @@ void Session::VerifyRecover(BYTE* signature, CK_ULONG signatureLength, BYTE* out
   Check(Module().C_VerifyRecover(m_sessionHandle, signature, signatureLength, out, outLength));
 }
 
-void Session::WrapKey(const Mechanism& mechanism, const PublicKey& wrappingKey, const CryptokiObject& key,
-                      BYTE* out, CK_ULONG* outLength) {
+void Session::WrapKey(const Mechanism& mechanism, const PublicKey& wrappingKey, const CryptokiObject& key, BYTE* out,
+                      CK_ULONG* outLength) {
   Wrap(mechanism, wrappingKey, key, out, outLength);
 }
 
-void Session::WrapKey(const Mechanism& mechanism, const SecretKey& wrappingKey, const CryptokiObject& key,
-                      BYTE* out, CK_ULONG* outLength) {
+void Session::WrapKey(const Mechanism& mechanism, const SecretKey& wrappingKey, const CryptokiObject& key, BYTE* out,
+                      CK_ULONG* outLength) {
   Wrap(mechanism, wrappingKey, key, out, outLength);
 }
 
-void Session::Wrap(const Mechanism& mechanism, const CryptokiObject& wrappingKey, const CryptokiObject& key,
-                   BYTE* out, CK_ULONG* outLength) {
+void Session::Wrap(const Mechanism& mechanism, const CryptokiObject& wrappingKey, const CryptokiObject& key, BYTE* out,
+                   CK_ULONG* outLength) {
   CK_MECHANISM raw = mechanism.TypeOnly();
   Check(Module().C_WrapKey(m_sessionHandle, &raw, wrappingKey.GetHandle(), key.GetHandle(), out, outLength));
 }
@@ -295,8 +275,8 @@ SecretKey Session::Unwrap(const Mechanism& mechanism, const CryptokiObject& unwr
   AttributeTemplate items(attributes);
   CK_MECHANISM raw = mechanism.TypeOnly();
   CK_OBJECT_HANDLE handle = 0;
-  Check(module.C_UnwrapKey(m_sessionHandle, &raw, unwrappingKey.GetHandle(), wrapped, wrappedLength,
-                           items.Data(), items.Count(), &handle));
+  Check(module.C_UnwrapKey(m_sessionHandle, &raw, unwrappingKey.GetHandle(), wrapped, wrappedLength, items.Data(),
+                           items.Count(), &handle));
   SecretKey key;
   key.Bind(*this, handle);
   key.Retrieve();
@@ -314,8 +294,8 @@ void Session::GenerateKeyPair(const Mechanism& mechanism, const std::list<Attrib
   CK_MECHANISM raw = mechanism.TypeOnly();
   CK_OBJECT_HANDLE publicHandle = 0;
   CK_OBJECT_HANDLE privateHandle = 0;
-  Check(module.C_GenerateKeyPair(m_sessionHandle, &raw, publicItems.Data(), publicItems.Count(),
-                                 privateItems.Data(), privateItems.Count(), &publicHandle, &privateHandle));
+  Check(module.C_GenerateKeyPair(m_sessionHandle, &raw, publicItems.Data(), publicItems.Count(), privateItems.Data(),
+                                 privateItems.Count(), &publicHandle, &privateHandle));
   publicKey.Bind(*this, publicHandle);
   publicKey.Retrieve();
   privateKey.Bind(*this, privateHandle);

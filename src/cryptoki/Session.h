@@ -85,10 +85,10 @@ class Session : public ICryptokiSettable {
   virtual void VerifyFinal(BYTE* signature, CK_ULONG signatureLength);
   virtual void VerifyRecoverInit(const Mechanism& mechanism, const CryptokiObject& key);
   virtual void VerifyRecover(BYTE* signature, CK_ULONG signatureLength, BYTE* out, CK_ULONG* outLength);
-  virtual void WrapKey(const Mechanism& mechanism, const PublicKey& wrappingKey, const CryptokiObject& key,
-                       BYTE* out, CK_ULONG* outLength);
-  virtual void WrapKey(const Mechanism& mechanism, const SecretKey& wrappingKey, const CryptokiObject& key,
-                       BYTE* out, CK_ULONG* outLength);
+  virtual void WrapKey(const Mechanism& mechanism, const PublicKey& wrappingKey, const CryptokiObject& key, BYTE* out,
+                       CK_ULONG* outLength);
+  virtual void WrapKey(const Mechanism& mechanism, const SecretKey& wrappingKey, const CryptokiObject& key, BYTE* out,
+                       CK_ULONG* outLength);
   virtual SecretKey UnwrapKey(const Mechanism& mechanism, const PrivateKey& unwrappingKey, BYTE* wrapped,
                               CK_ULONG wrappedLength, const std::list<Attribute>& attributes);
   virtual SecretKey UnwrapKey(const Mechanism& mechanism, const SecretKey& unwrappingKey, BYTE* wrapped,
@@ -107,6 +107,6 @@ class Session : public ICryptokiSettable {
   CryptokiObjects Find(CryptokiInterface& module, CK_ATTRIBUTE* items, CK_ULONG count);
   SecretKey Unwrap(const Mechanism& mechanism, const CryptokiObject& unwrappingKey, BYTE* wrapped,
                    CK_ULONG wrappedLength, const std::list<Attribute>& attributes);
-  void Wrap(const Mechanism& mechanism, const CryptokiObject& wrappingKey, const CryptokiObject& key,
-            BYTE* out, CK_ULONG* outLength);
+  void Wrap(const Mechanism& mechanism, const CryptokiObject& wrappingKey, const CryptokiObject& key, BYTE* out,
+            CK_ULONG* outLength);
 };

@@ -10,9 +10,7 @@ void Slot::SetCryptoki(boost::shared_ptr<CryptokiInterface> cryptoki) {
   m_token.SetCryptoki(cryptoki);
 }
 
-std::string Slot::GetSlotDescription() const {
-  return m_info.GetDescription();
-}
+std::string Slot::GetSlotDescription() const { return m_info.GetDescription(); }
 
 bool Slot::IsTokenPresent() {
   GetSlotInfo();

@@ -28,9 +28,7 @@ const std::vector<FlagName>& TokenFlagNames() {
 // clang-format on
 
 // Numbers have 32 bits on the provider's platform, all ones included.
-std::string Decimal(CK_ULONG value) {
-  return std::to_string(static_cast<DWORD>(value));
-}
+std::string Decimal(CK_ULONG value) { return std::to_string(static_cast<DWORD>(value)); }
 
 }  // namespace
 
@@ -93,37 +91,15 @@ void Token::CloseAllSessions() {
   m_sessions.clear();
 }
 
-std::string Token::FlagsText() const {
-  return ::FlagsText(m_info.GetFlags(), TokenFlagNames());
-}
+std::string Token::FlagsText() const { return ::FlagsText(m_info.GetFlags(), TokenFlagNames()); }
 
-std::string Token::MaxSessionCountText() const {
-  return Decimal(m_info.GetMaxSessionCount());
-}
-std::string Token::SessionCountText() const {
-  return Decimal(m_info.GetSessionCount());
-}
-std::string Token::MaxRwSessionCountText() const {
-  return Decimal(m_info.GetMaxRwSessionCount());
-}
-std::string Token::RwSessionCountText() const {
-  return Decimal(m_info.GetRwSessionCount());
-}
-std::string Token::MaxPinLenText() const {
-  return Decimal(m_info.GetMaxPinLen());
-}
-std::string Token::MinPinLenText() const {
-  return Decimal(m_info.GetMinPinLen());
-}
-std::string Token::TotalPublicMemoryText() const {
-  return Decimal(m_info.GetTotalPublicMemory());
-}
-std::string Token::FreePublicMemoryText() const {
-  return Decimal(m_info.GetFreePublicMemory());
-}
-std::string Token::TotalPrivateMemoryText() const {
-  return Decimal(m_info.GetTotalPrivateMemory());
-}
-std::string Token::FreePrivateMemoryText() const {
-  return Decimal(m_info.GetFreePrivateMemory());
-}
+std::string Token::MaxSessionCountText() const { return Decimal(m_info.GetMaxSessionCount()); }
+std::string Token::SessionCountText() const { return Decimal(m_info.GetSessionCount()); }
+std::string Token::MaxRwSessionCountText() const { return Decimal(m_info.GetMaxRwSessionCount()); }
+std::string Token::RwSessionCountText() const { return Decimal(m_info.GetRwSessionCount()); }
+std::string Token::MaxPinLenText() const { return Decimal(m_info.GetMaxPinLen()); }
+std::string Token::MinPinLenText() const { return Decimal(m_info.GetMinPinLen()); }
+std::string Token::TotalPublicMemoryText() const { return Decimal(m_info.GetTotalPublicMemory()); }
+std::string Token::FreePublicMemoryText() const { return Decimal(m_info.GetFreePublicMemory()); }
+std::string Token::TotalPrivateMemoryText() const { return Decimal(m_info.GetTotalPrivateMemory()); }
+std::string Token::FreePrivateMemoryText() const { return Decimal(m_info.GetFreePrivateMemory()); }

@@ -10,6 +10,7 @@
 #include <iostream>
 #include <string>
 
+#include "common/FormatNumber.h"
 #include "log/ProductKey.h"
 
 BYTE g_logStarted = 0;
@@ -18,19 +19,13 @@ namespace {
 
 constexpr std::size_t kBytesPerRow = 16;
 
-std::string Formatted(const char* format, DWORD value) {
-  return (boost::format(format) % value).str();
-}
-
 void AppendHex(std::string& text, BYTE value) {
   static constexpr char kDigits[] = "0123456789ABCDEF";
   text += kDigits[value >> 4U];
   text += kDigits[value & 15U];
 }
 
-bool IsPlain(BYTE value) {
-  return value >= 33 && value <= 126;
-}
+bool IsPlain(BYTE value) { return value >= 33 && value <= 126; }
 
 void AppendDumpRow(std::string& dump, const BYTE* data, std::size_t length) {
   for (std::size_t i = 0; i < length; ++i) AppendHex(dump, data[i]);
@@ -48,7 +43,7 @@ void Put(std::ostream& file, std::string& text) {
 
 // Long data is written in pieces of this size, so that its text does not need several times its memory again.
 void PutWhenLong(std::ostream& file, std::string& text) {
-  constexpr std::size_t kPiece = 256 * 1024;
+  constexpr std::size_t kPiece = std::size_t{256} * 1024;
   if (text.size() >= kPiece) Put(file, text);
 }
 
@@ -95,9 +90,7 @@ void CCSPLog::WriteStartLine() {
   g_logStarted = 1;
 }
 
-bool CCSPLog::IsExhausted() const {
-  return m_lineCount >= m_lineLimit;
-}
+bool CCSPLog::IsExhausted() const { return m_lineCount >= m_lineLimit; }
 
 // Nothing is formatted for a file that does not open: with logging off that is every call.
 template <typename Body>
@@ -122,16 +115,12 @@ void CCSPLog::Write(const char* label, const char* value, bool newline) {
   if (written) ++m_lineCount;
 }
 
-void CCSPLog::WriteLine(const char* text) {
-  Write(text, " ", true);
-}
+void CCSPLog::WriteLine(const char* text) { Write(text, " ", true); }
 
-void CCSPLog::WriteHex(const char* label, DWORD value, bool newline) {
-  WriteFormatted(label, value, "%0X", newline);
-}
+void CCSPLog::WriteHex(const char* label, DWORD value, bool newline) { WriteFormatted(label, value, "%0X", newline); }
 
 void CCSPLog::WriteFormatted(const char* label, DWORD value, const char* format, bool newline) {
-  Write(label, Formatted(format, value).c_str(), newline);
+  Write(label, FormatNumber(format, value).c_str(), newline);
 }
 
 void CCSPLog::WriteDecimal(const char* label, DWORD value, bool newline) {

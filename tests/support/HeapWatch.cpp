@@ -12,17 +12,32 @@ std::size_t g_length = 0;
 bool g_released = false;
 bool g_wiped = false;
 
-void Release(void* block) noexcept {
-  if (block != nullptr && block == g_block) {
-    const auto* bytes = static_cast<const unsigned char*>(block);
-    g_wiped = std::all_of(bytes, bytes + g_length, [](unsigned char byte) { return byte == 0; });
-    g_released = true;
-    g_block = nullptr;
-  }
-  std::free(block);
+// Called with every block that is given back, while its bytes are still there.
+void Look(const volatile void* block) noexcept {
+  if (block == nullptr || block != g_block) return;
+  const auto* bytes = static_cast<const unsigned char*>(g_block);
+  g_wiped = std::all_of(bytes, bytes + g_length, [](unsigned char byte) { return byte == 0; });
+  g_released = true;
+  g_block = nullptr;
 }
 
 }  // namespace
+
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
+#define SANITIZER_HAS_THE_HEAP
+#endif
+#endif
+
+#if defined(SANITIZER_HAS_THE_HEAP)
+
+#include <sanitizer/allocator_interface.h>
+
+namespace {
+const int g_installed = __sanitizer_install_malloc_and_free_hooks([](const volatile void*, std::size_t) {}, &Look);
+}  // namespace
+
+#else
 
 void* operator new[](std::size_t size) {
   void* block = std::malloc(size > 0 ? size : 1);
@@ -31,12 +46,13 @@ void* operator new[](std::size_t size) {
 }
 
 void operator delete[](void* block) noexcept {
-  Release(block);
+  Look(block);
+  std::free(block);
 }
 
-void operator delete[](void* block, std::size_t) noexcept {
-  Release(block);
-}
+void operator delete[](void* block, std::size_t) noexcept { operator delete[](block); }
+
+#endif
 
 HeapWatch::HeapWatch(const void* block, std::size_t length) {
   g_block = block;
@@ -45,14 +61,8 @@ HeapWatch::HeapWatch(const void* block, std::size_t length) {
   g_wiped = false;
 }
 
-HeapWatch::~HeapWatch() {
-  g_block = nullptr;
-}
+HeapWatch::~HeapWatch() { g_block = nullptr; }
 
-bool HeapWatch::WasReleased() const {
-  return g_released;
-}
+bool HeapWatch::WasReleased() const { return g_released; }
 
-bool HeapWatch::WasWiped() const {
-  return g_wiped;
-}
+bool HeapWatch::WasWiped() const { return g_wiped; }

@@ -146,8 +146,7 @@ std::string MechanismText(const CK_MECHANISM* mechanism) {
   for (const MechanismRow& row : kMechanisms) {
     if (row.type == mechanism->mechanism) text = row.name;
   }
-  if (mechanism->pParameter != nullptr)
-    text += " with " + HexText(mechanism->pParameter, mechanism->ulParameterLen);
+  if (mechanism->pParameter != nullptr) text += " with " + HexText(mechanism->pParameter, mechanism->ulParameterLen);
   return text;
 }
 

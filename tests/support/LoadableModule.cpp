@@ -15,16 +15,12 @@ namespace {
 CryptokiInterface* g_target = nullptr;
 CK_RV g_functionListResult = CKR_OK;
 
-#define ENTRY(name, params, args)                                                \
-  CK_RV Pass_##name params {                                                     \
-    return g_target != nullptr ? g_target->name args : CK_RV{CKR_GENERAL_ERROR}; \
-  }
+#define ENTRY(name, params, args) \
+  CK_RV Pass_##name params { return g_target != nullptr ? g_target->name args : CK_RV{CKR_GENERAL_ERROR}; }
 #include "cryptoki/CryptokiEntries.inc"
 
-CK_RV Pass_C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin,
-                           CK_ULONG pinLen) {
-  return g_target != nullptr ? g_target->C_LoginExtended(session, user, pin, pinLen)
-                             : CK_RV{CKR_GENERAL_ERROR};
+CK_RV Pass_C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) {
+  return g_target != nullptr ? g_target->C_LoginExtended(session, user, pin, pinLen) : CK_RV{CKR_GENERAL_ERROR};
 }
 
 ExtendedFunctionList MakeTable() {
@@ -45,10 +41,6 @@ EXPORTED CK_RV C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list) {
   return g_functionListResult;
 }
 
-EXPORTED void SetTarget(CryptokiInterface* target) {
-  g_target = target;
-}
+EXPORTED void SetTarget(CryptokiInterface* target) { g_target = target; }
 
-EXPORTED void SetFunctionListResult(CK_RV result) {
-  g_functionListResult = result;
-}
+EXPORTED void SetFunctionListResult(CK_RV result) { g_functionListResult = result; }

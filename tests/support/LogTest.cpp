@@ -4,19 +4,13 @@
 
 #include "log/Logs.h"
 
-std::string Line(const std::string& text) {
-  return text + "   \n";
-}
+std::string Line(const std::string& text) { return text + "   \n"; }
 
-std::string Value(const std::string& label, const std::string& value) {
-  return label + " " + value + " \n";
-}
+std::string Value(const std::string& label, const std::string& value) { return label + " " + value + " \n"; }
 
 namespace {
 
-void Restart(CCSPLog& log, DWORD limit) {
-  new (&log) CCSPLog(limit);
-}
+void Restart(CCSPLog& log, DWORD limit) { new (&log) CCSPLog(limit); }
 
 std::string WithSingleLineEnds(std::string text) {
   for (std::size_t i = text.find("\r\n"); i != std::string::npos; i = text.find("\r\n", i)) text.erase(i, 1);
@@ -26,9 +20,8 @@ std::string WithSingleLineEnds(std::string text) {
 }  // namespace
 
 void RestartLogs() {
-  for (CCSPLog* log :
-       {&g_pinCacheLog, &g_entryLog, &g_changePwdLog, &g_contextLog, &g_loginLog, &g_secretKeyLog,
-        &g_cryptokiLog, &g_unusedLog, &g_objectLog, &g_sessionLog, &g_certificateLog}) {
+  for (CCSPLog* log : {&g_pinCacheLog, &g_entryLog, &g_changePwdLog, &g_contextLog, &g_loginLog, &g_secretKeyLog,
+                       &g_cryptokiLog, &g_unusedLog, &g_objectLog, &g_sessionLog, &g_certificateLog}) {
     Restart(*log, 200000);
   }
   Restart(g_hashLog, 2147483647);

@@ -1,10 +1,6 @@
 // A library that is no PKCS #11 module: it lacks C_GetFunctionList.
 #if defined(_WIN32)
-extern "C" __declspec(dllexport) int NotAModule() {
-  return 1;
-}
+extern "C" __declspec(dllexport) int NotAModule() { return 1; }
 #else
-extern "C" __attribute__((visibility("default"))) int NotAModule() {
-  return 1;
-}
+extern "C" __attribute__((visibility("default"))) int NotAModule() { return 1; }
 #endif

@@ -58,9 +58,7 @@ Bytes Turned(Bytes data) {
   return data;
 }
 
-std::size_t BlockLength(CK_ULONG keyType) {
-  return keyType == CKK_AES ? 16 : 8;
-}
+std::size_t BlockLength(CK_ULONG keyType) { return keyType == CKK_AES ? 16 : 8; }
 
 bool IsPaddedMode(CK_MECHANISM_TYPE mechanism) {
   return mechanism == CKM_DES_CBC_PAD || mechanism == CKM_DES3_CBC_PAD || mechanism == CKM_AES_CBC_PAD;
@@ -121,8 +119,7 @@ CK_RV ScriptedModule::Begin(const char* entry, Operation operation, CK_SESSION_H
     } else {
       const auto found = token.objects.find(key);
       if (found == token.objects.end()) return CKR_KEY_HANDLE_INVALID;
-      if (found->second.NumberOf(CKA_CLASS) == CKO_PRIVATE_KEY && !token.loggedIn)
-        return CKR_USER_NOT_LOGGED_IN;
+      if (found->second.NumberOf(CKA_CLASS) == CKO_PRIVATE_KEY && !token.loggedIn) return CKR_USER_NOT_LOGGED_IN;
     }
     ActiveOperation& active = open.operations[operation];
     if (active.active) return CKR_OPERATION_ACTIVE;
@@ -134,9 +131,8 @@ CK_RV ScriptedModule::Begin(const char* entry, Operation operation, CK_SESSION_H
   });
 }
 
-CK_RV ScriptedModule::Finish(const char* entry, Operation operation, CK_SESSION_HANDLE handle,
-                             const CK_BYTE* data, CK_ULONG dataLen, bool whole, CK_BYTE* out,
-                             CK_ULONG* outLen) {
+CK_RV ScriptedModule::Finish(const char* entry, Operation operation, CK_SESSION_HANDLE handle, const CK_BYTE* data,
+                             CK_ULONG dataLen, bool whole, CK_BYTE* out, CK_ULONG* outLen) {
   const std::string output = OutputText(out, outLen);
   const std::string arguments = whole ? InputText(data, dataLen) + ", " + output : output;
   return DoInSession(entry, arguments, handle, [&](OpenSession& open, ScriptedToken& token) -> CK_RV {
@@ -162,19 +158,18 @@ CK_RV ScriptedModule::Finish(const char* entry, Operation operation, CK_SESSION_
   });
 }
 
-CK_RV ScriptedModule::Collect(const char* entry, Operation operation, CK_SESSION_HANDLE handle,
-                              const CK_BYTE* data, CK_ULONG dataLen) {
-  return DoInSession(entry, InputText(data, dataLen), handle,
-                     [&](OpenSession& open, const ScriptedToken&) -> CK_RV {
-                       ActiveOperation& active = open.operations[operation];
-                       if (!active.active) return CKR_OPERATION_NOT_INITIALIZED;
-                       active.collected.insert(active.collected.end(), data, data + dataLen);
-                       return CKR_OK;
-                     });
+CK_RV ScriptedModule::Collect(const char* entry, Operation operation, CK_SESSION_HANDLE handle, const CK_BYTE* data,
+                              CK_ULONG dataLen) {
+  return DoInSession(entry, InputText(data, dataLen), handle, [&](OpenSession& open, const ScriptedToken&) -> CK_RV {
+    ActiveOperation& active = open.operations[operation];
+    if (!active.active) return CKR_OPERATION_NOT_INITIALIZED;
+    active.collected.insert(active.collected.end(), data, data + dataLen);
+    return CKR_OK;
+  });
 }
 
-CK_RV ScriptedModule::Compare(const char* entry, CK_SESSION_HANDLE handle, const CK_BYTE* data,
-                              CK_ULONG dataLen, bool whole, const CK_BYTE* signature, CK_ULONG signatureLen) {
+CK_RV ScriptedModule::Compare(const char* entry, CK_SESSION_HANDLE handle, const CK_BYTE* data, CK_ULONG dataLen,
+                              bool whole, const CK_BYTE* signature, CK_ULONG signatureLen) {
   const std::string given = "signature " + InputText(signature, signatureLen);
   const std::string arguments = whole ? InputText(data, dataLen) + ", " + given : given;
   return DoInSession(entry, arguments, handle, [&](OpenSession& open, ScriptedToken& token) -> CK_RV {
@@ -195,8 +190,8 @@ CK_RV ScriptedModule::C_DigestInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR m
   return Begin("C_DigestInit", kDigest, session, mechanism, 0);
 }
 
-CK_RV ScriptedModule::C_Digest(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen,
-                               CK_BYTE_PTR digest, CK_ULONG_PTR digestLen) {
+CK_RV ScriptedModule::C_Digest(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR digest,
+                               CK_ULONG_PTR digestLen) {
   return Finish("C_Digest", kDigest, session, data, dataLen, true, digest, digestLen);
 }
 
@@ -204,23 +199,20 @@ CK_RV ScriptedModule::C_DigestUpdate(CK_SESSION_HANDLE session, CK_BYTE_PTR part
   return Collect("C_DigestUpdate", kDigest, session, part, partLen);
 }
 
-CK_RV ScriptedModule::C_DigestKey(CK_SESSION_HANDLE, CK_OBJECT_HANDLE) {
-  return NotSupported("C_DigestKey");
-}
+CK_RV ScriptedModule::C_DigestKey(CK_SESSION_HANDLE, CK_OBJECT_HANDLE) { return NotSupported("C_DigestKey"); }
 
 CK_RV ScriptedModule::C_DigestFinal(CK_SESSION_HANDLE session, CK_BYTE_PTR digest, CK_ULONG_PTR digestLen) {
   return Finish("C_DigestFinal", kDigest, session, nullptr, 0, false, digest, digestLen);
 }
 
 // The five entries of an operation that turns data into data.
-#define SCRIPTED_OPERATION(name, operation)                                                     \
-  CK_RV ScriptedModule::C_##name##Init(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism,   \
-                                       CK_OBJECT_HANDLE key) {                                  \
-    return Begin("C_" #name "Init", operation, session, mechanism, key);                        \
-  }                                                                                             \
-  CK_RV ScriptedModule::C_##name(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, \
-                                 CK_BYTE_PTR out, CK_ULONG_PTR outLen) {                        \
-    return Finish("C_" #name, operation, session, data, dataLen, true, out, outLen);            \
+#define SCRIPTED_OPERATION(name, operation)                                                                           \
+  CK_RV ScriptedModule::C_##name##Init(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) { \
+    return Begin("C_" #name "Init", operation, session, mechanism, key);                                              \
+  }                                                                                                                   \
+  CK_RV ScriptedModule::C_##name(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR out,      \
+                                 CK_ULONG_PTR outLen) {                                                               \
+    return Finish("C_" #name, operation, session, data, dataLen, true, out, outLen);                                  \
   }
 
 SCRIPTED_OPERATION(Encrypt, kEncrypt)
@@ -229,14 +221,13 @@ SCRIPTED_OPERATION(Sign, kSign)
 SCRIPTED_OPERATION(SignRecover, kSignRecover)
 SCRIPTED_OPERATION(VerifyRecover, kVerifyRecover)
 
-CK_RV ScriptedModule::C_EncryptUpdate(CK_SESSION_HANDLE session, CK_BYTE_PTR part, CK_ULONG partLen,
-                                      CK_BYTE_PTR, CK_ULONG_PTR encryptedLen) {
+CK_RV ScriptedModule::C_EncryptUpdate(CK_SESSION_HANDLE session, CK_BYTE_PTR part, CK_ULONG partLen, CK_BYTE_PTR,
+                                      CK_ULONG_PTR encryptedLen) {
   *encryptedLen = 0;
   return Collect("C_EncryptUpdate", kEncrypt, session, part, partLen);
 }
 
-CK_RV ScriptedModule::C_EncryptFinal(CK_SESSION_HANDLE session, CK_BYTE_PTR lastPart,
-                                     CK_ULONG_PTR lastPartLen) {
+CK_RV ScriptedModule::C_EncryptFinal(CK_SESSION_HANDLE session, CK_BYTE_PTR lastPart, CK_ULONG_PTR lastPartLen) {
   return Finish("C_EncryptFinal", kEncrypt, session, nullptr, 0, false, lastPart, lastPartLen);
 }
 
@@ -246,8 +237,7 @@ CK_RV ScriptedModule::C_DecryptUpdate(CK_SESSION_HANDLE session, CK_BYTE_PTR enc
   return Collect("C_DecryptUpdate", kDecrypt, session, encrypted, encryptedLen);
 }
 
-CK_RV ScriptedModule::C_DecryptFinal(CK_SESSION_HANDLE session, CK_BYTE_PTR lastPart,
-                                     CK_ULONG_PTR lastPartLen) {
+CK_RV ScriptedModule::C_DecryptFinal(CK_SESSION_HANDLE session, CK_BYTE_PTR lastPart, CK_ULONG_PTR lastPartLen) {
   return Finish("C_DecryptFinal", kDecrypt, session, nullptr, 0, false, lastPart, lastPartLen);
 }
 
@@ -255,18 +245,16 @@ CK_RV ScriptedModule::C_SignUpdate(CK_SESSION_HANDLE session, CK_BYTE_PTR part, 
   return Collect("C_SignUpdate", kSign, session, part, partLen);
 }
 
-CK_RV ScriptedModule::C_SignFinal(CK_SESSION_HANDLE session, CK_BYTE_PTR signature,
-                                  CK_ULONG_PTR signatureLen) {
+CK_RV ScriptedModule::C_SignFinal(CK_SESSION_HANDLE session, CK_BYTE_PTR signature, CK_ULONG_PTR signatureLen) {
   return Finish("C_SignFinal", kSign, session, nullptr, 0, false, signature, signatureLen);
 }
 
-CK_RV ScriptedModule::C_VerifyInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism,
-                                   CK_OBJECT_HANDLE key) {
+CK_RV ScriptedModule::C_VerifyInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) {
   return Begin("C_VerifyInit", kVerify, session, mechanism, key);
 }
 
-CK_RV ScriptedModule::C_Verify(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen,
-                               CK_BYTE_PTR signature, CK_ULONG signatureLen) {
+CK_RV ScriptedModule::C_Verify(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR signature,
+                               CK_ULONG signatureLen) {
   return Compare("C_Verify", session, data, dataLen, true, signature, signatureLen);
 }
 
@@ -289,14 +277,12 @@ SCRIPTED_UNSUPPORTED(C_DecryptDigestUpdate)
 SCRIPTED_UNSUPPORTED(C_SignEncryptUpdate)
 SCRIPTED_UNSUPPORTED(C_DecryptVerifyUpdate)
 
-CK_RV ScriptedModule::C_GenerateKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism,
-                                    CK_ATTRIBUTE_PTR attributes, CK_ULONG count, CK_OBJECT_HANDLE_PTR key) {
+CK_RV ScriptedModule::C_GenerateKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_ATTRIBUTE_PTR attributes,
+                                    CK_ULONG count, CK_OBJECT_HANDLE_PTR key) {
   return DoInSession("C_GenerateKey", MechanismText(mechanism) + ", " + Values(attributes, count), session,
                      [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
-                       ScriptedObject made =
-                           ObjectFrom(attributes, count).With(CKA_CLASS, Number(CKO_SECRET_KEY));
-                       if (made.attributes.count(CKA_KEY_TYPE) == 0)
-                         made.With(CKA_KEY_TYPE, Number(CKK_DES3));
+                       ScriptedObject made = ObjectFrom(attributes, count).With(CKA_CLASS, Number(CKO_SECRET_KEY));
+                       if (made.attributes.count(CKA_KEY_TYPE) == 0) made.With(CKA_KEY_TYPE, Number(CKK_DES3));
                        SupplyDefaults(made);
                        *key = token.Add(made);
                        return CKR_OK;
@@ -307,30 +293,25 @@ CK_RV ScriptedModule::C_GenerateKeyPair(CK_SESSION_HANDLE session, CK_MECHANISM_
                                         CK_ATTRIBUTE_PTR publicAttributes, CK_ULONG publicCount,
                                         CK_ATTRIBUTE_PTR privateAttributes, CK_ULONG privateCount,
                                         CK_OBJECT_HANDLE_PTR publicKey, CK_OBJECT_HANDLE_PTR privateKey) {
-  const std::string arguments = MechanismText(mechanism) + ", public " +
-                                Values(publicAttributes, publicCount) + ", private " +
-                                Values(privateAttributes, privateCount);
-  return DoInSession(
-      "C_GenerateKeyPair", arguments, session, [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
-        ScriptedObject publicHalf =
-            ObjectFrom(publicAttributes, publicCount).With(CKA_CLASS, Number(CKO_PUBLIC_KEY));
-        ScriptedObject privateHalf =
-            ObjectFrom(privateAttributes, privateCount).With(CKA_CLASS, Number(CKO_PRIVATE_KEY));
-        const CK_ULONG bits = publicHalf.NumberOf(CKA_MODULUS_BITS);
-        const Bytes modulus = Counting(bits / 8, m_nextModulus++);
-        publicHalf.With(CKA_MODULUS, modulus);
-        privateHalf.With(CKA_MODULUS, modulus).With(CKA_MODULUS_BITS, Number(bits));
-        SupplyDefaults(publicHalf);
-        SupplyDefaults(privateHalf);
-        *publicKey = token.Add(publicHalf);
-        *privateKey = token.Add(privateHalf);
-        return CKR_OK;
-      });
+  const std::string arguments = MechanismText(mechanism) + ", public " + Values(publicAttributes, publicCount) +
+                                ", private " + Values(privateAttributes, privateCount);
+  return DoInSession("C_GenerateKeyPair", arguments, session, [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
+    ScriptedObject publicHalf = ObjectFrom(publicAttributes, publicCount).With(CKA_CLASS, Number(CKO_PUBLIC_KEY));
+    ScriptedObject privateHalf = ObjectFrom(privateAttributes, privateCount).With(CKA_CLASS, Number(CKO_PRIVATE_KEY));
+    const CK_ULONG bits = publicHalf.NumberOf(CKA_MODULUS_BITS);
+    const Bytes modulus = Counting(bits / 8, m_nextModulus++);
+    publicHalf.With(CKA_MODULUS, modulus);
+    privateHalf.With(CKA_MODULUS, modulus).With(CKA_MODULUS_BITS, Number(bits));
+    SupplyDefaults(publicHalf);
+    SupplyDefaults(privateHalf);
+    *publicKey = token.Add(publicHalf);
+    *privateKey = token.Add(privateHalf);
+    return CKR_OK;
+  });
 }
 
-CK_RV ScriptedModule::C_WrapKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism,
-                                CK_OBJECT_HANDLE wrappingKey, CK_OBJECT_HANDLE key, CK_BYTE_PTR wrapped,
-                                CK_ULONG_PTR wrappedLen) {
+CK_RV ScriptedModule::C_WrapKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE wrappingKey,
+                                CK_OBJECT_HANDLE key, CK_BYTE_PTR wrapped, CK_ULONG_PTR wrappedLen) {
   const std::string arguments =
       KeyText(mechanism, wrappingKey) + ", " + std::to_string(key) + ", " + OutputText(wrapped, wrappedLen);
   return DoInSession("C_WrapKey", arguments, session, [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
@@ -346,24 +327,23 @@ CK_RV ScriptedModule::C_WrapKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mech
   });
 }
 
-CK_RV ScriptedModule::C_UnwrapKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism,
-                                  CK_OBJECT_HANDLE unwrappingKey, CK_BYTE_PTR wrapped, CK_ULONG wrappedLen,
-                                  CK_ATTRIBUTE_PTR attributes, CK_ULONG count, CK_OBJECT_HANDLE_PTR key) {
-  const std::string arguments = KeyText(mechanism, unwrappingKey) + ", " + InputText(wrapped, wrappedLen) +
-                                ", " + Values(attributes, count);
-  return DoInSession(
-      "C_UnwrapKey", arguments, session, [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
-        ScriptedObject made = ObjectFrom(attributes, count).With(CKA_CLASS, Number(CKO_SECRET_KEY));
-        made.With(CKA_VALUE, Turned(Bytes(wrapped, wrapped + wrappedLen)));
-        if (made.attributes.count(CKA_KEY_TYPE) == 0) made.With(CKA_KEY_TYPE, Number(CKK_DES3));
-        SupplyDefaults(made);
-        *key = token.Add(made);
-        return CKR_OK;
-      });
+CK_RV ScriptedModule::C_UnwrapKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE unwrappingKey,
+                                  CK_BYTE_PTR wrapped, CK_ULONG wrappedLen, CK_ATTRIBUTE_PTR attributes, CK_ULONG count,
+                                  CK_OBJECT_HANDLE_PTR key) {
+  const std::string arguments =
+      KeyText(mechanism, unwrappingKey) + ", " + InputText(wrapped, wrappedLen) + ", " + Values(attributes, count);
+  return DoInSession("C_UnwrapKey", arguments, session, [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
+    ScriptedObject made = ObjectFrom(attributes, count).With(CKA_CLASS, Number(CKO_SECRET_KEY));
+    made.With(CKA_VALUE, Turned(Bytes(wrapped, wrapped + wrappedLen)));
+    if (made.attributes.count(CKA_KEY_TYPE) == 0) made.With(CKA_KEY_TYPE, Number(CKK_DES3));
+    SupplyDefaults(made);
+    *key = token.Add(made);
+    return CKR_OK;
+  });
 }
 
-CK_RV ScriptedModule::C_DeriveKey(CK_SESSION_HANDLE, CK_MECHANISM_PTR, CK_OBJECT_HANDLE, CK_ATTRIBUTE_PTR,
-                                  CK_ULONG, CK_OBJECT_HANDLE_PTR) {
+CK_RV ScriptedModule::C_DeriveKey(CK_SESSION_HANDLE, CK_MECHANISM_PTR, CK_OBJECT_HANDLE, CK_ATTRIBUTE_PTR, CK_ULONG,
+                                  CK_OBJECT_HANDLE_PTR) {
   return NotSupported("C_DeriveKey");
 }
 
@@ -380,10 +360,6 @@ CK_RV ScriptedModule::C_GenerateRandom(CK_SESSION_HANDLE session, CK_BYTE_PTR da
                      });
 }
 
-CK_RV ScriptedModule::C_GetFunctionStatus(CK_SESSION_HANDLE) {
-  return NotSupported("C_GetFunctionStatus");
-}
+CK_RV ScriptedModule::C_GetFunctionStatus(CK_SESSION_HANDLE) { return NotSupported("C_GetFunctionStatus"); }
 
-CK_RV ScriptedModule::C_CancelFunction(CK_SESSION_HANDLE) {
-  return NotSupported("C_CancelFunction");
-}
+CK_RV ScriptedModule::C_CancelFunction(CK_SESSION_HANDLE) { return NotSupported("C_CancelFunction"); }

@@ -12,9 +12,7 @@ std::string Join(std::initializer_list<std::string> parts) {
   return text;
 }
 
-std::string Str(CK_ULONG value) {
-  return std::to_string(value);
-}
+std::string Str(CK_ULONG value) { return std::to_string(value); }
 
 // Fills a field of an information record, with blanks behind the text.
 template <std::size_t N>
@@ -62,8 +60,7 @@ ScriptedModule::~ScriptedModule() = default;
 
 ScriptedToken& ScriptedModule::InsertToken(const std::string& reader) {
   const std::lock_guard<std::recursive_mutex> lock(m_mutex);
-  auto found =
-      std::find_if(m_readers.begin(), m_readers.end(), [&](const Reader& r) { return r.name == reader; });
+  auto found = std::find_if(m_readers.begin(), m_readers.end(), [&](const Reader& r) { return r.name == reader; });
   if (found == m_readers.end()) {
     AddEmptyReader(reader);
     found = m_readers.end() - 1;
@@ -144,9 +141,8 @@ CK_RV ScriptedModule::Announce(const std::string& entry, const std::string& argu
   for (Order& order : orders) {
     if (--order.callsToGo == 0) result = order.result;
   }
-  orders.erase(
-      std::remove_if(orders.begin(), orders.end(), [](const Order& order) { return order.callsToGo <= 0; }),
-      orders.end());
+  orders.erase(std::remove_if(orders.begin(), orders.end(), [](const Order& order) { return order.callsToGo <= 0; }),
+               orders.end());
   return result;
 }
 
@@ -203,9 +199,7 @@ CK_RV ScriptedModule::C_GetInfo(CK_INFO_PTR info) {
   });
 }
 
-CK_RV ScriptedModule::C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR) {
-  return NotSupported("C_GetFunctionList");
-}
+CK_RV ScriptedModule::C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR) { return NotSupported("C_GetFunctionList"); }
 
 // --- Slots and tokens
 
@@ -282,8 +276,7 @@ CK_RV ScriptedModule::C_GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE_PTR 
   });
 }
 
-CK_RV ScriptedModule::C_GetMechanismInfo(CK_SLOT_ID slot, CK_MECHANISM_TYPE type,
-                                         CK_MECHANISM_INFO_PTR info) {
+CK_RV ScriptedModule::C_GetMechanismInfo(CK_SLOT_ID slot, CK_MECHANISM_TYPE type, CK_MECHANISM_INFO_PTR info) {
   CK_MECHANISM mechanism = {type, nullptr, 0};
   return DoInSlot("C_GetMechanismInfo", MechanismText(&mechanism), slot, [&](const ScriptedToken&) -> CK_RV {
     info->ulMinKeySize = 512;
@@ -304,8 +297,8 @@ CK_RV ScriptedModule::C_WaitForSlotEvent(CK_FLAGS, CK_SLOT_ID_PTR, CK_VOID_PTR) 
 
 // --- Sessions and login
 
-CK_RV ScriptedModule::C_OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, CK_VOID_PTR application,
-                                    CK_NOTIFY notify, CK_SESSION_HANDLE_PTR session) {
+CK_RV ScriptedModule::C_OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, CK_VOID_PTR application, CK_NOTIFY notify,
+                                    CK_SESSION_HANDLE_PTR session) {
   std::string arguments = "flags " + Str(flags);
   if (application != nullptr || notify != nullptr) arguments += ", with callback";
   return DoInSlot("C_OpenSession", arguments, slot, [&](const ScriptedToken&) -> CK_RV {
@@ -323,9 +316,7 @@ CK_RV ScriptedModule::C_CloseSession(CK_SESSION_HANDLE session) {
   });
 }
 
-CK_RV ScriptedModule::C_CloseAllSessions(CK_SLOT_ID) {
-  return NotSupported("C_CloseAllSessions");
-}
+CK_RV ScriptedModule::C_CloseAllSessions(CK_SLOT_ID) { return NotSupported("C_CloseAllSessions"); }
 
 CK_RV ScriptedModule::C_GetSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO_PTR info) {
   return DoInSession("C_GetSessionInfo", "", session,
@@ -347,8 +338,8 @@ CK_RV ScriptedModule::C_SetOperationState(CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULO
   return NotSupported("C_SetOperationState");
 }
 
-CK_RV ScriptedModule::DoLogin(const char* entry, CK_SESSION_HANDLE handle, CK_USER_TYPE user,
-                              const CK_BYTE* pin, CK_ULONG pinLen, bool countAsResult) {
+CK_RV ScriptedModule::DoLogin(const char* entry, CK_SESSION_HANDLE handle, CK_USER_TYPE user, const CK_BYTE* pin,
+                              CK_ULONG pinLen, bool countAsResult) {
   const std::string text(pin, pin + pinLen);
   return DoInSession(entry, Join({"user " + Str(user), text}), handle,
                      [&](OpenSession& open, ScriptedToken& token) -> CK_RV {
@@ -366,8 +357,7 @@ CK_RV ScriptedModule::DoLogin(const char* entry, CK_SESSION_HANDLE handle, CK_US
                      });
 }
 
-CK_RV ScriptedModule::C_Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin,
-                              CK_ULONG pinLen) {
+CK_RV ScriptedModule::C_Login(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) {
   return DoLogin("C_Login", session, user, pin, pinLen, false);
 }
 
@@ -422,10 +412,9 @@ CK_RV ScriptedModule::C_CopyObject(CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRI
 }
 
 CK_RV ScriptedModule::C_DestroyObject(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object) {
-  return DoInSession("C_DestroyObject", Str(object), session,
-                     [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
-                       return token.objects.erase(object) == 1 ? CKR_OK : CKR_OBJECT_HANDLE_INVALID;
-                     });
+  return DoInSession("C_DestroyObject", Str(object), session, [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
+    return token.objects.erase(object) == 1 ? CKR_OK : CKR_OBJECT_HANDLE_INVALID;
+  });
 }
 
 CK_RV ScriptedModule::C_GetObjectSize(CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ULONG_PTR) {
@@ -461,8 +450,7 @@ CK_RV ScriptedModule::C_SetAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_H
                      });
 }
 
-CK_RV ScriptedModule::C_FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE_PTR attributes,
-                                        CK_ULONG count) {
+CK_RV ScriptedModule::C_FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE_PTR attributes, CK_ULONG count) {
   return DoInSession("C_FindObjectsInit", Values(attributes, count), session,
                      [&](OpenSession& open, ScriptedToken& token) -> CK_RV {
                        if (open.searching) return CKR_OPERATION_ACTIVE;
@@ -475,18 +463,17 @@ CK_RV ScriptedModule::C_FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE_
                      });
 }
 
-CK_RV ScriptedModule::C_FindObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE_PTR objects,
-                                    CK_ULONG maxCount, CK_ULONG_PTR count) {
-  return DoInSession(
-      "C_FindObjects", Str(maxCount), session, [&](OpenSession& open, const ScriptedToken&) -> CK_RV {
-        if (!open.searching) return CKR_OPERATION_NOT_INITIALIZED;
-        const std::size_t found = std::min<std::size_t>(maxCount, open.found.size());
-        std::copy_n(open.found.begin(), found, objects);
-        open.found.erase(open.found.begin(), open.found.begin() + static_cast<std::ptrdiff_t>(found));
-        *count = static_cast<CK_ULONG>(found);
-        Falsify("C_FindObjects", count);
-        return CKR_OK;
-      });
+CK_RV ScriptedModule::C_FindObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE_PTR objects, CK_ULONG maxCount,
+                                    CK_ULONG_PTR count) {
+  return DoInSession("C_FindObjects", Str(maxCount), session, [&](OpenSession& open, const ScriptedToken&) -> CK_RV {
+    if (!open.searching) return CKR_OPERATION_NOT_INITIALIZED;
+    const std::size_t found = std::min<std::size_t>(maxCount, open.found.size());
+    std::copy_n(open.found.begin(), found, objects);
+    open.found.erase(open.found.begin(), open.found.begin() + static_cast<std::ptrdiff_t>(found));
+    *count = static_cast<CK_ULONG>(found);
+    Falsify("C_FindObjects", count);
+    return CKR_OK;
+  });
 }
 
 CK_RV ScriptedModule::C_FindObjectsFinal(CK_SESSION_HANDLE session) {

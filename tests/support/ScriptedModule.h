@@ -97,8 +97,7 @@ class ScriptedModule : public CryptokiInterface {
 #define ENTRY(name, params, args) CK_RV name params override;
 #include "cryptoki/CryptokiEntries.inc"
 
-  CK_RV C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin,
-                        CK_ULONG pinLen) override;
+  CK_RV C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) override;
 
  private:
   struct Reader {
@@ -157,17 +156,17 @@ class ScriptedModule : public CryptokiInterface {
       return body(m_readers[slot].token);
     });
   }
-  CK_RV DoLogin(const char* entry, CK_SESSION_HANDLE handle, CK_USER_TYPE user, const CK_BYTE* pin,
-                CK_ULONG pinLen, bool countAsResult);
+  CK_RV DoLogin(const char* entry, CK_SESSION_HANDLE handle, CK_USER_TYPE user, const CK_BYTE* pin, CK_ULONG pinLen,
+                bool countAsResult);
   CK_RV Begin(const char* entry, Operation operation, CK_SESSION_HANDLE handle, const CK_MECHANISM* mechanism,
               CK_OBJECT_HANDLE key);
   // A whole operation on `data`, or the end of one in parts when `data` is null and `whole` is false.
-  CK_RV Finish(const char* entry, Operation operation, CK_SESSION_HANDLE handle, const CK_BYTE* data,
-               CK_ULONG dataLen, bool whole, CK_BYTE* out, CK_ULONG* outLen);
+  CK_RV Finish(const char* entry, Operation operation, CK_SESSION_HANDLE handle, const CK_BYTE* data, CK_ULONG dataLen,
+               bool whole, CK_BYTE* out, CK_ULONG* outLen);
   CK_RV Collect(const char* entry, Operation operation, CK_SESSION_HANDLE handle, const CK_BYTE* data,
                 CK_ULONG dataLen);
-  CK_RV Compare(const char* entry, CK_SESSION_HANDLE handle, const CK_BYTE* data, CK_ULONG dataLen,
-                bool whole, const CK_BYTE* signature, CK_ULONG signatureLen);
+  CK_RV Compare(const char* entry, CK_SESSION_HANDLE handle, const CK_BYTE* data, CK_ULONG dataLen, bool whole,
+                const CK_BYTE* signature, CK_ULONG signatureLen);
   CK_RV Compute(ScriptedToken& token, Operation operation, const ActiveOperation& active, const Bytes& data,
                 Bytes& result);
   CK_RV NotSupported(const char* entry);

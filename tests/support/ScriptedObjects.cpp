@@ -3,9 +3,7 @@
 #include <cstring>
 #include <utility>
 
-Bytes Text(const std::string& text) {
-  return Bytes(text.begin(), text.end());
-}
+Bytes Text(const std::string& text) { return Bytes(text.begin(), text.end()); }
 
 Bytes Number(CK_ULONG value) {
   Bytes bytes(sizeof(value));
@@ -13,9 +11,7 @@ Bytes Number(CK_ULONG value) {
   return bytes;
 }
 
-Bytes Flag(bool value) {
-  return Bytes{static_cast<unsigned char>(value ? 1 : 0)};
-}
+Bytes Flag(bool value) { return Bytes{static_cast<unsigned char>(value ? 1 : 0)}; }
 
 Bytes Counting(std::size_t length, unsigned char first) {
   Bytes bytes(length);
@@ -63,9 +59,7 @@ namespace {
 
 ScriptedObject ObjectOf(CK_OBJECT_CLASS objectClass, bool isPrivate) {
   ScriptedObject object;
-  object.With(CKA_CLASS, Number(objectClass))
-      .With(CKA_MODIFIABLE, Flag(true))
-      .With(CKA_PRIVATE, Flag(isPrivate));
+  object.With(CKA_CLASS, Number(objectClass)).With(CKA_MODIFIABLE, Flag(true)).With(CKA_PRIVATE, Flag(isPrivate));
   object.With(CKA_TOKEN, Flag(true)).With(CKA_ID, {}).With(CKA_LABEL, Text("label"));
   return object;
 }
@@ -87,8 +81,8 @@ void SupplyRsaDefaults(ScriptedObject& object) {
   Supply(object, CKA_KEY_TYPE, Number(CKK_RSA));
   Supply(object, CKA_KEY_GEN_MECHANISM, Number(CKM_RSA_PKCS_KEY_PAIR_GEN));
   SupplyFlags(object, {CKA_WRAP, CKA_UNWRAP, CKA_ENCRYPT, CKA_DECRYPT, CKA_SIGN, CKA_SIGN_RECOVER, CKA_VERIFY,
-                       CKA_VERIFY_RECOVER, CKA_LOCAL, CKA_ALWAYS_SENSITIVE, CKA_NEVER_EXTRACTABLE,
-                       CKA_SENSITIVE, CKA_EXTRACTABLE});
+                       CKA_VERIFY_RECOVER, CKA_LOCAL, CKA_ALWAYS_SENSITIVE, CKA_NEVER_EXTRACTABLE, CKA_SENSITIVE,
+                       CKA_EXTRACTABLE});
 }
 
 }  // namespace
@@ -110,10 +104,7 @@ ScriptedObject PrivateKeyObject(const Bytes& id, const Bytes& modulus) {
 
 ScriptedObject PublicKeyObject(const Bytes& id, const Bytes& modulus) {
   ScriptedObject object = ObjectOf(CKO_PUBLIC_KEY, false);
-  object.With(CKA_ID, id)
-      .With(CKA_MODULUS, modulus)
-      .With(CKA_VERIFY, Flag(true))
-      .With(CKA_ENCRYPT, Flag(true));
+  object.With(CKA_ID, id).With(CKA_MODULUS, modulus).With(CKA_VERIFY, Flag(true)).With(CKA_ENCRYPT, Flag(true));
   object.With(CKA_WRAP, Flag(true)).With(CKA_LOCAL, Flag(true));
   SupplyDefaults(object);
   return object;

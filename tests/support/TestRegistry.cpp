@@ -30,13 +30,9 @@ void TestRegistry::AddKey(const std::string& key) {
 #include <cstdlib>
 #include <fstream>
 
-TestRegistry::TestRegistry() : m_root(m_folder.File("registry")) {
-  setenv("TELVO_REGISTRY", m_root.c_str(), 1);
-}
+TestRegistry::TestRegistry() : m_root(m_folder.File("registry")) { setenv("TELVO_REGISTRY", m_root.c_str(), 1); }
 
-TestRegistry::~TestRegistry() {
-  unsetenv("TELVO_REGISTRY");
-}
+TestRegistry::~TestRegistry() { unsetenv("TELVO_REGISTRY"); }
 
 void TestRegistry::AddKey(const std::string& key) {
   HKEY handle = nullptr;
@@ -53,8 +49,7 @@ void TestRegistry::SetText(const std::string& key, const std::string& name, cons
   SetValue(key, name, REG_SZ, text + '\0');
 }
 
-void TestRegistry::SetValue(const std::string& key, const std::string& name, DWORD type,
-                            const std::string& bytes) {
+void TestRegistry::SetValue(const std::string& key, const std::string& name, DWORD type, const std::string& bytes) {
   AddKey(key);
   HKEY handle = nullptr;
   if (RegOpenKeyA(HKEY_LOCAL_MACHINE, key.c_str(), &handle) != ERROR_SUCCESS) return;
@@ -68,8 +63,7 @@ std::string TestRegistry::GetText(const std::string& key, const std::string& nam
   if (RegOpenKeyA(HKEY_LOCAL_MACHINE, key.c_str(), &handle) != ERROR_SUCCESS) return "(none)";
   char text[512] = {};
   DWORD length = sizeof(text) - 1;
-  const LONG result =
-      RegQueryValueExA(handle, name.c_str(), nullptr, nullptr, reinterpret_cast<BYTE*>(text), &length);
+  const LONG result = RegQueryValueExA(handle, name.c_str(), nullptr, nullptr, reinterpret_cast<BYTE*>(text), &length);
   RegCloseKey(handle);
   return result == ERROR_SUCCESS ? text : "(none)";
 }

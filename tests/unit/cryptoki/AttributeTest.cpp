@@ -13,9 +13,7 @@ Bytes ValueOf(const Attribute& attribute) {
   return Bytes(attribute.GetValue(), attribute.GetValue() + attribute.GetReadableLength());
 }
 
-Attribute LengthOnly(CK_ULONG length) {
-  return Attribute(CK_ATTRIBUTE{CKA_LABEL, nullptr, length});
-}
+Attribute LengthOnly(CK_ULONG length) { return Attribute(CK_ATTRIBUTE{CKA_LABEL, nullptr, length}); }
 
 class AttributeTest : public ::testing::Test {
  protected:

@@ -40,8 +40,7 @@ TEST(CryptokiErrorTest, TypographicApostropheIsOneCharacterOfThePlatformsEncodin
 #if defined(_WIN32)
   EXPECT_EQ("The specified token doesn\x92t have a random number generator.", ErrorText(CKR_RANDOM_NO_RNG));
 #else
-  EXPECT_EQ("The specified token doesn\xE2\x80\x99t have a random number generator.",
-            ErrorText(CKR_RANDOM_NO_RNG));
+  EXPECT_EQ("The specified token doesn\xE2\x80\x99t have a random number generator.", ErrorText(CKR_RANDOM_NO_RNG));
 #endif
 }
 

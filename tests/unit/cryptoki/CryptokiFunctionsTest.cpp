@@ -36,9 +36,7 @@ class CryptokiFunctionsTest : public ::testing::Test {
   CK_UTF8CHAR m_pin[4] = {'1', '2', '3', '4'};
 };
 
-TEST_F(CryptokiFunctionsTest, TheNameIsKept) {
-  EXPECT_EQ("telvopkcs11.dll", m_functions.GetModuleName());
-}
+TEST_F(CryptokiFunctionsTest, TheNameIsKept) { EXPECT_EQ("telvopkcs11.dll", m_functions.GetModuleName()); }
 
 TEST_F(CryptokiFunctionsTest, EveryStandardWrapperWithoutATableAnswersNotInitializedAndMakesNoCall) {
   g_lastResult = CKR_OK;
@@ -80,10 +78,8 @@ class NameKeeper : public CryptokiInterface {
     return CKR_FUNCTION_CANCELED;
   }
 
-#define ENTRY(name, params, args)             \
-  CK_RV name params override {                \
-    return Keep(#name, std::make_tuple args); \
-  }
+#define ENTRY(name, params, args) \
+  CK_RV name params override { return Keep(#name, std::make_tuple args); }
 #include "cryptoki/CryptokiEntries.inc"
 
   CK_RV C_LoginExtended(CK_SESSION_HANDLE, CK_USER_TYPE, CK_UTF8CHAR_PTR, CK_ULONG) override {
@@ -178,8 +174,7 @@ TEST_F(CryptokiFunctionsTest, ReinitializeMakesItsThreeCallsAndIgnoresTheirResul
   m_module.FailNext("C_Initialize", CKR_GENERAL_ERROR);
   m_module.FailNext("C_GetSlotList", CKR_GENERAL_ERROR);
   EXPECT_NO_THROW(m_functions.Reinitialize());
-  EXPECT_EQ((Calls{"C_Finalize(null)", "C_Initialize(null)", "C_GetSlotList(all, null)"}),
-            m_module.TakeCalls());
+  EXPECT_EQ((Calls{"C_Finalize(null)", "C_Initialize(null)", "C_GetSlotList(all, null)"}), m_module.TakeCalls());
 }
 
 }  // namespace

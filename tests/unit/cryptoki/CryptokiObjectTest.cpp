@@ -15,8 +15,7 @@ using List = std::list<Attribute>;
 
 class CryptokiObjectTest : public LogTest {
  protected:
-  CryptokiObjectTest()
-      : m_module(boost::make_shared<ScriptedModule>()), m_token(m_module->InsertToken("Reader A")) {
+  CryptokiObjectTest() : m_module(boost::make_shared<ScriptedModule>()), m_token(m_module->InsertToken("Reader A")) {
     CK_SESSION_HANDLE handle = 0;
     m_module->C_OpenSession(0, 6, nullptr, nullptr, &handle);
     m_session = Session(handle);
@@ -59,12 +58,10 @@ TEST_F(CryptokiObjectTest, DefaultIsEmpty) {
 TEST_F(CryptokiObjectTest, RetrieveReadsClassAndFlagsInOneCallAndIdAndLabelInTwo) {
   CryptokiObject object = Bound(m_certificate);
   object.Retrieve();
-  EXPECT_EQ(
-      (Calls{
-          "C_GetAttributeValue(1, 1, {CKA_CLASS[number], CKA_MODIFIABLE[1], CKA_PRIVATE[1], CKA_TOKEN[1]})",
-          "C_GetAttributeValue(1, 1, {CKA_ID?, CKA_LABEL?})",
-          "C_GetAttributeValue(1, 1, {CKA_ID[2], CKA_LABEL[8]})"}),
-      m_module->TakeCalls());
+  EXPECT_EQ((Calls{"C_GetAttributeValue(1, 1, {CKA_CLASS[number], CKA_MODIFIABLE[1], CKA_PRIVATE[1], CKA_TOKEN[1]})",
+                   "C_GetAttributeValue(1, 1, {CKA_ID?, CKA_LABEL?})",
+                   "C_GetAttributeValue(1, 1, {CKA_ID[2], CKA_LABEL[8]})"}),
+            m_module->TakeCalls());
   EXPECT_EQ(CKO_CERTIFICATE, object.GetClass());
   EXPECT_EQ("My label", object.GetLabel());
   EXPECT_TRUE(object.IsModifiable());
@@ -72,9 +69,8 @@ TEST_F(CryptokiObjectTest, RetrieveReadsClassAndFlagsInOneCallAndIdAndLabelInTwo
   EXPECT_TRUE(object.IsToken());
   std::vector<CK_ATTRIBUTE_TYPE> types;
   for (const Attribute& attribute : object.GetAttributes()) types.push_back(attribute.GetType());
-  EXPECT_EQ(
-      (std::vector<CK_ATTRIBUTE_TYPE>{CKA_CLASS, CKA_MODIFIABLE, CKA_PRIVATE, CKA_TOKEN, CKA_ID, CKA_LABEL}),
-      types);
+  EXPECT_EQ((std::vector<CK_ATTRIBUTE_TYPE>{CKA_CLASS, CKA_MODIFIABLE, CKA_PRIVATE, CKA_TOKEN, CKA_ID, CKA_LABEL}),
+            types);
 }
 
 TEST_F(CryptokiObjectTest, OfADataObjectTheObjectIdIsRead) {
@@ -302,9 +298,8 @@ TEST_F(CryptokiObjectTest, UpdateStoresFlagsAsByteEqualsOne) {
   CryptokiObject object = Read();
   object.GetAttributes().push_back(MakeAttribute(CKA_SENSITIVE, {0}));
   object.GetAttributes().push_back(MakeAttribute(CKA_EXTRACTABLE, {0}));
-  object.Update({MakeAttribute(CKA_MODIFIABLE, {2}), MakeAttribute(CKA_TOKEN, {0}),
-                 MakeAttribute(CKA_PRIVATE, {1}), MakeAttribute(CKA_SENSITIVE, {1}),
-                 MakeAttribute(CKA_EXTRACTABLE, {1})});
+  object.Update({MakeAttribute(CKA_MODIFIABLE, {2}), MakeAttribute(CKA_TOKEN, {0}), MakeAttribute(CKA_PRIVATE, {1}),
+                 MakeAttribute(CKA_SENSITIVE, {1}), MakeAttribute(CKA_EXTRACTABLE, {1})});
   EXPECT_FALSE(object.IsModifiable());
   EXPECT_FALSE(object.IsToken());
   EXPECT_TRUE(object.IsPrivate());
@@ -321,8 +316,7 @@ TEST_F(CryptokiObjectTest, UpdateOfAnUncachedFlagLeavesItsFieldAlone) {
 TEST_F(CryptokiObjectTest, UpdateWithAnEmptyListIsABadArgument) {
   CryptokiObject object = Read();
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, object.Update({}));
-  EXPECT_EQ(Line("CryptokiObject::Update - Entry") + Line("CryptokiObject::Update - attrList.size() == 0"),
-            TakeLog());
+  EXPECT_EQ(Line("CryptokiObject::Update - Entry") + Line("CryptokiObject::Update - attrList.size() == 0"), TakeLog());
 }
 
 TEST_F(CryptokiObjectTest, ARefusedUpdateChangesNothingHere) {
@@ -332,8 +326,7 @@ TEST_F(CryptokiObjectTest, ARefusedUpdateChangesNothingHere) {
   EXPECT_EQ("My label", object.GetLabel());
   EXPECT_EQ(CK_ULONG{8}, object.GetAttribute(CKA_LABEL).GetLength());
   EXPECT_EQ(Line("CryptokiObject::Update - Entry") + Line("CryptokiObject::Update - SetAttributeValue") +
-                Line("CryptokiObject::Update - AfterSetAttributeValue") +
-                Line("CryptokiObject::Update - throw error"),
+                Line("CryptokiObject::Update - AfterSetAttributeValue") + Line("CryptokiObject::Update - throw error"),
             TakeLog());
 }
 

@@ -15,8 +15,7 @@ const Bytes kOtherModulus = Counting(64, 0x91);
 
 class CryptokiObjectsTest : public LogTest {
  protected:
-  CryptokiObjectsTest()
-      : m_module(boost::make_shared<ScriptedModule>()), m_token(m_module->InsertToken("Reader A")) {
+  CryptokiObjectsTest() : m_module(boost::make_shared<ScriptedModule>()), m_token(m_module->InsertToken("Reader A")) {
     CK_SESSION_HANDLE handle = 0;
     m_module->C_OpenSession(0, 6, nullptr, nullptr, &handle);
     m_session = Session(handle);
@@ -34,12 +33,8 @@ class CryptokiObjectsTest : public LogTest {
   void AddCertificate(const Bytes& id, const std::string& label = "cert") {
     m_token.Add(CertificateObject(id, label, {9}));
   }
-  void AddPrivateKey(const Bytes& id, const Bytes& modulus = kModulus) {
-    m_token.Add(PrivateKeyObject(id, modulus));
-  }
-  void AddPublicKey(const Bytes& id, const Bytes& modulus = kModulus) {
-    m_token.Add(PublicKeyObject(id, modulus));
-  }
+  void AddPrivateKey(const Bytes& id, const Bytes& modulus = kModulus) { m_token.Add(PrivateKeyObject(id, modulus)); }
+  void AddPublicKey(const Bytes& id, const Bytes& modulus = kModulus) { m_token.Add(PublicKeyObject(id, modulus)); }
 
   // The only certificate, linked.
   Certificate OnlyCertificate() {
@@ -251,9 +246,8 @@ TEST_F(CryptokiObjectsTest, AnObjectThatCannotBeReadEndsTheEnumeration) {
   CryptokiObjects objects = Found();
   m_module->FailNext("C_GetAttributeValue", CKR_DEVICE_REMOVED);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, objects.GetCertificates(true));
-  EXPECT_EQ(Line("GetCertificates - Entry") + Line("GetCertificates - iteration begins") +
-                Value("Iteration: ", "1") + Line("GetCertificates - Enter") +
-                Line("GetCertificates - Failed. An error occured"),
+  EXPECT_EQ(Line("GetCertificates - Entry") + Line("GetCertificates - iteration begins") + Value("Iteration: ", "1") +
+                Line("GetCertificates - Enter") + Line("GetCertificates - Failed. An error occured"),
             TakeLog());
 }
 
@@ -278,10 +272,10 @@ TEST_F(CryptokiObjectsTest, BareCertificatesAreLoggedStepByStep) {
   AddCertificate({1});
   CryptokiObjects objects = Found();
   objects.GetCertificates(true);
-  EXPECT_EQ(Line("GetCertificates - Entry") + Line("GetCertificates - iteration begins") +
-                Value("Iteration: ", "1") + Value("Object is not certificate. Object class: ", "2") +
-                Value("Iteration: ", "2") + Line("GetCertificates - Enter") +
-                Line("GetCertificates - Get bare info") + Line("GetCertificates - Exit"),
+  EXPECT_EQ(Line("GetCertificates - Entry") + Line("GetCertificates - iteration begins") + Value("Iteration: ", "1") +
+                Value("Object is not certificate. Object class: ", "2") + Value("Iteration: ", "2") +
+                Line("GetCertificates - Enter") + Line("GetCertificates - Get bare info") +
+                Line("GetCertificates - Exit"),
             TakeLog());
 }
 
@@ -290,8 +284,7 @@ TEST_F(CryptokiObjectsTest, KeysAreLoggedStepByStep) {
   CryptokiObjects objects = Found();
   objects.GetPrivateKeys(false);
   const std::string bare = Line("GetCertificates - Entry") + Line("GetCertificates - iteration begins") +
-                           Value("Iteration: ", "1") +
-                           Value("Object is not certificate. Object class: ", "3") +
+                           Value("Iteration: ", "1") + Value("Object is not certificate. Object class: ", "3") +
                            Line("GetCertificates - Exit");
   EXPECT_EQ(bare + Line("GetPrivateKeys::Iterating through objects") + Value("Iteration: ", "1") +
                 Line("Trying to get ID length") + Line("Trying to get ID") +
@@ -305,8 +298,7 @@ TEST_F(CryptokiObjectsTest, TheLineForAMissingCertificateIsWrittenForAFoundOneTo
   CryptokiObjects objects = Found();
   objects.GetPublicKeys(false);
   const std::string end = Line("GetPrivateKeys::Iterating through objects") + Value("Iteration: ", "1") +
-                          Value("Iteration: ", "2") + Line("Trying to get ID length") +
-                          Line("Trying to get ID") +
+                          Value("Iteration: ", "2") + Line("Trying to get ID length") + Line("Trying to get ID") +
                           Line("Trying to find matching ID from certificate list") +
                           Line("Object found. Certificate exists") + Line("Cert does not exist");
   const std::string log = TakeLog();
@@ -328,10 +320,9 @@ class LinkLogTest : public CryptokiObjectsTest {
                               Line("GetCertificates - Getting certificate ID length") +
                               Line("GetCertificates - Trying to find matching private key");
   const std::string m_modulus =
-      Line("\nPrivate key exist for this Certificate") +
-      Line("GetCertificates - Getting private key modulus length") + Line("GetModulus - Entry") +
-      Line("GetModulus - Check attrList.size()") + Line("GetModulus - Iterating through attribute list") +
-      Line("GetModulus - ATTR_MODULUS Found") +
+      Line("\nPrivate key exist for this Certificate") + Line("GetCertificates - Getting private key modulus length") +
+      Line("GetModulus - Entry") + Line("GetModulus - Check attrList.size()") +
+      Line("GetModulus - Iterating through attribute list") + Line("GetModulus - ATTR_MODULUS Found") +
       Line("GetModulus - pModulus is NULL, returning ulModulusLen") + Line("GetModulus - Exit") +
       Line("GetCertificates - Getting private key modulus") + Line("GetModulus - Entry") +
       Line("GetModulus - Check attrList.size()") + Line("GetModulus - Iterating through attribute list") +
@@ -344,26 +335,24 @@ TEST_F(LinkLogTest, OfACertificateWithBothKeys) {
   AddCertificate({1});
   AddPrivateKey({1});
   AddPublicKey({1});
-  EXPECT_EQ(m_begin + m_modulus + Line("\nPublic key exist for this Certificate") +
-                Value("Iteration: ", "2") + Value("Object is not certificate. Object class: ", "3") +
-                Value("Iteration: ", "3") + Value("Object is not certificate. Object class: ", "2") +
-                Line("GetCertificates - Exit"),
+  EXPECT_EQ(m_begin + m_modulus + Line("\nPublic key exist for this Certificate") + Value("Iteration: ", "2") +
+                Value("Object is not certificate. Object class: ", "3") + Value("Iteration: ", "3") +
+                Value("Object is not certificate. Object class: ", "2") + Line("GetCertificates - Exit"),
             LoopLog());
 }
 
 TEST_F(LinkLogTest, OfACertificateWithAPrivateKeyOnly) {
   AddCertificate({1});
   AddPrivateKey({1});
-  EXPECT_EQ(m_begin + m_modulus + Value("Iteration: ", "2") +
-                Value("Object is not certificate. Object class: ", "3") + Line("GetCertificates - Exit"),
+  EXPECT_EQ(m_begin + m_modulus + Value("Iteration: ", "2") + Value("Object is not certificate. Object class: ", "3") +
+                Line("GetCertificates - Exit"),
             LoopLog());
 }
 
 TEST_F(LinkLogTest, OfACertificateWithoutKeys) {
   AddCertificate({1});
-  EXPECT_EQ(
-      m_begin + Line("GetCertificates - Trying to find matching public key") + Line("GetCertificates - Exit"),
-      LoopLog());
+  EXPECT_EQ(m_begin + Line("GetCertificates - Trying to find matching public key") + Line("GetCertificates - Exit"),
+            LoopLog());
 }
 
 // --- The match itself

@@ -29,9 +29,7 @@ TEST_F(CryptokiTest, WithoutAModuleThereIsNone) {
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, TELVOCryptoki(boost::shared_ptr<CryptokiInterface>()));
 }
 
-TEST_F(CryptokiTest, HandsOutTheModule) {
-  EXPECT_EQ(m_module, m_cryptoki.GetCryptoki());
-}
+TEST_F(CryptokiTest, HandsOutTheModule) { EXPECT_EQ(m_module, m_cryptoki.GetCryptoki()); }
 
 TEST_F(CryptokiTest, SettingNoModuleIsRefusedAndChangesNothing) {
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_cryptoki.SetCryptoki(nullptr));
@@ -104,8 +102,7 @@ TEST_F(CryptokiTest, ATokenPulledBetweenCountAndListIsLeftOut) {
   m_module->InsertToken("Reader A");
   m_module->InsertToken("Reader B");
   m_module->falsifyCount = [this](const std::string& entry, CK_ULONG&) {
-    if (entry == "C_GetSlotList")
-      m_module->BeforeNext("C_GetSlotList", [this] { m_module->RemoveToken("Reader A"); });
+    if (entry == "C_GetSlotList") m_module->BeforeNext("C_GetSlotList", [this] { m_module->RemoveToken("Reader A"); });
   };
   EXPECT_EQ(Names{"Reader B"}, Texts(m_cryptoki.GetActiveSlots()));
 }

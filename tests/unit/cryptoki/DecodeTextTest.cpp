@@ -21,9 +21,7 @@ constexpr char kCountry = 6;
 constexpr char kLocality = 7;
 constexpr char kOrganisation = 10;
 
-std::string Name(const std::string& parts) {
-  return Tlv('\x30', parts);
-}
+std::string Name(const std::string& parts) { return Tlv('\x30', parts); }
 
 std::string Decode(const std::string& bytes) {
   return DecodeText(reinterpret_cast<const BYTE*>(bytes.data()), static_cast<DWORD>(bytes.size()));
@@ -40,26 +38,19 @@ TEST(DecodeTextTest, OrdinaryTextStaysWithItsTrailingBlanks) {
   EXPECT_EQ(label, Decode(label));
 }
 
-TEST(DecodeTextTest, OrdinaryTextEndsAtItsFirstZeroByte) {
-  EXPECT_EQ("ab", Decode(std::string("ab\0cd", 5)));
-}
+TEST(DecodeTextTest, OrdinaryTextEndsAtItsFirstZeroByte) { EXPECT_EQ("ab", Decode(std::string("ab\0cd", 5))); }
 
-TEST(DecodeTextTest, TextThatMerelyLooksLikeANameStays) {
-  EXPECT_EQ("CN=x, O=y", Decode("CN=x, O=y"));
-}
+TEST(DecodeTextTest, TextThatMerelyLooksLikeANameStays) { EXPECT_EQ("CN=x, O=y", Decode("CN=x, O=y")); }
 
-TEST(DecodeTextTest, TextThatStartsLikeASequenceStays) {
-  EXPECT_EQ("0123456789", Decode("0123456789"));
-}
+TEST(DecodeTextTest, TextThatStartsLikeASequenceStays) { EXPECT_EQ("0123456789", Decode("0123456789")); }
 
 TEST(DecodeTextTest, ANameGivesItsCommonName) {
-  EXPECT_EQ("Ada Byron", Decode(Name(Part(kCountry, "RO") + Part(kOrganisation, "Acme") +
-                                     Part(kCommonName, "Ada Byron"))));
+  EXPECT_EQ("Ada Byron",
+            Decode(Name(Part(kCountry, "RO") + Part(kOrganisation, "Acme") + Part(kCommonName, "Ada Byron"))));
 }
 
 TEST(DecodeTextTest, TheCommonNameMayStandInTheMiddle) {
-  EXPECT_EQ("Ada",
-            Decode(Name(Part(kCountry, "RO") + Part(kCommonName, "Ada") + Part(kOrganisation, "Acme"))));
+  EXPECT_EQ("Ada", Decode(Name(Part(kCountry, "RO") + Part(kCommonName, "Ada") + Part(kOrganisation, "Acme"))));
 }
 
 TEST(DecodeTextTest, WithoutCommonNameTheOrganisationLacksItsFirstCharacter) {

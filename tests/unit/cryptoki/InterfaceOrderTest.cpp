@@ -45,21 +45,18 @@ TEST(InterfaceOrderTest, OfTheModule) {
 }
 
 TEST(InterfaceOrderTest, OfTheCommonBase) {
-  EXPECT_EQ(
-      Counted(4, kNoDestructor),
-      (Places{PlaceOf(&ICryptokiSettable::GetCryptoki), PlaceOf(&ICryptokiSettable::GetSessionHandle),
-              PlaceOf(&ICryptokiSettable::SetSessionHandle), PlaceOf(&ICryptokiSettable::SetCryptoki)}));
+  EXPECT_EQ(Counted(4, kNoDestructor),
+            (Places{PlaceOf(&ICryptokiSettable::GetCryptoki), PlaceOf(&ICryptokiSettable::GetSessionHandle),
+                    PlaceOf(&ICryptokiSettable::SetSessionHandle), PlaceOf(&ICryptokiSettable::SetCryptoki)}));
 }
 
 TEST(InterfaceOrderTest, OfCryptoki) {
-  EXPECT_EQ((Places{6, 7, 8, 9}),
-            (Places{PlaceOf(&Cryptoki::Initialize), PlaceOf(&Cryptoki::GetInfo),
-                    PlaceOf(&Cryptoki::GetActiveSlots), PlaceOf(&Cryptoki::GetAllSlots)}));
+  EXPECT_EQ((Places{6, 7, 8, 9}), (Places{PlaceOf(&Cryptoki::Initialize), PlaceOf(&Cryptoki::GetInfo),
+                                          PlaceOf(&Cryptoki::GetActiveSlots), PlaceOf(&Cryptoki::GetAllSlots)}));
 }
 
 TEST(InterfaceOrderTest, OfTheContextError) {
-  EXPECT_EQ((Places{2, 3}),
-            (Places{PlaceOf(&CCSPContextError::GetCode), PlaceOf(&CCSPContextError::GetMessage)}));
+  EXPECT_EQ((Places{2, 3}), (Places{PlaceOf(&CCSPContextError::GetCode), PlaceOf(&CCSPContextError::GetMessage)}));
 }
 
 TEST(InterfaceOrderTest, OfAnObject) {
@@ -121,14 +118,12 @@ TEST(InterfaceOrderTest, OfASession) {
       PlaceOf(&S::VerifyFinal),
       PlaceOf(&S::VerifyRecoverInit),
       PlaceOf(&S::VerifyRecover),
-      PlaceOf(static_cast<void (S::*)(const M&, const PublicKey&, const CryptokiObject&, BYTE*, CK_ULONG*)>(
-          &S::WrapKey)),
-      PlaceOf(static_cast<void (S::*)(const M&, const SecretKey&, const CryptokiObject&, BYTE*, CK_ULONG*)>(
-          &S::WrapKey)),
-      PlaceOf(static_cast<SecretKey (S::*)(const M&, const PrivateKey&, BYTE*, CK_ULONG, const List&)>(
-          &S::UnwrapKey)),
-      PlaceOf(static_cast<SecretKey (S::*)(const M&, const SecretKey&, BYTE*, CK_ULONG, const List&)>(
-          &S::UnwrapKey)),
+      PlaceOf(
+          static_cast<void (S::*)(const M&, const PublicKey&, const CryptokiObject&, BYTE*, CK_ULONG*)>(&S::WrapKey)),
+      PlaceOf(
+          static_cast<void (S::*)(const M&, const SecretKey&, const CryptokiObject&, BYTE*, CK_ULONG*)>(&S::WrapKey)),
+      PlaceOf(static_cast<SecretKey (S::*)(const M&, const PrivateKey&, BYTE*, CK_ULONG, const List&)>(&S::UnwrapKey)),
+      PlaceOf(static_cast<SecretKey (S::*)(const M&, const SecretKey&, BYTE*, CK_ULONG, const List&)>(&S::UnwrapKey)),
       PlaceOf(&S::GenerateKeyPair),
       PlaceOf(&S::SeedRandom),
       PlaceOf(&S::GenerateRandom),

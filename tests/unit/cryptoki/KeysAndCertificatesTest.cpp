@@ -18,8 +18,7 @@ using List = std::list<Attribute>;
 
 class ObjectClassTest : public LogTest {
  protected:
-  ObjectClassTest()
-      : m_module(boost::make_shared<ScriptedModule>()), m_token(m_module->InsertToken("Reader A")) {
+  ObjectClassTest() : m_module(boost::make_shared<ScriptedModule>()), m_token(m_module->InsertToken("Reader A")) {
     CK_SESSION_HANDLE handle = 0;
     m_module->C_OpenSession(0, 6, nullptr, nullptr, &handle);
     m_session = Session(handle);
@@ -49,9 +48,9 @@ class ObjectClassTest : public LogTest {
 TEST_F(ObjectClassTest, DataReadsItsApplication) {
   Data data = Read<Data>(DataObject({1, 2}, "An application"));
   EXPECT_EQ("An application", data.GetApplication());
-  EXPECT_EQ((Calls{"C_GetAttributeValue(1, 1, {CKA_APPLICATION?})",
-                   "C_GetAttributeValue(1, 1, {CKA_APPLICATION[14]})"}),
-            m_module->TakeCalls());
+  EXPECT_EQ(
+      (Calls{"C_GetAttributeValue(1, 1, {CKA_APPLICATION?})", "C_GetAttributeValue(1, 1, {CKA_APPLICATION[14]})"}),
+      m_module->TakeCalls());
 }
 
 TEST_F(ObjectClassTest, DataIsIdentifiedByItsObjectId) {
@@ -101,12 +100,11 @@ TEST_F(ObjectClassTest, SecretKeyUpdateStoresFirstBytesAsTheyStandAndTheName) {
 
 TEST_F(ObjectClassTest, PublicKeyReadsItsFieldsAndThenItsValues) {
   PublicKey key = Read<PublicKey>(PublicKeyObject({1}, Counting(64, 0x81)));
-  EXPECT_EQ(
-      (Calls{"C_GetAttributeValue(1, 1, {CKA_KEY_TYPE[number], CKA_WRAP[1], CKA_ENCRYPT[1], CKA_VERIFY[1], "
-             "CKA_VERIFY_RECOVER[1], CKA_LOCAL[1], CKA_MODULUS_BITS[number], CKA_KEY_GEN_MECHANISM[number]})",
-             "C_GetAttributeValue(1, 1, {CKA_MODULUS?, CKA_PUBLIC_EXPONENT?, CKA_ID?})",
-             "C_GetAttributeValue(1, 1, {CKA_MODULUS[64], CKA_PUBLIC_EXPONENT[3], CKA_ID[1]})"}),
-      m_module->TakeCalls());
+  EXPECT_EQ((Calls{"C_GetAttributeValue(1, 1, {CKA_KEY_TYPE[number], CKA_WRAP[1], CKA_ENCRYPT[1], CKA_VERIFY[1], "
+                   "CKA_VERIFY_RECOVER[1], CKA_LOCAL[1], CKA_MODULUS_BITS[number], CKA_KEY_GEN_MECHANISM[number]})",
+                   "C_GetAttributeValue(1, 1, {CKA_MODULUS?, CKA_PUBLIC_EXPONENT?, CKA_ID?})",
+                   "C_GetAttributeValue(1, 1, {CKA_MODULUS[64], CKA_PUBLIC_EXPONENT[3], CKA_ID[1]})"}),
+            m_module->TakeCalls());
   EXPECT_EQ(CK_ULONG{512}, key.GetModulusBits());
   EXPECT_EQ(CKK_RSA, key.GetKeyType());
   EXPECT_EQ(CKM_RSA_PKCS_KEY_PAIR_GEN, key.GetKeyGenMechanism().GetType());
@@ -115,9 +113,8 @@ TEST_F(ObjectClassTest, PublicKeyReadsItsFieldsAndThenItsValues) {
 }
 
 TEST_F(ObjectClassTest, PublicKeyFillsSensitiveAndExtractableHistoryOnlyInUpdate) {
-  PublicKey key = Read<PublicKey>(PublicKeyObject({1}, Counting(64, 0x81))
-                                      .With(CKA_ALWAYS_SENSITIVE, {1})
-                                      .With(CKA_NEVER_EXTRACTABLE, {1}));
+  PublicKey key = Read<PublicKey>(
+      PublicKeyObject({1}, Counting(64, 0x81)).With(CKA_ALWAYS_SENSITIVE, {1}).With(CKA_NEVER_EXTRACTABLE, {1}));
   EXPECT_FALSE(key.IsAlwaysSensitive() || key.IsNeverExtractable());
   key.Update({MakeAttribute(CKA_ALWAYS_SENSITIVE, {1}), MakeAttribute(CKA_NEVER_EXTRACTABLE, {1})});
   EXPECT_TRUE(key.IsAlwaysSensitive() && key.IsNeverExtractable());
@@ -126,9 +123,8 @@ TEST_F(ObjectClassTest, PublicKeyFillsSensitiveAndExtractableHistoryOnlyInUpdate
 TEST_F(ObjectClassTest, PublicKeyUpdateStoresItsFields) {
   PublicKey key = Read<PublicKey>(PublicKeyObject({1}, Counting(64, 0x81)));
   key.Update({MakeAttribute(CKA_KEY_TYPE, Number(CKK_DSA)), MakeAttribute(CKA_ENCRYPT, {0}),
-              MakeAttribute(CKA_WRAP, {0}), MakeAttribute(CKA_VERIFY, {0}),
-              MakeAttribute(CKA_VERIFY_RECOVER, {1}), MakeAttribute(CKA_MODULUS_BITS, Number(1024)),
-              MakeAttribute(CKA_LOCAL, {0}),
+              MakeAttribute(CKA_WRAP, {0}), MakeAttribute(CKA_VERIFY, {0}), MakeAttribute(CKA_VERIFY_RECOVER, {1}),
+              MakeAttribute(CKA_MODULUS_BITS, Number(1024)), MakeAttribute(CKA_LOCAL, {0}),
               MakeAttribute(CKA_KEY_GEN_MECHANISM, Number(CKM_DSA_KEY_PAIR_GEN))});
   EXPECT_EQ(CKK_DSA, key.GetKeyType());
   EXPECT_FALSE(key.CanEncrypt() || key.CanWrap() || key.CanVerify() || key.IsLocal());
@@ -139,16 +135,13 @@ TEST_F(ObjectClassTest, PublicKeyUpdateStoresItsFields) {
 
 TEST_F(ObjectClassTest, PrivateKeyReadsItsFieldsAndThenItsValues) {
   PrivateKey key = Read<PrivateKey>(PrivateKeyObject({1}, Counting(64, 0x81)));
-  EXPECT_EQ(
-      (Calls{
-          "C_GetAttributeValue(1, 1, {CKA_KEY_TYPE[number], CKA_UNWRAP[1], CKA_DECRYPT[1], CKA_SIGN[1], "
-          "CKA_SIGN_RECOVER[1], CKA_ALWAYS_SENSITIVE[1], CKA_NEVER_EXTRACTABLE[1], CKA_LOCAL[1], "
-          "CKA_MODULUS_BITS[number], CKA_KEY_GEN_MECHANISM[number], CKA_SENSITIVE[1], CKA_EXTRACTABLE[1]})",
-          "C_GetAttributeValue(1, 1, {CKA_MODULUS?, CKA_PUBLIC_EXPONENT?, CKA_ID?})",
-          "C_GetAttributeValue(1, 1, {CKA_MODULUS[64], CKA_PUBLIC_EXPONENT[3], CKA_ID[1]})"}),
-      m_module->TakeCalls());
-  EXPECT_TRUE(key.CanDecrypt() && key.CanSign() && key.IsAlwaysSensitive() && key.IsLocal() &&
-              key.IsSensitive());
+  EXPECT_EQ((Calls{"C_GetAttributeValue(1, 1, {CKA_KEY_TYPE[number], CKA_UNWRAP[1], CKA_DECRYPT[1], CKA_SIGN[1], "
+                   "CKA_SIGN_RECOVER[1], CKA_ALWAYS_SENSITIVE[1], CKA_NEVER_EXTRACTABLE[1], CKA_LOCAL[1], "
+                   "CKA_MODULUS_BITS[number], CKA_KEY_GEN_MECHANISM[number], CKA_SENSITIVE[1], CKA_EXTRACTABLE[1]})",
+                   "C_GetAttributeValue(1, 1, {CKA_MODULUS?, CKA_PUBLIC_EXPONENT?, CKA_ID?})",
+                   "C_GetAttributeValue(1, 1, {CKA_MODULUS[64], CKA_PUBLIC_EXPONENT[3], CKA_ID[1]})"}),
+            m_module->TakeCalls());
+  EXPECT_TRUE(key.CanDecrypt() && key.CanSign() && key.IsAlwaysSensitive() && key.IsLocal() && key.IsSensitive());
   EXPECT_FALSE(key.CanUnwrap() || key.CanSignRecover() || key.IsNeverExtractable() || key.IsExtractable());
   EXPECT_EQ(CK_ULONG{512}, key.GetModulusBits());
 }
@@ -157,10 +150,9 @@ TEST_F(ObjectClassTest, PrivateKeyUpdateStoresItsFieldsAndLogs) {
   PrivateKey key = Read<PrivateKey>(PrivateKeyObject({1}, Counting(64, 0x81)));
   TakeLog();
   key.Update({MakeAttribute(CKA_KEY_TYPE, Number(CKK_DSA)), MakeAttribute(CKA_DECRYPT, {0}),
-              MakeAttribute(CKA_UNWRAP, {1}), MakeAttribute(CKA_SIGN, {0}),
-              MakeAttribute(CKA_SIGN_RECOVER, {1}), MakeAttribute(CKA_MODULUS_BITS, Number(1024)),
-              MakeAttribute(CKA_LOCAL, {0}), MakeAttribute(CKA_NEVER_EXTRACTABLE, {1}),
-              MakeAttribute(CKA_ALWAYS_SENSITIVE, {0}),
+              MakeAttribute(CKA_UNWRAP, {1}), MakeAttribute(CKA_SIGN, {0}), MakeAttribute(CKA_SIGN_RECOVER, {1}),
+              MakeAttribute(CKA_MODULUS_BITS, Number(1024)), MakeAttribute(CKA_LOCAL, {0}),
+              MakeAttribute(CKA_NEVER_EXTRACTABLE, {1}), MakeAttribute(CKA_ALWAYS_SENSITIVE, {0}),
               MakeAttribute(CKA_KEY_GEN_MECHANISM, Number(CKM_DSA_KEY_PAIR_GEN))});
   EXPECT_EQ(CKK_DSA, key.GetKeyType());
   EXPECT_FALSE(key.CanDecrypt() || key.CanSign() || key.IsLocal() || key.IsAlwaysSensitive());
@@ -177,8 +169,7 @@ TEST_F(ObjectClassTest, ARefusedUpdateOfAPrivateKeyIsLoggedAndThrownOn) {
   TakeLog();
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, key.Update({}));
   EXPECT_EQ(Line("PrivateKey::Update - Entry") + Line("PrivateKey::Update - Try....Update") +
-                Line("CryptokiObject::Update - Entry") +
-                Line("CryptokiObject::Update - attrList.size() == 0") +
+                Line("CryptokiObject::Update - Entry") + Line("CryptokiObject::Update - attrList.size() == 0") +
                 Line("PrivateKey::Update - Catch...."),
             TakeLog());
 }
@@ -217,8 +208,8 @@ TEST_F(ObjectClassTest, CertificateReadsItsFieldsAndThenItsValue) {
 
 TEST_F(ObjectClassTest, CertificateUpdateStoresItsFields) {
   Certificate certificate = Read<Certificate>(CertificateObject({1}, "c", {1}));
-  certificate.Update({MakeAttribute(CKA_CERTIFICATE_TYPE, Number(CKC_X_509_ATTR_CERT)),
-                      MakeAttribute(CKA_ENCRYPT, {0}), MakeAttribute(CKA_VERIFY, {0})});
+  certificate.Update({MakeAttribute(CKA_CERTIFICATE_TYPE, Number(CKC_X_509_ATTR_CERT)), MakeAttribute(CKA_ENCRYPT, {0}),
+                      MakeAttribute(CKA_VERIFY, {0})});
   EXPECT_EQ(CKC_X_509_ATTR_CERT, certificate.GetCertificateType());
   EXPECT_FALSE(certificate.CanEncrypt() || certificate.CanVerify());
 }
@@ -258,8 +249,8 @@ class ModulusTest : public ObjectClassTest {
   }
 
   const std::string m_begin = Line("GetModulus - Entry") + Line("GetModulus - Check attrList.size()");
-  const std::string m_found = m_begin + Line("GetModulus - Iterating through attribute list") +
-                              Line("GetModulus - ATTR_MODULUS Found");
+  const std::string m_found =
+      m_begin + Line("GetModulus - Iterating through attribute list") + Line("GetModulus - ATTR_MODULUS Found");
 };
 
 using Keys = ::testing::Types<PublicKey, PrivateKey>;
@@ -270,8 +261,7 @@ TYPED_TEST(ModulusTest, ANullBufferAsksForTheLength) {
   CK_ULONG length = 0;
   key.GetModulus(nullptr, &length);
   EXPECT_EQ(CK_ULONG{64}, length);
-  EXPECT_EQ(this->m_found + Line("GetModulus - pModulus is NULL, returning ulModulusLen") +
-                Line("GetModulus - Exit"),
+  EXPECT_EQ(this->m_found + Line("GetModulus - pModulus is NULL, returning ulModulusLen") + Line("GetModulus - Exit"),
             this->TakeLog());
 }
 
@@ -282,8 +272,8 @@ TYPED_TEST(ModulusTest, AGreatEnoughBufferGetsTheBytesAndTheLengthStays) {
   key.GetModulus(modulus, &length);
   EXPECT_EQ(CK_ULONG{80}, length);
   EXPECT_EQ(Counting(64, 0x81), Bytes(modulus, modulus + 64));
-  EXPECT_EQ(this->m_found + Line("GetModulus - Trying to get Modulus") +
-                Line("GetModulus - Copying modulus") + Line("GetModulus - Exit: pModulus retrieved"),
+  EXPECT_EQ(this->m_found + Line("GetModulus - Trying to get Modulus") + Line("GetModulus - Copying modulus") +
+                Line("GetModulus - Exit: pModulus retrieved"),
             this->TakeLog());
 }
 

@@ -11,8 +11,7 @@ TEST(MechanismNameTest, EveryMechanismOfTheListHasItsName) {
   int rows = 0;
   for (std::string line; std::getline(list, line); ++rows) {
     const std::size_t blank = line.find(' ');
-    EXPECT_EQ(line.substr(blank + 1),
-              MechanismName(static_cast<CK_MECHANISM_TYPE>(std::stoul(line, nullptr, 16))));
+    EXPECT_EQ(line.substr(blank + 1), MechanismName(static_cast<CK_MECHANISM_TYPE>(std::stoul(line, nullptr, 16))));
   }
   EXPECT_EQ(179, rows);
 }
@@ -44,23 +43,21 @@ struct KeyTypeCase {
 
 class KeyTypeNameTest : public ::testing::TestWithParam<KeyTypeCase> {};
 
-TEST_P(KeyTypeNameTest, IsTold) {
-  EXPECT_EQ(GetParam().name, SecretKey().KeyTypeName(GetParam().type));
-}
+TEST_P(KeyTypeNameTest, IsTold) { EXPECT_EQ(GetParam().name, SecretKey().KeyTypeName(GetParam().type)); }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, KeyTypeNameTest,
-    ::testing::Values(KeyTypeCase{0x3, "ECDSA Key"}, KeyTypeCase{0x5, "KEA Key"},
-                      KeyTypeCase{0x10, "Generic Secret Key"}, KeyTypeCase{0x11, "RC2 Key"},
-                      KeyTypeCase{0x12, "RC4 Key"}, KeyTypeCase{0x13, "Single DES Key"},
-                      KeyTypeCase{0x14, "Triple DES 16-byte Key"},
-                      KeyTypeCase{0x15, "Triple DES 24-byte Key"}, KeyTypeCase{0x16, "CAST Key"},
-                      KeyTypeCase{0x17, "CAST-3 Key"}, KeyTypeCase{0x18, "CAST-5 / CAST 128 Key"},
-                      KeyTypeCase{0x19, "RC5 Key"}, KeyTypeCase{0x1A, "IDEA Key"},
-                      KeyTypeCase{0x1B, "SKIPJACK Key"}, KeyTypeCase{0x1C, "BATON Key"},
-                      KeyTypeCase{0x1D, "Juniper Key"}, KeyTypeCase{0x1E, "CDMF Key"},
-                      KeyTypeCase{0x1F, "AES Key"}, KeyTypeCase{0x0, "Unknown Key Type"},
-                      KeyTypeCase{0x1, "Unknown Key Type"}, KeyTypeCase{0x20, "Unknown Key Type"}));
+INSTANTIATE_TEST_SUITE_P(Rows, KeyTypeNameTest,
+                         ::testing::Values(KeyTypeCase{0x3, "ECDSA Key"}, KeyTypeCase{0x5, "KEA Key"},
+                                           KeyTypeCase{0x10, "Generic Secret Key"}, KeyTypeCase{0x11, "RC2 Key"},
+                                           KeyTypeCase{0x12, "RC4 Key"}, KeyTypeCase{0x13, "Single DES Key"},
+                                           KeyTypeCase{0x14, "Triple DES 16-byte Key"},
+                                           KeyTypeCase{0x15, "Triple DES 24-byte Key"}, KeyTypeCase{0x16, "CAST Key"},
+                                           KeyTypeCase{0x17, "CAST-3 Key"}, KeyTypeCase{0x18, "CAST-5 / CAST 128 Key"},
+                                           KeyTypeCase{0x19, "RC5 Key"}, KeyTypeCase{0x1A, "IDEA Key"},
+                                           KeyTypeCase{0x1B, "SKIPJACK Key"}, KeyTypeCase{0x1C, "BATON Key"},
+                                           KeyTypeCase{0x1D, "Juniper Key"}, KeyTypeCase{0x1E, "CDMF Key"},
+                                           KeyTypeCase{0x1F, "AES Key"}, KeyTypeCase{0x0, "Unknown Key Type"},
+                                           KeyTypeCase{0x1, "Unknown Key Type"},
+                                           KeyTypeCase{0x20, "Unknown Key Type"}));
 
 TEST(KeyTypeNameVendorTest, AVendorsTypeGivesTheEmptyTextAndGoesInFrontOfTheStoredName) {
   SecretKey key;

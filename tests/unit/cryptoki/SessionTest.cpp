@@ -45,9 +45,7 @@ class SessionTest : public LogTest {
   Mechanism m_withParameter{CK_MECHANISM{CKM_DES3_CBC, m_iv, sizeof(m_iv)}};
 };
 
-TEST_F(SessionTest, DefaultIsClosed) {
-  EXPECT_EQ(CK_SESSION_HANDLE{0}, Session().GetSessionHandle());
-}
+TEST_F(SessionTest, DefaultIsClosed) { EXPECT_EQ(CK_SESSION_HANDLE{0}, Session().GetSessionHandle()); }
 
 TEST_F(SessionTest, IsMadeOfAHandleAndAssignedOne) {
   Session session(5);
@@ -64,8 +62,7 @@ TEST_F(SessionTest, InformationComesFromTheModule) {
   EXPECT_EQ(CKS_RW_PUBLIC_SESSION, +info.state);
   EXPECT_EQ(CK_FLAGS{6}, m_session.GetFlags());
   EXPECT_EQ(CKS_RW_PUBLIC_SESSION, m_session.GetState());
-  EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_GetSessionInfo(1)", "C_GetSessionInfo(1)"}),
-            m_module->TakeCalls());
+  EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_GetSessionInfo(1)", "C_GetSessionInfo(1)"}), m_module->TakeCalls());
 }
 
 TEST_F(SessionTest, IsValidSaysWhetherTheModuleKnowsIt) {
@@ -130,8 +127,7 @@ TEST_F(SessionTest, PinOperationsCallTheModule) {
   m_session.InitPIN(m_pin, 4);
   m_session.Login(CKU_USER, m_pin, 4);
   m_session.Logout();
-  EXPECT_EQ((Calls{"C_SetPIN(1, 1234, 5678)", "C_InitPIN(1, 1234)", "C_LoginExtended(1, user 1, 1234)",
-                   "C_Logout(1)"}),
+  EXPECT_EQ((Calls{"C_SetPIN(1, 1234, 5678)", "C_InitPIN(1, 1234)", "C_LoginExtended(1, user 1, 1234)", "C_Logout(1)"}),
             m_module->TakeCalls());
 }
 
@@ -149,14 +145,13 @@ TEST_F(SessionTest, FindAllObjectsReadsEachObjectAtOnceInTheModulesOrder) {
   EXPECT_EQ(CKO_CERTIFICATE, objects.GetObjects().front().GetClass());
   EXPECT_EQ(CKO_DATA, objects.GetObjects().back().GetClass());
   const std::string fields = "{CKA_CLASS[number], CKA_MODIFIABLE[1], CKA_PRIVATE[1], CKA_TOKEN[1]})";
-  EXPECT_EQ(
-      (Calls{"C_FindObjectsInit(1, null of 0)", "C_FindObjects(1, 1)", "C_GetAttributeValue(1, 1, " + fields,
-             "C_GetAttributeValue(1, 1, {CKA_ID?, CKA_LABEL?})",
-             "C_GetAttributeValue(1, 1, {CKA_ID[1], CKA_LABEL[4]})", "C_FindObjects(1, 1)",
-             "C_GetAttributeValue(1, 2, " + fields, "C_GetAttributeValue(1, 2, {CKA_OBJECT_ID?, CKA_LABEL?})",
-             "C_GetAttributeValue(1, 2, {CKA_OBJECT_ID[1], CKA_LABEL[5]})", "C_FindObjects(1, 1)",
-             "C_FindObjectsFinal(1)"}),
-      m_module->TakeCalls());
+  EXPECT_EQ((Calls{"C_FindObjectsInit(1, null of 0)", "C_FindObjects(1, 1)", "C_GetAttributeValue(1, 1, " + fields,
+                   "C_GetAttributeValue(1, 1, {CKA_ID?, CKA_LABEL?})",
+                   "C_GetAttributeValue(1, 1, {CKA_ID[1], CKA_LABEL[4]})", "C_FindObjects(1, 1)",
+                   "C_GetAttributeValue(1, 2, " + fields, "C_GetAttributeValue(1, 2, {CKA_OBJECT_ID?, CKA_LABEL?})",
+                   "C_GetAttributeValue(1, 2, {CKA_OBJECT_ID[1], CKA_LABEL[5]})", "C_FindObjects(1, 1)",
+                   "C_FindObjectsFinal(1)"}),
+            m_module->TakeCalls());
 }
 
 TEST_F(SessionTest, FindObjectsHandsTheTemplateOn) {
@@ -201,14 +196,12 @@ TEST_F(SessionTest, AModuleThatFindsWithoutEndIsStoppedAtAHundredThousandObjects
   // A data object is cheap to read; the module hands the same one out again and again.
   class EndlessModule : public ScriptedModule {
    public:
-    CK_RV C_FindObjects(CK_SESSION_HANDLE, CK_OBJECT_HANDLE_PTR object, CK_ULONG,
-                        CK_ULONG_PTR count) override {
+    CK_RV C_FindObjects(CK_SESSION_HANDLE, CK_OBJECT_HANDLE_PTR object, CK_ULONG, CK_ULONG_PTR count) override {
       *object = 1;
       *count = ++found <= limit ? 1 : 0;
       return CKR_OK;
     }
-    CK_RV C_GetAttributeValue(CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE_PTR items,
-                              CK_ULONG count) override {
+    CK_RV C_GetAttributeValue(CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE_PTR items, CK_ULONG count) override {
       for (CK_ULONG i = 0; i < count; ++i) items[i].ulValueLen = 0;
       return CKR_OK;
     }
@@ -271,19 +264,16 @@ TEST_F(SessionTest, CreateObjectFromAnObjectTakesItsAttributes) {
 }
 
 TEST_F(SessionTest, GenerateKeyReadsTheNewKey) {
-  const List attributes = {MakeAttribute(CKA_KEY_TYPE, Number(CKK_AES)),
-                           MakeAttribute(CKA_ENCRYPT, Flag(true))};
+  const List attributes = {MakeAttribute(CKA_KEY_TYPE, Number(CKK_AES)), MakeAttribute(CKA_ENCRYPT, Flag(true))};
   const SecretKey key = m_session.GenerateKey(m_withParameter, attributes);
   EXPECT_EQ("AES Key", key.GetKeyTypeName());
   EXPECT_TRUE(key.CanEncrypt());
-  EXPECT_EQ("C_GenerateKey(1, CKM_DES3_CBC, {CKA_KEY_TYPE=31, CKA_ENCRYPT=true})",
-            m_module->TakeCalls().front());
+  EXPECT_EQ("C_GenerateKey(1, CKM_DES3_CBC, {CKA_KEY_TYPE=31, CKA_ENCRYPT=true})", m_module->TakeCalls().front());
 }
 
 TEST_F(SessionTest, AFailedGenerationShowsAsTheFailureOfTheFirstRead) {
   m_module->FailNext("C_GenerateKey", CKR_DEVICE_MEMORY);
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD,
-                        m_session.GenerateKey(Mechanism(CKM_AES_KEY_GEN), SomeAttributes()));
+  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_session.GenerateKey(Mechanism(CKM_AES_KEY_GEN), SomeAttributes()));
   EXPECT_EQ(Calls{"C_GenerateKey"}, m_module->TakeCallNames());
 }
 
@@ -292,18 +282,15 @@ TEST_F(SessionTest, KeyOperationsRefuseAnEmptyListBeforeAMissingModule) {
   PrivateKey privateKey;
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_session.GenerateKey(m_withParameter, List()));
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, Session().GenerateKey(m_withParameter, SomeAttributes()));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD,
-                        m_session.UnwrapKey(m_withParameter, SecretKey(), m_in, 3, List()));
+  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_session.UnwrapKey(m_withParameter, SecretKey(), m_in, 3, List()));
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD,
                         Session().UnwrapKey(m_withParameter, SecretKey(), m_in, 3, SomeAttributes()));
-  EXPECT_CRYPTOKI_ERROR(
-      CKR_ARGUMENTS_BAD,
-      m_session.GenerateKeyPair(m_withParameter, List(), SomeAttributes(), publicKey, privateKey));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_session.GenerateKeyPair(m_withParameter, SomeAttributes(),
-                                                                     List(), publicKey, privateKey));
-  EXPECT_CRYPTOKI_ERROR(
-      CKR_ARGUMENTS_BAD,
-      Session().GenerateKeyPair(m_withParameter, SomeAttributes(), SomeAttributes(), publicKey, privateKey));
+  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD,
+                        m_session.GenerateKeyPair(m_withParameter, List(), SomeAttributes(), publicKey, privateKey));
+  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD,
+                        m_session.GenerateKeyPair(m_withParameter, SomeAttributes(), List(), publicKey, privateKey));
+  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, Session().GenerateKeyPair(m_withParameter, SomeAttributes(),
+                                                                     SomeAttributes(), publicKey, privateKey));
   EXPECT_EQ(Calls{}, m_module->TakeCalls());
 }
 
@@ -329,8 +316,8 @@ TEST_F(SessionTest, AFailedReadOfTheFirstKeyLeavesTheSecondUnfilledAndThePairOnT
   PrivateKey privateKey;
   m_module->FailNext("C_GetAttributeValue", CKR_DEVICE_ERROR);
   const List publicAttributes = {MakeAttribute(CKA_MODULUS_BITS, Number(512))};
-  EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_ERROR, m_session.GenerateKeyPair(m_withParameter, publicAttributes,
-                                                                    SomeAttributes(), publicKey, privateKey));
+  EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_ERROR, m_session.GenerateKeyPair(m_withParameter, publicAttributes, SomeAttributes(),
+                                                                    publicKey, privateKey));
   EXPECT_EQ(CK_OBJECT_HANDLE{1}, publicKey.GetHandle());
   EXPECT_EQ(CK_OBJECT_HANDLE{0}, privateKey.GetHandle());
   EXPECT_EQ(2U, m_token.objects.size());
@@ -340,9 +327,8 @@ TEST_F(SessionTest, GenerateKeyPairThatTheModuleRefusesFillsNothing) {
   PublicKey publicKey;
   PrivateKey privateKey;
   m_module->FailNext("C_GenerateKeyPair", CKR_USER_NOT_LOGGED_IN);
-  EXPECT_CRYPTOKI_ERROR(
-      CKR_USER_NOT_LOGGED_IN,
-      m_session.GenerateKeyPair(m_withParameter, SomeAttributes(), SomeAttributes(), publicKey, privateKey));
+  EXPECT_CRYPTOKI_ERROR(CKR_USER_NOT_LOGGED_IN, m_session.GenerateKeyPair(m_withParameter, SomeAttributes(),
+                                                                          SomeAttributes(), publicKey, privateKey));
   EXPECT_EQ(CK_OBJECT_HANDLE{0}, publicKey.GetHandle());
 }
 
@@ -360,8 +346,7 @@ TEST_F(SessionTest, EncryptionAndDecryptionHandTheParameterOnAndNothingElseDoes)
   m_session.VerifyInit(m_withParameter, Bound<PublicKey>(publicHandle));
   m_session.VerifyRecoverInit(m_withParameter, Bound<PublicKey>(publicHandle));
   m_session.WrapKey(m_withParameter, Bound<SecretKey>(secret), Bound<SecretKey>(secret), m_out, &m_outLength);
-  m_session.WrapKey(m_withParameter, Bound<PublicKey>(publicHandle), Bound<SecretKey>(secret), nullptr,
-                    &m_outLength);
+  m_session.WrapKey(m_withParameter, Bound<PublicKey>(publicHandle), Bound<SecretKey>(secret), nullptr, &m_outLength);
   EXPECT_EQ((Calls{"C_EncryptInit(1, CKM_DES3_CBC with 0102030405060708, 1)",
                    "C_DecryptInit(1, CKM_DES3_CBC with 0102030405060708, 1)", "C_DigestInit(1, CKM_SHA_1)",
                    "C_SignInit(1, CKM_DES3_CBC, 2)", "C_SignRecoverInit(1, CKM_DES3_CBC, 2)",
@@ -373,15 +358,12 @@ TEST_F(SessionTest, EncryptionAndDecryptionHandTheParameterOnAndNothingElseDoes)
 
 TEST_F(SessionTest, UnwrapKeyReadsTheNewKey) {
   const CK_OBJECT_HANDLE secret = m_token.Add(SecretKeyObject(CKK_DES3, Counting(24, 1)));
-  const SecretKey key =
-      m_session.UnwrapKey(m_withParameter, Bound<SecretKey>(secret), m_in, 3, SomeAttributes());
+  const SecretKey key = m_session.UnwrapKey(m_withParameter, Bound<SecretKey>(secret), m_in, 3, SomeAttributes());
   EXPECT_EQ(CK_OBJECT_HANDLE{2}, key.GetHandle());
-  EXPECT_EQ("C_UnwrapKey(1, CKM_DES3_CBC, 1, 3 bytes, {CKA_LABEL=6E6577, CKA_ID=07})",
-            m_module->TakeCalls().front());
+  EXPECT_EQ("C_UnwrapKey(1, CKM_DES3_CBC, 1, 3 bytes, {CKA_LABEL=6E6577, CKA_ID=07})", m_module->TakeCalls().front());
   m_module->FailNext("C_UnwrapKey", CKR_WRAPPED_KEY_INVALID);
-  EXPECT_CRYPTOKI_ERROR(
-      CKR_WRAPPED_KEY_INVALID,
-      m_session.UnwrapKey(m_withParameter, Bound<PrivateKey>(secret), m_in, 3, SomeAttributes()));
+  EXPECT_CRYPTOKI_ERROR(CKR_WRAPPED_KEY_INVALID,
+                        m_session.UnwrapKey(m_withParameter, Bound<PrivateKey>(secret), m_in, 3, SomeAttributes()));
 }
 
 TEST_F(SessionTest, LengthQueriesGoToTheModuleUnchanged) {
@@ -392,8 +374,8 @@ TEST_F(SessionTest, LengthQueriesGoToTheModuleUnchanged) {
   EXPECT_CRYPTOKI_ERROR(CKR_BUFFER_TOO_SMALL, m_session.Digest(m_in, 3, m_out, &m_outLength));
   m_session.Digest(m_in, 3, m_out, &m_outLength);
   EXPECT_EQ('a', m_out[4]);
-  EXPECT_EQ((Calls{"C_DigestInit(1, CKM_SHA_1)", "C_Digest(1, 3 bytes, null)",
-                   "C_Digest(1, 3 bytes, room 19)", "C_Digest(1, 3 bytes, room 20)"}),
+  EXPECT_EQ((Calls{"C_DigestInit(1, CKM_SHA_1)", "C_Digest(1, 3 bytes, null)", "C_Digest(1, 3 bytes, room 19)",
+                   "C_Digest(1, 3 bytes, room 20)"}),
             m_module->TakeCalls());
 }
 
@@ -410,9 +392,9 @@ TEST_F(SessionTest, SignAndVerifyReachTheirEntries) {
   m_out[0] = 0;
   m_session.VerifyInit(rsa, Bound<PublicKey>(publicHandle));
   EXPECT_CRYPTOKI_ERROR(CKR_SIGNATURE_INVALID, m_session.Verify(m_in, 3, m_out, m_outLength));
-  EXPECT_EQ((Calls{"C_SignInit(1, CKM_RSA_PKCS, 1)", "C_Sign(1, 3 bytes, room 64)",
-                   "C_VerifyInit(1, CKM_RSA_PKCS, 2)", "C_Verify(1, 3 bytes, signature 32 bytes)",
-                   "C_VerifyInit(1, CKM_RSA_PKCS, 2)", "C_Verify(1, 3 bytes, signature 32 bytes)"}),
+  EXPECT_EQ((Calls{"C_SignInit(1, CKM_RSA_PKCS, 1)", "C_Sign(1, 3 bytes, room 64)", "C_VerifyInit(1, CKM_RSA_PKCS, 2)",
+                   "C_Verify(1, 3 bytes, signature 32 bytes)", "C_VerifyInit(1, CKM_RSA_PKCS, 2)",
+                   "C_Verify(1, 3 bytes, signature 32 bytes)"}),
             m_module->TakeCalls());
 }
 
@@ -453,8 +435,7 @@ TEST_F(SessionTest, MultiPartOperationsReachTheirEntries) {
   m_session.SignUpdate(m_in, 3);
   m_outLength = 64;
   m_session.SignFinal(m_out, &m_outLength);
-  m_session.VerifyInit(Mechanism(CKM_RSA_PKCS),
-                       static_cast<const CryptokiObject&>(Bound<PrivateKey>(privateHandle)));
+  m_session.VerifyInit(Mechanism(CKM_RSA_PKCS), static_cast<const CryptokiObject&>(Bound<PrivateKey>(privateHandle)));
   m_session.VerifyUpdate(m_in, 3);
   m_session.VerifyFinal(m_out, m_outLength);
   EXPECT_EQ(
@@ -462,8 +443,7 @@ TEST_F(SessionTest, MultiPartOperationsReachTheirEntries) {
              "C_EncryptInit(1, CKM_DES3_ECB, 1)", "C_EncryptUpdate(1, 8 bytes)", "C_EncryptFinal(1, room 64)",
              "C_DecryptInit(1, CKM_DES3_ECB, 1)", "C_DecryptUpdate(1, 8 bytes)", "C_DecryptFinal(1, room 64)",
              "C_SignInit(1, CKM_RSA_PKCS, 2)", "C_SignUpdate(1, 3 bytes)", "C_SignFinal(1, room 64)",
-             "C_VerifyInit(1, CKM_RSA_PKCS, 2)", "C_VerifyUpdate(1, 3 bytes)",
-             "C_VerifyFinal(1, signature 32 bytes)"}),
+             "C_VerifyInit(1, CKM_RSA_PKCS, 2)", "C_VerifyUpdate(1, 3 bytes)", "C_VerifyFinal(1, signature 32 bytes)"}),
       m_module->TakeCalls());
 }
 
@@ -543,8 +523,7 @@ TEST_F(SessionTest, WithoutAModuleEveryOperationIsABadArgument) {
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.EncryptInit(mechanism, PublicKey()));
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.DecryptInit(mechanism, PrivateKey()));
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.VerifyInit(mechanism, PublicKey()));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD,
-                        none.WrapKey(mechanism, PublicKey(), SecretKey(), m_out, &m_outLength));
+  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.WrapKey(mechanism, PublicKey(), SecretKey(), m_out, &m_outLength));
 }
 
 }  // namespace

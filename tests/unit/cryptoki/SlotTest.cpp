@@ -29,9 +29,7 @@ TEST_F(SlotTest, SetCryptokiReachesTheToken) {
   EXPECT_NO_THROW(m_slot.GetToken().GetTokenInfo());
 }
 
-TEST_F(SlotTest, SetCryptokiRefusesNone) {
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_slot.SetCryptoki(nullptr));
-}
+TEST_F(SlotTest, SetCryptokiRefusesNone) { EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_slot.SetCryptoki(nullptr)); }
 
 TEST_F(SlotTest, WithoutAModuleNothingCanBeAsked) {
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_slot.IsTokenPresent());

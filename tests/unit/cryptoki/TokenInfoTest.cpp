@@ -22,13 +22,9 @@ TEST(TokenInfoTest, TextsKeepTheirTrailingBlanks) {
   EXPECT_EQ("Model           ", info.GetModel());
 }
 
-TEST(TokenInfoTest, SerialNumberComesInPairs) {
-  EXPECT_EQ("01 23 45 67 89 AB CD EF", TokenInfo(Record()).GetSerial());
-}
+TEST(TokenInfoTest, SerialNumberComesInPairs) { EXPECT_EQ("01 23 45 67 89 AB CD EF", TokenInfo(Record()).GetSerial()); }
 
-TEST(TokenInfoTest, UtcTimeIsTakenUnchanged) {
-  EXPECT_EQ("2026112112345600", TokenInfo(Record()).GetUtcTime());
-}
+TEST(TokenInfoTest, UtcTimeIsTakenUnchanged) { EXPECT_EQ("2026112112345600", TokenInfo(Record()).GetUtcTime()); }
 
 TEST(TokenInfoTest, NumbersAreTakenUnchanged) {
   CK_TOKEN_INFO record = Record();

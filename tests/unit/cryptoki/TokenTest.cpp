@@ -13,9 +13,7 @@ constexpr CK_FLAGS kReadWrite = CKF_SERIAL_SESSION | CKF_RW_SESSION;
 class TokenTest : public ::testing::Test {
  protected:
   TokenTest()
-      : m_module(boost::make_shared<ScriptedModule>()),
-        m_inserted(m_module->InsertToken("Reader A")),
-        m_token(0) {
+      : m_module(boost::make_shared<ScriptedModule>()), m_inserted(m_module->InsertToken("Reader A")), m_token(0) {
     m_token.SetCryptoki(m_module);
   }
 
@@ -122,8 +120,8 @@ TEST_F(TokenTest, OpenSessionHandsOutASessionWithTheModule) {
 TEST_F(TokenTest, AFailedOpeningIsAnsweredByAFreshStartOfTheModule) {
   FailOpenings(1);
   EXPECT_EQ(CK_SESSION_HANDLE{1}, Open().GetSessionHandle());
-  EXPECT_EQ((Calls{"C_OpenSession(0, flags 6)", "C_Finalize(null)", "C_Initialize(null)",
-                   "C_GetSlotList(all, null)", "C_OpenSession(0, flags 6)"}),
+  EXPECT_EQ((Calls{"C_OpenSession(0, flags 6)", "C_Finalize(null)", "C_Initialize(null)", "C_GetSlotList(all, null)",
+                   "C_OpenSession(0, flags 6)"}),
             m_module->TakeCalls());
 }
 
@@ -133,9 +131,9 @@ TEST_F(TokenTest, BeforeTheFreshStartItsOwnSessionsAreClosed) {
   m_module->ForgetCalls();
   FailOpenings(1);
   Open();
-  EXPECT_EQ((Calls{"C_OpenSession(0, flags 6)", "C_GetSessionInfo(1)", "C_CloseSession(1)",
-                   "C_GetSessionInfo(2)", "C_CloseSession(2)", "C_Finalize(null)", "C_Initialize(null)",
-                   "C_GetSlotList(all, null)", "C_OpenSession(0, flags 6)"}),
+  EXPECT_EQ((Calls{"C_OpenSession(0, flags 6)", "C_GetSessionInfo(1)", "C_CloseSession(1)", "C_GetSessionInfo(2)",
+                   "C_CloseSession(2)", "C_Finalize(null)", "C_Initialize(null)", "C_GetSlotList(all, null)",
+                   "C_OpenSession(0, flags 6)"}),
             m_module->TakeCalls());
 }
 
@@ -215,30 +213,27 @@ struct TokenFlagCase {
 
 class TokenFlagTest : public TokenTest, public ::testing::WithParamInterface<TokenFlagCase> {};
 
-TEST_P(TokenFlagTest, HasItsBit) {
-  EXPECT_EQ(GetParam().text, FlagsTextFor(GetParam().flag));
-}
+TEST_P(TokenFlagTest, HasItsBit) { EXPECT_EQ(GetParam().text, FlagsTextFor(GetParam().flag)); }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, TokenFlagTest,
-    ::testing::Values(TokenFlagCase{0x1, "[0x00000001] CKF_RNG "},
-                      TokenFlagCase{0x2, "[0x00000002] CKF_WRITE_PROTECTED "},
-                      TokenFlagCase{0x4, "[0x00000004] CKF_LOGIN_REQUIRED "},
-                      TokenFlagCase{0x8, "[0x00000008] CKF_USER_PIN_INITIALIZED "},
-                      TokenFlagCase{0x20, "[0x00000020] CKF_RESTORE_KEY_NOT_NEEDED "},
-                      TokenFlagCase{0x40, "[0x00000040] CKF_CLOCK_ON_TOKEN "},
-                      TokenFlagCase{0x100, "[0x00000100] CKF_PROTECTED_AUTHENTICATION_PATH "},
-                      TokenFlagCase{0x200, "[0x00000200] CKF_DUAL_CRYPTO_OPERATIONS "},
-                      TokenFlagCase{0x400, "[0x00000400] CKF_TOKEN_INITIALIZED "},
-                      TokenFlagCase{0x800, "[0x00000800] CKF_SECONDARY_AUTHENTICATION "},
-                      TokenFlagCase{0x10000, "[0x00010000] CKF_USER_PIN_COUNT_LOW "},
-                      TokenFlagCase{0x20000, "[0x00020000] CKF_USER_PIN_FINAL_TRY "},
-                      TokenFlagCase{0x40000, "[0x00040000] CKF_USER_PIN_LOCKED "},
-                      TokenFlagCase{0x80000, "[0x00080000] CKF_USER_PIN_TO_BE_CHANGED "},
-                      TokenFlagCase{0x100000, "[0x00100000] CKF_SO_PIN_COUNT_LOW "},
-                      TokenFlagCase{0x200000, "[0x00200000] CKF_SO_PIN_FINAL_TRY "},
-                      TokenFlagCase{0x400000, "[0x00400000] CKF_SO_PIN_LOCKED "},
-                      TokenFlagCase{0x800000, "[0x00800000] CKF_SO_PIN_TO_BE_CHANGED "}));
+INSTANTIATE_TEST_SUITE_P(Rows, TokenFlagTest,
+                         ::testing::Values(TokenFlagCase{0x1, "[0x00000001] CKF_RNG "},
+                                           TokenFlagCase{0x2, "[0x00000002] CKF_WRITE_PROTECTED "},
+                                           TokenFlagCase{0x4, "[0x00000004] CKF_LOGIN_REQUIRED "},
+                                           TokenFlagCase{0x8, "[0x00000008] CKF_USER_PIN_INITIALIZED "},
+                                           TokenFlagCase{0x20, "[0x00000020] CKF_RESTORE_KEY_NOT_NEEDED "},
+                                           TokenFlagCase{0x40, "[0x00000040] CKF_CLOCK_ON_TOKEN "},
+                                           TokenFlagCase{0x100, "[0x00000100] CKF_PROTECTED_AUTHENTICATION_PATH "},
+                                           TokenFlagCase{0x200, "[0x00000200] CKF_DUAL_CRYPTO_OPERATIONS "},
+                                           TokenFlagCase{0x400, "[0x00000400] CKF_TOKEN_INITIALIZED "},
+                                           TokenFlagCase{0x800, "[0x00000800] CKF_SECONDARY_AUTHENTICATION "},
+                                           TokenFlagCase{0x10000, "[0x00010000] CKF_USER_PIN_COUNT_LOW "},
+                                           TokenFlagCase{0x20000, "[0x00020000] CKF_USER_PIN_FINAL_TRY "},
+                                           TokenFlagCase{0x40000, "[0x00040000] CKF_USER_PIN_LOCKED "},
+                                           TokenFlagCase{0x80000, "[0x00080000] CKF_USER_PIN_TO_BE_CHANGED "},
+                                           TokenFlagCase{0x100000, "[0x00100000] CKF_SO_PIN_COUNT_LOW "},
+                                           TokenFlagCase{0x200000, "[0x00200000] CKF_SO_PIN_FINAL_TRY "},
+                                           TokenFlagCase{0x400000, "[0x00400000] CKF_SO_PIN_LOCKED "},
+                                           TokenFlagCase{0x800000, "[0x00800000] CKF_SO_PIN_TO_BE_CHANGED "}));
 
 TEST_F(TokenTest, WithoutANamedFlagTheTextCannotBeMade) {
   EXPECT_THROW(m_token.FlagsText(), std::out_of_range);

@@ -4,17 +4,11 @@
 
 namespace {
 
-TEST(VersionTest, DefaultIsZero) {
-  EXPECT_EQ("0.0", Version().ToString());
-}
+TEST(VersionTest, DefaultIsZero) { EXPECT_EQ("0.0", Version().ToString()); }
 
-TEST(VersionTest, ShowsBothNumbersInDecimal) {
-  EXPECT_EQ("2.40", Version(2, 40).ToString());
-}
+TEST(VersionTest, ShowsBothNumbersInDecimal) { EXPECT_EQ("2.40", Version(2, 40).ToString()); }
 
-TEST(VersionTest, IsMadeOfTheModulesRecord) {
-  EXPECT_EQ("255.7", Version(CK_VERSION{255, 7}).ToString());
-}
+TEST(VersionTest, IsMadeOfTheModulesRecord) { EXPECT_EQ("255.7", Version(CK_VERSION{255, 7}).ToString()); }
 
 TEST(VersionTest, MajorIsComparedBeforeMinor) {
   EXPECT_TRUE(Version(1, 200) < Version(2, 1));

@@ -18,9 +18,7 @@ namespace {
 #define LINE_END "\n"
 #endif
 
-std::string WithZero(const char* text, std::size_t length) {
-  return std::string(text, length);
-}
+std::string WithZero(const char* text, std::size_t length) { return std::string(text, length); }
 
 class CCSPLogTest : public LogTest {
  protected:
@@ -171,9 +169,8 @@ TEST_F(CCSPLogTest, AnObjectBeforeItsConstructionWritesNothing) {
 }
 
 TEST_F(CCSPLogTest, TheTwelveObjectsHaveTheirLimits) {
-  for (const CCSPLog* log :
-       {&g_pinCacheLog, &g_entryLog, &g_changePwdLog, &g_contextLog, &g_loginLog, &g_secretKeyLog,
-        &g_cryptokiLog, &g_unusedLog, &g_objectLog, &g_sessionLog, &g_certificateLog}) {
+  for (const CCSPLog* log : {&g_pinCacheLog, &g_entryLog, &g_changePwdLog, &g_contextLog, &g_loginLog, &g_secretKeyLog,
+                             &g_cryptokiLog, &g_unusedLog, &g_objectLog, &g_sessionLog, &g_certificateLog}) {
     EXPECT_EQ(200000U, log->GetLineLimit());
   }
   EXPECT_EQ(2147483647U, g_hashLog.GetLineLimit());

@@ -33,30 +33,20 @@ class LogSettingsTest : public ::testing::Test {
   std::string m_logFile;
 };
 
-TEST_F(LogSettingsTest, AnyNumberButZeroTurnsTheLogOn) {
-  EXPECT_TRUE(WritesWith("00000001"));
-}
+TEST_F(LogSettingsTest, AnyNumberButZeroTurnsTheLogOn) { EXPECT_TRUE(WritesWith("00000001")); }
 
-TEST_F(LogSettingsTest, ANegativeNumberTurnsTheLogOn) {
-  EXPECT_TRUE(WritesWith("-1"));
-}
+TEST_F(LogSettingsTest, ANegativeNumberTurnsTheLogOn) { EXPECT_TRUE(WritesWith("-1")); }
 
-TEST_F(LogSettingsTest, ZeroLeavesTheLogOffAndCreatesNoFile) {
-  EXPECT_FALSE(WritesWith("0"));
-}
+TEST_F(LogSettingsTest, ZeroLeavesTheLogOffAndCreatesNoFile) { EXPECT_FALSE(WritesWith("0")); }
 
-TEST_F(LogSettingsTest, TextThatIsNoNumberLeavesTheLogOff) {
-  EXPECT_FALSE(WritesWith("yes"));
-}
+TEST_F(LogSettingsTest, TextThatIsNoNumberLeavesTheLogOff) { EXPECT_FALSE(WritesWith("yes")); }
 
 TEST_F(LogSettingsTest, AnAbsentSwitchLeavesTheLogOff) {
   m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
   EXPECT_FALSE(Writes());
 }
 
-TEST_F(LogSettingsTest, WithoutAnyProductKeyTheLogIsOff) {
-  EXPECT_FALSE(Writes());
-}
+TEST_F(LogSettingsTest, WithoutAnyProductKeyTheLogIsOff) { EXPECT_FALSE(Writes()); }
 
 TEST_F(LogSettingsTest, ASwitchStoredAsANumberLeavesTheLogOff) {
   m_registry.SetValue(kProductKey, "CSPLOG", REG_DWORD, std::string("\x01\0\0\0", 4));
@@ -64,9 +54,7 @@ TEST_F(LogSettingsTest, ASwitchStoredAsANumberLeavesTheLogOff) {
   EXPECT_FALSE(Writes());
 }
 
-TEST_F(LogSettingsTest, ASwitchOf31BytesIsRead) {
-  EXPECT_TRUE(WritesWith("000000000000000000000000000001"));
-}
+TEST_F(LogSettingsTest, ASwitchOf31BytesIsRead) { EXPECT_TRUE(WritesWith("000000000000000000000000000001")); }
 
 TEST_F(LogSettingsTest, ASwitchOf32BytesLeavesTheLogOff) {
   EXPECT_FALSE(WritesWith("0000000000000000000000000000001"));

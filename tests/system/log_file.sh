@@ -1,0 +1,55 @@
+#!/bin/bash
+# log_file.sh SYSTEM LOG_WRITER LOAD_LIBRARY PROVIDER -- RUN...
+# The log of whole processes: nothing while it is off, one start line a process, and no line lost when two append at once.
+set -eu
+system=$1 writer=$2 loader=$3 provider=$4
+shift 5
+run_command=("$@")
+folder=$(mktemp -d)
+trap 'set_log off; rm -rf "$folder"' EXIT
+log=$folder/csp.log
+key='SOFTWARE\Brenholt Devices Ltd.\TELVO SDK'
+
+fail() { echo "FAILED: $*"; [ -f "$log" ] && head -c 2000 "$log"; exit 1; }
+
+# set_log on|off, for every process that starts from now on
+if [ "$system" = Windows ]; then
+  set_log() {
+    if [ "$1" = off ]; then
+      "${run_command[@]}" reg delete "HKLM\\$key" /f >/dev/null 2>&1 || true
+    else
+      "${run_command[@]}" reg add "HKLM\\$key" /v CSPLOG /t REG_SZ /d 1 /f >/dev/null
+      "${run_command[@]}" reg add "HKLM\\$key" /v CSPDIR /t REG_SZ /d "Z:$(echo "$log" | tr / '\\')" /f >/dev/null
+    fi
+  }
+else
+  export TELVO_REGISTRY="$folder/registry"
+  set_log() {
+    if [ "$1" = off ]; then : >"$TELVO_REGISTRY"; else printf '[%s]\nCSPLOG=sz:1\nCSPDIR=sz:%s\n' "$key" "$log" >"$TELVO_REGISTRY"; fi
+  }
+fi
+
+starts() { grep -c 'LOG START' "$log" || true; }
+lines() { grep -c "^$1 [0-9]* .\{0,1\}$" "$log" || true; }
+
+set_log off
+"${run_command[@]}" "$loader" "$provider" || fail "the provider cannot be loaded"
+"${run_command[@]}" "$writer" 3 quiet
+[ ! -e "$log" ] || fail "a file came to be with logging off"
+
+set_log on
+"${run_command[@]}" "$loader" "$provider" || fail "the provider cannot be loaded with logging on"
+[ "$(starts)" = 1 ] || fail "not one start line behind the first process"
+"${run_command[@]}" "$loader" "$provider"
+[ "$(starts)" = 2 ] || fail "the second process did not add its start line"
+grep -q '~Cryptoki' "$log" && fail "the provider made a module object without being asked"
+
+count=400
+"${run_command[@]}" "$writer" $count first &
+first=$!
+"${run_command[@]}" "$writer" $count second
+wait $first
+[ "$(starts)" = 4 ] || fail "$(starts) start lines instead of 4"
+[ "$(lines first)" = $count ] || fail "$(lines first) of $count lines of the first process"
+[ "$(lines second)" = $count ] || fail "$(lines second) of $count lines of the second process"
+echo "two processes wrote $count lines each into one file, none lost"
