@@ -1,5 +1,6 @@
 # What every target of the project is compiled with.
 set(TELVO_SANITIZERS "" CACHE STRING "Value for -fsanitize, host builds only")
+option(TELVO_FUZZERS "Build the libFuzzer programs; needs clang" OFF)
 option(TELVO_COVERAGE "Instrument for gcov" OFF)
 option(TELVO_TIDY "Run clang-tidy with every compilation" OFF)
 
@@ -19,6 +20,10 @@ endif()
 if(TELVO_SANITIZERS)
   add_compile_options(-fsanitize=${TELVO_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${TELVO_SANITIZERS})
+endif()
+
+if(TELVO_FUZZERS)
+  add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
 if(TELVO_COVERAGE)

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "common/FormatNumber.h"
+#include "log/LogTurn.h"
 #include "log/ProductKey.h"
 
 BYTE g_logStarted = 0;
@@ -101,7 +102,9 @@ bool CCSPLog::WithFile(Body body) {
     ReportStreamState(file, std::cerr);
     return false;
   }
+  const LogTurn turn;
   body(file);
+  file.flush();
   return true;
 }
 

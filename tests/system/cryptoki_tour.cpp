@@ -1,6 +1,6 @@
-// cryptoki_tour FOLDER PIN: the client from end to end against the module that the loader finds. It lists slots and tokens,
-// logs in, generates an RSA pair of 2048 bits, finds it again, and signs FOLDER/message with it. FOLDER/modulus and
-// FOLDER/signature, both most significant byte first, are left for a verifier that is not ours.
+// cryptoki_tour FOLDER PIN: the client from end to end against the module that the loader finds. It lists slots and
+// tokens, logs in, generates an RSA pair of 2048 bits, finds it again, and signs FOLDER/message with it. FOLDER/modulus
+// and FOLDER/signature, both most significant byte first, are left for a verifier that is not ours.
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -22,8 +22,8 @@ Bytes ReadBytes(const std::string& name) {
 }
 
 void WriteBytes(const std::string& name, const Bytes& bytes) {
-  std::ofstream(name, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                              static_cast<std::streamsize>(bytes.size()));
+  std::ofstream(name, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
 template <typename Value>

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
+#include <thread>
 #include <vector>
 
 #include "LogTest.h"
@@ -156,6 +157,32 @@ TEST_F(CCSPLogTest, AMegabyteIsDumpedWhole) {
   m_log.WriteBytes("", data.data(), static_cast<DWORD>(data.size()), false);
   EXPECT_EQ(3U * 1024U * 1024U, TakeLog().size());
 }
+
+TEST_F(CCSPLogTest, ItemsOfTwoThreadsStayWhole) {
+  const auto write = [this](const char* text) {
+    for (int i = 0; i < 200; ++i) m_log.WriteLine(text);
+  };
+  std::thread other(write, "of the other thread");
+  write("of this thread");
+  other.join();
+  std::istringstream log(TakeLog());
+  int lines = 0;
+  for (std::string line; std::getline(log, line); ++lines) {
+    EXPECT_TRUE(line == "of this thread   " || line == "of the other thread   ") << line;
+  }
+  EXPECT_EQ(400, lines);
+}
+
+#if !defined(_WIN32)
+TEST_F(CCSPLogTest, AFullDiskMakesItemsVanish) {
+  m_registry.SetText(kProductKey, "CSPDIR", "/dev/full");
+  CCSPLog log(10);
+  log.WriteLine("lost");
+  log.WriteBytes("lost", reinterpret_cast<const BYTE*>("x"), 1, true);
+  log.WriteHexDump(reinterpret_cast<const BYTE*>("x"), 1);
+  EXPECT_EQ("", TakeLog());
+}
+#endif
 
 TEST_F(CCSPLogTest, AnObjectBeforeItsConstructionWritesNothing) {
   const BYTE data[] = {1};

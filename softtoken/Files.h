@@ -1,0 +1,38 @@
+// The few file operations of the software token. What it writes is readable by the user alone (files 0600, folders
+// 0700). Every failure is a std::system_error whose text names the path.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Secret.h"
+
+namespace softtoken {
+
+// FileLock holds an exclusive lock on a file, which it creates if need be, for as long as it lives. It excludes other
+// processes, and other FileLocks of the same process.
+class FileLock {
+ public:
+  explicit FileLock(const std::string& path);
+  ~FileLock();
+  FileLock(const FileLock&) = delete;
+  FileLock& operator=(const FileLock&) = delete;
+
+ private:
+  int m_descriptor;
+};
+
+// ReadFile returns the content of a file, or nothing if there is no such file.
+std::optional<Secret> ReadFile(const std::string& path);
+
+// ReplaceFile writes `content` to `path` so that a reader, or a crash in between, meets either the old content or the
+// new. Two writers of one file must exclude each other.
+void ReplaceFile(const std::string& path, const Secret& content);
+
+// MakeFolder creates a folder and the missing ones above it.
+void MakeFolder(const std::string& path);
+
+// Resolve reads a relative `path` as one below `folder`.
+std::string Resolve(const std::string& folder, const std::string& path);
+
+}  // namespace softtoken

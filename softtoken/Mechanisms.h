@@ -1,0 +1,41 @@
+// The mechanisms that the card offers.
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "Failure.h"
+#include "cryptoki/Pkcs11.h"
+
+namespace softtoken {
+
+// What a mechanism takes as its parameter.
+enum class Parameter {
+  None,
+  Iv8,        // an initial vector of 8 bytes
+  Iv16,       // of 16 bytes
+  Oaep,       // CK_RSA_PKCS_OAEP_PARAMS
+  Pss,        // CK_RSA_PKCS_PSS_PARAMS
+  MacLength,  // CK_MAC_GENERAL_PARAMS: a CK_ULONG
+};
+
+// FindParameter returns what an offered mechanism takes, and nothing for any other. ParameterOf throws
+// Failure{CKR_MECHANISM_INVALID} instead.
+std::optional<Parameter> FindParameter(CK_MECHANISM_TYPE type);
+Parameter ParameterOf(CK_MECHANISM_TYPE type);
+
+// NeedsRsaKey says whether a mechanism works with RSA keys and no others.
+bool NeedsRsaKey(CK_MECHANISM_TYPE type);
+
+// CheckMechanism throws Failure: CKR_ARGUMENTS_BAD for a null pointer, CKR_MECHANISM_INVALID for a mechanism that is
+// not offered, CKR_MECHANISM_PARAM_INVALID for a parameter of another size than the mechanism takes.
+void CheckParameter(const CK_MECHANISM& mechanism);
+inline void CheckMechanism(const CK_MECHANISM* mechanism) {
+  Require(mechanism != nullptr, CKR_ARGUMENTS_BAD);
+  CheckParameter(*mechanism);
+}
+
+// Offered returns those of `types` that the card offers, in the order of the card's own table.
+std::vector<CK_MECHANISM_TYPE> Offered(const std::vector<CK_MECHANISM_TYPE>& types);
+
+}  // namespace softtoken

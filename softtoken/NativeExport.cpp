@@ -1,0 +1,6 @@
+// The one exported function of the shared library.
+#include "NativeTable.h"
+
+extern "C" CK_RV C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR functionList) {
+  return softtoken::NativeTable().standard.C_GetFunctionList(functionList);
+}

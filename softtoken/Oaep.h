@@ -1,0 +1,45 @@
+// RSA encryption with OAEP padding. SoftHSM knows it with SHA-1 and without a label only, so the padding is done here
+// and SoftHSM does the bare RSA operation, CKM_RSA_X_509.
+#pragma once
+
+#include <openssl/types.h>
+#include <optional>
+
+#include "Secret.h"
+#include "cryptoki/Pkcs11.h"
+
+namespace softtoken {
+
+// OaepPadding pads and unpads for one key.
+class OaepPadding {
+ public:
+  // `modulusSize` is the key's, in bytes. Throws Failure{CKR_MECHANISM_PARAM_INVALID} for a hash or mask function other
+  // than SHA-1 and SHA-2, or for a label whose source is not CKZ_DATA_SPECIFIED.
+  OaepPadding(const CK_RSA_PKCS_OAEP_PARAMS& parameters, std::size_t modulusSize);
+
+  std::size_t ModulusSize() const { return m_modulusSize; }
+
+  // MaxMessage is the length of the longest message that fits.
+  std::size_t MaxMessage() const;
+
+  // Pad returns the block to encrypt. Throws Failure{CKR_DATA_LEN_RANGE} for a message that does not fit.
+  Secret Pad(const unsigned char* message, std::size_t length) const;
+
+  // Unpad returns the message in a decrypted block; nothing if it is not a rightly padded one.
+  std::optional<Secret> Unpad(const Secret& block) const;
+
+ private:
+  std::size_t m_modulusSize;
+  const EVP_MD* m_hash;
+  const EVP_MD* m_mask;
+  Secret m_label;
+};
+
+// OaepOperation is what a session remembers between the Init and the one call that does the work.
+struct OaepOperation {
+  bool encrypts = false;
+  OaepPadding padding;
+  std::optional<Secret> message;  // decrypted, but not fetched: the caller's buffer was too small
+};
+
+}  // namespace softtoken

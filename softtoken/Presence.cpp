@@ -1,0 +1,82 @@
+#include "Presence.h"
+
+#include <sys/stat.h>
+#include <utility>
+
+namespace softtoken {
+namespace {
+
+class FixedPresence : public Presence {
+ public:
+  explicit FixedPresence(bool present) : m_present(present) {}
+  Insertion Look(Freshness /*freshness*/) override {
+    return m_present ? Insertion(Insertion::value_type{}) : std::nullopt;
+  }
+
+ private:
+  const bool m_present;
+};
+
+// The card is in while the file exists. A file that was replaced or touched is a card that was pulled and put back.
+class FilePresence : public Presence {
+ public:
+  explicit FilePresence(std::string path) : m_path(std::move(path)) {}
+  Insertion Look(Freshness /*freshness*/) override {
+    struct stat status = {};
+    if (::stat(m_path.c_str(), &status) != 0) return std::nullopt;
+    return Insertion::value_type{status.st_dev, status.st_ino, static_cast<std::uint64_t>(status.st_mtim.tv_sec),
+                                 static_cast<std::uint64_t>(status.st_mtim.tv_nsec)};
+  }
+
+ private:
+  const std::string m_path;
+};
+
+class ReaderPresence : public Presence {
+ public:
+  ReaderPresence(std::string reader, ReaderStatus status, Clock clock)
+      : m_reader(std::move(reader)), m_status(std::move(status)), m_clock(std::move(clock)) {}
+
+  Insertion Look(Freshness freshness) override {
+    const auto now = m_clock();
+    if (freshness == Freshness::Now || !m_looked || now - *m_looked >= kRecent) {
+      m_insertion = Ask();
+      m_looked = now;
+    }
+    return m_insertion;
+  }
+
+ private:
+  // Well below the 400 ms in which the PC/SC service itself notices a removal.
+  static constexpr std::chrono::milliseconds kRecent{20};
+  static constexpr std::uint32_t kStatePresent = 0x20;
+
+  Insertion Ask() const {
+    const std::optional<std::uint32_t> state = m_status(m_reader);
+    if (!state || (*state & kStatePresent) == 0) return std::nullopt;
+    return Insertion::value_type{*state >> 16};
+  }
+
+  const std::string m_reader;
+  const ReaderStatus m_status;
+  const Clock m_clock;
+  std::optional<std::chrono::steady_clock::time_point> m_looked;
+  Insertion m_insertion;
+};
+
+}  // namespace
+
+std::unique_ptr<Presence> MakePresence(const SlotSettings& slot, ReaderStatus status, Clock clock) {
+  switch (slot.presence) {
+    case PresenceKind::File:
+      return std::make_unique<FilePresence>(slot.presenceFile);
+    case PresenceKind::Reader:
+      return std::make_unique<ReaderPresence>(slot.reader, std::move(status), std::move(clock));
+    case PresenceKind::Always:
+    case PresenceKind::Never:
+      break;
+  }
+  return std::make_unique<FixedPresence>(slot.presence == PresenceKind::Always);
+}
+
+}  // namespace softtoken

@@ -1,0 +1,40 @@
+// Bytes that must not outlive their use: PINs, the key of a card's store, and texts that hold them.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <openssl/crypto.h>
+#include <string_view>
+#include <vector>
+
+namespace softtoken {
+
+// WipingAllocator overwrites memory before it is released, so that also a vector that grows leaves nothing behind.
+template <typename T>
+struct WipingAllocator {
+  using value_type = T;
+
+  WipingAllocator() = default;
+  template <typename U>
+  WipingAllocator(const WipingAllocator<U>& /*other*/) {}  // NOLINT(google-explicit-constructor)
+
+  T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
+  void deallocate(T* memory, std::size_t count) {
+    OPENSSL_cleanse(memory, count * sizeof(T));
+    std::allocator<T>().deallocate(memory, count);
+  }
+
+  bool operator==(const WipingAllocator& /*other*/) const { return true; }
+  bool operator!=(const WipingAllocator& /*other*/) const { return false; }
+};
+
+// A vector and not a string: a short string lives inside its object, where no allocator sees it.
+using Secret = std::vector<unsigned char, WipingAllocator<unsigned char>>;
+
+inline Secret MakeSecret(std::string_view text) { return {text.begin(), text.end()}; }
+
+inline std::string_view TextOf(const Secret& secret) {
+  return {reinterpret_cast<const char*>(secret.data()), secret.size()};
+}
+
+}  // namespace softtoken

@@ -1,0 +1,235 @@
+#include "Settings.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <filesystem>
+#include <set>
+#include <system_error>
+
+#include "Files.h"
+
+namespace softtoken {
+namespace {
+
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\r";
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::string FolderOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string Numbered(const char* text, std::size_t number) { return text + std::to_string(number); }
+
+SlotSettings DefaultSlot(std::size_t number) {
+  SlotSettings slot;
+  slot.reader = Numbered("Software Reader ", number);
+  slot.label = Numbered("Software Token ", number);
+  const std::string digits = std::to_string(number);
+  slot.serial = std::string(16 - digits.size(), '0') + digits;
+  slot.pin = MakeSecret("12345678");
+  slot.soPin = MakeSecret("87654321");
+  return slot;
+}
+
+bool IsLetterOrDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+
+// One walk over the lines of a file; the place of the line at hand stands in every error.
+class Parser {
+ public:
+  Parser(const std::string& fileName, const std::optional<std::string>& defaultState)
+      : m_fileName(fileName), m_folder(FolderOf(fileName)) {
+    if (defaultState) m_settings.stateFolder = *defaultState;
+  }
+
+  Settings Parse(std::string_view text) {
+    while (!text.empty()) {
+      ++m_line;
+      const std::size_t end = text.find('\n');
+      ReadLine(Trimmed(text.substr(0, end)));
+      text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+    if (m_settings.slots.empty()) Fail("there is no [slot]");
+    CloseBlock();
+    if (m_settings.stateFolder.empty()) Fail("there is no 'state', and HOME is not set");
+    return std::move(m_settings);
+  }
+
+ private:
+  struct Key {
+    const char* name;
+    void (Parser::*read)(std::string_view value);
+  };
+  static const Key kGlobalKeys[];
+  static const Key kSlotKeys[];
+
+  [[noreturn]] void Fail(const std::string& message) const {
+    throw SettingsError(m_fileName + ':' + std::to_string(m_line) + ": " + message);
+  }
+
+  [[noreturn]] void FailInBlock(const std::string& message) {
+    m_line = m_blockLine;
+    Fail(message);
+  }
+
+  void ReadLine(std::string_view line) {
+    if (line.empty() || line.front() == '#' || line.front() == ';') return;
+    if (line.front() == '[') return OpenBlock(line);
+    const std::size_t equals = line.find('=');
+    if (equals == std::string_view::npos) Fail("this is neither 'key = value' nor [slot]");
+    const std::string name(Trimmed(line.substr(0, equals)));
+    const std::string_view value = Trimmed(line.substr(equals + 1));
+    if (value.empty()) Fail('\'' + name + "' has no value");
+    ReadSetting(name, value);
+  }
+
+  void ReadSetting(const std::string& name, std::string_view value);
+
+  void OpenBlock(std::string_view line) {
+    if (line != "[slot]") Fail("unknown block " + std::string(line));
+    if (!m_settings.slots.empty()) CloseBlock();
+    m_settings.slots.push_back(DefaultSlot(m_settings.slots.size() + 1));
+    m_seen.clear();
+    m_blockLine = m_line;
+  }
+
+  // A block that does not name its reader or serial has the defaults, which may be those of another block.
+  void CloseBlock() {
+    const SlotSettings& last = m_settings.slots.back();
+    for (std::size_t i = 0; i + 1 < m_settings.slots.size(); ++i) {
+      const SlotSettings& slot = m_settings.slots[i];
+      if (slot.reader == last.reader) FailInBlock("a second slot with the reader '" + last.reader + '\'');
+      if (slot.serial == last.serial) FailInBlock("a second slot with the serial '" + last.serial + '\'');
+    }
+  }
+
+  std::string Text(std::string_view value, std::size_t limit) const {
+    if (value.size() > limit) Fail("the value has more than " + std::to_string(limit) + " bytes");
+    return std::string(value);
+  }
+
+  Secret Pin(std::string_view value) const {
+    if (value.size() < kMinPinLength || value.size() > kMaxPinLength) {
+      Fail("a PIN has " + std::to_string(kMinPinLength) + " to " + std::to_string(kMaxPinLength) + " characters");
+    }
+    return MakeSecret(value);
+  }
+
+  void ReadState(std::string_view value) { m_settings.stateFolder = Resolve(m_folder, std::string(value)); }
+  void ReadSoftHsm(std::string_view value) { m_settings.softHsm = Resolve(m_folder, std::string(value)); }
+
+  void ReadWrongPin(std::string_view value) {
+    if (value != "tries" && value != "incorrect") Fail("'wrong_pin' is 'tries' or 'incorrect'");
+    m_settings.wrongPin = value == "tries" ? WrongPinAnswer::Tries : WrongPinAnswer::Incorrect;
+  }
+
+  SlotSettings& Slot() { return m_settings.slots.back(); }
+  void ReadReader(std::string_view value) { Slot().reader = Text(value, 64); }
+  void ReadLabel(std::string_view value) { Slot().label = Text(value, 32); }
+  void ReadPin(std::string_view value) { Slot().pin = Pin(value); }
+  void ReadSoPin(std::string_view value) { Slot().soPin = Pin(value); }
+  void ReadDefaultCertificate(std::string_view value) { Slot().defaultCertificate = std::string(value); }
+
+  void ReadSerial(std::string_view value) {
+    if (value.size() != 16 || !std::all_of(value.begin(), value.end(), IsLetterOrDigit)) {
+      Fail("a serial has 16 letters and digits");
+    }
+    Slot().serial = std::string(value);
+  }
+
+  void ReadTries(std::string_view value) {
+    const char* const end = value.data() + value.size();
+    const auto [stop, error] = std::from_chars(value.data(), end, Slot().tries);
+    if (error != std::errc() || stop != end || Slot().tries < 1 || Slot().tries > kMaxTries) {
+      Fail("'tries' is a number from 1 to " + std::to_string(kMaxTries));
+    }
+  }
+
+  void ReadPresence(std::string_view value) {
+    constexpr std::string_view kFile = "file";
+    if (value == "always") {
+      Slot().presence = PresenceKind::Always;
+    } else if (value == "never") {
+      Slot().presence = PresenceKind::Never;
+    } else if (value == "reader") {
+      Slot().presence = PresenceKind::Reader;
+    } else if (value.size() > kFile.size() + 1 && value.substr(0, kFile.size()) == kFile &&
+               (value[kFile.size()] == ' ' || value[kFile.size()] == '\t')) {
+      Slot().presence = PresenceKind::File;
+      Slot().presenceFile = Resolve(m_folder, std::string(Trimmed(value.substr(kFile.size()))));
+    } else {
+      Fail("'presence' is 'always', 'never', 'reader' or 'file PATH'");
+    }
+  }
+
+  const std::string m_fileName, m_folder;
+  std::size_t m_line = 0, m_blockLine = 0;
+  std::set<std::string> m_seen;
+  Settings m_settings;
+};
+
+const Parser::Key Parser::kGlobalKeys[] = {
+    {"state", &Parser::ReadState},
+    {"softhsm", &Parser::ReadSoftHsm},
+    {"wrong_pin", &Parser::ReadWrongPin},
+};
+
+const Parser::Key Parser::kSlotKeys[] = {
+    {"reader", &Parser::ReadReader},
+    {"label", &Parser::ReadLabel},
+    {"serial", &Parser::ReadSerial},
+    {"pin", &Parser::ReadPin},
+    {"so_pin", &Parser::ReadSoPin},
+    {"tries", &Parser::ReadTries},
+    {"default_certificate", &Parser::ReadDefaultCertificate},
+    {"presence", &Parser::ReadPresence},
+};
+
+void Parser::ReadSetting(const std::string& name, std::string_view value) {
+  const bool global = m_settings.slots.empty();
+  const Key* const begin = global ? std::begin(kGlobalKeys) : std::begin(kSlotKeys);
+  const Key* const end = global ? std::end(kGlobalKeys) : std::end(kSlotKeys);
+  const Key* const key = std::find_if(begin, end, [&](const Key& row) { return row.name == name; });
+  if (key == end) Fail("unknown key '" + name + (global ? "' before the first [slot]" : "' in a [slot]"));
+  if (!m_seen.insert(name).second) Fail('\'' + name + "' is given twice");
+  (this->*key->read)(value);
+}
+
+std::optional<std::string> Environment(const char* name) {
+  const char* const value = std::getenv(name);
+  if (value == nullptr || *value == '\0') return std::nullopt;
+  return value;
+}
+
+}  // namespace
+
+Settings ParseSettings(std::string_view text, const std::string& fileName,
+                       const std::optional<std::string>& defaultState) {
+  return Parser(fileName, defaultState).Parse(text);
+}
+
+Settings LoadSettings() {
+  const std::optional<std::string> named = Environment("TELVO_SOFTTOKEN_CONF");
+  const std::optional<std::string> home = Environment("HOME");
+  if (!named && !home) throw SettingsError("neither TELVO_SOFTTOKEN_CONF nor HOME is set");
+  const std::string file = std::filesystem::absolute(named ? *named : *home + "/.config/telvopkcs11.conf").string();
+  const std::optional<std::string> state = home ? std::optional(*home + "/.local/share/telvopkcs11") : std::nullopt;
+  try {
+    if (const std::optional<Secret> text = ReadFile(file)) return ParseSettings(TextOf(*text), file, state);
+  } catch (const std::system_error& error) {
+    throw SettingsError(error.what());
+  }
+  if (named) throw SettingsError(file + ": there is no such file, and TELVO_SOFTTOKEN_CONF names it");
+  Settings settings;
+  settings.stateFolder = *state;
+  settings.slots.push_back(DefaultSlot(1));
+  return settings;
+}
+
+}  // namespace softtoken

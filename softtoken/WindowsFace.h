@@ -1,0 +1,12 @@
+// The module's function table as a Windows program sees it.
+#pragma once
+
+#include "WindowsTypes.h"
+
+namespace softtoken::windows {
+
+// Table returns the table. Each entry translates its arguments and calls the native entry of the same name. No entry
+// throws, and none writes outside what the caller's lengths allow.
+FunctionList& Table();
+
+}  // namespace softtoken::windows

@@ -1,0 +1,34 @@
+// Mechanisms between the Windows layout and the native one.
+#pragma once
+
+#include "WindowsTypes.h"
+
+namespace softtoken::windows {
+
+// MechanismIn is the native form of a mechanism. Initial vectors and the source data of OAEP are not copied.
+//
+// A mechanism that is not offered, or whose parameter has not the size that it takes on Windows, becomes one without a
+// parameter: the native side refuses it when its turn comes among the checks.
+class MechanismIn {
+ public:
+  explicit MechanismIn(const Mechanism* mechanism);
+  MechanismIn(const MechanismIn&) = delete;
+  MechanismIn& operator=(const MechanismIn&) = delete;
+
+  // Null if there was no mechanism.
+  CK_MECHANISM* Get() { return m_given ? &m_native : nullptr; }
+
+ private:
+  template <typename Parameters, typename NativeParameters>
+  void Translate(const Mechanism& mechanism, NativeParameters& native);
+
+  const bool m_given;
+  CK_MECHANISM m_native = {};
+  union {
+    CK_RSA_PKCS_OAEP_PARAMS oaep;
+    CK_RSA_PKCS_PSS_PARAMS pss;
+    CK_ULONG macLength;
+  } m_parameters = {};
+};
+
+}  // namespace softtoken::windows

@@ -1,0 +1,20 @@
+// LogTurn: while it lives, no other thread or process of the session writes to the log.
+//
+// The run-time library appends by seeking to the end and then writing; two that do so at once write over each other.
+#pragma once
+
+#include "common/Platform.h"
+
+class LogTurn {
+ public:
+  // Waits for the turn, but not for long: a process that holds it and does not go on must not hold up the others. The
+  // turn of a thread that ended without giving it back is taken over.
+  LogTurn();
+  ~LogTurn();
+  LogTurn(const LogTurn&) = delete;
+  LogTurn& operator=(const LogTurn&) = delete;
+
+ private:
+  HANDLE m_mutex;
+  bool m_taken;
+};
