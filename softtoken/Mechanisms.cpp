@@ -110,6 +110,10 @@ bool NeedsRsaKey(CK_MECHANISM_TYPE type) {
   return row != nullptr && row->key == Key::Rsa;
 }
 
+bool IsForWholeData(CK_MECHANISM_TYPE type) {
+  return type == CKM_RSA_PKCS || type == CKM_RSA_X_509 || type == CKM_RSA_PKCS_PSS;
+}
+
 void CheckParameter(const CK_MECHANISM& mechanism) {
   const CK_ULONG size = SizeOf(ParameterOf(mechanism.mechanism));
   Require(mechanism.ulParameterLen == size && (size == 0 || mechanism.pParameter != nullptr),

@@ -24,6 +24,9 @@ enum class Parameter {
 std::optional<Parameter> FindParameter(CK_MECHANISM_TYPE type);
 Parameter ParameterOf(CK_MECHANISM_TYPE type);
 
+// IsForWholeData tells whether a signature by the mechanism takes no data in parts.
+bool IsForWholeData(CK_MECHANISM_TYPE type);
+
 // NeedsRsaKey says whether a mechanism works with RSA keys and no others.
 bool NeedsRsaKey(CK_MECHANISM_TYPE type);
 

@@ -175,7 +175,10 @@ CK_RV SoftToken::C_GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE_PTR list,
 CK_RV SoftToken::C_GetMechanismInfo(CK_SLOT_ID slot, CK_MECHANISM_TYPE type, CK_MECHANISM_INFO_PTR info) {
   const Card& card = CardIn(slot);
   ParameterOf(type);
-  return Functions().C_GetMechanismInfo(card.Store(), type, info);
+  const CK_RV result = Functions().C_GetMechanismInfo(card.Store(), type, info);
+  // As a card says of all that it does. Programs test signatures by these alone.
+  if (result == CKR_OK) info->flags |= CKF_HW;
+  return result;
 }
 
 CK_RV SoftToken::C_InitToken(CK_SLOT_ID slot, CK_UTF8CHAR_PTR /*pin*/, CK_ULONG /*pinLen*/, CK_UTF8CHAR_PTR /*label*/) {

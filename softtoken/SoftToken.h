@@ -77,10 +77,12 @@ class SoftToken {
   CK_RV C_SignInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
   CK_RV C_Sign(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR signature,
                CK_ULONG_PTR signatureLen);
+  CK_RV C_SignUpdate(CK_SESSION_HANDLE session, CK_BYTE_PTR part, CK_ULONG partLen);
   CK_RV C_SignRecoverInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
   CK_RV C_VerifyInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
   CK_RV C_Verify(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR signature,
                  CK_ULONG signatureLen);
+  CK_RV C_VerifyUpdate(CK_SESSION_HANDLE session, CK_BYTE_PTR part, CK_ULONG partLen);
   CK_RV C_VerifyRecoverInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
   CK_RV C_GenerateKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_ATTRIBUTE_PTR attributes,
                       CK_ULONG count, CK_OBJECT_HANDLE_PTR key);
@@ -118,6 +120,7 @@ class SoftToken {
     std::unique_ptr<Search> search;
     std::unique_ptr<OaepOperation> oaep;
     std::size_t bareBlock = 0;  // size of the modulus while CKM_RSA_X_509 is at work
+    bool takesNoParts = false;  // the signature under way is by a mechanism for whole data only
   };
 
   CK_FUNCTION_LIST& Functions() const { return m_hsm.Functions(); }
@@ -143,6 +146,7 @@ class SoftToken {
   CK_RV Begin(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
   template <auto Entry>
   CK_RV BeginCipher(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key, bool encrypts);
+  static CK_RV AnswerToPart(Session& session, CK_RV result);
   static bool IsTooLong(const Session& session, CK_ULONG dataLen);
   CK_RV EncryptOaep(Session& session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR encrypted,
                     CK_ULONG_PTR encryptedLen) const;
@@ -168,6 +172,7 @@ CK_RV SoftToken::Begin(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK
   const CK_RV result = (Functions().*Entry)(entered.lower, mechanism, key);
   if (result != CKR_OK) return result;
   entered.oaep.reset();
+  entered.takesNoParts = IsForWholeData(mechanism->mechanism);
   entered.bareBlock = traits && mechanism->mechanism == CKM_RSA_X_509 ? traits->modulusSize : 0;
   return CKR_OK;
 }

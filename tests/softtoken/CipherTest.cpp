@@ -169,6 +169,7 @@ TEST_F(CipherTest, EveryListedMechanismHasInformation) {
   for (const CK_MECHANISM_TYPE type : types) {
     CK_MECHANISM_INFO info = {};
     EXPECT_EQ(CKR_OK, f.C_GetMechanismInfo(0, type, &info)) << std::hex << type;
+    EXPECT_NE(CK_FLAGS{0}, info.flags & CKF_HW) << std::hex << type;
     EXPECT_NE(0u, info.flags) << std::hex << type;
   }
   count = 1;

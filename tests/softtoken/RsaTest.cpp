@@ -210,6 +210,39 @@ TEST_F(RsaTest, BareDataThatIsTooLongEndsTheOperationOnly) {
       << "which has no such limit";
 }
 
+TEST_F(RsaTest, AMechanismForWholeDataTakesNoPartsAndSaysSo) {
+  CK_MECHANISM bare = {CKM_RSA_PKCS, nullptr, 0};
+  std::string part = "part";
+  ASSERT_EQ(CKR_OK, f.C_SignInit(session, &bare, pair.privateKey));
+  EXPECT_EQ(CKR_FUNCTION_NOT_SUPPORTED, f.C_SignUpdate(session, BytesOf(part), part.size()));
+  EXPECT_EQ(CKR_OPERATION_NOT_INITIALIZED, f.C_SignUpdate(session, BytesOf(part), part.size()));
+  ASSERT_EQ(CKR_OK, f.C_VerifyInit(session, &bare, pair.publicKey));
+  EXPECT_EQ(CKR_FUNCTION_NOT_SUPPORTED, f.C_VerifyUpdate(session, BytesOf(part), part.size()));
+  EXPECT_EQ(CKR_OPERATION_NOT_INITIALIZED, f.C_VerifyUpdate(session, BytesOf(part), part.size()));
+}
+
+TEST_F(RsaTest, BehindAWholeSignatureThereIsNoOperation) {
+  const CK_MECHANISM bare = {CKM_RSA_PKCS, nullptr, 0};
+  std::string part = "part";
+  const std::string signature = Sign(session, bare, pair.privateKey, message);
+  EXPECT_EQ(CKR_OPERATION_NOT_INITIALIZED, f.C_SignUpdate(session, BytesOf(part), part.size()));
+  Verify(session, bare, pair.publicKey, message, signature);
+  EXPECT_EQ(CKR_OPERATION_NOT_INITIALIZED, f.C_VerifyUpdate(session, BytesOf(part), part.size()));
+}
+
+TEST_F(RsaTest, ASignatureInPartsIsThatOfTheWhole) {
+  CK_MECHANISM mechanism = {CKM_SHA256_RSA_PKCS, nullptr, 0};
+  std::string first = message.substr(0, 5);
+  std::string second = message.substr(5);
+  std::string signature(256, '\0');
+  CK_ULONG length = signature.size();
+  ASSERT_EQ(CKR_OK, f.C_SignInit(session, &mechanism, pair.privateKey));
+  ASSERT_EQ(CKR_OK, f.C_SignUpdate(session, BytesOf(first), first.size()));
+  ASSERT_EQ(CKR_OK, f.C_SignUpdate(session, BytesOf(second), second.size()));
+  ASSERT_EQ(CKR_OK, f.C_SignFinal(session, BytesOf(signature), &length));
+  EXPECT_TRUE(judge->Verify("SHA256", false, message, signature));
+}
+
 TEST_F(RsaTest, AKeyOfAnotherTypeIsRefused) {
   const CK_OBJECT_HANDLE aes = Create(session, ProviderSecretKey(CKK_AES, std::string(16, 'k')));
   for (const CK_MECHANISM_TYPE type : {CKM_RSA_PKCS, CKM_RSA_X_509, CKM_SHA256_RSA_PKCS}) {

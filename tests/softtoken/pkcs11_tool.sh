@@ -21,12 +21,15 @@ fail() {
   exit 1
 }
 
-# tool NAME ARGUMENT...: runs pkcs11-tool, leaves its output in NAME, and fails over any word of an error in it.
+# The tool tries a signature in parts with its first mechanism, and takes this for an answer.
+no_parts='^warning: PKCS11 function C_SignUpdate failed: rv = CKR_FUNCTION_NOT_SUPPORTED (0x54)$'
+
+# tool NAME ARGUMENT...: runs pkcs11-tool, leaves its output in NAME, and fails over any other word of an error in it.
 tool() {
   name=$1
   shift
   pkcs11-tool --module "$module" "$@" >"$name" 2>&1 || { cat "$name" >&2; fail "pkcs11-tool $* ends with an error"; }
-  if grep -v '^No errors$' "$name" | grep -Eiq 'err|fail|warn|abort'; then
+  if grep -v -e '^No errors$' -e "$no_parts" "$name" | grep -Eiq 'err|fail|warn|abort'; then
     cat "$name" >&2
     fail "pkcs11-tool $* reports an error"
   fi
@@ -44,8 +47,8 @@ expect slots '  serial num         : A000000000000001'
 expect slots '  token flags        : login required, rng, token initialized, PIN initialized'
 
 tool mechanisms --list-mechanisms
-expect mechanisms '  RSA-PKCS, keySize={512,16384}, encrypt, decrypt, sign, verify, wrap, unwrap'
-expect mechanisms '  DES2-KEY-GEN, generate'
+expect mechanisms '  RSA-PKCS, keySize={512,16384}, hw, encrypt, decrypt, sign, verify, wrap, unwrap'
+expect mechanisms '  DES2-KEY-GEN, hw, generate'
 
 tool generated --login --pin 123456 --keypairgen --key-type rsa:2048 --id 01 --label 'tool key'
 tool objects --list-objects
@@ -78,6 +81,8 @@ expect slots '  token flags        : login required, rng, token initialized, use
 
 tool test --login --pin 123456 --test
 expect test 'No errors'
+expect test '  testing signature mechanisms:'
+expect test '    SHA256-RSA-PKCS: OK'
 expect test '    RSA-PKCS: OK'
 expect test '    SHA1-RSA-PKCS: OK'
 expect test '    MD5-RSA-PKCS: OK'
