@@ -4,15 +4,39 @@ namespace {
 
 constexpr DWORD kLongestWait = 100;  // milliseconds
 
-}  // namespace
+// The mutex that all processes of the session share, opened by the first item of this one.
+class LogMutex {
+ public:
+  LogMutex() : m_handle(CreateMutexA(nullptr, FALSE, "telvocsp-log")) {}
+  ~LogMutex() {
+    const HANDLE handle = m_handle;
+    m_handle = nullptr;  // what is logged after this takes no turns
+    if (handle != nullptr) CloseHandle(handle);
+  }
+  LogMutex(const LogMutex&) = delete;
+  LogMutex& operator=(const LogMutex&) = delete;
 
-LogTurn::LogTurn() : m_mutex(CreateMutexA(nullptr, FALSE, "telvocsp-log")), m_taken(false) {
-  if (m_mutex == nullptr) return;
-  const DWORD result = WaitForSingleObject(m_mutex, kLongestWait);
-  m_taken = result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
+  bool Take() const {
+    if (m_handle == nullptr) return false;
+    const DWORD result = WaitForSingleObject(m_handle, kLongestWait);
+    return result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
+  }
+
+  void GiveBack() const { ReleaseMutex(m_handle); }
+
+ private:
+  HANDLE m_handle;
+};
+
+LogMutex& Mutex() {
+  static LogMutex mutex;
+  return mutex;
 }
 
+}  // namespace
+
+LogTurn::LogTurn() : m_taken(Mutex().Take()) {}
+
 LogTurn::~LogTurn() {
-  if (m_taken) ReleaseMutex(m_mutex);
-  if (m_mutex != nullptr) CloseHandle(m_mutex);
+  if (m_taken) Mutex().GiveBack();
 }

@@ -15,6 +15,5 @@ class LogTurn {
   LogTurn& operator=(const LogTurn&) = delete;
 
  private:
-  HANDLE m_mutex;
   bool m_taken;
 };
