@@ -9,9 +9,8 @@ class LogMutex {
  public:
   LogMutex() : m_handle(CreateMutexA(nullptr, FALSE, "telvocsp-log")) {}
   ~LogMutex() {
-    const HANDLE handle = m_handle;
+    if (m_handle != nullptr) CloseHandle(m_handle);
     m_handle = nullptr;  // what is logged after this takes no turns
-    if (handle != nullptr) CloseHandle(handle);
   }
   LogMutex(const LogMutex&) = delete;
   LogMutex& operator=(const LogMutex&) = delete;
