@@ -7,6 +7,7 @@ shift 5
 run_command=("$@")
 folder=$(mktemp -d)
 trap 'set_log off; rm -rf "$folder"' EXIT
+trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
 log=$folder/csp.log
 key='SOFTWARE\Brenholt Devices Ltd.\TELVO SDK'
 
