@@ -18,6 +18,12 @@ using LPCSTR = const char*;
 using LPBYTE = BYTE*;
 using LPDWORD = DWORD*;
 using LPVOID = void*;
+using INT_PTR = std::intptr_t;
+using UINT_PTR = std::uintptr_t;
+using ULONG_PTR = std::uintptr_t;
+using WPARAM = UINT_PTR;
+using LPARAM = INT_PTR;
+using COLORREF = DWORD;
 
 #define WINAPI
 #define CALLBACK
@@ -45,11 +51,40 @@ constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 constexpr DWORD ERROR_MORE_DATA = 234;
 
+constexpr DWORD NTE_BAD_UID = 0x80090001;
+constexpr DWORD NTE_BAD_HASH = 0x80090002;
+constexpr DWORD NTE_BAD_FLAGS = 0x80090009;
+constexpr DWORD NTE_NO_KEY = 0x8009000D;
+constexpr DWORD NTE_EXISTS = 0x8009000F;
+constexpr DWORD NTE_NOT_FOUND = 0x80090011;
+constexpr DWORD NTE_BAD_KEYSET = 0x80090016;
+constexpr DWORD NTE_BAD_KEYSET_PARAM = 0x8009001F;
 constexpr DWORD NTE_FAIL = 0x80090020;
+constexpr DWORD NTE_SILENT_CONTEXT = 0x80090022;
+constexpr DWORD NTE_BAD_KEY_STATE = 0x8009000B;
+constexpr DWORD NTE_INVALID_HANDLE = 0x80090026;
+constexpr DWORD NTE_INVALID_PARAMETER = 0x80090027;
+constexpr DWORD NTE_BUFFER_TOO_SMALL = 0x80090028;
+constexpr DWORD NTE_INTERNAL_ERROR = 0x8009002D;
+
+constexpr LONG SCARD_S_SUCCESS = 0;
+constexpr DWORD SCARD_E_CANCELLED = 0x80100002;
+constexpr DWORD SCARD_E_INVALID_HANDLE = 0x80100003;
+constexpr DWORD SCARD_E_NO_SERVICE = 0x8010001D;
+constexpr DWORD SCARD_E_NO_READERS_AVAILABLE = 0x8010002E;
+constexpr DWORD SCARD_W_WRONG_CHV = 0x8010006B;
+constexpr DWORD SCARD_W_CHV_BLOCKED = 0x8010006C;
+constexpr DWORD SCARD_W_CANCELLED_BY_USER = 0x8010006E;
+constexpr DWORD SCARD_W_CARD_NOT_AUTHENTICATED = 0x8010006F;
 
 // Errors of the calling thread (Errors.cpp).
 DWORD GetLastError();
 void SetLastError(DWORD code);
+
+// The running process (Process.cpp). The path of the program, as far as it fits with the terminating zero; only the
+// null module is known.
+DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size);
+DWORD GetCurrentProcessId();
 
 // Dynamic loading (Loader.cpp). "folder/x.dll" loads "folder/libx.so", found as dlopen finds it.
 HMODULE LoadLibraryA(LPCSTR fileName);

@@ -1,5 +1,6 @@
 // Every process-wide object of the provider, in the order in which they come up. Within one file the language
 // promises that order; across files it does not.
+#include "common/LibraryInstance.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "log/Logs.h"
 
@@ -12,6 +13,8 @@ constexpr DWORD kNoLineLimit = 2147483647;
 
 CCSPLog g_pinCacheLog(kLineLimit);
 CCSPLog g_entryLog(kLineLimit);
+
+HINSTANCE g_libraryInstance = nullptr;
 
 CCryptoWrapper g_cryptoWrapper;
 

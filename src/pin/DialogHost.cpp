@@ -1,0 +1,17 @@
+#include "pin/DialogHost.h"
+
+#include "pin/SystemDialogHost.h"
+
+namespace {
+
+DialogHost* g_replacement = nullptr;
+
+}  // namespace
+
+DialogHost& GetDialogHost() { return g_replacement != nullptr ? *g_replacement : GetSystemDialogHost(); }
+
+DialogHost* SetDialogHost(DialogHost* host) {
+  DialogHost* const before = g_replacement;
+  g_replacement = host;
+  return before;
+}
