@@ -15,6 +15,7 @@ using LONG = std::int32_t;
 using CHAR = char;
 using LPSTR = char*;
 using LPCSTR = const char*;
+using LPCWSTR = const wchar_t*;
 using LPBYTE = BYTE*;
 using LPDWORD = DWORD*;
 using LPVOID = void*;

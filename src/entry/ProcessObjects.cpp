@@ -2,6 +2,7 @@
 // promises that order; across files it does not.
 #include "common/LibraryInstance.h"
 #include "cryptoki/CCryptoWrapper.h"
+#include "entry/CCSPContextList.h"
 #include "log/Logs.h"
 
 namespace {
@@ -17,6 +18,7 @@ CCSPLog g_entryLog(kLineLimit);
 HINSTANCE g_libraryInstance = nullptr;
 
 CCryptoWrapper g_cryptoWrapper;
+CCSPContextList g_contextList;
 
 CCSPLog g_changePwdLog(kLineLimit);
 CCSPLog g_contextLog(kLineLimit);
