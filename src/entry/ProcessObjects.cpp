@@ -4,6 +4,7 @@
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextList.h"
 #include "log/Logs.h"
+#include "pin/PINCacheManager.h"
 
 namespace {
 
@@ -22,6 +23,8 @@ CCSPContextList g_contextList;
 
 CCSPLog g_changePwdLog(kLineLimit);
 CCSPLog g_contextLog(kLineLimit);
+
+PINCacheManager g_pinCacheManager;
 
 CCSPLog g_hashLog(kNoLineLimit);
 CCSPLog g_loginLog(kLineLimit);

@@ -1,0 +1,37 @@
+// LoginTurn: while a thread holds it, no other thread of the process logs a token in or out, so that a login and the
+// private operation behind it stay together.
+//
+// Never held across a dialog: a caller that shows one gives its turn back before and takes it again behind. Not
+// recursive: a thread that holds a turn takes no second one.
+#pragma once
+
+#include <mutex>
+
+class LoginTurn {
+ public:
+  // Waits for the turn.
+  LoginTurn() : m_lock(Mutex()) {}
+  ~LoginTurn() = default;
+  LoginTurn(const LoginTurn&) = delete;
+  LoginTurn& operator=(const LoginTurn&) = delete;
+
+  // Gives a turn back while it lives, and waits for it again at its end.
+  class Pause {
+   public:
+    explicit Pause(LoginTurn& turn) : m_lock(turn.m_lock) { m_lock.unlock(); }
+    ~Pause() { m_lock.lock(); }
+    Pause(const Pause&) = delete;
+    Pause& operator=(const Pause&) = delete;
+
+   private:
+    std::unique_lock<std::mutex>& m_lock;
+  };
+
+ private:
+  static std::mutex& Mutex() {
+    static std::mutex mutex;
+    return mutex;
+  }
+
+  std::unique_lock<std::mutex> m_lock;
+};
