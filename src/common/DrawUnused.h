@@ -6,8 +6,9 @@
 #include <cstddef>
 #include <cstdlib>
 
-// Draws rand() modulo `modulus`, in unsigned arithmetic, until `isTaken` refuses no more. The generator of the provider's
-// platform has 32,768 values: with as many taken, and likewise when no draw of many was free, it is the smallest free value.
+// Draws rand() modulo `modulus`, in unsigned arithmetic, until `isTaken` refuses no more. The generator of the
+// provider's platform has 32,768 values: with as many taken, and likewise when no draw of many was free, it is the
+// smallest free value.
 template <typename IsTaken>
 DWORD DrawUnused(DWORD modulus, std::size_t taken, IsTaken isTaken) {
   constexpr std::size_t kGeneratorRange = 32768;

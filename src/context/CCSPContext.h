@@ -1,5 +1,6 @@
-// CCSPContext: what a provider handle stands for: one container on one token, with the hashes and keys that were made under
-// the handle. This class holds what is independent of the card; TELVOCSPContext, its only concrete class, does the rest.
+// CCSPContext: what a provider handle stands for: one container on one token, with the hashes and keys that were made
+// under the handle. This class holds what is independent of the card; TELVOCSPContext, its only concrete class, does
+// the rest.
 //
 // Failures are CCSPContextError; CryptokiError of the module passes through every operation that reaches it, unless the
 // operation says otherwise. No operation is safe against another one on the same context at the same time.
@@ -60,8 +61,8 @@ class CCSPContext {
   // NTE_BAD_HASH when there is none.
   virtual boost::shared_ptr<CCSPHash> GetHash(DWORD handle);
   virtual void AddSecretKey(const boost::shared_ptr<CCSPSecretKey>& key);
-  // Session keys and imported public keys share one space of handles: what is no session key is looked for there. Unknown
-  // handles are silent.
+  // Session keys and imported public keys share one space of handles: what is no session key is looked for there.
+  // Unknown handles are silent.
   virtual void RemoveSecretKey(DWORD handle);
   // Imported keys are left alone. Null is nothing to do; NTE_NO_KEY in a context without session keys.
   virtual void RemoveSecretKey(const CCSPSecretKey* key);
@@ -81,8 +82,7 @@ class CCSPContext {
                       PublicKey* key) = 0;
   virtual void Encrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWORD* outLength) = 0;
   virtual void Decrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWORD* outLength) = 0;
-  virtual void ImportKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory,
-                         DWORD flags) = 0;
+  virtual void ImportKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory, DWORD flags) = 0;
   // Owned by the context. NTE_NO_KEY when there is none.
   virtual PublicKey* GetImportedPublicKey(DWORD handle) = 0;
   virtual boost::shared_ptr<CCSPSecretKey> DeriveKey(const boost::shared_ptr<CCSPHash>& hash, DWORD algorithm,
@@ -130,7 +130,7 @@ class CCSPContext {
   std::list<Algorithm>::const_iterator m_algEnumIterator;    // of PP_ENUMALGS
   std::list<Algorithm>::const_iterator m_algExEnumIterator;  // of PP_ENUMALGS_EX
   std::list<Algorithm> m_algorithms;
-  std::list<Certificate> m_certificates;                    // every certificate of the token, in its order
+  std::list<Certificate> m_certificates;                      // every certificate of the token, in its order
   std::list<Certificate>::const_iterator m_certEnumIterator;  // of PP_ENUMCONTAINERS
   DWORD m_flags = 0;
   DWORD m_errFlags = 0;     // a cancelled PIN dialog, remembered between two signatures

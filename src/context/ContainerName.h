@@ -10,8 +10,8 @@
 // A name "\\.\reader" without a further backslash names a reader and no container. Of a reader 255 characters are kept.
 void ParseContainerName(const char* name, std::string& reader, std::string& container);
 
-// The container name of a CKA_ID: its characters up to the first zero byte when they are all printable and no blank; else
-// all its bytes in upper-case hexadecimal. Null or empty gives the empty text.
+// The container name of a CKA_ID: its characters up to the first zero byte when they are all printable and no blank;
+// else all its bytes in upper-case hexadecimal. Null or empty gives the empty text.
 std::string IdToContainerName(const BYTE* id, DWORD length);
 
 // All bytes in upper-case hexadecimal.

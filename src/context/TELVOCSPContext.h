@@ -1,5 +1,5 @@
-// TELVOCSPContext: a context on a token of the TELVO family. It holds the module, the slot and token, the session and the
-// container's certificate and key pair.
+// TELVOCSPContext: a context on a token of the TELVO family. It holds the module, the slot and token, the session and
+// the container's certificate and key pair.
 //
 // The container has one key pair, which answers to two handles: one stands for AT_KEYEXCHANGE, one for AT_SIGNATURE.
 // An operation that needs a session raises NTE_FAIL in a context without one (CRYPT_VERIFYCONTEXT).
@@ -123,8 +123,8 @@ class TELVOCSPContext : public CCSPContext {
   void KeepPINOfOpenLogin(const BYTE* pin, DWORD length, const CachedPIN& cached);
 
   std::string m_noCardPrompt = "Insert TELVO/Quillkey";
-  boost::shared_ptr<Cryptoki> m_cryptoki;// shared by all contexts
-  CryptokiObjects m_objects;             // all objects of the token, as Initialize found them
+  boost::shared_ptr<Cryptoki> m_cryptoki;  // shared by all contexts
+  CryptokiObjects m_objects;               // all objects of the token, as Initialize found them
   Certificate m_certificate;
   PublicKey m_publicKey;
   PrivateKey m_privateKey;

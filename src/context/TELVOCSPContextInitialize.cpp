@@ -127,12 +127,12 @@ TELVOCSPContext::Step TELVOCSPContext::VisitAnyReader(Slot& slot, const std::str
   g_contextLog.WriteLine("\nNo Reader name Provided");
   m_readerName = description;
   if (!OpenAnyReader(slot)) return Step::kNextSlot;
-  if (TakeCertificateOfAnyReader() || TakeKeys("\nCert not found, searching for Private Key",
-                                               "\nCert not found, searching for Public Key")) {
+  if (TakeCertificateOfAnyReader() ||
+      TakeKeys("\nCert not found, searching for Private Key", "\nCert not found, searching for Public Key")) {
     return Step::kStay;
   }
-  // Required: unlike with a named reader, a public key alone is not enough to stay; yet it is kept, and the reader's name
-  // with it.
+  // Required: unlike with a named reader, a public key alone is not enough to stay; yet it is kept, and the reader's
+  // name with it.
   if (TakePublicKey("\nCert and Private Key not found, searching for Public Key")) return Step::kNextSlot;
   if (IsNewKeySet(m_flags)) {
     ForgetContainer();
@@ -146,8 +146,7 @@ TELVOCSPContext::Step TELVOCSPContext::VisitAnyReader(Slot& slot, const std::str
 
 void TELVOCSPContext::OpenSession(const char* logLine) {
   g_contextLog.WriteLine(logLine);
-  m_session = boost::make_shared<Session>(
-      m_token.OpenSession(CKF_RW_SESSION | CKF_SERIAL_SESSION, nullptr, nullptr));
+  m_session = boost::make_shared<Session>(m_token.OpenSession(CKF_RW_SESSION | CKF_SERIAL_SESSION, nullptr, nullptr));
 }
 
 void TELVOCSPContext::OpenNamedReader(Slot& slot) {

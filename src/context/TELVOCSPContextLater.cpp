@@ -4,7 +4,9 @@
 
 namespace {
 
-[[noreturn]] void NotThereYet() { throw CCSPContextError("The operation is not implemented", ERROR_CALL_NOT_IMPLEMENTED); }
+[[noreturn]] void NotThereYet() {
+  throw CCSPContextError("The operation is not implemented", ERROR_CALL_NOT_IMPLEMENTED);
+}
 
 }  // namespace
 

@@ -1,4 +1,5 @@
-// Logging the session in: with the PIN that the process remembers, by asking the user, or with a PIN of the application.
+// Logging the session in: with the PIN that the process remembers, by asking the user, or with a PIN of the
+// application.
 #include <algorithm>
 #include <cstring>
 #include <list>
@@ -58,7 +59,8 @@ void TELVOCSPContext::Login(LoginTurn& turn) {
     TakePINCache();
     WipedBuffer pin = FetchPIN(*m_pinCache);
     // A PIN that the token refused is not offered again, even if another context put it back meanwhile.
-    const bool wasRefused = std::any_of(refused.begin(), refused.end(), [&pin](auto& old) { return AreEqual(old, pin); });
+    const bool wasRefused =
+        std::any_of(refused.begin(), refused.end(), [&pin](auto& old) { return AreEqual(old, pin); });
     if (pin.Length() == 0 || wasRefused) break;
     if (LoginWithCachedPIN(pin)) return;
     refused.push_back(std::move(pin));

@@ -65,8 +65,8 @@ Certificate& DefaultOrFirst(std::list<Certificate>& certificates) {
   return certificates.front();
 }
 
-// Required: the second comparison is with the plain hexadecimal form, also of an identifier that is a text. Keys are found
-// by the form of IdToContainerName instead.
+// Required: the second comparison is with the plain hexadecimal form, also of an identifier that is a text. Keys are
+// found by the form of IdToContainerName instead.
 bool Answers(Certificate& certificate, const std::string& containerName) {
   const std::vector<BYTE> id = ReadID(certificate);
   if (AsText(id) == containerName) {

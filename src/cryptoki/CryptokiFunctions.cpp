@@ -117,6 +117,5 @@ CK_RV CryptokiFunctions::C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE
 
 // It may wait for a card as long as it takes; nobody waits behind it.
 CK_RV CryptokiFunctions::C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID_PTR slot, CK_VOID_PTR reserved) {
-  return ForwardPastTheGate(
-      [&](CK_FUNCTION_LIST& table) { return table.C_WaitForSlotEvent(flags, slot, reserved); });
+  return ForwardPastTheGate([&](CK_FUNCTION_LIST& table) { return table.C_WaitForSlotEvent(flags, slot, reserved); });
 }

@@ -18,8 +18,8 @@ DWORD CCSPContextList::AddContext(CCSPContext& context) {
   constexpr DWORD kHandleModulus = 0xFFFFFFFF;
   const std::lock_guard<std::mutex> lock(m_mutex);
   std::srand(static_cast<DWORD>(std::time(nullptr)));  // NOLINT(cert-msc32-c,cert-msc51-cpp): a label, not a secret
-  context.SetHandle(DrawUnused(kHandleModulus, m_contexts.size(),
-                               [this](DWORD handle) { return Find(handle) != m_contexts.end(); }));
+  context.SetHandle(
+      DrawUnused(kHandleModulus, m_contexts.size(), [this](DWORD handle) { return Find(handle) != m_contexts.end(); }));
   context.AssignKeyHandles();
   m_contexts.push_back(context.Copy());
   return context.GetHandle();

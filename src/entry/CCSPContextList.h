@@ -22,7 +22,8 @@ class CCSPContextList {
   // Gives the context a handle that no other one has, 0 included, and its key handles; stores a copy of it; returns the
   // handle. Reseeds the process's generator.
   virtual DWORD AddContext(CCSPContext& context);
-  // Drops the context with the same handle, and closes its session when nobody else shares it. Unknown handles are silent.
+  // Drops the context with the same handle, and closes its session when nobody else shares it. Unknown handles are
+  // silent.
   virtual void RemoveContext(CCSPContext& context);
   // CCSPContextError NTE_BAD_UID for an unknown handle. All 64 bits count.
   virtual boost::shared_ptr<CCSPContext> FindContext(HCRYPTPROV handle);

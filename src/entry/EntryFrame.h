@@ -31,8 +31,8 @@ class EntryFrame {
   BOOL Fail(const CCSPContextError& error) const;
   BOOL Fail(const CryptokiError& error) const;
 
-  // Runs the protected region, a function that returns the function's result, with a handler for each of the two. Nothing
-  // else is caught.
+  // Runs the protected region, a function that returns the function's result, with a handler for each of the two.
+  // Nothing else is caught.
   template <typename Region>
   BOOL Protect(Region region) const {
     try {

@@ -1,5 +1,5 @@
-// The functions of the provider, called by the platform's CryptoAPI with the signatures of CryptoSPI. Each returns true or
-// false, and sets the last error in both cases.
+// The functions of the provider, called by the platform's CryptoAPI with the signatures of CryptoSPI. Each returns true
+// or false, and sets the last error in both cases.
 #pragma once
 
 #include "common/Platform.h"

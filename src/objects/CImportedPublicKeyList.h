@@ -19,8 +19,8 @@ class CImportedPublicKeyList {
   virtual ~CImportedPublicKeyList() = default;
   // Keeps a copy and returns its id, which no other key of this list has.
   virtual DWORD AddKey(const PublicKey& key);
-  // Destroys the token object, then forgets the key; an unknown id is nothing to do. A CryptokiError of the module leaves
-  // the key in the list.
+  // Destroys the token object, then forgets the key; an unknown id is nothing to do. A CryptokiError of the module
+  // leaves the key in the list.
   virtual void RemoveKey(DWORD keyID);
   // The key, owned by the list; null when the id is not in it.
   virtual PublicKey* GetKey(DWORD keyID);

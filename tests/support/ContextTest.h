@@ -1,5 +1,5 @@
-// ContextTest: the fixture of tests that bring up contexts on a scripted module. The log holds only the context's own lines;
-// ListenTo adds those of another module.
+// ContextTest: the fixture of tests that bring up contexts on a scripted module. The log holds only the context's own
+// lines; ListenTo adds those of another module.
 #pragma once
 
 #include <boost/shared_ptr.hpp>

@@ -13,7 +13,9 @@ TEST(DrawUnusedTest, TheNextNumberOfTheGeneratorIsTakenModuloTheLimit) {
   EXPECT_EQ(expected, DrawUnused(1000, 0, [](DWORD) { return false; }));
 }
 
-TEST(DrawUnusedTest, ZeroIsAValueLikeAnyOther) { EXPECT_EQ(0U, DrawUnused(1, 0, [](DWORD) { return false; })); }
+TEST(DrawUnusedTest, ZeroIsAValueLikeAnyOther) {
+  EXPECT_EQ(0U, DrawUnused(1, 0, [](DWORD) { return false; }));
+}
 
 TEST(DrawUnusedTest, ATakenValueIsDrawnAgainWithoutReseeding) {
   std::srand(11);
@@ -37,8 +39,8 @@ TEST(DrawUnusedTest, ManyDrawsInVainEndWithTheSmallestFreeValue) {
 TEST(DrawUnusedTest, FortyThousandDrawsGiveFortyThousandValues) {
   std::unordered_set<DWORD> taken;
   while (taken.size() < 40000) {
-    ASSERT_TRUE(taken.insert(DrawUnused(0xFFFFFF, taken.size(), [&](DWORD value) { return taken.count(value) != 0; }))
-                    .second);
+    ASSERT_TRUE(
+        taken.insert(DrawUnused(0xFFFFFF, taken.size(), [&](DWORD value) { return taken.count(value) != 0; })).second);
   }
 }
 

@@ -11,9 +11,9 @@ namespace {
 TEST(AlgorithmsTest, StandInTheOrderOfTheirEnumeration) {
   std::vector<ALG_ID> ids;
   for (const Algorithm& row : AllAlgorithms()) ids.push_back(row.id);
-  EXPECT_EQ((std::vector<ALG_ID>{0x8004, 0x800C, 0x800E, 0x8003, 0x8008, 0x2400, 0xA400, 0x6601, 0x6603, 0x6609,
-                                 0x660E}),
-            ids);
+  EXPECT_EQ(
+      (std::vector<ALG_ID>{0x8004, 0x800C, 0x800E, 0x8003, 0x8008, 0x2400, 0xA400, 0x6601, 0x6603, 0x6609, 0x660E}),
+      ids);
 }
 
 TEST(AlgorithmsTest, NamesFitAndAreCountedWithTheirZeroByte) {

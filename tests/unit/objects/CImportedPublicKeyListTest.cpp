@@ -17,14 +17,14 @@ class CImportedPublicKeyListTest : public ::testing::Test {
     m_module.InsertToken("Reader");
     m_token.SetCryptoki(boost::shared_ptr<CryptokiInterface>(&m_module, LeaveToItsOwner));
     m_session = m_token.OpenSession(CKF_RW_SESSION | CKF_SERIAL_SESSION, nullptr, nullptr);
+    m_module.ForgetCalls();
   }
 
   // A public key that is an object of the session.
   PublicKey MakeKey() {
-    const std::list<Attribute> attributes = {MakeAttribute(CKA_CLASS, Number(CKO_PUBLIC_KEY)),
-                                             MakeAttribute(CKA_KEY_TYPE, Number(CKK_RSA)),
-                                             MakeAttribute(CKA_ID, {1, 2}),
-                                             MakeAttribute(CKA_MODULUS, Counting(128, 0x81))};
+    const std::list<Attribute> attributes = {
+        MakeAttribute(CKA_CLASS, Number(CKO_PUBLIC_KEY)), MakeAttribute(CKA_KEY_TYPE, Number(CKK_RSA)),
+        MakeAttribute(CKA_ID, {1, 2}), MakeAttribute(CKA_MODULUS, Counting(128, 0x81))};
     PublicKey key(m_session.CreateObject(attributes));
     m_module.ForgetCalls();
     return key;
