@@ -7,6 +7,7 @@
 #include "cryptoki/CryptokiError.h"
 #include "entry/CCSPContextError.h"
 #include "log/Logs.h"
+#include "pin/PINCacheManager.h"
 
 namespace {
 
@@ -19,6 +20,8 @@ void ContextTest::ListenTo(CCSPLog& log) { new (&log) CCSPLog(200000); }
 
 ContextTest::ContextTest() : m_functions(&m_module, LeaveToItsOwner), m_cryptoki(new TELVOCryptoki(m_functions)) {
   for (CCSPLog* log : {&g_pinCacheLog, &g_loginLog, &g_cryptokiLog, &g_objectLog, &g_sessionLog}) Silence(*log);
+  g_pinCacheManager.~PINCacheManager();
+  new (&g_pinCacheManager) PINCacheManager();
   m_cryptoki->Initialize();
   m_module.ForgetCalls();
 }
