@@ -117,5 +117,12 @@ LSTATUS RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, 
 LSTATUS RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD length);
 LSTATUS RegCloseKey(HKEY key);
 
+// Texts of the program's string table (Resources.cpp).
+int LoadStringA(HINSTANCE instance, UINT id, LPSTR buffer, int size);
+
+// Keeps pages out of the swap space (Memory.cpp).
+BOOL VirtualLock(LPVOID address, std::size_t size);
+BOOL VirtualUnlock(LPVOID address, std::size_t size);
+
 // Overwrites memory that held a secret; not left out by an optimising compiler (Errors.cpp).
 void* SecureZeroMemory(void* memory, std::size_t length);

@@ -3,6 +3,7 @@
 #include "common/LibraryInstance.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "log/Logs.h"
+#include "pin/PINCacheManager.h"
 
 namespace {
 
@@ -20,6 +21,8 @@ CCryptoWrapper g_cryptoWrapper;
 
 CCSPLog g_changePwdLog(kLineLimit);
 CCSPLog g_contextLog(kLineLimit);
+
+PINCacheManager g_pinCacheManager;
 
 CCSPLog g_hashLog(kNoLineLimit);
 CCSPLog g_loginLog(kLineLimit);

@@ -1,0 +1,56 @@
+// CTELVOPINCache: one PIN, kept in memory from a successful login on, so that a later context on the same token logs in
+// silently. The PIN is masked against a casual look at memory, which is no encryption, and its memory is kept out of
+// the page file and wiped when it is given back.
+//
+// No operation reports a failure other than by a log line and an unchanged state. Each takes the object's lock; Hold
+// makes several of them one step.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <array>
+#include <boost/shared_array.hpp>
+#include <mutex>
+
+class CTELVOPINCache {
+ public:
+  // Draws the key bytes and with that reseeds the generator of the whole process (rand).
+  CTELVOPINCache();
+  CTELVOPINCache(const CTELVOPINCache&) = delete;
+  CTELVOPINCache& operator=(const CTELVOPINCache&) = delete;
+
+  // In interface order: append, never reorder.
+  virtual ~CTELVOPINCache();
+  // 1 while a PIN is held, else 0.
+  virtual BYTE IsPINSet() const;
+  // Holds `length` bytes at `pin` from now on, in the place of what was held. A null or empty PIN changes nothing, and
+  // neither does any while the administrator has switched caching off: registry value PINCACHE with a number of 0.
+  virtual void SetPINCache(const BYTE* pin, DWORD length);
+  // Copies the PIN to `out`, of `*length` bytes, which is not changed. With a null `out`, or one that is too small,
+  // `*length` becomes the PIN's length and nothing is copied. Without a PIN neither is touched.
+  virtual void GetPINCache(BYTE* out, DWORD* length);
+  // Forgets the PIN.
+  virtual void ClearPINCache();
+
+  // Keeps other threads out until the lock is given back: a PIN that is asked for, measured and fetched under one lock
+  // is the same PIN, and complete.
+  std::unique_lock<std::recursive_mutex> Hold() const { return std::unique_lock<std::recursive_mutex>(m_mutex); }
+
+ protected:
+  // Masks or unmasks `sourceLength` bytes; it is its own inverse. A null `destination` or a `*destinationLength` below
+  // the source's (NTE_BUFFER_TOO_SMALL) gets the length needed. NTE_INVALID_PARAMETER without source, source length or
+  // destination length.
+  DWORD TransformPIN(const BYTE* source, DWORD sourceLength, BYTE* destination, DWORD* destinationLength) const;
+
+  boost::shared_array<BYTE> m_buffer;  // the masked PIN, without a terminator
+  DWORD m_length = 0;                  // bytes in m_buffer
+  BYTE m_set = 0;
+  std::array<BYTE, 32> m_key{};
+
+ private:
+  bool HasBuffer() const { return m_length != 0 && m_buffer; }
+  // Lets the pages go and overwrites the masked PIN.
+  void WipeBuffer();
+
+  mutable std::recursive_mutex m_mutex;
+};

@@ -1,0 +1,42 @@
+#include <gtest/gtest.h>
+#include <utility>
+
+#include "resources/LoadText.h"
+
+namespace {
+
+using Row = std::pair<UINT, const char*>;
+
+class LoadTextTest : public ::testing::TestWithParam<Row> {};
+
+TEST_P(LoadTextTest, GivesTheWordsOfTheTable) { EXPECT_EQ(GetParam().second, LoadText(GetParam().first)); }
+
+const Row kRows[] = {
+    {103, "telvocsp"},
+    {104, "Brenholt Devices CSP v4.5"},
+    {105, "Enter PIN for "},
+    {106, "Incorrect PIN, %d trials left"},
+    {107, "PIN Locked"},
+    {108, "Please Enter PIN Value!"},
+    {109, "Please Enter Current PIN Value!"},
+    {110, "Value of New PIN does not Match!"},
+    {111, "Please Verify New PIN!"},
+    {112, "Please Enter New PIN value!"},
+    {113, "Incorrect Current PIN, %d trials left"},
+    {114, "Done!!"},
+    {115, "Very Weak"},
+    {116, "Weak"},
+    {117, "Good"},
+    {118, "Strong"},
+    {119, "Very Strong"},
+    {129, "BHD PKI Suite CSP v1.0"},
+};
+INSTANTIATE_TEST_SUITE_P(Table, LoadTextTest, ::testing::ValuesIn(kRows),
+                         [](const auto& row) { return std::to_string(row.param.first); });
+
+TEST(LoadTextOfNoIdTest, IsEmpty) {
+  EXPECT_EQ("", LoadText(102));
+  EXPECT_EQ("", LoadText(130));
+}
+
+}  // namespace
