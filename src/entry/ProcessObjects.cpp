@@ -1,6 +1,7 @@
 // Every process-wide object of the provider, in the order in which they come up. Within one file the language
 // promises that order; across files it does not.
 #include "common/LibraryInstance.h"
+#include "context/UnplugThreadManager.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "log/Logs.h"
 #include "pin/PINCacheManager.h"
@@ -23,6 +24,7 @@ CCSPLog g_changePwdLog(kLineLimit);
 CCSPLog g_contextLog(kLineLimit);
 
 PINCacheManager g_pinCacheManager;
+UnplugThreadManager g_unplugThreadManager;
 
 CCSPLog g_hashLog(kNoLineLimit);
 CCSPLog g_loginLog(kLineLimit);
