@@ -35,6 +35,7 @@ INT_PTR DialogDriver::Run(const std::function<INT_PTR()>& dialog, const std::fun
   std::thread second([&] {
     HWND window = nullptr;
     if (!WaitFor("the dialog", [&] { return ended || (window = FindDialog(thread)) != nullptr; }) || ended) return;
+    WaitFor("the keyboard's attention", [&] { return GetForegroundWindow() == window; });
     DialogDriver driver(window);
     user(driver);
     if (IsWindow(window)) PostMessageA(window, WM_COMMAND, IDCANCEL, 0);

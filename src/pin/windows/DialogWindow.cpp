@@ -2,9 +2,16 @@
 
 #include "common/LibraryInstance.h"
 
+namespace {
+
+// Pictures are not found by the null instance, which stands for the system's own there.
+HINSTANCE ResourceModule() { return g_libraryInstance != nullptr ? g_libraryInstance : GetModuleHandleA(nullptr); }
+
+}  // namespace
+
 INT_PTR DialogWindow::Run() {
   // The result is kept here: the system hands on only 32 bits of it in places.
-  DialogBoxParamA(g_libraryInstance, MAKEINTRESOURCEA(m_controller.GetResource()), nullptr, &Procedure,
+  DialogBoxParamA(ResourceModule(), MAKEINTRESOURCEA(m_controller.GetResource()), nullptr, &Procedure,
                   reinterpret_cast<LPARAM>(this));
   if (m_failure) std::rethrow_exception(m_failure);
   return m_result;
@@ -90,7 +97,7 @@ void DialogWindow::Deliver(Event event) {
 void DialogWindow::SetTitle(const std::string& title) { SetWindowTextA(m_window, title.c_str()); }
 
 void DialogWindow::SetSmallIcon(int icon) {
-  const HANDLE handle = LoadImageA(g_libraryInstance, MAKEINTRESOURCEA(icon), IMAGE_ICON, GetSystemMetrics(SM_CXSMICON),
+  const HANDLE handle = LoadImageA(ResourceModule(), MAKEINTRESOURCEA(icon), IMAGE_ICON, GetSystemMetrics(SM_CXSMICON),
                                    GetSystemMetrics(SM_CYSMICON), LR_SHARED);
   SendMessageA(m_window, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(handle));
 }
