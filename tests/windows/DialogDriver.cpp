@@ -76,6 +76,13 @@ std::pair<DWORD, DWORD> DialogDriver::Selection(int id) const {
   return {LOWORD(both), HIWORD(both)};
 }
 
+LOGFONTA DialogDriver::Font(int id) const {
+  LOGFONTA font = {};
+  const LRESULT handle = SendMessageA(Control(id), WM_GETFONT, 0, 0);
+  EXPECT_NE(0, GetObjectA(reinterpret_cast<HFONT>(handle), sizeof(font), &font));
+  return font;
+}
+
 std::vector<COLORREF> DialogDriver::Pixels(int id) const {
   const HWND control = Control(id);
   UpdateWindow(control);

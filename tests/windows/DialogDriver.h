@@ -26,6 +26,7 @@ class DialogDriver {
   bool IsVisible(int id) const;
   bool HasFocus(int id) const;
   std::pair<DWORD, DWORD> Selection(int id) const;
+  LOGFONTA Font(int id) const;
   // Every pixel of a control as it stands on the screen.
   std::vector<COLORREF> Pixels(int id) const;
 

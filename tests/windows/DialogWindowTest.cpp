@@ -252,7 +252,11 @@ TEST(DialogWindowTest, ColourAndFontAreTheControlsOwn) {
   probe.open = [](DialogView& view) { view.SetText(IDC_LOGIN_STATUS, "PIN Locked"); };
   Show(probe, [](DialogDriver& user) {
     EXPECT_GT(RedPixels(user, IDC_LOGIN_STATUS), 100);
+    EXPECT_EQ(16, user.Font(IDC_LOGIN_STATUS).lfHeight);
+    EXPECT_EQ(700, user.Font(IDC_LOGIN_STATUS).lfWeight);
+    EXPECT_STREQ("Arial", user.Font(IDC_LOGIN_STATUS).lfFaceName);
     EXPECT_EQ(0, RedPixels(user, IDC_PIN_LABEL));
+    EXPECT_EQ(400, user.Font(IDC_PIN_LABEL).lfWeight);
   });
 }
 

@@ -45,6 +45,7 @@ bool DialogWindow::OnOpen() {
   Deliver([&] {
     WatchControls();
     m_controller.OnOpen(*this);
+    SetFonts();
   });
   return !m_focused;
 }
@@ -53,11 +54,8 @@ bool DialogWindow::OnOpen() {
 INT_PTR DialogWindow::OnDrawText(HDC context, HWND control) {
   INT_PTR background = 0;
   Deliver([&] {
-    const int id = GetDlgCtrlID(control);
-    DialogFont font;
-    if (m_controller.GetTextFont(id, font)) SelectObject(context, m_fonts.Get(id, font));
     COLORREF color = 0;
-    if (m_controller.GetTextColor(id, color)) {
+    if (m_controller.GetTextColor(GetDlgCtrlID(control), color)) {
       SetTextColor(context, color);
       SetBkColor(context, GetSysColor(COLOR_BTNFACE));
       background = reinterpret_cast<INT_PTR>(GetSysColorBrush(COLOR_BTNFACE));  // the system's, not to be freed
@@ -66,12 +64,27 @@ INT_PTR DialogWindow::OnDrawText(HDC context, HWND control) {
   return background;
 }
 
-void DialogWindow::WatchControls() {
+template <typename Visit>
+void DialogWindow::ForEachControl(Visit visit) {
   for (HWND child = GetWindow(m_window, GW_CHILD); child != nullptr; child = GetWindow(child, GW_HWNDNEXT)) {
-    if (m_controller.WatchesInput(GetDlgCtrlID(child))) {
-      m_watched.push_back(std::make_unique<WatchedControl>(child, static_cast<InputListener&>(*this)));
-    }
+    visit(child, GetDlgCtrlID(child));
   }
+}
+
+void DialogWindow::WatchControls() {
+  ForEachControl([this](HWND window, int control) {
+    if (!m_controller.WatchesInput(control)) return;
+    m_watched.push_back(std::make_unique<WatchedControl>(window, static_cast<InputListener&>(*this)));
+  });
+}
+
+// A font that is only selected while the text is drawn does not reach every system's drawing.
+void DialogWindow::SetFonts() {
+  ForEachControl([this](HWND window, int control) {
+    DialogFont font;
+    if (!m_controller.GetTextFont(control, font)) return;
+    SendMessageA(window, WM_SETFONT, reinterpret_cast<WPARAM>(m_fonts.Get(control, font)), FALSE);
+  });
 }
 
 void DialogWindow::OnInputBefore(int control, UINT message, WPARAM key) {

@@ -47,7 +47,10 @@ class DialogWindow : public DialogView, private InputListener {
   INT_PTR OnMessage(UINT message, WPARAM wParam, LPARAM lParam);
   bool OnOpen();
   INT_PTR OnDrawText(HDC context, HWND control);
+  template <typename Visit>
+  void ForEachControl(Visit visit);
   void WatchControls();
+  void SetFonts();
   void OnInputBefore(int control, UINT message, WPARAM key) override;
   void OnInputBehind(int control, UINT message, WPARAM key) override;
   // Runs one event of the controller. What it throws ends the dialog and is kept for Run; there are no events behind
