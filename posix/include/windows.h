@@ -111,6 +111,36 @@ LSTATUS RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, 
 LSTATUS RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD length);
 LSTATUS RegCloseKey(HKEY key);
 
+// Names of messages, keys and results that the logic of the dialogs speaks of; nothing here has a window.
+constexpr UINT WM_KEYDOWN = 0x0100;
+constexpr UINT WM_KEYUP = 0x0101;
+constexpr UINT WM_CHAR = 0x0102;
+constexpr UINT WM_DEADCHAR = 0x0103;
+constexpr UINT WM_MOUSEMOVE = 0x0200;
+constexpr UINT WM_LBUTTONUP = 0x0202;
+constexpr UINT WM_LBUTTONDBLCLK = 0x0203;
+constexpr UINT WM_RBUTTONUP = 0x0205;
+constexpr UINT WM_RBUTTONDBLCLK = 0x0206;
+constexpr UINT WM_MBUTTONUP = 0x0208;
+constexpr UINT WM_MBUTTONDBLCLK = 0x0209;
+constexpr int VK_BACK = 0x08;
+constexpr int VK_SHIFT = 0x10;
+constexpr int VK_END = 0x23;
+constexpr int VK_HOME = 0x24;
+constexpr int VK_LEFT = 0x25;
+constexpr int VK_RIGHT = 0x27;
+constexpr int VK_DELETE = 0x2E;
+constexpr int VK_LSHIFT = 0xA0;
+constexpr int VK_RSHIFT = 0xA1;
+constexpr UINT BN_CLICKED = 0;
+constexpr UINT EN_CHANGE = 0x0300;
+constexpr UINT EN_UPDATE = 0x0400;
+constexpr int IDOK = 1;
+constexpr int IDCANCEL = 2;
+constexpr COLORREF RGB(BYTE red, BYTE green, BYTE blue) {
+  return red | static_cast<COLORREF>(green) << 8U | static_cast<COLORREF>(blue) << 16U;
+}
+
 // Texts of the program's string table (Resources.cpp).
 int LoadStringA(HINSTANCE instance, UINT id, LPSTR buffer, int size);
 

@@ -22,6 +22,7 @@ class WipedBuffer {
   ~WipedBuffer() { WipeMemory(m_bytes.get(), m_length); }
 
   BYTE* Data() { return m_bytes.get(); }
+  const BYTE* Data() const { return m_bytes.get(); }
   std::size_t Length() const { return m_length; }
 
  private:

@@ -1,0 +1,55 @@
+// LoginDialog: what the dialogs that ask for a PIN and log in with it have in common: what their opener hands over, the
+// PIN's edit, and the status line.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <boost/shared_ptr.hpp>
+#include <string>
+
+#include "cryptoki/Session.h"
+#include "pin/CSecureEditEx.h"
+#include "pin/CTELVOPINCache.h"
+#include "pin/DialogController.h"
+
+class LoginDialog : public DialogController {
+ public:
+  // The session to log in, not owned. With none the Login button does nothing.
+  void SetSession(Session* session) { m_session = session; }
+  // Shown in the title, unless it is empty.
+  void SetTokenLabel(const std::string& label) { m_tokenLabel = label; }
+  // Kept, and read by nothing.
+  void SetTokenFlags(DWORD flags) { m_tokenFlags = flags; }
+  // Gets the PIN that logged in; may be empty.
+  void AttachPINCache(const boost::shared_ptr<CTELVOPINCache>& cache) { m_cache = cache; }
+
+  // Shows the dialog and returns its result: 2 when the user cancelled, 1 after a login. What an event throws comes out
+  // of here.
+  INT_PTR DoModal();
+
+  bool GetTextColor(int control, COLORREF& color) const override;
+  bool GetTextFont(int control, DialogFont& font) const override;
+  bool WatchesInput(int control) const override { return control == m_edit.GetControl(); }
+  void BeforeInput(DialogView& view, int control, UINT message, WPARAM key) override;
+  void AfterInput(DialogView& view, int control, UINT message, WPARAM key) override;
+
+ protected:
+  explicit LoginDialog(int statusControl);
+
+  void ShowTitle(DialogView& view) const;
+  void ShowStatus(DialogView& view, const std::string& text) const { view.SetText(m_statusControl, text); }
+  void ShowTriesLeft(DialogView& view, DWORD count) const;
+  // Whether there is a PIN to log in with; else the user is asked for one.
+  bool HasPIN(DialogView& view) const;
+  // One login of the session, in its turn.
+  void LogSessionIn(BYTE* pin, DWORD length) const;
+
+  CSecureEditEx m_edit;
+  boost::shared_ptr<CTELVOPINCache> m_cache;
+  Session* m_session = nullptr;
+  std::string m_tokenLabel;
+  DWORD m_tokenFlags = 0;
+
+ private:
+  int m_statusControl;
+};
