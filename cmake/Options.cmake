@@ -10,7 +10,8 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 add_library(project_options INTERFACE)
-target_compile_options(project_options INTERFACE -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Werror)
+target_compile_options(project_options INTERFACE
+  "$<$<COMPILE_LANGUAGE:C,CXX>:-Wall;-Wextra;-Wshadow;-Wconversion;-Wsign-conversion;-Werror>")
 
 if(WIN32)
   # Everything static: no run-time library stands beside telvocsp.dll.

@@ -24,7 +24,8 @@ class DialogController {
   // the Escape key and the system menu's Close arrive as BN_CLICKED of IDCANCEL.
   virtual void OnCommand(DialogView& view, int control, UINT notification) = 0;
 
-  // Colour and font of a control's text, asked when it is drawn. False: the system's own.
+  // Colour and font of a control's text, asked when it is drawn, or already when the dialog has opened. False: the
+  // system's own.
   virtual bool GetTextColor(int /*control*/, COLORREF& /*color*/) const { return false; }
   virtual bool GetTextFont(int /*control*/, DialogFont& /*font*/) const { return false; }
 

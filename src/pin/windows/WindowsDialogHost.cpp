@@ -1,11 +1,12 @@
-// Real dialogs. To be written.
+// Real dialogs, made of the library's resources.
 #include "pin/SystemDialogHost.h"
+#include "pin/windows/DialogWindow.h"
 
 namespace {
 
 class WindowsDialogHost : public DialogHost {
  public:
-  INT_PTR Run(DialogController& /*controller*/) override { return -1; }
+  INT_PTR Run(DialogController& controller) override { return DialogWindow(controller).Run(); }
 };
 
 }  // namespace

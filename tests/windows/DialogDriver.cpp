@@ -1,0 +1,141 @@
+#include "DialogDriver.h"
+
+#include <atomic>
+#include <chrono>
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace {
+
+BOOL CALLBACK TakeDialog(HWND window, LPARAM found) {
+  char name[32] = {};
+  GetClassNameA(window, name, sizeof(name));
+  if (std::string(name) != "#32770" || !IsWindowVisible(window)) return TRUE;
+  *reinterpret_cast<HWND*>(found) = window;
+  return FALSE;
+}
+
+HWND FindDialog(DWORD thread) {
+  HWND found = nullptr;
+  EnumThreadWindows(thread, TakeDialog, reinterpret_cast<LPARAM>(&found));
+  return found;
+}
+
+std::string TextOf(HWND window) {
+  std::string text(static_cast<std::size_t>(GetWindowTextLengthA(window)) + 1, '\0');
+  text.resize(static_cast<std::size_t>(GetWindowTextA(window, text.data(), static_cast<int>(text.size()))));
+  return text;
+}
+
+}  // namespace
+
+INT_PTR DialogDriver::Run(const std::function<INT_PTR()>& dialog, const std::function<void(DialogDriver&)>& user) {
+  const DWORD thread = GetCurrentThreadId();
+  std::atomic<bool> ended{false};
+  std::thread second([&] {
+    HWND window = nullptr;
+    if (!WaitFor("the dialog", [&] { return ended || (window = FindDialog(thread)) != nullptr; }) || ended) return;
+    WaitFor("the keyboard's attention", [&] { return GetForegroundWindow() == window; });
+    DialogDriver driver(window);
+    user(driver);
+    if (IsWindow(window)) PostMessageA(window, WM_COMMAND, IDCANCEL, 0);
+  });
+  struct Join {
+    std::thread& thread;
+    std::atomic<bool>& ended;
+    ~Join() {
+      ended = true;
+      thread.join();
+    }
+  } join{second, ended};
+  return dialog();
+}
+
+std::string DialogDriver::Title() const { return TextOf(m_window); }
+
+std::string DialogDriver::Text(int id) const {
+  // Sent, not asked of the system's own record, so that an edit control answers.
+  char text[512] = {};
+  SendMessageA(Control(id), WM_GETTEXT, sizeof(text), reinterpret_cast<LPARAM>(text));
+  return text;
+}
+
+bool DialogDriver::IsEnabled(int id) const { return IsWindowEnabled(Control(id)) != FALSE; }
+
+bool DialogDriver::IsVisible(int id) const { return IsWindowVisible(Control(id)) != FALSE; }
+
+bool DialogDriver::HasFocus(int id) const {
+  GUITHREADINFO info = {};
+  info.cbSize = sizeof(info);
+  GetGUIThreadInfo(GetWindowThreadProcessId(m_window, nullptr), &info);
+  return info.hwndFocus == Control(id);
+}
+
+std::pair<DWORD, DWORD> DialogDriver::Selection(int id) const {
+  const auto both = static_cast<DWORD>(SendMessageA(Control(id), EM_GETSEL, 0, 0));
+  return {LOWORD(both), HIWORD(both)};
+}
+
+LOGFONTA DialogDriver::Font(int id) const {
+  LOGFONTA font = {};
+  const LRESULT handle = SendMessageA(Control(id), WM_GETFONT, 0, 0);
+  EXPECT_NE(0, GetObjectA(reinterpret_cast<HFONT>(handle), sizeof(font), &font));
+  return font;
+}
+
+std::vector<COLORREF> DialogDriver::Pixels(int id) const {
+  const HWND control = Control(id);
+  UpdateWindow(control);
+  SendMessageA(control, WM_NULL, 0, 0);
+  RECT size = {};
+  GetClientRect(control, &size);
+  std::vector<COLORREF> pixels;
+  const HDC context = GetDC(control);
+  for (int y = 0; y < size.bottom; ++y) {
+    for (int x = 0; x < size.right; ++x) pixels.push_back(GetPixel(context, x, y));
+  }
+  ReleaseDC(control, context);
+  return pixels;
+}
+
+void DialogDriver::Type(int id, const std::string& characters) const {
+  for (const char character : characters) SendMessageA(Control(id), WM_CHAR, static_cast<BYTE>(character), 1);
+}
+
+void DialogDriver::Key(int id, WORD virtualKey) const {
+  SendMessageA(Control(id), WM_KEYDOWN, virtualKey, 1);
+  SendMessageA(Control(id), WM_KEYUP, virtualKey, static_cast<LPARAM>(0xC0000001));
+}
+
+void DialogDriver::DoubleClick(int id) const {
+  const LPARAM place = MAKELPARAM(6, 6);
+  SendMessageA(Control(id), WM_LBUTTONDOWN, MK_LBUTTON, place);
+  SendMessageA(Control(id), WM_LBUTTONUP, 0, place);
+  SendMessageA(Control(id), WM_LBUTTONDBLCLK, MK_LBUTTON, place);
+  SendMessageA(Control(id), WM_LBUTTONUP, 0, place);
+}
+
+void DialogDriver::Click(int id) const { SendMessageA(Control(id), BM_CLICK, 0, 0); }
+
+void DialogDriver::HoldKey(BYTE virtualKey) const { keybd_event(virtualKey, 0, 0, 0); }
+
+void DialogDriver::ReleaseKey(BYTE virtualKey) const { keybd_event(virtualKey, 0, KEYEVENTF_KEYUP, 0); }
+
+void DialogDriver::PressKey(BYTE virtualKey) const {
+  HoldKey(virtualKey);
+  ReleaseKey(virtualKey);
+}
+
+void DialogDriver::CloseBox() const { SendMessageA(m_window, WM_SYSCOMMAND, SC_CLOSE, 0); }
+
+bool DialogDriver::WaitFor(const char* what, const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) {
+      ADD_FAILURE() << "does not come about: " << what;
+      return false;
+    }
+    Sleep(2);
+  }
+  return true;
+}
