@@ -14,13 +14,9 @@ namespace {
 
 constexpr UINT kProviderName = 104;
 
-[[noreturn]] void ThrowNoHash() {
-  throw CCSPContextError("Hash not found in this context", static_cast<DWORD>(NTE_BAD_HASH));
-}
+[[noreturn]] void ThrowNoHash() { throw CCSPContextError("Hash not found in this context", NTE_BAD_HASH); }
 
-[[noreturn]] void ThrowNoKey() {
-  throw CCSPContextError("Symmetric Key not found in this context", static_cast<DWORD>(NTE_NO_KEY));
-}
+[[noreturn]] void ThrowNoKey() { throw CCSPContextError("Symmetric Key not found in this context", NTE_NO_KEY); }
 
 template <typename Item>
 typename std::list<Item>::const_iterator SamePlace(const std::list<Item>& from,

@@ -42,7 +42,7 @@ bool TELVOCSPContext::IsOnlyOwnerOfSession() const { return m_session.use_count(
 Session* TELVOCSPContext::GetSession() const { return m_session.get(); }
 
 Session& TELVOCSPContext::OpenedSession() const {
-  if (!m_session) throw CCSPContextError("The context has no session", static_cast<DWORD>(NTE_FAIL));
+  if (!m_session) throw CCSPContextError("The context has no session", NTE_FAIL);
   return *m_session;
 }
 
@@ -85,7 +85,7 @@ void TELVOCSPContext::GenerateRandom(BYTE* buffer, DWORD length) {
 PublicKey* TELVOCSPContext::GetImportedPublicKey(DWORD handle) {
   PublicKey* const key = m_importedKeys.GetKey(handle);
   if (key == nullptr) {
-    throw CCSPContextError("Key was not found in Imported Public Key List", static_cast<DWORD>(NTE_NO_KEY));
+    throw CCSPContextError("Key was not found in Imported Public Key List", NTE_NO_KEY);
   }
   return key;
 }
@@ -128,7 +128,7 @@ DWORD TELVOCSPContext::GetExchangeKeyHandle() const { return m_exchangeKeyHandle
 
 Certificate* TELVOCSPContext::GetDefaultCertificate() {
   if (m_hasCertificate == 0) {
-    throw CCSPContextError("Default Certificate not found", static_cast<DWORD>(NTE_NOT_FOUND));
+    throw CCSPContextError("Default Certificate not found", NTE_NOT_FOUND);
   }
   return &m_certificate;
 }
@@ -136,5 +136,5 @@ Certificate* TELVOCSPContext::GetDefaultCertificate() {
 DWORD TELVOCSPContext::GetKeyBits() {
   if (m_hasPrivateKey != 0) return static_cast<DWORD>(m_privateKey.GetModulusBits());
   if (m_hasPublicKey != 0) return static_cast<DWORD>(m_publicKey.GetModulusBits());
-  throw CCSPContextError("Key Pair does not exist", static_cast<DWORD>(NTE_NO_KEY));
+  throw CCSPContextError("Key Pair does not exist", NTE_NO_KEY);
 }

@@ -18,9 +18,14 @@
 
 namespace {
 
-[[noreturn]] void Fail(const std::string& message, DWORD code) { throw CCSPContextError(message, code); }
+constexpr DWORD kCancelled = static_cast<DWORD>(SCARD_W_CANCELLED_BY_USER);
 
-[[noreturn]] void FailCancelled() { Fail("User Interface cancelled by user", SCARD_W_CANCELLED_BY_USER); }
+template <typename Code>
+[[noreturn]] void Fail(const std::string& message, Code code) {
+  throw CCSPContextError(message, code);
+}
+
+[[noreturn]] void FailCancelled() { Fail("User Interface cancelled by user", kCancelled); }
 
 // The cached PIN as one step, so that a PIN which the watcher clears meanwhile is no PIN. Empty when there is none.
 WipedBuffer FetchPIN(CTELVOPINCache& cache) {
@@ -76,7 +81,7 @@ void TELVOCSPContext::TakePINCache() {
   if ((m_tokenInfo.GetFlags() & CKF_TOKEN_INITIALIZED) == 0) {
     g_contextLog.WriteLine("Token is not initialized");
     if (IsSilent(m_flags)) g_contextLog.WriteLine("CRYPT_SILENT is set");
-    Fail("The Smart Card is not properly initialized", static_cast<DWORD>(NTE_FAIL));
+    Fail("The Smart Card is not properly initialized", NTE_FAIL);
   }
   g_contextLog.WriteLine("Retrieving PIN cache");
   m_pinCache = g_pinCacheManager.GetPINCache(m_readerName, serial);
@@ -115,15 +120,14 @@ void TELVOCSPContext::LoginByDialog(LoginTurn& turn) {
   if (m_signPending != 0) {
     g_contextLog.WriteFormatted("this->m_errFlags = ", m_errFlags, "%08X", true);
     // Required: a test of bits and not a comparison.
-    if ((m_errFlags & DWORD{SCARD_W_CANCELLED_BY_USER}) != 0) {
+    if ((m_errFlags & kCancelled) != 0) {
       m_errFlags = 0;
       m_signPending = 0;
       FailCancelled();
     }
   }
   if (IsSilent(m_flags)) {
-    Fail("User is not logged in, No PIN Cache found and the current context is Silent",
-         static_cast<DWORD>(NTE_SILENT_CONTEXT));
+    Fail("User is not logged in, No PIN Cache found and the current context is Silent", NTE_SILENT_CONTEXT);
   }
   g_contextLog.WriteLine("Retrieving token name");
   m_tokenName = m_tokenInfo.GetLabel();
@@ -140,7 +144,7 @@ void TELVOCSPContext::LoginByDialog(LoginTurn& turn) {
     return dialog.DoModal();
   }();
   if (result == IDCANCEL) {
-    m_errFlags = m_signPending != 0 ? m_errFlags | DWORD{SCARD_W_CANCELLED_BY_USER} : 0;
+    m_errFlags = m_signPending != 0 ? m_errFlags | kCancelled : 0;
     m_signPending = 0;
     FailCancelled();
   }
@@ -208,7 +212,7 @@ void TELVOCSPContext::LoginWithNewPIN(const BYTE* pin, DWORD length, const Cache
         KeepPINOfOpenLogin(pin, length, cached);
         return;
       default:
-        Fail(error.GetText(), static_cast<DWORD>(NTE_FAIL));
+        Fail(error.GetText(), NTE_FAIL);
     }
   }
 }

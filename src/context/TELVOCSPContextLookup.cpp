@@ -10,9 +10,7 @@
 
 namespace {
 
-[[noreturn]] void ThrowBadKeySet(const std::string& message) {
-  throw CCSPContextError(message, static_cast<DWORD>(NTE_BAD_KEYSET));
-}
+[[noreturn]] void ThrowBadKeySet(const std::string& message) { throw CCSPContextError(message, NTE_BAD_KEYSET); }
 
 std::vector<BYTE> ReadID(CryptokiObject& object) {
   CK_ULONG length = 0;

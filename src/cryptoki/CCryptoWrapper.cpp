@@ -15,7 +15,7 @@ std::mutex g_mutex;
 boost::shared_ptr<TELVOCryptoki> CCryptoWrapper::GetCryptoki() {
   const std::lock_guard<std::mutex> lock(g_mutex);
   CCryptoWrapper& record = g_cryptoWrapper;
-  if (record.m_moduleName.empty()) throw CCSPContextError("PKCS#11 Module is not set", static_cast<DWORD>(NTE_FAIL));
+  if (record.m_moduleName.empty()) throw CCSPContextError("PKCS#11 Module is not set", NTE_FAIL);
   if (!record.m_functions) record.m_functions = boost::make_shared<CryptokiFunctions>(record.m_moduleName);
   record.m_functions->Load();
   if (!record.m_cryptoki) record.m_cryptoki = boost::make_shared<TELVOCryptoki>(record.m_functions);

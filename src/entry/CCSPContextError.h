@@ -12,7 +12,9 @@
 
 class CCSPContextError {
  public:
-  CCSPContextError(std::string message, DWORD code) : m_message(std::move(message)), m_code(code) {}
+  // The system's headers have some of the codes as signed numbers.
+  template <typename Code>
+  CCSPContextError(std::string message, Code code) : m_message(std::move(message)), m_code(static_cast<DWORD>(code)) {}
   CCSPContextError(const CCSPContextError&) = default;
   CCSPContextError& operator=(const CCSPContextError&) = default;
 

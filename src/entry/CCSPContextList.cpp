@@ -39,7 +39,7 @@ boost::shared_ptr<CCSPContext> CCSPContextList::FindContext(HCRYPTPROV handle) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto found = Find(handle);
   if (found == m_contexts.end()) {
-    throw CCSPContextError("The context does not exist", static_cast<DWORD>(NTE_BAD_UID));
+    throw CCSPContextError("The context does not exist", NTE_BAD_UID);
   }
   return *found;
 }

@@ -6,7 +6,7 @@ EntryFrame::EntryFrame(const char* function) : m_function(function) {
   g_entryLog.WriteLine(("\n" + std::string(function)).c_str());
 }
 
-BOOL EntryFrame::Refuse(const char* line, DWORD code) const {
+BOOL EntryFrame::RefuseWith(const char* line, DWORD code) {
   g_entryLog.WriteLine(line);
   SetLastError(code);
   return FALSE;
@@ -22,6 +22,4 @@ BOOL EntryFrame::Fail(const CCSPContextError& error) const {
   return Refuse(error.GetMessage().c_str(), error.GetCode());
 }
 
-BOOL EntryFrame::Fail(const CryptokiError& error) const {
-  return Refuse(error.GetText().c_str(), static_cast<DWORD>(NTE_FAIL));
-}
+BOOL EntryFrame::Fail(const CryptokiError& error) const { return Refuse(error.GetText().c_str(), NTE_FAIL); }

@@ -21,8 +21,11 @@ class EntryFrame {
   // Argument lines. A label reads "\tdwFlags: \t".
   void LogFlags(const char* label, DWORD value) const { g_entryLog.WriteFormatted(label, value, "%08X", true); }
 
-  // Ends the function: logs the line, sets the last error, false.
-  BOOL Refuse(const char* line, DWORD code) const;
+  // Ends the function: logs the line, sets the last error, false. The code is the system's constant, whatever its type.
+  template <typename Code>
+  BOOL Refuse(const char* line, Code code) const {
+    return RefuseWith(line, static_cast<DWORD>(code));
+  }
   // Ends the function: logs its success, sets the last error to 0, true.
   BOOL Succeed() const;
 
@@ -45,5 +48,7 @@ class EntryFrame {
   }
 
  private:
+  static BOOL RefuseWith(const char* line, DWORD code);
+
   const char* m_function;
 };

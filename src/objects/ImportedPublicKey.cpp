@@ -3,7 +3,7 @@
 #include "entry/CCSPContextError.h"
 
 PublicKey& ImportedPublicKey::GetPublicKey() {
-  if (m_valid == 0) throw CCSPContextError("Public Key state is invalid", static_cast<DWORD>(NTE_BAD_KEY_STATE));
+  if (m_valid == 0) throw CCSPContextError("Public Key state is invalid", NTE_BAD_KEY_STATE);
   return m_publicKey;
 }
 
