@@ -25,6 +25,7 @@ void CLoginEX::SetPINLimits(DWORD minimum, DWORD maximum) {
 int CLoginEX::GetResource() const { return IDD_LOGIN; }
 
 void CLoginEX::OnOpen(DialogView& view) {
+  m_edit.OnOpen();
   view.SetSmallIcon(IDI_PROVIDER);
   ShowTitle(view);
   view.LimitText(IDC_PIN_EDIT, m_maximumLength);

@@ -101,6 +101,11 @@ void CSecureEditEx::SetPlainText(DialogView& view, const char* text) {
   ShowAsterisks(view);
 }
 
+void CSecureEditEx::OnOpen() {
+  m_store.clear();
+  m_length = 0;
+}
+
 void CSecureEditEx::OnUpdate(DialogView& view) {
   const std::size_t length = view.GetTextLength(m_control);
   if (m_secureMode == 0) {

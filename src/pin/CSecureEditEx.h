@@ -39,6 +39,8 @@ class CSecureEditEx {
 
   int GetControl() const { return m_control; }
 
+  // The window is new and empty: forgets what was entered into an earlier one.
+  void OnOpen();
   void OnUpdate(DialogView& view);
   void BeforeInput(DialogView& view, UINT message, WPARAM key);
   void AfterInput(DialogView& view, UINT message);

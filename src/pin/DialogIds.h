@@ -30,7 +30,8 @@
 #define IDS_STRONG 118
 #define IDS_VERY_STRONG 119
 
-// Both login dialogs.
+// Both login dialogs. In IDD_LOGIN_KEYBOARD the edit has no password style, as the PIN can be revealed there; what
+// keeps it out of sight are the asterisks that stand in the window's text.
 #define IDC_LOGIN 1001     // button
 #define IDC_PIN_EDIT 1002  // edit
 

@@ -1,0 +1,51 @@
+// CCLoginDlg: the larger login dialog, with an on-screen keyboard and a way into the change of the PIN. For a caller to
+// take up: the provider itself logs in through CLoginEX.
+//
+// The result is 2 when the user cancelled and 1 when the dialog was closed otherwise. A login that fails in another way
+// than by a wrong PIN raises CCSPContextError NTE_FAIL, "Log-in Failed".
+#pragma once
+
+#include "common/Platform.h"
+
+#include <array>
+#include <vector>
+
+#include "pin/CVirtualNumBtn.h"
+#include "pin/LoginDialog.h"
+#include "pin/PINChange.h"
+
+class CCLoginDlg : public LoginDialog {
+ public:
+  CCLoginDlg();
+
+  // The dialog behind "Change PIN" and "change after the login", not owned; with null nothing is opened.
+  void SetPINChange(PINChange* change) { m_change = change; }
+
+  int GetResource() const override;
+  void OnOpen(DialogView& view) override;
+  void OnCommand(DialogView& view, int control, UINT notification) override;
+
+  // The labels for the digit row, from the last to the first. This dialog does not give them to its keys.
+  const std::vector<KeyLabels>& GetKeyLabels() const { return m_keyLabels; }
+
+ private:
+  void OnClicked(DialogView& view, int control);
+  void AdjustHeight(DialogView& view) const;
+  void ApplyReveal(DialogView& view);
+  void ApplyChangeAfterLogin(DialogView& view);
+  void OnPINChanged(DialogView& view) const;
+  void OnChangePIN(DialogView& view) const;
+  PINChangeRequest MakeRequest() const;
+  void PressKey(DialogView& view, int control) const;
+
+  void OnLogin(DialogView& view);
+  void LogIn(DialogView& view, BYTE* pin, DWORD length) const;
+  void OnLoginError(DialogView& view, DWORD code) const;
+  void Lock(DialogView& view) const;
+
+  PINChange* m_change = nullptr;
+  std::vector<KeyLabels> m_keyLabels;
+  std::array<CVirtualNumBtn, 10> m_digitKeys;
+  const CSecureEditEx* m_activeEdit = nullptr;
+  bool m_changeAfterLogin = false;
+};
