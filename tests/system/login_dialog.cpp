@@ -85,7 +85,7 @@ TEST_F(LoginDialogTest, TheRightPinEndsWith1AndFillsTheCache) {
 
 TEST_F(LoginDialogTest, ThePinCanBeTypedOnTheKeyboardAndEndedWithEnter) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
-              for (const BYTE digit : {'1', '2', '3', '4', '5', '6'}) user.PressKey(digit);
+              for (BYTE digit = '1'; digit <= '6'; ++digit) user.PressKey(digit);
               user.PressKey(VK_RETURN);
               DialogDriver::WaitFor("the end of the dialog", [&] { return IsWindow(user.Window()) == FALSE; });
             }));
@@ -210,7 +210,7 @@ TEST_F(LoginDialogTest, CharactersAreInsertedAndDeletedAtTheCaret) {
 }
 
 TEST_F(LoginDialogTest, ShiftWithEndOrHomeEmptiesTheField) {
-  for (const BYTE key : {VK_END, VK_HOME}) {
+  for (const BYTE key : {BYTE{VK_END}, BYTE{VK_HOME}}) {
     EXPECT_EQ(1, Show([&](DialogDriver& user) {
                 user.Type(kPin, "98765");
                 user.HoldKey(VK_SHIFT);
