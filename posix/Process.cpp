@@ -1,4 +1,4 @@
-// The running process.
+// The running process and the system that it runs on.
 #include <windows.h>
 
 #include <unistd.h>
@@ -12,3 +12,16 @@ DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size) {
 }
 
 DWORD GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
+
+BOOL GetVersionExA(OSVERSIONINFOA* version) {
+  if (version->dwOSVersionInfoSize != sizeof(*version)) {
+    SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    return FALSE;
+  }
+  version->dwMajorVersion = 6;
+  version->dwMinorVersion = 1;
+  version->dwBuildNumber = 7601;
+  version->dwPlatformId = 2;  // VER_PLATFORM_WIN32_NT
+  version->szCSDVersion[0] = '\0';
+  return TRUE;
+}

@@ -8,6 +8,21 @@ using HCRYPTKEY = ULONG_PTR;
 using HCRYPTHASH = ULONG_PTR;
 using ALG_ID = unsigned int;
 
+using HCERTSTORE = void*;
+using PCCERT_CONTEXT = const struct CERT_CONTEXT*;
+
+constexpr ALG_ID CALG_MD5 = 0x8003;
+constexpr ALG_ID CALG_SHA1 = 0x8004;
+constexpr ALG_ID CALG_SSL3_SHAMD5 = 0x8008;
+constexpr ALG_ID CALG_SHA_256 = 0x800C;
+constexpr ALG_ID CALG_SHA_512 = 0x800E;
+constexpr ALG_ID CALG_RSA_SIGN = 0x2400;
+constexpr ALG_ID CALG_RSA_KEYX = 0xA400;
+constexpr ALG_ID CALG_DES = 0x6601;
+constexpr ALG_ID CALG_3DES = 0x6603;
+constexpr ALG_ID CALG_3DES_112 = 0x6609;
+constexpr ALG_ID CALG_AES_128 = 0x660E;
+
 constexpr DWORD CRYPT_VERIFYCONTEXT = 0xF0000000;
 constexpr DWORD CRYPT_NEWKEYSET = 0x00000008;
 constexpr DWORD CRYPT_DELETEKEYSET = 0x00000010;

@@ -15,12 +15,15 @@ using LONG = std::int32_t;
 using CHAR = char;
 using LPSTR = char*;
 using LPCSTR = const char*;
+using LPCWSTR = const wchar_t*;
 using LPBYTE = BYTE*;
 using LPDWORD = DWORD*;
 using LPVOID = void*;
+using LPCVOID = const void*;
 using INT_PTR = std::intptr_t;
 using UINT_PTR = std::uintptr_t;
 using ULONG_PTR = std::uintptr_t;
+using SIZE_T = std::size_t;
 using WPARAM = UINT_PTR;
 using LPARAM = INT_PTR;
 using COLORREF = DWORD;
@@ -47,6 +50,7 @@ constexpr DWORD ERROR_ACCESS_DENIED = 5;
 constexpr DWORD ERROR_INVALID_HANDLE = 6;
 constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 constexpr DWORD ERROR_CALL_NOT_IMPLEMENTED = 120;
+constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 constexpr DWORD ERROR_MORE_DATA = 234;
@@ -70,6 +74,11 @@ constexpr DWORD NTE_INTERNAL_ERROR = 0x8009002D;
 constexpr LONG SCARD_S_SUCCESS = 0;
 constexpr DWORD SCARD_E_CANCELLED = 0x80100002;
 constexpr DWORD SCARD_E_INVALID_HANDLE = 0x80100003;
+constexpr DWORD SCARD_E_INVALID_PARAMETER = 0x80100004;
+constexpr DWORD SCARD_E_NO_MEMORY = 0x80100006;
+constexpr DWORD SCARD_E_INSUFFICIENT_BUFFER = 0x80100008;
+constexpr DWORD SCARD_E_UNKNOWN_READER = 0x80100009;
+constexpr DWORD SCARD_E_TIMEOUT = 0x8010000A;
 constexpr DWORD SCARD_E_NO_SERVICE = 0x8010001D;
 constexpr DWORD SCARD_E_NO_READERS_AVAILABLE = 0x8010002E;
 constexpr DWORD SCARD_W_WRONG_CHV = 0x8010006B;
@@ -92,13 +101,36 @@ FARPROC GetProcAddress(HMODULE module, LPCSTR name);
 BOOL FreeLibrary(HMODULE module);
 
 // Named mutexes (Mutex.cpp), as far as they are described there.
+HANDLE CreateMutexA(void* security, BOOL initialOwner, LPCSTR name);
+BOOL ReleaseMutex(HANDLE mutex);
+
+// Threads and events (Threads.cpp). A thread is terminated where it next sleeps or waits, and the call returns when it
+// is gone. Events are reset by hand, which is to say never, and unset at first. A wait for several is for any of them.
+constexpr DWORD INFINITE = 0xFFFFFFFF;
 constexpr DWORD WAIT_OBJECT_0 = 0;
 constexpr DWORD WAIT_ABANDONED = 0x80;
 constexpr DWORD WAIT_TIMEOUT = 258;
-HANDLE CreateMutexA(void* security, BOOL initialOwner, LPCSTR name);
+using LPTHREAD_START_ROUTINE = DWORD (*)(LPVOID);
+HANDLE CreateThread(void* security, SIZE_T stackSize, LPTHREAD_START_ROUTINE routine, LPVOID argument, DWORD flags,
+                    LPDWORD id);
+BOOL TerminateThread(HANDLE thread, DWORD exitCode);
+void Sleep(DWORD milliseconds);
+HANDLE CreateEventA(void* security, BOOL manualReset, BOOL initialState, LPCSTR name);
+BOOL SetEvent(HANDLE event);
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
-BOOL ReleaseMutex(HANDLE mutex);
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds);
 BOOL CloseHandle(HANDLE handle);
+
+// The version of the system (Process.cpp): 6.1 on the host. Fails with a size other than the structure's.
+struct OSVERSIONINFOA {
+  DWORD dwOSVersionInfoSize;
+  DWORD dwMajorVersion;
+  DWORD dwMinorVersion;
+  DWORD dwBuildNumber;
+  DWORD dwPlatformId;
+  CHAR szCSDVersion[128];
+};
+BOOL GetVersionExA(OSVERSIONINFOA* version);
 
 // Registry (Registry.cpp): a text file named by the environment variable TELVO_REGISTRY, described there.
 #define HKEY_LOCAL_MACHINE (reinterpret_cast<HKEY>(static_cast<std::uintptr_t>(0x80000002U)))

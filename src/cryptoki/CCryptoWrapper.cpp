@@ -1,10 +1,19 @@
 #include "cryptoki/CCryptoWrapper.h"
 
 #include <boost/make_shared.hpp>
+#include <mutex>
 
 #include "entry/CCSPContextError.h"
 
+namespace {
+
+// Outside the record, so that a record can be copied and is never waited for at the end of the process.
+std::mutex g_mutex;
+
+}  // namespace
+
 boost::shared_ptr<TELVOCryptoki> CCryptoWrapper::GetCryptoki() {
+  const std::lock_guard<std::mutex> lock(g_mutex);
   CCryptoWrapper& record = g_cryptoWrapper;
   if (record.m_moduleName.empty()) throw CCSPContextError("PKCS#11 Module is not set", static_cast<DWORD>(NTE_FAIL));
   if (!record.m_functions) record.m_functions = boost::make_shared<CryptokiFunctions>(record.m_moduleName);
@@ -16,7 +25,11 @@ boost::shared_ptr<TELVOCryptoki> CCryptoWrapper::GetCryptoki() {
 }
 
 void CCryptoWrapper::Release() {
+  const std::lock_guard<std::mutex> lock(g_mutex);
   if (g_cryptoWrapper.m_useCount > 0) --g_cryptoWrapper.m_useCount;
 }
 
-DWORD CCryptoWrapper::GetUseCount() { return g_cryptoWrapper.m_useCount; }
+DWORD CCryptoWrapper::GetUseCount() {
+  const std::lock_guard<std::mutex> lock(g_mutex);
+  return g_cryptoWrapper.m_useCount;
+}

@@ -1,5 +1,6 @@
 #include "cryptoki/Cryptoki.h"
 
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -7,6 +8,13 @@
 #include "cryptoki/DecodeText.h"
 #include "cryptoki/ReadList.h"
 #include "log/Logs.h"
+
+namespace {
+
+// The lists and the last result of the one object that all contexts share.
+std::mutex g_mutex;
+
+}  // namespace
 
 Cryptoki::Cryptoki(boost::shared_ptr<CryptokiInterface> cryptoki) {
   ICryptokiSettable::SetCryptoki(std::move(cryptoki));
@@ -20,11 +28,13 @@ void Cryptoki::Keep(CK_RV result) {
 }
 
 void Cryptoki::Initialize() {
+  const std::lock_guard<std::mutex> lock(g_mutex);
   m_lastResult = Module().C_Initialize(nullptr);
   if (m_lastResult != CKR_CRYPTOKI_ALREADY_INITIALIZED) Check(m_lastResult);
 }
 
 CryptokiInfo Cryptoki::GetInfo() {
+  const std::lock_guard<std::mutex> lock(g_mutex);
   CK_INFO raw = {};
   Keep(Module().C_GetInfo(&raw));
   CryptokiInfo info;
@@ -47,6 +57,7 @@ std::list<Slot> Cryptoki::GetAllSlots() {
 
 template <typename ReadInfo>
 std::list<Slot> Cryptoki::ListSlots(CK_BBOOL tokenPresent, std::list<Slot>& slots, ReadInfo readInfo) {
+  const std::lock_guard<std::mutex> lock(g_mutex);
   CryptokiInterface& module = Module();
   CK_ULONG count = 0;
   Keep(module.C_GetSlotList(tokenPresent, nullptr, &count));

@@ -73,6 +73,12 @@ void CryptokiFunctions::Reinitialize() {
 
 template <typename Body>
 CK_RV CryptokiFunctions::Forward(Body body) {
+  const std::lock_guard<std::mutex> gate(m_gate);
+  return ForwardPastTheGate(body);
+}
+
+template <typename Body>
+CK_RV CryptokiFunctions::ForwardPastTheGate(Body body) {
   CK_RV result = CKR_CRYPTOKI_NOT_INITIALIZED;
   g_lastResult = result;
   if (m_functions == nullptr) return result;
@@ -107,4 +113,9 @@ CK_RV CryptokiFunctions::C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE
   return ForwardLogin(session, [&](CK_FUNCTION_LIST& table) {
     return reinterpret_cast<ExtendedFunctionList&>(table).C_LoginExtended(session, user, pin, pinLen);
   });
+}
+
+// It may wait for a card as long as it takes; nobody waits behind it.
+CK_RV CryptokiFunctions::C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID_PTR slot, CK_VOID_PTR reserved) {
+  return ForwardPastTheGate([&](CK_FUNCTION_LIST& table) { return table.C_WaitForSlotEvent(flags, slot, reserved); });
 }

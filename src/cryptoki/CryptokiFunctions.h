@@ -9,6 +9,7 @@
 #include "common/Platform.h"
 
 #include <atomic>
+#include <mutex>
 #include <string>
 
 #include "cryptoki/CryptokiInterface.h"
@@ -38,11 +39,15 @@ class CryptokiFunctions : public CryptokiInterface {
   CK_RV C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) override;
 
  private:
+  // One call at a time: the module is initialised without locking.
   template <typename Body>
   CK_RV Forward(Body body);
   template <typename Body>
+  CK_RV ForwardPastTheGate(Body body);
+  template <typename Body>
   CK_RV ForwardLogin(CK_SESSION_HANDLE session, Body body);
 
+  std::mutex m_gate;
   HMODULE m_module = nullptr;
   CK_FUNCTION_LIST* m_functions = nullptr;
 };

@@ -1,7 +1,9 @@
 // Every process-wide object of the provider, in the order in which they come up. Within one file the language
 // promises that order; across files it does not.
 #include "common/LibraryInstance.h"
+#include "context/UnplugThreadManager.h"
 #include "cryptoki/CCryptoWrapper.h"
+#include "entry/CCSPContextList.h"
 #include "log/Logs.h"
 #include "pin/PINCacheManager.h"
 
@@ -18,11 +20,13 @@ CCSPLog g_entryLog(kLineLimit);
 HINSTANCE g_libraryInstance = nullptr;
 
 CCryptoWrapper g_cryptoWrapper;
+CCSPContextList g_contextList;
 
 CCSPLog g_changePwdLog(kLineLimit);
 CCSPLog g_contextLog(kLineLimit);
 
 PINCacheManager g_pinCacheManager;
+UnplugThreadManager g_unplugThreadManager;
 
 CCSPLog g_hashLog(kNoLineLimit);
 CCSPLog g_loginLog(kLineLimit);

@@ -15,9 +15,17 @@ class LoginTurn {
   LoginTurn(const LoginTurn&) = delete;
   LoginTurn& operator=(const LoginTurn&) = delete;
 
-  // Gives the turn back, and waits for it again.
-  void Release() { m_lock.unlock(); }
-  void Take() { m_lock.lock(); }
+  // Gives a turn back while it lives, and waits for it again at its end.
+  class Pause {
+   public:
+    explicit Pause(LoginTurn& turn) : m_lock(turn.m_lock) { m_lock.unlock(); }
+    ~Pause() { m_lock.lock(); }
+    Pause(const Pause&) = delete;
+    Pause& operator=(const Pause&) = delete;
+
+   private:
+    std::unique_lock<std::mutex>& m_lock;
+  };
 
  private:
   static std::mutex& Mutex() {

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <future>
 #include <gtest/gtest.h>
 #include <thread>
@@ -25,19 +26,16 @@ TEST(LoginTurnTest, OneThreadAtATimeHasIt) {
   EXPECT_EQ(1, most);
 }
 
-TEST(LoginTurnTest, AReleasedTurnIsAnotherThreadsUntilItIsTakenAgain) {
+TEST(LoginTurnTest, APausedTurnIsAnotherThreadsUntilThePauseIsOver) {
   LoginTurn turn;
-  turn.Release();
-  std::async(std::launch::async, [] { const LoginTurn other; }).get();
-  turn.Take();
-}
-
-TEST(LoginTurnTest, ATurnThatWasReleasedIsNotGivenBackTwice) {
   {
-    LoginTurn turn;
-    turn.Release();
+    const LoginTurn::Pause pause(turn);
+    std::async(std::launch::async, [] { const LoginTurn other; }).get();
   }
-  const LoginTurn next;
+  auto waiting = std::async(std::launch::async, [] { const LoginTurn other; });
+  EXPECT_EQ(std::future_status::timeout, waiting.wait_for(std::chrono::milliseconds(20)));
+  const LoginTurn::Pause pause(turn);
+  waiting.get();
 }
 
 }  // namespace

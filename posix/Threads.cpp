@@ -1,0 +1,168 @@
+// Threads, events and waiting for them.
+#include <cerrno>
+#include <ctime>
+#include <memory>
+#include <mutex>
+#include <pthread.h>
+#include <utility>
+
+#include "Handles.h"
+
+namespace {
+
+// Every event and every thread is signalled or not, and one mutex guards them all: there are few of them, and a wait
+// for several is then a wait for one condition. Both are constant-initialised, as waits happen while static objects go
+// down.
+std::mutex g_stateMutex;
+pthread_cond_t g_stateChanged = PTHREAD_COND_INITIALIZER;
+
+timespec After(DWORD milliseconds) {
+  timespec time = {};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  time.tv_sec += static_cast<time_t>(milliseconds / 1000);
+  time.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000;
+  if (time.tv_nsec >= 1000000000) {
+    time.tv_nsec -= 1000000000;
+    ++time.tv_sec;
+  }
+  return time;
+}
+
+// Waits until reached(), which is called under the lock, at most `milliseconds`; returns whether it came to that.
+template <typename Reached>
+bool WaitUntil(Reached reached, DWORD milliseconds) {
+  const timespec end = After(milliseconds == INFINITE ? 0 : milliseconds);
+  const std::lock_guard<std::mutex> lock(g_stateMutex);
+  while (!reached()) {
+    if (milliseconds == INFINITE) {
+      pthread_cond_wait(&g_stateChanged, g_stateMutex.native_handle());
+    } else if (pthread_cond_clockwait(&g_stateChanged, g_stateMutex.native_handle(), CLOCK_MONOTONIC, &end) ==
+               ETIMEDOUT) {
+      return reached();
+    }
+  }
+  return true;
+}
+
+// A state that is set once: what an event of manual reset and a thread have in common.
+class Signal {
+ public:
+  void Set() {
+    const std::lock_guard<std::mutex> lock(g_stateMutex);
+    m_set = true;
+    pthread_cond_broadcast(&g_stateChanged);
+  }
+  bool IsSet() const { return m_set; }  // under g_stateMutex
+
+ private:
+  bool m_set = false;
+};
+
+class SignalledHandle : public HostHandle {
+ public:
+  virtual const Signal& GetSignal() const = 0;
+  DWORD Wait(DWORD milliseconds) final {
+    return WaitUntil([this] { return GetSignal().IsSet(); }, milliseconds) ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
+  }
+
+ protected:
+  ~SignalledHandle() = default;
+};
+
+class Event final : public SignalledHandle {
+ public:
+  const Signal& GetSignal() const override { return m_signal; }
+  void Close() override { const std::unique_ptr<Event> owned(this); }
+  void Set() { m_signal.Set(); }
+
+ private:
+  Signal m_signal;
+};
+
+class Thread final : public SignalledHandle {
+ public:
+  ~Thread() {
+    if (m_started && !m_joined) pthread_detach(m_thread);
+  }
+  const Signal& GetSignal() const override { return *m_ended; }
+  void Close() override { const std::unique_ptr<Thread> owned(this); }
+
+  bool Start(LPTHREAD_START_ROUTINE routine, LPVOID argument) {
+    auto start = std::make_unique<StartRecord>(StartRecord{routine, argument, m_ended});
+    m_started = pthread_create(&m_thread, nullptr, &Run, start.get()) == 0;
+    if (m_started) static_cast<void>(start.release());  // the thread's now
+    return m_started;
+  }
+
+  void Terminate() {
+    if (m_joined) return;
+    pthread_cancel(m_thread);
+    pthread_join(m_thread, nullptr);
+    m_joined = true;
+  }
+
+ private:
+  struct StartRecord {
+    LPTHREAD_START_ROUTINE routine;
+    LPVOID argument;
+    std::shared_ptr<Signal> ended;
+    ~StartRecord() {
+      if (ended) ended->Set();
+    }
+  };
+
+  static void* Run(void* argument) {
+    const std::unique_ptr<StartRecord> start(static_cast<StartRecord*>(argument));
+    start->routine(start->argument);
+    return nullptr;
+  }
+
+  std::shared_ptr<Signal> m_ended = std::make_shared<Signal>();
+  pthread_t m_thread = {};
+  bool m_started = false;
+  bool m_joined = false;
+};
+
+}  // namespace
+
+HANDLE CreateThread(void*, SIZE_T, LPTHREAD_START_ROUTINE routine, LPVOID argument, DWORD, LPDWORD) {
+  auto thread = std::make_unique<Thread>();
+  return thread->Start(routine, argument) ? ToHandle(thread.release()) : nullptr;
+}
+
+BOOL TerminateThread(HANDLE thread, DWORD) {
+  static_cast<Thread*>(FromHandle(thread))->Terminate();
+  return TRUE;
+}
+
+void Sleep(DWORD milliseconds) {
+  if (milliseconds == INFINITE) WaitUntil([] { return false; }, INFINITE);
+  const timespec end = After(milliseconds);
+  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+  }
+}
+
+HANDLE CreateEventA(void*, BOOL, BOOL, LPCSTR) { return ToHandle(std::make_unique<Event>().release()); }
+
+BOOL SetEvent(HANDLE event) {
+  static_cast<Event*>(FromHandle(event))->Set();
+  return TRUE;
+}
+
+DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) { return FromHandle(handle)->Wait(milliseconds); }
+
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL, DWORD milliseconds) {
+  DWORD reached = 0;
+  const auto anySet = [&] {
+    for (reached = 0; reached < count; ++reached) {
+      if (static_cast<SignalledHandle*>(FromHandle(handles[reached]))->GetSignal().IsSet()) return true;
+    }
+    return false;
+  };
+  return WaitUntil(anySet, milliseconds) ? WAIT_OBJECT_0 + reached : WAIT_TIMEOUT;
+}
+
+BOOL CloseHandle(HANDLE handle) {
+  FromHandle(handle)->Close();
+  return TRUE;
+}

@@ -1,0 +1,128 @@
+#include "context/CCSPContext.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "context/CheckAcquireFlags.h"
+#include "context/ContainerName.h"
+#include "entry/CCSPContextError.h"
+#include "objects/CCSPHash.h"
+#include "objects/CCSPSecretKey.h"
+#include "resources/LoadText.h"
+
+namespace {
+
+constexpr UINT kProviderName = 104;
+
+[[noreturn]] void ThrowNoHash() {
+  throw CCSPContextError("Hash not found in this context", static_cast<DWORD>(NTE_BAD_HASH));
+}
+
+[[noreturn]] void ThrowNoKey() {
+  throw CCSPContextError("Symmetric Key not found in this context", static_cast<DWORD>(NTE_NO_KEY));
+}
+
+template <typename Item>
+typename std::list<Item>::const_iterator SamePlace(const std::list<Item>& from,
+                                                   typename std::list<Item>::const_iterator place,
+                                                   const std::list<Item>& to) {
+  return std::next(to.begin(), std::distance(from.begin(), place));
+}
+
+auto HasHashID(DWORD id) {
+  return [id](const boost::shared_ptr<CCSPHash>& hash) { return hash->GetHashID() == id; };
+}
+
+auto HasKeyID(DWORD id) {
+  return [id](const boost::shared_ptr<CCSPSecretKey>& key) { return key->GetKeyID() == id; };
+}
+
+// The first match goes, and no other.
+template <typename List, typename Predicate>
+void EraseFirst(List& list, Predicate predicate) {
+  const auto found = std::find_if(list.begin(), list.end(), predicate);
+  if (found != list.end()) list.erase(found);
+}
+
+}  // namespace
+
+CCSPContext::CCSPContext(HINSTANCE resourceHandle)
+    : m_algorithms(AllAlgorithms()), m_resourceHandle(resourceHandle), m_providerName(LoadText(kProviderName)) {
+  m_algEnumIterator = m_algorithms.begin();
+  m_algExEnumIterator = m_algorithms.begin();
+  m_certEnumIterator = m_certificates.end();
+}
+
+CCSPContext::CCSPContext(const char* name, DWORD flags) : CCSPContext(nullptr) { TakeName(name, flags); }
+
+CCSPContext::CCSPContext(const CCSPContext& other)
+    : m_algorithms(other.m_algorithms),
+      m_certificates(other.m_certificates),
+      m_flags(other.m_flags),
+      m_containerName(other.m_containerName),
+      m_readerName(other.m_readerName),
+      m_tokenName(other.m_tokenName),
+      m_handle(other.m_handle),
+      m_resourceHandle(other.m_resourceHandle),
+      m_providerName(other.m_providerName),
+      m_hashes(other.m_hashes),
+      m_secretKeys(other.m_secretKeys),
+      m_pinCache(other.m_pinCache),
+      m_importedKeys(other.m_importedKeys) {
+  m_algEnumIterator = SamePlace(other.m_algorithms, other.m_algEnumIterator, m_algorithms);
+  m_algExEnumIterator = SamePlace(other.m_algorithms, other.m_algExEnumIterator, m_algorithms);
+  m_certEnumIterator = m_certificates.end();
+}
+
+CCSPContext::~CCSPContext() = default;
+
+void CCSPContext::TakeName(const char* name, DWORD flags) {
+  CheckAcquireFlags(name, flags);
+  ParseContainerName(name, m_readerName, m_containerName);
+  m_flags = flags;
+}
+
+DWORD CCSPContext::GetHandle() const { return m_handle; }
+void CCSPContext::SetHandle(DWORD handle) { m_handle = handle; }
+std::string CCSPContext::GetReaderName() const { return m_readerName; }
+std::string CCSPContext::GetContainerName() const { return m_containerName; }
+std::string CCSPContext::GetTokenName() const { return m_tokenName; }
+DWORD CCSPContext::GetFlags() const { return m_flags; }
+std::string CCSPContext::GetProviderName() const { return m_providerName; }
+
+void CCSPContext::AddHash(const boost::shared_ptr<CCSPHash>& hash) { m_hashes.push_back(hash); }
+
+void CCSPContext::RemoveHash(DWORD handle) {
+  if (m_hashes.empty()) ThrowNoHash();
+  EraseFirst(m_hashes, HasHashID(handle));
+}
+
+void CCSPContext::RemoveHash(const boost::shared_ptr<CCSPHash>& hash) {
+  if (m_hashes.empty()) ThrowNoHash();
+  EraseFirst(m_hashes, HasHashID(hash->GetHashID()));
+}
+
+boost::shared_ptr<CCSPHash> CCSPContext::GetHash(DWORD handle) {
+  const auto found = std::find_if(m_hashes.begin(), m_hashes.end(), HasHashID(handle));
+  if (found == m_hashes.end()) ThrowNoHash();
+  return *found;
+}
+
+void CCSPContext::AddSecretKey(const boost::shared_ptr<CCSPSecretKey>& key) { m_secretKeys.push_back(key); }
+
+void CCSPContext::RemoveSecretKey(DWORD handle) {
+  EraseFirst(m_secretKeys, HasKeyID(handle));
+  m_importedKeys.RemoveKey(handle);
+}
+
+void CCSPContext::RemoveSecretKey(const CCSPSecretKey* key) {
+  if (key == nullptr) return;
+  if (m_secretKeys.empty()) ThrowNoKey();
+  EraseFirst(m_secretKeys, HasKeyID(key->GetKeyID()));
+}
+
+boost::shared_ptr<CCSPSecretKey> CCSPContext::GetSecretKey(DWORD handle) {
+  const auto found = std::find_if(m_secretKeys.begin(), m_secretKeys.end(), HasKeyID(handle));
+  if (found == m_secretKeys.end()) ThrowNoKey();
+  return *found;
+}

@@ -1,0 +1,140 @@
+#include "context/TELVOCSPContext.h"
+
+#include <algorithm>
+#include <boost/make_shared.hpp>
+#include <cstdlib>
+#include <ctime>
+#include <utility>
+
+#include "entry/CCSPContextError.h"
+#include "log/Logs.h"
+#include "objects/CCSPSecretKey.h"
+
+TELVOCSPContext::TELVOCSPContext(HINSTANCE resourceHandle) : CCSPContext(resourceHandle), m_token(0) {}
+
+TELVOCSPContext::TELVOCSPContext(const char* name, DWORD flags, boost::shared_ptr<Cryptoki> cryptoki)
+    : CCSPContext(name, flags), m_cryptoki(std::move(cryptoki)), m_token(0) {}
+
+TELVOCSPContext::TELVOCSPContext(const TELVOCSPContext& other)
+    : CCSPContext(other),
+      m_noCardPrompt(other.m_noCardPrompt),
+      m_cryptoki(other.m_cryptoki),
+      m_objects(other.m_objects),
+      m_certificate(other.m_certificate),
+      m_publicKey(other.m_publicKey),
+      m_privateKey(other.m_privateKey),
+      m_session(other.m_session),
+      m_tokenInfo(other.m_tokenInfo),
+      m_token(other.m_token),
+      m_slots(other.m_slots),
+      m_hasCertificate(other.m_hasCertificate),
+      m_hasPrivateKey(other.m_hasPrivateKey),
+      m_hasPublicKey(other.m_hasPublicKey),
+      m_exchangeKeyHandle(other.m_exchangeKeyHandle),
+      m_signatureKeyHandle(other.m_signatureKeyHandle) {}
+
+TELVOCSPContext::~TELVOCSPContext() = default;
+
+boost::shared_ptr<CCSPContext> TELVOCSPContext::Copy() const { return boost::make_shared<TELVOCSPContext>(*this); }
+
+bool TELVOCSPContext::IsOnlyOwnerOfSession() const { return m_session.use_count() == 1; }
+
+Session* TELVOCSPContext::GetSession() const { return m_session.get(); }
+
+Session& TELVOCSPContext::OpenedSession() const {
+  if (!m_session) throw CCSPContextError("The context has no session", static_cast<DWORD>(NTE_FAIL));
+  return *m_session;
+}
+
+void TELVOCSPContext::SetContainer(const char* name, DWORD flags) { TakeName(name, flags); }
+
+bool TELVOCSPContext::IsLoggedIn() { return OpenedSession().IsLoggedIn(); }
+
+void TELVOCSPContext::Logout() {
+  try {
+    if (IsLoggedIn()) OpenedSession().Logout();
+  } catch (...) {
+    // A token that cannot be logged out is as good as logged out to whoever asks for it.
+  }
+}
+
+void TELVOCSPContext::CloseSession() {
+  try {
+    if (m_session) m_session->Close();
+  } catch (...) {
+    g_contextLog.WriteLine("Exception happened while closing session");
+  }
+}
+
+void TELVOCSPContext::RemoveSecretKey(DWORD handle) {
+  const auto found = std::find_if(m_secretKeys.begin(), m_secretKeys.end(),
+                                  [handle](const auto& key) { return key->GetKeyID() == handle; });
+  if (found != m_secretKeys.end()) (*found)->DestroyObject();
+  CCSPContext::RemoveSecretKey(handle);
+}
+
+void TELVOCSPContext::RemoveSecretKey(const CCSPSecretKey* key) { CCSPContext::RemoveSecretKey(key); }
+
+void TELVOCSPContext::Reserved() {}
+
+void TELVOCSPContext::GenerateRandom(BYTE* buffer, DWORD length) {
+  if (buffer == nullptr || length == 0) return;
+  OpenedSession().GenerateRandom(buffer, length);
+}
+
+PublicKey* TELVOCSPContext::GetImportedPublicKey(DWORD handle) {
+  PublicKey* const key = m_importedKeys.GetKey(handle);
+  if (key == nullptr) {
+    throw CCSPContextError("Key was not found in Imported Public Key List", static_cast<DWORD>(NTE_NO_KEY));
+  }
+  return key;
+}
+
+TokenInfo TELVOCSPContext::GetTokenInfo() {
+  m_tokenInfo = m_token.GetTokenInfo();
+  return m_tokenInfo;
+}
+
+void TELVOCSPContext::DeleteContainer() {
+  if ((m_flags & CRYPT_DELETEKEYSET) == 0 || m_containerName.empty()) return;
+  if (m_hasCertificate != 0) {
+    if (m_certificate.HasPublicKey()) CryptokiObject(m_certificate.GetPublicKey()).Destroy();
+    if (m_certificate.HasPrivateKey()) CryptokiObject(m_certificate.GetPrivateKey()).Destroy();
+    m_certificate.Destroy();
+    return;
+  }
+  // Required: only here do the flags change, and before the object is gone.
+  if (std::exchange(m_hasPrivateKey, 0) != 0) m_privateKey.Destroy();
+  if (std::exchange(m_hasPublicKey, 0) != 0) m_publicKey.Destroy();
+}
+
+DWORD TELVOCSPContext::HasCertificate() const { return m_hasCertificate; }
+DWORD TELVOCSPContext::HasPublicKey() const { return m_hasPublicKey; }
+DWORD TELVOCSPContext::HasPrivateKey() const { return m_hasPrivateKey; }
+
+// The handles are labels, not secrets; they start from what the context's own handle leads to.
+// NOLINTBEGIN(cert-msc30-c,cert-msc50-cpp,cert-msc51-cpp,cert-msc32-c)
+void TELVOCSPContext::AssignKeyHandles() {
+  constexpr DWORD kModulus = 0xFFFFFFFF;
+  const auto draw = [] { return static_cast<DWORD>(std::rand()); };
+  std::srand(m_handle > 0 ? draw() % m_handle : static_cast<DWORD>(std::time(nullptr)));
+  if (m_exchangeKeyHandle == 0) m_exchangeKeyHandle = draw() % kModulus;
+  if (m_signatureKeyHandle == 0) m_signatureKeyHandle = draw() % kModulus;
+}
+// NOLINTEND(cert-msc30-c,cert-msc50-cpp,cert-msc51-cpp,cert-msc32-c)
+
+DWORD TELVOCSPContext::GetSignatureKeyHandle() const { return m_signatureKeyHandle; }
+DWORD TELVOCSPContext::GetExchangeKeyHandle() const { return m_exchangeKeyHandle; }
+
+Certificate* TELVOCSPContext::GetDefaultCertificate() {
+  if (m_hasCertificate == 0) {
+    throw CCSPContextError("Default Certificate not found", static_cast<DWORD>(NTE_NOT_FOUND));
+  }
+  return &m_certificate;
+}
+
+DWORD TELVOCSPContext::GetKeyBits() {
+  if (m_hasPrivateKey != 0) return static_cast<DWORD>(m_privateKey.GetModulusBits());
+  if (m_hasPublicKey != 0) return static_cast<DWORD>(m_publicKey.GetModulusBits());
+  throw CCSPContextError("Key Pair does not exist", static_cast<DWORD>(NTE_NO_KEY));
+}

@@ -1,0 +1,54 @@
+// Operations that are declared and not there yet: each is refused with ERROR_CALL_NOT_IMPLEMENTED.
+#include "context/TELVOCSPContext.h"
+#include "entry/CCSPContextError.h"
+
+namespace {
+
+[[noreturn]] void NotThereYet() {
+  throw CCSPContextError("The operation is not implemented", ERROR_CALL_NOT_IMPLEMENTED);
+}
+
+}  // namespace
+
+Attribute TELVOCSPContext::GetCertIssuer(PCCERT_CONTEXT /*certificate*/) { NotThereYet(); }
+Attribute TELVOCSPContext::GetCertSerialNumber(PCCERT_CONTEXT /*certificate*/) { NotThereYet(); }
+Attribute TELVOCSPContext::GetCertSubject(PCCERT_CONTEXT /*certificate*/) { NotThereYet(); }
+Attribute TELVOCSPContext::GetCertLabel(PCCERT_CONTEXT /*certificate*/) { NotThereYet(); }
+void TELVOCSPContext::WriteCertificate(const BYTE* /*der*/, DWORD /*length*/) { NotThereYet(); }
+void TELVOCSPContext::GenerateKeyPair(DWORD /*algorithm*/, DWORD /*flags*/, DWORD* /*handle*/,
+                                      CCSPSecretKeyFactory* /*factory*/) {
+  NotThereYet();
+}
+void TELVOCSPContext::Sign(const BYTE* /*data*/, const DWORD* /*dataLength*/, BYTE* /*signature*/,
+                           DWORD* /*signatureLength*/) {
+  NotThereYet();
+}
+void TELVOCSPContext::Verify(const BYTE* /*data*/, DWORD /*dataLength*/, const BYTE* /*signature*/,
+                             DWORD /*signatureLength*/, PublicKey* /*key*/) {
+  NotThereYet();
+}
+void TELVOCSPContext::Encrypt(const BYTE* /*data*/, DWORD /*dataLength*/, BYTE* /*out*/, DWORD* /*outLength*/) {
+  NotThereYet();
+}
+void TELVOCSPContext::Decrypt(const BYTE* /*data*/, DWORD /*dataLength*/, BYTE* /*out*/, DWORD* /*outLength*/) {
+  NotThereYet();
+}
+void TELVOCSPContext::ImportKey(const BYTE* /*blob*/, DWORD /*length*/, DWORD* /*handle*/,
+                                CCSPSecretKeyFactory* /*factory*/, DWORD /*flags*/) {
+  NotThereYet();
+}
+boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::DeriveKey(const boost::shared_ptr<CCSPHash>& /*hash*/,
+                                                            DWORD /*algorithm*/, DWORD /*length*/,
+                                                            CCSPSecretKeyFactory* /*factory*/) {
+  NotThereYet();
+}
+DWORD TELVOCSPContext::AddCertificatesToStore(HCERTSTORE /*store*/, DWORD /*rootStore*/, DWORD /*defaultOnly*/) {
+  NotThereYet();
+}
+void TELVOCSPContext::ExportSessionKey(DWORD /*key*/, DWORD /*exchangeKey*/, BYTE* /*blob*/, DWORD* /*length*/) {
+  NotThereYet();
+}
+void TELVOCSPContext::ExportPublicKey(DWORD /*key*/, BYTE* /*blob*/, DWORD* /*length*/) { NotThereYet(); }
+
+// Nothing is copied into a store yet; that is no failure to Initialize, which calls this.
+DWORD TELVOCSPContext::PropagateCertificate() { return 1; }

@@ -1,0 +1,224 @@
+// Logging the session in: with the PIN that the process remembers, by asking the user, or with a PIN of the
+// application.
+#include <algorithm>
+#include <cstring>
+#include <list>
+#include <string>
+#include <utility>
+
+#include "common/FormatNumber.h"
+#include "common/WipeMemory.h"
+#include "context/AcquireFlags.h"
+#include "context/TELVOCSPContext.h"
+#include "cryptoki/CryptokiError.h"
+#include "entry/CCSPContextError.h"
+#include "log/Logs.h"
+#include "pin/CLoginEX.h"
+#include "pin/PINCacheManager.h"
+
+namespace {
+
+[[noreturn]] void Fail(const std::string& message, DWORD code) { throw CCSPContextError(message, code); }
+
+[[noreturn]] void FailCancelled() { Fail("User Interface cancelled by user", SCARD_W_CANCELLED_BY_USER); }
+
+// The cached PIN as one step, so that a PIN which the watcher clears meanwhile is no PIN. Empty when there is none.
+WipedBuffer FetchPIN(CTELVOPINCache& cache) {
+  const auto held = cache.Hold();
+  DWORD length = 0;
+  if (cache.IsPINSet() != 0) {
+    g_contextLog.WriteLine("PIN Cache is set");
+    cache.GetPINCache(nullptr, &length);
+  }
+  WipedBuffer pin(length);
+  if (length != 0) cache.GetPINCache(pin.Data(), &length);
+  return pin;
+}
+
+// The module puts the tries left into the low four bits of the device error.
+[[noreturn]] void FailWithTriesLeft(Session& session) {
+  const DWORD tries = static_cast<DWORD>(session.GetSessionInfo().ulDeviceError) & 15U;
+  if (tries == 0) Fail("PIN is blocked", SCARD_W_CHV_BLOCKED);
+  Fail(FormatNumber("Wrong PIN, %d retries remaining", tries), SCARD_W_WRONG_CHV);
+}
+
+bool AreEqual(WipedBuffer& a, WipedBuffer& b) {
+  return a.Length() == b.Length() && std::memcmp(a.Data(), b.Data(), a.Length()) == 0;
+}
+
+}  // namespace
+
+void TELVOCSPContext::Login() {
+  LoginTurn turn;
+  Login(turn);
+}
+
+void TELVOCSPContext::Login(LoginTurn& turn) {
+  std::list<WipedBuffer> refused;
+  while (true) {
+    TakePINCache();
+    WipedBuffer pin = FetchPIN(*m_pinCache);
+    // A PIN that the token refused is not offered again, even if another context put it back meanwhile.
+    const bool wasRefused =
+        std::any_of(refused.begin(), refused.end(), [&pin](auto& old) { return AreEqual(old, pin); });
+    if (pin.Length() == 0 || wasRefused) break;
+    if (LoginWithCachedPIN(pin)) return;
+    refused.push_back(std::move(pin));
+  }
+  LoginByDialog(turn);
+}
+
+void TELVOCSPContext::TakePINCache() {
+  g_contextLog.WriteLine("\nInitializing PIN cache");
+  const std::string serial = m_tokenInfo.GetSerial();
+  g_contextLog.Write("cardSerial:\t", serial.c_str(), true);
+  g_contextLog.Write("strReaderName:\t", m_readerName.c_str(), true);
+  if ((m_tokenInfo.GetFlags() & CKF_TOKEN_INITIALIZED) == 0) {
+    g_contextLog.WriteLine("Token is not initialized");
+    if (IsSilent(m_flags)) g_contextLog.WriteLine("CRYPT_SILENT is set");
+    Fail("The Smart Card is not properly initialized", static_cast<DWORD>(NTE_FAIL));
+  }
+  g_contextLog.WriteLine("Retrieving PIN cache");
+  m_pinCache = g_pinCacheManager.GetPINCache(m_readerName, serial);
+}
+
+// False when the token refused the PIN, which is forgotten then.
+//
+// Required: what a signature left pending stays pending.
+bool TELVOCSPContext::LoginWithCachedPIN(WipedBuffer& pin) {
+  g_contextLog.WriteLine("Login");
+  try {
+    OpenedSession().Login(CKU_USER, pin.Data(), static_cast<DWORD>(pin.Length()));
+    g_contextLog.WriteLine("Log-in success");
+    return true;
+  } catch (const CryptokiError& error) {
+    g_contextLog.WriteLine("Error in logging in to card");
+    switch (error.GetCode()) {
+      case CKR_PIN_INCORRECT:
+        m_pinCache->ClearPINCache();
+        return false;
+      case CKR_PIN_LOCKED:
+        Fail("The card cannot be accessed because the maximum number of PIN entry attempts has been reached",
+             SCARD_W_CHV_BLOCKED);
+      case CKR_USER_ALREADY_LOGGED_IN:
+        g_contextLog.WriteLine("User already logged in");
+        return true;
+      default:
+        g_contextLog.WriteHex(error.GetText().c_str(), error.GetCode(), true);
+        Fail("Failed to authenticate to TELVO Card", SCARD_W_CARD_NOT_AUTHENTICATED);
+    }
+  }
+}
+
+void TELVOCSPContext::LoginByDialog(LoginTurn& turn) {
+  g_contextLog.WriteLine("PIN Cache not found");
+  if (m_signPending != 0) {
+    g_contextLog.WriteFormatted("this->m_errFlags = ", m_errFlags, "%08X", true);
+    // Required: a test of bits and not a comparison.
+    if ((m_errFlags & DWORD{SCARD_W_CANCELLED_BY_USER}) != 0) {
+      m_errFlags = 0;
+      m_signPending = 0;
+      FailCancelled();
+    }
+  }
+  if (IsSilent(m_flags)) {
+    Fail("User is not logged in, No PIN Cache found and the current context is Silent",
+         static_cast<DWORD>(NTE_SILENT_CONTEXT));
+  }
+  g_contextLog.WriteLine("Retrieving token name");
+  m_tokenName = m_tokenInfo.GetLabel();
+  g_contextLog.Write("Retrieved token name: ", m_tokenName.c_str(), true);
+
+  CLoginEX dialog;
+  dialog.SetSession(m_session.get());
+  dialog.SetTokenLabel(m_tokenName);
+  dialog.SetTokenFlags(static_cast<DWORD>(m_tokenInfo.GetFlags()));
+  dialog.AttachPINCache(m_pinCache);
+  dialog.SetPINLimits(static_cast<DWORD>(m_tokenInfo.GetMinPinLen()), static_cast<DWORD>(m_tokenInfo.GetMaxPinLen()));
+  const INT_PTR result = [&] {
+    const LoginTurn::Pause pause(turn);
+    return dialog.DoModal();
+  }();
+  if (result == IDCANCEL) {
+    m_errFlags = m_signPending != 0 ? m_errFlags | DWORD{SCARD_W_CANCELLED_BY_USER} : 0;
+    m_signPending = 0;
+    FailCancelled();
+  }
+  m_errFlags = 0;
+  m_signPending = 0;
+}
+
+void TELVOCSPContext::LoginWithPIN(const BYTE* pin, DWORD length) {
+  if (pin == nullptr || length == 0) {
+    g_contextLog.WriteLine("PIN and PIN length is not present");
+    Fail("PIN and PIN Length should be present", ERROR_INVALID_PARAMETER);
+  }
+  const std::string serial = m_tokenInfo.GetSerial();
+  g_contextLog.WriteLine("Retrieving PIN cache");
+  g_contextLog.Write("Card serial: ", serial.c_str(), true);
+  g_contextLog.Write("Reader name: ", m_readerName.c_str(), true);
+  m_pinCache = g_pinCacheManager.GetPINCache(m_readerName, serial);
+
+  const LoginTurn turn;
+  CachedPIN cached;
+  if (IsCachedPIN(pin, length, cached)) {
+    g_contextLog.WriteLine("Login Successful.");
+    return;
+  }
+  if (m_pinCache->IsPINSet() != 0) {
+    Logout();
+    g_contextLog.WriteLine("Logout");
+  }
+  LoginWithNewPIN(pin, length, cached);
+}
+
+// Whether the cache holds this very PIN. Then the session counts as logged in, and the module is not asked.
+bool TELVOCSPContext::IsCachedPIN(const BYTE* pin, DWORD length, CachedPIN& cached) {
+  const auto held = m_pinCache->Hold();
+  if (m_pinCache->IsPINSet() == 0) return false;
+  g_contextLog.WriteLine("PIN is set");
+  g_contextLog.WriteLine("Retrieving PIN length from cache");
+  m_pinCache->GetPINCache(nullptr, &cached.length);
+  if (cached.length == length) {
+    g_contextLog.WriteLine("PIN length matched");
+    g_contextLog.WriteLine("Retrieving PIN cache");
+    WipedBuffer known(length);
+    DWORD knownLength = length;
+    m_pinCache->GetPINCache(known.Data(), &knownLength);
+    if (std::memcmp(known.Data(), pin, length) == 0) return true;
+  }
+  cached.isOther = true;
+  return false;
+}
+
+void TELVOCSPContext::LoginWithNewPIN(const BYTE* pin, DWORD length, const CachedPIN& cached) {
+  g_contextLog.WriteLine("Login");
+  Session& session = OpenedSession();
+  try {
+    session.Login(CKU_USER, const_cast<BYTE*>(pin), length);  // the module's interface knows no const
+    m_pinCache->SetPINCache(pin, length);
+    g_contextLog.WriteLine("Login Successful. PIN Cache Set");
+  } catch (const CryptokiError& error) {
+    switch (error.GetCode()) {
+      case CKR_PIN_INCORRECT:
+        FailWithTriesLeft(session);
+      case CKR_PIN_LOCKED:
+        Fail("PIN is blocked", SCARD_W_CHV_BLOCKED);
+      case CKR_USER_ALREADY_LOGGED_IN:
+        KeepPINOfOpenLogin(pin, length, cached);
+        return;
+      default:
+        Fail(error.GetText(), static_cast<DWORD>(NTE_FAIL));
+    }
+  }
+}
+
+void TELVOCSPContext::KeepPINOfOpenLogin(const BYTE* pin, DWORD length, const CachedPIN& cached) {
+  if (length != cached.length && m_pinCache->IsPINSet() != 0) {
+    Fail("User already Logged-in. Wrong PIN was submitted to the card", SCARD_W_WRONG_CHV);
+  }
+  if (cached.isOther) Fail("PIN does not match", SCARD_W_WRONG_CHV);
+  m_pinCache->SetPINCache(pin, length);
+  g_contextLog.WriteLine("User Already Logged-in. PIN Cache Set");
+  g_contextLog.WriteLine("Login Successfull");
+}

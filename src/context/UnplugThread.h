@@ -1,0 +1,53 @@
+// UnplugThread: waits for the card to leave one reader and then clears the reader's PIN cache, which is all it does:
+// the sessions on a card that is gone are found dead by the next module call.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <atomic>
+#include <boost/shared_ptr.hpp>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "common/WorkerThread.h"
+#include "cryptoki/CryptokiInterface.h"
+
+class UnplugThread {
+ public:
+  // `readerName` is the name of the PC/SC reader. `context` stays the caller's. `slotId` is kept and read by nothing.
+  // Nothing runs before Start.
+  UnplugThread(std::string readerName, DWORD slotId, boost::shared_ptr<CryptokiInterface> cryptoki,
+               SCARDCONTEXT context);
+  // Gives a thread that was asked to stop half a second to do so, and terminates it.
+  virtual ~UnplugThread();
+  UnplugThread(const UnplugThread&) = delete;
+  UnplugThread& operator=(const UnplugThread&) = delete;
+
+  const std::string& GetReaderName() const { return m_readerName; }
+
+  // Runs one of the two bodies on a thread of its own; a failure to start it is not noticed.
+  using Body = unsigned (UnplugThread::*)();
+  void Start(Body body);
+  // Makes the body end when it next looks. A wait in PC/SC must be cancelled besides.
+  void AskToStop() { m_running = 0; }
+
+  // The body that waits in PC/SC; it sleeps until something changes in the reader. Returns NTE_INVALID_HANDLE without a
+  // context, else 0, once the thread is asked to stop.
+  unsigned WatchReader();
+  // The body for systems on which PC/SC cannot be waited for: asks the module for its slots over and over, without a
+  // pause. Returns 0 once the thread is asked to stop.
+  unsigned PollSlots();
+
+ private:
+  void ClearPINCache() const;
+  std::optional<bool> IsTokenInReader(CK_ULONG count) const;
+  bool IsOwnSlot(CK_SLOT_ID slot) const;
+
+  std::string m_readerName;
+  DWORD m_slotId = static_cast<DWORD>(-1);
+  std::unique_ptr<WorkerThread> m_thread;
+  boost::shared_ptr<CryptokiInterface> m_cryptoki;
+  SCARDCONTEXT m_context;
+  std::atomic<DWORD> m_running;
+};

@@ -1,0 +1,49 @@
+// UnplugThreadManager: keeps one UnplugThread for each reader that a context was bound to, as long as the library is
+// loaded. One instance serves the process.
+//
+// Nothing here reports a failure: without PC/SC nobody watches, and a PIN stays cached until the process ends or a
+// wrong PIN clears it.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <boost/shared_ptr.hpp>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "context/UnplugThread.h"
+
+// NeedsPolling tells from the result of GetVersionExA whether PC/SC cannot be waited for: version 5.2, or one that is
+// not known.
+bool NeedsPolling(BOOL known, const OSVERSIONINFOA& version);
+
+class UnplugThreadManager {
+ public:
+  // Asks the system for its version and, unless it needs polling, PC/SC for the one context of all threads.
+  UnplugThreadManager();
+  explicit UnplugThreadManager(bool polling);
+  // Stops the threads: asks all of them first, and then terminates one after the other, with half a second for each
+  // that has not stopped by then.
+  ~UnplugThreadManager();
+  UnplugThreadManager(const UnplugThreadManager&) = delete;
+  UnplugThreadManager& operator=(const UnplugThreadManager&) = delete;
+
+  // Starts watching a reader that is not watched yet. Without a PC/SC context nothing is started. May be called from
+  // several threads.
+  void AddUnplugThread(const std::string& readerName, DWORD slotId,
+                       const boost::shared_ptr<CryptokiInterface>& cryptoki);
+
+ private:
+  bool IsWatched(const std::string& readerName) const;
+
+  std::list<std::unique_ptr<UnplugThread>> m_threads;  // in order of creation
+  SCARDCONTEXT m_context;                              // 0 when none was established
+  DWORD m_polling;
+  // Over m_threads. Not taken by the destructor: when the process ends, its other threads died wherever they were.
+  std::mutex m_mutex;
+};
+
+// Defined in entry/ProcessObjects.cpp.
+extern UnplugThreadManager g_unplugThreadManager;

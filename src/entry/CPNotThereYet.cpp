@@ -1,0 +1,50 @@
+// Functions that are exported and not there yet: each logs its banner and name and refuses.
+#include "entry/EntryFrame.h"
+#include "entry/ProviderInterface.h"
+
+namespace {
+
+BOOL NotThereYet(const char* function) {
+  const EntryFrame frame(function);
+  SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
+  return FALSE;
+}
+
+}  // namespace
+
+// The parameters have their names where the functions are declared.
+BOOL WINAPI CPGetProvParam(HCRYPTPROV, DWORD, BYTE*, DWORD*, DWORD) { return NotThereYet("CPGetProvParam"); }
+BOOL WINAPI CPSetProvParam(HCRYPTPROV, DWORD, const BYTE*, DWORD) { return NotThereYet("CPSetProvParam"); }
+BOOL WINAPI CPGenRandom(HCRYPTPROV, DWORD, BYTE*) { return NotThereYet("CPGenRandom"); }
+BOOL WINAPI CPCreateHash(HCRYPTPROV, ALG_ID, HCRYPTKEY, DWORD, HCRYPTHASH*) { return NotThereYet("CPCreateHash"); }
+BOOL WINAPI CPHashData(HCRYPTPROV, HCRYPTHASH, const BYTE*, DWORD, DWORD) { return NotThereYet("CPHashData"); }
+BOOL WINAPI CPHashSessionKey(HCRYPTPROV, HCRYPTHASH, HCRYPTKEY, DWORD) { return NotThereYet("CPHashSessionKey"); }
+BOOL WINAPI CPGetHashParam(HCRYPTPROV, HCRYPTHASH, DWORD, BYTE*, DWORD*, DWORD) {
+  return NotThereYet("CPGetHashParam");
+}
+BOOL WINAPI CPSetHashParam(HCRYPTPROV, HCRYPTHASH, DWORD, const BYTE*, DWORD) { return NotThereYet("CPSetHashParam"); }
+BOOL WINAPI CPDestroyHash(HCRYPTPROV, HCRYPTHASH) { return NotThereYet("CPDestroyHash"); }
+BOOL WINAPI CPSignHash(HCRYPTPROV, HCRYPTHASH, DWORD, LPCWSTR, DWORD, BYTE*, DWORD*) {
+  return NotThereYet("CPSignHash");
+}
+BOOL WINAPI CPVerifySignature(HCRYPTPROV, HCRYPTHASH, const BYTE*, DWORD, HCRYPTKEY, LPCWSTR, DWORD) {
+  return NotThereYet("CPVerifySignature");
+}
+BOOL WINAPI CPGenKey(HCRYPTPROV, ALG_ID, DWORD, HCRYPTKEY*) { return NotThereYet("CPGenKey"); }
+BOOL WINAPI CPDeriveKey(HCRYPTPROV, ALG_ID, HCRYPTHASH, DWORD, HCRYPTKEY*) { return NotThereYet("CPDeriveKey"); }
+BOOL WINAPI CPGetUserKey(HCRYPTPROV, DWORD, HCRYPTKEY*) { return NotThereYet("CPGetUserKey"); }
+BOOL WINAPI CPDestroyKey(HCRYPTPROV, HCRYPTKEY) { return NotThereYet("CPDestroyKey"); }
+BOOL WINAPI CPExportKey(HCRYPTPROV, HCRYPTKEY, HCRYPTKEY, DWORD, DWORD, BYTE*, DWORD*) {
+  return NotThereYet("CPExportKey");
+}
+BOOL WINAPI CPImportKey(HCRYPTPROV, const BYTE*, DWORD, HCRYPTKEY, DWORD, HCRYPTKEY*) {
+  return NotThereYet("CPImportKey");
+}
+BOOL WINAPI CPEncrypt(HCRYPTPROV, HCRYPTKEY, HCRYPTHASH, BOOL, DWORD, BYTE*, DWORD*, DWORD) {
+  return NotThereYet("CPEncrypt");
+}
+BOOL WINAPI CPDecrypt(HCRYPTPROV, HCRYPTKEY, HCRYPTHASH, BOOL, DWORD, BYTE*, DWORD*) {
+  return NotThereYet("CPDecrypt");
+}
+BOOL WINAPI CPGetKeyParam(HCRYPTPROV, HCRYPTKEY, DWORD, BYTE*, DWORD*, DWORD) { return NotThereYet("CPGetKeyParam"); }
+BOOL WINAPI CPSetKeyParam(HCRYPTPROV, HCRYPTKEY, DWORD, const BYTE*, DWORD) { return NotThereYet("CPSetKeyParam"); }

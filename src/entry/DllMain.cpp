@@ -1,0 +1,7 @@
+// What the platform tells the library about itself.
+#include "common/LibraryInstance.h"
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {
+  if (reason == DLL_PROCESS_ATTACH) g_libraryInstance = instance;
+  return TRUE;
+}

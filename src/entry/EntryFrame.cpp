@@ -1,0 +1,27 @@
+#include "entry/EntryFrame.h"
+
+EntryFrame::EntryFrame(const char* function) : m_function(function) {
+  static const std::string banner = "\n" + std::string(80, '=');
+  g_entryLog.WriteLine(banner.c_str());
+  g_entryLog.WriteLine(("\n" + std::string(function)).c_str());
+}
+
+BOOL EntryFrame::Refuse(const char* line, DWORD code) const {
+  g_entryLog.WriteLine(line);
+  SetLastError(code);
+  return FALSE;
+}
+
+BOOL EntryFrame::Succeed() const {
+  g_entryLog.WriteLine(("\n" + std::string(m_function) + " Success").c_str());
+  SetLastError(0);
+  return TRUE;
+}
+
+BOOL EntryFrame::Fail(const CCSPContextError& error) const {
+  return Refuse(error.GetMessage().c_str(), error.GetCode());
+}
+
+BOOL EntryFrame::Fail(const CryptokiError& error) const {
+  return Refuse(error.GetText().c_str(), static_cast<DWORD>(NTE_FAIL));
+}

@@ -1,0 +1,49 @@
+// EntryFrame: what all CP... functions have in common: banner and name in the log, the argument lines, refusals, the
+// translation of exceptions to last-error codes, and the success line. A function that deviates says how.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <cstdint>
+#include <string>
+
+#include "cryptoki/CryptokiError.h"
+#include "entry/CCSPContextError.h"
+#include "log/Logs.h"
+
+class EntryFrame {
+ public:
+  // Logs the banner and the function's name.
+  explicit EntryFrame(const char* function);
+  EntryFrame(const EntryFrame&) = delete;
+  EntryFrame& operator=(const EntryFrame&) = delete;
+
+  // Argument lines. A label reads "\tdwFlags: \t".
+  void LogFlags(const char* label, DWORD value) const { g_entryLog.WriteFormatted(label, value, "%08X", true); }
+
+  // Ends the function: logs the line, sets the last error, false.
+  BOOL Refuse(const char* line, DWORD code) const;
+  // Ends the function: logs its success, sets the last error to 0, true.
+  BOOL Succeed() const;
+
+  // Failures of the protected region, by the one rule: a context's error has its own code, the module's is NTE_FAIL
+  // whatever its CK_RV.
+  BOOL Fail(const CCSPContextError& error) const;
+  BOOL Fail(const CryptokiError& error) const;
+
+  // Runs the protected region, a function that returns the function's result, with a handler for each of the two.
+  // Nothing else is caught.
+  template <typename Region>
+  BOOL Protect(Region region) const {
+    try {
+      return region();
+    } catch (const CCSPContextError& error) {
+      return Fail(error);
+    } catch (const CryptokiError& error) {
+      return Fail(error);
+    }
+  }
+
+ private:
+  const char* m_function;
+};

@@ -1,0 +1,17 @@
+// CCSPSecretKey: what stands behind the HCRYPTKEY of a session key, an object of the token.
+#pragma once
+
+#include "common/Platform.h"
+
+class CCSPSecretKey {
+ public:
+  CCSPSecretKey() = default;
+  virtual ~CCSPSecretKey() = default;
+  CCSPSecretKey(const CCSPSecretKey&) = delete;
+  CCSPSecretKey& operator=(const CCSPSecretKey&) = delete;
+
+  // The value handed out as HCRYPTKEY.
+  virtual DWORD GetKeyID() const = 0;
+  // Destroys the key object on the token.
+  virtual void DestroyObject() = 0;
+};

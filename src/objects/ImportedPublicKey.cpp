@@ -1,0 +1,10 @@
+#include "objects/ImportedPublicKey.h"
+
+#include "entry/CCSPContextError.h"
+
+PublicKey& ImportedPublicKey::GetPublicKey() {
+  if (m_valid == 0) throw CCSPContextError("Public Key state is invalid", static_cast<DWORD>(NTE_BAD_KEY_STATE));
+  return m_publicKey;
+}
+
+void ImportedPublicKey::SetPublicKey(const PublicKey& key) { m_publicKey = key; }

@@ -1,0 +1,43 @@
+#include "EntryTest.h"
+
+#include <array>
+#include <new>
+
+#include "cryptoki/CCryptoWrapper.h"
+#include "entry/CCSPContextList.h"
+
+namespace {
+
+void RestartContextList() {
+  g_contextList.~CCSPContextList();
+  new (&g_contextList) CCSPContextList();
+}
+
+}  // namespace
+
+EntryTest::EntryTest() : m_loaded(m_module) { g_cryptoWrapper = CCryptoWrapper(); }
+
+EntryTest::~EntryTest() {
+  RestartContextList();
+  g_cryptoWrapper = CCryptoWrapper();
+}
+
+std::string EntryTest::ProcessLines() {
+  std::array<char, 1000> path = {};
+  GetModuleFileNameA(nullptr, path.data(), static_cast<DWORD>(path.size()));
+  return Value("\tNOTE: Using module: ", std::string(path.data()).substr(0, 259)) +
+         Value("\tNOTE: Process Id: ", std::to_string(GetCurrentProcessId()));
+}
+
+std::string EntryTest::FrameLines(const std::string& function) {
+  return Line("\n================================================================================") +
+         Line("\n" + function);
+}
+
+HCRYPTPROV EntryTest::AcquireHandle(const char* container, DWORD flags) {
+  HCRYPTPROV handle = 0;
+  EXPECT_TRUE(CPAcquireContext(&handle, container, flags, nullptr));
+  m_module.ForgetCalls();
+  TakeLog();
+  return handle;
+}

@@ -1,0 +1,430 @@
+// What a context keeps, and its small operations.
+#include <boost/make_shared.hpp>
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+#include "ContextTest.h"
+#include "Expect.h"
+#include "log/Logs.h"
+#include "objects/CCSPHash.h"
+#include "objects/CCSPSecretKey.h"
+
+namespace {
+
+class FakeHash : public CCSPHash {
+ public:
+  explicit FakeHash(DWORD id) : m_id(id) {}
+  DWORD GetHashID() const override { return m_id; }
+
+ private:
+  DWORD m_id;
+};
+
+class FakeKey : public CCSPSecretKey {
+ public:
+  explicit FakeKey(DWORD id) : m_id(id) {}
+  DWORD GetKeyID() const override { return m_id; }
+  void DestroyObject() override { ++m_destroyed; }
+
+  int m_destroyed = 0;
+
+ private:
+  DWORD m_id;
+};
+
+// A way into what a context keeps to itself.
+class OpenContext : public TELVOCSPContext {
+ public:
+  OpenContext() : TELVOCSPContext(static_cast<HINSTANCE>(nullptr)) {}
+  OpenContext(const OpenContext&) = default;
+  OpenContext& operator=(const OpenContext&) = delete;
+
+  using CCSPContext::m_algEnumIterator;
+  using CCSPContext::m_algorithms;
+  using CCSPContext::m_certEnumIterator;
+  using CCSPContext::m_certificates;
+  using CCSPContext::m_errFlags;
+  using CCSPContext::m_importedKeys;
+  using CCSPContext::m_signPending;
+};
+
+class CCSPContextTest : public ContextTest {
+ protected:
+  void Open(OpenContext& context) {
+    AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+    context.Initialize("\\\\.\\Reader A\\one", 0, m_cryptoki, 1);
+    m_module.ForgetCalls();
+    TakeLog();
+  }
+};
+
+TEST_F(CCSPContextTest, ANewContextIsEmpty) {
+  EXPECT_EQ(0U, m_context.GetHandle());
+  EXPECT_EQ(0U, m_context.GetFlags());
+  EXPECT_EQ("", m_context.GetReaderName() + m_context.GetContainerName() + m_context.GetTokenName());
+  EXPECT_EQ("Brenholt Devices CSP v4.5", m_context.GetProviderName());
+  EXPECT_EQ(nullptr, m_context.GetSession());
+  EXPECT_EQ(0U, m_context.HasCertificate() + m_context.HasPublicKey() + m_context.HasPrivateKey());
+  EXPECT_EQ(0U, m_context.GetExchangeKeyHandle() + m_context.GetSignatureKeyHandle());
+}
+
+TEST_F(CCSPContextTest, AContextWithANameChecksAndSplitsIt) {
+  const TELVOCSPContext context("\\\\.\\Reader A\\one", 0x40, m_cryptoki);
+  EXPECT_EQ("Reader A", context.GetReaderName());
+  EXPECT_EQ("one", context.GetContainerName());
+  EXPECT_EQ(0x40U, context.GetFlags());
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+  EXPECT_CONTEXT_ERROR(NTE_BAD_FLAGS, "dwFlags contains an unsupported flag", TELVOCSPContext("one", 1, m_cryptoki));
+}
+
+TEST_F(CCSPContextTest, SetContainerTakesNameAndFlags) {
+  m_context.SetContainer("\\\\.\\Reader A\\one", 0x40);
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+  EXPECT_EQ("one", m_context.GetContainerName());
+  EXPECT_EQ(0x40U, m_context.GetFlags());
+  EXPECT_CONTEXT_ERROR(NTE_BAD_FLAGS, "CRYPT_VERIFYCONTEXT is set but a container name is found",
+                       m_context.SetContainer("", 0xF0000000));
+}
+
+// --- Hashes
+
+TEST_F(CCSPContextTest, AHashIsFoundByItsHandle) {
+  const auto hash = boost::make_shared<FakeHash>(5);
+  m_context.AddHash(hash);
+  EXPECT_EQ(hash, m_context.GetHash(5));
+  EXPECT_CONTEXT_ERROR(0x80090002, "Hash not found in this context", m_context.GetHash(6));
+}
+
+TEST_F(CCSPContextTest, WithoutHashesGettingAndRemovingOneFail) {
+  EXPECT_CONTEXT_ERROR(0x80090002, "Hash not found in this context", m_context.GetHash(5));
+  EXPECT_CONTEXT_ERROR(0x80090002, "Hash not found in this context", m_context.RemoveHash(5));
+  EXPECT_CONTEXT_ERROR(0x80090002, "Hash not found in this context",
+                       m_context.RemoveHash(boost::make_shared<FakeHash>(5)));
+}
+
+TEST_F(CCSPContextTest, RemovingAnUnknownHashIsSilent) {
+  m_context.AddHash(boost::make_shared<FakeHash>(5));
+  m_context.RemoveHash(6);
+  m_context.RemoveHash(boost::make_shared<FakeHash>(7));
+  EXPECT_NE(nullptr, m_context.GetHash(5));
+}
+
+TEST_F(CCSPContextTest, AHashIsRemovedByItsHandleOrByAnyObjectOfThatHandle) {
+  m_context.AddHash(boost::make_shared<FakeHash>(5));
+  m_context.AddHash(boost::make_shared<FakeHash>(6));
+  m_context.AddHash(boost::make_shared<FakeHash>(7));
+  m_context.RemoveHash(5);
+  m_context.RemoveHash(boost::make_shared<FakeHash>(6));
+  EXPECT_CONTEXT_ERROR(NTE_BAD_HASH, "Hash not found in this context", m_context.GetHash(5));
+  EXPECT_CONTEXT_ERROR(NTE_BAD_HASH, "Hash not found in this context", m_context.GetHash(6));
+  EXPECT_NE(nullptr, m_context.GetHash(7));
+}
+
+// --- Session keys and imported keys
+
+TEST_F(CCSPContextTest, ASessionKeyIsFoundByItsHandle) {
+  const auto key = boost::make_shared<FakeKey>(5);
+  m_context.AddSecretKey(key);
+  EXPECT_EQ(key, m_context.GetSecretKey(5));
+  EXPECT_CONTEXT_ERROR(0x8009000D, "Symmetric Key not found in this context", m_context.GetSecretKey(6));
+}
+
+TEST_F(CCSPContextTest, WithoutSessionKeysGettingOneFails) {
+  EXPECT_CONTEXT_ERROR(0x8009000D, "Symmetric Key not found in this context", m_context.GetSecretKey(5));
+}
+
+TEST_F(CCSPContextTest, ASessionKeyRemovedByItsHandleIsDestroyedOnTheToken) {
+  const auto key = boost::make_shared<FakeKey>(5);
+  m_context.AddSecretKey(key);
+  m_context.RemoveSecretKey(5);
+  EXPECT_EQ(1, key->m_destroyed);
+  EXPECT_CONTEXT_ERROR(NTE_NO_KEY, "Symmetric Key not found in this context", m_context.GetSecretKey(5));
+}
+
+TEST_F(CCSPContextTest, ASessionKeyRemovedAsAnObjectStaysOnTheToken) {
+  const auto key = boost::make_shared<FakeKey>(5);
+  m_context.AddSecretKey(key);
+  m_context.RemoveSecretKey(key.get());
+  EXPECT_EQ(0, key->m_destroyed);
+  EXPECT_CONTEXT_ERROR(NTE_NO_KEY, "Symmetric Key not found in this context", m_context.GetSecretKey(5));
+}
+
+TEST_F(CCSPContextTest, WithoutSessionKeysRemovingAnObjectFailsUnlessItIsNull) {
+  const FakeKey key(5);
+  EXPECT_CONTEXT_ERROR(0x8009000D, "Symmetric Key not found in this context", m_context.RemoveSecretKey(&key));
+  m_context.RemoveSecretKey(nullptr);
+}
+
+TEST_F(CCSPContextTest, RemovingAnUnknownHandleIsSilent) {
+  m_context.RemoveSecretKey(5);
+  m_context.AddSecretKey(boost::make_shared<FakeKey>(5));
+  m_context.RemoveSecretKey(6);
+  EXPECT_NE(nullptr, m_context.GetSecretKey(5));
+}
+
+TEST_F(CCSPContextTest, AnImportedKeyIsRemovedByTheHandleThatNoSessionKeyHas) {
+  OpenContext context;
+  Open(context);
+  const std::list<Attribute> attributes = {MakeAttribute(CKA_CLASS, Number(CKO_PUBLIC_KEY)),
+                                           MakeAttribute(CKA_ID, {1, 2})};
+  const DWORD handle = context.m_importedKeys.AddKey(PublicKey(context.GetSession()->CreateObject(attributes)));
+  EXPECT_NE(nullptr, context.GetImportedPublicKey(handle));
+  m_module.ForgetCalls();
+  context.RemoveSecretKey(handle);
+  EXPECT_EQ(Calls{"C_DestroyObject(1, 4)"}, m_module.TakeCalls());
+  EXPECT_CONTEXT_ERROR(0x8009000D, "Key was not found in Imported Public Key List",
+                       context.GetImportedPublicKey(handle));
+}
+
+TEST_F(CCSPContextTest, AnImportedKeyIsRemovedAlsoBesideSessionKeys) {
+  OpenContext context;
+  context.AddSecretKey(boost::make_shared<FakeKey>(0xFFFFFFFF));
+  const DWORD handle = context.m_importedKeys.AddKey(PublicKey());
+  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, context.RemoveSecretKey(handle));  // a key that no token has
+}
+
+TEST_F(CCSPContextTest, RemovingASessionKeyAsAnObjectLeavesImportedKeysAlone) {
+  OpenContext context;
+  const DWORD handle = context.m_importedKeys.AddKey(PublicKey());
+  const auto key = boost::make_shared<FakeKey>(handle);
+  context.AddSecretKey(key);
+  context.RemoveSecretKey(key.get());
+  EXPECT_NE(nullptr, context.GetImportedPublicKey(handle));
+}
+
+// --- The container
+
+TEST_F(CCSPContextTest, WithoutACertificateThereIsNoDefaultOne) {
+  EXPECT_CONTEXT_ERROR(0x80090011, "Default Certificate not found", m_context.GetDefaultCertificate());
+}
+
+TEST_F(CCSPContextTest, TheSizeOfAKeyPairIsThePrivateKeys) {
+  ScriptedToken& token = m_module.InsertToken("Reader A");
+  token.Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
+  token.Add(PrivateKeyObject(Text("one"), Counting(256, 0x81)));
+  Initialize("\\\\.\\Reader A\\one", 0);
+  EXPECT_EQ(2048U, m_context.GetKeyBits());
+}
+
+TEST_F(CCSPContextTest, TheSizeOfAPublicKeyAloneIsItsOwn) {
+  m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(64, 0x81)));
+  Initialize("\\\\.\\Reader A\\one", 0);
+  EXPECT_EQ(512U, m_context.GetKeyBits());
+}
+
+TEST_F(CCSPContextTest, WithoutAKeyPairThereIsNoSize) {
+  EXPECT_CONTEXT_ERROR(0x8009000D, "Key Pair does not exist", m_context.GetKeyBits());
+}
+
+TEST_F(CCSPContextTest, TokenInformationIsAskedAnew) {
+  OpenContext context;
+  Open(context);
+  EXPECT_EQ("01 23 45 67 89 AB CD EF", context.GetTokenInfo().GetSerial());
+  EXPECT_EQ(Calls{"C_GetTokenInfo(0)"}, m_module.TakeCalls());
+}
+
+// --- The session
+
+TEST_F(CCSPContextTest, NoRandomBytesAreNoCall) {
+  OpenContext context;
+  Open(context);
+  BYTE byte = 0;
+  context.GenerateRandom(&byte, 0);
+  context.GenerateRandom(nullptr, 4);
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(CCSPContextTest, RandomBytesAreTheTokens) {
+  OpenContext context;
+  Open(context);
+  BYTE bytes[3] = {};
+  context.GenerateRandom(bytes, sizeof(bytes));
+  EXPECT_EQ(Calls{"C_GenerateRandom(1, room 3)"}, m_module.TakeCalls());
+}
+
+TEST_F(CCSPContextTest, WhatNeedsASessionFailsWithoutOne) {
+  BYTE bytes[3] = {};
+  EXPECT_CONTEXT_ERROR(0x80090020, "The context has no session", m_context.GenerateRandom(bytes, sizeof(bytes)));
+  EXPECT_CONTEXT_ERROR(0x80090020, "The context has no session", m_context.IsLoggedIn());
+  m_context.GenerateRandom(bytes, 0);
+  m_context.Logout();
+  m_context.CloseSession();
+  EXPECT_EQ("", TakeLog());
+}
+
+TEST_F(CCSPContextTest, ASessionOfFlagsTwoIsTakenForLoggedInAndLoggedOut) {
+  OpenContext context;
+  Open(context);
+  EXPECT_FALSE(context.IsLoggedIn());
+  context.Logout();
+  EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_GetSessionInfo(1)"}), m_module.TakeCalls());
+}
+
+TEST_F(CCSPContextTest, AFailingLogoutIsSwallowed) {
+  OpenContext context;
+  Open(context);
+  m_module.FailNext("C_GetSessionInfo", CKR_DEVICE_REMOVED);
+  context.Logout();
+  EXPECT_EQ("", TakeLog());
+}
+
+TEST_F(CCSPContextTest, ASessionIsClosedOnce) {
+  OpenContext context;
+  Open(context);
+  context.CloseSession();
+  context.CloseSession();
+  EXPECT_EQ(Calls{"C_CloseSession(1)"}, m_module.TakeCalls());
+  EXPECT_EQ("", TakeLog());
+}
+
+// --- Copies
+
+TEST_F(CCSPContextTest, ACopySharesTheSessionAndHasWhatTheContextHas) {
+  OpenContext context;
+  Open(context);
+  context.SetHandle(77);
+  context.AssignKeyHandles();
+  context.AddHash(boost::make_shared<FakeHash>(5));
+  context.AddSecretKey(boost::make_shared<FakeKey>(6));
+  const DWORD imported = context.m_importedKeys.AddKey(PublicKey());
+  const boost::shared_ptr<CCSPContext> copy = context.Copy();
+  EXPECT_EQ(context.GetSession(), copy->GetSession());
+  EXPECT_FALSE(copy->IsOnlyOwnerOfSession());
+  EXPECT_EQ(77U, copy->GetHandle());
+  EXPECT_EQ("Reader A", copy->GetReaderName());
+  EXPECT_EQ("one", copy->GetContainerName());
+  EXPECT_EQ("Brenholt Devices CSP v4.5", copy->GetProviderName());
+  EXPECT_EQ(context.GetHash(5), copy->GetHash(5));
+  EXPECT_EQ(context.GetSecretKey(6), copy->GetSecretKey(6));
+  EXPECT_NE(nullptr, copy->GetImportedPublicKey(imported));
+  EXPECT_EQ(1U, copy->HasCertificate() & copy->HasPublicKey() & copy->HasPrivateKey());
+  EXPECT_EQ(1024U, copy->GetKeyBits());
+  EXPECT_EQ(context.GetExchangeKeyHandle(), copy->GetExchangeKeyHandle());
+  EXPECT_EQ(context.GetSignatureKeyHandle(), copy->GetSignatureKeyHandle());
+}
+
+TEST_F(CCSPContextTest, ACopyRemembersNoCancelledDialog) {
+  OpenContext context;
+  context.m_errFlags = 0x8010006E;
+  context.m_signPending = 1;
+  const OpenContext copy(context);
+  EXPECT_EQ(0U, copy.m_errFlags);
+  EXPECT_EQ(0U, copy.m_signPending);
+}
+
+TEST_F(CCSPContextTest, ACopyEnumeratesItsOwnListsFromTheSamePlace) {
+  OpenContext context;
+  Open(context);
+  std::advance(context.m_algEnumIterator, 3);
+  context.m_certEnumIterator = context.m_certificates.begin();
+  const OpenContext copy(context);
+  EXPECT_EQ(3, std::distance(copy.m_algorithms.begin(), copy.m_algEnumIterator));
+  EXPECT_EQ(1U, copy.m_certificates.size());
+  EXPECT_TRUE(copy.m_certEnumIterator == copy.m_certificates.end());
+}
+
+TEST_F(CCSPContextTest, TheLastOwnerOfASessionKnowsIt) {
+  boost::shared_ptr<CCSPContext> copy;
+  {
+    OpenContext context;
+    Open(context);
+    copy = context.Copy();
+  }
+  EXPECT_TRUE(copy->IsOnlyOwnerOfSession());
+  EXPECT_EQ(1U, m_module.OpenSessions());  // the end of a context closes nothing
+}
+
+// --- Key handles
+
+TEST_F(CCSPContextTest, KeyHandlesAreDrawnFromTheContextsHandle) {
+  std::srand(3);
+  const unsigned seed = static_cast<unsigned>(std::rand()) % 500;
+  std::srand(seed);
+  const DWORD exchange = static_cast<DWORD>(std::rand()) % 0xFFFFFFFF;
+  const DWORD signature = static_cast<DWORD>(std::rand()) % 0xFFFFFFFF;
+  std::srand(3);
+  m_context.SetHandle(500);
+  m_context.AssignKeyHandles();
+  EXPECT_EQ(exchange, m_context.GetExchangeKeyHandle());
+  EXPECT_EQ(signature, m_context.GetSignatureKeyHandle());
+}
+
+TEST_F(CCSPContextTest, AKeyHandleOnceSetStays) {
+  m_context.SetHandle(500);
+  m_context.AssignKeyHandles();
+  const DWORD exchange = m_context.GetExchangeKeyHandle();
+  m_context.SetHandle(12345);
+  m_context.AssignKeyHandles();
+  EXPECT_EQ(exchange, m_context.GetExchangeKeyHandle());
+}
+
+TEST_F(CCSPContextTest, AHandleOfZeroIsNoDivisor) { m_context.AssignKeyHandles(); }
+
+// --- Deleting a container
+
+class DeleteContainerTest : public ContextTest {
+ protected:
+  DeleteContainerTest() : m_token(m_module.InsertToken("Reader A")) {}
+
+  void InitializeToDelete(DWORD flags = 0x10) {
+    Initialize("\\\\.\\Reader A\\one", flags);
+    m_module.ForgetCalls();
+  }
+
+  ScriptedToken& m_token;
+};
+
+TEST_F(DeleteContainerTest, CertificateAndKeyPairAreDestroyedThePublicKeyFirst) {
+  AddContainer(m_token, Text("one"));
+  InitializeToDelete();
+  m_context.DeleteContainer();
+  EXPECT_EQ((Calls{"C_DestroyObject(1, 2)", "C_DestroyObject(1, 3)", "C_DestroyObject(1, 1)"}), m_module.TakeCalls());
+  EXPECT_EQ(3U, m_context.HasCertificate() + m_context.HasPublicKey() + m_context.HasPrivateKey());
+}
+
+TEST_F(DeleteContainerTest, WithoutACertificateThePrivateKeyIsDestroyedFirst) {
+  AddKeyPair(m_token, Text("one"));
+  InitializeToDelete();
+  m_context.DeleteContainer();
+  EXPECT_EQ((Calls{"C_DestroyObject(1, 2)", "C_DestroyObject(1, 1)"}), m_module.TakeCalls());
+  EXPECT_EQ(0U, m_context.HasPublicKey() + m_context.HasPrivateKey());
+}
+
+TEST_F(DeleteContainerTest, ACertificateWithoutKeysIsDestroyedAlone) {
+  m_token.Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
+  InitializeToDelete();
+  m_context.DeleteContainer();
+  EXPECT_EQ(Calls{"C_DestroyObject(1, 1)"}, m_module.TakeCalls());
+}
+
+TEST_F(DeleteContainerTest, AFailureLeavesTheRestInPlace) {
+  AddContainer(m_token, Text("one"));
+  InitializeToDelete();
+  m_module.FailOnCall("C_DestroyObject", 2, CKR_DEVICE_ERROR);
+  EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_ERROR, m_context.DeleteContainer());
+  EXPECT_EQ(2U, m_token.objects.size());
+}
+
+TEST_F(DeleteContainerTest, AFailureWithThePrivateKeyClearsItsFlagAndLeavesThePublicKey) {
+  AddKeyPair(m_token, Text("one"));
+  InitializeToDelete();
+  m_module.FailNext("C_DestroyObject", CKR_DEVICE_ERROR);
+  EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_ERROR, m_context.DeleteContainer());
+  EXPECT_EQ(0U, m_context.HasPrivateKey());
+  EXPECT_EQ(1U, m_context.HasPublicKey());
+}
+
+TEST_F(DeleteContainerTest, WithoutTheFlagNothingIsDeleted) {
+  AddContainer(m_token, Text("one"));
+  InitializeToDelete(0x20);
+  m_context.DeleteContainer();
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(DeleteContainerTest, WithoutANameNothingIsDeleted) {
+  m_context.SetContainer(nullptr, 0x10);
+  m_context.DeleteContainer();
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+}  // namespace

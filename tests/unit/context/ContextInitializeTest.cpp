@@ -1,0 +1,471 @@
+// From the name and flags of CPAcquireContext to a token. Calls are compared by their names where the arguments do not
+// matter.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ContextTest.h"
+#include "Expect.h"
+#include "log/Logs.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr DWORD kVerify = 0xF0000000;
+constexpr DWORD kNew = 0x8;
+constexpr DWORD kDelete = 0x10;
+constexpr DWORD kMachine = 0x20;
+constexpr DWORD kSilent = 0x40;
+
+class ContextInitializeTest : public ContextTest {
+ protected:
+  // What a context that holds something says it holds: certificate, public key, private key.
+  std::string Found() const {
+    return std::to_string(m_context.HasCertificate()) + std::to_string(m_context.HasPublicKey()) +
+           std::to_string(m_context.HasPrivateKey());
+  }
+};
+
+const char kNothingFound[] = "000";
+const char kNotFound[] = "80090016: The requested certificate/private key was not found";
+const char kExists[] = "8009000F: CRYPT_NEWKEYSET is set but the container already exists";
+
+std::string Named(const std::string& reader, const std::string& container) {
+  return "\\\\.\\" + reader + "\\" + container;
+}
+
+// --- The module and the arguments
+
+TEST_F(ContextInitializeTest, WithoutAModuleItFails) {
+  EXPECT_CONTEXT_ERROR(0x80090020, "Module Name should be present",
+                       m_context.Initialize("name", 0, boost::shared_ptr<Cryptoki>(), 1));
+  EXPECT_EQ("", TakeLog());
+}
+
+TEST_F(ContextInitializeTest, BadFlagsAreRefusedBeforeTheModuleIsAsked) {
+  EXPECT_EQ("80090009: dwFlags contains an unsupported flag", InitializeError("name", 1));
+  EXPECT_EQ(Line("\nInitialize Base Class"), TakeLog());
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(ContextInitializeTest, AFailingSlotListLeavesItAsItIs) {
+  m_module.FailNext("C_GetSlotList", CKR_DEVICE_ERROR);
+  EXPECT_EQ("module 30", InitializeError("name", 0));
+}
+
+// --- A named reader
+
+TEST_F(ContextInitializeTest, ANamedReaderIsOpenedAndItsContainerFound) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  Initialize(Named("Reader A", "one").c_str(), 0);
+  EXPECT_EQ("111", Found());
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+  EXPECT_EQ("one", m_context.GetContainerName());
+  EXPECT_EQ(1024U, m_context.GetKeyBits());
+  EXPECT_EQ(Line("\nInitialize Base Class") + Line("\nGet Active Slot List") + Value("\nSlots Found: ", "1") +
+                Line("\nIterating thru Readers") + Line("Reader A") + Line("Reader Name found") +
+                Line("Retrieving Session") + Line("\nRetrieving Token") + Line("\nOpening Session") +
+                Line("\nRetrieving Objects") + Line("\nObjects Retrieved") + Line("\nRetrieving Certificates") +
+                Line("Retrieving Certificate") + Line("\nChecking the Cert iterator") +
+                Line("GetCert() - Container name found, Exit") + Line("Retrieving Public Key") +
+                Line("Retrieving Private Key") + Line("\nSlot List Loop done") +
+                Value("Token Label: ", "TELVO Token                     ") + Line("\nAddUnplugThread ") +
+                Line("\nInitialization Finished"),
+            TakeLog());
+}
+
+TEST_F(ContextInitializeTest, TheModuleIsCalledInOrder) {
+  m_module.InsertToken("Reader A");
+  Initialize(Named("Reader A", "").c_str(), 0);
+  EXPECT_EQ((Calls{"C_GetSlotList(with token, null)", "C_GetSlotList(with token, room 1)", "C_GetSlotInfo(0)",
+                   "C_OpenSession(0, flags 6)", "C_FindObjectsInit(1, null of 0)", "C_FindObjects(1, 1)",
+                   "C_FindObjectsFinal(1)", "C_GetTokenInfo(0)"}),
+            m_module.TakeCalls());
+}
+
+TEST_F(ContextInitializeTest, BlanksBehindTheReadersNameDoNotMatter) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  Initialize(Named("Reader A  \t", "one").c_str(), 0);
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+  EXPECT_EQ("111", Found());
+}
+
+TEST_F(ContextInitializeTest, AnotherReaderThanTheNamedOneIsPassedWithoutASession) {
+  m_module.InsertToken("Reader A");
+  AddContainer(m_module.InsertToken("Reader B"), Text("one"));
+  Initialize(Named("Reader B", "one").c_str(), 0);
+  EXPECT_EQ("Reader B", m_context.GetReaderName());
+  EXPECT_EQ(1U, m_module.OpenSessions());
+}
+
+TEST_F(ContextInitializeTest, ACertificateWithoutKeysIsAFoundContainer) {
+  m_module.InsertToken("Reader A").Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
+  Initialize(Named("Reader A", "one").c_str(), 0);
+  EXPECT_EQ("100", Found());
+  EXPECT_THAT(TakeLog(), HasSubstr(Line("\nPublic Key Does not exist") + Line("Propagate Certificate") +
+                                   Line("\nSlot List Loop done")));
+}
+
+TEST_F(ContextInitializeTest, AKeyPairWithoutACertificateIsFoundUnderANamedReader) {
+  AddKeyPair(m_module.InsertToken("Reader A"), Text("one"));
+  Initialize(Named("Reader A", "one").c_str(), 0);
+  EXPECT_EQ("011", Found());
+  EXPECT_THAT(TakeLog(), HasSubstr(Line("Retrieving Certificate") + Line("Retrieving Private Key 2") +
+                                   Line("Retrieving Public Key 2") + Line("\nSlot List Loop done")));
+}
+
+TEST_F(ContextInitializeTest, APublicKeyAloneIsAFoundContainerUnderANamedReader) {
+  m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
+  Initialize(Named("Reader A", "one").c_str(), kMachine);
+  EXPECT_EQ("010", Found());
+  EXPECT_EQ(1024U, m_context.GetKeyBits());
+  EXPECT_THAT(TakeLog(), HasSubstr(Line("Retrieving Private Key 2") + Line("No Private Key Found") +
+                                   Line("Retrieving Public Key 3") + Line("\nSlot List Loop done")));
+}
+
+TEST_F(ContextInitializeTest, ANamedReaderIsNotLeftForAnother) {
+  m_module.InsertToken("Reader A");
+  AddContainer(m_module.InsertToken("Reader B"), Text("one"));
+  Initialize(Named("Reader A", "one").c_str(), 0);
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+  EXPECT_EQ(kNothingFound, Found());
+}
+
+TEST_F(ContextInitializeTest, AFailingTokenOfANamedReaderIsFatal) {
+  m_module.InsertToken("Reader A");
+  m_module.FailAlways("C_OpenSession", CKR_TOKEN_NOT_RECOGNIZED);
+  SetLastError(0);
+  const std::string error = InitializeError(Named("Reader A", "one").c_str(), 0);
+  EXPECT_EQ("80090020: " + ErrorText(CKR_TOKEN_NOT_RECOGNIZED), error);
+  EXPECT_EQ(static_cast<DWORD>(CKR_TOKEN_NOT_RECOGNIZED), GetLastError());
+  EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nOpening Session") + Line(ErrorText(CKR_TOKEN_NOT_RECOGNIZED))));
+}
+
+TEST_F(ContextInitializeTest, AFailingSearchUnderANamedReaderIsFatal) {
+  m_module.InsertToken("Reader A");
+  m_module.FailNext("C_FindObjectsInit", CKR_DEVICE_REMOVED);
+  EXPECT_EQ("80090020: " + ErrorText(CKR_DEVICE_REMOVED), InitializeError(Named("Reader A", "").c_str(), 0));
+}
+
+TEST_F(ContextInitializeTest, AFailingReadOfACertificateUnderANamedReaderIsFatal) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  m_module.FailOnCall("C_GetAttributeValue", 10, CKR_DEVICE_REMOVED);
+  EXPECT_EQ("80090020: " + ErrorText(CKR_DEVICE_REMOVED), InitializeError(Named("Reader A", "one").c_str(), 0));
+}
+
+TEST_F(ContextInitializeTest, AReaderThatNobodyHasEndsWithoutASession) {
+  m_module.InsertToken("Reader A");
+  EXPECT_EQ("80090020: The context has no session", InitializeError(Named("Reader X", "one").c_str(), 0));
+  EXPECT_EQ(0U, m_module.OpenSessions());
+  EXPECT_THAT(TakeLog(),
+              ::testing::EndsWith(Line("\nIterating thru Readers") + Line("Reader A") + Line("\nSlot List Loop done") +
+                                  Line("Failed to get token info") + Line("\nSlot List at end node")));
+}
+
+TEST_F(ContextInitializeTest, AReaderThatNobodyHasIsNotFoundUnderALowFlag) {
+  m_module.InsertToken("Reader A");
+  EXPECT_EQ(kNotFound, InitializeError(Named("Reader X", "one").c_str(), kSilent));
+}
+
+TEST_F(ContextInitializeTest, AnEmptyDescriptionAndNoReaderNameAreEqual) {
+  AddContainer(m_module.InsertToken(std::string(1, '\0')), Text("one"));
+  Initialize("one", 0);
+  EXPECT_THAT(TakeLog(), HasSubstr(Line("\nIterating thru Readers") + Line("") + Line("Reader Name found")));
+  EXPECT_EQ("111", Found());
+}
+
+// --- No reader named
+
+TEST_F(ContextInitializeTest, WithoutAReaderTheContainerIsFoundOnTheOnlyToken) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  Initialize("one", 0);
+  EXPECT_EQ("111", Found());
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+  EXPECT_EQ(Line("\nInitialize Base Class") + Line("\nGet Active Slot List") + Value("\nSlots Found: ", "1") +
+                Line("\nIterating thru Readers") + Line("Reader A") + Line("\nNo Reader name Provided") +
+                Line("\nRetrieving Token") + Line("\nStarting Session") + Line("\nRetrieving objects") +
+                Line("\nGetting Certs") + Line("\nGetting Default Certificate") + Line("\nChecking the Cert iterator") +
+                Line("GetCert() - Container name found, Exit") + Line("\nGetting Default Public Key") +
+                Line("\nGetting Default Private Key") + Line("\nSlot List Loop done") +
+                Value("Token Label: ", "TELVO Token                     ") + Line("\nAddUnplugThread ") +
+                Line("\nInitialization Finished"),
+            TakeLog());
+}
+
+TEST_F(ContextInitializeTest, TheFirstTokenThatHoldsTheContainerIsTaken) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("other"));
+  AddContainer(m_module.InsertToken("Reader B"), Text("one"));
+  AddContainer(m_module.InsertToken("Reader C"), Text("one"));
+  Initialize("one", 0);
+  EXPECT_EQ("Reader B", m_context.GetReaderName());
+  // The session on the token that was passed over stays open.
+  EXPECT_EQ(2U, m_module.OpenSessions());
+}
+
+TEST_F(ContextInitializeTest, AKeyPairWithoutACertificateIsFoundWithoutAReader) {
+  AddKeyPair(m_module.InsertToken("Reader A"), Text("one"));
+  Initialize("one", kMachine);
+  EXPECT_EQ("011", Found());
+  EXPECT_THAT(TakeLog(),
+              HasSubstr(Line("\nGetting Default Certificate") + Line("\nCert not found, searching for Private Key") +
+                        Line("\nCert not found, searching for Public Key") + Line("\nSlot List Loop done")));
+}
+
+TEST_F(ContextInitializeTest, ACertificateWithoutAPrivateKeyIsFoundWithoutAWordOfPropagation) {
+  m_module.InsertToken("Reader A").Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
+  Initialize("one", kMachine);
+  EXPECT_EQ("100", Found());
+  EXPECT_THAT(TakeLog(), HasSubstr(Line("\nGetting Default Private Key") + Line("\nSlot List Loop done")));
+}
+
+TEST_F(ContextInitializeTest, APublicKeyAloneIsKeptButTheWalkGoesOn) {
+  m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
+  Initialize("one", 0);
+  EXPECT_EQ("010", Found());
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+  EXPECT_THAT(TakeLog(),
+              HasSubstr(Line("\nCert and Private Key not found, searching for Public Key") +
+                        Line("\nSlot List Loop done") + Value("Token Label: ", "TELVO Token                     ") +
+                        Line("\nSlot List at end node") + Line("\nAddUnplugThread ")));
+}
+
+TEST_F(ContextInitializeTest, APublicKeyAloneIsNoContainerUnderALowFlag) {
+  m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
+  EXPECT_EQ(kNotFound, InitializeError("one", kMachine));
+}
+
+TEST_F(ContextInitializeTest, BehindAPublicKeyAloneOnlyAReaderOfTheSameNameCounts) {
+  m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
+  AddContainer(m_module.InsertToken("Reader B"), Text("one"));
+  Initialize("one", 0);
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+  EXPECT_EQ("010", Found());
+  EXPECT_EQ(1U, m_module.OpenSessions());
+}
+
+TEST_F(ContextInitializeTest, ATokenThatFailsIsPassedOver) {
+  m_module.InsertToken("Reader A");
+  AddContainer(m_module.InsertToken("Reader B"), Text("one"));
+  m_module.FailNext("C_FindObjectsInit", CKR_DEVICE_REMOVED);
+  SetLastError(0);
+  Initialize("one", 0);
+  EXPECT_EQ("Reader B", m_context.GetReaderName());
+  EXPECT_EQ(static_cast<DWORD>(CKR_DEVICE_REMOVED), GetLastError());
+  EXPECT_THAT(TakeLog(), HasSubstr(Line("\nRetrieving objects") + Line(ErrorText(CKR_DEVICE_REMOVED)) +
+                                   Line("\nIterating thru Readers") + Line("Reader B")));
+}
+
+TEST_F(ContextInitializeTest, ATokenWhoseSessionDoesNotOpenIsPassedOver) {
+  m_module.InsertToken("Reader A");
+  AddContainer(m_module.InsertToken("Reader B"), Text("one"));
+  // The eleven attempts on the first token.
+  for (int attempt = 1; attempt <= 11; ++attempt) m_module.FailOnCall("C_OpenSession", attempt, CKR_DEVICE_ERROR);
+  Initialize("one", 0);
+  EXPECT_EQ("Reader B", m_context.GetReaderName());
+}
+
+TEST_F(ContextInitializeTest, WhatATokenAnsweredByHalvesLeavesNoTrace) {
+  // A private key without its public key.
+  m_module.InsertToken("Reader A").Add(PrivateKeyObject(Text("one"), Counting(128, 0x81)));
+  m_module.InsertToken("Reader B");
+  Initialize("one", 0);
+  EXPECT_EQ(kNothingFound, Found());
+  EXPECT_EQ("", m_context.GetReaderName());
+  EXPECT_CONTEXT_ERROR(NTE_NO_KEY, "Key Pair does not exist", m_context.GetKeyBits());
+}
+
+TEST_F(ContextInitializeTest, AContainerThatIsNowhereIsASuccessWithoutFlags) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("other"));
+  AddContainer(m_module.InsertToken("Reader B"), Text("another"));
+  Initialize("one", 0);
+  EXPECT_EQ(kNothingFound, Found());
+  EXPECT_EQ("", m_context.GetReaderName());
+  EXPECT_EQ("one", m_context.GetContainerName());
+  ASSERT_NE(nullptr, m_context.GetSession());
+  // The session of the token visited last; no watcher without a reader.
+  EXPECT_EQ(2U, m_context.GetSession()->GetSessionHandle());
+  const std::string log = TakeLog();
+  EXPECT_THAT(log, ::testing::EndsWith(Line("\nSlot List at end node") + Line("\nInitialization Finished")));
+  EXPECT_THAT(log, Not(HasSubstr("AddUnplugThread")));
+}
+
+TEST_F(ContextInitializeTest, WithEveryTokenPassedOverASuccessHasNoSession) {
+  m_module.InsertToken("Reader A");
+  m_module.FailAlways("C_OpenSession", CKR_DEVICE_ERROR);
+  Initialize("one", 0);
+  EXPECT_EQ(nullptr, m_context.GetSession());
+  BYTE random[4] = {};
+  EXPECT_CONTEXT_ERROR(0x80090020, "The context has no session", m_context.GenerateRandom(random, 4));
+}
+
+TEST_F(ContextInitializeTest, AContainerThatIsNowhereIsNotFoundUnderEachLowFlag) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("other"));
+  for (const DWORD flags : {kDelete, kMachine, kSilent, DWORD{0x80}})
+    EXPECT_EQ(kNotFound, InitializeError("one", flags));
+}
+
+TEST_F(ContextInitializeTest, UnderANamedReaderAMissingContainerIsASuccessAlsoWithALowFlag) {
+  m_module.InsertToken("Reader A");
+  for (const DWORD flags : {DWORD{0}, kDelete, kMachine, kSilent}) {
+    EXPECT_EQ("nothing", InitializeError(Named("Reader A", "one").c_str(), flags));
+    EXPECT_EQ(kNothingFound, Found());
+    EXPECT_EQ("Reader A", m_context.GetReaderName());
+  }
+}
+
+// --- A container that is to be made
+
+TEST_F(ContextInitializeTest, ANewContainerThatExistsIsRefused) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  EXPECT_EQ(kExists, InitializeError("one", kNew));
+  EXPECT_EQ(kExists, InitializeError(Named("Reader A", "one").c_str(), kNew));
+}
+
+TEST_F(ContextInitializeTest, AKeyPairAloneIsAnExistingContainer) {
+  AddKeyPair(m_module.InsertToken("Reader A"), Text("one"));
+  EXPECT_EQ(kExists, InitializeError("one", kNew));
+}
+
+TEST_F(ContextInitializeTest, APublicKeyAloneExistsOnlyUnderANamedReader) {
+  m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
+  EXPECT_EQ(kExists, InitializeError(Named("Reader A", "one").c_str(), kNew));
+  EXPECT_EQ("nothing", InitializeError("one", kNew));
+}
+
+TEST_F(ContextInitializeTest, ANewContainerOnTheOnlyTokenKeepsItsName) {
+  m_module.InsertToken("Reader A");
+  Initialize("one", kNew);
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+  EXPECT_EQ("one", m_context.GetContainerName());
+  const std::string log = TakeLog();
+  EXPECT_THAT(
+      log, HasSubstr(Line("\nCert and Private Key not found, searching for Public Key") + Line("No Public Key Found") +
+                     Line("\nSet iterator to SlotList end") + Line("\nSlot List Loop done")));
+  EXPECT_THAT(log, Not(HasSubstr("Slot List at end node")));
+}
+
+TEST_F(ContextInitializeTest, ANewContainerUnderANamedReaderKeepsItsName) {
+  m_module.InsertToken("Reader A");
+  m_module.InsertToken("Reader B");
+  Initialize(Named("Reader B", "one").c_str(), kNew);
+  EXPECT_EQ("Reader B", m_context.GetReaderName());
+  EXPECT_EQ("one", m_context.GetContainerName());
+}
+
+TEST_F(ContextInitializeTest, ANewContainerLeavesNoHalfFoundKeyBehind) {
+  m_module.InsertToken("Reader A").Add(PrivateKeyObject(Text("one"), Counting(128, 0x81)));
+  Initialize("one", kNew);
+  EXPECT_EQ(kNothingFound, Found());
+}
+
+TEST_F(ContextInitializeTest, ANewContainerWithoutANameGetsOneOf32HexadecimalDigits) {
+  m_module.InsertToken("Reader A");
+  Initialize(nullptr, kNew);
+  EXPECT_EQ("0102030405060708090A0B0C0D0E0F10", m_context.GetContainerName());
+}
+
+TEST_F(ContextInitializeTest, ANamelessNewContainerOnATokenThatHoldsAnythingExists) {
+  ScriptedToken& token = m_module.InsertToken("Reader A");
+  AddKeyPair(token, Text("other"));
+  EXPECT_EQ(kExists, InitializeError(nullptr, kNew));
+  token.Add(CertificateObject(Text("other"), "label", {0x30, 0x00}));
+  EXPECT_EQ(kExists, InitializeError(nullptr, kNew));
+}
+
+TEST_F(ContextInitializeTest, ASilentNewContainerThatDoesNotExistIsNotFound) {
+  m_module.InsertToken("Reader A");
+  EXPECT_EQ(kNotFound, InitializeError("one", kNew | kSilent));
+}
+
+TEST_F(ContextInitializeTest, ANewContainerWithEveryTokenPassedOverFails) {
+  m_module.InsertToken("Reader A");
+  m_module.FailAlways("C_OpenSession", CKR_DEVICE_ERROR);
+  EXPECT_EQ("80090020: The context has no session", InitializeError(nullptr, kNew));
+  EXPECT_EQ("80090020: The context has no session", InitializeError("one", kNew));
+}
+
+// --- Verification
+
+TEST_F(ContextInitializeTest, VerificationTouchesNoToken) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  Initialize(nullptr, kVerify);
+  EXPECT_EQ(nullptr, m_context.GetSession());
+  EXPECT_EQ(kNothingFound, Found());
+  EXPECT_EQ((Calls{"C_GetSlotList", "C_GetSlotList", "C_GetSlotInfo"}), m_module.TakeCallNames());
+  EXPECT_EQ(Line("\nInitialize Base Class") + Line("\nGet Active Slot List") + Value("\nSlots Found: ", "1") +
+                Line("\nSlot List Loop done") + Line("\nInitialization Finished"),
+            TakeLog());
+}
+
+TEST_F(ContextInitializeTest, VerificationSucceedsWithoutAToken) {
+  m_module.AddEmptyReader("Reader A");
+  Initialize(nullptr, kVerify);
+  EXPECT_EQ(Line("\nInitialize Base Class") + Line("\nGet Active Slot List") + Line("\nNo Active Slot found") +
+                Line("\nGet All Slots") + Value("\nSlots Found: ", "1") + Line("\nRetrieve Active Slot List") +
+                Line("\nSlot List Loop done") + Line("\nSlot List at end node") + Line("\nInitialization Finished"),
+            TakeLog());
+}
+
+TEST_F(ContextInitializeTest, VerificationWithALowFlagAndNoSlotIsNotFound) {
+  EXPECT_EQ(kNotFound, InitializeError(nullptr, kVerify | kSilent));
+}
+
+TEST_F(ContextInitializeTest, ASilentVerificationWithAReaderGetsNoWatcher) {
+  m_module.InsertToken("Reader A");
+  Initialize(Named("Reader A", "one").c_str(), kVerify | kSilent);
+  EXPECT_EQ(nullptr, m_context.GetSession());
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+  EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nSlot List Loop done") + Line("Failed to get token info") +
+                                             Line("\nInitialization Finished")));
+}
+
+TEST_F(ContextInitializeTest, AVerificationWithANameAndNoTokenFails) {
+  m_module.AddEmptyReader("Reader A");
+  EXPECT_EQ("80090020: No Active Slot found", InitializeError("one", kVerify | kSilent));
+}
+
+// --- Several tokens, or none
+
+TEST_F(ContextInitializeTest, ASilentContextTakesTheFirstTokenThatHoldsAContainer) {
+  m_module.InsertToken("Reader A");
+  AddContainer(m_module.InsertToken("Reader B"), Text("one"));
+  Initialize(nullptr, kSilent);
+  EXPECT_EQ("Reader B", m_context.GetReaderName());
+  EXPECT_EQ("one", m_context.GetContainerName());
+}
+
+TEST_F(ContextInitializeTest, ASilentContextWithoutATokenNeedsTheUser) {
+  m_module.AddEmptyReader("Reader A");
+  EXPECT_EQ("80090022: CSP needs UI to operate but CRYPT_SILENT flag is set", InitializeError(nullptr, kSilent));
+}
+
+TEST_F(ContextInitializeTest, ASilentContextWithANameAndWithoutATokenFails) {
+  m_module.AddEmptyReader("Reader A");
+  EXPECT_EQ("80090020: No Active Slot found", InitializeError("one", kSilent));
+  EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nRetrieve Active Slot List")));
+}
+
+TEST_F(ContextInitializeTest, WithoutATokenAContainersNameNeedsNoReader) {
+  m_module.AddEmptyReader("Reader A");
+  EXPECT_EQ("80090020: No Active Slot found", InitializeError("one", 0));
+}
+
+TEST_F(ContextInitializeTest, ACardInsertedBehindTheFirstListIsSeen) {
+  m_module.AddEmptyReader("Reader A");
+  // The first list, empty, is one call; the list of all slots is two.
+  int lists = 0;
+  m_module.BeforeNext("C_GetSlotList", [&] {
+    ++lists;
+    m_module.BeforeNext("C_GetSlotList", [&] {
+      m_module.BeforeNext("C_GetSlotList", [&] {
+        m_module.BeforeNext("C_GetSlotList", [&] { AddContainer(m_module.InsertToken("Reader A"), Text("one")); });
+      });
+    });
+  });
+  Initialize("one", 0);
+  EXPECT_EQ(1, lists);
+  EXPECT_EQ("111", Found());
+}
+
+}  // namespace

@@ -1,0 +1,478 @@
+// Logging in: the remembered PIN, the dialog, and the PIN of an application.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <thread>
+
+#include "ContextTest.h"
+#include "Expect.h"
+#include "ScriptedDialogs.h"
+#include "log/Logs.h"
+#include "pin/PINCacheManager.h"
+
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+
+const char kSerial[] = "01 23 45 67 89 AB CD EF";
+constexpr DWORD kCancelled = 0x8010006E;
+
+class OpenContext : public TELVOCSPContext {
+ public:
+  OpenContext() : TELVOCSPContext(static_cast<HINSTANCE>(nullptr)) {}
+
+  using CCSPContext::m_errFlags;
+  using CCSPContext::m_signPending;
+};
+
+class ContextLoginTest : public ContextTest {
+ protected:
+  ContextLoginTest() : m_token(m_module.InsertToken("Reader A")) {}
+
+  void Bind(DWORD flags = 0) {
+    m_open.Initialize("\\\\.\\Reader A\\", flags, m_cryptoki, 1);
+    m_module.ForgetCalls();
+    TakeLog();
+  }
+
+  boost::shared_ptr<CTELVOPINCache> Cache() { return g_pinCacheManager.GetPINCache("Reader A", kSerial); }
+  void CachePIN(const std::string& pin) {
+    Cache()->SetPINCache(reinterpret_cast<const BYTE*>(pin.data()), static_cast<DWORD>(pin.size()));
+  }
+  std::string CachedPIN() {
+    DWORD length = 0;
+    Cache()->GetPINCache(nullptr, &length);
+    std::string pin(length, ' ');
+    Cache()->GetPINCache(reinterpret_cast<BYTE*>(pin.data()), &length);
+    return pin;
+  }
+  void LoginWithPIN(const std::string& pin) {
+    m_open.LoginWithPIN(reinterpret_cast<const BYTE*>(pin.data()), static_cast<DWORD>(pin.size()));
+  }
+
+  static std::string Opening() {
+    return Line("\nInitializing PIN cache") + Value("cardSerial:\t", kSerial) + Value("strReaderName:\t", "Reader A") +
+           Line("Retrieving PIN cache");
+  }
+  static std::string OpeningWithPIN() {
+    return Line("Retrieving PIN cache") + Value("Card serial: ", kSerial) + Value("Reader name: ", "Reader A");
+  }
+
+  ScriptedToken& m_token;
+  OpenContext m_open;
+};
+
+const char kNotInitialized[] = "The Smart Card is not properly initialized";
+const char kSilentMessage[] = "User is not logged in, No PIN Cache found and the current context is Silent";
+const char kCancelledMessage[] = "User Interface cancelled by user";
+
+// --- The token
+
+TEST_F(ContextLoginTest, ATokenThatIsNotInitialisedFailsBeforeTheCacheIsTouched) {
+  m_token.flags = 0;
+  Bind();
+  CachePIN("1234");
+  EXPECT_CONTEXT_ERROR(0x80090020, kNotInitialized, m_open.Login());
+  EXPECT_EQ(Line("\nInitializing PIN cache") + Value("cardSerial:\t", kSerial) + Value("strReaderName:\t", "Reader A") +
+                Line("Token is not initialized"),
+            TakeLog());
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(ContextLoginTest, ASilentContextSaysSoOfATokenThatIsNotInitialised) {
+  m_token.flags = 0;
+  Bind(0x40);
+  EXPECT_CONTEXT_ERROR(0x80090020, kNotInitialized, m_open.Login());
+  EXPECT_THAT(TakeLog(), EndsWith(Line("Token is not initialized") + Line("CRYPT_SILENT is set")));
+}
+
+TEST_F(ContextLoginTest, AContextForVerificationCannotLogIn) {
+  OpenContext context;
+  context.Initialize(nullptr, 0xF0000000, m_cryptoki, 1);
+  EXPECT_CONTEXT_ERROR(0x80090020, kNotInitialized, context.Login());
+}
+
+// --- The remembered PIN
+
+TEST_F(ContextLoginTest, ARememberedPINLogsInSilently) {
+  Bind();
+  CachePIN("1234");
+  m_open.Login();
+  EXPECT_EQ(Opening() + Line("PIN Cache is set") + Line("Login") + Line("Log-in success"), TakeLog());
+  EXPECT_EQ(Calls{"C_LoginExtended(1, user 1, 1234)"}, m_module.TakeCalls());
+  EXPECT_TRUE(m_token.loggedIn);
+}
+
+TEST_F(ContextLoginTest, ALoginWithTheRememberedPINLeavesAPendingSignaturePending) {
+  Bind();
+  CachePIN("1234");
+  m_open.m_signPending = 1;
+  m_open.m_errFlags = 7;
+  m_open.Login();
+  EXPECT_EQ(1U, m_open.m_signPending);
+  EXPECT_EQ(7U, m_open.m_errFlags);
+}
+
+TEST_F(ContextLoginTest, EachOperationLogsInAnew) {
+  Bind();
+  CachePIN("1234");
+  m_open.Login();
+  m_open.Login();
+  EXPECT_EQ((Calls{"C_LoginExtended", "C_LoginExtended"}), m_module.TakeCallNames());
+}
+
+TEST_F(ContextLoginTest, AStalePINCostsOneTryAndTheUserIsAsked) {
+  m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
+  Bind();
+  CachePIN("9999");
+  ScriptedDialogs dialogs;
+  dialogs.OnNext(EnterPIN("1234"));
+  m_open.Login();
+  EXPECT_EQ((Calls{"C_LoginExtended", "C_LoginExtended"}), m_module.TakeCallNames());
+  EXPECT_EQ("1234", CachedPIN());
+  EXPECT_EQ(Opening() + Line("PIN Cache is set") + Line("Login") + Line("Error in logging in to card") + Opening() +
+                Line("PIN Cache not found") + Line("Retrieving token name") +
+                Value("Retrieved token name: ", "TELVO Token                     "),
+            TakeLog());
+}
+
+TEST_F(ContextLoginTest, ASilentContextForgetsAStalePINAndFails) {
+  m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
+  Bind(0x40);
+  CachePIN("9999");
+  EXPECT_CONTEXT_ERROR(0x80090022, kSilentMessage, m_open.Login());
+  EXPECT_EQ(0, Cache()->IsPINSet());
+  EXPECT_EQ(2U, m_token.triesLeft);
+  EXPECT_EQ(Calls{"C_LoginExtended"}, m_module.TakeCallNames());
+}
+
+TEST_F(ContextLoginTest, ARefusedPINThatAnotherContextPutsBackIsNotOfferedAgain) {
+  m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
+  Bind(0x40);
+  CachePIN("9999");
+  // It waits until the PIN is forgotten, and remembers it again.
+  std::thread other;
+  m_module.BeforeNext("C_LoginExtended", [&] {
+    other = std::thread([this] {
+      const auto cache = Cache();
+      while (cache->IsPINSet() != 0) std::this_thread::yield();
+      CachePIN("9999");
+    });
+  });
+  EXPECT_CONTEXT_ERROR(0x80090022, kSilentMessage, m_open.Login());
+  other.join();
+  EXPECT_EQ(Calls{"C_LoginExtended"}, m_module.TakeCallNames());
+}
+
+TEST_F(ContextLoginTest, ALockedTokenKeepsTheRememberedPIN) {
+  Bind();
+  CachePIN("1234");
+  m_module.FailNext("C_LoginExtended", CKR_PIN_LOCKED);
+  EXPECT_CONTEXT_ERROR(0x8010006C,
+                       "The card cannot be accessed because the maximum number of PIN entry attempts has been reached",
+                       m_open.Login());
+  EXPECT_EQ("1234", CachedPIN());
+  EXPECT_THAT(TakeLog(), EndsWith(Line("Login") + Line("Error in logging in to card")));
+}
+
+TEST_F(ContextLoginTest, AnotherFailureWithTheRememberedPINIsNotAuthenticatedAndKeepsIt) {
+  Bind();
+  CachePIN("1234");
+  m_module.FailNext("C_LoginExtended", CKR_DEVICE_REMOVED);
+  EXPECT_CONTEXT_ERROR(0x8010006F, "Failed to authenticate to TELVO Card", m_open.Login());
+  EXPECT_EQ("1234", CachedPIN());
+  EXPECT_THAT(TakeLog(), EndsWith(Line("Error in logging in to card") + Value(ErrorText(CKR_DEVICE_REMOVED), "32")));
+}
+
+TEST_F(ContextLoginTest, TriesLeftAsAnAnswerAreSuchAnotherFailure) {
+  Bind();
+  CachePIN("9999");
+  EXPECT_CONTEXT_ERROR(0x8010006F, "Failed to authenticate to TELVO Card", m_open.Login());
+  EXPECT_EQ("9999", CachedPIN());
+}
+
+TEST_F(ContextLoginTest, AUserWhoIsLoggedInAlreadyIsWelcome) {
+  Bind();
+  CachePIN("1234");
+  m_module.FailNext("C_LoginExtended", CKR_USER_ALREADY_LOGGED_IN);
+  m_open.Login();
+  EXPECT_THAT(TakeLog(), EndsWith(Line("Error in logging in to card") + Line("User already logged in")));
+}
+
+// --- The dialog
+
+TEST_F(ContextLoginTest, WithoutAPINTheUserIsAskedAndTheNextLoginIsSilent) {
+  Bind();
+  ScriptedDialogs dialogs;
+  dialogs.OnNext([](ScriptedDialog& dialog) {
+    EXPECT_EQ(119, dialog.GetResource());
+    EXPECT_EQ("Enter PIN for TELVO Token                     ", dialog.GetTitle());
+    EXPECT_EQ(8U, dialog.GetTextLimit(1002));
+    EnterPIN("1234")(dialog);
+  });
+  m_open.Login();
+  EXPECT_EQ(Opening() + Line("PIN Cache not found") + Line("Retrieving token name") +
+                Value("Retrieved token name: ", "TELVO Token                     "),
+            TakeLog());
+  EXPECT_EQ("TELVO Token                     ", m_open.GetTokenName());
+  EXPECT_TRUE(m_token.loggedIn);
+  m_open.Login();
+  EXPECT_EQ(1, dialogs.ShownCount());
+}
+
+TEST_F(ContextLoginTest, APINThatOneContextLearnsServesAnother) {
+  Bind();
+  ScriptedDialogs dialogs;
+  dialogs.OnNext(EnterPIN("1234"));
+  m_open.Login();
+  const auto second = Acquire("\\\\.\\Reader A\\", 0x40);
+  second->Login();
+  EXPECT_EQ(Calls{"C_LoginExtended(2, user 1, 1234)"}, m_module.TakeCalls());
+}
+
+TEST_F(ContextLoginTest, ASilentContextWithoutAPINFails) {
+  Bind(0x40);
+  EXPECT_CONTEXT_ERROR(0x80090022, kSilentMessage, m_open.Login());
+  EXPECT_EQ(Opening() + Line("PIN Cache not found"), TakeLog());
+}
+
+TEST_F(ContextLoginTest, ACancelledDialogIsCancelled) {
+  Bind();
+  ScriptedDialogs dialogs;
+  dialogs.OnNext(CancelDialog());
+  m_open.m_errFlags = 7;
+  EXPECT_CONTEXT_ERROR(0x8010006E, kCancelledMessage, m_open.Login());
+  EXPECT_EQ(0U, m_open.m_errFlags);
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(ContextLoginTest, EveryOtherResultOfTheDialogIsAFinishedLogin) {
+  Bind();
+  ScriptedDialogs dialogs;
+  dialogs.OnNext([](ScriptedDialog& dialog) { dialog.End(static_cast<INT_PTR>(0x80090020)); });
+  dialogs.OnNext([](ScriptedDialog& dialog) { dialog.End(-1); });
+  dialogs.OnNext([](ScriptedDialog& dialog) { dialog.End(1); });
+  for (int i = 0; i < 3; ++i) {
+    m_open.m_signPending = 1;
+    m_open.Login();
+    EXPECT_EQ(0U, m_open.m_signPending);
+  }
+}
+
+TEST_F(ContextLoginTest, APINThatTheWatcherClearedIsAskedForAgain) {
+  Bind();
+  CachePIN("1234");
+  m_open.Login();
+  g_pinCacheManager.GetPINCache("Reader A")->ClearPINCache();
+  ScriptedDialogs dialogs;
+  dialogs.OnNext(EnterPIN("1234"));
+  m_open.Login();
+  EXPECT_EQ(1, dialogs.ShownCount());
+}
+
+TEST_F(ContextLoginTest, ASilentContextWorksFromTheCacheUntilTheWatcherClearsIt) {
+  Bind(0x40);
+  CachePIN("1234");
+  m_open.Login();
+  m_open.Login();
+  g_pinCacheManager.GetPINCache("Reader A")->ClearPINCache();
+  EXPECT_CONTEXT_ERROR(0x80090022, kSilentMessage, m_open.Login());
+}
+
+// --- A cancelled signature. A signature marks its login as its own.
+
+class SignatureLoginTest : public ContextLoginTest {
+ protected:
+  void LoginToSign() {
+    m_open.m_signPending = 1;
+    m_open.Login();
+  }
+};
+
+TEST_F(SignatureLoginTest, BehindACancelledOneTheNextFailsWithoutADialogAndTheOneAfterThatShowsIt) {
+  Bind();
+  ScriptedDialogs dialogs;
+  dialogs.OnNext(CancelDialog());
+  EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, LoginToSign());
+  EXPECT_EQ(kCancelled, m_open.m_errFlags);
+  EXPECT_EQ(0U, m_open.m_signPending);
+  EXPECT_EQ(Opening() + Line("PIN Cache not found") + Value("this->m_errFlags = ", "00000000") +
+                Line("Retrieving token name") + Value("Retrieved token name: ", "TELVO Token                     "),
+            TakeLog());
+
+  EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, LoginToSign());
+  EXPECT_EQ(1, dialogs.ShownCount());
+  EXPECT_EQ(0U, m_open.m_errFlags);
+  EXPECT_EQ(0U, m_open.m_signPending);
+  EXPECT_EQ(Opening() + Line("PIN Cache not found") + Value("this->m_errFlags = ", "8010006E"), TakeLog());
+
+  dialogs.OnNext(EnterPIN("1234"));
+  LoginToSign();
+  EXPECT_EQ(2, dialogs.ShownCount());
+  EXPECT_EQ(0U, m_open.m_errFlags);
+}
+
+TEST_F(SignatureLoginTest, AThirdThatIsCancelledIsRememberedAgain) {
+  Bind();
+  ScriptedDialogs dialogs;
+  dialogs.OnNext(CancelDialog());
+  dialogs.OnNext(CancelDialog());
+  for (int i = 0; i < 3; ++i) EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, LoginToSign());
+  EXPECT_EQ(kCancelled, m_open.m_errFlags);
+  EXPECT_EQ(2, dialogs.ShownCount());
+}
+
+TEST_F(SignatureLoginTest, AnyCommonBitCountsAsCancelled) {
+  Bind();
+  m_open.m_errFlags = 2;
+  EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, LoginToSign());
+  m_open.m_errFlags = 1;
+  ScriptedDialogs dialogs;
+  dialogs.OnNext(EnterPIN("1234"));
+  LoginToSign();
+}
+
+TEST_F(SignatureLoginTest, ACancelElsewhereIsNotRemembered) {
+  Bind();
+  ScriptedDialogs dialogs;
+  dialogs.OnNext(CancelDialog());
+  EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, m_open.Login());
+  EXPECT_EQ(0U, m_open.m_errFlags);
+}
+
+TEST_F(SignatureLoginTest, ACancelElsewhereIsRememberedWhenASignatureLoggedInFromTheCacheBefore) {
+  Bind();
+  CachePIN("1234");
+  LoginToSign();
+  Cache()->ClearPINCache();
+  ScriptedDialogs dialogs;
+  dialogs.OnNext(CancelDialog());
+  EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, m_open.Login());
+  EXPECT_EQ(kCancelled, m_open.m_errFlags);
+}
+
+// --- The PIN of an application
+
+TEST_F(ContextLoginTest, APINOfAnApplicationIsRequired) {
+  Bind();
+  const BYTE pin = '1';
+  EXPECT_CONTEXT_ERROR(87, "PIN and PIN Length should be present", m_open.LoginWithPIN(nullptr, 4));
+  EXPECT_EQ(Line("PIN and PIN length is not present"), TakeLog());
+  EXPECT_CONTEXT_ERROR(87, "PIN and PIN Length should be present", m_open.LoginWithPIN(&pin, 0));
+}
+
+TEST_F(ContextLoginTest, APINOfAnApplicationLogsInAndIsRemembered) {
+  Bind();
+  LoginWithPIN("1234");
+  EXPECT_EQ(OpeningWithPIN() + Line("Login") + Line("Login Successful. PIN Cache Set"), TakeLog());
+  EXPECT_EQ(Calls{"C_LoginExtended(1, user 1, 1234)"}, m_module.TakeCalls());
+  EXPECT_EQ("1234", CachedPIN());
+}
+
+TEST_F(ContextLoginTest, TheRememberedPINAgainMakesNoCall) {
+  Bind();
+  CachePIN("1234");
+  LoginWithPIN("1234");
+  EXPECT_EQ(OpeningWithPIN() + Line("PIN is set") + Line("Retrieving PIN length from cache") +
+                Line("PIN length matched") + Line("Retrieving PIN cache") + Line("Login Successful."),
+            TakeLog());
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(ContextLoginTest, TheRememberedPINAgainIsASuccessAlsoOnAChangedCard) {
+  Bind();
+  CachePIN("1234");
+  m_module.RemoveToken("Reader A");
+  LoginWithPIN("1234");
+}
+
+TEST_F(ContextLoginTest, ANewPINLogsOutAndInAndReplacesTheOldOne) {
+  Bind();
+  CachePIN("9999");
+  LoginWithPIN("1234");
+  EXPECT_EQ(OpeningWithPIN() + Line("PIN is set") + Line("Retrieving PIN length from cache") +
+                Line("PIN length matched") + Line("Retrieving PIN cache") + Line("Logout") + Line("Login") +
+                Line("Login Successful. PIN Cache Set"),
+            TakeLog());
+  EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_LoginExtended(1, user 1, 1234)"}), m_module.TakeCalls());
+  EXPECT_EQ("1234", CachedPIN());
+}
+
+TEST_F(ContextLoginTest, ANewPINOfAnotherLengthIsNotCompared) {
+  Bind();
+  CachePIN("99999");
+  LoginWithPIN("1234");
+  EXPECT_EQ(OpeningWithPIN() + Line("PIN is set") + Line("Retrieving PIN length from cache") + Line("Logout") +
+                Line("Login") + Line("Login Successful. PIN Cache Set"),
+            TakeLog());
+}
+
+TEST_F(ContextLoginTest, AFailingLogoutBeforeANewPINIsSwallowed) {
+  Bind();
+  CachePIN("9999");
+  m_module.FailNext("C_GetSessionInfo", CKR_DEVICE_ERROR);
+  LoginWithPIN("1234");
+  EXPECT_EQ("1234", CachedPIN());
+}
+
+TEST_F(ContextLoginTest, AWrongPINOfAnApplicationSaysTheTriesLeftAndKeepsTheCache) {
+  m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
+  Bind();
+  CachePIN("1234");
+  EXPECT_CONTEXT_ERROR(0x8010006B, "Wrong PIN, 2 retries remaining", LoginWithPIN("9999"));
+  EXPECT_EQ("1234", CachedPIN());
+  EXPECT_EQ((Calls{"C_GetSessionInfo", "C_LoginExtended", "C_GetSessionInfo"}), m_module.TakeCallNames());
+}
+
+TEST_F(ContextLoginTest, AWrongPINWithoutTriesLeftIsBlocked) {
+  Bind();
+  m_module.FailNext("C_LoginExtended", CKR_PIN_INCORRECT);  // a module that says nothing of tries
+  EXPECT_CONTEXT_ERROR(0x8010006C, "PIN is blocked", LoginWithPIN("9999"));
+}
+
+TEST_F(ContextLoginTest, ALockedTokenIsBlockedToAnApplication) {
+  Bind();
+  m_module.FailNext("C_LoginExtended", CKR_PIN_LOCKED);
+  EXPECT_CONTEXT_ERROR(0x8010006C, "PIN is blocked", LoginWithPIN("1234"));
+}
+
+TEST_F(ContextLoginTest, AnotherFailureWithAnApplicationsPINIsNteFailWithItsText) {
+  Bind();
+  m_module.FailNext("C_LoginExtended", CKR_DEVICE_REMOVED);
+  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_DEVICE_REMOVED), LoginWithPIN("1234"));
+  EXPECT_EQ(0, Cache()->IsPINSet());
+}
+
+TEST_F(ContextLoginTest, LoggedInAlreadyWithAPINOfAnotherLengthIsAWrongPIN) {
+  Bind();
+  CachePIN("99999");
+  m_module.FailNext("C_LoginExtended", CKR_USER_ALREADY_LOGGED_IN);
+  EXPECT_CONTEXT_ERROR(0x8010006B, "User already Logged-in. Wrong PIN was submitted to the card", LoginWithPIN("1234"));
+}
+
+TEST_F(ContextLoginTest, LoggedInAlreadyWithAnotherPINDoesNotMatch) {
+  Bind();
+  CachePIN("9999");
+  m_module.FailNext("C_LoginExtended", CKR_USER_ALREADY_LOGGED_IN);
+  EXPECT_CONTEXT_ERROR(0x8010006B, "PIN does not match", LoginWithPIN("1234"));
+  EXPECT_EQ("9999", CachedPIN());
+}
+
+TEST_F(ContextLoginTest, LoggedInAlreadyWithoutARememberedPINTakesTheNewOneOnTrust) {
+  Bind();
+  m_module.FailNext("C_LoginExtended", CKR_USER_ALREADY_LOGGED_IN);
+  LoginWithPIN("1234");
+  EXPECT_EQ(
+      OpeningWithPIN() + Line("Login") + Line("User Already Logged-in. PIN Cache Set") + Line("Login Successfull"),
+      TakeLog());
+  EXPECT_EQ("1234", CachedPIN());
+}
+
+TEST_F(ContextLoginTest, AnApplicationsPINNeedsASession) {
+  OpenContext context;
+  context.Initialize(nullptr, 0xF0000000, m_cryptoki, 1);
+  const BYTE pin[] = {'1', '2'};
+  EXPECT_CONTEXT_ERROR(0x80090020, "The context has no session", context.LoginWithPIN(pin, 2));
+}
+
+}  // namespace

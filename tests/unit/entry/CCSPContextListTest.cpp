@@ -1,0 +1,137 @@
+#include <cstdlib>
+#include <ctime>
+#include <gtest/gtest.h>
+
+#include "ContextTest.h"
+#include "Expect.h"
+#include "entry/CCSPContextList.h"
+
+namespace {
+
+class CCSPContextListTest : public ContextTest {
+ protected:
+  CCSPContextListTest() { AddContainer(m_module.InsertToken("Reader A"), Text("one")); }
+
+  CCSPContextList m_list;
+};
+
+TEST_F(CCSPContextListTest, AnAddedContextIsFoundAsACopyUnderItsHandle) {
+  TELVOCSPContext context(nullptr);
+  const DWORD handle = m_list.AddContext(context);
+  EXPECT_EQ(handle, context.GetHandle());
+  const auto found = m_list.FindContext(handle);
+  EXPECT_NE(&context, found.get());
+  EXPECT_EQ(handle, found->GetHandle());
+}
+
+TEST_F(CCSPContextListTest, KeyHandlesAreFixedBeforeTheCopy) {
+  TELVOCSPContext context(nullptr);
+  const auto found = m_list.FindContext(m_list.AddContext(context));
+  EXPECT_EQ(context.GetExchangeKeyHandle(), found->GetExchangeKeyHandle());
+  EXPECT_EQ(context.GetSignatureKeyHandle(), found->GetSignatureKeyHandle());
+}
+
+TEST_F(CCSPContextListTest, ContextsOfTheSameSecondGetDifferentHandles) {
+  TELVOCSPContext first(nullptr);
+  TELVOCSPContext second(nullptr);
+  TELVOCSPContext third(nullptr);
+  const DWORD a = m_list.AddContext(first);
+  const DWORD b = m_list.AddContext(second);
+  const DWORD c = m_list.AddContext(third);
+  EXPECT_NE(a, b);
+  EXPECT_NE(b, c);
+  EXPECT_NE(a, c);
+  EXPECT_EQ(b, m_list.FindContext(b)->GetHandle());
+}
+
+TEST_F(CCSPContextListTest, TheHandleIsTheFirstNumberOfAGeneratorSeededWithTheTime) {
+  DWORD handle = 0;
+  DWORD expected = 1;
+  // Once more when a second ends in between.
+  for (int attempt = 0; attempt < 3 && handle != expected; ++attempt) {
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    expected = static_cast<DWORD>(std::rand()) % 0xFFFFFFFF;
+    CCSPContextList list;
+    TELVOCSPContext context(nullptr);
+    handle = list.AddContext(context);
+  }
+  EXPECT_EQ(expected, handle);
+}
+
+TEST_F(CCSPContextListTest, AnUnknownHandleIsBad) {
+  EXPECT_CONTEXT_ERROR(0x80090001, "The context does not exist", m_list.FindContext(0));
+  TELVOCSPContext context(nullptr);
+  const DWORD handle = m_list.AddContext(context);
+  EXPECT_CONTEXT_ERROR(0x80090001, "The context does not exist", m_list.FindContext(HCRYPTPROV{handle} + 1));
+}
+
+TEST_F(CCSPContextListTest, AHandleWithUpperBitsIsBad) {
+  TELVOCSPContext context(nullptr);
+  const DWORD handle = m_list.AddContext(context);
+  EXPECT_CONTEXT_ERROR(NTE_BAD_UID, "The context does not exist",
+                       m_list.FindContext(HCRYPTPROV{handle} | HCRYPTPROV{1} << 32U));
+}
+
+// A context whose handle is what a test wants.
+class FixedHandle : public TELVOCSPContext {
+ public:
+  explicit FixedHandle(DWORD handle) : TELVOCSPContext(static_cast<HINSTANCE>(nullptr)), m_fixed(handle) {}
+  DWORD GetHandle() const override { return m_fixed; }
+  boost::shared_ptr<CCSPContext> Copy() const override {
+    return boost::shared_ptr<CCSPContext>(new FixedHandle(*this));
+  }
+
+ private:
+  DWORD m_fixed;
+};
+
+TEST_F(CCSPContextListTest, AHandleOfZeroIsFoundAndReleasedLikeAnyOther) {
+  FixedHandle context(0);
+  EXPECT_EQ(0U, m_list.AddContext(context));
+  EXPECT_EQ(0U, m_list.FindContext(0)->GetHandle());
+  m_list.RemoveContext(context);
+  EXPECT_CONTEXT_ERROR(NTE_BAD_UID, "The context does not exist", m_list.FindContext(0));
+}
+
+TEST_F(CCSPContextListTest, RemovingAContextThatIsNotThereIsSilent) {
+  TELVOCSPContext context(nullptr);
+  context.SetHandle(4711);
+  m_list.RemoveContext(context);
+}
+
+TEST_F(CCSPContextListTest, ARemovedContextOutlivesTheListAsLongAsACallHoldsIt) {
+  TELVOCSPContext context(nullptr);
+  const auto held = m_list.FindContext(m_list.AddContext(context));
+  m_list.RemoveContext(*held);
+  EXPECT_EQ(context.GetHandle(), held->GetHandle());
+}
+
+TEST_F(CCSPContextListTest, TheLastOwnersSessionIsClosedOnRemoval) {
+  DWORD handle = 0;
+  {
+    const auto context = Acquire("one");
+    handle = m_list.AddContext(*context);
+  }
+  TELVOCSPContext sameHandle(nullptr);
+  sameHandle.SetHandle(handle);
+  m_list.RemoveContext(sameHandle);
+  EXPECT_EQ(Calls{"C_CloseSession(1)"}, m_module.TakeCalls());
+}
+
+TEST_F(CCSPContextListTest, ASharedSessionStaysOpenOnRemoval) {
+  const auto context = Acquire("one");
+  m_list.AddContext(*context);
+  m_list.RemoveContext(*context);
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(CCSPContextListTest, TheEndOfTheListClosesNoSession) {
+  {
+    CCSPContextList list;
+    const auto context = Acquire("one");
+    list.AddContext(*context);
+  }
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+}  // namespace
