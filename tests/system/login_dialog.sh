@@ -1,0 +1,49 @@
+#!/bin/bash
+# login_dialog.sh SYSTEM LOGIN_DIALOG SOFTTOKEN -- RUN...
+# The login dialog on a software token: each test of the program with a card of its own, and one without a screen.
+set -eu
+program=$2 softtoken=$3
+shift 4
+folder=$(mktemp -d)
+trap 'rm -f "$folder/hold"; wait; rm -rf "$folder"' EXIT
+fail() { echo "FAILED: $*"; exit 1; }
+
+cat >"$folder/token.conf" <<'CONF'
+state = state
+[slot]
+reader = TELVO Reader A
+label = Anna's card
+serial = 0123456789ABCDEF
+pin = 123456
+tries = 3
+CONF
+export TELVO_SOFTTOKEN_CONF="$folder/token.conf"
+cp "$program" "$softtoken" "$folder"
+program=$folder/$(basename "$program")
+
+# run_test NAME ARGUMENT...
+run_test() {
+  local name=$1
+  shift
+  rm -rf "$folder/state"
+  "$@" "$program" "--gtest_filter=$name" --gtest_also_run_disabled_tests >"$folder/output" 2>&1 ||
+    { cat "$folder/output"; fail "$name"; }
+  grep -q 'PASSED.* 1 test' "$folder/output" || { cat "$folder/output"; fail "$name did not run"; }
+  echo "passed: $name"
+}
+
+suite=LoginDialogTest
+tests=$("$@" "$program" --gtest_list_tests | tr -d '\r' | sed -n 's/^  //p' | grep -v '^DISABLED_')
+count=$(echo "$tests" | wc -l)
+[ "$count" -ge 10 ] || fail "the program lists $count tests"
+for name in $tests; do run_test "$suite.$name" "$@"; done
+
+# A program without a screen must not be the first one on the desktop: the others would have none either.
+touch "$folder/hold"
+TELVO_HOLD="Z:$folder/hold" "$@" "$program" "--gtest_filter=$suite.DISABLED_StandsForAPicture" \
+  --gtest_also_run_disabled_tests >"$folder/picture-output" 2>&1 &
+for _ in $(seq 200); do [ -e "$folder/hold.shown" ] && break; sleep 0.05; done
+[ -e "$folder/hold.shown" ] || { cat "$folder/picture-output"; fail "no dialog is shown beside"; }
+run_test "$suite.DISABLED_WithoutAScreenTheResultIsMinusOne" env TELVO_DISPLAY=none "$@"
+rm "$folder/hold"
+wait $! || { cat "$folder/picture-output"; fail "the dialog beside"; }
