@@ -42,6 +42,18 @@ void Put(std::ostream& file, std::string& text) {
   text.clear();
 }
 
+// What is logged in passing does not change the error that the caller reads afterwards.
+class LastErrorKept {
+ public:
+  LastErrorKept() : m_code(GetLastError()) {}
+  ~LastErrorKept() { SetLastError(m_code); }
+  LastErrorKept(const LastErrorKept&) = delete;
+  LastErrorKept& operator=(const LastErrorKept&) = delete;
+
+ private:
+  DWORD m_code;
+};
+
 // Long data is written in pieces of this size, so that its text does not need several times its memory again.
 void PutWhenLong(std::ostream& file, std::string& text) {
   constexpr std::size_t kPiece = std::size_t{256} * 1024;
@@ -96,6 +108,7 @@ bool CCSPLog::IsExhausted() const { return m_lineCount >= m_lineLimit; }
 // Nothing is formatted for a file that does not open: with logging off that is every call.
 template <typename Body>
 bool CCSPLog::WithFile(Body body) {
+  const LastErrorKept lastError;
   std::ofstream file(m_fileName, std::ios::out | std::ios::app);
   if (file.fail()) return false;
   if (!file.is_open()) {

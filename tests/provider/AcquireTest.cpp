@@ -1,0 +1,261 @@
+// CryptAcquireContext with every kind of name and flags, on one and on two cards.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "LogLines.h"
+#include "ProviderTest.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr DWORD kVerify = 0xF0000000;
+constexpr DWORD kNew = 0x8;
+constexpr DWORD kDelete = 0x10;
+constexpr DWORD kMachine = 0x20;
+constexpr DWORD kSilent = 0x40;
+
+const char kExists[] = "8009000F";
+const char kNotFound[] = "80090016";
+
+class AcquireTest : public ProviderTest {
+ protected:
+  // What the log says the context was bound to: the last reader that was visited.
+  std::string VisitedLast() {
+    const std::string log = TakeLog();
+    const std::string mark = "\nIterating thru Readers   \n";
+    const std::size_t place = log.rfind(mark);
+    if (place == std::string::npos) return "none";
+    return log.substr(place + mark.size(), log.find("   \n", place + mark.size()) - place - mark.size());
+  }
+};
+
+class OneCardTest : public AcquireTest {
+ protected:
+  OneCardTest() { m_cardB.Remove(); }
+};
+
+class NoCardTest : public AcquireTest {
+ protected:
+  NoCardTest() {
+    m_cardA.Remove();
+    m_cardB.Remove();
+  }
+};
+
+using TwoCardsTest = AcquireTest;
+
+// --- Without flags
+
+TEST_F(OneCardTest, AContainerIsAcquiredByItsName) {
+  m_cardA.AddContainer("one");
+  EXPECT_EQ("true", AcquireResult("one", 0));
+  EXPECT_EQ(kReaderA, VisitedLast());
+}
+
+TEST_F(OneCardTest, AContainerIsAcquiredByReaderAndName) {
+  m_cardA.AddContainer("one");
+  EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), 0));
+}
+
+TEST_F(OneCardTest, WithoutANameTheCardsContainerIsAcquiredAndNobodyIsAsked) {
+  m_cardA.AddContainer("one");
+  EXPECT_EQ("true", AcquireResult(nullptr, 0));
+  EXPECT_THAT(TakeLog(), HasSubstr(LogValue("\nContainer: ", "one")));
+}
+
+TEST_F(OneCardTest, AContainerThatIsNowhereIsAcquiredAllTheSame) {
+  EXPECT_EQ("true", AcquireResult("one", 0));
+  EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), 0));
+}
+
+TEST_F(TwoCardsTest, TheFirstCardThatHoldsTheContainerIsTaken) {
+  m_cardA.AddContainer("other");
+  m_cardB.AddContainer("one");
+  EXPECT_EQ("true", AcquireResult("one", kSilent));
+  EXPECT_EQ(kReaderB, VisitedLast());
+}
+
+TEST_F(TwoCardsTest, ANamedReaderIsNotLeftForTheOtherCard) {
+  m_cardB.AddContainer("one");
+  EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), 0));
+  EXPECT_EQ(kReaderA, VisitedLast());
+}
+
+TEST_F(TwoCardsTest, ASilentContextWithoutANameTakesTheFirstCardWithAContainer) {
+  m_cardB.AddContainer("one");
+  EXPECT_EQ("true", AcquireResult(nullptr, kSilent));
+  EXPECT_EQ(kReaderB, VisitedLast());
+}
+
+TEST_F(TwoCardsTest, APublicKeyAloneIsAContainerOnlyOfANamedReader) {
+  m_cardA.AddPublicKey("one");
+  EXPECT_EQ("true", AcquireResult("one", 0));
+  EXPECT_EQ(kNotFound, AcquireResult("one", kMachine));
+  EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), kMachine));
+  EXPECT_EQ(kExists, AcquireResult(Named(kReaderA, "one").c_str(), kNew));
+}
+
+// --- Low flags
+
+TEST_F(TwoCardsTest, AContainerThatIsNowhereIsNotFoundUnderALowFlag) {
+  m_cardA.AddContainer("other");
+  for (const DWORD flags : {kDelete, kSilent, kMachine}) EXPECT_EQ(kNotFound, AcquireResult("one", flags)) << flags;
+}
+
+TEST_F(TwoCardsTest, UnderANamedReaderAMissingContainerIsAcquiredAlsoUnderALowFlag) {
+  for (const DWORD flags : {kSilent, kMachine}) {
+    EXPECT_EQ("true", AcquireResult(Named(kReaderB, "one").c_str(), flags)) << flags;
+  }
+}
+
+TEST_F(OneCardTest, AnUnsupportedFlagIsRefused) { EXPECT_EQ("80090009", AcquireResult("one", 0x100)); }
+
+// --- New containers
+
+TEST_F(OneCardTest, ANewContainerIsAcquired) {
+  EXPECT_EQ("true", AcquireResult("one", kNew));
+  EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), kNew));
+}
+
+TEST_F(OneCardTest, ANewContainerThatExistsIsRefused) {
+  m_cardA.AddContainer("one");
+  EXPECT_EQ(kExists, AcquireResult("one", kNew));
+  EXPECT_EQ(kExists, AcquireResult(Named(kReaderA, "one").c_str(), kNew));
+  EXPECT_EQ(kExists, AcquireResult(nullptr, kNew));
+}
+
+TEST_F(TwoCardsTest, ANewContainerUnderANamedReaderIsAcquired) {
+  m_cardA.AddContainer("one");
+  EXPECT_EQ("true", AcquireResult(Named(kReaderB, "one").c_str(), kNew));
+}
+
+TEST_F(OneCardTest, ASilentNewContainerIsNotFound) { EXPECT_EQ(kNotFound, AcquireResult("one", kNew | kSilent)); }
+
+TEST_F(OneCardTest, NewAndDeleteAreRefusedUnlessAnotherFlagIsWithThem) {
+  EXPECT_EQ("80090009", AcquireResult("one", kNew | kDelete));
+  EXPECT_EQ(kNotFound, AcquireResult("one", kNew | kDelete | kSilent));
+}
+
+// --- Deleted containers
+
+TEST_F(OneCardTest, AContainerIsDeletedWhenTheCardLetsIt) {
+  m_cardA.AddContainer("one");
+  Session login = m_cardA.LogIn();
+  EXPECT_EQ("true", AcquireResult("one", kDelete));
+  EXPECT_EQ(0U, m_cardA.CountObjects());
+  login.Close();
+}
+
+TEST_F(OneCardTest, ADeletionThatTheCardRefusesIsASuccessWithAHandle) {
+  m_cardA.AddContainer("one");
+  EXPECT_EQ("true", AcquireResult("one", kDelete));
+  EXPECT_EQ(3U, m_cardA.CountObjects());
+  EXPECT_THAT(TakeLog(), ::testing::EndsWith(LogLine("\nCPAcquireContext Success")));
+}
+
+// --- Verification
+
+TEST_F(TwoCardsTest, VerificationNeedsNoNameAndTakesNone) {
+  EXPECT_EQ("true", AcquireResult(nullptr, kVerify));
+  EXPECT_EQ("80090009", AcquireResult("one", kVerify));
+  EXPECT_EQ("true", AcquireResult("one", kVerify | kSilent));
+  EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), kVerify | kSilent));
+}
+
+TEST_F(NoCardTest, VerificationNeedsNoCard) {
+  EXPECT_EQ("true", AcquireResult(nullptr, kVerify));
+}
+
+// --- No card
+
+TEST_F(NoCardTest, ASilentContextNeedsTheUser) { EXPECT_EQ("80090022", AcquireResult(nullptr, kSilent)); }
+
+TEST_F(NoCardTest, ANamedContainerFails) {
+  EXPECT_EQ("80090020", AcquireResult("one", kSilent));
+  EXPECT_EQ("80090020", AcquireResult("one", 0));
+  EXPECT_EQ("80090020", AcquireResult(Named(kReaderA, "one").c_str(), 0));
+}
+
+// --- The functions of the library itself, past the system
+
+using AcquireFunction = BOOL(WINAPI*)(HCRYPTPROV*, LPCSTR, DWORD, void*);
+using ReleaseFunction = BOOL(WINAPI*)(HCRYPTPROV, DWORD);
+
+TEST_F(OneCardTest, ANullHandleIsInvalid) {
+  EXPECT_FALSE(Export<AcquireFunction>("CPAcquireContext")(nullptr, "one", 0, nullptr));
+  EXPECT_EQ(6U, GetLastError());
+}
+
+TEST_F(OneCardTest, AFailureClearsTheHandleAndADeletionLeavesItAlone) {
+  const auto acquire = Export<AcquireFunction>("CPAcquireContext");
+  HCRYPTPROV handle = 0x1122334455667788;
+  EXPECT_FALSE(acquire(&handle, "one", kMachine, nullptr));
+  EXPECT_EQ(0U, handle);
+
+  m_cardA.AddCertificate("one");
+  Session login = m_cardA.LogIn();
+  handle = 0x1122334455667788;
+  EXPECT_TRUE(acquire(&handle, "one", kDelete, nullptr));
+  EXPECT_EQ(0x1122334455667788U, handle);
+  login.Close();
+}
+
+TEST_F(OneCardTest, AnUnknownHandleLeavesTheReleaseAsAnException) {
+  EXPECT_ANY_THROW(Export<ReleaseFunction>("CPReleaseContext")(0x0FFFFFFF, 0));
+}
+
+TEST_F(OneCardTest, TwoContextsOfOneSecondHaveDifferentHandles) {
+  const auto acquire = Export<AcquireFunction>("CPAcquireContext");
+  const auto release = Export<ReleaseFunction>("CPReleaseContext");
+  HCRYPTPROV first = 0;
+  HCRYPTPROV second = 0;
+  ASSERT_TRUE(acquire(&first, nullptr, kVerify, nullptr));
+  ASSERT_TRUE(acquire(&second, nullptr, kVerify, nullptr));
+  EXPECT_NE(first, second);
+  EXPECT_EQ(0U, (first | second) >> 32U);
+  EXPECT_TRUE(release(first, 0));
+  EXPECT_TRUE(release(second, 0));
+}
+
+// --- The log, byte for byte
+
+std::string Opening(const std::string& container, const std::string& flags) {
+  char program[1000] = {};
+  GetModuleFileNameA(nullptr, program, sizeof(program));
+  return LogValue("\tNOTE: Using module: ", program) +
+         LogValue("\tNOTE: Process Id: ", std::to_string(GetCurrentProcessId())) +
+         LogLine("\n================================================================================") +
+         LogLine("\nCPAcquireContext") + LogValue("\tContainer Name: ", container) +
+         LogValue("\tdwFlags: \t", flags);
+}
+
+TEST_F(OneCardTest, ASuccessfulAcquisitionIsLogged) {
+  ASSERT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), 0));
+  EXPECT_EQ(Opening("\\\\.\\TELVO Reader A\\one", "00000000") + LogLine("\nRetrieving Crypto Wrapper") +
+                LogLine("\nInitializing Context") + LogLine("\nInitialize Base Class") +
+                LogLine("\nGet Active Slot List") + LogValue("\nSlots Found: ", "1") +
+                LogLine("\nIterating thru Readers") + LogLine("TELVO Reader A") + LogLine("Reader Name found") +
+                LogLine("Retrieving Session") + LogLine("\nRetrieving Token") + LogLine("\nOpening Session") +
+                LogLine("\nRetrieving Objects") + LogLine("\nObjects Retrieved") +
+                LogLine("\nRetrieving Certificates") + LogLine("GetCertificates - Entry") +
+                LogLine("GetCertificates - iteration begins") + LogLine("GetCertificates - Exit") +
+                LogLine("Retrieving Certificate") + LogLine("Retrieving Private Key 2") +
+                LogLine("GetPrivateKeys::Entry") + LogLine("No Private Key Found") +
+                LogLine("Retrieving Public Key 3") + LogLine("No Public Key Found") +
+                LogLine("\nSlot List Loop done") + LogValue("Token Label: ", "Card A                          ") +
+                LogLine("\nAddUnplugThread ") + LogLine("\nInitialization Finished") +
+                LogLine("\nCPAcquireContext Success"),
+            TakeLog());
+}
+
+TEST_F(NoCardTest, AFailedAcquisitionIsLogged) {
+  ASSERT_EQ("80090020", AcquireResult("one", 0));
+  EXPECT_EQ(Opening("one", "00000000") + LogLine("\nRetrieving Crypto Wrapper") + LogLine("\nInitializing Context") +
+                LogLine("\nInitialize Base Class") + LogLine("\nGet Active Slot List") +
+                LogLine("\nNo Active Slot found") + LogLine("\nGet All Slots") + LogValue("\nSlots Found: ", "2") +
+                LogLine("\nRetrieve Active Slot List") + LogLine("No Active Slot found"),
+            TakeLog());
+}
+
+}  // namespace
