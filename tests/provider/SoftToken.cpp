@@ -23,7 +23,8 @@ void SoftToken::Insert() {
 void SoftToken::Remove() { std::filesystem::remove(m_presence); }
 
 Session SoftToken::Open() {
-  for (Slot& slot : m_cryptoki.GetActiveSlots()) {
+  std::list<Slot> slots = m_cryptoki.GetActiveSlots();
+  for (Slot& slot : slots) {
     if (slot.GetSlotDescription().c_str() == m_reader) {
       return slot.GetToken().OpenSession(CKF_RW_SESSION | CKF_SERIAL_SESSION, nullptr, nullptr);
     }
@@ -40,7 +41,8 @@ Session SoftToken::LogIn() {
 
 void SoftToken::Clear() {
   Session session = LogIn();
-  for (CryptokiObject object : session.FindAllObjects().GetObjects()) object.Destroy();
+  const CryptokiObjects found = session.FindAllObjects();
+  for (CryptokiObject object : found.GetObjects()) object.Destroy();
   session.Close();
 }
 
