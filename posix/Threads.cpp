@@ -106,13 +106,15 @@ class Thread final : public SignalledHandle {
     LPTHREAD_START_ROUTINE routine;
     LPVOID argument;
     std::shared_ptr<Signal> ended;
-    ~StartRecord() {
-      if (ended) ended->Set();
-    }
+  };
+  struct SetAtEnd {
+    Signal& signal;
+    ~SetAtEnd() { signal.Set(); }
   };
 
   static void* Run(void* argument) {
     const std::unique_ptr<StartRecord> start(static_cast<StartRecord*>(argument));
+    const SetAtEnd setAtEnd{*start->ended};  // also of a thread that is terminated
     start->routine(start->argument);
     return nullptr;
   }

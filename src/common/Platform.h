@@ -11,7 +11,6 @@
 #include <windows.h>
 
 #include <wincrypt.h>
-#include <winscard.h>
 
 // A macro that would rename our own operations of that name, in one source file and not in another.
 #undef GetMessage

@@ -2,14 +2,13 @@
 // the sessions on a card that is gone are found dead by the next module call.
 #pragma once
 
-#include "common/Platform.h"
-
 #include <atomic>
 #include <boost/shared_ptr.hpp>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "common/SmartCard.h"
 #include "common/WorkerThread.h"
 #include "cryptoki/CryptokiInterface.h"
 

@@ -5,14 +5,13 @@
 // wrong PIN clears it.
 #pragma once
 
-#include "common/Platform.h"
-
 #include <boost/shared_ptr.hpp>
 #include <list>
 #include <memory>
 #include <mutex>
 #include <string>
 
+#include "common/SmartCard.h"
 #include "context/UnplugThread.h"
 
 // NeedsPolling tells from the result of GetVersionExA whether PC/SC cannot be waited for: version 5.2, or one that is

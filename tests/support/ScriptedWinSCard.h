@@ -12,8 +12,6 @@
 // from several threads. A thread that waits must have come back, or be dead, before the instance goes.
 #pragma once
 
-#include "common/Platform.h"
-
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -22,6 +20,8 @@
 #include <set>
 #include <string>
 #include <vector>
+
+#include "common/SmartCard.h"
 
 class ScriptedWinSCard {
  public:

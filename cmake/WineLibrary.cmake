@@ -1,0 +1,63 @@
+# telvo_wine_library(NAME FOLDER EXPORTS_FILE SOURCES source... FLAGS flag... LIBRARIES library...) makes a library that a
+# Windows process loads as NAME.dll, of Linux code: the host's compiler compiles it, and winegcc links it into two files,
+#
+#   FOLDER/wine/x86_64-unix/NAME.dll.so   the library, found through WINEDLLPATH=FOLDER/wine
+#   FOLDER/NAME.dll                       the placeholder that LoadLibrary finds beside the program or in system32
+#
+# Sources are C++ with no header of Wine; cmake/WineDllMain.c is added, as Wine wants an entry point of every library.
+find_program(HOST_CXX NAMES g++ REQUIRED)
+find_program(WINEGCC NAMES winegcc REQUIRED)
+find_program(WINEGXX NAMES wineg++ REQUIRED)
+
+set(TELVO_WINE_LIBRARY_FOLDER ${CMAKE_CURRENT_LIST_DIR})
+
+function(telvo_wine_library name folder exports)
+  cmake_parse_arguments(PARSE_ARGV 3 ARG "" "" "SOURCES;FLAGS;LIBRARIES")
+  set(objects ${folder}/objects)
+  set(unix_folder ${folder}/wine/x86_64-unix)
+  file(MAKE_DIRECTORY ${objects} ${unix_folder})
+
+  # -fno-gnu-unique: with a unique symbol in it, the loader would never unload the library, and Wine cannot load it twice.
+  set(flags
+    -std=c++17 -O2 -g -fPIC -fvisibility=hidden -fno-gnu-unique
+    -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Werror ${ARG_FLAGS})
+  set(object_files)
+  foreach(source ${ARG_SOURCES})
+    get_filename_component(source ${source} ABSOLUTE)
+    get_filename_component(file ${source} NAME)
+    set(object ${objects}/${file}.o)
+    add_custom_command(
+      OUTPUT ${object}
+      COMMAND ${CMAKE_CXX_COMPILER_LAUNCHER} ${HOST_CXX} ${flags} -MD -MF ${object}.d -c ${source} -o ${object}
+      DEPENDS ${source}
+      DEPFILE ${object}.d
+      COMMENT "Compiling ${file} for the Wine library ${name}"
+      VERBATIM)
+    list(APPEND object_files ${object})
+  endforeach()
+
+  set(dll_main ${TELVO_WINE_LIBRARY_FOLDER}/WineDllMain.c)
+  add_custom_command(
+    OUTPUT ${objects}/WineDllMain.c.o
+    COMMAND ${WINEGCC} -c -O2 -g -fPIC -Wall -Wextra -Werror ${dll_main} -o ${objects}/WineDllMain.c.o
+    DEPENDS ${dll_main}
+    COMMENT "Compiling WineDllMain.c for the Wine library ${name}"
+    VERBATIM)
+  list(APPEND object_files ${objects}/WineDllMain.c.o)
+
+  set(library ${unix_folder}/${name}.dll.so)
+  set(placeholder ${folder}/${name}.dll)
+  add_custom_command(
+    OUTPUT ${library}
+    COMMAND ${WINEGXX} -shared ${exports} ${object_files} ${ARG_LIBRARIES} -o ${library}
+    DEPENDS ${exports} ${object_files}
+    COMMENT "Linking ${name}.dll.so"
+    VERBATIM)
+  add_custom_command(
+    OUTPUT ${placeholder}
+    COMMAND ${WINEGXX} -shared -Wb,--fake-module ${exports} ${object_files} -o ${placeholder}
+    DEPENDS ${exports} ${object_files}
+    COMMENT "Making the placeholder ${name}.dll"
+    VERBATIM)
+  add_custom_target(${name} ALL DEPENDS ${library} ${placeholder})
+endfunction()
