@@ -260,6 +260,19 @@ TEST(DialogWindowTest, ColourAndFontAreTheControlsOwn) {
   });
 }
 
+TEST(DialogWindowTest, ATextInATallFontIsNotCutOff) {
+  Probe probe(IDD_LOGIN);
+  probe.colored = IDC_LOGIN_STATUS;
+  Show(probe, [](DialogDriver& user) {
+    RECT status = {};
+    GetClientRect(user.Control(IDC_LOGIN_STATUS), &status);
+    EXPECT_GE(status.bottom, 16);
+    RECT label = {};
+    GetClientRect(user.Control(IDC_PIN_LABEL), &label);
+    EXPECT_EQ(13, label.bottom);
+  });
+}
+
 TEST(DialogWindowTest, WithoutAColourOfItsOwnATextIsNotRed) {
   Probe probe(IDD_LOGIN);
   Show(probe, [](DialogDriver& user) { EXPECT_EQ(0, RedPixels(user, IDC_LOGIN_STATUS)); });
