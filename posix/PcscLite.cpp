@@ -34,13 +34,18 @@ struct Context {
 
 // Over the contexts and what they hold; never held during a wait.
 std::mutex g_mutex;
-std::map<std::uint64_t, std::shared_ptr<Context>> g_contexts;
 std::uint64_t g_nextContext = 0x1000;
+
+// There from the first use on, which may come before main, and until the last static object that used it is gone.
+std::map<std::uint64_t, std::shared_ptr<Context>>& Contexts() {
+  static std::map<std::uint64_t, std::shared_ptr<Context>> contexts;
+  return contexts;
+}
 
 // Under g_mutex; null for a context that there is none of.
 std::shared_ptr<Context> Find(std::uint64_t context) {
-  const auto found = g_contexts.find(context);
-  return found == g_contexts.end() ? nullptr : found->second;
+  const auto found = Contexts().find(context);
+  return found == Contexts().end() ? nullptr : found->second;
 }
 
 // The libpcsclite context of one wait.
@@ -103,7 +108,7 @@ std::int32_t EstablishContext(std::uint64_t* context) {
   if (result != SCARD_S_SUCCESS) return static_cast<std::int32_t>(result);
   const std::lock_guard<std::mutex> lock(g_mutex);
   *context = g_nextContext++;
-  g_contexts[*context] = std::move(established);
+  Contexts()[*context] = std::move(established);
   return SCARD_S_SUCCESS;
 }
 
@@ -114,7 +119,7 @@ std::int32_t ReleaseContext(std::uint64_t context) {
     released = Find(context);
     if (!released) return static_cast<std::int32_t>(SCARD_E_INVALID_HANDLE);
     ++released->cancellings;
-    g_contexts.erase(context);
+    Contexts().erase(context);
   }
   return static_cast<std::int32_t>(SCardReleaseContext(released->context));
 }

@@ -8,27 +8,8 @@ run_command=("$@")
 folder=$(mktemp -d)
 trap 'set_log off; rm -rf "$folder"' EXIT
 trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
-log=$folder/csp.log
-key='SOFTWARE\Brenholt Devices Ltd.\TELVO SDK'
-
+. "$(dirname "$0")/log_switch.sh"
 fail() { echo "FAILED: $*"; [ -f "$log" ] && head -c 2000 "$log"; exit 1; }
-
-# set_log on|off, for every process that starts from now on
-if [ "$system" = Windows ]; then
-  set_log() {
-    if [ "$1" = off ]; then
-      "${run_command[@]}" reg delete "HKLM\\$key" /f >/dev/null 2>&1 || true
-    else
-      "${run_command[@]}" reg add "HKLM\\$key" /v CSPLOG /t REG_SZ /d 1 /f >/dev/null
-      "${run_command[@]}" reg add "HKLM\\$key" /v CSPDIR /t REG_SZ /d "Z:$(echo "$log" | tr / '\\')" /f >/dev/null
-    fi
-  }
-else
-  export TELVO_REGISTRY="$folder/registry"
-  set_log() {
-    if [ "$1" = off ]; then : >"$TELVO_REGISTRY"; else printf '[%s]\nCSPLOG=sz:1\nCSPDIR=sz:%s\n' "$key" "$log" >"$TELVO_REGISTRY"; fi
-  }
-fi
 
 starts() { grep -c 'LOG START' "$log" || true; }
 lines() { grep -c "^$1 [0-9]* .\{0,1\}$" "$log" || true; }

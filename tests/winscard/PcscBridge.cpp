@@ -6,7 +6,6 @@
 // which nobody kills, has waited in its place.
 #include <atomic>
 #include <cstring>
-#include <mutex>
 #include <pthread.h>
 #include <semaphore.h>
 #include <signal.h>
@@ -60,7 +59,7 @@ void Answer(Slot& slot) {
 }
 
 // The threads inherit that all signals are blocked: Wine's are not for them.
-void StartDispatcher() {
+bool StartDispatcher() {
   sem_init(&g_asked, 0, 0);
   sigset_t all;
   sigset_t before;
@@ -68,6 +67,7 @@ void StartDispatcher() {
   pthread_sigmask(SIG_SETMASK, &all, &before);
   std::thread(Dispatch).detach();
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return true;
 }
 
 Slot* TakeSlot() {
@@ -83,8 +83,9 @@ Slot* TakeSlot() {
 extern "C" {
 
 std::int32_t TELVO_WINDOWS_ABI BridgeEstablishContext(std::uint32_t, const void*, const void*, std::uint64_t* context) {
-  static std::once_flag started;
-  std::call_once(started, StartDispatcher);
+  // Not std::call_once: it reaches a thread-local variable of another library, which crashes in a Wine library.
+  static const bool started = StartDispatcher();
+  static_cast<void>(started);
   return pcsclite::EstablishContext(context);
 }
 

@@ -1,0 +1,78 @@
+# To be sourced by bash. Two virtual PC/SC readers, "TELVO Reader A 00 00" and "TELVO Reader B 00 00", with cards to put in
+# and to pull:
+#
+#   readers_up FOLDER        starts pcscd with these readers; FOLDER is for its settings and its log
+#   card insert A            puts the card into reader A; card remove A pulls it
+#   readers_down             ends all of it; call it in a trap
+#
+# A machine has one pcscd. Tests of several build folders wait for each other; a pcscd that is not a test's is left alone,
+# and readers_up fails.
+
+# vpcd serves two readers at its port and the one behind it; the second of each pair, "... 00 01", stays unused.
+reader_port_a=35963
+reader_port_b=35979
+
+pcscd_answers() {
+  python3 -c 'import socket; socket.socket(socket.AF_UNIX).connect("/run/pcscd/pcscd.comm")' 2>/dev/null
+}
+
+as_root=()
+[ "$(id -u)" = 0 ] || as_root=(sudo -n)
+
+# write_reader FOLDER NAME PORT DRIVER. Two readers that share a driver's file would share the cards in them as well.
+write_reader() {
+  cp /usr/lib/pcsc/drivers/serial/libifdvpcd.so "$1/$4"
+  printf 'FRIENDLYNAME "%s"\nDEVICENAME /dev/null:0x%X\nLIBPATH %s\nCHANNELID 0x%X\n\n' \
+    "$2" "$3" "$1/$4" "$3" >>"$1/readers.d/telvo"
+}
+
+# start_talk NAME COMMAND...: starts a program to talk with; NAME_pid is its process, NAME_in and NAME_out are descriptors.
+# (Bash has one coproc at a time.)
+start_talk() {
+  local name=$1 pipes
+  shift
+  pipes=$(mktemp -d)
+  mkfifo "$pipes/in" "$pipes/out"
+  "$@" <"$pipes/in" >"$pipes/out" &
+  printf -v "${name}_pid" %s $!
+  exec {talk_in}>"$pipes/in" {talk_out}<"$pipes/out"
+  printf -v "${name}_in" %s "$talk_in"
+  printf -v "${name}_out" %s "$talk_out"
+  rm -r "$pipes"
+}
+
+readers_up() {
+  local folder=$1
+  exec {readers_lock}>"${TMPDIR:-/tmp}/telvo-readers.lock"
+  flock -w 240 "$readers_lock" || { echo "readers_up: another test does not let go of pcscd" >&2; return 1; }
+  if pcscd_answers; then
+    echo "readers_up: a pcscd runs already; stop it for this test (systemctl stop pcscd.socket pcscd)" >&2
+    return 1
+  fi
+  mkdir -p "$folder/readers.d"
+  write_reader "$folder" "TELVO Reader A" $reader_port_a driver-a.so
+  write_reader "$folder" "TELVO Reader B" $reader_port_b driver-b.so
+  "${as_root[@]}" pcscd -f -c "$folder/readers.d" >"$folder/pcscd.log" 2>&1 {readers_lock}>&- </dev/null &
+  pcscd_pid=$!
+  for _ in $(seq 100); do
+    pcscd_answers && break
+    kill -0 $pcscd_pid 2>/dev/null || { cat "$folder/pcscd.log" >&2; return 1; }
+    sleep 0.1
+  done
+  start_talk cards python3 "$(dirname "${BASH_SOURCE[0]}")/virtual_card.py" A=$reader_port_a B=$reader_port_b
+}
+
+card() {
+  local answer
+  echo "$1 $2" >&"$cards_in"
+  read -r -t 10 answer <&"$cards_out" && [ "$answer" = "$1 $2" ] || { echo "card: no answer to $1 $2" >&2; return 1; }
+}
+
+readers_down() {
+  if [ -n "${cards_pid:-}" ]; then kill "$cards_pid" 2>/dev/null || true; fi
+  if [ -n "${pcscd_pid:-}" ]; then
+    "${as_root[@]}" kill "$pcscd_pid" 2>/dev/null || true
+    wait "$pcscd_pid" 2>/dev/null || true
+  fi
+  cards_pid='' pcscd_pid=''
+}

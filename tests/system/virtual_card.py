@@ -1,0 +1,78 @@
+#!/usr/bin/env python3
+"""virtual_card.py NAME=PORT...: cards for virtual PC/SC readers, one for each reader, that are put in and pulled.
+
+A reader is the port at which vpcd listens. Each line of the input is a command, "insert NAME" or "remove NAME", and is
+answered by the same line once it is carried out; the service itself notices within half a second. At the end of the
+input all cards are pulled.
+
+vpcd's messages are a length (16 bits, big-endian) and as many bytes, both ways. One byte from the reader is a control
+code, of which only the question for the ATR wants an answer; anything longer is a command to the card.
+"""
+import socket
+import struct
+import sys
+import threading
+
+ATR = bytes([0x3B, 0x85, 0x00]) + b"TELVO"  # five historical bytes, T=0
+GET_ATR = 4
+NOT_SUPPORTED = b"\x6d\x00"
+
+
+class Card:
+    def __init__(self, port):
+        self.port = port
+        self.connection = None
+
+    def insert(self):
+        if self.connection is None:
+            self.connection = socket.create_connection(("127.0.0.1", self.port), 5)
+            self.connection.settimeout(None)
+            threading.Thread(target=serve, args=(self.connection,), daemon=True).start()
+
+    def remove(self):
+        if self.connection is not None:
+            self.connection.shutdown(socket.SHUT_RDWR)
+            self.connection.close()
+            self.connection = None
+
+
+def receive(connection, length):
+    data = b""
+    while len(data) < length:
+        part = connection.recv(length - len(data))
+        if not part:
+            raise EOFError
+        data += part
+    return data
+
+
+def serve(connection):
+    try:
+        while True:
+            (length,) = struct.unpack(">H", receive(connection, 2))
+            message = receive(connection, length)
+            if length > 1:
+                answer = NOT_SUPPORTED
+            elif message[0] == GET_ATR:
+                answer = ATR
+            else:
+                continue
+            connection.sendall(struct.pack(">H", len(answer)) + answer)
+    except (OSError, EOFError):
+        pass  # the card was pulled
+
+
+def main():
+    cards = {}
+    for argument in sys.argv[1:]:
+        name, port = argument.split("=")
+        cards[name] = Card(int(port))
+    for line in sys.stdin:
+        command, name = line.split()
+        {"insert": Card.insert, "remove": Card.remove}[command](cards[name])
+        print(command, name, flush=True)
+    for card in cards.values():
+        card.remove()
+
+
+main()

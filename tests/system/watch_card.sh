@@ -1,0 +1,85 @@
+#!/bin/bash
+# watch_card.sh SYSTEM WATCH_CARD WINSCARD_FOLDER -- RUN...
+# Real readers and cards that are really pulled: a PIN is forgotten with its card, once, and not before.
+# WINSCARD_FOLDER holds winscard.dll and pcscbridge.dll, on Windows.
+set -eu
+system=$1 program=$2 winscard=$3
+shift 4
+run_command=("$@")
+folder=$(mktemp -d)
+trap 'readers_down; set_log off; rm -rf "$folder"' EXIT
+trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
+. "$(dirname "$0")/log_switch.sh"
+. "$(dirname "$0")/readers.sh"
+
+fail() { echo "FAILED: $*"; [ -f "$log" ] && tail -n 40 "$log"; exit 1; }
+
+# ask COMMAND: the program's answer
+ask() {
+  local answer
+  echo "$1" >&"$watcher_in"
+  read -r -t 20 answer <&"$watcher_out" || fail "no answer to $1"
+  echo "${answer%$'\r'}"
+}
+# How many lines of the log hold a text.
+lines() { grep -c -- "$1" "$log" || true; }
+# await_lines COUNT TEXT
+await_lines() {
+  for _ in $(seq 100); do [ "$(lines "$2")" -ge "$1" ] && return; sleep 0.1; done
+  fail "'$2' does not come up $1 times"
+}
+
+readers_up "$folder" || exit 1
+card insert A
+card insert B
+cp "$program" "$folder"
+if [ "$system" = Windows ]; then
+  cp "$winscard/winscard.dll" "$winscard/pcscbridge.dll" "$folder"
+  export TELVO_WINSCARD=1
+fi
+set_log on
+sleep 1  # until the service has seen the cards
+start_talk watcher "${run_command[@]}" "$folder/$(basename "$program")" 'TELVO Reader A 00 00'
+
+[ "$(ask login)" = held ] || fail "the PIN is not held"
+[ "$(ask add)" = added ]
+[ "$(ask add)" = added ]
+[ "$(lines 'Running new thread')" = 1 ] || fail "not one thread was started"
+[ "$(lines 'A thread for this reader is already running')" = 1 ] || fail "the second thread was not refused"
+
+sleep 1
+[ "$(ask pin)" = held ] || fail "the PIN is lost while the card is in"
+card remove B
+sleep 1
+[ "$(ask pin)" = held ] || fail "the PIN is lost with the other reader's card"
+
+card remove A
+await_lines 1 'Clearing PIN Cache'
+[ "$(ask pin)" = none ] || fail "the PIN outlives the card"
+card insert A
+sleep 1
+[ "$(ask login)" = held ]
+sleep 1
+[ "$(ask pin)" = held ] || fail "the card that is put back loses the PIN"
+[ "$(lines 'Card was removed')" = 1 ] || fail "the removal is reported $(lines 'Card was removed') times"
+
+card remove A
+await_lines 2 'Clearing PIN Cache'
+[ "$(ask pin)" = none ] || fail "the PIN outlives the second removal"
+[ "$(lines 'Card was removed')" = 2 ] || fail "the second removal is not reported once"
+[ "$(lines 'Reader was unplugged')" = 0 ] || fail "a wait failed"
+
+card insert A
+sleep 1
+[ "$(ask login)" = held ]
+readers_down
+await_lines 1 'SCardGetStatusChange: '
+[ "$(ask pin)" = held ] || fail "the PIN is lost with the service"
+
+started=$(date +%s%N)
+exec {watcher_in}>&-
+wait "$watcher_pid" || fail "the program ends with an error"
+took=$((($(date +%s%N) - started) / 1000000))
+[ "$took" -lt 3000 ] || fail "the program takes $took ms to end"
+[ "$(lines 'Unplug Thread deleted')" = 1 ] || fail "the thread was not deleted"
+echo "the PIN went with its card twice; the program ended within $took ms"
