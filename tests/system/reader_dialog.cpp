@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "DialogDriver.h"
+#include "PictureStand.h"
 #include "pin/CSelectCard.h"
 
 namespace {
@@ -81,6 +82,12 @@ TEST(WithReadersTest, CancelChoosesNothing) {
   CSelectCard dialog;
   EXPECT_EQ(2, Show(dialog, [](DialogDriver& user) { user.Click(IDCANCEL); }));
   EXPECT_EQ("", Chosen(dialog));
+}
+
+// Run by scripts/pictures.
+TEST(WithReadersTest, DISABLED_StandsForAPicture) {
+  CSelectCard dialog;
+  EXPECT_EQ(2, Show(dialog, [](DialogDriver& /*user*/) { StandForAPicture(); }));
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "DialogDriver.h"
-#include "PictureStand.h"
 #include "ScriptedWinSCard.h"
 #include "pin/CSelectCard.h"
 
@@ -88,15 +87,6 @@ TEST_F(ReaderDialogTest, AListThatFailsEndsTheDialogBeforeItIsShown) {
   } catch (const std::exception& error) {
     EXPECT_STREQ("SCardListReaders Failed: 0x8010002E", error.what());
   }
-}
-
-// Run by scripts/pictures.
-TEST_F(ReaderDialogTest, DISABLED_StandsForAPicture) {
-  for (const char* reader : {"TELVO Reader A 00 00", "TELVO Reader B 00 00"}) m_pcsc.AddReader(reader);
-  EXPECT_EQ(2, Show([](DialogDriver& user) {
-              EXPECT_EQ("TELVO Reader A 00 00", user.Text(kReaders));
-              StandForAPicture();
-            }));
 }
 
 }  // namespace
