@@ -158,14 +158,14 @@ TEST(DialogWindowTest, AnExceptionAtAKeyComesOutOfTheRun) {
 TEST(DialogWindowTest, NoEventFollowsAnException) {
   Probe probe(IDD_LOGIN);
   Events events;
-  probe.open = [&](DialogView& view) {
-    events.emplace_back("open");
+  probe.command = [&](DialogView& view, int control, UINT notification) {
+    events.push_back(std::to_string(control) + " " + std::to_string(notification));
+    if (control == IDC_PIN_EDIT) throw std::runtime_error("update");
     view.SetText(IDC_PIN_EDIT, "1");
-    throw std::runtime_error("open");
+    view.SetText(IDC_PIN_EDIT, "2");
   };
-  probe.command = [&](DialogView&, int control, UINT) { events.push_back("command " + std::to_string(control)); };
-  EXPECT_THROW(GetDialogHost().Run(probe), std::runtime_error);
-  EXPECT_EQ((Events{"open", "command 1002", "command 1002"}), events);
+  EXPECT_THROW(ShowUntilItEnds(probe, [](DialogDriver& user) { user.Click(IDC_LOGIN); }), std::runtime_error);
+  EXPECT_EQ((Events{"1001 0", "1002 " + std::to_string(EN_UPDATE)}), events);
 }
 
 TEST(DialogWindowTest, ADialogCanBeShownAgainBehindAnException) {
