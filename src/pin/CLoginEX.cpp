@@ -56,7 +56,9 @@ void CLoginEX::OnLogin(DialogView& view) {
     result = ReadPIN(view, pin.Data(), &length);
     if (result == ERROR_SUCCESS) result = LogIn(view, pin.Data(), length);
   }
-  if (result == static_cast<DWORD>(SCARD_W_WRONG_CHV) || result == static_cast<DWORD>(SCARD_W_CHV_BLOCKED)) return;
+  const bool canTryAgain =
+      result == static_cast<DWORD>(SCARD_W_WRONG_CHV) || result == static_cast<DWORD>(SCARD_W_CHV_BLOCKED);
+  if (canTryAgain) return;
   view.End(result == ERROR_SUCCESS ? IDOK : static_cast<INT_PTR>(result));
 }
 
