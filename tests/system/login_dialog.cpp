@@ -2,10 +2,10 @@
 // keyboard. The token's PIN is 123456, its label "Anna's card", and it has three tries. Each test wants a card of its
 // own, so login_dialog.sh runs them one by one.
 #include <algorithm>
-#include <fstream>
 #include <gtest/gtest.h>
 
 #include "DialogDriver.h"
+#include "PictureStand.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "pin/CLoginEX.h"
 
@@ -266,21 +266,20 @@ TEST_F(LoginDialogTest, WhatIsCopiedAreAsterisks) {
             }));
 }
 
-// Run by login_dialog.sh alone, without a screen.
+// Run by login_dialog.sh, alone and without a screen.
 TEST_F(LoginDialogTest, DISABLED_WithoutAScreenTheResultIsMinusOne) {
   CLoginEX dialog;
   dialog.SetSession(&m_session);
   EXPECT_EQ(-1, dialog.DoModal());
 }
 
-// Run by scripts that look at the window: stands with a wrong PIN until the file TELVO_HOLD names is gone.
+// Run by scripts/pictures.
 TEST_F(LoginDialogTest, DISABLED_StandsForAPicture) {
-  const char* const hold = std::getenv("TELVO_HOLD");
-  ASSERT_NE(nullptr, hold);
-  EXPECT_EQ(2, Show([&](DialogDriver& user) {
+  EXPECT_EQ(2, Show([](DialogDriver& user) {
               Try(user, "000000");
-              std::ofstream(std::string(hold) + ".shown") << "shown";
-              while (std::ifstream(hold)) Sleep(20);
+              Try(user, "1234567");
+              EXPECT_EQ("Incorrect PIN, 1 trials left", user.Text(kStatus));
+              StandForAPicture();
             }));
 }
 

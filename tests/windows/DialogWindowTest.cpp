@@ -158,14 +158,14 @@ TEST(DialogWindowTest, AnExceptionAtAKeyComesOutOfTheRun) {
 TEST(DialogWindowTest, NoEventFollowsAnException) {
   Probe probe(IDD_LOGIN);
   Events events;
-  probe.open = [&](DialogView& view) {
-    events.emplace_back("open");
+  probe.command = [&](DialogView& view, int control, UINT notification) {
+    events.push_back(std::to_string(control) + " " + std::to_string(notification));
+    if (control == IDC_PIN_EDIT) throw std::runtime_error("update");
     view.SetText(IDC_PIN_EDIT, "1");
-    throw std::runtime_error("open");
+    view.SetText(IDC_PIN_EDIT, "2");
   };
-  probe.command = [&](DialogView&, int control, UINT) { events.push_back("command " + std::to_string(control)); };
-  EXPECT_THROW(GetDialogHost().Run(probe), std::runtime_error);
-  EXPECT_EQ((Events{"open", "command 1002", "command 1002"}), events);
+  EXPECT_THROW(ShowUntilItEnds(probe, [](DialogDriver& user) { user.Click(IDC_LOGIN); }), std::runtime_error);
+  EXPECT_EQ((Events{"1001 0", "1002 " + std::to_string(EN_UPDATE)}), events);
 }
 
 TEST(DialogWindowTest, ADialogCanBeShownAgainBehindAnException) {
@@ -257,6 +257,19 @@ TEST(DialogWindowTest, ColourAndFontAreTheControlsOwn) {
     EXPECT_STREQ("Arial", user.Font(IDC_LOGIN_STATUS).lfFaceName);
     EXPECT_EQ(0, RedPixels(user, IDC_PIN_LABEL));
     EXPECT_EQ(400, user.Font(IDC_PIN_LABEL).lfWeight);
+  });
+}
+
+TEST(DialogWindowTest, ATextInATallFontIsNotCutOff) {
+  Probe probe(IDD_LOGIN);
+  probe.colored = IDC_LOGIN_STATUS;
+  Show(probe, [](DialogDriver& user) {
+    RECT status = {};
+    GetClientRect(user.Control(IDC_LOGIN_STATUS), &status);
+    EXPECT_GE(status.bottom, 16);
+    RECT label = {};
+    GetClientRect(user.Control(IDC_PIN_LABEL), &label);
+    EXPECT_EQ(13, label.bottom);
   });
 }
 

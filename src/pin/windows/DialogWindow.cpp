@@ -7,6 +7,26 @@ namespace {
 // Pictures are not found by the null instance, which stands for the system's own there.
 HINSTANCE ResourceModule() { return g_libraryInstance != nullptr ? g_libraryInstance : GetModuleHandleA(nullptr); }
 
+LONG HeightOf(HFONT font, HWND window) {
+  const HDC context = GetDC(window);
+  const HGDIOBJ before = SelectObject(context, font);
+  TEXTMETRICA metrics = {};
+  GetTextMetricsA(context, &metrics);
+  SelectObject(context, before);
+  ReleaseDC(window, context);
+  return metrics.tmHeight;
+}
+
+// Gives a control the font, and the height that one line of it takes, so that nothing of the text is cut off.
+void SetFont(HWND window, HFONT font) {
+  SendMessageA(window, WM_SETFONT, reinterpret_cast<WPARAM>(font), FALSE);
+  RECT size = {};
+  GetClientRect(window, &size);
+  const LONG height = HeightOf(font, window);
+  if (height <= size.bottom) return;
+  SetWindowPos(window, nullptr, 0, 0, size.right, height, SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
 }  // namespace
 
 INT_PTR DialogWindow::Run() {
@@ -82,8 +102,7 @@ void DialogWindow::WatchControls() {
 void DialogWindow::SetFonts() {
   ForEachControl([this](HWND window, int control) {
     DialogFont font;
-    if (!m_controller.GetTextFont(control, font)) return;
-    SendMessageA(window, WM_SETFONT, reinterpret_cast<WPARAM>(m_fonts.Get(control, font)), FALSE);
+    if (m_controller.GetTextFont(control, font)) SetFont(window, m_fonts.Get(control, font));
   });
 }
 
