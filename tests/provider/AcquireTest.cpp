@@ -231,6 +231,11 @@ std::string Opening(const std::string& container, const std::string& flags) {
 }
 
 TEST_F(OneCardTest, ASuccessfulAcquisitionIsLogged) {
+  // Keys are listed with the certificates of their identifiers.
+  const std::string keysOfAnEmptyCard = LogLine("GetCertificates - Entry") +
+                                        LogLine("GetCertificates - iteration begins") +
+                                        LogLine("GetCertificates - Exit") +
+                                        LogLine("GetPrivateKeys::Iterating through objects");
   ASSERT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), 0));
   EXPECT_EQ(Opening("\\\\.\\TELVO Reader A\\one", "00000000") + LogLine("\nRetrieving Crypto Wrapper") +
                 LogLine("\nInitializing Context") + LogLine("\nInitialize Base Class") +
@@ -238,11 +243,11 @@ TEST_F(OneCardTest, ASuccessfulAcquisitionIsLogged) {
                 LogLine("\nIterating thru Readers") + LogLine("TELVO Reader A") + LogLine("Reader Name found") +
                 LogLine("Retrieving Session") + LogLine("\nRetrieving Token") + LogLine("\nOpening Session") +
                 LogLine("\nRetrieving Objects") + LogLine("\nObjects Retrieved") +
-                LogLine("\nRetrieving Certificates") + LogLine("GetCertificates - Entry") +
-                LogLine("GetCertificates - iteration begins") + LogLine("GetCertificates - Exit") +
-                LogLine("Retrieving Certificate") + LogLine("Retrieving Private Key 2") +
-                LogLine("GetPrivateKeys::Entry") + LogLine("No Private Key Found") +
-                LogLine("Retrieving Public Key 3") + LogLine("No Public Key Found") +
+                LogLine("\nRetrieving Certificates") + LogLine("GetCertificates - Entry") + keysOfAnEmptyCard +
+                keysOfAnEmptyCard + LogLine("GetCertificates - iteration begins") + LogLine("GetCertificates - Exit") +
+                LogLine("Retrieving Certificate") + LogLine("Retrieving Private Key 2") + keysOfAnEmptyCard +
+                LogLine("No Private Key Found") + LogLine("Retrieving Public Key 3") + keysOfAnEmptyCard +
+                LogLine("No Public Key Found") +
                 LogLine("\nSlot List Loop done") + LogValue("Token Label: ", "Card A                          ") +
                 LogLine("\nAddUnplugThread ") + LogLine("\nInitialization Finished") +
                 LogLine("\nCPAcquireContext Success"),

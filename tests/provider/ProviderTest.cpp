@@ -40,6 +40,8 @@ ProviderTest::ProviderTest()
       m_cryptoki(TheModule()),
       m_cardA(m_cryptoki, kReaderA, Environment("TELVO_CARDS") + "/a"),
       m_cardB(m_cryptoki, kReaderB, Environment("TELVO_CARDS") + "/b") {
+  // A session that an earlier test left open would keep its card logged in.
+  for (const CK_SLOT_ID slot : {0U, 1U}) TheModule()->C_CloseAllSessions(slot);
   for (SoftToken* card : {&m_cardA, &m_cardB}) {
     card->Insert();
     card->Clear();
