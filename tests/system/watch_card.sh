@@ -39,19 +39,27 @@ if [ "$system" = Windows ]; then
 fi
 set_log on
 sleep 1  # until the service has seen the cards
-start_talk watcher "${run_command[@]}" "$folder/$(basename "$program")" 'TELVO Reader A 00 00'
+start_talk watcher "${run_command[@]}" "$folder/$(basename "$program")" 'TELVO Reader A 00 00' 'TELVO Reader B 00 00'
+
+# vpcd has a second reader behind each of ours.
+readers='TELVO Reader A 00 00|TELVO Reader A 00 01|TELVO Reader B 00 00|TELVO Reader B 00 01|'
+[ "$(ask readers)" = "$readers" ] || fail "the readers are not listed"
 
 [ "$(ask login)" = held ] || fail "the PIN is not held"
-[ "$(ask add)" = added ]
-[ "$(ask add)" = added ]
-[ "$(lines 'Running new thread')" = 1 ] || fail "not one thread was started"
-[ "$(lines 'A thread for this reader is already running')" = 1 ] || fail "the second thread was not refused"
-
+[ "$(ask watch)" = watching ]
+[ "$(ask watch)" = watching ]
+[ "$(lines 'Running new thread')" = 2 ] || fail "not one thread a reader was started"
+[ "$(lines 'A thread for this reader is already running')" = 2 ] || fail "further threads were not refused"
 sleep 1
 [ "$(ask pin)" = held ] || fail "the PIN is lost while the card is in"
+[ "$(lines 'Card was removed')" = 0 ] || fail "a removal is reported while the cards are in"
+
+# Both threads wait in one context; the second reader's card is noticed while the first one's thread waits.
 card remove B
+await_lines 1 'Card was removed'
 sleep 1
 [ "$(ask pin)" = held ] || fail "the PIN is lost with the other reader's card"
+[ "$(lines 'Clearing PIN Cache')" = 0 ] || fail "a PIN was cleared for a card without one"
 
 card remove A
 await_lines 1 'Clearing PIN Cache'
@@ -61,12 +69,12 @@ sleep 1
 [ "$(ask login)" = held ]
 sleep 1
 [ "$(ask pin)" = held ] || fail "the card that is put back loses the PIN"
-[ "$(lines 'Card was removed')" = 1 ] || fail "the removal is reported $(lines 'Card was removed') times"
+[ "$(lines 'Card was removed')" = 2 ] || fail "two removals are reported $(lines 'Card was removed') times"
 
 card remove A
 await_lines 2 'Clearing PIN Cache'
 [ "$(ask pin)" = none ] || fail "the PIN outlives the second removal"
-[ "$(lines 'Card was removed')" = 2 ] || fail "the second removal is not reported once"
+[ "$(lines 'Card was removed')" = 3 ] || fail "the third removal is not reported once"
 [ "$(lines 'Reader was unplugged')" = 0 ] || fail "a wait failed"
 
 card insert A
@@ -81,5 +89,5 @@ exec {watcher_in}>&-
 wait "$watcher_pid" || fail "the program ends with an error"
 took=$((($(date +%s%N) - started) / 1000000))
 [ "$took" -lt 3000 ] || fail "the program takes $took ms to end"
-[ "$(lines 'Unplug Thread deleted')" = 1 ] || fail "the thread was not deleted"
+[ "$(lines 'Unplug Thread deleted')" = 2 ] || fail "the threads were not deleted"
 echo "the PIN went with its card twice; the program ended within $took ms"
