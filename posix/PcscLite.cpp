@@ -2,14 +2,13 @@
 
 #include <PCSC/winscard.h>
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <list>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -18,9 +17,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A wait looks this often whether it was cancelled. SCardCancel of libpcsclite does nothing for a wait that is about to
-// begin, and comes after the one that it is to end.
-constexpr std::chrono::milliseconds kSlice(100);
+// How often a wait asks. The service itself looks at its readers every 400 ms.
+constexpr std::chrono::milliseconds kPause(50);
 
 // In libpcsclite's header both have the width of its own DWORD.
 constexpr std::uint32_t kAutoAllocate = 0xFFFFFFFF;
@@ -28,11 +26,11 @@ constexpr std::uint32_t kInfinite = 0xFFFFFFFF;
 
 struct Context {
   SCARDCONTEXT context = 0;
-  std::atomic<std::uint32_t> cancellings{0};  // a wait ends when it has become another
+  std::uint32_t cancellings = 0;              // a wait ends when it has become another
   std::list<std::unique_ptr<char[]>> memory;  // handed out by ListReaders
 };
 
-// Over the contexts and what they hold; never held during a wait.
+// Over the contexts, what they hold, and every call of libpcsclite. Held for moments.
 std::mutex g_mutex;
 std::uint64_t g_nextContext = 0x1000;
 
@@ -47,40 +45,6 @@ std::shared_ptr<Context> Find(std::uint64_t context) {
   const auto found = Contexts().find(context);
   return found == Contexts().end() ? nullptr : found->second;
 }
-
-// The libpcsclite context of one wait.
-class OwnContext {
- public:
-  OwnContext() : m_result(SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &m_context)) {}
-  ~OwnContext() {
-    if (m_result == SCARD_S_SUCCESS) SCardReleaseContext(m_context);
-  }
-  OwnContext(const OwnContext&) = delete;
-  OwnContext& operator=(const OwnContext&) = delete;
-
-  LONG Result() const { return m_result; }
-
-  // Waits until `end`, or for good without one, or until isCancelled().
-  template <typename IsCancelled>
-  LONG Wait(std::optional<Clock::time_point> end, std::vector<SCARD_READERSTATE>& states,
-            IsCancelled isCancelled) const {
-    while (!isCancelled()) {
-      auto slice = kSlice;
-      if (end) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*end - Clock::now());
-        slice = std::clamp(left, std::chrono::milliseconds(0), kSlice);
-      }
-      const LONG result = SCardGetStatusChange(m_context, static_cast<DWORD>(slice.count()), states.data(),
-                                               static_cast<DWORD>(states.size()));
-      if (result != SCARD_E_TIMEOUT || (end && Clock::now() >= *end)) return result;
-    }
-    return SCARD_E_CANCELLED;
-  }
-
- private:
-  SCARDCONTEXT m_context = 0;
-  LONG m_result;
-};
 
 std::vector<SCARD_READERSTATE> ToPcscLite(const ReaderState* readers, std::uint32_t count) {
   std::vector<SCARD_READERSTATE> states(count);
@@ -103,25 +67,22 @@ void FromPcscLite(const std::vector<SCARD_READERSTATE>& states, ReaderState* rea
 }  // namespace
 
 std::int32_t EstablishContext(std::uint64_t* context) {
+  const std::lock_guard<std::mutex> lock(g_mutex);
   auto established = std::make_shared<Context>();
   const LONG result = SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &established->context);
   if (result != SCARD_S_SUCCESS) return static_cast<std::int32_t>(result);
-  const std::lock_guard<std::mutex> lock(g_mutex);
   *context = g_nextContext++;
   Contexts()[*context] = std::move(established);
   return SCARD_S_SUCCESS;
 }
 
 std::int32_t ReleaseContext(std::uint64_t context) {
-  std::shared_ptr<Context> released;
-  {
-    const std::lock_guard<std::mutex> lock(g_mutex);
-    released = Find(context);
-    if (!released) return static_cast<std::int32_t>(SCARD_E_INVALID_HANDLE);
-    ++released->cancellings;
-    Contexts().erase(context);
-  }
-  return static_cast<std::int32_t>(SCardReleaseContext(released->context));
+  const std::lock_guard<std::mutex> lock(g_mutex);
+  const std::shared_ptr<Context> found = Find(context);
+  if (!found) return static_cast<std::int32_t>(SCARD_E_INVALID_HANDLE);
+  ++found->cancellings;
+  Contexts().erase(context);
+  return static_cast<std::int32_t>(SCardReleaseContext(found->context));
 }
 
 std::int32_t ListReaders(std::uint64_t context, char* readers, std::uint32_t* length) {
@@ -158,20 +119,24 @@ std::int32_t FreeMemory(std::uint64_t context, const void* memory) {
 }
 
 std::int32_t GetStatusChange(std::uint64_t context, std::uint32_t timeout, ReaderState* readers, std::uint32_t count) {
-  std::shared_ptr<Context> found;
-  std::uint32_t cancellings = 0;
-  {
-    const std::lock_guard<std::mutex> lock(g_mutex);
-    found = Find(context);
-    if (!found) return static_cast<std::int32_t>(SCARD_E_INVALID_HANDLE);
-    cancellings = found->cancellings;
-  }
-  const OwnContext own;
-  if (own.Result() != SCARD_S_SUCCESS) return static_cast<std::int32_t>(own.Result());
-  std::optional<Clock::time_point> end;
-  if (timeout != kInfinite) end = Clock::now() + std::chrono::milliseconds(timeout);
+  const Clock::time_point end = Clock::now() + std::chrono::milliseconds(timeout);
+  std::unique_lock<std::mutex> lock(g_mutex);
+  const std::shared_ptr<Context> found = Find(context);
+  if (!found) return static_cast<std::int32_t>(SCARD_E_INVALID_HANDLE);
+  const std::uint32_t cancellings = found->cancellings;
   std::vector<SCARD_READERSTATE> states = ToPcscLite(readers, count);
-  const LONG result = own.Wait(end, states, [&] { return found->cancellings != cancellings; });
+  LONG result = SCARD_E_TIMEOUT;
+  for (;;) {
+    result = SCardGetStatusChange(found->context, 0, states.data(), static_cast<DWORD>(states.size()));
+    if (result != SCARD_E_TIMEOUT || (timeout != kInfinite && Clock::now() >= end)) break;
+    lock.unlock();
+    std::this_thread::sleep_for(kPause);
+    lock.lock();
+    if (found->cancellings != cancellings) {
+      result = SCARD_E_CANCELLED;
+      break;
+    }
+  }
   FromPcscLite(states, readers);
   return static_cast<std::int32_t>(result);
 }

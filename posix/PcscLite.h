@@ -4,8 +4,9 @@
 // Results are SCARD_... codes, the same numbers on both sides. Contexts are numbers that are not used twice.
 //
 // libpcsclite keeps a context locked while a wait on it lasts: a second wait on it would come after the first, and so
-// would the cancelling. Windows lets any number of threads wait on one context. So each wait has a libpcsclite context
-// of its own here, and cancelling or releasing a context cancels the waits on it.
+// would the cancelling. Contexts in turn share a table of the readers' states without a lock. On Windows any number of
+// threads wait on one context. So a wait here is a question that is asked again and again, each time for a moment and
+// under one lock, until the answer is another or the wait is cancelled.
 #pragma once
 
 #include <cstdint>

@@ -44,7 +44,7 @@ class UnplugThread {
   bool IsOwnSlot(CK_SLOT_ID slot) const;
 
   std::string m_readerName;
-  DWORD m_slotId = static_cast<DWORD>(-1);
+  [[maybe_unused]] DWORD m_slotId;  // Required: kept, and read by nothing
   std::unique_ptr<WorkerThread> m_thread;
   boost::shared_ptr<CryptokiInterface> m_cryptoki;
   SCARDCONTEXT m_context;
