@@ -16,18 +16,26 @@ constexpr DWORD kMostTries = 15;
 
 // Keys with ids in a row that send characters, without and with Shift. Of letters, Caps reverses what Shift does.
 struct KeyRow {
-  int first;
   const char* plain;
   const char* shifted;
+  int first;
   bool letters;
 };
+// One row, one line.
+// clang-format off
 constexpr KeyRow kKeyRows[] = {
-    {IDC_KEY_BACKQUOTE, "`", "~", false},         {IDC_KEY_MINUS, "-=", "_+", false},
-    {IDC_KEY_BACKSPACE, "\b", "\b", false},       {IDC_KEY_Q, "qwertyuiop", "QWERTYUIOP", true},
-    {IDC_KEY_LEFT_BRACKET, "[]\\", "{}|", false}, {IDC_KEY_A, "asdfghjkl", "ASDFGHJKL", true},
-    {IDC_KEY_SEMICOLON, ";'", ":\"", false},      {IDC_KEY_Z, "zxcvbnm", "ZXCVBNM", true},
-    {IDC_KEY_COMMA, ",./", "<>?", false},         {IDC_KEY_SPACE, " ", " ", false},
+    {"`", "~", IDC_KEY_BACKQUOTE, false},
+    {"-=", "_+", IDC_KEY_MINUS, false},
+    {"\b", "\b", IDC_KEY_BACKSPACE, false},
+    {"qwertyuiop", "QWERTYUIOP", IDC_KEY_Q, true},
+    {"[]\\", "{}|", IDC_KEY_LEFT_BRACKET, false},
+    {"asdfghjkl", "ASDFGHJKL", IDC_KEY_A, true},
+    {";'", ":\"", IDC_KEY_SEMICOLON, false},
+    {"zxcvbnm", "ZXCVBNM", IDC_KEY_Z, true},
+    {",./", "<>?", IDC_KEY_COMMA, false},
+    {" ", " ", IDC_KEY_SPACE, false},
 };
+// clang-format on
 
 // Keys that move or delete.
 struct EditingKey {
@@ -194,7 +202,7 @@ void CCLoginDlg::OnLoginError(DialogView& view, DWORD code) const {
     return view.End(IDOK);
   }
   view.End(IDOK);
-  throw CCSPContextError("Log-in Failed", static_cast<DWORD>(NTE_FAIL));
+  throw CCSPContextError("Log-in Failed", NTE_FAIL);
 }
 
 void CCLoginDlg::Lock(DialogView& view) const {

@@ -50,14 +50,14 @@ bool IsShiftDown(const DialogView& view) {
 
 }  // namespace
 
-void CSecureEditEx::ByteWiper::operator()(BYTE* byte) const {
-  WipeMemory(byte, 1);
-  delete[] byte;
+void CSecureEditEx::ByteWiper::operator()(BYTE* masked) const {
+  WipeMemory(masked, 1);
+  delete[] masked;
 }
 
 CSecureEditEx::CSecureEditEx(int control) : m_control(control), m_key(kKeyLength) {
   BYTE* key = m_key.Data();
-  std::generate_n(key, kKeyLength, [] { return static_cast<BYTE>(std::rand()); });  // NOLINT(cert-msc*): a mask
+  std::generate_n(key, kKeyLength, [] { return static_cast<BYTE>(std::rand()); });  // NOLINT(cert-msc*): a mask only
 }
 
 void CSecureEditEx::WipePlainText(char* text) {

@@ -47,7 +47,7 @@ class CSecureEditEx {
 
  private:
   struct ByteWiper {
-    void operator()(BYTE* byte) const;
+    void operator()(BYTE* masked) const;
   };
   using MaskedByte = std::unique_ptr<BYTE[], ByteWiper>;
 

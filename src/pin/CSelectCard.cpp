@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "common/FormatNumber.h"
+#include "common/SmartCard.h"
 #include "pin/DialogHost.h"
 #include "pin/DialogIds.h"
 

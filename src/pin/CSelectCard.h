@@ -8,7 +8,6 @@
 #include "common/Platform.h"
 
 #include <string>
-#include <winscard.h>
 
 #include "pin/DialogController.h"
 
@@ -30,6 +29,6 @@ class CSelectCard : public DialogController {
  private:
   void ReleaseContext();
 
-  SCARDCONTEXT m_context = 0;
+  ULONG_PTR m_context = 0;  // an SCARDCONTEXT; its header stays out of here
   std::string m_readerName;
 };

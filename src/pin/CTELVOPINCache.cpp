@@ -1,5 +1,6 @@
 #include "pin/CTELVOPINCache.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 
@@ -21,17 +22,23 @@ bool IsCachingEnabled() {
   return result != ERROR_SUCCESS || std::strtol(text, nullptr, 10) != 0;
 }
 
+// NOLINTBEGIN(cert-msc*): what is drawn masks a PIN and is no secret of a cipher.
+
 // Required: the generator of the process is reseeded, twice, for each cache.
 void SeedRand() {
-  std::srand(static_cast<unsigned>(std::time(nullptr)));                                       // NOLINT(cert-msc51-cpp)
-  std::srand(static_cast<unsigned>(std::rand()) * static_cast<unsigned>(std::time(nullptr)));  // NOLINT(cert-msc*)
+  std::srand(static_cast<unsigned>(std::time(nullptr)));
+  std::srand(static_cast<unsigned>(std::rand()) * static_cast<unsigned>(std::time(nullptr)));
 }
+
+BYTE DrawKeyByte() { return static_cast<BYTE>(std::rand()); }
+
+// NOLINTEND(cert-msc*)
 
 }  // namespace
 
 CTELVOPINCache::CTELVOPINCache() {
   SeedRand();
-  for (BYTE& byte : m_key) byte = static_cast<BYTE>(std::rand());  // NOLINT(cert-msc*): a mask, no secret of a cipher
+  std::generate(m_key.begin(), m_key.end(), DrawKeyByte);
 }
 
 CTELVOPINCache::~CTELVOPINCache() {
