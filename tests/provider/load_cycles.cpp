@@ -1,8 +1,8 @@
-// load_cycles PROVIDER CONTAINER CYCLES: loads the provider, acquires and releases a context, unloads it, again and again.
-// Prints the growth of the process between the tenth part of the cycles and the end.
+// load_cycles CYCLES PROVIDER CONTAINER: loads the provider, acquires and releases a context, unloads it, again and again.
+// load_cycles CYCLES: starts and terminates a thread as often, which is what the provider does with its watcher.
+//
+// Says "begun" behind a tenth of the cycles and "done" at the end, and waits each time for a line.
 #include "common/Platform.h"
-
-#include <psapi.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -27,34 +27,38 @@ bool RunCycle(const char* provider, const char* container) {
   return FreeLibrary(library) != FALSE && released && GetModuleHandleA("telvocsp.dll") == nullptr;
 }
 
-struct Usage {
-  long long handles = 0;
-  long long kilobytes = 0;
-};
+DWORD WINAPI WaitForever(LPVOID /*unused*/) {
+  Sleep(INFINITE);
+  return 0;
+}
 
-Usage Measure() {
-  DWORD handles = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &handles);
-  PROCESS_MEMORY_COUNTERS memory = {};
-  GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof(memory));
-  return {static_cast<long long>(handles), static_cast<long long>(memory.PagefileUsage / 1024)};
+bool TerminateOneThread() {
+  const HANDLE thread = CreateThread(nullptr, 0, WaitForever, nullptr, 0, nullptr);
+  Sleep(30);  // Wine does not stand a thread that is terminated as it starts
+  const bool terminated = TerminateThread(thread, 0) != FALSE;
+  CloseHandle(thread);
+  return terminated;
+}
+
+// Says what was reached and lets whoever runs the program look at the process.
+void Pause(const char* text) {
+  std::printf("%s\n", text);
+  std::fflush(stdout);
+  std::getchar();
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count != 4) return 2;
-  const int cycles = std::atoi(arguments[3]);
-  Usage before;
+  if (count != 2 && count != 4) return 2;
+  const int cycles = std::atoi(arguments[1]);
   for (int cycle = 1; cycle <= cycles; ++cycle) {
-    if (!RunCycle(arguments[1], arguments[2])) {
+    if (!(count == 4 ? RunCycle(arguments[2], arguments[3]) : TerminateOneThread())) {
       std::printf("cycle %d failed, last error %08lX\n", cycle, GetLastError());
       return 1;
     }
-    if (cycle == cycles / 10) before = Measure();
+    if (cycle == cycles / 10) Pause("begun");
   }
-  const Usage after = Measure();
-  std::printf("%d cycles; growth since cycle %d: %lld handles, %lld KB\n", cycles, cycles / 10,
-              after.handles - before.handles, after.kilobytes - before.kilobytes);
+  Pause("done");
   return 0;
 }
