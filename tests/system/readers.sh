@@ -41,10 +41,11 @@ start_talk() {
   rm -r "$pipes"
 }
 
+# The lock is the card program's to keep: a program that outlives the test, like Wine's server, must not inherit it.
 readers_up() {
-  local folder=$1
-  exec {readers_lock}>"${TMPDIR:-/tmp}/telvo-readers.lock"
-  flock -w 240 "$readers_lock" || { echo "readers_up: another test does not let go of pcscd" >&2; return 1; }
+  local folder=$1 lock
+  exec {lock}>"${TMPDIR:-/tmp}/telvo-readers.lock"
+  flock -w 240 "$lock" || { echo "readers_up: another test does not let go of pcscd" >&2; return 1; }
   if pcscd_answers; then
     echo "readers_up: a pcscd runs already; stop it for this test (systemctl stop pcscd.socket pcscd)" >&2
     return 1
@@ -52,7 +53,7 @@ readers_up() {
   mkdir -p "$folder/readers.d"
   write_reader "$folder" "TELVO Reader A" $reader_port_a driver-a.so
   write_reader "$folder" "TELVO Reader B" $reader_port_b driver-b.so
-  "${as_root[@]}" pcscd -f -c "$folder/readers.d" >"$folder/pcscd.log" 2>&1 {readers_lock}>&- </dev/null &
+  "${as_root[@]}" pcscd -f -c "$folder/readers.d" >"$folder/pcscd.log" 2>&1 {lock}>&- </dev/null &
   pcscd_pid=$!
   for _ in $(seq 100); do
     pcscd_answers && break
@@ -60,6 +61,7 @@ readers_up() {
     sleep 0.1
   done
   start_talk cards python3 "$(dirname "${BASH_SOURCE[0]}")/virtual_card.py" A=$reader_port_a B=$reader_port_b
+  exec {lock}>&-
 }
 
 card() {
@@ -69,10 +71,10 @@ card() {
 }
 
 readers_down() {
-  if [ -n "${cards_pid:-}" ]; then kill "$cards_pid" 2>/dev/null || true; fi
   if [ -n "${pcscd_pid:-}" ]; then
     "${as_root[@]}" kill "$pcscd_pid" 2>/dev/null || true
     wait "$pcscd_pid" 2>/dev/null || true
   fi
+  if [ -n "${cards_pid:-}" ]; then kill "$cards_pid" 2>/dev/null || true; fi
   cards_pid='' pcscd_pid=''
 }
