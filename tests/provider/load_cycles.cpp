@@ -1,11 +1,10 @@
-// load_cycles PROVIDER CONTAINER CYCLES: loads the provider, acquires and releases a context, unloads it, again and again.
-// Prints the growth of the process between the tenth part of the cycles and the end.
+// load_cycles PROVIDER CONTAINER CYCLES: loads the provider, acquires and releases a context, unloads it, again and
+// again. Prints the growth of the process between the tenth part of the cycles and the end.
 #include "common/Platform.h"
-
-#include <psapi.h>
 
 #include <cstdio>
 #include <cstdlib>
+#include <psapi.h>
 
 namespace {
 
