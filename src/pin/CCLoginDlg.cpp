@@ -167,7 +167,7 @@ void CCLoginDlg::PressKey(DialogView& view, int control) const {
 
 void CCLoginDlg::OnLogin(DialogView& view) {
   if (!HasPIN(view) || m_session == nullptr) return;
-  const CSecureEditEx::PlainText text = m_edit.GetPlainText(view);
+  CSecureEditEx::PlainText text = m_edit.GetPlainText(view);
   if (!text) throw std::bad_alloc();
   const std::size_t length = std::strlen(text.get());
   const boost::shared_array<BYTE> pin(new BYTE[length], [length](BYTE* bytes) {
@@ -175,13 +175,13 @@ void CCLoginDlg::OnLogin(DialogView& view) {
     delete[] bytes;
   });
   std::memcpy(pin.get(), text.get(), length);
+  text.reset();
   PINChangeRequest change = MakeRequest();
   change.pin = pin;
   change.pinLength = static_cast<DWORD>(length);
   try {
     LogIn(view, pin.get(), change.pinLength);
   } catch (const CryptokiError& error) {
-    WipeMemory(pin.get(), length);
     return OnLoginError(view, error.GetCode());
   }
   if (m_changeAfterLogin && m_change != nullptr) m_change->Run(change);

@@ -163,9 +163,7 @@ TEST_F(TwoCardsTest, VerificationNeedsNoNameAndTakesNone) {
   EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), kVerify | kSilent));
 }
 
-TEST_F(NoCardTest, VerificationNeedsNoCard) {
-  EXPECT_EQ("true", AcquireResult(nullptr, kVerify));
-}
+TEST_F(NoCardTest, VerificationNeedsNoCard) { EXPECT_EQ("true", AcquireResult(nullptr, kVerify)); }
 
 // --- No card
 
@@ -226,16 +224,14 @@ std::string Opening(const std::string& container, const std::string& flags) {
   return LogValue("\tNOTE: Using module: ", program) +
          LogValue("\tNOTE: Process Id: ", std::to_string(GetCurrentProcessId())) +
          LogLine("\n================================================================================") +
-         LogLine("\nCPAcquireContext") + LogValue("\tContainer Name: ", container) +
-         LogValue("\tdwFlags: \t", flags);
+         LogLine("\nCPAcquireContext") + LogValue("\tContainer Name: ", container) + LogValue("\tdwFlags: \t", flags);
 }
 
 TEST_F(OneCardTest, ASuccessfulAcquisitionIsLogged) {
   // Keys are listed with the certificates of their identifiers.
-  const std::string keysOfAnEmptyCard = LogLine("GetCertificates - Entry") +
-                                        LogLine("GetCertificates - iteration begins") +
-                                        LogLine("GetCertificates - Exit") +
-                                        LogLine("GetPrivateKeys::Iterating through objects");
+  const std::string keysOfAnEmptyCard =
+      LogLine("GetCertificates - Entry") + LogLine("GetCertificates - iteration begins") +
+      LogLine("GetCertificates - Exit") + LogLine("GetPrivateKeys::Iterating through objects");
   ASSERT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), 0));
   EXPECT_EQ(Opening("\\\\.\\TELVO Reader A\\one", "00000000") + LogLine("\nRetrieving Crypto Wrapper") +
                 LogLine("\nInitializing Context") + LogLine("\nInitialize Base Class") +
@@ -247,10 +243,9 @@ TEST_F(OneCardTest, ASuccessfulAcquisitionIsLogged) {
                 keysOfAnEmptyCard + LogLine("GetCertificates - iteration begins") + LogLine("GetCertificates - Exit") +
                 LogLine("Retrieving Certificate") + LogLine("Retrieving Private Key 2") + keysOfAnEmptyCard +
                 LogLine("No Private Key Found") + LogLine("Retrieving Public Key 3") + keysOfAnEmptyCard +
-                LogLine("No Public Key Found") +
-                LogLine("\nSlot List Loop done") + LogValue("Token Label: ", "Card A                          ") +
-                LogLine("\nAddUnplugThread ") + LogLine("\nInitialization Finished") +
-                LogLine("\nCPAcquireContext Success"),
+                LogLine("No Public Key Found") + LogLine("\nSlot List Loop done") +
+                LogValue("Token Label: ", "Card A                          ") + LogLine("\nAddUnplugThread ") +
+                LogLine("\nInitialization Finished") + LogLine("\nCPAcquireContext Success"),
             TakeLog());
 }
 

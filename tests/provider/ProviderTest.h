@@ -1,5 +1,5 @@
-// ProviderTest: the fixture of tests of the whole provider: telvocsp.dll, registered under its name in a registry of the
-// test's own and called through the system's CryptoAPI, on two cards of the software token with real keys.
+// ProviderTest: the fixture of tests of the whole provider: telvocsp.dll, registered under its name in a registry of
+// the test's own and called through the system's CryptoAPI, on two cards of the software token with real keys.
 //
 // The program's own parts of the client only prepare the cards. The environment names the library (TELVO_PROVIDER) and
 // the folder in which files stand for cards that are in (TELVO_CARDS).

@@ -1,4 +1,5 @@
-// SoftToken: one card of the software token, as the tests of the whole provider prepare it: put in, pulled, emptied, filled.
+// SoftToken: one card of the software token, as the tests of the whole provider prepare it: put in, pulled, emptied,
+// filled.
 #pragma once
 
 #include "common/Platform.h"

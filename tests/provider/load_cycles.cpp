@@ -1,5 +1,5 @@
-// load_cycles CYCLES PROVIDER CONTAINER: loads the provider, acquires and releases a context, unloads it, again and again.
-// load_cycles CYCLES: starts and terminates a thread as often, which is what the provider does with its watcher.
+// load_cycles CYCLES PROVIDER CONTAINER: loads the provider, acquires and releases a context, unloads it, again and
+// again. load_cycles CYCLES: starts and terminates a thread as often, which is what the provider does with its watcher.
 //
 // Says "begun" behind a tenth of the cycles and "done" at the end, and waits each time for a line.
 #include "common/Platform.h"

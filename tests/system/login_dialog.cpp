@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include "DialogDriver.h"
+#include "Expect.h"
 #include "PictureStand.h"
+#include "context/TELVOCSPContext.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "pin/CLoginEX.h"
 
@@ -74,6 +76,36 @@ TEST_F(LoginDialogTest, OpensWithTheTokensNameAnEmptyStatusAndTheFocusOnThePin) 
               EXPECT_FALSE(user.IsEnabled(kLogin));
               EXPECT_TRUE(user.IsEnabled(kCancel));
             }));
+}
+
+TEST_F(LoginDialogTest, ThePinOfOneContextServesASecondOneSilently) {
+  TELVOCSPContext first(nullptr);
+  first.Initialize(nullptr, 0, m_cryptoki, 1);
+  DialogDriver::Run(
+      [&]() -> INT_PTR {
+        first.Login();
+        return 0;
+      },
+      [](DialogDriver& user) {
+        EXPECT_EQ("Enter PIN for Anna's card", user.Title().substr(0, 25));
+        Try(user, "123456");
+      });
+  TELVOCSPContext second(nullptr);
+  second.Initialize(nullptr, CRYPT_SILENT | CRYPT_MACHINE_KEYSET, m_cryptoki, 1);
+  second.Login();
+  EXPECT_TRUE(IsLoggedIn());
+}
+
+TEST_F(LoginDialogTest, ACancelledDialogIsACancelledLogin) {
+  TELVOCSPContext context(nullptr);
+  context.Initialize(nullptr, 0, m_cryptoki, 1);
+  EXPECT_CONTEXT_ERROR(0x8010006E, "User Interface cancelled by user",
+                       DialogDriver::Run(
+                           [&]() -> INT_PTR {
+                             context.Login();
+                             return 0;
+                           },
+                           [](DialogDriver& user) { user.Click(kCancel); }));
 }
 
 TEST_F(LoginDialogTest, TheRightPinEndsWith1AndFillsTheCache) {

@@ -5,6 +5,8 @@
 
 #include "ContextTest.h"
 #include "Expect.h"
+#include "ScriptedDialogs.h"
+#include "ScriptedWinSCard.h"
 #include "log/Logs.h"
 
 namespace {
@@ -466,6 +468,107 @@ TEST_F(ContextInitializeTest, ACardInsertedBehindTheFirstListIsSeen) {
   Initialize("one", 0);
   EXPECT_EQ(1, lists);
   EXPECT_EQ("111", Found());
+}
+
+// --- The reader dialog
+
+class ReaderChoiceTest : public ContextInitializeTest {
+ protected:
+  ReaderChoiceTest() {
+    m_pcsc.AddReader("Reader A");
+    m_pcsc.AddReader("Reader B");
+  }
+
+  // The user takes a row of the list, which is sorted.
+  static ScriptedDialogs::Script Choose(int row) {
+    return [row](ScriptedDialog& dialog) {
+      EXPECT_EQ(124, dialog.GetResource());
+      dialog.Choose(1094, row);
+      dialog.Click(1);
+    };
+  }
+
+  ScriptedWinSCard m_pcsc;
+  ScriptedDialogs m_dialogs;
+};
+
+TEST_F(ReaderChoiceTest, WithTwoTokensAndNoNameTheUserIsAsked) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  AddContainer(m_module.InsertToken("Reader B"), Text("two"));
+  m_dialogs.OnNext(Choose(1));
+  Initialize(nullptr, 0);
+  EXPECT_EQ("Reader B", m_context.GetReaderName());
+  EXPECT_EQ("two", m_context.GetContainerName());
+  EXPECT_THAT(TakeLog(), HasSubstr(Value("\nSlots Found: ", "2") + Line("\nShow Select Reader UI") +
+                                   Value("UI Dlg reader name: ", "Reader B") + Line("\nIterating thru Readers")));
+}
+
+TEST_F(ReaderChoiceTest, WithOneTokenNobodyIsAsked) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  m_module.AddEmptyReader("Reader B");
+  Initialize(nullptr, 0);
+  EXPECT_EQ(0, m_dialogs.ShownCount());
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+}
+
+TEST_F(ReaderChoiceTest, ForANewContainerTheUserIsAskedAlsoWithItsName) {
+  m_module.InsertToken("Reader A");
+  m_module.InsertToken("Reader B");
+  m_dialogs.OnNext(Choose(1));
+  Initialize("one", kNew);
+  EXPECT_EQ("Reader B", m_context.GetReaderName());
+}
+
+TEST_F(ReaderChoiceTest, AContainersNameAloneNeedsNoChoice) {
+  m_module.InsertToken("Reader A");
+  AddContainer(m_module.InsertToken("Reader B"), Text("one"));
+  Initialize("one", 0);
+  EXPECT_EQ(0, m_dialogs.ShownCount());
+}
+
+TEST_F(ReaderChoiceTest, AnEmptyContainerOfANamedReaderNeedsNoChoice) {
+  m_module.InsertToken("Reader A");
+  m_module.InsertToken("Reader B");
+  Initialize("\\\\.\\Reader B\\", 0);
+  EXPECT_EQ(0, m_dialogs.ShownCount());
+}
+
+TEST_F(ReaderChoiceTest, ACancelledChoiceIsCancelled) {
+  m_module.InsertToken("Reader A");
+  m_module.InsertToken("Reader B");
+  m_dialogs.OnNext(CancelDialog());
+  EXPECT_EQ("8010006E: The operation was cancelled by the user", InitializeError(nullptr, 0));
+}
+
+TEST_F(ReaderChoiceTest, ACardInsertedWhileTheDialogStandsIsUsed) {
+  m_module.AddEmptyReader("Reader A");
+  m_dialogs.OnNext([this](ScriptedDialog& dialog) {
+    AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+    Choose(0)(dialog);
+  });
+  Initialize(nullptr, 0);
+  EXPECT_EQ("111", Found());
+  EXPECT_THAT(TakeLog(), HasSubstr(Value("UI Dlg reader name: ", "Reader A") + Line("\nRetrieve Active Slot List") +
+                                   Line("\nIterating thru Readers")));
+}
+
+TEST_F(ReaderChoiceTest, AChoiceWithoutACardFails) {
+  m_module.AddEmptyReader("Reader A");
+  m_dialogs.OnNext(Choose(0));
+  EXPECT_EQ("80090020: No Active Slot found", InitializeError(nullptr, 0));
+}
+
+TEST_F(ReaderChoiceTest, AReadersListThatFailsLeavesInitializeAsItIs) {
+  m_module.InsertToken("Reader A");
+  m_module.InsertToken("Reader B");
+  m_pcsc.FailNext("SCardListReadersA", 0x8010001D);
+  m_dialogs.OnNext([](ScriptedDialog&) { ADD_FAILURE(); });
+  try {
+    Initialize(nullptr, 0);
+    ADD_FAILURE() << "nothing was raised";
+  } catch (const std::exception& error) {
+    EXPECT_STREQ("SCardListReaders Failed: 0x8010001D", error.what());
+  }
 }
 
 }  // namespace

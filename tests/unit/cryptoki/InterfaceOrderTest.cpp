@@ -6,11 +6,15 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+#include "context/CCSPContext.h"
 #include "cryptoki/Cryptoki.h"
 #include "cryptoki/CryptokiFunctions.h"
 #include "cryptoki/CryptokiObject.h"
 #include "cryptoki/Session.h"
 #include "entry/CCSPContextError.h"
+#include "entry/CCSPContextList.h"
+#include "objects/CImportedPublicKeyList.h"
+#include "pin/CTELVOPINCache.h"
 
 namespace {
 
@@ -131,6 +135,86 @@ TEST(InterfaceOrderTest, OfASession) {
   Places expected;
   for (std::uintptr_t place = 6; expected.size() < 48; ++place) expected.push_back(place);
   EXPECT_EQ(expected, places);
+}
+
+TEST(InterfaceOrderTest, OfAContext) {
+  using C = CCSPContext;
+  using Hash = boost::shared_ptr<CCSPHash>;
+  const Places places = {
+      PlaceOf(&C::GetHandle),
+      PlaceOf(&C::SetHandle),
+      PlaceOf(&C::GetReaderName),
+      PlaceOf(&C::GetContainerName),
+      PlaceOf(&C::GetTokenName),
+      PlaceOf(&C::GetFlags),
+      PlaceOf(&C::GetProviderName),
+      PlaceOf(&C::GetSession),
+      PlaceOf(&C::SetContainer),
+      PlaceOf(&C::IsLoggedIn),
+      PlaceOf(&C::Login),
+      PlaceOf(&C::LoginWithPIN),
+      PlaceOf(&C::Logout),
+      PlaceOf(&C::CloseSession),
+      PlaceOf(&C::AddHash),
+      PlaceOf(static_cast<void (C::*)(DWORD)>(&C::RemoveHash)),
+      PlaceOf(static_cast<void (C::*)(const Hash&)>(&C::RemoveHash)),
+      PlaceOf(&C::GetHash),
+      PlaceOf(&C::AddSecretKey),
+      PlaceOf(static_cast<void (C::*)(DWORD)>(&C::RemoveSecretKey)),
+      PlaceOf(static_cast<void (C::*)(const CCSPSecretKey*)>(&C::RemoveSecretKey)),
+      PlaceOf(&C::Reserved),
+      PlaceOf(&C::GetSecretKey),
+      PlaceOf(&C::GetCertIssuer),
+      PlaceOf(&C::GetCertSerialNumber),
+      PlaceOf(&C::GetCertSubject),
+      PlaceOf(&C::GetCertLabel),
+      PlaceOf(&C::WriteCertificate),
+      PlaceOf(&C::GenerateRandom),
+      PlaceOf(&C::GenerateKeyPair),
+      PlaceOf(&C::Sign),
+      PlaceOf(&C::Verify),
+      PlaceOf(&C::Encrypt),
+      PlaceOf(&C::Decrypt),
+      PlaceOf(&C::ImportKey),
+      PlaceOf(&C::GetImportedPublicKey),
+      PlaceOf(&C::DeriveKey),
+      PlaceOf(&C::GetTokenInfo),
+      PlaceOf(&C::Initialize),
+      PlaceOf(&C::DeleteContainer),
+      PlaceOf(&C::PropagateCertificate),
+      PlaceOf(&C::AddCertificatesToStore),
+      PlaceOf(&C::HasCertificate),
+      PlaceOf(&C::HasPublicKey),
+      PlaceOf(&C::HasPrivateKey),
+      PlaceOf(&C::AssignKeyHandles),
+      PlaceOf(&C::GetSignatureKeyHandle),
+      PlaceOf(&C::GetExchangeKeyHandle),
+      PlaceOf(&C::GetDefaultCertificate),
+      PlaceOf(&C::GetKeyBits),
+      PlaceOf(&C::ExportSessionKey),
+      PlaceOf(&C::ExportPublicKey),
+  };
+  EXPECT_EQ(Counted(52, 0), places);
+}
+
+TEST(InterfaceOrderTest, OfTheListOfContexts) {
+  EXPECT_EQ((Places{2, 3, 4}), (Places{PlaceOf(&CCSPContextList::AddContext), PlaceOf(&CCSPContextList::RemoveContext),
+                                       PlaceOf(&CCSPContextList::FindContext)}));
+}
+
+TEST(InterfaceOrderTest, OfImportedKeys) {
+  EXPECT_EQ((Places{2, 3, 4, 5}),
+            (Places{PlaceOf(&ImportedPublicKey::GetPublicKey), PlaceOf(&ImportedPublicKey::SetPublicKey),
+                    PlaceOf(&ImportedPublicKey::GetKeyID), PlaceOf(&ImportedPublicKey::SetKeyID)}));
+  EXPECT_EQ((Places{2, 3, 4}),
+            (Places{PlaceOf(&CImportedPublicKeyList::AddKey), PlaceOf(&CImportedPublicKeyList::RemoveKey),
+                    PlaceOf(&CImportedPublicKeyList::GetKey)}));
+}
+
+TEST(InterfaceOrderTest, OfAPINCache) {
+  EXPECT_EQ((Places{2, 3, 4, 5}),
+            (Places{PlaceOf(&CTELVOPINCache::IsPINSet), PlaceOf(&CTELVOPINCache::SetPINCache),
+                    PlaceOf(&CTELVOPINCache::GetPINCache), PlaceOf(&CTELVOPINCache::ClearPINCache)}));
 }
 
 }  // namespace

@@ -186,15 +186,17 @@ TEST_F(CTELVOPINCacheTest, ASetCacheWithMemoryOfLengthZeroFailsToDecrypt) {
 }
 
 TEST_F(CTELVOPINCacheTest, DestructionWipesThePinAndTheKey) {
-  alignas(OpenCache) BYTE place[sizeof(OpenCache)];
+  alignas(OpenCache) BYTE place[sizeof(OpenCache)] = {};
+  BYTE* const end = place + sizeof(place);
   auto* cache = new (place) OpenCache;
   cache->m_key.fill(0xA5);
   cache->SetPINCache(reinterpret_cast<const BYTE*>("1234"), 4);
   const HeapWatch held(cache->m_buffer.get(), 4);
+  EXPECT_NE(end, std::search_n(place, end, 32, BYTE{0xA5}));
   cache->~OpenCache();
   EXPECT_TRUE(held.WasReleased());
   EXPECT_TRUE(held.WasWiped());
-  EXPECT_EQ(0, std::count(place, place + sizeof(place), 0xA5));
+  EXPECT_EQ(end, std::search_n(place, end, 4, BYTE{0xA5}));
 }
 
 // --- The switch in the registry

@@ -1,0 +1,42 @@
+// Functions that are exported before they are there.
+#include <gtest/gtest.h>
+
+#include "EntryTest.h"
+
+namespace {
+
+class CPNotThereYetTest : public EntryTest {
+ protected:
+  // The call is refused, and its frame logged.
+  void ExpectRefused(const char* function, BOOL result) {
+    EXPECT_FALSE(result) << function;
+    EXPECT_EQ(120U, GetLastError()) << function;
+    EXPECT_EQ(FrameLines(function), TakeLog());
+  }
+};
+
+TEST_F(CPNotThereYetTest, EachIsLoggedAndRefused) {
+  ExpectRefused("CPGetProvParam", CPGetProvParam(0, 0, nullptr, nullptr, 0));
+  ExpectRefused("CPSetProvParam", CPSetProvParam(0, 0, nullptr, 0));
+  ExpectRefused("CPGenRandom", CPGenRandom(0, 0, nullptr));
+  ExpectRefused("CPCreateHash", CPCreateHash(0, 0, 0, 0, nullptr));
+  ExpectRefused("CPHashData", CPHashData(0, 0, nullptr, 0, 0));
+  ExpectRefused("CPHashSessionKey", CPHashSessionKey(0, 0, 0, 0));
+  ExpectRefused("CPGetHashParam", CPGetHashParam(0, 0, 0, nullptr, nullptr, 0));
+  ExpectRefused("CPSetHashParam", CPSetHashParam(0, 0, 0, nullptr, 0));
+  ExpectRefused("CPDestroyHash", CPDestroyHash(0, 0));
+  ExpectRefused("CPSignHash", CPSignHash(0, 0, 0, nullptr, 0, nullptr, nullptr));
+  ExpectRefused("CPVerifySignature", CPVerifySignature(0, 0, nullptr, 0, 0, nullptr, 0));
+  ExpectRefused("CPGenKey", CPGenKey(0, 0, 0, nullptr));
+  ExpectRefused("CPDeriveKey", CPDeriveKey(0, 0, 0, 0, nullptr));
+  ExpectRefused("CPGetUserKey", CPGetUserKey(0, 0, nullptr));
+  ExpectRefused("CPDestroyKey", CPDestroyKey(0, 0));
+  ExpectRefused("CPExportKey", CPExportKey(0, 0, 0, 0, 0, nullptr, nullptr));
+  ExpectRefused("CPImportKey", CPImportKey(0, nullptr, 0, 0, 0, nullptr));
+  ExpectRefused("CPEncrypt", CPEncrypt(0, 0, 0, 0, 0, nullptr, nullptr, 0));
+  ExpectRefused("CPDecrypt", CPDecrypt(0, 0, 0, 0, 0, nullptr, nullptr));
+  ExpectRefused("CPGetKeyParam", CPGetKeyParam(0, 0, 0, nullptr, nullptr, 0));
+  ExpectRefused("CPSetKeyParam", CPSetKeyParam(0, 0, 0, nullptr, 0));
+}
+
+}  // namespace
