@@ -80,7 +80,7 @@ TEST_F(LoginDialogTest, OpensWithTheTokensNameAnEmptyStatusAndTheFocusOnThePin) 
 
 TEST_F(LoginDialogTest, ThePinOfOneContextServesASecondOneSilently) {
   TELVOCSPContext first(nullptr);
-  first.Initialize(nullptr, 0, m_cryptoki, 1);
+  first.Initialize("\\\\.\\TELVO Reader A\\", 0, m_cryptoki, 1);
   DialogDriver::Run(
       [&]() -> INT_PTR {
         first.Login();
@@ -91,7 +91,7 @@ TEST_F(LoginDialogTest, ThePinOfOneContextServesASecondOneSilently) {
         Try(user, "123456");
       });
   TELVOCSPContext second(nullptr);
-  second.Initialize(nullptr, CRYPT_SILENT | CRYPT_MACHINE_KEYSET, m_cryptoki, 1);
+  second.Initialize("\\\\.\\TELVO Reader A\\", CRYPT_SILENT, m_cryptoki, 1);
   second.Login();
   EXPECT_TRUE(IsLoggedIn());
 }
