@@ -10,6 +10,16 @@
 #include "log/Logs.h"
 #include "objects/CCSPSecretKey.h"
 
+namespace {
+
+// By a plain copy: the certificate's own record of its key stays as it is.
+void DestroyOnToken(const CryptokiObject& object) {
+  CryptokiObject copy(object);
+  copy.Destroy();
+}
+
+}  // namespace
+
 TELVOCSPContext::TELVOCSPContext(HINSTANCE resourceHandle) : CCSPContext(resourceHandle), m_token(0) {}
 
 TELVOCSPContext::TELVOCSPContext(const char* name, DWORD flags, boost::shared_ptr<Cryptoki> cryptoki)
@@ -98,8 +108,8 @@ TokenInfo TELVOCSPContext::GetTokenInfo() {
 void TELVOCSPContext::DeleteContainer() {
   if ((m_flags & CRYPT_DELETEKEYSET) == 0 || m_containerName.empty()) return;
   if (m_hasCertificate != 0) {
-    if (m_certificate.HasPublicKey()) CryptokiObject(m_certificate.GetPublicKey()).Destroy();
-    if (m_certificate.HasPrivateKey()) CryptokiObject(m_certificate.GetPrivateKey()).Destroy();
+    if (m_certificate.HasPublicKey()) DestroyOnToken(m_certificate.GetPublicKey());
+    if (m_certificate.HasPrivateKey()) DestroyOnToken(m_certificate.GetPrivateKey());
     m_certificate.Destroy();
     return;
   }

@@ -26,7 +26,10 @@ std::string TrimmedRight(const std::string& text) {
 }
 
 // A slot's description is a text within a longer record.
-std::string DescriptionOf(const Slot& slot) { return slot.GetSlotDescription().c_str(); }
+std::string DescriptionOf(const Slot& slot) {
+  const std::string record = slot.GetSlotDescription();
+  return record.substr(0, record.find('\0'));
+}
 
 }  // namespace
 
