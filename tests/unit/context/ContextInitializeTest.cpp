@@ -250,10 +250,12 @@ TEST_F(ContextInitializeTest, ATokenThatFailsIsPassedOver) {
   m_module.InsertToken("Reader A");
   AddContainer(m_module.InsertToken("Reader B"), Text("one"));
   m_module.FailNext("C_FindObjectsInit", CKR_DEVICE_REMOVED);
-  SetLastError(0);
+  DWORD errorBehindTheFirst = 0;
+  m_module.BeforeNext("C_OpenSession",
+                      [&] { m_module.BeforeNext("C_OpenSession", [&] { errorBehindTheFirst = GetLastError(); }); });
   Initialize("one", 0);
   EXPECT_EQ("Reader B", m_context.GetReaderName());
-  EXPECT_EQ(static_cast<DWORD>(CKR_DEVICE_REMOVED), GetLastError());
+  EXPECT_EQ(static_cast<DWORD>(CKR_DEVICE_REMOVED), errorBehindTheFirst);
   EXPECT_THAT(TakeLog(), HasSubstr(Line("\nRetrieving objects") + Line(ErrorText(CKR_DEVICE_REMOVED)) +
                                    Line("\nIterating thru Readers") + Line("Reader B")));
 }
