@@ -1,0 +1,117 @@
+// Container names through CryptAcquireContext, on a card with real objects. A container that is not found is refused
+// under CRYPT_MACHINE_KEYSET, and a found one acquired.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "LogLines.h"
+#include "ProviderTest.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr DWORD kMachine = 0x20;
+
+class LookupTest : public ProviderTest {
+ protected:
+  LookupTest() { m_cardB.Remove(); }
+
+  bool Finds(const std::string& container) { return Acquire(container.c_str(), kMachine); }
+};
+
+// --- Names in requests
+
+TEST_F(LookupTest, TheLogonPrefixesOfTheSystemAreCutOut) {
+  m_cardA.AddCertificate("1234");
+  m_cardA.AddCertificate("ABCX");
+  EXPECT_TRUE(Finds(Named(kReaderA, "SmartcardLogon-1234")));
+  EXPECT_TRUE(Finds("smartcarduser-1234"));
+  EXPECT_TRUE(Finds("ABCSmartcardUser-X"));
+  EXPECT_FALSE(Finds("SmartcardLogon-SmartcardLogon-1234"));
+}
+
+TEST_F(LookupTest, BetweenReaderAndLastBackslashNothingCounts) {
+  m_cardA.AddCertificate("b");
+  EXPECT_TRUE(Finds("\\\\.\\TELVO Reader A\\a\\b"));
+}
+
+TEST_F(LookupTest, AReaderWithoutAContainerTakesTheCardsFirst) {
+  m_cardA.AddCertificate("one");
+  EXPECT_TRUE(Finds("\\\\.\\TELVO Reader A\\"));
+  EXPECT_TRUE(Finds("\\\\.\\TELVO Reader A"));
+}
+
+TEST_F(LookupTest, ANameOf260CharactersPassesAndOneOf261DoesNot) {
+  EXPECT_FALSE(Finds(std::string(260, 'n')));
+  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEYSET), GetLastError());
+  EXPECT_FALSE(Finds(std::string(261, 'n')));
+  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEYSET_PARAM), GetLastError());
+}
+
+TEST_F(LookupTest, AnEmptyNameIsANameToVerify) {
+  EXPECT_FALSE(Acquire("", 0xF0000000));
+  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_FLAGS), GetLastError());
+  EXPECT_TRUE(Acquire("", 0xF0000040));
+}
+
+TEST_F(LookupTest, OneTopBitIsEnoughToVerify) {
+  EXPECT_TRUE(Acquire(nullptr, 0x10000000));
+  EXPECT_FALSE(Acquire("one", 0x10000000));
+  EXPECT_EQ(static_cast<DWORD>(NTE_BAD_FLAGS), GetLastError());
+}
+
+// --- Identifiers on the card
+
+TEST_F(LookupTest, ACertificateIsFoundAsTextAndInHexadecimal) {
+  m_cardA.AddCertificate("ABC");
+  EXPECT_TRUE(Finds("ABC"));
+  EXPECT_TRUE(Finds("414243"));
+  EXPECT_FALSE(Finds("abc"));
+}
+
+TEST_F(LookupTest, AKeyPairOfAPrintableIdentifierIsFoundAsTextAlone) {
+  m_cardA.AddKeyPair("ABC");
+  EXPECT_TRUE(Finds("ABC"));
+  EXPECT_FALSE(Finds("414243"));
+}
+
+TEST_F(LookupTest, AnIdentifierWithABlankIsFoundBothWays) {
+  m_cardA.AddCertificate("A C");
+  EXPECT_TRUE(Finds("412043"));
+  EXPECT_TRUE(Finds("A C"));
+}
+
+TEST_F(LookupTest, AnIdentifierWithAZeroByteIsFoundByItsText) {
+  m_cardA.AddCertificate(std::string("A\0B", 3));
+  EXPECT_TRUE(Finds("A"));
+  EXPECT_TRUE(Finds("410042"));
+  EXPECT_TRUE(Acquire(nullptr, 0));
+  EXPECT_THAT(TakeLog(), HasSubstr(LogValue("\nContainer: ", "A")));
+}
+
+TEST_F(LookupTest, AnIdentifierThatBeginsWithAZeroByteIsHexadecimal) {
+  m_cardA.AddCertificate(std::string("\0A", 2));
+  EXPECT_TRUE(Finds("0041"));
+  EXPECT_TRUE(Acquire(nullptr, 0));
+  EXPECT_THAT(TakeLog(), HasSubstr(LogValue("\nContainer: ", "0041")));
+}
+
+// --- Which certificate
+
+TEST_F(LookupTest, WithoutADefaultTheFirstCertificateIsTaken) {
+  for (const char* id : {"one", "two", "three"}) m_cardA.AddCertificate(id);
+  EXPECT_TRUE(Acquire(nullptr, 0));
+  // The card lists its certificates by label and identifier.
+  EXPECT_THAT(TakeLog(),
+              HasSubstr(LogLine("\nRetrieving the very first container") + LogValue("\nContainer: ", "one")));
+}
+
+TEST_F(LookupTest, TheCertificateThatTheCardMarksIsTaken) {
+  m_cardA.AddCertificate("one", "A");
+  m_cardA.AddCertificate("two", "Default");
+  m_cardA.AddCertificate("three", "Z");
+  EXPECT_TRUE(Acquire(nullptr, 0));
+  EXPECT_THAT(TakeLog(), HasSubstr(LogLine("\nCKA_DEFAULT_CERT TRUE") + LogValue("\nContainer: ", "two")));
+}
+
+}  // namespace
