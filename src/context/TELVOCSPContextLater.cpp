@@ -19,20 +19,6 @@ void TELVOCSPContext::GenerateKeyPair(DWORD /*algorithm*/, DWORD /*flags*/, DWOR
                                       CCSPSecretKeyFactory* /*factory*/) {
   NotThereYet();
 }
-void TELVOCSPContext::Sign(const BYTE* /*data*/, const DWORD* /*dataLength*/, BYTE* /*signature*/,
-                           DWORD* /*signatureLength*/) {
-  NotThereYet();
-}
-void TELVOCSPContext::Verify(const BYTE* /*data*/, DWORD /*dataLength*/, const BYTE* /*signature*/,
-                             DWORD /*signatureLength*/, PublicKey* /*key*/) {
-  NotThereYet();
-}
-void TELVOCSPContext::Encrypt(const BYTE* /*data*/, DWORD /*dataLength*/, BYTE* /*out*/, DWORD* /*outLength*/) {
-  NotThereYet();
-}
-void TELVOCSPContext::Decrypt(const BYTE* /*data*/, DWORD /*dataLength*/, BYTE* /*out*/, DWORD* /*outLength*/) {
-  NotThereYet();
-}
 void TELVOCSPContext::ImportKey(const BYTE* /*blob*/, DWORD /*length*/, DWORD* /*handle*/,
                                 CCSPSecretKeyFactory* /*factory*/, DWORD /*flags*/) {
   NotThereYet();

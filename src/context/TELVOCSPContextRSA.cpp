@@ -1,0 +1,110 @@
+// RSA with the container's key pair: signing, verifying, encrypting, decrypting. The token does all of it, by
+// CKM_RSA_PKCS.
+//
+// The platform's numbers are little-endian, the module's big-endian; the four operations are not alike in where they
+// turn the bytes round.
+#include <algorithm>
+#include <vector>
+
+#include "common/ReverseBytes.h"
+#include "context/TELVOCSPContext.h"
+#include "cryptoki/CryptokiError.h"
+#include "entry/CCSPContextError.h"
+#include "log/Logs.h"
+
+namespace {
+
+Mechanism RsaPkcs() { return Mechanism(CKM_RSA_PKCS); }
+
+// The module's interface knows no const; it does not write to its inputs.
+BYTE* Input(const BYTE* data) { return const_cast<BYTE*>(data); }
+
+// A copy that is wiped: message or key may be in it. Empty for no data.
+WipedBuffer CopyOf(const BYTE* data, DWORD length) {
+  WipedBuffer copy(data != nullptr ? length : 0);
+  if (copy.Length() != 0) std::copy_n(data, length, copy.Data());
+  return copy;
+}
+
+// Null for a copy of nothing: the module sees that there is no input.
+BYTE* Input(WipedBuffer& copy) { return copy.Length() == 0 ? nullptr : copy.Data(); }
+
+// Calls an operation of the session that writes to `out`. What the module says of the length counts up to what there
+// is.
+template <typename Operation>
+void WithOutput(const BYTE* out, DWORD* outLength, Operation operation) {
+  CK_ULONG length = *outLength;
+  operation(&length);
+  const DWORD written = static_cast<DWORD>(length);
+  *outLength = out == nullptr ? written : std::min(written, *outLength);
+}
+
+}  // namespace
+
+void TELVOCSPContext::Sign(const BYTE* data, const DWORD* dataLength, BYTE* signature, DWORD* signatureLength) {
+  if (m_hasPrivateKey == 0) throw CCSPContextError("Private Key not found for signing", NTE_NO_KEY);
+  m_signPending = 1;
+  LoginTurn turn;
+  Login(turn);
+  Session& session = OpenedSession();
+  g_contextLog.WriteLine("TELVOCSPContext::Sign Initialze Signing");
+  session.SignInit(RsaPkcs(), m_privateKey);
+  g_contextLog.WriteLine("TELVOCSPContext::Sign Pre Signing");
+  WithOutput(signature, signatureLength,
+             [&](CK_ULONG* length) { session.Sign(Input(data), *dataLength, signature, length); });
+  g_contextLog.WriteLine("TELVOCSPContext::Sign Post Signing");
+  if (signature != nullptr) ReverseBytes(signature, *signatureLength);
+}
+
+void TELVOCSPContext::Verify(const BYTE* data, DWORD dataLength, const BYTE* signature, DWORD signatureLength,
+                             PublicKey* key) {
+  if (data == nullptr || dataLength == 0) {
+    throw CCSPContextError("Message Digest is NULL", ERROR_INVALID_PARAMETER);
+  }
+  if (signature == nullptr || signatureLength == 0) {
+    throw CCSPContextError("Signature is NULL", ERROR_INVALID_PARAMETER);
+  }
+  LoginTurn turn;
+  Login(turn);
+  Session& session = OpenedSession();
+  try {
+    session.VerifyInit(RsaPkcs(), key != nullptr ? *key : m_publicKey);
+    std::vector<BYTE> turned(signature, signature + signatureLength);
+    ReverseBytes(turned.data(), signatureLength);
+    session.Verify(Input(data), dataLength, turned.data(), signatureLength);
+  } catch (const CryptokiError& error) {
+    // Required: whatever the module's failure, it is told as a bad signature.
+    throw CCSPContextError(error.GetText(), NTE_BAD_SIGNATURE);
+  }
+}
+
+void TELVOCSPContext::Encrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWORD* outLength) {
+  if (m_hasPublicKey == 0) throw CCSPContextError("Public Key does not exist for encrypting", NTE_BAD_KEY);
+  LoginTurn turn;
+  Login(turn);
+  Session& session = OpenedSession();
+  // `data` and `out` may be the same buffer.
+  WipedBuffer copy = CopyOf(data, dataLength);
+  try {
+    session.EncryptInit(RsaPkcs(), m_publicKey);
+    // Required: the result stays big-endian, although Decrypt takes a little-endian one.
+    WithOutput(out, outLength, [&](CK_ULONG* length) { session.Encrypt(Input(copy), dataLength, out, length); });
+  } catch (const CryptokiError& error) {
+    throw CCSPContextError(error.GetText(), NTE_FAIL);
+  }
+}
+
+void TELVOCSPContext::Decrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWORD* outLength) {
+  if (m_hasPrivateKey == 0) throw CCSPContextError("Private Key does not exist for decrypting", NTE_BAD_KEY);
+  LoginTurn turn;
+  Login(turn);
+  Session& session = OpenedSession();
+  WipedBuffer copy = CopyOf(data, dataLength);
+  ReverseBytes(copy.Data(), static_cast<DWORD>(copy.Length()));
+  try {
+    session.DecryptInit(RsaPkcs(), m_privateKey);
+    WithOutput(out, outLength, [&](CK_ULONG* length) { session.Decrypt(Input(copy), dataLength, out, length); });
+  } catch (const CryptokiError& error) {
+    throw CCSPContextError(error.GetText(), NTE_FAIL);
+  }
+}
