@@ -11,6 +11,11 @@ using ALG_ID = unsigned int;
 using HCERTSTORE = void*;
 using PCCERT_CONTEXT = const struct CERT_CONTEXT*;
 
+constexpr DWORD HP_ALGID = 1;
+constexpr DWORD HP_HASHVAL = 2;
+constexpr DWORD HP_HASHSIZE = 4;
+constexpr DWORD CRYPT_LITTLE_ENDIAN = 1;
+constexpr ALG_ID CALG_SHA_384 = 0x800D;
 constexpr ALG_ID CALG_MD5 = 0x8003;
 constexpr ALG_ID CALG_SHA1 = 0x8004;
 constexpr ALG_ID CALG_SSL3_SHAMD5 = 0x8008;
