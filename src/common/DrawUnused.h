@@ -8,9 +8,9 @@
 
 // Draws rand() modulo `modulus`, in unsigned arithmetic, until `isTaken` refuses no more. The generator of the
 // provider's platform has 32,768 values: with as many taken, and likewise when no draw of many was free, it is the
-// smallest free value.
+// smallest free value. The search for that begins at `smallest`, below which none is free.
 template <typename IsTaken>
-DWORD DrawUnused(DWORD modulus, std::size_t taken, IsTaken isTaken) {
+DWORD DrawUnused(DWORD modulus, std::size_t taken, IsTaken isTaken, DWORD smallest = 0) {
   constexpr std::size_t kGeneratorRange = 32768;
   constexpr std::size_t kMostDraws = 16 * kGeneratorRange;
   if (taken < kGeneratorRange) {
@@ -19,7 +19,7 @@ DWORD DrawUnused(DWORD modulus, std::size_t taken, IsTaken isTaken) {
       if (!isTaken(value)) return value;
     }
   }
-  DWORD value = 0;
+  DWORD value = smallest;
   while (isTaken(value)) ++value;
   return value;
 }

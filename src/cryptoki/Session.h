@@ -1,6 +1,6 @@
 // Session: one session of the module. Each operation is one call, or a short fixed series, a check of the
 // result, and an exception on failure. Nothing of login or operation state is kept here. A copy names the
-// same session; destroying one closes nothing.
+// same session; destroying one closes nothing. What may outlive a session's owner holds the session weakly.
 //
 // Without a module every operation raises CryptokiError CKR_ARGUMENTS_BAD. A call that the module refuses
 // raises CryptokiError with its code. Output buffers and length pointers go to the module unchanged: a null
@@ -10,6 +10,7 @@
 
 #include "common/Platform.h"
 
+#include <boost/enable_shared_from_this.hpp>
 #include <list>
 
 #include "cryptoki/Attribute.h"
@@ -21,7 +22,7 @@
 #include "cryptoki/PublicKey.h"
 #include "cryptoki/SecretKey.h"
 
-class Session : public ICryptokiSettable {
+class Session : public ICryptokiSettable, public boost::enable_shared_from_this<Session> {
  public:
   Session() = default;  // closed
   explicit Session(CK_SESSION_HANDLE handle);

@@ -20,6 +20,8 @@ class EntryFrame {
 
   // Argument lines. A label reads "\tdwFlags: \t".
   void LogFlags(const char* label, DWORD value) const { g_entryLog.WriteFormatted(label, value, "%08X", true); }
+  // What is logged of a pointer: its low 32 bits.
+  static DWORD Low32(const void* pointer) { return static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(pointer)); }
 
   // Ends the function: logs the line, sets the last error, false. The code is the system's constant, whatever its type.
   template <typename Code>

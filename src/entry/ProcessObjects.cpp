@@ -5,6 +5,7 @@
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextList.h"
 #include "log/Logs.h"
+#include "objects/CCSPHashFactory.h"
 #include "pin/PINCacheManager.h"
 
 namespace {
@@ -19,6 +20,7 @@ CCSPLog g_entryLog(kLineLimit);
 
 HINSTANCE g_libraryInstance = nullptr;
 
+CCSPHashFactory g_hashFactory;
 CCryptoWrapper g_cryptoWrapper;
 CCSPContextList g_contextList;
 

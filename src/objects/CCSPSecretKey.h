@@ -12,6 +12,10 @@ class CCSPSecretKey {
 
   // The value handed out as HCRYPTKEY.
   virtual DWORD GetKeyID() const = 0;
+  // The length of the key's value in bytes.
+  virtual DWORD GetKeyLength() const = 0;
+  // Reads the value from the token into `out`. Required: `*length` is only read, and a null `out` tells nothing.
+  virtual void GetKeyValue(BYTE* out, DWORD* length) = 0;
   // Destroys the key object on the token.
   virtual void DestroyObject() = 0;
 };

@@ -24,6 +24,8 @@ class FakeKey : public CCSPSecretKey {
  public:
   explicit FakeKey(DWORD id) : m_id(id) {}
   DWORD GetKeyID() const override { return m_id; }
+  DWORD GetKeyLength() const override { return 0; }
+  void GetKeyValue(BYTE* /*out*/, DWORD* /*length*/) override {}
   void DestroyObject() override { ++m_destroyed; }
 
   int m_destroyed = 0;

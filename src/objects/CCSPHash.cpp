@@ -1,0 +1,187 @@
+#include "objects/CCSPHash.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "cryptoki/CryptokiError.h"
+#include "entry/CCSPContextError.h"
+#include "log/Logs.h"
+
+namespace {
+
+// A module that claims more for a digest is not believed.
+constexpr CK_ULONG kMaxValueLength = CK_ULONG{16} * 1024 * 1024;
+
+constexpr DWORD kMaxMessageLength = std::numeric_limits<DWORD>::max();
+
+void RequireRoom(bool hasRoom, const std::string& message) {
+  if (!hasRoom) throw CCSPContextError(message, ERROR_MORE_DATA);
+}
+
+}  // namespace
+
+CCSPHash::CCSPHash(const HashSetup& setup)
+    : m_prefixLength(setup.algorithm->prefixLength),
+      m_algorithm(setup.algorithm->id),
+      m_id(setup.id),
+      m_session(setup.session),
+      m_mechanism(setup.mechanism),
+      m_digestLength(setup.digestLength),
+      m_name(setup.name) {
+  std::copy_n(setup.algorithm->prefix, m_prefixLength, m_prefix);
+}
+
+CCSPHash::CCSPHash(const CCSPHash& other)
+    : m_pending(other.m_pending),
+      m_finished(other.m_finished),
+      m_prefixLength(other.m_prefixLength),
+      m_algorithm(other.m_algorithm),
+      m_id(other.m_id),
+      m_session(other.m_session),
+      m_mechanism(other.m_mechanism),
+      m_valueLength(other.m_valueLength) {
+  std::copy(std::begin(other.m_prefix), std::end(other.m_prefix), m_prefix);
+  if (m_valueLength == 0) return;
+  m_value = std::make_unique<WipedBuffer>(m_valueLength);
+  std::copy_n(other.m_value->Data(), m_valueLength, m_value->Data());
+}
+
+CCSPHash& CCSPHash::operator=(const CCSPHash& other) {
+  if (this == &other) return *this;
+  CCSPHash copy(other);
+  m_pending = copy.m_pending;
+  m_finished = copy.m_finished;
+  std::copy(std::begin(copy.m_prefix), std::end(copy.m_prefix), m_prefix);
+  m_prefixLength = copy.m_prefixLength;
+  m_algorithm = copy.m_algorithm;
+  m_id = copy.m_id;
+  m_session = copy.m_session;
+  m_value.swap(copy.m_value);
+  m_mechanism = copy.m_mechanism;
+  m_valueLength = copy.m_valueLength;
+  return *this;
+}
+
+CCSPHash::~CCSPHash() = default;
+
+void CCSPHash::AddData(const BYTE* data, DWORD length) { m_pending.Append(data, length); }
+
+void CCSPHash::SetData(const BYTE* data, DWORD length) {
+  m_pending.Clear();
+  CCSPHash::AddData(data, length);
+}
+
+void CCSPHash::GetData(BYTE* out, DWORD* length) {
+  const std::size_t present = m_pending.Length();
+  if (present == 0) *length = 0;
+  if (out == nullptr) {
+    *length = static_cast<DWORD>(std::min<std::size_t>(present, kMaxMessageLength));
+    return;
+  }
+  RequireRoom(*length >= present, "Buffer to retrieve Data to hash is too small");
+  *length = static_cast<DWORD>(present);
+  m_pending.CopyTo(out);
+}
+
+void CCSPHash::SetOID(const BYTE* prefix, const DWORD* length) {
+  if (prefix == nullptr || length == nullptr || *length == 0) return;
+  m_prefixLength = std::min<DWORD>(*length, sizeof(m_prefix));
+  std::copy_n(prefix, m_prefixLength, m_prefix);
+}
+
+BYTE* CCSPHash::WholeMessage(DWORD& length) {
+  if (m_pending.Length() > kMaxMessageLength) return nullptr;
+  length = static_cast<DWORD>(m_pending.Length());
+  return m_pending.Whole();
+}
+
+void CCSPHash::GetHash(BYTE* out, DWORD* length) {
+  if (m_finished == 0) ComputeValue();
+  CopyValue("", out, length);
+}
+
+void CCSPHash::ComputeValue() {
+  if (!HasMessage()) throw CCSPContextError("No Data was added to be hash", NTE_BAD_HASH_STATE);
+  DWORD length = 0;
+  BYTE* const message = WholeMessage(length);
+  if (message == nullptr) throw CCSPContextError("No Data to Hash", NTE_BAD_HASH);
+  const boost::shared_ptr<Session> session = GetSession();
+  if (!session) throw CCSPContextError("No Session assigned to Hash", NTE_BAD_HASH_STATE);
+  try {
+    Digest(*session, message, length);
+  } catch (const CryptokiError& error) {
+    SetLastError(error.GetCode());
+    throw CCSPContextError("Failed to Initialize Hash Operation", NTE_FAIL);
+  }
+}
+
+void CCSPHash::Digest(Session& session, BYTE* message, DWORD length) {
+  g_hashLog.WriteBytes("Data to be hashed: ", message, length, true);
+  session.DigestInit(m_mechanism);
+  CK_ULONG valueLength = 0;
+  session.Digest(message, length, nullptr, &valueLength);
+  if (valueLength > kMaxValueLength) throw CryptokiError(CKR_GENERAL_ERROR);
+  WipedBuffer value(valueLength);
+  // Required: the same operation once more. The module keeps it alive over the question for the length.
+  session.Digest(message, length, value.Data(), &valueLength);
+  valueLength = std::min<CK_ULONG>(valueLength, value.Length());
+  g_hashLog.WriteBytes("Hash result: ", value.Data(), static_cast<DWORD>(valueLength), true);
+  Keep(std::move(value), static_cast<DWORD>(valueLength));
+}
+
+void CCSPHash::Keep(WipedBuffer value, DWORD length) {
+  m_value = std::make_unique<WipedBuffer>(std::move(value));
+  m_valueLength = length;
+  m_finished = 1;
+}
+
+void CCSPHash::CopyValue(const char* who, BYTE* out, DWORD* length) const {
+  if (m_valueLength == 0) {
+    throw CCSPContextError(std::string(who) + "Hash was completed but no Hash Data Found", NTE_BAD_HASH_STATE);
+  }
+  if (out != nullptr) {
+    RequireRoom(*length >= m_valueLength, std::string(who) + "Buffer to retrieve Hash is too small");
+    std::copy_n(m_value->Data(), m_valueLength, out);
+  }
+  *length = m_valueLength;
+}
+
+void CCSPHash::SetHash(const BYTE* value, DWORD length) {
+  m_value.reset();
+  m_valueLength = 0;
+  if (value == nullptr || length == 0) throw CCSPContextError("No Data Found to Set Hash Digest", NTE_BAD_DATA);
+  WipedBuffer copy(length);
+  std::copy_n(value, length, copy.Data());
+  Keep(std::move(copy), length);
+}
+
+const std::string* CCSPHash::GetName() const { return &m_name; }
+
+void CCSPHash::GetPreSignData(BYTE* out, DWORD* length) {
+  DWORD valueLength = 0;
+  if (m_finished == 0) Compute(nullptr, &valueLength);
+  // Finished without a value: the failure is GetHash's.
+  if (m_valueLength == 0) GetHash(nullptr, &valueLength);
+  if (m_valueLength == 0) throw CCSPContextError("No hash Computed", NTE_BAD_HASH_STATE);
+  if (m_prefixLength == 0) throw CCSPContextError("No OID Present", NTE_BAD_HASH_STATE);
+  const DWORD total = m_prefixLength + m_valueLength;
+  if (out != nullptr) {
+    RequireRoom(*length >= total, "Buffer is too small to retrieve pre-sign data");
+    std::copy_n(m_value->Data(), m_valueLength, std::copy_n(m_prefix, m_prefixLength, out));
+  }
+  *length = total;
+}
+
+DWORD CCSPHash::IsFinished() const { return m_finished; }
+void CCSPHash::SetFinished(DWORD finished) { m_finished = finished; }
+
+void CCSPHash::Finish() {
+  DWORD length = 0;
+  Compute(nullptr, &length);
+}
+
+void CCSPHash::Compute(BYTE* out, DWORD* length) { GetHash(out, length); }
+
+DWORD CCSPHash::GetHashID() const { return m_id; }
+ALG_ID CCSPHash::GetAlgID() const { return m_algorithm; }
+DWORD CCSPHash::GetHashLength() const { return m_digestLength; }

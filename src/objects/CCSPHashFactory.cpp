@@ -1,0 +1,93 @@
+#include "objects/CCSPHashFactory.h"
+
+#include <algorithm>
+#include <boost/make_shared.hpp>
+#include <cstdint>
+#include <cstdlib>
+
+#include "common/DrawUnused.h"
+#include "entry/CCSPContextError.h"
+#include "objects/SHA1MD5Hash.h"
+#include "objects/TELVOCSPHash.h"
+
+namespace {
+
+// The names are those of the log, and others than in the table of algorithms.
+struct HashRow {
+  ALG_ID id;
+  const char* name;
+  DWORD digestLength;
+  CK_MECHANISM_TYPE mechanism;
+};
+
+constexpr HashRow kHashes[] = {
+    {CALG_MD5, "MD5", 16, CKM_MD5},
+    {CALG_SHA1, "SHA-1", 20, CKM_SHA_1},
+    {CALG_SSL3_SHAMD5, "SSL3-SHAMD5", 36, CKM_SHA_1},
+    {CALG_SHA_256, "SHA 256", 32, CKM_SHA256},
+    {CALG_SHA_512, "SHA 512", 64, CKM_SHA512},
+};
+
+const HashRow& FindHash(ALG_ID id) {
+  for (const HashRow& row : kHashes) {
+    if (row.id == id) return row;
+  }
+  throw CCSPContextError("Invalid Hash Algorithm ID", NTE_BAD_ALGID);
+}
+
+// The next number of the generator, modulo the session's address.
+void Reseed(const Session* session) {
+  const auto number = static_cast<std::uint64_t>(std::int64_t{std::rand()});  // NOLINT(cert-msc30-c,cert-msc50-cpp)
+  std::srand(static_cast<unsigned>(number % reinterpret_cast<std::uintptr_t>(session)));
+}
+
+boost::shared_ptr<CCSPHash> MakeHash(const HashSetup& setup) {
+  if (setup.algorithm->id == CALG_SSL3_SHAMD5) return boost::make_shared<SHA1MD5Hash>(setup);
+  return boost::make_shared<TELVOCSPHash>(setup);
+}
+
+}  // namespace
+
+CCSPHashFactory::~CCSPHashFactory() = default;
+
+DWORD CCSPHashFactory::DrawID() {
+  constexpr DWORD kIDModulus = 0xFFFFFF;
+  return DrawUnused(
+      kIDModulus, m_ids.size(), [this](DWORD id) { return m_ids.count(id) != 0; }, m_smallestFree);
+}
+
+boost::shared_ptr<CCSPHash> CCSPHashFactory::CreateHash(ALG_ID algorithm, Session* session) {
+  if (session == nullptr) throw CCSPContextError("Session should be defined in creating a hash", NTE_FAIL);
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  Reseed(session);
+  const Algorithm* const found = FindAlgorithm(algorithm);
+  if (found == nullptr) throw CCSPContextError("Algorithm not found", NTE_BAD_ALGID);
+  const HashRow& row = FindHash(algorithm);
+  const DWORD id = DrawID();
+  auto hash = MakeHash({found, row.name, row.digestLength, row.mechanism, session, id});
+  m_hashes.emplace(hash.get(), Entry{hash, id});
+  m_ids.insert(id);
+  if (id == m_smallestFree) ++m_smallestFree;
+  return hash;
+}
+
+boost::shared_ptr<CCSPHash> CCSPHashFactory::DuplicateHash(boost::shared_ptr<CCSPHash> source) {
+  CreateHash(source->GetAlgID(), source->GetSession().get());
+  return source;
+}
+
+void CCSPHashFactory::DestroyHash(const boost::shared_ptr<CCSPHash>& hash) {
+  boost::shared_ptr<CCSPHash> removed;  // released behind the lock
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto found = m_hashes.find(hash.get());
+  if (found == m_hashes.end()) return;
+  removed.swap(found->second.hash);
+  m_ids.erase(found->second.id);
+  m_smallestFree = std::min(m_smallestFree, found->second.id);
+  m_hashes.erase(found);
+}
+
+std::size_t CCSPHashFactory::Count() {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  return m_hashes.size();
+}

@@ -1,0 +1,52 @@
+#include "objects/SHA1MD5Hash.h"
+
+#include <algorithm>
+
+#include "cryptoki/CryptokiError.h"
+#include "entry/CCSPContextError.h"
+
+namespace {
+
+constexpr DWORD kMD5Length = 16;
+constexpr DWORD kSHA1Length = 20;
+
+// Digests the message into `out`, which has room for `room` bytes; returns how many of them count.
+DWORD DigestInto(Session& session, CK_MECHANISM_TYPE type, BYTE* message, DWORD length, BYTE* out, DWORD room) {
+  session.DigestInit(Mechanism(type));
+  CK_ULONG outLength = room;
+  session.Digest(message, length, out, &outLength);
+  return static_cast<DWORD>(std::min<CK_ULONG>(outLength, room));
+}
+
+}  // namespace
+
+SHA1MD5Hash::~SHA1MD5Hash() = default;
+
+SHA1MD5Hash& SHA1MD5Hash::operator=(const SHA1MD5Hash& other) {
+  CCSPHash::operator=(other);
+  return *this;
+}
+
+void SHA1MD5Hash::GetHash(BYTE* out, DWORD* length) {
+  if (IsFinished() == 0) ComputeBoth();
+  CopyValue("SHA1-MD5 Hash: ", out, length);
+}
+
+void SHA1MD5Hash::ComputeBoth() {
+  DWORD length = 0;
+  BYTE* const message = WholeMessage(length);
+  if (message == nullptr) throw CCSPContextError("SHA1-MD5 Hash: No Data to Hash", NTE_BAD_HASH);
+  const boost::shared_ptr<Session> session = GetSession();
+  if (!session) throw CCSPContextError("SHA1-MD5 Hash: No Session assigned to Hash", NTE_BAD_HASH_STATE);
+  WipedBuffer value(kMD5Length + kSHA1Length);
+  try {
+    const DWORD md5 = DigestInto(*session, CKM_MD5, message, length, value.Data(), kMD5Length);
+    const DWORD sha1 = DigestInto(*session, CKM_SHA_1, message, length, value.Data() + md5, kSHA1Length);
+    Keep(std::move(value), md5 + sha1);
+  } catch (const CryptokiError& error) {
+    SetLastError(error.GetCode());
+    throw CCSPContextError("SHA1-MD5 Hash: Failed to Initialize Hash Operation", NTE_FAIL);
+  }
+}
+
+void SHA1MD5Hash::GetPreSignData(BYTE* out, DWORD* length) { GetHash(out, length); }

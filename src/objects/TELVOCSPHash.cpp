@@ -1,0 +1,3 @@
+#include "objects/TELVOCSPHash.h"
+
+TELVOCSPHash::~TELVOCSPHash() = default;
