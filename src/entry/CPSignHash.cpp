@@ -1,0 +1,62 @@
+// CPSignHash: a hash, signed with the container's key.
+#include <vector>
+
+#include "entry/CCSPContextList.h"
+#include "entry/EntryFrame.h"
+#include "entry/HashBytes.h"
+#include "entry/ProviderInterface.h"
+
+namespace {
+
+BOOL SignHash(const EntryFrame& frame, CCSPContext& context, CCSPHash& hash, DWORD dwFlags, BYTE* pbSignature,
+              DWORD* pcbSigLen) {
+  if (hash.IsFinished() == 0) {
+    DWORD length = 0;
+    hash.Compute(nullptr, &length);
+  }
+  std::vector<BYTE> data;
+  switch (dwFlags) {
+    case 0:
+      g_entryLog.WriteLine("\nRetrieving Raw Hash Data and OID");
+      data = FetchHashBytes(hash, &CCSPHash::GetPreSignData);
+      break;
+    case CRYPT_NOHASHOID:
+      g_entryLog.WriteLine("\nRetrieving Raw Hash Data");
+      data = FetchHashBytes(hash, &CCSPHash::Compute);
+      break;
+    default:
+      // Required: the hash has been computed by now.
+      return frame.Refuse("\nCPSignHash Error: Invalid dwFlags", NTE_BAD_FLAGS);
+  }
+  const DWORD length = static_cast<DWORD>(data.size());
+  g_entryLog.WriteHex("\nHash Length ", length, true);
+  g_entryLog.WriteBytes("Hash Value ", data.data(), length, true);
+  DWORD signatureLength = *pcbSigLen;
+  context.Sign(data.data(), &length, pbSignature, &signatureLength);
+  *pcbSigLen = signatureLength;
+  return frame.Succeed();
+}
+
+}  // namespace
+
+BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeySpec, LPCWSTR szDescription, DWORD dwFlags,
+                       BYTE* pbSignature, DWORD* pcbSigLen) {
+  const EntryFrame frame("CPSignHash");
+  frame.LogFlags("\tdwKeySpec: \t", dwKeySpec);
+  frame.LogFlags("\tszDescription: \t", EntryFrame::Low32(szDescription));
+  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogFlags("\tpbSignature: \t", EntryFrame::Low32(pbSignature));
+  if (pcbSigLen == nullptr) {
+    return frame.Refuse("\nCPSignHash Error: pcbSigLen is NULL", ERROR_INVALID_PARAMETER);
+  }
+  frame.LogFlags("\tpcbSigLen: \t", *pcbSigLen);
+  // The key spec is only checked: the container has one key pair.
+  if (dwKeySpec != 0 && dwKeySpec != AT_KEYEXCHANGE && dwKeySpec != AT_SIGNATURE) {
+    return frame.Refuse("Invalid dwKeySpec!!", NTE_NO_KEY);
+  }
+  return frame.Protect([&] {
+    const auto context = g_contextList.FindContext(hProv);
+    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
+    return SignHash(frame, *context, *hash, dwFlags, pbSignature, pcbSigLen);
+  });
+}

@@ -1,0 +1,18 @@
+// What an operation of a hash hands out, fetched whole.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <vector>
+
+#include "objects/CCSPHash.h"
+
+// `getBytes` is called twice: without a buffer for the length, then with one of that length.
+inline std::vector<BYTE> FetchHashBytes(CCSPHash& hash, void (CCSPHash::*getBytes)(BYTE*, DWORD*)) {
+  DWORD length = 0;
+  (hash.*getBytes)(nullptr, &length);
+  std::vector<BYTE> bytes(length);
+  (hash.*getBytes)(bytes.data(), &length);
+  bytes.resize(length);
+  return bytes;
+}
