@@ -16,14 +16,6 @@ BOOL NotThereYet(const char* function) {
 BOOL WINAPI CPGetProvParam(HCRYPTPROV, DWORD, BYTE*, DWORD*, DWORD) { return NotThereYet("CPGetProvParam"); }
 BOOL WINAPI CPSetProvParam(HCRYPTPROV, DWORD, const BYTE*, DWORD) { return NotThereYet("CPSetProvParam"); }
 BOOL WINAPI CPGenRandom(HCRYPTPROV, DWORD, BYTE*) { return NotThereYet("CPGenRandom"); }
-BOOL WINAPI CPCreateHash(HCRYPTPROV, ALG_ID, HCRYPTKEY, DWORD, HCRYPTHASH*) { return NotThereYet("CPCreateHash"); }
-BOOL WINAPI CPHashData(HCRYPTPROV, HCRYPTHASH, const BYTE*, DWORD, DWORD) { return NotThereYet("CPHashData"); }
-BOOL WINAPI CPHashSessionKey(HCRYPTPROV, HCRYPTHASH, HCRYPTKEY, DWORD) { return NotThereYet("CPHashSessionKey"); }
-BOOL WINAPI CPGetHashParam(HCRYPTPROV, HCRYPTHASH, DWORD, BYTE*, DWORD*, DWORD) {
-  return NotThereYet("CPGetHashParam");
-}
-BOOL WINAPI CPSetHashParam(HCRYPTPROV, HCRYPTHASH, DWORD, const BYTE*, DWORD) { return NotThereYet("CPSetHashParam"); }
-BOOL WINAPI CPDestroyHash(HCRYPTPROV, HCRYPTHASH) { return NotThereYet("CPDestroyHash"); }
 BOOL WINAPI CPGenKey(HCRYPTPROV, ALG_ID, DWORD, HCRYPTKEY*) { return NotThereYet("CPGenKey"); }
 BOOL WINAPI CPDeriveKey(HCRYPTPROV, ALG_ID, HCRYPTHASH, DWORD, HCRYPTKEY*) { return NotThereYet("CPDeriveKey"); }
 BOOL WINAPI CPGetUserKey(HCRYPTPROV, DWORD, HCRYPTKEY*) { return NotThereYet("CPGetUserKey"); }

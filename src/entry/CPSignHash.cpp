@@ -43,12 +43,10 @@ BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeySpec, LPCW
                        BYTE* pbSignature, DWORD* pcbSigLen) {
   const EntryFrame frame("CPSignHash");
   frame.LogFlags("\tdwKeySpec: \t", dwKeySpec);
-  frame.LogFlags("\tszDescription: \t", EntryFrame::Low32(szDescription));
+  frame.LogPointer("\tszDescription: \t", szDescription);
   frame.LogFlags("\tdwFlags: \t", dwFlags);
-  frame.LogFlags("\tpbSignature: \t", EntryFrame::Low32(pbSignature));
-  if (pcbSigLen == nullptr) {
-    return frame.Refuse("\nCPSignHash Error: pcbSigLen is NULL", ERROR_INVALID_PARAMETER);
-  }
+  frame.LogPointer("\tpbSignature: \t", pbSignature);
+  if (pcbSigLen == nullptr) return frame.RefuseNull("pcbSigLen");
   frame.LogFlags("\tpcbSigLen: \t", *pcbSigLen);
   // The key spec is only checked: the container has one key pair.
   if (dwKeySpec != 0 && dwKeySpec != AT_KEYEXCHANGE && dwKeySpec != AT_SIGNATURE) {

@@ -1,9 +1,9 @@
 #include "entry/EntryFrame.h"
 
-EntryFrame::EntryFrame(const char* function) : m_function(function) {
+EntryFrame::EntryFrame(const char* function, const char* firstLine) : m_function(function) {
   static const std::string banner = "\n" + std::string(80, '=');
   g_entryLog.WriteLine(banner.c_str());
-  g_entryLog.WriteLine(("\n" + std::string(function)).c_str());
+  g_entryLog.WriteLine(("\n" + std::string(firstLine)).c_str());
 }
 
 BOOL EntryFrame::RefuseWith(const char* line, DWORD code) {
@@ -12,8 +12,15 @@ BOOL EntryFrame::RefuseWith(const char* line, DWORD code) {
   return FALSE;
 }
 
-BOOL EntryFrame::Succeed() const {
-  g_entryLog.WriteLine(("\n" + std::string(m_function) + " Success").c_str());
+BOOL EntryFrame::RefuseNull(const char* parameter) const {
+  return Refuse(("\n" + std::string(m_function) + " Error: " + parameter + " is NULL").c_str(),
+                ERROR_INVALID_PARAMETER);
+}
+
+BOOL EntryFrame::Succeed() const { return SucceedWith(("\n" + std::string(m_function) + " Success").c_str()); }
+
+BOOL EntryFrame::SucceedWith(const char* line) const {
+  g_entryLog.WriteLine(line);
   SetLastError(0);
   return TRUE;
 }

@@ -14,22 +14,32 @@
 class EntryFrame {
  public:
   // Logs the banner and the function's name.
-  explicit EntryFrame(const char* function);
+  explicit EntryFrame(const char* function) : EntryFrame(function, function) {}
+  // The same for a function that is spelled otherwise in its first line.
+  EntryFrame(const char* function, const char* firstLine);
   EntryFrame(const EntryFrame&) = delete;
   EntryFrame& operator=(const EntryFrame&) = delete;
 
-  // Argument lines. A label reads "\tdwFlags: \t".
-  void LogFlags(const char* label, DWORD value) const { g_entryLog.WriteFormatted(label, value, "%08X", true); }
-  // What is logged of a pointer: its low 32 bits.
-  static DWORD Low32(const void* pointer) { return static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(pointer)); }
+  // Argument lines. A label reads "\tdwFlags: \t". Of a wider number, and of a pointer, the low 32 bits are shown.
+  void LogFlags(const char* label, DWORD value) const { LogNumber(label, value); }
+  void LogNumber(const char* label, std::uint64_t value) const {
+    g_entryLog.WriteFormatted(label, static_cast<DWORD>(value), "%08X", true);
+  }
+  void LogPointer(const char* label, const void* value) const {
+    LogNumber(label, reinterpret_cast<std::uintptr_t>(value));
+  }
 
   // Ends the function: logs the line, sets the last error, false. The code is the system's constant, whatever its type.
   template <typename Code>
   BOOL Refuse(const char* line, Code code) const {
     return RefuseWith(line, static_cast<DWORD>(code));
   }
+  // The same for a parameter that the function must read or write and that is null: ERROR_INVALID_PARAMETER.
+  BOOL RefuseNull(const char* parameter) const;
   // Ends the function: logs its success, sets the last error to 0, true.
   BOOL Succeed() const;
+  // The same with a line of its own.
+  BOOL SucceedWith(const char* line) const;
 
   // Failures of the protected region, by the one rule: a context's error has its own code, the module's is NTE_FAIL
   // whatever its CK_RV.

@@ -5,6 +5,7 @@
 
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextList.h"
+#include "objects/CCSPHashFactory.h"
 
 namespace {
 
@@ -13,12 +14,18 @@ void RestartContextList() {
   new (&g_contextList) CCSPContextList();
 }
 
+void RestartHashFactory() {
+  g_hashFactory.~CCSPHashFactory();
+  new (&g_hashFactory) CCSPHashFactory();
+}
+
 }  // namespace
 
 EntryTest::EntryTest() : m_loaded(m_module) { g_cryptoWrapper = CCryptoWrapper(); }
 
 EntryTest::~EntryTest() {
   RestartContextList();
+  RestartHashFactory();
   g_cryptoWrapper = CCryptoWrapper();
 }
 

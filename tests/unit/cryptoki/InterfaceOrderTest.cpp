@@ -14,6 +14,7 @@
 #include "entry/CCSPContextError.h"
 #include "entry/CCSPContextList.h"
 #include "objects/CImportedPublicKeyList.h"
+#include "objects/SHA1MD5Hash.h"
 #include "pin/CTELVOPINCache.h"
 
 namespace {
@@ -200,6 +201,30 @@ TEST(InterfaceOrderTest, OfAContext) {
 TEST(InterfaceOrderTest, OfTheListOfContexts) {
   EXPECT_EQ((Places{2, 3, 4}), (Places{PlaceOf(&CCSPContextList::AddContext), PlaceOf(&CCSPContextList::RemoveContext),
                                        PlaceOf(&CCSPContextList::FindContext)}));
+}
+
+TEST(InterfaceOrderTest, OfAHash) {
+  using H = CCSPHash;
+  const Places places = {
+      PlaceOf(static_cast<H& (H::*)(const H&)>(&H::operator=)),
+      PlaceOf(&H::AddData),
+      PlaceOf(&H::SetData),
+      PlaceOf(&H::GetData),
+      PlaceOf(&H::SetOID),
+      PlaceOf(&H::GetHash),
+      PlaceOf(&H::SetHash),
+      PlaceOf(&H::GetName),
+      PlaceOf(&H::GetPreSignData),
+      PlaceOf(&H::IsFinished),
+      PlaceOf(&H::SetFinished),
+      PlaceOf(&H::Finish),
+      PlaceOf(&H::Compute),
+      PlaceOf(&H::GetHashID),
+      PlaceOf(&H::GetAlgID),
+      PlaceOf(&H::GetHashLength),
+      PlaceOf(static_cast<SHA1MD5Hash& (SHA1MD5Hash::*)(const SHA1MD5Hash&)>(&SHA1MD5Hash::operator=)),
+  };
+  EXPECT_EQ(Counted(17, 1), places);
 }
 
 TEST(InterfaceOrderTest, OfImportedKeys) {

@@ -19,14 +19,6 @@ TEST_F(CPNotThereYetTest, EachIsLoggedAndRefused) {
   ExpectRefused("CPGetProvParam", CPGetProvParam(0, 0, nullptr, nullptr, 0));
   ExpectRefused("CPSetProvParam", CPSetProvParam(0, 0, nullptr, 0));
   ExpectRefused("CPGenRandom", CPGenRandom(0, 0, nullptr));
-  ExpectRefused("CPCreateHash", CPCreateHash(0, 0, 0, 0, nullptr));
-  ExpectRefused("CPHashData", CPHashData(0, 0, nullptr, 0, 0));
-  ExpectRefused("CPHashSessionKey", CPHashSessionKey(0, 0, 0, 0));
-  ExpectRefused("CPGetHashParam", CPGetHashParam(0, 0, 0, nullptr, nullptr, 0));
-  ExpectRefused("CPSetHashParam", CPSetHashParam(0, 0, 0, nullptr, 0));
-  ExpectRefused("CPDestroyHash", CPDestroyHash(0, 0));
-  ExpectRefused("CPSignHash", CPSignHash(0, 0, 0, nullptr, 0, nullptr, nullptr));
-  ExpectRefused("CPVerifySignature", CPVerifySignature(0, 0, nullptr, 0, 0, nullptr, 0));
   ExpectRefused("CPGenKey", CPGenKey(0, 0, 0, nullptr));
   ExpectRefused("CPDeriveKey", CPDeriveKey(0, 0, 0, 0, nullptr));
   ExpectRefused("CPGetUserKey", CPGetUserKey(0, 0, nullptr));

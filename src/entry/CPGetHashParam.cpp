@@ -1,0 +1,88 @@
+// CPGetHashParam, CPSetHashParam: what a hash tells, and the value that it is given.
+#include <cstring>
+
+#include "context/CCSPContext.h"
+#include "entry/CCSPContextList.h"
+#include "entry/EntryFrame.h"
+#include "entry/ProviderInterface.h"
+#include "objects/CCSPHash.h"
+
+namespace {
+
+BOOL TooSmall(const EntryFrame& frame) {
+  return frame.Refuse("\nCPGetHashParam Error: pcbDataLen too small", ERROR_MORE_DATA);
+}
+
+// Required: with a buffer `*length` stays as it is.
+BOOL GetNumber(const EntryFrame& frame, DWORD number, BYTE* data, DWORD* length) {
+  if (data == nullptr) {
+    *length = sizeof(number);
+    return frame.Succeed();
+  }
+  if (*length < sizeof(number)) return TooSmall(frame);
+  std::memcpy(data, &number, sizeof(number));
+  return frame.Succeed();
+}
+
+BOOL GetValue(const EntryFrame& frame, CCSPHash& hash, BYTE* data, DWORD* length) {
+  if (data == nullptr || *length < hash.GetHashLength()) {
+    *length = hash.GetHashLength();
+    return data == nullptr ? frame.Succeed() : TooSmall(frame);
+  }
+  // Required: the length of the value does not reach the caller.
+  DWORD room = *length;
+  hash.Compute(data, &room);
+  return frame.Succeed();
+}
+
+}  // namespace
+
+BOOL WINAPI CPGetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen,
+                           DWORD dwFlags) {
+  const EntryFrame frame("CPGetHashParam", "CPGethashParam");
+  if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
+  frame.LogNumber("\tdwParam:    ", dwParam);
+  frame.LogFlags("\tdwFlags:    ", dwFlags);
+  frame.LogPointer("\tpbData:     ", pbData);
+  frame.LogNumber("\tpcbDataLen: ", *pcbDataLen);
+  if (dwFlags != 0) return frame.Refuse("\nCPGetHASHParam Error: Unsupported Flag(s)", NTE_BAD_FLAGS);
+  return frame.Protect([&] {
+    const auto context = g_contextList.FindContext(hProv);
+    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
+    switch (dwParam) {
+      case HP_ALGID:
+        return GetNumber(frame, hash->GetAlgID(), pbData, pcbDataLen);
+      case HP_HASHVAL:
+        return GetValue(frame, *hash, pbData, pcbDataLen);
+      case HP_HASHSIZE:
+        return GetNumber(frame, hash->GetHashLength(), pbData, pcbDataLen);
+      default:
+        return frame.Refuse("\nCPGetHASHParam Error: Invalid dwParam, dwParam not supported", NTE_BAD_TYPE);
+    }
+  });
+}
+
+BOOL WINAPI CPSetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
+  const EntryFrame frame("CPSetHashParam");
+  frame.LogNumber("\tdwParam: \t", dwParam);
+  frame.LogNumber("\thHash: \t\t", hHash);
+  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  // Required: the text names the other function.
+  if (dwFlags != 0) return frame.Refuse("\nCPGetHASHParam Error: Unsupported Flag(s)", NTE_BAD_FLAGS);
+  if (dwParam != HP_HASHVAL) {
+    return frame.Refuse("\nCPSetHashParam Error: dwFlags is not HASHVVAL", NTE_BAD_TYPE);
+  }
+  if (pbData == nullptr) return frame.Refuse("\nCPSetHashParam Error: pbData is NULL", ERROR_INVALID_PARAMETER);
+  return frame.Protect([&] {
+    const auto context = g_contextList.FindContext(hProv);
+    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
+    DWORD length = 0;
+    hash->GetData(nullptr, &length);
+    if (length != 0) return frame.Refuse("\nCPSetHashParam Error: Hash Value is not NULL", NTE_BAD_HASH);
+    length = hash->GetHashLength();
+    g_entryLog.WriteHex("\nHash Length ", length, true);
+    g_entryLog.WriteBytes("Hash Value ", pbData, length, true);
+    hash->SetHash(pbData, length);
+    return frame.SucceedWith("\nCPSetHashParam Success:");
+  });
+}

@@ -1,0 +1,70 @@
+// CPHashData, CPHashSessionKey: what a hash is fed with.
+#include <algorithm>
+
+#include "common/ReverseBytes.h"
+#include "common/WipeMemory.h"
+#include "context/CCSPContext.h"
+#include "entry/CCSPContextList.h"
+#include "entry/EntryFrame.h"
+#include "entry/ProviderInterface.h"
+#include "objects/CCSPHash.h"
+#include "objects/CCSPSecretKey.h"
+
+namespace {
+
+struct KeyValue {
+  WipedBuffer bytes;
+  DWORD length;  // at most that of the buffer
+};
+
+KeyValue ReadValue(CCSPSecretKey& key) {
+  // The first of the two calls leaves the length as it is.
+  DWORD length = key.GetKeyLength();
+  key.GetKeyValue(nullptr, &length);
+  KeyValue value{WipedBuffer(length), length};
+  key.GetKeyValue(value.bytes.Data(), &length);
+  value.length = std::min(value.length, length);
+  return value;
+}
+
+}  // namespace
+
+BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, DWORD cbDataLen, DWORD dwFlags) {
+  const EntryFrame frame("CPHashData");
+  frame.LogPointer("\tpbData:    ", pbData);
+  frame.LogFlags("\tdwFlags:   ", dwFlags);
+  frame.LogNumber("\tcbDataLen: ", cbDataLen);
+  if (dwFlags != 0) {
+    return frame.Refuse("\nCPHashData Error: Invalid dwFlags, dwFlags not supported", NTE_BAD_FLAGS);
+  }
+  return frame.Protect([&] {
+    const auto context = g_contextList.FindContext(hProv);
+    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
+    if (hash->IsFinished() != 0) return frame.Refuse("\nCPHashData Error: Invalid Hash State", NTE_BAD_HASH_STATE);
+    hash->AddData(pbData, cbDataLen);
+    return frame.Succeed();
+  });
+}
+
+// Required: `hHash` is not read. The hash is looked for under the handle of the key.
+BOOL WINAPI CPHashSessionKey(HCRYPTPROV hProv, HCRYPTHASH /*hHash*/, HCRYPTKEY hKey, DWORD dwFlags) {
+  const EntryFrame frame("CPHashSessionKey");
+  g_entryLog.WriteHex("\tdwFlags: \t", dwFlags, true);
+  if (dwFlags != 0 && dwFlags != CRYPT_LITTLE_ENDIAN) {
+    return frame.Refuse("\nCPHashSessionKey Error: Invalid dwFlags", NTE_BAD_FLAGS);
+  }
+  return frame.Protect([&] {
+    const auto context = g_contextList.FindContext(hProv);
+    const auto hash = context->GetHash(static_cast<DWORD>(hKey));
+    const auto key = context->GetSecretKey(static_cast<DWORD>(hKey));
+    if (hash->IsFinished() != 0) {
+      return frame.Refuse("\nCPHashSessionKey Error: Hash already in finished state", NTE_BAD_HASH_STATE);
+    }
+    context->Login();
+    KeyValue value = ReadValue(*key);
+    if (dwFlags == CRYPT_LITTLE_ENDIAN) ReverseBytes(value.bytes.Data(), value.length);
+    hash->SetData(value.bytes.Data(), value.length);
+    hash->Finish();
+    return frame.Succeed();
+  });
+}

@@ -1,0 +1,147 @@
+// The life of a hash: CPCreateHash, CPDuplicateHash, CPDestroyHash.
+#include <gtest/gtest.h>
+
+#include "HashEntryTest.h"
+
+namespace {
+
+constexpr HCRYPTHASH kUntouched = 0x1122334455667788;
+
+class CPCreateHashTest : public HashEntryTest {
+ protected:
+  BOOL Create(ALG_ID algorithm, DWORD flags = 0) { return CPCreateHash(m_handle, algorithm, 7, flags, &m_hash); }
+  static std::string Begin(const std::string& algorithm, const std::string& flags) {
+    return FrameLines("CPCreateHash") + Value("\tALGID: \t", algorithm) + Value("\tdwFlags: ", flags);
+  }
+
+  HCRYPTHASH m_hash = kUntouched;
+};
+
+TEST_F(CPCreateHashTest, ASuccessIsLoggedFromEndToEnd) {
+  ExpectDone(Create(CALG_SHA_256));
+  EXPECT_EQ(Begin("0000800C", "00000000") + Line("Retrieving context.") + Line("Retrieving session.") +
+                Line("Get hash instance") + Line("Get hash ID.") + Line("Add hash.") +
+                Value("\thHash: \t", Hex8(m_hash)) + Line("\nRequesting for Hash: ") + Line("SHA 256") +
+                Line("\nCPCreateHash Success"),
+            TakeLog());
+  EXPECT_EQ(0U, m_hash >> 32U);
+  EXPECT_EQ(m_hash, Object(m_hash)->GetHashID());
+  EXPECT_EQ(1U, g_hashFactory.Count());
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(CPCreateHashTest, FlagsAreRefusedBeforeTheContextIsLookedUp) {
+  ExpectRefused(0x80090009, CPCreateHash(m_unknown, CALG_SHA1, 0, 1, &m_hash));
+  EXPECT_EQ(Begin("00008004", "00000001") + Line("\nCPCreateHash Error: Invalid flags specified."), TakeLog());
+  EXPECT_EQ(kUntouched, m_hash);
+}
+
+TEST_F(CPCreateHashTest, AnUnknownContextIsABadUid) {
+  ExpectRefused(0x80090001, CPCreateHash(m_unknown, CALG_SHA1, 0, 0, &m_hash));
+  EXPECT_EQ(Begin("00008004", "00000000") + Line("Retrieving context.") + Line("The context does not exist"),
+            TakeLog());
+}
+
+TEST_F(CPCreateHashTest, ANullResultIsAnInvalidParameter) {
+  ExpectRefused(87, CPCreateHash(m_handle, CALG_SHA1, 0, 0, nullptr));
+  EXPECT_EQ(FrameLines("CPCreateHash") + Line("\nCPCreateHash Error: phHash is NULL"), TakeLog());
+  EXPECT_EQ(0U, g_hashFactory.Count());
+}
+
+TEST_F(CPCreateHashTest, ARefusedAlgorithmLeavesTheHandleAsItWas) {
+  ExpectRefused(0x80090008, Create(CALG_SHA_384));
+  EXPECT_EQ(Begin("0000800D", "00000000") + Line("Retrieving context.") + Line("Retrieving session.") +
+                Line("Get hash instance") + Line("Algorithm not found"),
+            TakeLog());
+  ExpectRefused(0x80090008, Create(CALG_RSA_SIGN));
+  EXPECT_EQ(Begin("00002400", "00000000") + Line("Retrieving context.") + Line("Retrieving session.") +
+                Line("Get hash instance") + Line("Invalid Hash Algorithm ID"),
+            TakeLog());
+  EXPECT_EQ(kUntouched, m_hash);
+}
+
+TEST_F(CPCreateHashTest, AContextWithoutASessionMakesNoHash) {
+  const HCRYPTPROV handle = AcquireHandle(nullptr, 0xF0000000);
+  ExpectRefused(0x80090020, CPCreateHash(handle, CALG_SHA1, 0, 0, &m_hash));
+  EXPECT_EQ(Begin("00008004", "00000000") + Line("Retrieving context.") + Line("Retrieving session.") +
+                Line("Get hash instance") + Line("Session should be defined in creating a hash"),
+            TakeLog());
+}
+
+TEST_F(CPCreateHashTest, AHashThatOutlivesItsContextHasNoSession) {
+  const auto hash = Object(MakeHashOf("abc"));
+  EXPECT_TRUE(CPReleaseContext(m_handle, 0));
+  EXPECT_EQ(nullptr, hash->GetSession());
+}
+
+// --- CPDuplicateHash
+
+class CPDuplicateHashTest : public HashEntryTest {
+ protected:
+  BOOL Duplicate(HCRYPTHASH hash) { return CPDuplicateHash(m_handle, hash, nullptr, 0, &m_copy); }
+  static std::string Begin(const std::string& flags) {
+    return FrameLines("CPDuplicateHash") + Value("\tdwFlags: \t", flags);
+  }
+
+  HCRYPTHASH m_copy = kUntouched;
+};
+
+TEST_F(CPDuplicateHashTest, TheCopyIsTheHashItself) {
+  const HCRYPTHASH hash = MakeHashOf("abc");
+  ExpectDone(Duplicate(hash));
+  EXPECT_EQ(Begin("00000000") + Line("\nCPDuplicateHash Success"), TakeLog());
+  EXPECT_EQ(hash, m_copy);
+  EXPECT_EQ(2U, g_hashFactory.Count());
+  // The context has it twice.
+  EXPECT_TRUE(CPDestroyHash(m_handle, hash));
+  EXPECT_TRUE(CPDestroyHash(m_handle, m_copy));
+  ExpectRefused(0x80090002, CPDestroyHash(m_handle, m_copy));
+}
+
+TEST_F(CPDuplicateHashTest, ReservedOrFlagsAreInvalid) {
+  DWORD reserved = 0;
+  const std::string refusal = Line("\nCPDuplicateHash Error: Reserved is not NULL or dwFlags is not 0");
+  ExpectRefused(87, CPDuplicateHash(m_unknown, 0, &reserved, 0, &m_copy));
+  EXPECT_EQ(Begin("00000000") + refusal, TakeLog());
+  ExpectRefused(87, CPDuplicateHash(m_unknown, 0, nullptr, 1, nullptr));
+  EXPECT_EQ(Begin("00000001") + refusal, TakeLog());
+}
+
+TEST_F(CPDuplicateHashTest, ANullResultIsABadHash) {
+  ExpectRefused(0x80090002, CPDuplicateHash(m_unknown, 0, nullptr, 0, nullptr));
+  EXPECT_EQ(Begin("00000000") + Line("\nCPDuplicateHash Error: pHash is NULL"), TakeLog());
+}
+
+TEST_F(CPDuplicateHashTest, UnknownHandlesAreRefused) {
+  ExpectRefused(0x80090001, CPDuplicateHash(m_unknown, 0, nullptr, 0, &m_copy));
+  EXPECT_EQ(Begin("00000000") + Line("The context does not exist"), TakeLog());
+  ExpectRefused(0x80090002, Duplicate(5));
+  EXPECT_EQ(Begin("00000000") + Line("Hash not found in this context"), TakeLog());
+  EXPECT_EQ(kUntouched, m_copy);
+}
+
+// --- CPDestroyHash
+
+class CPDestroyHashTest : public HashEntryTest {};
+
+TEST_F(CPDestroyHashTest, TheHashIsGoneFromContextAndFactory) {
+  const HCRYPTHASH hash = MakeHashOf("abc");
+  const boost::weak_ptr<CCSPHash> object = Object(hash);
+  ExpectDone(CPDestroyHash(m_handle, hash));
+  EXPECT_EQ(FrameLines("CPDestroyHash") + Value("\thHash: \t", Hex8(hash)) + Line("\nCPDestroyHash Success"),
+            TakeLog());
+  EXPECT_TRUE(object.expired());
+  EXPECT_EQ(0U, g_hashFactory.Count());
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(CPDestroyHashTest, UnknownHandlesAreRefused) {
+  ExpectRefused(0x80090001, CPDestroyHash(m_unknown, 5));
+  EXPECT_EQ(FrameLines("CPDestroyHash") + Value("\thHash: \t", "00000005") + Line("The context does not exist"),
+            TakeLog());
+  ExpectRefused(0x80090002, CPDestroyHash(m_handle, 5));
+  EXPECT_EQ(FrameLines("CPDestroyHash") + Value("\thHash: \t", "00000005") + Line("Hash not found in this context"),
+            TakeLog());
+}
+
+}  // namespace

@@ -1,0 +1,219 @@
+// What a hash tells, and the value that it is given: CPGetHashParam, CPSetHashParam.
+#include <cstring>
+#include <gtest/gtest.h>
+
+#include "HashEntryTest.h"
+
+namespace {
+
+constexpr DWORD kAlgID = 1;
+constexpr DWORD kHashValue = 2;
+constexpr DWORD kHashSize = 4;
+
+class CPGetHashParamTest : public HashEntryTest {
+ protected:
+  BOOL Get(HCRYPTHASH hash, DWORD param) { return CPGetHashParam(m_handle, hash, param, m_buffer, &m_length, 0); }
+  BOOL GetLength(HCRYPTHASH hash, DWORD param) { return CPGetHashParam(m_handle, hash, param, nullptr, &m_length, 0); }
+  DWORD Number() const {
+    DWORD number = 0;
+    std::memcpy(&number, m_buffer, sizeof(number));
+    return number;
+  }
+  static std::string Begin(const std::string& param, const std::string& flags, const void* data,
+                           const std::string& length) {
+    return FrameLines("CPGethashParam") + Value("\tdwParam:    ", param) + Value("\tdwFlags:    ", flags) +
+           Value("\tpbData:     ", Hex8(data)) + Value("\tpcbDataLen: ", length);
+  }
+  static std::string Success() { return Line("\nCPGetHashParam Success"); }
+  static std::string TooSmall() { return Line("\nCPGetHashParam Error: pcbDataLen too small"); }
+  // What is logged when a hash of "abc" is computed.
+  static std::string LinesOfAbc() {
+    return "Data to be hashed: 61 62 63 \nHash result: 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 00 00 00 00 \n";
+  }
+
+  BYTE m_buffer[100] = {};
+  DWORD m_length = sizeof(m_buffer);
+};
+
+TEST_F(CPGetHashParamTest, TheAlgorithm) {
+  const HCRYPTHASH hash = MakeHash();
+  m_length = 4;
+  ExpectDone(Get(hash, kAlgID));
+  EXPECT_EQ(0x8004U, Number());
+  EXPECT_EQ(4U, m_length);
+  EXPECT_EQ(Begin("00000001", "00000000", m_buffer, "00000004") + Success(), TakeLog());
+}
+
+TEST_F(CPGetHashParamTest, TheSize) {
+  m_length = 4;
+  ExpectDone(Get(MakeHash(CALG_SSL3_SHAMD5), kHashSize));
+  EXPECT_EQ(36U, Number());
+}
+
+TEST_F(CPGetHashParamTest, ANumberTakesFourBytes) {
+  const HCRYPTHASH hash = MakeHash();
+  for (const DWORD param : {kAlgID, kHashSize}) {
+    m_length = 77;
+    ExpectDone(GetLength(hash, param));
+    EXPECT_EQ(4U, m_length);
+    m_length = 3;
+    TakeLog();
+    ExpectRefused(234, Get(hash, param));
+    EXPECT_EQ(3U, m_length);
+    EXPECT_EQ(Begin("0000000" + std::to_string(param), "00000000", m_buffer, "00000003") + TooSmall(), TakeLog());
+    EXPECT_EQ(0U, Number());
+    m_length = 50;
+    ExpectDone(Get(hash, param));
+    EXPECT_EQ(50U, m_length);
+    std::memset(m_buffer, 0, sizeof(m_buffer));
+  }
+}
+
+TEST_F(CPGetHashParamTest, AskingForTheLengthOfTheValueLeavesTheHashOpen) {
+  const HCRYPTHASH hash = MakeHashOf("ab");
+  m_length = 0;
+  ExpectDone(GetLength(hash, kHashValue));
+  EXPECT_EQ(20U, m_length);
+  EXPECT_EQ(Begin("00000002", "00000000", nullptr, "00000000") + Success(), TakeLog());
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+  EXPECT_TRUE(Feed(hash, "c"));
+}
+
+TEST_F(CPGetHashParamTest, AReadOfTheValueFinishesTheHash) {
+  const HCRYPTHASH hash = MakeHashOf("abc");
+  m_length = 20;
+  ExpectDone(Get(hash, kHashValue));
+  EXPECT_EQ(20U, m_length);
+  EXPECT_EQ(0, std::memcmp(m_buffer, "\0\0\0\3abc\0", 8));
+  EXPECT_EQ(Begin("00000002", "00000000", m_buffer, "00000014") + LinesOfAbc() + Success(), TakeLog());
+  ExpectRefused(0x8009000C, Feed(hash, "d"));
+}
+
+TEST_F(CPGetHashParamTest, ALargerBufferLeavesTheLengthAtItsLargerValue) {
+  const HCRYPTHASH hash = MakeHashOf("abc");
+  m_length = 64;
+  ExpectDone(Get(hash, kHashValue));
+  EXPECT_EQ(64U, m_length);
+}
+
+TEST_F(CPGetHashParamTest, ABufferTooSmallForTheValueGivesTheLength) {
+  const HCRYPTHASH hash = MakeHashOf("abc");
+  m_length = 19;
+  ExpectRefused(234, Get(hash, kHashValue));
+  EXPECT_EQ(20U, m_length);
+  EXPECT_EQ(Begin("00000002", "00000000", m_buffer, "00000013") + TooSmall(), TakeLog());
+  EXPECT_EQ(0U, Object(hash)->IsFinished());
+}
+
+TEST_F(CPGetHashParamTest, AValueLongerThanTheBufferIsNotWritten) {
+  const HCRYPTHASH hash = MakeHash();
+  Object(hash)->SetHash(Counting(40, 1).data(), 40);
+  m_length = 39;
+  ExpectRefused(234, Get(hash, kHashValue));
+  EXPECT_EQ(39U, m_length);
+  EXPECT_EQ(Begin("00000002", "00000000", m_buffer, "00000027") + Line("Buffer to retrieve Hash is too small"),
+            TakeLog());
+}
+
+TEST_F(CPGetHashParamTest, WithoutDataThereIsNoValue) {
+  const HCRYPTHASH hash = MakeHash();
+  m_length = 20;
+  ExpectRefused(0x8009000C, Get(hash, kHashValue));
+  EXPECT_EQ(Begin("00000002", "00000000", m_buffer, "00000014") + Line("No Data was added to be hash"), TakeLog());
+}
+
+TEST_F(CPGetHashParamTest, AFailureOfTheTokenIsNteFail) {
+  const HCRYPTHASH hash = MakeHashOf("abc");
+  m_module.FailNext("C_DigestInit", CKR_DEVICE_ERROR);
+  ExpectRefused(0x80090020, Get(hash, kHashValue));
+  EXPECT_EQ(Begin("00000002", "00000000", m_buffer, "00000064") + "Data to be hashed: 61 62 63 \n" +
+                Line("Failed to Initialize Hash Operation"),
+            TakeLog());
+}
+
+TEST_F(CPGetHashParamTest, AnotherParameterIsABadType) {
+  const HCRYPTHASH hash = MakeHash();
+  for (BYTE* const data : {m_buffer, static_cast<BYTE*>(nullptr)}) {
+    ExpectRefused(0x8009000A, CPGetHashParam(m_handle, hash, 3, data, &m_length, 0));
+    EXPECT_EQ(Begin("00000003", "00000000", data, "00000064") +
+                  Line("\nCPGetHASHParam Error: Invalid dwParam, dwParam not supported"),
+              TakeLog());
+  }
+}
+
+TEST_F(CPGetHashParamTest, FlagsAreRefusedBeforeTheContextIsLookedUp) {
+  ExpectRefused(0x80090009, CPGetHashParam(m_unknown, 0, kAlgID, m_buffer, &m_length, 1));
+  EXPECT_EQ(Begin("00000001", "00000001", m_buffer, "00000064") + Line("\nCPGetHASHParam Error: Unsupported Flag(s)"),
+            TakeLog());
+}
+
+TEST_F(CPGetHashParamTest, ANullLengthIsAnInvalidParameter) {
+  ExpectRefused(87, CPGetHashParam(m_handle, MakeHash(), kAlgID, m_buffer, nullptr, 0));
+  EXPECT_EQ(FrameLines("CPGethashParam") + Line("\nCPGetHashParam Error: pcbDataLen is NULL"), TakeLog());
+}
+
+TEST_F(CPGetHashParamTest, UnknownHandlesAreRefused) {
+  const std::string begin = Begin("00000001", "00000000", m_buffer, "00000064");
+  ExpectRefused(0x80090001, CPGetHashParam(m_unknown, 5, kAlgID, m_buffer, &m_length, 0));
+  EXPECT_EQ(begin + Line("The context does not exist"), TakeLog());
+  ExpectRefused(0x80090002, Get(5, kAlgID));
+  EXPECT_EQ(begin + Line("Hash not found in this context"), TakeLog());
+}
+
+// --- CPSetHashParam
+
+class CPSetHashParamTest : public HashEntryTest {
+ protected:
+  BOOL Set(HCRYPTHASH hash) { return CPSetHashParam(m_handle, hash, kHashValue, m_value.data(), 0); }
+  static std::string Begin(const std::string& param, HCRYPTHASH hash, const std::string& flags) {
+    return FrameLines("CPSetHashParam") + Value("\tdwParam: \t", param) + Value("\thHash: \t\t", Hex8(hash)) +
+           Value("\tdwFlags: \t", flags);
+  }
+
+  const Bytes m_value = Counting(20, 1);  // exactly: what is read beyond is found by the sanitizer
+};
+
+TEST_F(CPSetHashParamTest, AFreshHashTakesExactlyItsLength) {
+  const HCRYPTHASH hash = MakeHash();
+  ExpectDone(Set(hash));
+  EXPECT_EQ(Begin("00000002", hash, "00000000") + Value("\nHash Length ", "14") +
+                "Hash Value 01 02 03 04 05 06 07 08 09 0A 0B 0C 0D 0E 0F 10 11 12 13 14 \n" +
+                Line("\nCPSetHashParam Success:"),
+            TakeLog());
+  Bytes value(20);
+  DWORD length = 20;
+  ExpectDone(CPGetHashParam(m_handle, hash, kHashValue, value.data(), &length, 0));
+  EXPECT_EQ(m_value, value);
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(CPSetHashParamTest, AHashWithDataIsABadHash) {
+  const HCRYPTHASH hash = MakeHashOf("abc");
+  ExpectRefused(0x80090002, Set(hash));
+  EXPECT_EQ(Begin("00000002", hash, "00000000") + Line("\nCPSetHashParam Error: Hash Value is not NULL"), TakeLog());
+  EXPECT_EQ(0U, Object(hash)->IsFinished());
+}
+
+TEST_F(CPSetHashParamTest, FlagsAreRefusedUnderTheNameOfTheOtherFunction) {
+  ExpectRefused(0x80090009, CPSetHashParam(m_unknown, 5, 1, nullptr, 1));
+  EXPECT_EQ(Begin("00000001", 5, "00000001") + Line("\nCPGetHASHParam Error: Unsupported Flag(s)"), TakeLog());
+}
+
+TEST_F(CPSetHashParamTest, AnotherParameterIsABadType) {
+  ExpectRefused(0x8009000A, CPSetHashParam(m_unknown, 5, 1, nullptr, 0));
+  EXPECT_EQ(Begin("00000001", 5, "00000000") + Line("\nCPSetHashParam Error: dwFlags is not HASHVVAL"), TakeLog());
+}
+
+TEST_F(CPSetHashParamTest, NullDataIsAnInvalidParameter) {
+  ExpectRefused(87, CPSetHashParam(m_unknown, 5, 2, nullptr, 0));
+  EXPECT_EQ(Begin("00000002", 5, "00000000") + Line("\nCPSetHashParam Error: pbData is NULL"), TakeLog());
+}
+
+TEST_F(CPSetHashParamTest, UnknownHandlesAreRefused) {
+  ExpectRefused(0x80090001, CPSetHashParam(m_unknown, 5, 2, m_value.data(), 0));
+  EXPECT_EQ(Begin("00000002", 5, "00000000") + Line("The context does not exist"), TakeLog());
+  ExpectRefused(0x80090002, Set(5));
+  EXPECT_EQ(Begin("00000002", 5, "00000000") + Line("Hash not found in this context"), TakeLog());
+}
+
+}  // namespace

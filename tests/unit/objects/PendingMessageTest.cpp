@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+#include <vector>
+
+#include "HeapWatch.h"
+#include "objects/PendingMessage.h"
+
+namespace {
+
+using Array = std::vector<BYTE>;
+
+Array Counting(std::size_t length) {
+  Array bytes(length);
+  for (std::size_t i = 0; i < length; ++i) bytes[i] = static_cast<BYTE>(i * 7 + i / 256);
+  return bytes;
+}
+
+Array Whole(PendingMessage& message) {
+  const BYTE* const bytes = message.Whole();
+  return {bytes, bytes + message.Length()};
+}
+
+TEST(PendingMessageTest, PiecesOfAnySizeKeepTheirOrder) {
+  const Array all = Counting(500000);
+  PendingMessage message;
+  std::size_t piece = 1;
+  for (std::size_t done = 0; done < all.size(); piece = piece * 3 % 7919) {
+    const std::size_t length = std::min(piece, all.size() - done);
+    message.Append(all.data() + done, length);
+    done += length;
+  }
+  Array copied(message.Length());
+  message.CopyTo(copied.data());
+  EXPECT_EQ(all, copied);
+  EXPECT_EQ(all, Whole(message));
+  EXPECT_EQ(all, Whole(message));
+}
+
+TEST(PendingMessageTest, NothingIsAddedByNullOrByALengthOfZero) {
+  PendingMessage message;
+  message.Append(nullptr, 5);
+  message.Append(Counting(1).data(), 0);
+  EXPECT_EQ(0U, message.Length());
+  EXPECT_EQ(nullptr, message.Whole());
+}
+
+TEST(PendingMessageTest, MoreCanBeAddedAfterItWasTakenWhole) {
+  const Array all = Counting(1000);
+  PendingMessage message;
+  message.Append(all.data(), 700);
+  EXPECT_NE(nullptr, message.Whole());
+  message.Append(all.data() + 700, 300);
+  EXPECT_EQ(all, Whole(message));
+}
+
+TEST(PendingMessageTest, ACopyIsItsOwn) {
+  const Array all = Counting(1000);
+  PendingMessage message;
+  message.Append(all.data(), 600);
+  PendingMessage copy(message);
+  PendingMessage assigned;
+  assigned.Append(all.data(), 1);
+  assigned = message;
+  message.Append(all.data() + 600, 400);
+  EXPECT_EQ(Array(all.begin(), all.begin() + 600), Whole(copy));
+  EXPECT_EQ(Array(all.begin(), all.begin() + 600), Whole(assigned));
+  message.Clear();
+  EXPECT_EQ(0U, message.Length());
+  EXPECT_EQ(600U, copy.Length());
+}
+
+TEST(PendingMessageTest, ItsMemoryIsWipedWhenItGoes) {
+  const Array all = Counting(100);
+  PendingMessage message;
+  message.Append(all.data(), all.size());
+  const HeapWatch watch(message.Whole(), all.size());
+  message.Clear();
+  EXPECT_TRUE(watch.WasReleased());
+  EXPECT_TRUE(watch.WasWiped());
+}
+
+}  // namespace

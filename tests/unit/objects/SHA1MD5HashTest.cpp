@@ -1,0 +1,92 @@
+#include <gtest/gtest.h>
+
+#include "Expect.h"
+#include "HashTest.h"
+#include "objects/SHA1MD5Hash.h"
+
+namespace {
+
+class SHA1MD5HashTest : public HashTest {
+ protected:
+  static Bytes BothOf(const std::string& message) {
+    Bytes both = DigestOf(message, 16);
+    const Bytes sha1 = DigestOf(message, 20);
+    both.insert(both.end(), sha1.begin(), sha1.end());
+    return both;
+  }
+
+  DWORD m_length = 0;
+};
+
+TEST_F(SHA1MD5HashTest, TheValueIsMD5AndThenSHA1AndNothingIsLogged) {
+  const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
+  EXPECT_EQ(BothOf("abc"), ValueOf(*hash));
+  EXPECT_EQ((Calls{"C_DigestInit(1, CKM_MD5)", "C_Digest(1, 3 bytes, room 16)", "C_DigestInit(1, CKM_SHA_1)",
+                   "C_Digest(1, 3 bytes, room 20)"}),
+            m_module->TakeCalls());
+  EXPECT_EQ("", TakeLog());
+  EXPECT_EQ(1U, hash->IsFinished());
+}
+
+TEST_F(SHA1MD5HashTest, ThePreSignDataIsTheValueAlone) {
+  const Bytes data = PreSignDataOf(*MakeOf(CALG_SSL3_SHAMD5, "abc"));
+  EXPECT_EQ(36U, data.size());
+  EXPECT_EQ(BothOf("abc"), data);
+}
+
+TEST_F(SHA1MD5HashTest, ANewHashHasNoDataToHash) {
+  EXPECT_CONTEXT_ERROR(0x80090002, "SHA1-MD5 Hash: No Data to Hash",
+                       Make(CALG_SSL3_SHAMD5)->GetHash(nullptr, &m_length));
+}
+
+TEST_F(SHA1MD5HashTest, WithoutASessionItSaysSo) {
+  const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
+  m_session.reset();
+  EXPECT_CONTEXT_ERROR(0x8009000C, "SHA1-MD5 Hash: No Session assigned to Hash", hash->GetHash(nullptr, &m_length));
+}
+
+TEST_F(SHA1MD5HashTest, AFailureOfTheTokenLeavesItOpen) {
+  const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
+  m_module->FailOnCall("C_DigestInit", 2, CKR_DEVICE_ERROR);
+  EXPECT_CONTEXT_ERROR(0x80090020, "SHA1-MD5 Hash: Failed to Initialize Hash Operation",
+                       hash->GetHash(nullptr, &m_length));
+  EXPECT_EQ(0x30U, GetLastError());
+  EXPECT_EQ(0U, hash->IsFinished());
+  EXPECT_EQ(BothOf("abc"), ValueOf(*hash));
+}
+
+TEST_F(SHA1MD5HashTest, FinishedWithoutAValueIsSaid) {
+  const auto hash = Make(CALG_SSL3_SHAMD5);
+  hash->SetFinished(1);
+  EXPECT_CONTEXT_ERROR(0x8009000C, "SHA1-MD5 Hash: Hash was completed but no Hash Data Found",
+                       hash->GetHash(nullptr, &m_length));
+}
+
+TEST_F(SHA1MD5HashTest, ABufferOneByteTooSmallLeavesTheLengthAsGiven) {
+  const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
+  Bytes buffer(36);
+  m_length = 35;
+  EXPECT_CONTEXT_ERROR(234, "SHA1-MD5 Hash: Buffer to retrieve Hash is too small",
+                       hash->GetHash(buffer.data(), &m_length));
+  EXPECT_EQ(35U, m_length);
+}
+
+TEST_F(SHA1MD5HashTest, LengthsOfTheModuleCountUpToWhatWasAllocated) {
+  m_module->falsifyCount = [](const std::string&, CK_ULONG& count) { count = 5000; };
+  EXPECT_EQ(BothOf("abc"), ValueOf(*MakeOf(CALG_SSL3_SHAMD5, "abc")));
+}
+
+TEST_F(SHA1MD5HashTest, TheLengthIsTheSumOfTheTwo) {
+  m_module->falsifyCount = [](const std::string&, CK_ULONG& count) { count -= 6; };
+  EXPECT_EQ((Bytes{0, 0, 0, 3, 'a', 'b', 'c', 0, 0, 0, 0, 0, 0, 3, 'a', 'b', 'c', 0, 0, 0, 0, 0, 0, 0}),
+            ValueOf(*MakeOf(CALG_SSL3_SHAMD5, "abc")));
+}
+
+TEST_F(SHA1MD5HashTest, ItCanBeAssigned) {
+  const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
+  SHA1MD5Hash target;
+  target = static_cast<const SHA1MD5Hash&>(*hash);
+  EXPECT_EQ(BothOf("abc"), ValueOf(target));
+}
+
+}  // namespace
