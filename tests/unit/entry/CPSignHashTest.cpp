@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "EntryTest.h"
+#include "cryptoki/CryptokiError.h"
 #include "entry/CCSPContextList.h"
 
 namespace {
@@ -26,8 +27,8 @@ class SignatureEntryTest : public EntryTest {
   HCRYPTHASH HashOf(const std::string& data, ALG_ID algorithm = CALG_SHA1) {
     HCRYPTHASH hash = 0;
     EXPECT_TRUE(CPCreateHash(m_provider, algorithm, 0, 0, &hash));
-    EXPECT_TRUE(CPHashData(m_provider, hash, reinterpret_cast<const BYTE*>(data.data()),
-                           static_cast<DWORD>(data.size()), 0));
+    EXPECT_TRUE(
+        CPHashData(m_provider, hash, reinterpret_cast<const BYTE*>(data.data()), static_cast<DWORD>(data.size()), 0));
     TakeLog();
     return hash;
   }
@@ -82,9 +83,10 @@ TEST_F(CPSignHashTest, TheRoadOfOneSignatureIsTheseCalls) {
   const HCRYPTHASH hash = HashOf("abc");
   m_module.ForgetCalls();
   Sign(hash);
-  EXPECT_EQ((Calls{"C_DigestInit(1, CKM_SHA_1)", "C_Digest(1, 3 bytes, null)", "C_Digest(1, 3 bytes, room 20)",
-                   "C_LoginExtended(1, user 1, 1234)", "C_SignInit(1, CKM_RSA_PKCS, 2)", "C_Sign(1, 35 bytes, room 128)"}),
-            m_module.TakeCalls());
+  EXPECT_EQ(
+      (Calls{"C_DigestInit(1, CKM_SHA_1)", "C_Digest(1, 3 bytes, null)", "C_Digest(1, 3 bytes, room 20)", "C_Logout(1)",
+             "C_LoginExtended(1, user 1, 1234)", "C_SignInit(1, CKM_RSA_PKCS, 2)", "C_Sign(1, 35 bytes, room 128)"}),
+      m_module.TakeCalls());
 }
 
 TEST_F(CPSignHashTest, ASuccessIsLogged) {
@@ -132,7 +134,7 @@ TEST_F(CPSignHashTest, AValueThatWasSetIsSignedWithoutADigestOfTheToken) {
   ASSERT_TRUE(CPSetHashParam(m_provider, hash, HP_HASHVAL, value.data(), 0));
   m_module.ForgetCalls();
   EXPECT_EQ(Signed(value), Sign(hash, CRYPT_NOHASHOID));
-  EXPECT_EQ((Calls{"C_LoginExtended", "C_SignInit", "C_Sign"}), m_module.TakeCallNames());
+  EXPECT_EQ((Calls{"C_Logout", "C_LoginExtended", "C_SignInit", "C_Sign"}), m_module.TakeCallNames());
 }
 
 TEST_F(CPSignHashTest, TheSsl3ConcatenationIsSignedWithoutAPrefix) {
