@@ -1,7 +1,9 @@
 #include "objects/CCSPHash.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
+#include <utility>
 
 #include "cryptoki/CryptokiError.h"
 #include "entry/CCSPContextError.h"
@@ -31,35 +33,25 @@ CCSPHash::CCSPHash(const HashSetup& setup)
   std::copy_n(setup.algorithm->prefix, m_prefixLength, m_prefix);
 }
 
-CCSPHash::CCSPHash(const CCSPHash& other)
-    : m_pending(other.m_pending),
-      m_finished(other.m_finished),
-      m_prefixLength(other.m_prefixLength),
-      m_algorithm(other.m_algorithm),
-      m_id(other.m_id),
-      m_session(other.m_session),
-      m_mechanism(other.m_mechanism),
-      m_valueLength(other.m_valueLength) {
-  std::copy(std::begin(other.m_prefix), std::end(other.m_prefix), m_prefix);
-  if (m_valueLength == 0) return;
-  m_value = std::make_unique<WipedBuffer>(m_valueLength);
-  std::copy_n(other.m_value->Data(), m_valueLength, m_value->Data());
-}
+CCSPHash::CCSPHash(const CCSPHash& other) { CopyFrom(other); }
 
 CCSPHash& CCSPHash::operator=(const CCSPHash& other) {
-  if (this == &other) return *this;
-  CCSPHash copy(other);
-  m_pending = copy.m_pending;
-  m_finished = copy.m_finished;
-  std::copy(std::begin(copy.m_prefix), std::end(copy.m_prefix), m_prefix);
-  m_prefixLength = copy.m_prefixLength;
-  m_algorithm = copy.m_algorithm;
-  m_id = copy.m_id;
-  m_session = copy.m_session;
-  m_value.swap(copy.m_value);
-  m_mechanism = copy.m_mechanism;
-  m_valueLength = copy.m_valueLength;
+  if (this != &other) CopyFrom(other);
   return *this;
+}
+
+void CCSPHash::CopyFrom(const CCSPHash& other) {
+  m_value.reset();
+  m_valueLength = 0;
+  m_mechanism = other.m_mechanism;
+  m_algorithm = other.m_algorithm;
+  m_id = other.m_id;
+  std::copy(std::begin(other.m_prefix), std::end(other.m_prefix), m_prefix);
+  m_prefixLength = other.m_prefixLength;
+  m_pending = other.m_pending;
+  m_session = other.m_session;
+  if (other.m_valueLength != 0) CCSPHash::SetHash(other.m_value->Data(), other.m_valueLength);
+  m_finished = other.m_finished;
 }
 
 CCSPHash::~CCSPHash() = default;
@@ -118,15 +110,16 @@ void CCSPHash::ComputeValue() {
 void CCSPHash::Digest(Session& session, BYTE* message, DWORD length) {
   g_hashLog.WriteBytes("Data to be hashed: ", message, length, true);
   session.DigestInit(m_mechanism);
-  CK_ULONG valueLength = 0;
-  session.Digest(message, length, nullptr, &valueLength);
-  if (valueLength > kMaxValueLength) throw CryptokiError(CKR_GENERAL_ERROR);
-  WipedBuffer value(valueLength);
+  CK_ULONG allocated = 0;
+  session.Digest(message, length, nullptr, &allocated);
+  if (allocated > kMaxValueLength) throw CryptokiError(CKR_GENERAL_ERROR);
+  WipedBuffer value(allocated);
   // Required: the same operation once more. The module keeps it alive over the question for the length.
-  session.Digest(message, length, value.Data(), &valueLength);
-  valueLength = std::min<CK_ULONG>(valueLength, value.Length());
-  g_hashLog.WriteBytes("Hash result: ", value.Data(), static_cast<DWORD>(valueLength), true);
-  Keep(std::move(value), static_cast<DWORD>(valueLength));
+  CK_ULONG claimed = allocated;
+  session.Digest(message, length, value.Data(), &claimed);
+  const auto valueLength = static_cast<DWORD>(std::min(claimed, allocated));
+  g_hashLog.WriteBytes("Hash result: ", value.Data(), valueLength, true);
+  Keep(std::move(value), valueLength);
 }
 
 void CCSPHash::Keep(WipedBuffer value, DWORD length) {

@@ -84,6 +84,7 @@ class CCSPHash {
   void CopyValue(const char* who, BYTE* out, DWORD* length) const;
 
  private:
+  void CopyFrom(const CCSPHash& other);
   void ComputeValue();
   void Digest(Session& session, BYTE* message, DWORD length);
 

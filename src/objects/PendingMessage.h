@@ -1,5 +1,6 @@
 // PendingMessage: the bytes that a hash was given and has not sent yet, in order. They lie in blocks, so that adding
-// some costs one copy, and are wiped when they go. The memory in use stays below twice the message and 70,000 bytes.
+// some costs one copy, and are wiped when they go. While they are brought together they are there twice; otherwise the
+// memory is that of the message and at most 64 KiB.
 #pragma once
 
 #include "common/Platform.h"

@@ -1,6 +1,7 @@
 #include "objects/SHA1MD5Hash.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "cryptoki/CryptokiError.h"
 #include "entry/CCSPContextError.h"

@@ -85,7 +85,7 @@ TEST_F(CCSPHashTest, EachAlgorithmHasItsMechanismAndLength) {
 }
 
 TEST_F(CCSPHashTest, ANewHashHasNothingToHash) {
-  for (const ALG_ID algorithm : {CALG_MD5, CALG_SHA1, CALG_SHA_256, CALG_SHA_512}) {
+  for (const ALG_ID algorithm : {0x8003U, 0x8004U, 0x800CU, 0x800EU}) {
     const auto hash = Make(algorithm);
     EXPECT_CONTEXT_ERROR(0x8009000C, "No Data was added to be hash", hash->GetHash(nullptr, &m_length));
     EXPECT_EQ(0U, hash->IsFinished());
@@ -298,7 +298,7 @@ TEST_F(CCSPHashTest, ACopyHasAllButNameAndDigestLength) {
   EXPECT_EQ("", *copy.GetName());
   EXPECT_EQ(0U, copy.GetHashLength());
   EXPECT_EQ(hash->GetHashID(), copy.GetHashID());
-  EXPECT_EQ(CALG_SHA1, copy.GetAlgID());
+  EXPECT_EQ(0x8004U, copy.GetAlgID());
   EXPECT_EQ(35U, PreSignDataOf(copy).size());
   EXPECT_EQ(0U, hash->IsFinished());
 }
@@ -315,6 +315,14 @@ TEST_F(CCSPHashTest, AnAssignedHashHasTheValueAndKeepsItsName) {
   // The copy is a fresh one.
   hash->SetHash(Counting(20, 1).data(), 20);
   EXPECT_EQ(DigestOf("abc", 20), ValueOf(*target));
+}
+
+TEST_F(CCSPHashTest, AHashThatIsAssignedAnOpenOneIsOpen) {
+  const auto target = MakeOf(CALG_SHA1, "abc");
+  target->Finish();
+  *target = *MakeOf(CALG_SHA1, "xy");
+  EXPECT_EQ(0U, target->IsFinished());
+  EXPECT_EQ(DigestOf("xy", 20), ValueOf(*target));
 }
 
 TEST_F(CCSPHashTest, AssignmentToItselfDoesNothing) {
