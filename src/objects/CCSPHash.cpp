@@ -35,6 +35,7 @@ CCSPHash::CCSPHash(const HashSetup& setup)
 
 CCSPHash::CCSPHash(const CCSPHash& other) { CopyFrom(other); }
 
+// NOLINTNEXTLINE(misc-unconventional-assign-operator): virtual, as its place in the interface wants it
 CCSPHash& CCSPHash::operator=(const CCSPHash& other) {
   if (this != &other) CopyFrom(other);
   return *this;

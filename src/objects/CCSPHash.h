@@ -38,6 +38,7 @@ class CCSPHash {
   // In interface order: append, never reorder.
 
   // Everything but the name and the digest length, the id included. The value is a copy.
+  // NOLINTNEXTLINE(misc-unconventional-assign-operator): its place in the interface is the first
   virtual CCSPHash& operator=(const CCSPHash& other);
   virtual ~CCSPHash();
   // Null or a zero length adds nothing.

@@ -15,17 +15,17 @@ namespace {
 // The names are those of the log, and others than in the table of algorithms.
 struct HashRow {
   ALG_ID id;
-  const char* name;
   DWORD digestLength;
+  const char* name;
   CK_MECHANISM_TYPE mechanism;
 };
 
 constexpr HashRow kHashes[] = {
-    {CALG_MD5, "MD5", 16, CKM_MD5},
-    {CALG_SHA1, "SHA-1", 20, CKM_SHA_1},
-    {CALG_SSL3_SHAMD5, "SSL3-SHAMD5", 36, CKM_SHA_1},
-    {CALG_SHA_256, "SHA 256", 32, CKM_SHA256},
-    {CALG_SHA_512, "SHA 512", 64, CKM_SHA512},
+    {CALG_MD5, 16, "MD5", CKM_MD5},
+    {CALG_SHA1, 20, "SHA-1", CKM_SHA_1},
+    {CALG_SSL3_SHAMD5, 36, "SSL3-SHAMD5", CKM_SHA_1},
+    {CALG_SHA_256, 32, "SHA 256", CKM_SHA256},
+    {CALG_SHA_512, 64, "SHA 512", CKM_SHA512},
 };
 
 const HashRow& FindHash(ALG_ID id) {

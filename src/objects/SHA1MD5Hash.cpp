@@ -23,7 +23,9 @@ DWORD DigestInto(Session& session, CK_MECHANISM_TYPE type, BYTE* message, DWORD 
 
 SHA1MD5Hash::~SHA1MD5Hash() = default;
 
+// NOLINTNEXTLINE(misc-unconventional-assign-operator): virtual, as its place in the interface wants it
 SHA1MD5Hash& SHA1MD5Hash::operator=(const SHA1MD5Hash& other) {
+  if (this == &other) return *this;
   CCSPHash::operator=(other);
   return *this;
 }

@@ -17,6 +17,7 @@ class SHA1MD5Hash : public TELVOCSPHash {
   void GetPreSignData(BYTE* out, DWORD* length) override;
   using CCSPHash::operator=;
   // In interface order: append, never reorder.
+  // NOLINTNEXTLINE(misc-unconventional-assign-operator): its place in the interface is the last
   virtual SHA1MD5Hash& operator=(const SHA1MD5Hash& other);
 
  private:
