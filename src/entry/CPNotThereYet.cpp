@@ -13,9 +13,6 @@ BOOL NotThereYet(const char* function) {
 }  // namespace
 
 // The parameters have their names where the functions are declared.
-BOOL WINAPI CPGetProvParam(HCRYPTPROV, DWORD, BYTE*, DWORD*, DWORD) { return NotThereYet("CPGetProvParam"); }
-BOOL WINAPI CPSetProvParam(HCRYPTPROV, DWORD, const BYTE*, DWORD) { return NotThereYet("CPSetProvParam"); }
-BOOL WINAPI CPGenRandom(HCRYPTPROV, DWORD, BYTE*) { return NotThereYet("CPGenRandom"); }
 BOOL WINAPI CPCreateHash(HCRYPTPROV, ALG_ID, HCRYPTKEY, DWORD, HCRYPTHASH*) { return NotThereYet("CPCreateHash"); }
 BOOL WINAPI CPHashData(HCRYPTPROV, HCRYPTHASH, const BYTE*, DWORD, DWORD) { return NotThereYet("CPHashData"); }
 BOOL WINAPI CPHashSessionKey(HCRYPTPROV, HCRYPTHASH, HCRYPTKEY, DWORD) { return NotThereYet("CPHashSessionKey"); }

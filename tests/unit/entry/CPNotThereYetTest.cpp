@@ -16,9 +16,6 @@ class CPNotThereYetTest : public EntryTest {
 };
 
 TEST_F(CPNotThereYetTest, EachIsLoggedAndRefused) {
-  ExpectRefused("CPGetProvParam", CPGetProvParam(0, 0, nullptr, nullptr, 0));
-  ExpectRefused("CPSetProvParam", CPSetProvParam(0, 0, nullptr, 0));
-  ExpectRefused("CPGenRandom", CPGenRandom(0, 0, nullptr));
   ExpectRefused("CPCreateHash", CPCreateHash(0, 0, 0, 0, nullptr));
   ExpectRefused("CPHashData", CPHashData(0, 0, nullptr, 0, 0));
   ExpectRefused("CPHashSessionKey", CPHashSessionKey(0, 0, 0, 0));
