@@ -1,4 +1,5 @@
-// The subset of Crypt32 that the provider calls, for the host build, on OpenSSL (Crypt32.cpp).
+// The subset of Crypt32 that the provider and its tests call, for the host build, on OpenSSL (Crypt32.cpp,
+// CertStore.cpp).
 #pragma once
 
 #include <windows.h>
@@ -9,7 +10,6 @@ using HCRYPTHASH = ULONG_PTR;
 using ALG_ID = unsigned int;
 
 using HCERTSTORE = void*;
-using PCCERT_CONTEXT = const struct CERT_CONTEXT*;
 
 constexpr DWORD HP_ALGID = 1;
 constexpr DWORD HP_HASHVAL = 2;
@@ -56,3 +56,131 @@ using PCERT_NAME_BLOB = CERT_NAME_BLOB*;
 // Only the form CERT_X500_NAME_STR is there, with or without CERT_NAME_STR_REVERSE_FLAG: "CN=..., O=...,
 // C=...".
 DWORD CertNameToStrA(DWORD encoding, PCERT_NAME_BLOB name, DWORD form, LPSTR text, DWORD size);
+
+// Parameters of a provider, and what they hand out.
+constexpr DWORD CRYPT_FIRST = 1;
+constexpr DWORD CRYPT_NEXT = 2;
+constexpr DWORD PP_CLIENT_HWND = 1;
+constexpr DWORD PP_ENUMALGS = 1;
+constexpr DWORD PP_ENUMCONTAINERS = 2;
+constexpr DWORD PP_IMPTYPE = 3;
+constexpr DWORD PP_NAME = 4;
+constexpr DWORD PP_VERSION = 5;
+constexpr DWORD PP_CONTAINER = 6;
+constexpr DWORD PP_KEYSET_SEC_DESCR = 8;
+constexpr DWORD PP_PROVTYPE = 16;
+constexpr DWORD PP_KEYSTORAGE = 17;
+constexpr DWORD PP_UI_PROMPT = 21;
+constexpr DWORD PP_ENUMALGS_EX = 22;
+constexpr DWORD PP_KEYSET_TYPE = 27;
+constexpr DWORD PP_ADMIN_PIN = 31;
+constexpr DWORD PP_KEYEXCHANGE_PIN = 32;
+constexpr DWORD PP_SIGNATURE_PIN = 33;
+constexpr DWORD PP_SIG_KEYSIZE_INC = 34;
+constexpr DWORD PP_KEYX_KEYSIZE_INC = 35;
+constexpr DWORD PP_UNIQUE_CONTAINER = 36;
+constexpr DWORD PP_USE_HARDWARE_RNG = 38;
+constexpr DWORD PP_KEYSPEC = 39;
+constexpr DWORD PP_USER_CERTSTORE = 42;
+constexpr DWORD PP_SMARTCARD_READER = 43;
+constexpr DWORD PP_PIN_PROMPT_STRING = 44;
+constexpr DWORD PP_SMARTCARD_GUID = 45;
+constexpr DWORD PP_ROOT_CERTSTORE = 46;
+constexpr DWORD CRYPT_IMPL_MIXED = 3;
+constexpr DWORD CRYPT_IMPL_REMOVABLE = 8;
+constexpr DWORD PROV_RSA_FULL = 1;
+constexpr DWORD CRYPT_FLAG_PCT1 = 0x01;
+constexpr DWORD CRYPT_FLAG_IPSEC = 0x10;
+constexpr DWORD CRYPT_FLAG_SIGNING = 0x20;
+
+struct PROV_ENUMALGS {
+  ALG_ID aiAlgid;
+  DWORD dwBitLen;
+  DWORD dwNameLen;
+  CHAR szName[20];
+};
+
+struct PROV_ENUMALGS_EX {
+  ALG_ID aiAlgid;
+  DWORD dwDefaultLen;
+  DWORD dwMinLen;
+  DWORD dwMaxLen;
+  DWORD dwProtocols;
+  DWORD dwNameLen;
+  CHAR szName[20];
+  DWORD dwLongNameLen;
+  CHAR szLongName[40];
+};
+
+// Certificates and their stores (CertStore.cpp). A certificate knows its names, serial number and extensions; of the
+// other fields of CERT_INFO only the version is there. The only property is CERT_KEY_PROV_INFO_PROP_ID.
+struct CERT_EXTENSION {
+  LPSTR pszObjId;
+  BOOL fCritical;
+  CRYPT_INTEGER_BLOB Value;
+};
+using PCERT_EXTENSION = CERT_EXTENSION*;
+struct CERT_INFO {
+  DWORD dwVersion;
+  CRYPT_INTEGER_BLOB SerialNumber;
+  CERT_NAME_BLOB Issuer;
+  CERT_NAME_BLOB Subject;
+  DWORD cExtension;
+  PCERT_EXTENSION rgExtension;
+};
+struct CERT_CONTEXT {
+  DWORD dwCertEncodingType;
+  BYTE* pbCertEncoded;
+  DWORD cbCertEncoded;
+  CERT_INFO* pCertInfo;
+  HCERTSTORE hCertStore;
+};
+using PCCERT_CONTEXT = const CERT_CONTEXT*;
+struct CRYPT_KEY_PROV_INFO {
+  LPWSTR pwszContainerName;
+  LPWSTR pwszProvName;
+  DWORD dwProvType;
+  DWORD dwFlags;
+  DWORD cProvParam;
+  struct CRYPT_KEY_PROV_PARAM* rgProvParam;
+  DWORD dwKeySpec;
+};
+struct CERT_BASIC_CONSTRAINTS2_INFO {
+  BOOL fCA;
+  BOOL fPathLenConstraint;
+  DWORD dwPathLenConstraint;
+};
+
+constexpr DWORD PKCS_7_ASN_ENCODING = 0x00010000;
+constexpr DWORD CERT_KEY_PROV_INFO_PROP_ID = 2;
+constexpr DWORD CERT_STORE_ADD_REPLACE_EXISTING = 3;
+constexpr DWORD CERT_STORE_SIGNATURE_FLAG = 1;
+constexpr DWORD CRYPT_E_NOT_FOUND = 0x80092004;
+constexpr DWORD CRYPT_E_ASN1_BADTAG = 0x8009310B;
+#define CERT_STORE_PROV_MEMORY (reinterpret_cast<LPCSTR>(static_cast<std::uintptr_t>(2)))
+#define X509_BASIC_CONSTRAINTS2 (reinterpret_cast<LPCSTR>(static_cast<std::uintptr_t>(15)))
+
+extern "C" {
+PCCERT_CONTEXT CertCreateCertificateContext(DWORD encoding, const BYTE* der, DWORD length);
+BOOL CertFreeCertificateContext(PCCERT_CONTEXT certificate);
+BOOL CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, DWORD flags, const void* data);
+// With a null `data` the size. The texts stand behind the structure.
+BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD* length);
+// Memory stores alone.
+HCERTSTORE CertOpenStore(LPCSTR provider, DWORD encoding, HCRYPTPROV unused, DWORD flags, const void* parameter);
+// A store of the process: what was added by one handle is seen by the next one of that name.
+HCERTSTORE CertOpenSystemStoreA(HCRYPTPROV unused, LPCSTR name);
+BOOL CertCloseStore(HCERTSTORE store, DWORD flags);
+// CERT_STORE_ADD_REPLACE_EXISTING alone. The store keeps a copy.
+BOOL CertAddCertificateContextToStore(HCERTSTORE store, PCCERT_CONTEXT certificate, DWORD disposition,
+                                      PCCERT_CONTEXT* added);
+// The certificate behind `previous`, which is freed.
+PCCERT_CONTEXT CertEnumCertificatesInStore(HCERTSTORE store, PCCERT_CONTEXT previous);
+BOOL CertCompareCertificateName(DWORD encoding, PCERT_NAME_BLOB a, PCERT_NAME_BLOB b);
+// CERT_STORE_SIGNATURE_FLAG alone, which is cleared when the signature is good.
+BOOL CertVerifySubjectCertificateContext(PCCERT_CONTEXT subject, PCCERT_CONTEXT issuer, DWORD* flags);
+PCERT_EXTENSION CertFindExtension(LPCSTR id, DWORD count, CERT_EXTENSION* extensions);
+// X509_BASIC_CONSTRAINTS2 alone. With a null `out` the size.
+BOOL CryptDecodeObject(DWORD encoding, LPCSTR type, const BYTE* der, DWORD derLength, DWORD flags, void* out,
+                       DWORD* length);
+}

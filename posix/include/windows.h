@@ -16,6 +16,7 @@ using CHAR = char;
 using LPSTR = char*;
 using LPCSTR = const char*;
 using LPCWSTR = const wchar_t*;
+using LPWSTR = wchar_t*;
 using LPBYTE = BYTE*;
 using LPDWORD = DWORD*;
 using LPVOID = void*;
@@ -54,6 +55,8 @@ constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
 constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
 constexpr DWORD ERROR_MORE_DATA = 234;
+constexpr DWORD ERROR_NO_MORE_ITEMS = 259;
+constexpr DWORD ERROR_UNKNOWN_REVISION = 1305;
 
 constexpr DWORD NTE_BAD_UID = 0x80090001;
 constexpr DWORD NTE_BAD_HASH = 0x80090002;
@@ -65,6 +68,7 @@ constexpr DWORD NTE_BAD_TYPE = 0x8009000A;
 constexpr DWORD NTE_BAD_HASH_STATE = 0x8009000C;
 constexpr DWORD NTE_BAD_FLAGS = 0x80090009;
 constexpr DWORD NTE_NO_KEY = 0x8009000D;
+constexpr DWORD NTE_NO_MEMORY = 0x8009000E;
 constexpr DWORD NTE_EXISTS = 0x8009000F;
 constexpr DWORD NTE_NOT_FOUND = 0x80090011;
 constexpr DWORD NTE_BAD_KEYSET = 0x80090016;
@@ -148,6 +152,33 @@ LSTATUS RegOpenKeyA(HKEY key, LPCSTR subKey, PHKEY result);
 LSTATUS RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD length);
 LSTATUS RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD length);
 LSTATUS RegCloseKey(HKEY key);
+
+// Security descriptors (Security.cpp), as far as they have no owner, groups and lists.
+using PSECURITY_DESCRIPTOR = void*;
+using SECURITY_DESCRIPTOR_CONTROL = WORD;
+struct SECURITY_DESCRIPTOR {
+  BYTE Revision;
+  BYTE Sbz1;
+  SECURITY_DESCRIPTOR_CONTROL Control;
+  void* Owner;
+  void* Group;
+  struct ACL* Sacl;
+  struct ACL* Dacl;
+};
+using PACL = ACL*;
+constexpr DWORD SECURITY_DESCRIPTOR_REVISION = 1;
+constexpr WORD SE_DACL_PRESENT = 0x0004;
+constexpr WORD SE_DACL_DEFAULTED = 0x0008;
+constexpr WORD SE_SELF_RELATIVE = 0x8000;
+constexpr DWORD OWNER_SECURITY_INFORMATION = 1;
+constexpr DWORD GROUP_SECURITY_INFORMATION = 2;
+constexpr DWORD DACL_SECURITY_INFORMATION = 4;
+constexpr DWORD SACL_SECURITY_INFORMATION = 8;
+BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
+BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
+// Too small a `*length` becomes the need, and is otherwise left alone.
+BOOL MakeSelfRelativeSD(PSECURITY_DESCRIPTOR absolute, PSECURITY_DESCRIPTOR relative, LPDWORD length);
+BOOL IsValidSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor);
 
 // Names of messages, keys and results that the logic of the dialogs speaks of; nothing here has a window.
 constexpr UINT WM_KEYDOWN = 0x0100;

@@ -44,8 +44,8 @@ void EraseFirst(List& list, Predicate predicate) {
 
 CCSPContext::CCSPContext(HINSTANCE resourceHandle)
     : m_algorithms(AllAlgorithms()), m_resourceHandle(resourceHandle), m_providerName(LoadText(kProviderName)) {
-  m_algEnumIterator = m_algorithms.begin();
-  m_algExEnumIterator = m_algorithms.begin();
+  m_algEnumIterator = m_algorithms.end();
+  m_algExEnumIterator = m_algorithms.end();
   m_certEnumIterator = m_certificates.end();
 }
 

@@ -117,6 +117,14 @@ class CCSPContext {
   // Whether no other context shares the session.
   virtual bool IsOnlyOwnerOfSession() const = 0;
 
+  // The enumerations. Each goes to its first row, or from where it stands to the next one, and returns it; null at the
+  // end, where it stays, and as long as it was not begun. What is returned belongs to the context.
+  const Algorithm* NextAlgorithm(bool first) { return Next(m_algorithms, m_algEnumIterator, first); }
+  const Algorithm* NextAlgorithmEx(bool first) { return Next(m_algorithms, m_algExEnumIterator, first); }
+  Certificate* NextCertificate(bool first) { return Next(m_certificates, m_certEnumIterator, first); }
+  // Where the last NextCertificate went.
+  Certificate* CurrentCertificate() { return At(m_certificates, m_certEnumIterator); }
+
  protected:
   explicit CCSPContext(HINSTANCE resourceHandle);
   // Checks, splits and stores name and flags, too.
@@ -130,8 +138,8 @@ class CCSPContext {
   std::list<Algorithm>::const_iterator m_algEnumIterator;    // of PP_ENUMALGS
   std::list<Algorithm>::const_iterator m_algExEnumIterator;  // of PP_ENUMALGS_EX
   std::list<Algorithm> m_algorithms;
-  std::list<Certificate> m_certificates;                      // every certificate of the token, in its order
-  std::list<Certificate>::const_iterator m_certEnumIterator;  // of PP_ENUMCONTAINERS
+  std::list<Certificate> m_certificates;                // every certificate of the token, in its order
+  std::list<Certificate>::iterator m_certEnumIterator;  // of PP_ENUMCONTAINERS
   DWORD m_flags = 0;
   DWORD m_errFlags = 0;     // a cancelled PIN dialog, remembered between two signatures
   DWORD m_signPending = 0;  // 1: the next login comes from Sign
@@ -145,4 +153,19 @@ class CCSPContext {
   std::list<boost::shared_ptr<CCSPSecretKey>> m_secretKeys;
   boost::shared_ptr<CTELVOPINCache> m_pinCache;  // null before the first login
   CImportedPublicKeyList m_importedKeys;
+
+ private:
+  template <typename List, typename Position>
+  static auto At(List& list, Position position) -> decltype(&*position) {
+    return position == list.end() ? nullptr : &*position;
+  }
+  template <typename List, typename Position>
+  static auto Next(List& list, Position& position, bool first) -> decltype(&*position) {
+    if (first) {
+      position = list.begin();
+    } else if (position != list.end()) {
+      ++position;
+    }
+    return At(list, position);
+  }
 };

@@ -70,6 +70,15 @@ class TELVOCSPContext : public CCSPContext {
   boost::shared_ptr<CCSPContext> Copy() const override;
   bool IsOnlyOwnerOfSession() const override;
 
+  // The text of PP_UI_PROMPT. No dialog shows it.
+  const std::string& GetNoCardPrompt() const { return m_noCardPrompt; }
+  void SetNoCardPrompt(const std::string& prompt) { m_noCardPrompt = prompt; }
+
+  // Adds a certificate to a store, with a reference to this provider and the container when a private key of the token
+  // belongs to it. 1, or 0 after a failure, which is logged.
+  DWORD AddCertificateToStore(const Certificate& certificate, HCERTSTORE store, const BYTE* der, DWORD length,
+                              const std::string& containerName);
+
  protected:
   // The session; CCSPContextError NTE_FAIL when there is none.
   Session& OpenedSession() const;

@@ -28,13 +28,7 @@ boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::DeriveKey(const boost::shared_
                                                             CCSPSecretKeyFactory* /*factory*/) {
   NotThereYet();
 }
-DWORD TELVOCSPContext::AddCertificatesToStore(HCERTSTORE /*store*/, DWORD /*rootStore*/, DWORD /*defaultOnly*/) {
-  NotThereYet();
-}
 void TELVOCSPContext::ExportSessionKey(DWORD /*key*/, DWORD /*exchangeKey*/, BYTE* /*blob*/, DWORD* /*length*/) {
   NotThereYet();
 }
 void TELVOCSPContext::ExportPublicKey(DWORD /*key*/, BYTE* /*blob*/, DWORD* /*length*/) { NotThereYet(); }
-
-// Nothing is copied into a store yet; that is no failure to Initialize, which calls this.
-DWORD TELVOCSPContext::PropagateCertificate() { return 1; }

@@ -4,6 +4,7 @@
 
 #include "common/FormatNumber.h"
 #include "context/ContainerName.h"
+#include "context/ObjectID.h"
 #include "context/TELVOCSPContext.h"
 #include "entry/CCSPContextError.h"
 #include "log/Logs.h"
@@ -11,20 +12,6 @@
 namespace {
 
 [[noreturn]] void ThrowBadKeySet(const std::string& message) { throw CCSPContextError(message, NTE_BAD_KEYSET); }
-
-std::vector<BYTE> ReadID(CryptokiObject& object) {
-  CK_ULONG length = 0;
-  object.GetID(nullptr, &length);
-  std::vector<BYTE> id(length);
-  // A null buffer would ask for the length again.
-  if (length != 0) object.GetID(id.data(), &length);
-  return id;
-}
-
-std::string NameOf(CryptokiObject& object) {
-  const std::vector<BYTE> id = ReadID(object);
-  return IdToContainerName(id.data(), static_cast<DWORD>(id.size()));
-}
 
 // The bytes up to the first zero byte, whatever they are.
 std::string AsText(const std::vector<BYTE>& id) {
@@ -94,7 +81,7 @@ Key FindKey(std::list<Key> keys, std::string& containerName, const KeyTexts& tex
     ThrowBadKeySet(texts.noneFound);
   }
   if (containerName.empty()) {
-    containerName = NameOf(keys.front());
+    containerName = ContainerNameOf(keys.front());
     return keys.front();
   }
   for (Key& key : keys) {
@@ -113,7 +100,7 @@ Certificate TELVOCSPContext::GetCert(std::list<Certificate>& certificates, std::
   if (certificates.empty()) ThrowBadKeySet("No Certificate Found");
   if (containerName.empty()) {
     Certificate& chosen = DefaultOrFirst(certificates);
-    containerName = NameOf(chosen);
+    containerName = ContainerNameOf(chosen);
     g_contextLog.Write("\nContainer: ", containerName.c_str(), true);
     return chosen;
   }

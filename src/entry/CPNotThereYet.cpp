@@ -13,9 +13,6 @@ BOOL NotThereYet(const char* function) {
 }  // namespace
 
 // The parameters have their names where the functions are declared.
-BOOL WINAPI CPGetProvParam(HCRYPTPROV, DWORD, BYTE*, DWORD*, DWORD) { return NotThereYet("CPGetProvParam"); }
-BOOL WINAPI CPSetProvParam(HCRYPTPROV, DWORD, const BYTE*, DWORD) { return NotThereYet("CPSetProvParam"); }
-BOOL WINAPI CPGenRandom(HCRYPTPROV, DWORD, BYTE*) { return NotThereYet("CPGenRandom"); }
 BOOL WINAPI CPGenKey(HCRYPTPROV, ALG_ID, DWORD, HCRYPTKEY*) { return NotThereYet("CPGenKey"); }
 BOOL WINAPI CPDeriveKey(HCRYPTPROV, ALG_ID, HCRYPTHASH, DWORD, HCRYPTKEY*) { return NotThereYet("CPDeriveKey"); }
 BOOL WINAPI CPGetUserKey(HCRYPTPROV, DWORD, HCRYPTKEY*) { return NotThereYet("CPGetUserKey"); }

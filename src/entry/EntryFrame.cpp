@@ -30,3 +30,7 @@ BOOL EntryFrame::Fail(const CCSPContextError& error) const {
 }
 
 BOOL EntryFrame::Fail(const CryptokiError& error) const { return Refuse(error.GetText().c_str(), NTE_FAIL); }
+
+BOOL EntryFrame::FailWithModuleCode(const CryptokiError& error) const {
+  return Refuse(error.GetText().c_str(), error.GetCode());
+}

@@ -28,6 +28,8 @@ class EntryFrame {
   void LogPointer(const char* label, const void* value) const {
     LogNumber(label, reinterpret_cast<std::uintptr_t>(value));
   }
+  // What is logged of a pointer: its low 32 bits.
+  static DWORD Low32(const void* pointer) { return static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(pointer)); }
 
   // Ends the function: logs the line, sets the last error, false. The code is the system's constant, whatever its type.
   template <typename Code>
@@ -45,6 +47,8 @@ class EntryFrame {
   // whatever its CK_RV.
   BOOL Fail(const CCSPContextError& error) const;
   BOOL Fail(const CryptokiError& error) const;
+  // The one place where the module's own code reaches the caller is the enumeration of containers.
+  BOOL FailWithModuleCode(const CryptokiError& error) const;
 
   // Runs the protected region, a function that returns the function's result, with a handler for each of the two.
   // Nothing else is caught.
@@ -56,6 +60,28 @@ class EntryFrame {
       return Fail(error);
     } catch (const CryptokiError& error) {
       return Fail(error);
+    }
+  }
+
+  // The same with a handler for a context's error alone: the module's leaves the function.
+  template <typename Region>
+  BOOL ProtectFromContext(Region region) const {
+    try {
+      return region();
+    } catch (const CCSPContextError& error) {
+      return Fail(error);
+    }
+  }
+
+  // The same, but of the module's error the caller sees the CK_RV.
+  template <typename Region>
+  BOOL ProtectWithModuleCode(Region region) const {
+    try {
+      return region();
+    } catch (const CCSPContextError& error) {
+      return Fail(error);
+    } catch (const CryptokiError& error) {
+      return FailWithModuleCode(error);
     }
   }
 

@@ -1,6 +1,7 @@
 // Every process-wide object of the provider, in the order in which they come up. Within one file the language
 // promises that order; across files it does not.
 #include "common/LibraryInstance.h"
+#include "context/KeyProviderInfo.h"
 #include "context/UnplugThreadManager.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextList.h"
@@ -29,6 +30,7 @@ CCSPLog g_contextLog(kLineLimit);
 
 PINCacheManager g_pinCacheManager;
 UnplugThreadManager g_unplugThreadManager;
+KeyProviderInfo g_keyProviderInfo;
 
 CCSPLog g_hashLog(kNoLineLimit);
 CCSPLog g_loginLog(kLineLimit);

@@ -10,8 +10,14 @@ BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFla
 // An unknown handle raises CCSPContextError NTE_BAD_UID out of the function. `dwFlags` is logged and not used.
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags);
 
+// A null `pbData` asks for the size in bytes; too small a buffer is ERROR_MORE_DATA with the size in `*pcbDataLen`. A
+// null `pcbDataLen` is ERROR_INVALID_PARAMETER. Errors of the token leave the function for PP_SMARTCARD_GUID and for
+// the certificate stores.
 BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen, DWORD dwFlags);
+// A null `pbData` is ERROR_INVALID_PARAMETER but for PP_USE_HARDWARE_RNG. `dwFlags` is logged and not used. A
+// CryptokiError leaves the function.
 BOOL WINAPI CPSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, DWORD dwFlags);
+// Fills `pbBuffer` with random bytes of the token. A null buffer or no bytes is nothing to do.
 BOOL WINAPI CPGenRandom(HCRYPTPROV hProv, DWORD cbBuffer, BYTE* pbBuffer);
 
 BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWORD dwFlags, HCRYPTHASH* phHash);

@@ -317,7 +317,7 @@ TEST_F(CCSPContextTest, ACopyRemembersNoCancelledDialog) {
 TEST_F(CCSPContextTest, ACopyEnumeratesItsOwnListsFromTheSamePlace) {
   OpenContext context;
   Open(context);
-  std::advance(context.m_algEnumIterator, 3);
+  context.m_algEnumIterator = std::next(context.m_algorithms.begin(), 3);
   context.m_certEnumIterator = context.m_certificates.begin();
   const OpenContext copy(context);
   EXPECT_EQ(3, std::distance(copy.m_algorithms.begin(), copy.m_algEnumIterator));

@@ -5,6 +5,7 @@
 
 #include "ContextTest.h"
 #include "Expect.h"
+#include "SampleCertificates.h"
 #include "ScriptedDialogs.h"
 #include "ScriptedWinSCard.h"
 #include "log/Logs.h"
@@ -35,6 +36,13 @@ const char kExists[] = "8009000F: CRYPT_NEWKEYSET is set but the container alrea
 
 std::string Named(const std::string& reader, const std::string& container) {
   return "\\\\.\\" + reader + "\\" + container;
+}
+
+// A certificate "one" that goes to a store; the last line stands behind a success.
+std::string Propagated() {
+  return Value("\nContainer Name to Add: ", "one") + Line("\nChecking Certificate Store") +
+         Line("\nBefore CertAddCertificateContextToStore ") + Line("\nAfter CertAddCertificateContextToStore ") +
+         Line("\nAdd Cert To Store Failed ");
 }
 
 // --- The module and the arguments
@@ -102,10 +110,10 @@ TEST_F(ContextInitializeTest, AnotherReaderThanTheNamedOneIsPassedWithoutASessio
 }
 
 TEST_F(ContextInitializeTest, ACertificateWithoutKeysIsAFoundContainer) {
-  m_module.InsertToken("Reader A").Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
+  m_module.InsertToken("Reader A").Add(CertificateObject(Text("one"), "label", kFirstCertificate));
   Initialize(Named("Reader A", "one").c_str(), 0);
   EXPECT_EQ("100", Found());
-  EXPECT_THAT(TakeLog(), HasSubstr(Line("\nPublic Key Does not exist") + Line("Propagate Certificate") +
+  EXPECT_THAT(TakeLog(), HasSubstr(Line("\nPublic Key Does not exist") + Line("Propagate Certificate") + Propagated() +
                                    Line("\nSlot List Loop done")));
 }
 
@@ -215,10 +223,11 @@ TEST_F(ContextInitializeTest, AKeyPairWithoutACertificateIsFoundWithoutAReader) 
 }
 
 TEST_F(ContextInitializeTest, ACertificateWithoutAPrivateKeyIsFoundWithoutAWordOfPropagation) {
-  m_module.InsertToken("Reader A").Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
+  m_module.InsertToken("Reader A").Add(CertificateObject(Text("one"), "label", kFirstCertificate));
   Initialize("one", kMachine);
   EXPECT_EQ("100", Found());
-  EXPECT_THAT(TakeLog(), HasSubstr(Line("\nGetting Default Private Key") + Line("\nSlot List Loop done")));
+  EXPECT_THAT(TakeLog(),
+              HasSubstr(Line("\nGetting Default Private Key") + Propagated() + Line("\nSlot List Loop done")));
 }
 
 TEST_F(ContextInitializeTest, APublicKeyAloneIsKeptButTheWalkGoesOn) {

@@ -16,9 +16,6 @@ class CPNotThereYetTest : public EntryTest {
 };
 
 TEST_F(CPNotThereYetTest, EachIsLoggedAndRefused) {
-  ExpectRefused("CPGetProvParam", CPGetProvParam(0, 0, nullptr, nullptr, 0));
-  ExpectRefused("CPSetProvParam", CPSetProvParam(0, 0, nullptr, 0));
-  ExpectRefused("CPGenRandom", CPGenRandom(0, 0, nullptr));
   ExpectRefused("CPGenKey", CPGenKey(0, 0, 0, nullptr));
   ExpectRefused("CPDeriveKey", CPDeriveKey(0, 0, 0, 0, nullptr));
   ExpectRefused("CPGetUserKey", CPGetUserKey(0, 0, nullptr));

@@ -1,0 +1,49 @@
+// CPSetProvParam: what an application tells the context, first of all its PIN.
+#include <cstring>
+
+#include "context/TELVOCSPContext.h"
+#include "entry/CCSPContextList.h"
+#include "entry/EntryFrame.h"
+#include "entry/ProviderInterface.h"
+
+namespace {
+
+// The lower case of the digits is this function's own.
+void LogArgument(const char* label, DWORD value) { g_entryLog.WriteFormatted(label, value, "%08x", true); }
+
+BOOL SetParameter(const EntryFrame& frame, CCSPContext& context, DWORD param, const BYTE* data) {
+  switch (param) {
+    case PP_KEYSET_SEC_DESCR:
+    case PP_PIN_PROMPT_STRING:
+      return frame.Succeed();  // accepted and dropped
+    case PP_UI_PROMPT:
+      // There is no other class of contexts.
+      static_cast<TELVOCSPContext&>(context).SetNoCardPrompt(reinterpret_cast<const char*>(data));
+      return frame.Succeed();
+    case PP_KEYEXCHANGE_PIN:
+    case PP_SIGNATURE_PIN:
+      g_entryLog.WriteLine("Set PIN");
+      context.LoginWithPIN(data, static_cast<DWORD>(std::strlen(reinterpret_cast<const char*>(data))));
+      return frame.Succeed();
+    case PP_USE_HARDWARE_RNG:
+      g_entryLog.WriteLine("\nCPSetProvParam Success. PP_USE_HARDWARE_RNG supported");
+      SetLastError(0);
+      return TRUE;
+    default:
+      return frame.Refuse("\nCPSetProvParam Error: Invalid dwParam", NTE_BAD_TYPE);
+  }
+}
+
+}  // namespace
+
+BOOL WINAPI CPSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
+  const EntryFrame frame("CPSetProvParam");
+  LogArgument("\tdwParam: \t", dwParam);
+  LogArgument("\tdwFlags: \t", dwFlags);
+  LogArgument("\tpbData: \t\t ", EntryFrame::Low32(pbData));
+  if (pbData == nullptr && dwParam != PP_USE_HARDWARE_RNG) {
+    return frame.Refuse("\nData should not be null", ERROR_INVALID_PARAMETER);
+  }
+  return frame.ProtectFromContext(
+      [&] { return SetParameter(frame, *g_contextList.FindContext(hProv), dwParam, pbData); });
+}

@@ -1,0 +1,127 @@
+#include "ScriptedCertStore.h"
+
+namespace {
+
+ScriptedCertStore* g_scripted = nullptr;
+
+bool IsRefused(const char* function) {
+  if (g_scripted == nullptr || g_scripted->refused.count(function) == 0) return false;
+  SetLastError(g_scripted->refused[function]);
+  return true;
+}
+
+}  // namespace
+
+#ifdef _WIN32
+
+// Callers go through the import's pointer, which is this program's own.
+namespace {
+
+template <typename Function>
+Function Real(Function /*declared*/, const char* name) {
+  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(LoadLibraryA("crypt32.dll"), name)));
+}
+
+}  // namespace
+
+#define SCRIPTED(name) Scripted##name
+#define REAL(name) Real(&Scripted##name, #name)
+
+#else
+
+// The linker leads the calls here.
+#define SCRIPTED(name) __wrap_##name
+#define REAL(name) __real_##name
+extern "C" {
+HCERTSTORE __real_CertOpenStore(LPCSTR provider, DWORD encoding, HCRYPTPROV unused, DWORD flags, const void* parameter);
+BOOL __real_CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, DWORD flags,
+                                              const void* data);
+BOOL __real_CertAddCertificateContextToStore(HCERTSTORE store, PCCERT_CONTEXT certificate, DWORD disposition,
+                                             PCCERT_CONTEXT* added);
+}
+
+#endif
+
+extern "C" {
+
+HCERTSTORE WINAPI SCRIPTED(CertOpenStore)(LPCSTR provider, DWORD encoding, HCRYPTPROV unused, DWORD flags,
+                                          const void* parameter) {
+  if (IsRefused("CertOpenStore")) return nullptr;
+  if (g_scripted != nullptr) ++g_scripted->memoryStores;
+  return REAL(CertOpenStore)(provider, encoding, unused, flags, parameter);
+}
+
+HCERTSTORE WINAPI SCRIPTED(CertOpenSystemStoreA)(HCRYPTPROV, LPCSTR name) {
+  if (g_scripted == nullptr) {
+    SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
+    return nullptr;
+  }
+  g_scripted->names.emplace_back(name);
+  if (IsRefused("CertOpenSystemStoreA")) return nullptr;
+  g_scripted->stores.push_back(REAL(CertOpenStore)(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+  return g_scripted->stores.back();
+}
+
+BOOL WINAPI SCRIPTED(CertSetCertificateContextProperty)(PCCERT_CONTEXT certificate, DWORD property, DWORD flags,
+                                                        const void* data) {
+  if (IsRefused("CertSetCertificateContextProperty")) return FALSE;
+  return REAL(CertSetCertificateContextProperty)(certificate, property, flags, data);
+}
+
+BOOL WINAPI SCRIPTED(CertAddCertificateContextToStore)(HCERTSTORE store, PCCERT_CONTEXT certificate, DWORD disposition,
+                                                       PCCERT_CONTEXT* added) {
+  if (IsRefused("CertAddCertificateContextToStore")) return FALSE;
+  return REAL(CertAddCertificateContextToStore)(store, certificate, disposition, added);
+}
+
+#ifdef _WIN32
+void* __imp_CertOpenStore = reinterpret_cast<void*>(&ScriptedCertOpenStore);
+void* __imp_CertOpenSystemStoreA = reinterpret_cast<void*>(&ScriptedCertOpenSystemStoreA);
+void* __imp_CertSetCertificateContextProperty = reinterpret_cast<void*>(&ScriptedCertSetCertificateContextProperty);
+void* __imp_CertAddCertificateContextToStore = reinterpret_cast<void*>(&ScriptedCertAddCertificateContextToStore);
+#endif
+
+}  // extern "C"
+
+ScriptedCertStore::ScriptedCertStore() { g_scripted = this; }
+
+ScriptedCertStore::~ScriptedCertStore() {
+  for (const HCERTSTORE store : stores) CertCloseStore(store, 0);
+  g_scripted = nullptr;
+}
+
+namespace {
+
+std::string Narrow(const wchar_t* text) {
+  std::string narrow;
+  for (; *text != L'\0'; ++text) narrow += static_cast<char>(*text);
+  return narrow;
+}
+
+// The last text of the subject, which holds its common name.
+std::string CommonName(PCCERT_CONTEXT certificate) {
+  const auto& subject = certificate->pCertInfo->Subject;
+  const std::string der(reinterpret_cast<const char*>(subject.pbData), subject.cbData);
+  return der.substr(der.find_last_of('\x55') + 5);
+}
+
+}  // namespace
+
+std::vector<std::string> DescribeStore(HCERTSTORE store) {
+  std::vector<std::string> lines;
+  PCCERT_CONTEXT certificate = nullptr;
+  while ((certificate = CertEnumCertificatesInStore(store, certificate)) != nullptr) {
+    std::string line = CommonName(certificate);
+    DWORD length = 0;
+    if (CertGetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length) != FALSE) {
+      std::vector<std::uint64_t> buffer(length / 8 + 1);
+      CertGetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, buffer.data(), &length);
+      const auto& info = *reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(buffer.data());
+      line += " -> " + Narrow(info.pwszContainerName) + ", " + Narrow(info.pwszProvName) + ", type " +
+              std::to_string(info.dwProvType) + ", flags " + std::to_string(info.dwFlags) + ", parameters " +
+              std::to_string(info.cProvParam) + ", spec " + std::to_string(info.dwKeySpec);
+    }
+    lines.push_back(line);
+  }
+  return lines;
+}

@@ -1,0 +1,31 @@
+// ScriptedCertStore: stands before the certificate stores of the platform. The user's own stores are out of reach of a
+// program that has this: in their place memory stores open while an instance lives, and none without one. Calls may be
+// refused. Everything else is the platform's.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+class ScriptedCertStore {
+ public:
+  ScriptedCertStore();
+  // Closes the stores.
+  ~ScriptedCertStore();
+  ScriptedCertStore(const ScriptedCertStore&) = delete;
+  ScriptedCertStore& operator=(const ScriptedCertStore&) = delete;
+
+  // From now on the function fails with that last error. Known are CertOpenSystemStoreA, CertOpenStore,
+  // CertSetCertificateContextProperty and CertAddCertificateContextToStore.
+  void Refuse(const std::string& function, DWORD code) { refused[function] = code; }
+
+  std::map<std::string, DWORD> refused;
+  std::vector<std::string> names;  // of the system's stores that were opened
+  std::vector<HCERTSTORE> stores;
+  int memoryStores = 0;  // opened by CertOpenStore
+};
+
+// A certificate in a store, as a text: "One" and, when it points to a key, " -> container, provider, type, spec".
+std::vector<std::string> DescribeStore(HCERTSTORE store);

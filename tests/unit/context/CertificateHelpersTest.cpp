@@ -1,0 +1,79 @@
+#include <gtest/gtest.h>
+
+#include "LogTest.h"
+#include "SampleCertificates.h"
+#include "context/CertificateHelpers.h"
+
+namespace {
+
+class CertificateHelpersTest : public LogTest {
+ protected:
+  ~CertificateHelpersTest() override { CertFreeCertificateContext(m_certificate); }
+
+  PCCERT_CONTEXT Context(const Bytes& der) {
+    m_certificate = CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()));
+    return m_certificate;
+  }
+
+  static std::string Searching() {
+    return Line("Checking Context") + Line("Checking if Cert Info is NULL") + Line("Finding Certificate Extension") +
+           Line("Checking Cert Extension");
+  }
+  static std::string Verifying() {
+    return Line("Checking Context") + Line("Compare Issuer and Subject") + Line("Verify Subject Certificate Context");
+  }
+
+  PCCERT_CONTEXT m_certificate = nullptr;
+};
+
+TEST_F(CertificateHelpersTest, NoContextIsNeither) {
+  EXPECT_FALSE(IsSelfSigned(nullptr));
+  EXPECT_FALSE(IsCACertificate(nullptr));
+  EXPECT_EQ(Line("Checking Context") + Line("Checking Context"), TakeLog());
+}
+
+TEST_F(CertificateHelpersTest, ACertificateThatItsOwnKeyVerifiesIsSelfSigned) {
+  EXPECT_TRUE(IsSelfSigned(Context(kRootCertificate)));
+  EXPECT_EQ(Verifying(), TakeLog());
+}
+
+TEST_F(CertificateHelpersTest, ACertificateOfAnotherIssuerIsNotSelfSigned) {
+  EXPECT_FALSE(IsSelfSigned(Context(kFirstCertificate)));
+  EXPECT_EQ(Line("Checking Context") + Line("Compare Issuer and Subject") + Line("Issuer and Subject not matched"),
+            TakeLog());
+}
+
+TEST_F(CertificateHelpersTest, ACertificateWithAFalseSignatureIsNotSelfSigned) {
+  Bytes forged = kRootCertificate;
+  forged.back() ^= 1U;
+  EXPECT_FALSE(IsSelfSigned(Context(forged)));
+  EXPECT_EQ(Verifying(), TakeLog());
+}
+
+TEST_F(CertificateHelpersTest, BasicConstraintsMakeAnAuthority) {
+  EXPECT_TRUE(IsCACertificate(Context(kRootCertificate)));
+  EXPECT_EQ(Searching() + Line("Decoding Object Len") + Line("Decoding Object"), TakeLog());
+}
+
+TEST_F(CertificateHelpersTest, BasicConstraintsMayDenyIt) {
+  EXPECT_FALSE(IsCACertificate(Context(kFirstCertificate)));
+  EXPECT_EQ(Searching() + Line("Decoding Object Len") + Line("Decoding Object"), TakeLog());
+}
+
+TEST_F(CertificateHelpersTest, WithoutBasicConstraintsItIsNone) {
+  EXPECT_FALSE(IsCACertificate(Context(kSecondCertificate)));
+  EXPECT_EQ(Searching() + Line("Cert Extension Failed"), TakeLog());
+}
+
+TEST_F(CertificateHelpersTest, BasicConstraintsThatCannotBeReadMakeNone) {
+  EXPECT_FALSE(IsCACertificate(Context(kOddCertificate)));
+  EXPECT_EQ(Searching() + Line("Decoding Object Len") + Line("Decoding Object Len Failed"), TakeLog());
+}
+
+TEST_F(CertificateHelpersTest, AContextWithoutInformationIsNoAuthority) {
+  CERT_CONTEXT empty = {};
+  EXPECT_FALSE(IsCACertificate(&empty));
+  EXPECT_EQ(Line("Checking Context") + Line("Checking if Cert Info is NULL") + Line("Cert Info is NULL"), TakeLog());
+}
+
+}  // namespace
