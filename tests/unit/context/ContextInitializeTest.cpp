@@ -222,7 +222,7 @@ TEST_F(ContextInitializeTest, AKeyPairWithoutACertificateIsFoundWithoutAReader) 
                         Line("\nCert not found, searching for Public Key") + Line("\nSlot List Loop done")));
 }
 
-TEST_F(ContextInitializeTest, ACertificateWithoutAPrivateKeyIsFoundWithoutAWordOfPropagation) {
+TEST_F(ContextInitializeTest, ACertificateWithoutAPrivateKeyIsPropagatedToAStoreThatIsThrownAway) {
   m_module.InsertToken("Reader A").Add(CertificateObject(Text("one"), "label", kFirstCertificate));
   Initialize("one", kMachine);
   EXPECT_EQ("100", Found());

@@ -16,6 +16,7 @@ using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::UnorderedElementsAre;
 
 const char kSuccess[] = "\nCPGetProvParam Success";
 const char kProvider[] = "Brenholt Devices CSP v4.5";
@@ -636,8 +637,9 @@ TEST_F(StoreParameterTest, TheUsersStoreGetsAllCertificates) {
   EXPECT_EQ(8U, Answer(8).size());
   EXPECT_THAT(m_stores.names, ElementsAre("MY"));
   ASSERT_EQ(m_stores.stores[0], Answered());
-  EXPECT_THAT(DescribeStore(Answered()),
-              ElementsAre("Root", "One -> two, Brenholt Devices CSP v4.5, type 1, flags 0, parameters 0, spec 1"));
+  EXPECT_THAT(
+      DescribeStore(Answered()),
+      UnorderedElementsAre("Root", "One -> two, Brenholt Devices CSP v4.5, type 1, flags 0, parameters 0, spec 1"));
   EXPECT_EQ(Opening(42, 100) + Line("\nCPGetProvParam: Requesting User Cert Store Handle") +
                 Line("\nCPGetProvParam: Requesting User Cert Store Handle: Success") + Ending(AnsweredBytes()),
             TakeLog());
