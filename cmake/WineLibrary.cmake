@@ -11,30 +11,37 @@ find_program(WINEGXX NAMES wineg++ REQUIRED)
 
 set(TELVO_WINE_LIBRARY_FOLDER ${CMAKE_CURRENT_LIST_DIR})
 
-function(telvo_wine_library name folder exports)
-  cmake_parse_arguments(PARSE_ARGV 3 ARG "" "" "SOURCES;FLAGS;LIBRARIES")
-  set(objects ${folder}/objects)
-  set(unix_folder ${folder}/wine/x86_64-unix)
-  file(MAKE_DIRECTORY ${objects} ${unix_folder})
-
-  # -fno-gnu-unique: with a unique symbol in it, the loader would never unload the library, and Wine cannot load it twice.
+# Compiles sources with the host's compiler into FOLDER, and leaves the list of their objects in the variable RESULT.
+# -fno-gnu-unique: with a unique symbol in it, the loader would never unload the library, and Wine cannot load it twice.
+function(telvo_compile_for_linux result folder)
+  cmake_parse_arguments(PARSE_ARGV 2 ARG "" "" "SOURCES;FLAGS")
   set(flags
     -std=c++17 -O2 -g -fPIC -fvisibility=hidden -fno-gnu-unique
     -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Werror ${ARG_FLAGS})
+  file(MAKE_DIRECTORY ${folder})
   set(object_files)
   foreach(source ${ARG_SOURCES})
     get_filename_component(source ${source} ABSOLUTE)
     get_filename_component(file ${source} NAME)
-    set(object ${objects}/${file}.o)
+    set(object ${folder}/${file}.o)
     add_custom_command(
       OUTPUT ${object}
       COMMAND ${CMAKE_CXX_COMPILER_LAUNCHER} ${HOST_CXX} ${flags} -MD -MF ${object}.d -c ${source} -o ${object}
       DEPENDS ${source}
       DEPFILE ${object}.d
-      COMMENT "Compiling ${file} for the Wine library ${name}"
+      COMMENT "Compiling ${file} for Linux"
       VERBATIM)
     list(APPEND object_files ${object})
   endforeach()
+  set(${result} ${object_files} PARENT_SCOPE)
+endfunction()
+
+function(telvo_wine_library name folder exports)
+  cmake_parse_arguments(PARSE_ARGV 3 ARG "" "" "SOURCES;FLAGS;LIBRARIES")
+  set(objects ${folder}/objects)
+  set(unix_folder ${folder}/wine/x86_64-unix)
+  file(MAKE_DIRECTORY ${unix_folder})
+  telvo_compile_for_linux(object_files ${objects} SOURCES ${ARG_SOURCES} FLAGS ${ARG_FLAGS})
 
   set(dll_main ${TELVO_WINE_LIBRARY_FOLDER}/WineDllMain.c)
   add_custom_command(

@@ -40,9 +40,12 @@ CK_RV SoftToken::C_DecryptInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mecha
 CK_RV SoftToken::C_Encrypt(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR encrypted,
                            CK_ULONG_PTR encryptedLen) {
   Session& entered = Enter(session);
-  if (entered.oaep && entered.oaep->encrypts) return EncryptOaep(entered, data, dataLen, encrypted, encryptedLen);
+  const auto answer = [&](CK_RV result) { return Answer(entered, Question::Encrypt, encrypted, result); };
+  if (entered.oaep && entered.oaep->encrypts) {
+    return answer(EncryptOaep(entered, data, dataLen, encrypted, encryptedLen));
+  }
   if (!IsTooLong(entered, dataLen)) {
-    return Functions().C_Encrypt(entered.lower, data, dataLen, encrypted, encryptedLen);
+    return answer(Functions().C_Encrypt(entered.lower, data, dataLen, encrypted, encryptedLen));
   }
   Secret block(entered.bareBlock);
   CK_ULONG blockLen = block.size();
@@ -53,8 +56,40 @@ CK_RV SoftToken::C_Encrypt(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG
 CK_RV SoftToken::C_Decrypt(CK_SESSION_HANDLE session, CK_BYTE_PTR encrypted, CK_ULONG encryptedLen, CK_BYTE_PTR data,
                            CK_ULONG_PTR dataLen) {
   Session& entered = Enter(session);
-  if (entered.oaep && !entered.oaep->encrypts) return DecryptOaep(entered, encrypted, encryptedLen, data, dataLen);
-  return Functions().C_Decrypt(entered.lower, encrypted, encryptedLen, data, dataLen);
+  const auto answer = [&](CK_RV result) { return Answer(entered, Question::Decrypt, data, result); };
+  if (entered.oaep && !entered.oaep->encrypts) {
+    return answer(DecryptOaep(entered, encrypted, encryptedLen, data, dataLen));
+  }
+  return answer(Functions().C_Decrypt(entered.lower, encrypted, encryptedLen, data, dataLen));
+}
+
+CK_RV SoftToken::Answer(Session& session, Question question, const CK_BYTE* out, CK_RV result) {
+  const bool isLength = result == CKR_BUFFER_TOO_SMALL || (result == CKR_OK && out == nullptr);
+  session.asked = isLength ? question : Question::None;
+  return result;
+}
+
+// SoftHSM has no entry that ends an operation. It ends one over a byte that is no data for it, or over its result.
+void SoftToken::EndQuestion(Session& session) const {
+  constexpr std::size_t kAnyResult = 4096;
+  CK_BYTE byte = 0;
+  Secret result(kAnyResult);
+  CK_ULONG length = result.size();
+  switch (std::exchange(session.asked, Question::None)) {
+    case Question::None:
+      return;
+    case Question::Sign:
+      if (Functions().C_SignUpdate(session.lower, &byte, 1) == CKR_OK) {
+        Functions().C_SignFinal(session.lower, result.data(), &length);
+      }
+      return;
+    case Question::Encrypt:
+      Functions().C_Encrypt(session.lower, &byte, 1, result.data(), &length);
+      return;
+    case Question::Decrypt:
+      Functions().C_Decrypt(session.lower, &byte, 1, result.data(), &length);
+      return;
+  }
 }
 
 CK_RV SoftToken::EncryptOaep(Session& session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR encrypted,

@@ -5,8 +5,9 @@
 namespace softtoken {
 
 CK_RV SoftToken::C_DigestInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism) {
-  const Session& entered = Enter(session);
+  Session& entered = Enter(session);
   CheckMechanism(mechanism);
+  EndQuestion(entered);
   return Functions().C_DigestInit(entered.lower, mechanism);
 }
 

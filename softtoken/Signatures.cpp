@@ -25,8 +25,9 @@ CK_RV SoftToken::C_Sign(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG da
                         CK_ULONG_PTR signatureLen) {
   Session& entered = Enter(session);
   if (!IsTooLong(entered, dataLen)) {
-    const CK_RV result = Functions().C_Sign(entered.lower, data, dataLen, signature, signatureLen);
-    if (signature != nullptr && result != CKR_BUFFER_TOO_SMALL) entered.takesNoParts = false;
+    const CK_RV result = Answer(entered, Question::Sign, signature,
+                                Functions().C_Sign(entered.lower, data, dataLen, signature, signatureLen));
+    if (entered.asked == Question::None) entered.takesNoParts = false;
     return result;
   }
   Secret block(entered.bareBlock);

@@ -111,6 +111,8 @@ class SoftToken {
     std::size_t next = 0;
   };
 
+  enum class Question { None, Sign, Encrypt, Decrypt };
+
   struct Session {
     CK_SLOT_ID slot;
     Card& card;
@@ -121,6 +123,8 @@ class SoftToken {
     std::unique_ptr<OaepOperation> oaep;
     std::size_t bareBlock = 0;  // size of the modulus while CKM_RSA_X_509 is at work
     bool takesNoParts = false;  // the signature under way is by a mechanism for whole data only
+    // The operation under way was asked for a length, or given too small a buffer, and nothing since.
+    Question asked = Question::None;
   };
 
   CK_FUNCTION_LIST& Functions() const { return m_hsm.Functions(); }
@@ -146,6 +150,10 @@ class SoftToken {
   CK_RV Begin(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
   template <auto Entry>
   CK_RV BeginCipher(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key, bool encrypts);
+  // Remembers whether an answer to a call was no more than a length.
+  static CK_RV Answer(Session& session, Question question, const CK_BYTE* out, CK_RV result);
+  // Ends an operation that was only asked for a length: the next one takes its place.
+  void EndQuestion(Session& session) const;
   static CK_RV AnswerToPart(Session& session, CK_RV result);
   static bool IsTooLong(const Session& session, CK_ULONG dataLen);
   CK_RV EncryptOaep(Session& session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR encrypted,
@@ -169,6 +177,7 @@ CK_RV SoftToken::Begin(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK
   CheckMechanism(mechanism);
   // SoftHSM crashes over the wrong kind of key. One that it does not know is left for it to refuse.
   if (traits && NeedsRsaKey(mechanism->mechanism)) Require(traits->modulusSize != 0, CKR_KEY_TYPE_INCONSISTENT);
+  EndQuestion(entered);
   const CK_RV result = (Functions().*Entry)(entered.lower, mechanism, key);
   if (result != CKR_OK) return result;
   entered.oaep.reset();

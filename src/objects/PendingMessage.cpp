@@ -6,7 +6,7 @@
 namespace {
 
 constexpr std::size_t kSmallestBlock = 256;
-constexpr std::size_t kLargestReserve = std::size_t{64} * 1024;
+constexpr std::size_t kLargestReserve = std::size_t{1} << 20U;
 
 }  // namespace
 

@@ -1,6 +1,6 @@
 // PendingMessage: the bytes that a hash was given and has not sent yet, in order. They lie in blocks, so that adding
 // some costs one copy, and are wiped when they go. While they are brought together they are there twice; otherwise the
-// memory is that of the message and at most 64 KiB.
+// memory is that of the message and at most 1 MiB.
 #pragma once
 
 #include "common/Platform.h"

@@ -35,7 +35,7 @@ std::string Named(const std::string& reader, const std::string& container) {
   return "\\\\.\\" + reader + "\\" + container;
 }
 
-ProviderTest::ProviderTest()
+ProviderTest::ProviderTest(Cards cards, Logging logging)
     : m_logFile(m_folder.File("csp.log")),
       m_cryptoki(TheModule()),
       m_cardA(m_cryptoki, kReaderA, Environment("TELVO_CARDS") + "/a"),
@@ -44,12 +44,12 @@ ProviderTest::ProviderTest()
   for (const CK_SLOT_ID slot : {0U, 1U}) TheModule()->C_CloseAllSessions(slot);
   for (SoftToken* card : {&m_cardA, &m_cardB}) {
     card->Insert();
-    card->Clear();
+    if (cards == Cards::kEmptied) card->Clear();
   }
   m_registry.SetValue(kProviderKey, "Type", REG_DWORD, std::string("\1\0\0\0", 4));
   m_registry.SetText(kProviderKey, "Image Path", Environment("TELVO_PROVIDER"));
   m_registry.SetText(kTypeKey, "Name", kProviderName);
-  m_registry.SetText(kProductKey, "CSPLOG", "1");
+  m_registry.SetText(kProductKey, "CSPLOG", logging == Logging::kOn ? "1" : "0");
   m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
   m_library = LoadLibraryA(Environment("TELVO_PROVIDER").c_str());
   EXPECT_NE(nullptr, m_library);
@@ -71,8 +71,10 @@ bool ProviderTest::Acquire(const char* container, DWORD flags) {
 }
 
 std::string ProviderTest::AcquireResult(const char* container, DWORD flags) {
-  return Acquire(container, flags) ? "true" : FormatNumber("%08X", GetLastError());
+  return Result(Acquire(container, flags) ? TRUE : FALSE);
 }
+
+std::string ProviderTest::Result(BOOL done) { return done != FALSE ? "true" : FormatNumber("%08X", GetLastError()); }
 
 void ProviderTest::Release() {
   if (m_acquired) CryptReleaseContext(m_handle, 0);

@@ -21,8 +21,10 @@ constexpr char kReaderB[] = "TELVO Reader B";
 
 class ProviderTest : public ::testing::Test {
  protected:
-  // Both cards are in and empty; the library is loaded and stays so, as long as the test lasts; logging is on.
-  ProviderTest();
+  enum class Cards { kEmptied, kAsTheyAre };
+  enum class Logging { kOff, kOn };
+  // Both cards are in; the library is loaded and stays so, as long as the test lasts.
+  explicit ProviderTest(Cards cards = Cards::kEmptied, Logging logging = Logging::kOn);
   ~ProviderTest() override;
 
   // CryptAcquireContextA under the provider's name. The handle is released at the end of the test.
@@ -32,6 +34,9 @@ class ProviderTest : public ::testing::Test {
   // The handle of the last successful Acquire.
   HCRYPTPROV Handle() const { return m_handle; }
   void Release();
+
+  // The answer of a function of the system, as "true" or as the last error in hexadecimal.
+  static std::string Result(BOOL done);
 
   // What stands in the log behind the line that says when it started.
   std::string TakeLog();

@@ -1,7 +1,5 @@
 #include "ScriptedCertStore.h"
 
-#include <gtest/gtest.h>
-
 namespace {
 
 ScriptedCertStore* g_scripted = nullptr;
@@ -16,22 +14,8 @@ bool IsRefused(const char* function) {
 
 #ifdef _WIN32
 
-namespace {
-
-// The certificate functions hash and verify with the platform's own provider, which they look up in the registry and
-// keep. That is done here, before a test puts a registry of its own in the place of the real one.
-class PlatformProvider : public testing::Environment {
- public:
-  void SetUp() override {
-    const BYTE byte = 0;
-    BYTE hash[20];
-    DWORD length = sizeof(hash);
-    ASSERT_TRUE(CryptHashCertificate(0, CALG_SHA1, 0, &byte, sizeof(byte), hash, &length));
-  }
-};
-testing::Environment* const g_platformProvider = testing::AddGlobalTestEnvironment(new PlatformProvider);
-
 // Callers go through the import's pointer, which is this program's own.
+namespace {
 
 template <typename Function>
 Function Real(Function /*declared*/, const char* name) {

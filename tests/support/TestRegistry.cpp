@@ -7,7 +7,20 @@ const char* const kOldestProductKey =
 
 #if defined(_WIN32)
 
+namespace {
+
+// The certificate functions hash and verify with a provider of the system, which they look up once and keep.
+void LetThemFindTheSystemsProvider() {
+  const BYTE byte = 0;
+  BYTE hash[20];
+  DWORD length = sizeof(hash);
+  CryptHashCertificate(0, CALG_SHA1, 0, &byte, sizeof(byte), hash, &length);
+}
+
+}  // namespace
+
 TestRegistry::TestRegistry() : m_root("Software\\telvo-tests\\" + std::to_string(GetCurrentProcessId())) {
+  LetThemFindTheSystemsProvider();
   HKEY root = nullptr;
   RegCreateKeyExA(HKEY_CURRENT_USER, m_root.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &root, nullptr);
   RegOverridePredefKey(HKEY_LOCAL_MACHINE, root);

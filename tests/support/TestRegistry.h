@@ -1,5 +1,6 @@
 // TestRegistry: stands in for HKEY_LOCAL_MACHINE of this process as long as it lives, empty at first. On
-// Windows the predefined key is redirected, in the host build the registry file is one of the test's own.
+// Windows the predefined key is redirected, in the host build the registry file is one of the test's own. The
+// certificate functions of Windows keep a provider that they found in the real one.
 #pragma once
 
 #include "common/Platform.h"
