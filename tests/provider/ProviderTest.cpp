@@ -1,22 +1,11 @@
 #include "ProviderTest.h"
 
 #include <boost/make_shared.hpp>
-#include <cstdlib>
 
 #include "common/FormatNumber.h"
 #include "cryptoki/Pkcs11.h"
 
-const char kProviderName[] = "Brenholt Devices CSP v4.5";
-
 namespace {
-
-const char kProviderKey[] = "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\Brenholt Devices CSP v4.5";
-const char kTypeKey[] = "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider Types\\Type 001";
-
-std::string Environment(const char* name) {
-  const char* const value = std::getenv(name);
-  return value == nullptr ? std::string() : value;
-}
 
 // The module stays loaded and initialised for the whole program, whatever the provider does with it.
 boost::shared_ptr<CryptokiInterface> TheModule() {
@@ -36,30 +25,19 @@ std::string Named(const std::string& reader, const std::string& container) {
 }
 
 ProviderTest::ProviderTest(Cards cards, Logging logging)
-    : m_logFile(m_folder.File("csp.log")),
-      m_cryptoki(TheModule()),
+    : m_cryptoki(TheModule()),
       m_cardA(m_cryptoki, kReaderA, Environment("TELVO_CARDS") + "/a"),
-      m_cardB(m_cryptoki, kReaderB, Environment("TELVO_CARDS") + "/b") {
+      m_cardB(m_cryptoki, kReaderB, Environment("TELVO_CARDS") + "/b"),
+      m_provider(logging) {
   // A session that an earlier test left open would keep its card logged in.
   for (const CK_SLOT_ID slot : {0U, 1U}) TheModule()->C_CloseAllSessions(slot);
   for (SoftToken* card : {&m_cardA, &m_cardB}) {
     card->Insert();
     if (cards == Cards::kEmptied) card->Clear();
   }
-  m_registry.SetValue(kProviderKey, "Type", REG_DWORD, std::string("\1\0\0\0", 4));
-  m_registry.SetText(kProviderKey, "Image Path", Environment("TELVO_PROVIDER"));
-  m_registry.SetText(kTypeKey, "Name", kProviderName);
-  m_registry.SetText(kProductKey, "CSPLOG", logging == Logging::kOn ? "1" : "0");
-  m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
-  m_library = LoadLibraryA(Environment("TELVO_PROVIDER").c_str());
-  EXPECT_NE(nullptr, m_library);
-  TakeLog();
 }
 
-ProviderTest::~ProviderTest() {
-  Release();
-  FreeLibrary(m_library);
-}
+ProviderTest::~ProviderTest() { Release(); }
 
 bool ProviderTest::Acquire(const char* container, DWORD flags) {
   HCRYPTPROV handle = 0;
@@ -79,11 +57,4 @@ std::string ProviderTest::Result(BOOL done) { return done != FALSE ? "true" : Fo
 void ProviderTest::Release() {
   if (m_acquired) CryptReleaseContext(m_handle, 0);
   m_acquired = false;
-}
-
-std::string ProviderTest::TakeLog() {
-  std::string text = ReadFile(m_logFile).substr(m_taken);
-  m_taken += text.size();
-  for (std::size_t end = text.find('\r'); end != std::string::npos; end = text.find('\r', end)) text.erase(end, 1);
-  return text;
 }

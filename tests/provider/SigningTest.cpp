@@ -19,10 +19,11 @@ SigningTest::SigningTest(Logging logging)
   RegCloseKey(root);
   // The system's own providers, which accept what this one signed.
   const std::string providers = "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\";
-  m_registry.SetValue(providers + MS_ENH_RSA_AES_PROV_A, "Type", REG_DWORD, {PROV_RSA_AES, 0, 0, 0});
-  m_registry.SetText(providers + MS_ENH_RSA_AES_PROV_A, "Image Path", "rsaenh.dll");
-  m_registry.SetValue(providers + MS_DEF_RSA_SCHANNEL_PROV_A, "Type", REG_DWORD, {PROV_RSA_SCHANNEL, 0, 0, 0});
-  m_registry.SetText(providers + MS_DEF_RSA_SCHANNEL_PROV_A, "Image Path", "rsaenh.dll");
+  m_provider.Registry().SetValue(providers + MS_ENH_RSA_AES_PROV_A, "Type", REG_DWORD, {PROV_RSA_AES, 0, 0, 0});
+  m_provider.Registry().SetText(providers + MS_ENH_RSA_AES_PROV_A, "Image Path", "rsaenh.dll");
+  m_provider.Registry().SetValue(providers + MS_DEF_RSA_SCHANNEL_PROV_A, "Type", REG_DWORD,
+                                 {PROV_RSA_SCHANNEL, 0, 0, 0});
+  m_provider.Registry().SetText(providers + MS_DEF_RSA_SCHANNEL_PROV_A, "Image Path", "rsaenh.dll");
 }
 
 SigningTest::~SigningTest() {

@@ -1,0 +1,96 @@
+// The road of one signature: what the whole provider, called through the system's CryptoAPI, writes into the log and
+// calls in the module from the hash that is made to the hash that is destroyed. The module is the scripted one, behind
+// the name of the token family's.
+#include <gtest/gtest.h>
+
+#include "LoadedModule.h"
+#include "LogLines.h"
+#include "ProviderRegistration.h"
+#include "ScriptedModule.h"
+#include "common/FormatNumber.h"
+
+namespace {
+
+constexpr char kSerial[] = "01 23 45 67 89 AB CD EF";
+
+std::string Frame(const std::string& function) {
+  return LogLine("\n================================================================================") +
+         LogLine("\n" + function);
+}
+
+// What the log shows of a pointer.
+std::string Low32(const void* pointer) {
+  return FormatNumber("%08X", static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(pointer)));
+}
+
+class RoadTest : public ::testing::Test {
+ protected:
+  RoadTest() : m_loaded(m_module) {
+    ScriptedToken& token = m_module.InsertToken("TELVO Reader A");
+    token.Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
+    token.Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
+    token.Add(PrivateKeyObject(Text("one"), Counting(128, 0x81)));
+  }
+
+  ScriptedModule m_module;
+  LoadedModule m_loaded;
+  ProviderRegistration m_provider;
+};
+
+TEST_F(RoadTest, OfOneSignature) {
+  HCRYPTPROV context = 0;
+  ASSERT_TRUE(CryptAcquireContextA(&context, "\\\\.\\TELVO Reader A\\one", kProviderName, PROV_RSA_FULL, 0));
+  const BYTE pin[] = "1234";
+  ASSERT_TRUE(CryptSetProvParam(context, PP_KEYEXCHANGE_PIN, pin, 0));
+  m_module.ForgetCalls();
+  m_provider.TakeLog();
+
+  HCRYPTHASH hash = 0;
+  ASSERT_TRUE(CryptCreateHash(context, CALG_SHA1, 0, 0, &hash));
+  const BYTE message[] = {'a', 'b', 'c'};
+  ASSERT_TRUE(CryptHashData(hash, message, sizeof(message), 0));
+  BYTE signature[128] = {};
+  DWORD length = sizeof(signature);
+  ASSERT_TRUE(CryptSignHashA(hash, AT_KEYEXCHANGE, nullptr, 0, signature, &length));
+  ASSERT_TRUE(CryptDestroyHash(hash));
+  const std::string log = m_provider.TakeLog();
+  // The provider's own handle of the hash, which the system keeps to itself.
+  const std::string handleLabel = "\thHash: \t ";
+  const std::string handle = log.substr(log.find(handleLabel) + handleLabel.size(), 8);
+  EXPECT_EQ(
+      Frame("CPCreateHash") + LogValue("\tALGID: \t", "00008004") + LogValue("\tdwFlags: ", "00000000") +
+          LogLine("Retrieving context.") + LogLine("Retrieving session.") + LogLine("Get hash instance") +
+          LogLine("Get hash ID.") + LogLine("Add hash.") + LogValue("\thHash: \t", handle) +
+          LogLine("\nRequesting for Hash: ") + LogLine("SHA-1") + LogLine("\nCPCreateHash Success") +
+
+          Frame("CPHashData") + LogValue("\tpbData:    ", Low32(message)) + LogValue("\tdwFlags:   ", "00000000") +
+          LogValue("\tcbDataLen: ", "00000003") + LogLine("\nCPHashData Success") +
+
+          Frame("CPSignHash") + LogValue("\tdwKeySpec: \t", "00000001") + LogValue("\tszDescription: \t", "00000000") +
+          LogValue("\tdwFlags: \t", "00000000") + LogValue("\tpbSignature: \t", Low32(signature)) +
+          LogValue("\tpcbSigLen: \t", "00000080") +
+          "Data to be hashed: 61 62 63 \n"
+          "Hash result: 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 00 00 00 00 \n" +
+          LogLine("\nRetrieving Raw Hash Data and OID") + LogValue("\nHash Length ", "23") +
+          "Hash Value 30 21 30 09 06 05 2B 0E 03 02 1A 05 00 04 14 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 "
+          "00 00 00 00 \n" +
+          LogLine("\nInitializing PIN cache") + LogValue("cardSerial:\t", kSerial) +
+          LogValue("strReaderName:\t", "TELVO Reader A") + LogLine("Retrieving PIN cache") +
+          LogLine("PINCacheManager::GetPINCache - ENTER") + LogValue("Reader Name: ", "TELVO Reader A") +
+          LogValue("Serial Number: ", kSerial) + LogLine("PINCache search loop - entry") +
+          LogValue("Reader Name (cache): ", "TELVO Reader A") + LogValue("Serial number (cache): ", kSerial) +
+          LogLine("PIN Cache is set") + LogLine("GetPINCache - ENTER") + LogLine("GetPINCache - ENTER") +
+          LogLine("GetPINCache - EXIT") + LogLine("Login") + LogLine("Log-in success") +
+          LogLine("TELVOCSPContext::Sign Initialze Signing") + LogLine("TELVOCSPContext::Sign Pre Signing") +
+          LogLine("TELVOCSPContext::Sign Post Signing") + LogLine("\nCPSignHash Success") +
+
+          Frame("CPDestroyHash") + LogValue("\thHash: \t", handle) + LogLine("\nCPDestroyHash Success"),
+      log);
+  EXPECT_EQ(
+      (Calls{"C_DigestInit(1, CKM_SHA_1)", "C_Digest(1, 3 bytes, null)", "C_Digest(1, 3 bytes, room 20)", "C_Logout(1)",
+             "C_LoginExtended(1, user 1, 1234)", "C_SignInit(1, CKM_RSA_PKCS, 3)", "C_Sign(1, 35 bytes, room 128)"}),
+      m_module.TakeCalls());
+  CryptReleaseContext(context, 0);
+}
+
+}  // namespace
