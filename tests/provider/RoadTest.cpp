@@ -1,12 +1,11 @@
 // The road of one signature: what the whole provider, called through the system's CryptoAPI, writes into the log and
 // calls in the module from the hash that is made to the hash that is destroyed. The module is the scripted one, behind
 // the name of the token family's.
+#include "RoadTest.h"
+
 #include <gtest/gtest.h>
 
-#include "LoadedModule.h"
 #include "LogLines.h"
-#include "ProviderRegistration.h"
-#include "ScriptedModule.h"
 #include "common/FormatNumber.h"
 
 namespace {
@@ -23,23 +22,9 @@ std::string Low32(const void* pointer) {
   return FormatNumber("%08X", static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(pointer)));
 }
 
-class RoadTest : public ::testing::Test {
- protected:
-  RoadTest() : m_loaded(m_module) {
-    ScriptedToken& token = m_module.InsertToken("TELVO Reader A");
-    token.Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
-    token.Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
-    token.Add(PrivateKeyObject(Text("one"), Counting(128, 0x81)));
-  }
-
-  ScriptedModule m_module;
-  LoadedModule m_loaded;
-  ProviderRegistration m_provider;
-};
-
 TEST_F(RoadTest, OfOneSignature) {
   HCRYPTPROV context = 0;
-  ASSERT_TRUE(CryptAcquireContextA(&context, "\\\\.\\TELVO Reader A\\one", kProviderName, PROV_RSA_FULL, 0));
+  ASSERT_TRUE(CryptAcquireContextA(&context, kContainer, kProviderName, PROV_RSA_FULL, 0));
   const BYTE pin[] = "1234";
   ASSERT_TRUE(CryptSetProvParam(context, PP_KEYEXCHANGE_PIN, pin, 0));
   m_module.ForgetCalls();
