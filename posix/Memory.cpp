@@ -1,8 +1,55 @@
-// Memory that stays out of the page file.
+// Memory that stays out of the page file, and memory by pages.
 #include <windows.h>
 
+#include <map>
+#include <mutex>
 #include <sys/mman.h>
 
 BOOL VirtualLock(LPVOID address, std::size_t size) { return mlock(address, size) == 0 ? TRUE : FALSE; }
 
 BOOL VirtualUnlock(LPVOID address, std::size_t size) { return munlock(address, size) == 0 ? TRUE : FALSE; }
+
+namespace {
+
+constexpr std::uintptr_t kPage = 4096;
+
+// The sizes of what is reserved, which munmap wants to know.
+struct Reservations {
+  std::mutex mutex;
+  std::map<LPVOID, std::size_t> sizes;
+};
+Reservations& TheReservations() {
+  static auto* const reservations = new Reservations;  // for ever: objects of the process release late
+  return *reservations;
+}
+
+LPVOID Reserve(std::size_t size) {
+  const LPVOID memory = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  if (memory == MAP_FAILED) return nullptr;
+  const std::lock_guard<std::mutex> lock(TheReservations().mutex);
+  TheReservations().sizes[memory] = size;
+  return memory;
+}
+
+LPVOID Commit(LPVOID address, std::size_t size) {
+  const std::uintptr_t skipped = reinterpret_cast<std::uintptr_t>(address) % kPage;
+  BYTE* const page = static_cast<BYTE*>(address) - skipped;
+  return mprotect(page, size + skipped, PROT_READ | PROT_WRITE) == 0 ? page : nullptr;
+}
+
+}  // namespace
+
+LPVOID VirtualAlloc(LPVOID address, std::size_t size, DWORD type, DWORD /*protection*/) {
+  const LPVOID memory = type == MEM_COMMIT ? Commit(address, size) : Reserve(size);
+  if (memory == nullptr) SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+  return memory;
+}
+
+BOOL VirtualFree(LPVOID address, std::size_t /*size*/, DWORD /*type*/) {
+  const std::lock_guard<std::mutex> lock(TheReservations().mutex);
+  const auto found = TheReservations().sizes.find(address);
+  if (found == TheReservations().sizes.end()) return FALSE;
+  munmap(address, found->second);
+  TheReservations().sizes.erase(found);
+  return TRUE;
+}

@@ -50,6 +50,7 @@ constexpr LONG ERROR_FILE_NOT_FOUND = 2;
 constexpr DWORD ERROR_ACCESS_DENIED = 5;
 constexpr DWORD ERROR_INVALID_HANDLE = 6;
 constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
 constexpr DWORD ERROR_CALL_NOT_IMPLEMENTED = 120;
 constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
 constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
@@ -215,6 +216,15 @@ int LoadStringA(HINSTANCE instance, UINT id, LPSTR buffer, int size);
 
 // Keeps pages out of the swap space (Memory.cpp).
 BOOL VirtualLock(LPVOID address, std::size_t size);
+// Addresses without memory (MEM_RESERVE) or memory for some of them (MEM_COMMIT).
+LPVOID VirtualAlloc(LPVOID address, std::size_t size, DWORD type, DWORD protection);
+// Of a whole reservation (MEM_RELEASE, with a size of 0).
+BOOL VirtualFree(LPVOID address, std::size_t size, DWORD type);
+constexpr DWORD MEM_COMMIT = 0x1000;
+constexpr DWORD MEM_RESERVE = 0x2000;
+constexpr DWORD MEM_RELEASE = 0x8000;
+constexpr DWORD PAGE_NOACCESS = 1;
+constexpr DWORD PAGE_READWRITE = 4;
 BOOL VirtualUnlock(LPVOID address, std::size_t size);
 
 // Overwrites memory that held a secret; not left out by an optimising compiler (Errors.cpp).

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <utility>
 
 // WipeMemory overwrites `length` bytes with zeros; a null `memory` is left alone.
 inline void WipeMemory(void* memory, std::size_t length) {
@@ -15,8 +16,14 @@ inline void WipeMemory(void* memory, std::size_t length) {
 class WipedBuffer {
  public:
   explicit WipedBuffer(std::size_t length) : m_bytes(std::make_unique<BYTE[]>(length)), m_length(length) {}
-  WipedBuffer(WipedBuffer&&) = default;
-  WipedBuffer& operator=(WipedBuffer&&) = delete;
+  WipedBuffer(WipedBuffer&& other) noexcept
+      : m_bytes(std::move(other.m_bytes)), m_length(std::exchange(other.m_length, 0)) {}
+  WipedBuffer& operator=(WipedBuffer&& other) noexcept {
+    WipedBuffer moved(std::move(other));
+    std::swap(m_bytes, moved.m_bytes);
+    std::swap(m_length, moved.m_length);
+    return *this;
+  }
   WipedBuffer(const WipedBuffer&) = delete;
   WipedBuffer& operator=(const WipedBuffer&) = delete;
   ~WipedBuffer() { WipeMemory(m_bytes.get(), m_length); }

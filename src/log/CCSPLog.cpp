@@ -105,9 +105,9 @@ void CCSPLog::WriteStartLine() {
 
 bool CCSPLog::IsExhausted() const { return m_lineCount >= m_lineLimit; }
 
-// Nothing is formatted for a file that does not open: with logging off that is every call.
 template <typename Body>
 bool CCSPLog::WithFile(Body body) {
+  if (IsOff()) return false;
   const LastErrorKept lastError;
   std::ofstream file(m_fileName, std::ios::out | std::ios::app);
   if (file.fail()) return false;
@@ -120,6 +120,9 @@ bool CCSPLog::WithFile(Body body) {
   file.flush();
   return true;
 }
+
+// Without a file name no item comes to anything: with logging off that is every one.
+bool CCSPLog::IsOff() const { return m_fileName[0] == '\0'; }
 
 void CCSPLog::Write(const char* label, const char* value, bool newline) {
   if (IsExhausted()) return;
@@ -136,6 +139,7 @@ void CCSPLog::WriteLine(const char* text) { Write(text, " ", true); }
 void CCSPLog::WriteHex(const char* label, DWORD value, bool newline) { WriteFormatted(label, value, "%0X", newline); }
 
 void CCSPLog::WriteFormatted(const char* label, DWORD value, const char* format, bool newline) {
+  if (IsOff()) return;
   Write(label, FormatNumber(format, value).c_str(), newline);
 }
 

@@ -61,6 +61,7 @@ class CCSPLog {
 
  private:
   bool IsExhausted() const;
+  bool IsOff() const;
   bool ReadFileName();
   void WriteStartLine();
   // Opens the file for appending and hands it to `body`; false when it cannot be opened.

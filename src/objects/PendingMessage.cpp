@@ -5,57 +5,60 @@
 
 namespace {
 
-constexpr std::size_t kSmallestBlock = 256;
-constexpr std::size_t kLargestReserve = std::size_t{1} << 20U;
+constexpr std::size_t kSmallestArray = 256;
+constexpr std::size_t kLongestShortMessage = std::size_t{64} * 1024;
+constexpr std::size_t kStep = std::size_t{1} << 20U;  // by which a long message gets memory
+// Addresses cost nothing: there are so many times more of them than the message needs when they are reserved.
+constexpr std::size_t kReserve = 8;
 
 }  // namespace
 
-PendingMessage::PendingMessage(const PendingMessage& other) {
-  if (other.m_length == 0) return;
-  m_blocks.emplace_back(other.m_length);
-  other.CopyTo(m_blocks.back().bytes.Data());
-  m_blocks.back().used = other.m_length;
-  m_length = other.m_length;
-}
-
 PendingMessage& PendingMessage::operator=(const PendingMessage& other) {
   PendingMessage copy(other);
-  m_blocks.swap(copy.m_blocks);
+  std::swap(m_short, copy.m_short);
+  std::swap(m_long, copy.m_long);
   std::swap(m_length, copy.m_length);
   return *this;
 }
 
 void PendingMessage::Append(const BYTE* data, std::size_t length) {
-  if (data == nullptr) return;
-  while (length != 0) {
-    if (m_blocks.empty() || m_blocks.back().used == m_blocks.back().bytes.Length()) {
-      // A short message gets a small block, a long one a block that is not much beside it.
-      m_blocks.emplace_back(std::max(length, std::clamp(m_length, kSmallestBlock, kLargestReserve)));
-    }
-    Block& last = m_blocks.back();
-    const std::size_t part = std::min(length, last.bytes.Length() - last.used);
-    std::copy_n(data, part, last.bytes.Data() + last.used);
-    last.used += part;
-    m_length += part;
-    data += part;
-    length -= part;
+  if (data == nullptr || length == 0) return;
+  std::copy_n(data, length, MakeRoom(m_length + length) + m_length);
+  m_length += length;
+}
+
+BYTE* PendingMessage::MakeRoom(std::size_t length) {
+  if (m_long.Data() == nullptr && length <= kLongestShortMessage) {
+    if (length <= m_short.Length()) return m_short.Data();
+    return MoveTo(WipedBuffer(std::max({length, 2 * m_short.Length(), kSmallestArray})));
   }
+  const std::size_t stepped = (length + kStep - 1) / kStep * kStep;
+  if (stepped > m_long.Reserved()) {
+    PageMemory next(kReserve * stepped);
+    next.Extend(stepped);
+    return MoveTo(std::move(next));
+  }
+  m_long.Extend(stepped);
+  return m_long.Data();
+}
+
+BYTE* PendingMessage::MoveTo(WipedBuffer next) {
+  CopyTo(next.Data());
+  m_short = std::move(next);
+  return m_short.Data();
+}
+
+BYTE* PendingMessage::MoveTo(PageMemory next) {
+  CopyTo(next.Data());
+  m_long = std::move(next);
+  m_short = WipedBuffer(0);
+  return m_long.Data();
 }
 
 void PendingMessage::Clear() {
-  m_blocks.clear();
+  m_short = WipedBuffer(0);
+  m_long = PageMemory();
   m_length = 0;
 }
 
-void PendingMessage::CopyTo(BYTE* out) const {
-  for (const Block& block : m_blocks) out = std::copy_n(block.bytes.Data(), block.used, out);
-}
-
-BYTE* PendingMessage::Whole() {
-  if (m_length == 0) return nullptr;
-  if (m_blocks.size() > 1) {
-    PendingMessage joined(*this);
-    m_blocks.swap(joined.m_blocks);
-  }
-  return m_blocks.front().bytes.Data();
-}
+void PendingMessage::CopyTo(BYTE* out) const { std::copy_n(Data(), m_length, out); }

@@ -1,19 +1,19 @@
-// PendingMessage: the bytes that a hash was given and has not sent yet, in order. They lie in blocks, so that adding
-// some costs one copy, and are wiped when they go. While they are brought together they are there twice; otherwise the
-// memory is that of the message and at most 1 MiB.
+// PendingMessage: the bytes that a hash was given and has not sent yet, in order, as one array, so that adding some
+// costs one copy and taking them none. They are wiped when they go. The memory is that of the message and at most 1
+// MiB; while a message grows beyond what was reserved for it, an eighth of it besides.
 #pragma once
 
 #include "common/Platform.h"
 
 #include <cstddef>
-#include <list>
 
+#include "common/PageMemory.h"
 #include "common/WipeMemory.h"
 
 class PendingMessage {
  public:
   PendingMessage() = default;
-  PendingMessage(const PendingMessage& other);
+  PendingMessage(const PendingMessage& other) { Append(other.Data(), other.m_length); }
   PendingMessage& operator=(const PendingMessage& other);
   ~PendingMessage() = default;
 
@@ -23,16 +23,17 @@ class PendingMessage {
   void Clear();
   // Copies the whole message to `out`, which has room for it.
   void CopyTo(BYTE* out) const;
-  // The whole message as one array, owned by this object and valid until it changes. Null when there is none.
-  BYTE* Whole();
+  // The whole message, owned by this object and valid until it changes. Null when there is none.
+  BYTE* Whole() { return m_length == 0 ? nullptr : const_cast<BYTE*>(Data()); }
 
  private:
-  struct Block {
-    explicit Block(std::size_t size) : bytes(size) {}
-    WipedBuffer bytes;
-    std::size_t used = 0;
-  };
+  const BYTE* Data() const { return m_long.Data() != nullptr ? m_long.Data() : m_short.Data(); }
+  // Makes room for so many bytes; returns where they begin.
+  BYTE* MakeRoom(std::size_t length);
+  BYTE* MoveTo(WipedBuffer next);
+  BYTE* MoveTo(PageMemory next);
 
-  std::list<Block> m_blocks;  // all but the last are full
+  WipedBuffer m_short{0};  // a short message
+  PageMemory m_long;       // a long one
   std::size_t m_length = 0;
 };
