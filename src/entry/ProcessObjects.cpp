@@ -7,6 +7,7 @@
 #include "entry/CCSPContextList.h"
 #include "log/Logs.h"
 #include "objects/CCSPHashFactory.h"
+#include "objects/CCSPSecretKeyFactory.h"
 #include "pin/PINCacheManager.h"
 
 namespace {
@@ -21,6 +22,8 @@ CCSPLog g_entryLog(kLineLimit);
 
 HINSTANCE g_libraryInstance = nullptr;
 
+// Its module's log comes up further down, and would swallow what is written before that.
+CCSPSecretKeyFactory g_secretKeyFactory(g_entryLog);
 CCSPHashFactory g_hashFactory;
 CCryptoWrapper g_cryptoWrapper;
 CCSPContextList g_contextList;
