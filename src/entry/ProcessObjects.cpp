@@ -1,5 +1,7 @@
 // Every process-wide object of the provider, in the order in which they come up. Within one file the language
 // promises that order; across files it does not.
+#include <memory>
+
 #include "common/LibraryInstance.h"
 #include "context/KeyProviderInfo.h"
 #include "context/UnplugThreadManager.h"
@@ -22,8 +24,9 @@ CCSPLog g_entryLog(kLineLimit);
 
 HINSTANCE g_libraryInstance = nullptr;
 
-// Its module's log comes up further down, and would swallow what is written before that.
-CCSPSecretKeyFactory g_secretKeyFactory(g_entryLog);
+// What it logs goes through an object of its own: that of its module comes up further down and would swallow it, and
+// any other would count it.
+CCSPSecretKeyFactory g_secretKeyFactory(*std::make_unique<CCSPLog>(kLineLimit));
 CCSPHashFactory g_hashFactory;
 CCryptoWrapper g_cryptoWrapper;
 CCSPContextList g_contextList;
