@@ -119,6 +119,26 @@ struct PROV_ENUMALGS_EX {
   CHAR szLongName[40];
 };
 
+// Keys and their blobs.
+constexpr ALG_ID CALG_AES = 0x6611;
+constexpr DWORD CRYPT_EXPORTABLE = 0x00000001;
+constexpr BYTE SIMPLEBLOB = 1;
+constexpr BYTE PUBLICKEYBLOB = 6;
+constexpr BYTE CUR_BLOB_VERSION = 2;
+
+struct BLOBHEADER {
+  BYTE bType;
+  BYTE bVersion;
+  WORD reserved;
+  ALG_ID aiKeyAlg;
+};
+
+struct RSAPUBKEY {
+  DWORD magic;
+  DWORD bitlen;
+  DWORD pubexp;
+};
+
 // Certificates and their stores (CertStore.cpp). A certificate knows its names, serial number and extensions; of the
 // other fields of CERT_INFO only the version is there. The only property is CERT_KEY_PROV_INFO_PROP_ID.
 struct CERT_EXTENSION {
