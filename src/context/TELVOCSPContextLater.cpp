@@ -10,11 +10,6 @@ namespace {
 
 }  // namespace
 
-Attribute TELVOCSPContext::GetCertIssuer(PCCERT_CONTEXT /*certificate*/) { NotThereYet(); }
-Attribute TELVOCSPContext::GetCertSerialNumber(PCCERT_CONTEXT /*certificate*/) { NotThereYet(); }
-Attribute TELVOCSPContext::GetCertSubject(PCCERT_CONTEXT /*certificate*/) { NotThereYet(); }
-Attribute TELVOCSPContext::GetCertLabel(PCCERT_CONTEXT /*certificate*/) { NotThereYet(); }
-void TELVOCSPContext::WriteCertificate(const BYTE* /*der*/, DWORD /*length*/) { NotThereYet(); }
 void TELVOCSPContext::GenerateKeyPair(DWORD /*algorithm*/, DWORD /*flags*/, DWORD* /*handle*/,
                                       CCSPSecretKeyFactory* /*factory*/) {
   NotThereYet();

@@ -24,8 +24,6 @@ TEST_F(CPNotThereYetTest, EachIsLoggedAndRefused) {
   ExpectRefused("CPImportKey", CPImportKey(0, nullptr, 0, 0, 0, nullptr));
   ExpectRefused("CPEncrypt", CPEncrypt(0, 0, 0, 0, 0, nullptr, nullptr, 0));
   ExpectRefused("CPDecrypt", CPDecrypt(0, 0, 0, 0, 0, nullptr, nullptr));
-  ExpectRefused("CPGetKeyParam", CPGetKeyParam(0, 0, 0, nullptr, nullptr, 0));
-  ExpectRefused("CPSetKeyParam", CPSetKeyParam(0, 0, 0, nullptr, 0));
 }
 
 }  // namespace
