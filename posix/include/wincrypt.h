@@ -28,6 +28,13 @@ constexpr ALG_ID CALG_3DES = 0x6603;
 constexpr ALG_ID CALG_3DES_112 = 0x6609;
 constexpr ALG_ID CALG_AES_128 = 0x660E;
 
+// Parameters of session keys.
+constexpr DWORD PKCS5_PADDING = 1;
+constexpr DWORD CRYPT_MODE_CBC = 1;
+constexpr DWORD CRYPT_MODE_ECB = 2;
+constexpr DWORD CRYPT_MODE_OFB = 3;
+constexpr DWORD CRYPT_MODE_CFB = 4;
+
 constexpr DWORD CRYPT_VERIFYCONTEXT = 0xF0000000;
 constexpr DWORD CRYPT_NEWKEYSET = 0x00000008;
 constexpr DWORD CRYPT_DELETEKEYSET = 0x00000010;
