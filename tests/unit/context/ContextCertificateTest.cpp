@@ -32,7 +32,7 @@ const char kDestroy[] = "C_DestroyObject(1, 1)";
 const char kCreate[] =
     "C_CreateObject(1, {CKA_TOKEN=true, "
     "CKA_ISSUER=3011310F300D06035504030C06497373756572, "
-    "CKA_SUBJECT=302F310B... (49 bytes), "
+    "CKA_SUBJECT=302F310B30090603... (49 bytes), "
     "CKA_SERIAL_NUMBER=030201, "
     "CKA_LABEL=486F6C646572, "
     "CKA_CLASS=1, "
@@ -176,7 +176,7 @@ TEST_F(ContextCertificateTest, TheNewCertificateIsReadFromTheToken) {
   Write();
   m_module.ForgetCalls();
   EXPECT_EQ(kHolderCertificate, ValueOf(m_open.GetDefaultCertificate()->GetAttribute(CKA_VALUE)));
-  EXPECT_EQ((Calls{"C_GetAttributeValue(1, 4, {CKA_VALUE?})", "C_GetAttributeValue(1, 4, {CKA_VALUE[304]})"}),
+  EXPECT_EQ((Calls{"C_GetAttributeValue(1, 4, {CKA_VALUE?})", "C_GetAttributeValue(1, 4, {CKA_VALUE[303]})"}),
             m_module.TakeCalls());
 }
 
@@ -235,10 +235,7 @@ TEST_F(ContextCertificateTest, WhatIsNoCertificateIsWrittenWithEmptyAttributes) 
 }
 
 TEST_F(ContextCertificateTest, AnIdentifierOfNoBytesIsOneWithoutAValue) {
-  AddContainer(m_token, Text("one"));
-  m_token.objects[kPrivate].With(CKA_ID, {});
-  m_token.objects[kPublic].With(CKA_ID, {});
-  m_token.objects[kOldCertificate].With(CKA_ID, {});
+  AddKeyPair(m_token, {});
   m_open.Initialize("\\\\.\\Reader A\\", 0, m_cryptoki, 1);
   const BYTE pin[] = {'1', '2', '3', '4'};
   m_open.LoginWithPIN(pin, sizeof(pin));

@@ -120,7 +120,7 @@ TEST_P(KeyParamIsSetTest, OrRefused) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Param, KeyParamIsSetTest, ValuesIn(kSetRows),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // --- What it does to the key
 
@@ -246,7 +246,7 @@ TEST_F(CPSetKeyParamTest, ABlobNeedNotBeAligned) {
 
 const char kCreate[] =
     "C_CreateObject(1, {CKA_TOKEN=true, CKA_ISSUER=3011310F300D06035504030C06497373756572, "
-    "CKA_SUBJECT=302F310B... (49 bytes), CKA_SERIAL_NUMBER=030201, CKA_LABEL=486F6C646572, CKA_CLASS=1, "
+    "CKA_SUBJECT=302F310B30090603... (49 bytes), CKA_SERIAL_NUMBER=030201, CKA_LABEL=486F6C646572, CKA_CLASS=1, "
     "CKA_ID=6F6E65, CKA_VALUE=3082012B3081D602... (303 bytes)})";
 
 class CertificateOfKeyTest : public CPSetKeyParamTest {

@@ -36,7 +36,7 @@ const Header kHeaders[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(OfHeader, EncodedLengthTest, ::testing::ValuesIn(kHeaders),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 TEST(EncodedLengthOf, NullIsNone) { EXPECT_EQ(0U, EncodedLength(nullptr)); }
 
