@@ -111,7 +111,7 @@ class SessionKeyTest : public KeyExchangeTest, public ::testing::WithParamInterf
 };
 
 INSTANTIATE_TEST_SUITE_P(With, SessionKeyTest, ::testing::ValuesIn(kCiphers),
-                         [](const auto& info) { return info.param.name; });
+                         [](const auto& item) { return item.param.name; });
 
 TEST_P(SessionKeyTest, WhatTheSystemsProviderEncryptedIsDecryptedHere) {
   const HCRYPTKEY exchange = UserKey(AT_KEYEXCHANGE);
