@@ -99,7 +99,7 @@ TEST_F(CCSPSecretKeyFactoryTest, ASecondKeyInOneSecondWaitsForTheNext) {
   m_clock.Set(12345);
   Make(CALG_DES, 1);
   EXPECT_EQ(IDOf(12346), Make(CALG_AES_128, 2)->GetKeyID());
-  EXPECT_EQ(20U, m_clock.Slept());
+  EXPECT_EQ(50U, m_clock.Slept());
 }
 
 TEST_F(CCSPSecretKeyFactoryTest, AKeyOfAnEarlierSecondIsInTheWayAsWell) {
