@@ -1,5 +1,6 @@
 // PageMemory: a stretch of address space that gets its memory as it is asked for, so that an array in it grows without
-// being copied. What was asked for is zero at first, and wiped before it is given back.
+// being copied. What was asked for is zero at first. It is given back to the system, which clears pages before anybody
+// else gets them: it is for long data, of which a pass over all of it would be felt, and not for keys.
 #pragma once
 
 #include "common/Platform.h"
@@ -7,8 +8,6 @@
 #include <cstddef>
 #include <new>
 #include <utility>
-
-#include "common/WipeMemory.h"
 
 class PageMemory {
  public:
@@ -26,9 +25,7 @@ class PageMemory {
   PageMemory(const PageMemory&) = delete;
   PageMemory& operator=(const PageMemory&) = delete;
   ~PageMemory() {
-    if (m_bytes == nullptr) return;
-    WipeMemory(m_bytes, m_length);
-    VirtualFree(m_bytes, 0, MEM_RELEASE);
+    if (m_bytes != nullptr) VirtualFree(m_bytes, 0, MEM_RELEASE);
   }
 
   // Gives memory to the first `length` bytes, of no more than are reserved. Existing bytes stay. std::bad_alloc.
