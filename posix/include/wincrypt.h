@@ -28,6 +28,13 @@ constexpr ALG_ID CALG_3DES = 0x6603;
 constexpr ALG_ID CALG_3DES_112 = 0x6609;
 constexpr ALG_ID CALG_AES_128 = 0x660E;
 
+// Parameters of session keys.
+constexpr DWORD PKCS5_PADDING = 1;
+constexpr DWORD CRYPT_MODE_CBC = 1;
+constexpr DWORD CRYPT_MODE_ECB = 2;
+constexpr DWORD CRYPT_MODE_OFB = 3;
+constexpr DWORD CRYPT_MODE_CFB = 4;
+
 constexpr DWORD CRYPT_VERIFYCONTEXT = 0xF0000000;
 constexpr DWORD CRYPT_NEWKEYSET = 0x00000008;
 constexpr DWORD CRYPT_DELETEKEYSET = 0x00000010;
@@ -110,6 +117,26 @@ struct PROV_ENUMALGS_EX {
   CHAR szName[20];
   DWORD dwLongNameLen;
   CHAR szLongName[40];
+};
+
+// Keys and their blobs.
+constexpr ALG_ID CALG_AES = 0x6611;
+constexpr DWORD CRYPT_EXPORTABLE = 0x00000001;
+constexpr BYTE SIMPLEBLOB = 1;
+constexpr BYTE PUBLICKEYBLOB = 6;
+constexpr BYTE CUR_BLOB_VERSION = 2;
+
+struct BLOBHEADER {
+  BYTE bType;
+  BYTE bVersion;
+  WORD reserved;
+  ALG_ID aiKeyAlg;
+};
+
+struct RSAPUBKEY {
+  DWORD magic;
+  DWORD bitlen;
+  DWORD pubexp;
 };
 
 // Certificates and their stores (CertStore.cpp). A certificate knows its names, serial number and extensions; of the

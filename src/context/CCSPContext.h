@@ -76,15 +76,21 @@ class CCSPContext {
   virtual void WriteCertificate(const BYTE* der, DWORD length) = 0;
   // Random bytes of the token. Null or a zero length is nothing to do.
   virtual void GenerateRandom(BYTE* buffer, DWORD length) = 0;
+  // A new key, whose handle goes to `*handle`: the container's RSA pair, of the size in the upper 16 bits of `flags`,
+  // or a session key with `flags` as its mode. NTE_BAD_ALGID for an algorithm of neither, NTE_BAD_KEYSET_PARAM for a
+  // pair when the container's name has more than 63 characters. A failure leaves the old pair in use.
   virtual void GenerateKeyPair(DWORD algorithm, DWORD flags, DWORD* handle, CCSPSecretKeyFactory* factory) = 0;
   virtual void Sign(const BYTE* data, const DWORD* dataLength, BYTE* signature, DWORD* signatureLength) = 0;
   virtual void Verify(const BYTE* data, DWORD dataLength, const BYTE* signature, DWORD signatureLength,
                       PublicKey* key) = 0;
   virtual void Encrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWORD* outLength) = 0;
   virtual void Decrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWORD* outLength) = 0;
+  // A key from a PUBLICKEYBLOB or a SIMPLEBLOB; of the latter `flags` are the permissions. NTE_BAD_TYPE for another
+  // blob, NTE_BAD_DATA for one whose lengths are wrong, NTE_FAIL when the module fails.
   virtual void ImportKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory, DWORD flags) = 0;
   // Owned by the context. NTE_NO_KEY when there is none.
   virtual PublicKey* GetImportedPublicKey(DWORD handle) = 0;
+  // A session key of `length` bytes from the value of `hash`, which it finishes. NTE_FAIL when the module fails.
   virtual boost::shared_ptr<CCSPSecretKey> DeriveKey(const boost::shared_ptr<CCSPHash>& hash, DWORD algorithm,
                                                      DWORD length, CCSPSecretKeyFactory* factory) = 0;
   // Asks the token anew.
@@ -107,7 +113,14 @@ class CCSPContext {
   virtual Certificate* GetDefaultCertificate() = 0;
   // The size of the container's key pair. NTE_NO_KEY without one.
   virtual DWORD GetKeyBits() = 0;
+  // Writes a SIMPLEBLOB with the session key `key`, encrypted for the public key `exchangeKey`. A null `blob` asks for
+  // the size. NTE_BAD_PUBLIC_KEY when there is no public key or the session key may not leave.
+  //
+  // Required: with a buffer `*length` becomes the length of the encrypted key alone; too small a buffer is the module's
+  // failure.
   virtual void ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob, DWORD* length) = 0;
+  // Writes a PUBLICKEYBLOB. A null `blob` asks for the size; a `*length` below it is ERROR_MORE_DATA. NTE_NO_KEY when
+  // there is no such key.
   virtual void ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) = 0;
 
   // Behind the interface: what the list of contexts needs.

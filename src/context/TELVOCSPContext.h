@@ -118,6 +118,17 @@ class TELVOCSPContext : public CCSPContext {
   PublicKey GetPublicKey(CryptokiObjects& objects, std::string& containerName);
   PrivateKey GetPrivateKey(CryptokiObjects& objects, std::string& containerName);
 
+  // Keys (TELVOCSPContextGenerate.cpp, ...Import.cpp, ...Export.cpp). A turn is given up while a key gets its id.
+  void ReplaceKeyPair(DWORD bits);
+  void CreateKeyPair(PublicKey& publicKey, PrivateKey& privateKey, DWORD bits);
+  DWORD GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory, LoginTurn& turn);
+  boost::shared_ptr<CCSPSecretKey> CreateSecretKey(const BYTE* keyBytes, DWORD length, DWORD algorithm,
+                                                   CCSPSecretKeyFactory* factory, LoginTurn& turn);
+  void ImportPublicKey(const BYTE* blob, DWORD length, DWORD* handle);
+  void CreateImportedPublicKey(PublicKey& out, const BYTE* keyData, DWORD length);
+  void ImportSessionKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory, DWORD flags);
+  const PublicKey* FindWrappingKey(DWORD handle);
+
   // Login (TELVOCSPContextLogin.cpp).
   void TakePINCache();
   bool LoginWithCachedPIN(WipedBuffer& pin);

@@ -15,20 +15,3 @@ Attribute TELVOCSPContext::GetCertSerialNumber(PCCERT_CONTEXT /*certificate*/) {
 Attribute TELVOCSPContext::GetCertSubject(PCCERT_CONTEXT /*certificate*/) { NotThereYet(); }
 Attribute TELVOCSPContext::GetCertLabel(PCCERT_CONTEXT /*certificate*/) { NotThereYet(); }
 void TELVOCSPContext::WriteCertificate(const BYTE* /*der*/, DWORD /*length*/) { NotThereYet(); }
-void TELVOCSPContext::GenerateKeyPair(DWORD /*algorithm*/, DWORD /*flags*/, DWORD* /*handle*/,
-                                      CCSPSecretKeyFactory* /*factory*/) {
-  NotThereYet();
-}
-void TELVOCSPContext::ImportKey(const BYTE* /*blob*/, DWORD /*length*/, DWORD* /*handle*/,
-                                CCSPSecretKeyFactory* /*factory*/, DWORD /*flags*/) {
-  NotThereYet();
-}
-boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::DeriveKey(const boost::shared_ptr<CCSPHash>& /*hash*/,
-                                                            DWORD /*algorithm*/, DWORD /*length*/,
-                                                            CCSPSecretKeyFactory* /*factory*/) {
-  NotThereYet();
-}
-void TELVOCSPContext::ExportSessionKey(DWORD /*key*/, DWORD /*exchangeKey*/, BYTE* /*blob*/, DWORD* /*length*/) {
-  NotThereYet();
-}
-void TELVOCSPContext::ExportPublicKey(DWORD /*key*/, BYTE* /*blob*/, DWORD* /*length*/) { NotThereYet(); }

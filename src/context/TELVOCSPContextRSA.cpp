@@ -9,15 +9,13 @@
 #include "common/ReverseBytes.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/ModuleOutput.h"
 #include "entry/CCSPContextError.h"
 #include "log/Logs.h"
 
 namespace {
 
 Mechanism RsaPkcs() { return Mechanism(CKM_RSA_PKCS); }
-
-// The module's interface knows no const; it does not write to its inputs.
-BYTE* Input(const BYTE* data) { return const_cast<BYTE*>(data); }
 
 // A copy that is wiped: message or key may be in it. Empty for no data.
 WipedBuffer CopyOf(const BYTE* data, DWORD length) {
@@ -28,16 +26,6 @@ WipedBuffer CopyOf(const BYTE* data, DWORD length) {
 
 // Null for a copy of nothing: the module sees that there is no input.
 BYTE* Input(WipedBuffer& copy) { return copy.Length() == 0 ? nullptr : copy.Data(); }
-
-// Calls an operation of the session that writes to `out`. What the module says of the length counts up to what there
-// is.
-template <typename Operation>
-void WithOutput(const BYTE* out, DWORD* outLength, Operation operation) {
-  CK_ULONG length = *outLength;
-  operation(&length);
-  const DWORD written = static_cast<DWORD>(length);
-  *outLength = out == nullptr ? written : std::min(written, *outLength);
-}
 
 }  // namespace
 
@@ -50,8 +38,8 @@ void TELVOCSPContext::Sign(const BYTE* data, const DWORD* dataLength, BYTE* sign
   g_contextLog.WriteLine("TELVOCSPContext::Sign Initialze Signing");
   session.SignInit(RsaPkcs(), m_privateKey);
   g_contextLog.WriteLine("TELVOCSPContext::Sign Pre Signing");
-  WithOutput(signature, signatureLength,
-             [&](CK_ULONG* length) { session.Sign(Input(data), *dataLength, signature, length); });
+  WithModuleOutput(signature, signatureLength,
+                   [&](CK_ULONG* length) { session.Sign(ModuleInput(data), *dataLength, signature, length); });
   g_contextLog.WriteLine("TELVOCSPContext::Sign Post Signing");
   if (signature != nullptr) ReverseBytes(signature, *signatureLength);
 }
@@ -71,7 +59,7 @@ void TELVOCSPContext::Verify(const BYTE* data, DWORD dataLength, const BYTE* sig
     session.VerifyInit(RsaPkcs(), key != nullptr ? *key : m_publicKey);
     std::vector<BYTE> turned(signature, signature + signatureLength);
     ReverseBytes(turned.data(), signatureLength);
-    session.Verify(Input(data), dataLength, turned.data(), signatureLength);
+    session.Verify(ModuleInput(data), dataLength, turned.data(), signatureLength);
   } catch (const CryptokiError& error) {
     // Required: whatever the module's failure, it is told as a bad signature.
     throw CCSPContextError(error.GetText(), NTE_BAD_SIGNATURE);
@@ -88,7 +76,7 @@ void TELVOCSPContext::Encrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWO
   try {
     session.EncryptInit(RsaPkcs(), m_publicKey);
     // Required: the result stays big-endian, although Decrypt takes a little-endian one.
-    WithOutput(out, outLength, [&](CK_ULONG* length) { session.Encrypt(Input(copy), dataLength, out, length); });
+    WithModuleOutput(out, outLength, [&](CK_ULONG* length) { session.Encrypt(Input(copy), dataLength, out, length); });
   } catch (const CryptokiError& error) {
     throw CCSPContextError(error.GetText(), NTE_FAIL);
   }
@@ -103,7 +91,7 @@ void TELVOCSPContext::Decrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWO
   ReverseBytes(copy.Data(), static_cast<DWORD>(copy.Length()));
   try {
     session.DecryptInit(RsaPkcs(), m_privateKey);
-    WithOutput(out, outLength, [&](CK_ULONG* length) { session.Decrypt(Input(copy), dataLength, out, length); });
+    WithModuleOutput(out, outLength, [&](CK_ULONG* length) { session.Decrypt(Input(copy), dataLength, out, length); });
   } catch (const CryptokiError& error) {
     throw CCSPContextError(error.GetText(), NTE_FAIL);
   }

@@ -4,6 +4,15 @@ PublicKey::~PublicKey() = default;
 
 void PublicKey::Update(const std::list<Attribute>& attributes) {
   CryptokiObject::Update(attributes);
+  StoreTypedFields(attributes);
+}
+
+void PublicKey::TakeAttributes(const std::list<Attribute>& attributes) {
+  SetAttributes(attributes);
+  StoreTypedFields(attributes);
+}
+
+void PublicKey::StoreTypedFields(const std::list<Attribute>& attributes) {
   CK_MECHANISM_TYPE mechanism = m_keyGenMechanism.GetType();
   StoreFields(attributes,
               {FieldOf(CKA_KEY_TYPE, m_keyType), FieldOf(CKA_ENCRYPT, m_encrypt), FieldOf(CKA_WRAP, m_wrap),

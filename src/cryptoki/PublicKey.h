@@ -17,6 +17,10 @@ class PublicKey : public CryptokiObject {
 
   // The modulus that was read, most significant byte first, by the rule of GetID.
   void GetModulus(BYTE* out, CK_ULONG* length) const { CopyModulus(out, length); }
+  // The same of the public exponent, with nothing logged.
+  void GetPublicExponent(BYTE* out, CK_ULONG* length) const { CopyCached(CKA_PUBLIC_EXPONENT, out, length); }
+  // Takes the attributes that the object was made with, as if they had been read. The module is not asked.
+  void TakeAttributes(const std::list<Attribute>& attributes);
 
   CK_ULONG GetModulusBits() const { return m_modulusBits; }
   // Only its type is set.
@@ -36,6 +40,8 @@ class PublicKey : public CryptokiObject {
   bool CanVerifyRecover() const { return m_verifyRecover != 0; }
 
  private:
+  void StoreTypedFields(const std::list<Attribute>& attributes);
+
   CK_ULONG m_modulusBits = 0;
   Mechanism m_keyGenMechanism;
   CK_KEY_TYPE m_keyType = 0;

@@ -1,33 +1,11 @@
 // CPHashData, CPHashSessionKey: what a hash is fed with.
-#include <algorithm>
-
 #include "common/ReverseBytes.h"
-#include "common/WipeMemory.h"
 #include "context/CCSPContext.h"
 #include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHash.h"
-#include "objects/CCSPSecretKey.h"
-
-namespace {
-
-struct KeyValue {
-  WipedBuffer bytes;
-  DWORD length;  // at most that of the buffer
-};
-
-KeyValue ReadValue(CCSPSecretKey& key) {
-  // The first of the two calls leaves the length as it is.
-  DWORD length = key.GetKeyLength();
-  key.GetKeyValue(nullptr, &length);
-  KeyValue value{WipedBuffer(length), length};
-  key.GetKeyValue(value.bytes.Data(), &length);
-  value.length = std::min(value.length, length);
-  return value;
-}
-
-}  // namespace
+#include "objects/KeyValue.h"
 
 BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, DWORD cbDataLen, DWORD dwFlags) {
   const EntryFrame frame("CPHashData");
@@ -61,7 +39,7 @@ BOOL WINAPI CPHashSessionKey(HCRYPTPROV hProv, HCRYPTHASH /*hHash*/, HCRYPTKEY h
       return frame.Refuse("\nCPHashSessionKey Error: Hash already in finished state", NTE_BAD_HASH_STATE);
     }
     context->Login();
-    KeyValue value = ReadValue(*key);
+    KeyValue value = ReadKeyValue(*key);
     if (dwFlags == CRYPT_LITTLE_ENDIAN) ReverseBytes(value.bytes.Data(), value.length);
     hash->SetData(value.bytes.Data(), value.length);
     hash->Finish();

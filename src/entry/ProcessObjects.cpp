@@ -1,5 +1,7 @@
 // Every process-wide object of the provider, in the order in which they come up. Within one file the language
 // promises that order; across files it does not.
+#include <memory>
+
 #include "common/LibraryInstance.h"
 #include "context/KeyProviderInfo.h"
 #include "context/UnplugThreadManager.h"
@@ -7,6 +9,7 @@
 #include "entry/CCSPContextList.h"
 #include "log/Logs.h"
 #include "objects/CCSPHashFactory.h"
+#include "objects/CCSPSecretKeyFactory.h"
 #include "pin/PINCacheManager.h"
 
 namespace {
@@ -21,6 +24,9 @@ CCSPLog g_entryLog(kLineLimit);
 
 HINSTANCE g_libraryInstance = nullptr;
 
+// What it logs goes through an object of its own: that of its module comes up further down and would swallow it, and
+// any other would count it.
+CCSPSecretKeyFactory g_secretKeyFactory(*std::make_unique<CCSPLog>(kLineLimit));
 CCSPHashFactory g_hashFactory;
 CCryptoWrapper g_cryptoWrapper;
 CCSPContextList g_contextList;

@@ -35,12 +35,22 @@ BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeySpec, LPCW
 BOOL WINAPI CPVerifySignature(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbSignature, DWORD cbSigLen,
                               HCRYPTKEY hPubKey, LPCWSTR szDescription, DWORD dwFlags);
 
+// The upper 16 bits of `dwFlags` are the size of a pair; sizes other than 512, 1024 and 2048 bits give 4096. A session
+// key takes `dwFlags` as its mode.
 BOOL WINAPI CPGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD dwFlags, HCRYPTKEY* phKey);
+// The upper 16 bits of `dwFlags` are the length of the key: 56 for CALG_DES, 168 for CALG_3DES, 112 for CALG_AES_128.
 BOOL WINAPI CPDeriveKey(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTHASH hBaseData, DWORD dwFlags, HCRYPTKEY* phKey);
+// The container's one key pair has a handle for each of the two key specs.
 BOOL WINAPI CPGetUserKey(HCRYPTPROV hProv, DWORD dwKeySpec, HCRYPTKEY* phUserKey);
+// Session keys and imported public keys. Unknown handles, and those of the key pair, are nothing to do.
 BOOL WINAPI CPDestroyKey(HCRYPTPROV hProv, HCRYPTKEY hKey);
+// Not exported. Always fails, with ERROR_CALL_NOT_IMPLEMENTED.
+BOOL WINAPI CPDuplicateKey(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD* pdwReserved, DWORD dwFlags, HCRYPTKEY* phKey);
+// A null `pbData` asks for the size in bytes. Too small a buffer is ERROR_MORE_DATA for a PUBLICKEYBLOB, NTE_FAIL for a
+// SIMPLEBLOB.
 BOOL WINAPI CPExportKey(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTKEY hPubKey, DWORD dwBlobType, DWORD dwFlags,
                         BYTE* pbData, DWORD* pcbDataLen);
+// A PUBLICKEYBLOB of CALG_RSA_KEYX, or a SIMPLEBLOB for the container's key.
 BOOL WINAPI CPImportKey(HCRYPTPROV hProv, const BYTE* pbData, DWORD cbDataLen, HCRYPTKEY hPubKey, DWORD dwFlags,
                         HCRYPTKEY* phKey);
 

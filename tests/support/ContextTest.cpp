@@ -19,7 +19,9 @@ void ContextTest::Silence(CCSPLog& log) { new (&log) CCSPLog(0); }
 void ContextTest::ListenTo(CCSPLog& log) { new (&log) CCSPLog(200000); }
 
 ContextTest::ContextTest() : m_functions(&m_module, LeaveToItsOwner), m_cryptoki(new TELVOCryptoki(m_functions)) {
-  for (CCSPLog* log : {&g_pinCacheLog, &g_loginLog, &g_cryptokiLog, &g_objectLog, &g_sessionLog}) Silence(*log);
+  for (CCSPLog* log : {&g_pinCacheLog, &g_loginLog, &g_secretKeyLog, &g_cryptokiLog, &g_objectLog, &g_sessionLog}) {
+    Silence(*log);
+  }
   g_pinCacheManager.~PINCacheManager();
   new (&g_pinCacheManager) PINCacheManager();
   m_cryptoki->Initialize();

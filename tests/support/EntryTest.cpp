@@ -6,6 +6,7 @@
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextList.h"
 #include "objects/CCSPHashFactory.h"
+#include "objects/CCSPSecretKeyFactory.h"
 
 namespace {
 
@@ -19,13 +20,22 @@ void RestartHashFactory() {
   new (&g_hashFactory) CCSPHashFactory();
 }
 
+void RestartSecretKeyFactory(const CCSPSecretKeyFactory::Clock& clock) {
+  g_secretKeyFactory.~CCSPSecretKeyFactory();
+  new (&g_secretKeyFactory) CCSPSecretKeyFactory(g_secretKeyLog, clock);
+}
+
 }  // namespace
 
-EntryTest::EntryTest() : m_loaded(m_module) { g_cryptoWrapper = CCryptoWrapper(); }
+EntryTest::EntryTest() : m_loaded(m_module) {
+  g_cryptoWrapper = CCryptoWrapper();
+  RestartSecretKeyFactory(m_clock.Clock());
+}
 
 EntryTest::~EntryTest() {
   RestartContextList();
   RestartHashFactory();
+  RestartSecretKeyFactory(CCSPSecretKeyFactory::SystemClock());
   g_cryptoWrapper = CCryptoWrapper();
 }
 

@@ -4,6 +4,7 @@
 
 #include "ContextTest.h"
 #include "LoadedModule.h"
+#include "ScriptedClock.h"
 #include "entry/ProviderInterface.h"
 
 class EntryTest : public ContextTest {
@@ -20,4 +21,5 @@ class EntryTest : public ContextTest {
   HCRYPTPROV AcquireHandle(const char* container, DWORD flags = 0);
 
   LoadedModule m_loaded;
+  ScriptedClock m_clock;  // of the factory of session keys
 };

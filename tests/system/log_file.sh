@@ -22,6 +22,8 @@ set_log off
 set_log on
 "${run_command[@]}" "$loader" "$provider" || fail "the provider cannot be loaded with logging on"
 [ "$(starts)" = 1 ] || fail "not one start line behind the first process"
+announced=$'CCSPSecretKeyFactory Ctor - Enter   \nCCSPSecretKeyFactory Ctor - Exit   '
+[ "$(sed -n 5,6p "$log" | tr -d '\r')" = "$announced" ] || fail "the factory of session keys does not follow the start line"
 "${run_command[@]}" "$loader" "$provider"
 [ "$(starts)" = 2 ] || fail "the second process did not add its start line"
 grep -q '~Cryptoki' "$log" && fail "the provider made a module object without being asked"

@@ -16,12 +16,6 @@ class CPNotThereYetTest : public EntryTest {
 };
 
 TEST_F(CPNotThereYetTest, EachIsLoggedAndRefused) {
-  ExpectRefused("CPGenKey", CPGenKey(0, 0, 0, nullptr));
-  ExpectRefused("CPDeriveKey", CPDeriveKey(0, 0, 0, 0, nullptr));
-  ExpectRefused("CPGetUserKey", CPGetUserKey(0, 0, nullptr));
-  ExpectRefused("CPDestroyKey", CPDestroyKey(0, 0));
-  ExpectRefused("CPExportKey", CPExportKey(0, 0, 0, 0, 0, nullptr, nullptr));
-  ExpectRefused("CPImportKey", CPImportKey(0, nullptr, 0, 0, 0, nullptr));
   ExpectRefused("CPEncrypt", CPEncrypt(0, 0, 0, 0, 0, nullptr, nullptr, 0));
   ExpectRefused("CPDecrypt", CPDecrypt(0, 0, 0, 0, 0, nullptr, nullptr));
   ExpectRefused("CPGetKeyParam", CPGetKeyParam(0, 0, 0, nullptr, nullptr, 0));

@@ -1,0 +1,124 @@
+// Keys that leave the provider as blobs: public keys, and session keys encrypted with a public key.
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "common/ReverseBytes.h"
+#include "context/KeyBlobs.h"
+#include "context/TELVOCSPContext.h"
+#include "cryptoki/CryptokiError.h"
+#include "entry/CCSPContextError.h"
+#include "objects/KeyValue.h"
+
+namespace {
+
+using ReadPart = void (PublicKey::*)(BYTE*, CK_ULONG*) const;
+
+DWORD LengthOf(const PublicKey& key, ReadPart read) {
+  CK_ULONG length = 0;
+  (key.*read)(nullptr, &length);
+  return static_cast<DWORD>(length);
+}
+
+// The part with its least significant byte first.
+std::vector<BYTE> Reversed(const PublicKey& key, ReadPart read, DWORD length) {
+  std::vector<BYTE> bytes(length);
+  CK_ULONG room = length;
+  (key.*read)(bytes.data(), &room);
+  ReverseBytes(bytes.data(), length);
+  return bytes;
+}
+
+BLOBHEADER HeaderOf(BYTE type, ALG_ID algorithm) { return BLOBHEADER{type, CUR_BLOB_VERSION, 0, algorithm}; }
+
+// Required: three bytes, whatever the exponent has. Missing ones are zero.
+DWORD ExponentField(const std::vector<BYTE>& littleEndian) {
+  constexpr std::size_t kExponentBytes = 3;
+  DWORD field = 0;
+  std::memcpy(&field, littleEndian.data(), std::min(kExponentBytes, littleEndian.size()));
+  return field;
+}
+
+// Required: `*length` becomes what the module says of the encrypted key, without the header before it.
+void EncryptInto(Session& session, KeyValue& value, BYTE* out, DWORD room, DWORD* length) {
+  CK_ULONG encrypted = room;
+  try {
+    session.Encrypt(value.bytes.Data(), value.length, out, &encrypted);
+  } catch (const CryptokiError&) {
+    if (encrypted != room) *length = static_cast<DWORD>(encrypted);
+    throw;
+  }
+  *length = static_cast<DWORD>(std::min<CK_ULONG>(encrypted, room));
+}
+
+}  // namespace
+
+void TELVOCSPContext::ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) {
+  const bool ofPair = key == m_signatureKeyHandle || key == m_exchangeKeyHandle;
+  if (ofPair && m_hasPublicKey == 0) throw CCSPContextError("Public Key not found in this context", NTE_NO_KEY);
+  const PublicKey& publicKey = ofPair ? m_publicKey : *GetImportedPublicKey(key);
+
+  const DWORD modulusLength = LengthOf(publicKey, &PublicKey::GetModulus);
+  const DWORD exponentLength = LengthOf(publicKey, &PublicKey::GetPublicExponent);
+  const DWORD needed = modulusLength + static_cast<DWORD>(sizeof(PublicKeyBlobHeader));
+  if (blob == nullptr) {
+    *length = needed;
+    return;
+  }
+  if (*length < needed) throw CCSPContextError("More Data Needed for Public Key BLOB", ERROR_MORE_DATA);
+  const std::vector<BYTE> modulus = Reversed(publicKey, &PublicKey::GetModulus, modulusLength);
+  const std::vector<BYTE> exponent = Reversed(publicKey, &PublicKey::GetPublicExponent, exponentLength);
+  *length = needed;
+
+  // Required: an imported key is written as a signature key, too.
+  const PublicKeyBlobHeader header = {
+      HeaderOf(PUBLICKEYBLOB, key == m_exchangeKeyHandle ? CALG_RSA_KEYX : CALG_RSA_SIGN),
+      RSAPUBKEY{kRSAMagic, modulusLength * 8, ExponentField(exponent)}};
+  std::memcpy(blob, &header, sizeof(header));
+  std::copy(modulus.begin(), modulus.end(), blob + sizeof(header));
+}
+
+// Null when the handle is a session key's, or 0.
+const PublicKey* TELVOCSPContext::FindWrappingKey(DWORD handle) {
+  if (handle == 0) return nullptr;
+  if (handle == m_signatureKeyHandle || handle == m_exchangeKeyHandle) {
+    if (m_hasPublicKey != 0) return &m_publicKey;
+    throw CCSPContextError("Public Key for encrypting symmetric key not found in this context", NTE_BAD_PUBLIC_KEY);
+  }
+  try {
+    return GetImportedPublicKey(handle);
+  } catch (const CCSPContextError&) {
+    GetSecretKey(handle);  // or there is no such key at all
+    return nullptr;
+  }
+}
+
+void TELVOCSPContext::ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob, DWORD* length) {
+  const PublicKey* const wrappingKey = FindWrappingKey(exchangeKey);
+  const auto secretKey = GetSecretKey(key);
+  if ((secretKey->GetPermissions() & CRYPT_EXPORTABLE) == 0) {
+    throw CCSPContextError("\nCPExportKey Error: You do not have permission to export the key", NTE_BAD_PUBLIC_KEY);
+  }
+  if (wrappingKey == nullptr) {
+    throw CCSPContextError("\nCPExportKey Error: A session key is encrypted with a public key only",
+                           NTE_BAD_PUBLIC_KEY);
+  }
+  const DWORD modulusLength = LengthOf(*wrappingKey, &PublicKey::GetModulus);
+  if (blob == nullptr) {
+    *length = modulusLength + static_cast<DWORD>(sizeof(SimpleBlobHeader));
+    return;
+  }
+  Reversed(*wrappingKey, &PublicKey::GetModulus, modulusLength);
+  LoginTurn turn;
+  Login(turn);
+  KeyValue value = ReadKeyValue(*secretKey);
+  ReverseBytes(value.bytes.Data(), value.length);
+
+  const SimpleBlobHeader header = {HeaderOf(SIMPLEBLOB, secretKey->GetAlgID()), CALG_RSA_KEYX};
+  const DWORD headerRoom = std::min<DWORD>(sizeof(header), *length);
+  std::memcpy(blob, &header, headerRoom);
+  Session& session = OpenedSession();
+  session.EncryptInit(Mechanism(CKM_RSA_PKCS), *wrappingKey);
+  // Required: the encrypted key stays big-endian, although ImportKey takes a little-endian one.
+  EncryptInto(session, value, blob + headerRoom, *length - headerRoom, length);
+}

@@ -1,0 +1,130 @@
+// Keys that an application brings in: public keys, and session keys that were encrypted for the container.
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+#include "common/ReverseBytes.h"
+#include "context/KeyBlobs.h"
+#include "context/KeyTemplates.h"
+#include "context/TELVOCSPContext.h"
+#include "cryptoki/CryptokiError.h"
+#include "entry/CCSPContextError.h"
+#include "log/Logs.h"
+#include "objects/KeyValue.h"
+
+namespace {
+
+// A module that claims more for a key is not believed.
+constexpr CK_ULONG kMaxKeyLength = CK_ULONG{16} * 1024 * 1024;
+
+[[noreturn]] void FailBadBlob() { throw CCSPContextError("Blob Length is invalid", NTE_BAD_DATA); }
+
+template <typename Header>
+Header ReadHeader(const BYTE* blob, DWORD length) {
+  Header header = {};
+  if (length < sizeof(header)) FailBadBlob();
+  std::memcpy(&header, blob, sizeof(header));
+  return header;
+}
+
+WipedBuffer CopyOf(const BYTE* bytes, DWORD length) {
+  WipedBuffer copy(length);
+  std::copy_n(bytes, length, copy.Data());
+  return copy;
+}
+
+DWORD BytesOf(DWORD bits) { return bits / 8 + (bits % 8 != 0 ? 1 : 0); }
+
+KeyValue DecryptKey(Session& session, BYTE* encrypted, DWORD length) {
+  g_contextLog.WriteLine("Decrypt");
+  CK_ULONG allocated = 0;
+  session.Decrypt(encrypted, length, nullptr, &allocated);
+  if (allocated > kMaxKeyLength) throw CryptokiError(CKR_GENERAL_ERROR);
+  KeyValue plain{WipedBuffer(allocated), 0};
+  g_contextLog.WriteLine("Decrypt 2");
+  // Required: the same operation once more. The module keeps it alive over the question for the length.
+  CK_ULONG claimed = allocated;
+  session.Decrypt(encrypted, length, plain.bytes.Data(), &claimed);
+  plain.length = static_cast<DWORD>(std::min(claimed, allocated));
+  return plain;
+}
+
+}  // namespace
+
+void TELVOCSPContext::ImportKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory,
+                                DWORD flags) {
+  if (blob == nullptr || length == 0) throw CCSPContextError("Data should not be NULL", NTE_INVALID_PARAMETER);
+  if (handle == nullptr) throw CCSPContextError("Key Handle should not be NULL", NTE_INVALID_PARAMETER);
+  try {
+    switch (blob[0]) {
+      case PUBLICKEYBLOB:
+        ImportPublicKey(blob, length, handle);
+        break;
+      case SIMPLEBLOB:
+        ImportSessionKey(blob, length, handle, factory, flags);
+        break;
+      default:
+        throw CCSPContextError("Blob Type not Supported", NTE_BAD_TYPE);
+    }
+  } catch (const CryptokiError& error) {
+    throw CCSPContextError(error.GetText(), NTE_FAIL);
+  }
+}
+
+void TELVOCSPContext::ImportPublicKey(const BYTE* blob, DWORD length, DWORD* handle) {
+  const auto header = ReadHeader<PublicKeyBlobHeader>(blob, length);
+  // Required: a key that was exported as the signature key is not taken.
+  if (header.blob.aiKeyAlg != CALG_RSA_KEYX) {
+    throw CCSPContextError("\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB", NTE_BAD_ALGID);
+  }
+  const DWORD modulusLength = length - static_cast<DWORD>(sizeof(header));
+  if (modulusLength == 0 || modulusLength != BytesOf(header.key.bitlen)) FailBadBlob();
+  constexpr DWORD kKeyData = sizeof(header.blob) + offsetof(RSAPUBKEY, bitlen);
+  constexpr DWORD kExponent = sizeof(header.blob) + offsetof(RSAPUBKEY, pubexp);
+  WipedBuffer copy = CopyOf(blob, length);
+  ReverseBytes(copy.Data() + sizeof(header), modulusLength);
+  ReverseBytes(copy.Data() + kExponent, sizeof(header.key.pubexp));
+  PublicKey key;
+  CreateImportedPublicKey(key, copy.Data() + kKeyData, length - kKeyData);
+  *handle = m_importedKeys.AddKey(key);
+}
+
+// `keyData` is the bit length, the exponent and the modulus; the two latter with the most significant byte first.
+void TELVOCSPContext::CreateImportedPublicKey(PublicKey& out, const BYTE* keyData, DWORD length) {
+  constexpr DWORD kModulus = 2 * sizeof(DWORD);
+  LoginTurn turn;
+  Login(turn);
+  BYTE id[ImportedKeyParts::kIDLength] = {};
+  GenerateRandom(id, sizeof(id));
+  DWORD bits = 0;
+  std::memcpy(&bits, keyData, sizeof(bits));
+  const std::list<Attribute> attributes =
+      ImportedPublicKeyTemplate({id, keyData + kModulus, length - kModulus, bits, keyData + sizeof(bits)});
+  out = PublicKey(OpenedSession().CreateObject(attributes));
+  out.TakeAttributes(attributes);
+}
+
+void TELVOCSPContext::ImportSessionKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory,
+                                       DWORD flags) {
+  const auto header = ReadHeader<SimpleBlobHeader>(blob, length);
+  const DWORD encryptedLength = length - static_cast<DWORD>(sizeof(header));
+  WipedBuffer copy = CopyOf(blob, length);
+  BYTE* const encrypted = copy.Data() + sizeof(header);
+  // Required: as the platform writes such a blob, and not as ExportSessionKey does.
+  ReverseBytes(encrypted, encryptedLength);
+  if (m_hasPrivateKey == 0) throw CCSPContextError("Private Key does not exist in this context", NTE_BAD_KEYSET);
+  LoginTurn turn;
+  Login(turn);
+  g_contextLog.WriteLine("After Login");
+  g_contextLog.WriteLine("Decrypt Init");
+  Session& session = OpenedSession();
+  session.DecryptInit(Mechanism(CKM_RSA_PKCS), m_privateKey);
+  const KeyValue plain = DecryptKey(session, encrypted, encryptedLength);
+  g_contextLog.WriteLine("Create Secret Key");
+  g_contextLog.WriteHex("Secret Key Algorithm: ", header.blob.aiKeyAlg, true);
+  const auto key = CreateSecretKey(plain.bytes.Data(), plain.length, header.blob.aiKeyAlg, factory, turn);
+  key->SetPermissions(flags);
+  *handle = key->GetKeyID();
+  g_contextLog.WriteLine("Secret Key Created");
+  m_secretKeys.push_back(key);
+}

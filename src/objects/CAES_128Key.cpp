@@ -1,0 +1,41 @@
+#include "objects/CAES_128Key.h"
+
+#include "entry/CCSPContextError.h"
+
+namespace {
+
+constexpr DWORD kKeyLength = 16;
+constexpr DWORD kBlockLength = 16;
+constexpr DWORD kBlockBits = 128;
+constexpr DWORD kFeedbackBits = 16;
+
+}  // namespace
+
+CAES_128Key::CAES_128Key() : CCSPSecretKey(CALG_AES_128, kKeyLength, 0) {}
+CAES_128Key::~CAES_128Key() = default;
+
+void CAES_128Key::SetAlgID(DWORD /*algorithm*/) {}
+void CAES_128Key::SetBlockLength(DWORD /*bits*/) {}
+void CAES_128Key::SetKeyLength(DWORD /*length*/) {}
+
+void CAES_128Key::SetMode(DWORD mode) {
+  CCSPSecretKey::SetMode(mode);
+  switch (mode) {
+    case CRYPT_MODE_CBC:
+      return UseMode(kBlockBits, CKM_AES_CBC, kBlockLength);
+    case CRYPT_MODE_ECB:
+      return UseMode(kBlockBits, CKM_AES_ECB, 0);
+    case CRYPT_MODE_OFB:
+    case CRYPT_MODE_CFB:
+      return UseMode(kFeedbackBits, CKM_AES_CBC, kBlockLength);
+    default:
+      throw CCSPContextError("Invalid Mode specified", NTE_BAD_FLAGS);
+  }
+}
+
+void CAES_128Key::SetIV(const BYTE* iv, DWORD length) {
+  if (iv == nullptr || length != kBlockLength) {
+    throw CCSPContextError("Initial Vector should be 16 for AES Keys", NTE_BAD_DATA);
+  }
+  UseIV(iv, length);
+}

@@ -1,0 +1,334 @@
+// Keys that come in as blobs.
+#include <cstdlib>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "KeyBlobBytes.h"
+#include "KeyTest.h"
+
+namespace {
+
+using ::testing::EndsWith;
+
+class ContextImportTest : public KeyTest {
+ protected:
+  DWORD Import(const Bytes& blob, DWORD flags = 0) {
+    // Of the blob's very size, so that a sanitizer sees what is read behind it.
+    const std::unique_ptr<BYTE[]> exact(new BYTE[blob.size()]);
+    std::copy(blob.begin(), blob.end(), exact.get());
+    DWORD handle = kUntouched;
+    try {
+      m_context.ImportKey(exact.get(), static_cast<DWORD>(blob.size()), &handle, &m_factory, flags);
+    } catch (const CCSPContextError&) {
+      EXPECT_EQ(kUntouched, handle);
+      throw;
+    }
+    return handle;
+  }
+
+  static constexpr DWORD kUntouched = 0xEEEEEEEE;
+};
+
+constexpr char kBadLength[] = "Blob Length is invalid";
+
+// --- What is no blob
+
+TEST_F(ContextImportTest, ABlobIsRequired) {
+  DWORD handle = 0;
+  const BYTE byte = 6;
+  EXPECT_CONTEXT_ERROR(0x80090027, "Data should not be NULL", m_context.ImportKey(nullptr, 9, &handle, &m_factory, 0));
+  EXPECT_CONTEXT_ERROR(0x80090027, "Data should not be NULL", m_context.ImportKey(&byte, 0, &handle, &m_factory, 0));
+}
+
+TEST_F(ContextImportTest, APlaceForTheHandleIsRequired) {
+  const BYTE byte = 9;
+  EXPECT_CONTEXT_ERROR(0x80090027, "Key Handle should not be NULL",
+                       m_context.ImportKey(&byte, 1, nullptr, &m_factory, 0));
+}
+
+TEST_F(ContextImportTest, OtherTypesOfBlobsAreRefusedWhateverTheirLength) {
+  for (int type = 0; type < 256; ++type) {
+    if (type == 1 || type == 6) continue;
+    EXPECT_CONTEXT_ERROR(0x8009000A, "Blob Type not Supported", Import({static_cast<BYTE>(type)}));
+  }
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+// --- Public keys
+
+class ImportPublicKeyTest : public ContextImportTest {
+ protected:
+  const Bytes m_modulus = Counting(32, 0xA1);
+  const Bytes m_blob = PublicKeyBlob(CALG_RSA_KEYX, m_modulus);
+};
+
+TEST_F(ImportPublicKeyTest, BecomesASessionObjectOfThisTemplate) {
+  BindToPair();
+  Import(m_blob);
+  EXPECT_EQ((Calls{m_loginCall, "C_GenerateRandom(1, room 16)",
+                   "C_CreateObject(1, {CKA_CLASS=2, CKA_ID=0102030405060708090A0B0C0D0E0F10, "
+                   "CKA_LABEL=47656E6572617465... (128 bytes), "
+                   "CKA_MODULUS=A1A2A3A4A5A6A7A8A9AAABACADAEAFB0B1B2B3B4B5B6B7B8B9BABBBCBDBEBFC0, "
+                   "CKA_MODULUS_BITS=256, CKA_PUBLIC_EXPONENT=00010001, CKA_ENCRYPT=true, CKA_SIGN_RECOVER=true, "
+                   "CKA_VERIFY=true, CKA_TOKEN=false, CKA_KEY_TYPE=0, CKA_WRAP=true, CKA_VERIFY_RECOVER=true, "
+                   "CKA_MODIFIABLE=false, CKA_PRIVATE=false, CKA_NEVER_EXTRACTABLE=false, CKA_EXTRACTABLE=true, "
+                   "CKA_LOCAL=true, CKA_KEY_GEN_MECHANISM=0})"}),
+            m_module.TakeCalls());
+  EXPECT_EQ(LoginLines(), TakeLog());
+}
+
+TEST_F(ImportPublicKeyTest, HasItsLabelFilledWithZeros) {
+  BindToPair();
+  const DWORD handle = Import(m_blob);
+  Bytes label = Text("Generated Key Label");
+  label.resize(128);
+  EXPECT_EQ(label, AttributeOf(m_context.GetImportedPublicKey(handle)->GetHandle(), CKA_LABEL));
+}
+
+TEST_F(ImportPublicKeyTest, KnowsItsAttributesWithoutAskingTheModule) {
+  BindToPair();
+  PublicKey& key = *m_context.GetImportedPublicKey(Import(m_blob));
+  m_module.ForgetCalls();
+  EXPECT_EQ(CK_ULONG{256}, key.GetModulusBits());
+  EXPECT_EQ(CK_KEY_TYPE{CKK_RSA}, key.GetKeyType());
+  CK_ULONG length = 32;
+  Bytes modulus(32);
+  key.GetModulus(modulus.data(), &length);
+  EXPECT_EQ(m_modulus, modulus);
+  EXPECT_EQ(CK_ULONG{19}, key.GetAttributes().size());
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(ImportPublicKeyTest, VerifiesASignature) {
+  BindToPair();
+  PublicKey* const key = m_context.GetImportedPublicKey(Import(m_blob));
+  m_module.ForgetCalls();
+  const Bytes data = Text("abc");
+  const Bytes signature = Reversed(Joined(Joined(Bytes(28, 'S'), {0}), data));
+  m_context.Verify(data.data(), 3, signature.data(), 32, key);
+  EXPECT_EQ("C_VerifyInit(1, CKM_RSA_PKCS, 3)", m_module.TakeCalls()[1]);
+}
+
+TEST_F(ImportPublicKeyTest, NeedsNoKeyPair) {
+  BindToNewContainer();
+  EXPECT_NO_THROW(m_context.GetImportedPublicKey(Import(m_blob)));
+}
+
+TEST_F(ImportPublicKeyTest, ASecondImportIsAnotherKey) {
+  BindToPair();
+  EXPECT_NE(Import(m_blob), Import(m_blob));
+}
+
+TEST_F(ImportPublicKeyTest, AnotherAlgorithmThanKeyExchangeIsRefused) {
+  for (const unsigned algorithm : {0x2400U, 0U, 0xA401U, 0x6603U}) {
+    EXPECT_CONTEXT_ERROR(0x80090008, "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
+                         Import(PublicKeyBlob(algorithm, m_modulus)));
+  }
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(ImportPublicKeyTest, OfABlobThatIsShorterThanItsHeaderNothingIsReadBehindTheEnd) {
+  for (int length = 1; length < 20; ++length) {
+    EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(Bytes(m_blob.begin(), m_blob.begin() + length)));
+  }
+}
+
+TEST_F(ImportPublicKeyTest, WithoutAModulusItIsBadData) {
+  Bytes blob(m_blob.begin(), m_blob.begin() + 20);
+  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
+  blob[12] = blob[13] = 0;  // and its bit length says so
+  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
+}
+
+TEST_F(ImportPublicKeyTest, ABitLengthThatIsNotTheModulusIsBadData) {
+  Bytes blob = m_blob;
+  blob.pop_back();
+  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
+  blob = m_blob;
+  blob.push_back(0);
+  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
+  blob = m_blob;
+  blob[12] = 8;  // 264
+  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
+  blob = m_blob;
+  blob[12] = blob[13] = blob[14] = blob[15] = 0xFF;
+  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(ImportPublicKeyTest, ABitLengthWithinTheLastByteIsHandedOnAsItStands) {
+  BindToPair();
+  Bytes blob = m_blob;
+  blob[12] = 0xFA;  // 250 bits are 32 bytes
+  blob[13] = 0;
+  EXPECT_EQ(CK_ULONG{250}, m_context.GetImportedPublicKey(Import(blob))->GetModulusBits());
+}
+
+TEST_F(ImportPublicKeyTest, AllFourBytesOfTheExponentAreTurned) {
+  BindToPair();
+  Bytes blob = m_blob;
+  for (BYTE i = 0; i < 4; ++i) blob[16 + i] = static_cast<BYTE>(i + 1);
+  EXPECT_EQ((Bytes{4, 3, 2, 1}),
+            AttributeOf(m_context.GetImportedPublicKey(Import(blob))->GetHandle(), CKA_PUBLIC_EXPONENT));
+}
+
+TEST_F(ImportPublicKeyTest, AFailureOfTheModuleIsNteFailWithItsText) {
+  BindToPair();
+  m_module.FailNext("C_GenerateRandom", CKR_RANDOM_NO_RNG);
+  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_RANDOM_NO_RNG), Import(m_blob));
+  m_module.FailNext("C_CreateObject", CKR_DEVICE_MEMORY);
+  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_DEVICE_MEMORY), Import(m_blob));
+}
+
+TEST_F(ImportPublicKeyTest, AFailedLoginIsItsOwn) {
+  BindToPair();
+  m_module.FailNext("C_LoginExtended", CKR_DEVICE_REMOVED);
+  EXPECT_CONTEXT_ERROR(0x8010006F, "Failed to authenticate to TELVO Card", Import(m_blob));
+}
+
+TEST_F(ImportPublicKeyTest, IsDestroyedWithItsObjectWhereSessionKeysAre) {
+  BindToPair();
+  const DWORD handle = Import(m_blob);
+  m_module.ForgetCalls();
+  m_context.RemoveSecretKey(handle);
+  EXPECT_EQ((Calls{"C_DestroyObject(1, 3)"}), m_module.TakeCalls());
+  EXPECT_CONTEXT_ERROR(0x8009000D, "Key was not found in Imported Public Key List",
+                       m_context.GetImportedPublicKey(handle));
+}
+
+// --- Session keys
+
+class ImportSessionKeyTest : public ContextImportTest {
+ protected:
+  static Bytes BlobOf(unsigned algorithm, const Bytes& key) {
+    return SimpleBlob(algorithm, Reversed(EncryptedKey(key, 48)));
+  }
+  static std::string DecryptionLines(const std::string& algorithm) {
+    return Line("After Login") + Line("Decrypt Init") + Line("Decrypt") + Line("Decrypt 2") +
+           Line("Create Secret Key") + Value("Secret Key Algorithm: ", algorithm);
+  }
+};
+
+TEST_F(ImportSessionKeyTest, IsDecryptedByTheContainersKeyAndMadeAnObject) {
+  BindToPair();
+  const DWORD handle = Import(BlobOf(CALG_DES, Counting(8, 0x11)));
+  EXPECT_EQ((Calls{m_loginCall, "C_DecryptInit(1, CKM_RSA_PKCS, 2)", "C_Decrypt(1, 48 bytes, null)",
+                   "C_Decrypt(1, 48 bytes, room 8)", CreationCall("19", "1112131415161718")}),
+            m_module.TakeCalls());
+  EXPECT_EQ(LoginLines() + DecryptionLines("6601") + CreationLines() + Line("Secret Key Created"), TakeLog());
+  EXPECT_EQ(handle, m_context.GetSecretKey(handle)->GetKeyID());
+}
+
+TEST_F(ImportSessionKeyTest, HasThePermissionsOfTheFlagsAlone) {
+  BindToPair();
+  const Bytes blob = BlobOf(CALG_DES, Counting(8, 1));
+  EXPECT_EQ(0U, m_context.GetSecretKey(Import(blob, 0))->GetPermissions());
+  EXPECT_EQ(1U, m_context.GetSecretKey(Import(blob, CRYPT_EXPORTABLE))->GetPermissions());
+  EXPECT_EQ(0xFFFFFFFEU, m_context.GetSecretKey(Import(blob, 0xFFFFFFFE))->GetPermissions());
+}
+
+TEST_F(ImportSessionKeyTest, OfEveryAlgorithmThatHasAKeyTypeIsTaken) {
+  BindToPair();
+  for (const unsigned algorithm : {0x6601U, 0x6603U, 0x6609U, 0x660EU}) {
+    EXPECT_EQ(algorithm, m_context.GetSecretKey(Import(BlobOf(algorithm, Counting(16, 1))))->GetAlgID());
+  }
+}
+
+TEST_F(ImportSessionKeyTest, Aes128IsImportedThoughItCannotBeGenerated) {
+  BindToPair();
+  Import(BlobOf(CALG_AES_128, Counting(16, 1)));
+  EXPECT_EQ(CreationCall("31", "0102030405060708090A0B0C0D0E0F10"), m_module.TakeCalls().back());
+}
+
+TEST_F(ImportSessionKeyTest, OfAnotherAlgorithmIsRefusedBehindTheDecryption) {
+  BindToPair();
+  EXPECT_CONTEXT_ERROR(0x80090008, "Invalid Secret Key Algorithm ID", Import(BlobOf(CALG_AES, Counting(16, 1))));
+  EXPECT_EQ((Calls{"C_LoginExtended", "C_DecryptInit", "C_Decrypt", "C_Decrypt"}), m_module.TakeCallNames());
+  EXPECT_THAT(TakeLog(), EndsWith(Value("Secret Key Algorithm: ", "6611") + Line("Creating Non Token Secret Key") +
+                                  Line("Secret Key")));
+}
+
+TEST_F(ImportSessionKeyTest, WithoutAPrivateKeyIsRefusedWithoutALogin) {
+  BindToNewContainer();
+  EXPECT_CONTEXT_ERROR(0x80090016, "Private Key does not exist in this context",
+                       Import(BlobOf(CALG_DES, Counting(8, 1))));
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+  EXPECT_EQ("", TakeLog());
+}
+
+TEST_F(ImportSessionKeyTest, OfABlobThatIsShorterThanItsHeaderNothingIsReadBehindTheEnd) {
+  BindToPair();
+  const Bytes blob = BlobOf(CALG_DES, Counting(8, 1));
+  for (int length = 1; length < 12; ++length) {
+    EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(Bytes(blob.begin(), blob.begin() + length)));
+  }
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(ImportSessionKeyTest, OfABlobWithoutAnEncryptedKeyIsTheModulesMatter) {
+  BindToPair();
+  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_ENCRYPTED_DATA_INVALID), Import(SimpleBlob(CALG_DES, {})));
+  EXPECT_EQ("C_Decrypt(1, 0 bytes, null)", m_module.TakeCalls()[2]);
+}
+
+TEST_F(ImportSessionKeyTest, ABigEndianBlobIsTurnedTheWrongWay) {
+  BindToPair();
+  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_ENCRYPTED_DATA_INVALID),
+                       Import(SimpleBlob(CALG_DES, EncryptedKey(Counting(8, 1), 48))));
+}
+
+// Each of the module's calls may be the one that fails.
+struct FailureCase {
+  const char* name;
+  const char* entry;
+  int call;
+};
+
+class ImportFailureTest : public ImportSessionKeyTest, public ::testing::WithParamInterface<FailureCase> {};
+
+TEST_P(ImportFailureTest, IsNteFailWithTheModulesText) {
+  BindToPair();
+  m_module.FailOnCall(GetParam().entry, GetParam().call, CKR_DEVICE_REMOVED);
+  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_DEVICE_REMOVED), Import(BlobOf(CALG_DES, Counting(8, 1))));
+  EXPECT_EQ(0U, m_factory.Count());
+}
+
+constexpr FailureCase kFailures[] = {
+    {"DecryptInit", "C_DecryptInit", 1},
+    {"TheQuestionForTheLength", "C_Decrypt", 1},
+    {"TheDecryption", "C_Decrypt", 2},
+    {"TheObject", "C_CreateObject", 1},
+};
+
+INSTANTIATE_TEST_SUITE_P(Calls, ImportFailureTest, ::testing::ValuesIn(kFailures),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_F(ImportSessionKeyTest, AnAbsurdLengthIsAFailureOfTheModule) {
+  BindToPair();
+  m_module.falsifyCount = [](const std::string& entry, CK_ULONG& count) {
+    if (entry == "C_Decrypt") count = CK_UNAVAILABLE_INFORMATION;
+  };
+  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_GENERAL_ERROR), Import(BlobOf(CALG_DES, Counting(8, 1))));
+}
+
+TEST_F(ImportSessionKeyTest, ALengthThatGrowsInTheSecondCallCountsUpToWhatWasAllocated) {
+  BindToPair();
+  int call = 0;
+  m_module.falsifyCount = [&call](const std::string& entry, CK_ULONG& count) {
+    if (entry == "C_Decrypt" && ++call == 2) count = 5000;
+  };
+  const DWORD handle = Import(BlobOf(CALG_DES, Counting(8, 1)));
+  EXPECT_EQ(Counting(8, 1), ValueOf(*m_context.GetSecretKey(handle)));
+}
+
+TEST_F(ImportSessionKeyTest, ALengthThatShrinksInTheSecondCallIsTheKeys) {
+  BindToPair();
+  int call = 0;
+  m_module.falsifyCount = [&call](const std::string& entry, CK_ULONG& count) {
+    if (entry == "C_Decrypt" && ++call == 1) count = 48;
+  };
+  const DWORD handle = Import(BlobOf(CALG_DES, Counting(8, 1)));
+  EXPECT_EQ(Counting(8, 1), ValueOf(*m_context.GetSecretKey(handle)));
+}
+
+}  // namespace

@@ -1,0 +1,109 @@
+// CPDestroyKey, CPDuplicateKey.
+#include <gtest/gtest.h>
+
+#include "KeyBlobBytes.h"
+#include "KeyEntryTest.h"
+#include "cryptoki/CryptokiError.h"
+#include "objects/CCSPSecretKeyFactory.h"
+
+namespace {
+
+class CPDestroyKeyTest : public KeyEntryTest {
+ protected:
+  static std::string Begin(HCRYPTKEY key) { return FrameLines("CPDestroyKey") + Value("\thkey: \t", Hex8(key)); }
+  void ExpectDestroyed(HCRYPTKEY key) {
+    ExpectDone(CPDestroyKey(m_handle, key));
+    EXPECT_EQ(Begin(key) + Line("\nCPDestroyKey Success"), TakeLog());
+  }
+};
+
+// The factory's record destroys the same object once more, and nobody is told that the module does not know it.
+TEST_F(CPDestroyKeyTest, ASessionKeyIsDestroyedTwiceOnTheToken) {
+  const HCRYPTKEY key = MakeSessionKey();
+  ASSERT_EQ(1U, OnToken().objects.count(4));
+  ExpectDestroyed(key);
+  EXPECT_EQ((Calls{"C_DestroyObject(1, 4)", "C_DestroyObject(1, 4)"}), m_module.TakeCalls());
+  EXPECT_EQ(0U, OnToken().objects.count(4));
+  EXPECT_EQ(0U, g_secretKeyFactory.Count());
+}
+
+TEST_F(CPDestroyKeyTest, ADestroyedSessionKeyIsGone) {
+  const HCRYPTKEY key = MakeSessionKey();
+  ExpectDestroyed(key);
+  EXPECT_ANY_THROW(Context().GetSecretKey(static_cast<DWORD>(key)));
+  Forget();
+  ExpectDestroyed(key);
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(CPDestroyKeyTest, OtherKeysStay) {
+  const HCRYPTKEY first = MakeSessionKey();
+  const HCRYPTKEY second = MakeSessionKey();
+  ExpectDestroyed(first);
+  EXPECT_NO_THROW(Context().GetSecretKey(static_cast<DWORD>(second)));
+  EXPECT_EQ(1U, OnToken().objects.count(5));
+}
+
+TEST_F(CPDestroyKeyTest, AnImportedPublicKeyIsDestroyedOnce) {
+  const HCRYPTKEY key = Import(PublicKeyBlob(CALG_RSA_KEYX, Counting(32, 0xA1)));
+  ExpectDestroyed(key);
+  EXPECT_EQ((Calls{"C_DestroyObject(1, 4)"}), m_module.TakeCalls());
+  EXPECT_ANY_THROW(Context().GetImportedPublicKey(static_cast<DWORD>(key)));
+}
+
+TEST_F(CPDestroyKeyTest, AnUnknownKeyIsNothingToDo) {
+  ExpectDestroyed(0x01FFFFFF);
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(CPDestroyKeyTest, TheHandlesOfThePairAreNothingToDoEither) {
+  ExpectDestroyed(Context().GetSignatureKeyHandle());
+  ExpectDestroyed(Context().GetExchangeKeyHandle());
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+  EXPECT_EQ(1U, Context().HasPrivateKey());
+}
+
+TEST_F(CPDestroyKeyTest, AnUnknownContextIsABadUid) {
+  const HCRYPTKEY key = MakeSessionKey();
+  ExpectRefused(0x80090001, CPDestroyKey(m_unknown, key));
+  EXPECT_EQ(Begin(key) + Line("The context does not exist"), TakeLog());
+  EXPECT_EQ(1U, g_secretKeyFactory.Count());
+}
+
+TEST_F(CPDestroyKeyTest, AModuleThatDestroysNoSessionKeyIsNotTold) {
+  const HCRYPTKEY key = MakeSessionKey();
+  m_module.FailAlways("C_DestroyObject", CKR_DEVICE_REMOVED);
+  ExpectDestroyed(key);
+}
+
+TEST_F(CPDestroyKeyTest, AModuleThatDestroysNoPublicKeyIsNteFail) {
+  const HCRYPTKEY key = Import(PublicKeyBlob(CALG_RSA_KEYX, Counting(32, 0xA1)));
+  m_module.FailNext("C_DestroyObject", CKR_DEVICE_REMOVED);
+  ExpectRefused(0x80090020, CPDestroyKey(m_handle, key));
+  EXPECT_EQ(Begin(key) + Line(ErrorText(CKR_DEVICE_REMOVED)), TakeLog());
+}
+
+// --- CPDuplicateKey
+
+using CPDuplicateKeyTest = KeyEntryTest;
+
+TEST_F(CPDuplicateKeyTest, IsNotImplementedAndClearsTheHandle) {
+  HCRYPTKEY key = kUntouched;
+  DWORD reserved = 7;
+  ExpectRefused(120, CPDuplicateKey(m_unknown, 5, &reserved, 0x1A, &key));
+  EXPECT_EQ(FrameLines("CPDuplicateKey") + Value("\tdwFlags: \t", "0000001A") +
+                Line("\nCPDuplicateKey Error: Function not implemented"),
+            TakeLog());
+  EXPECT_EQ(0U, key);
+  EXPECT_EQ(7U, reserved);
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(CPDuplicateKeyTest, AHandleIsRequired) {
+  ExpectRefused(87, CPDuplicateKey(m_handle, 5, nullptr, 0, nullptr));
+  EXPECT_EQ(
+      FrameLines("CPDuplicateKey") + Value("\tdwFlags: \t", "00000000") + Line("\nCPDuplicateKey Error: phKey is NULL"),
+      TakeLog());
+}
+
+}  // namespace

@@ -1,0 +1,82 @@
+// CPGetUserKey.
+#include <gtest/gtest.h>
+
+#include "KeyEntryTest.h"
+
+namespace {
+
+constexpr char kNoPrivateKey[] =
+    "\nCPGetUserKey Error: Private Key does not exist in this context. Check if this cert has been copied to "
+    "Certificate Store";
+
+class CPGetUserKeyTest : public KeyEntryTest {
+ protected:
+  static std::string Begin(const std::string& keySpec) {
+    return FrameLines("CPGetUserKey") + Value("\tKeySpec: ", keySpec);
+  }
+};
+
+TEST_F(CPGetUserKeyTest, EachKeySpecGivesItsHandleInFull) {
+  HCRYPTKEY key = kUntouched;
+  ExpectDone(CPGetUserKey(m_handle, AT_SIGNATURE, &key));
+  EXPECT_EQ(HCRYPTKEY{Context().GetSignatureKeyHandle()}, key);
+  EXPECT_EQ(Begin("00000002") + Line("\nCPGetUserKey Success"), TakeLog());
+  key = kUntouched;
+  ExpectDone(CPGetUserKey(m_handle, AT_KEYEXCHANGE, &key));
+  EXPECT_EQ(HCRYPTKEY{Context().GetExchangeKeyHandle()}, key);
+  EXPECT_EQ(Begin("00000001") + Line("\nCPGetUserKey Success"), TakeLog());
+  EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(CPGetUserKeyTest, WithoutAPlaceForTheHandleItIsABadKeyWithoutALine) {
+  ExpectRefused(0x80090003, CPGetUserKey(m_handle, AT_SIGNATURE, nullptr));
+  EXPECT_EQ(Begin("00000002"), TakeLog());
+}
+
+TEST_F(CPGetUserKeyTest, AMissingPlaceIsToldBeforeABadKeySpec) {
+  ExpectRefused(0x80090003, CPGetUserKey(m_unknown, 0, nullptr));
+  EXPECT_EQ(Begin("00000000"), TakeLog());
+}
+
+TEST_F(CPGetUserKeyTest, AKeySpecWithoutEitherBitIsNoKeyBeforeTheContextIsLookedUp) {
+  HCRYPTKEY key = kUntouched;
+  for (const DWORD keySpec : {0U, 4U, 0xFFFFFFFCU}) {
+    ExpectRefused(0x8009000D, CPGetUserKey(m_unknown, keySpec, &key));
+    EXPECT_EQ(Begin(Hex8(keySpec)) + Line("\nCPGetUserKey Error: Invalid dwKeySpec"), TakeLog());
+  }
+  EXPECT_EQ(kUntouched, key);
+}
+
+TEST_F(CPGetUserKeyTest, AnUnknownContextIsABadUid) {
+  HCRYPTKEY key = kUntouched;
+  ExpectRefused(0x80090001, CPGetUserKey(m_unknown, 3, &key));
+  EXPECT_EQ(Begin("00000003") + Line("The context does not exist"), TakeLog());
+}
+
+TEST_F(CPGetUserKeyTest, AnotherValueWithOneOfTheBitsSucceedsAndLeavesTheHandle) {
+  for (const DWORD keySpec : {3U, 5U, 0xFFFFFFFFU}) {
+    HCRYPTKEY key = kUntouched;
+    ExpectDone(CPGetUserKey(m_handle, keySpec, &key));
+    EXPECT_EQ(kUntouched, key);
+    EXPECT_EQ(Begin(Hex8(keySpec)) + Line("\nCPGetUserKey Success"), TakeLog());
+  }
+}
+
+TEST_F(CPGetUserKeyTest, WithoutAPrivateKeyThereIsNone) {
+  const HCRYPTPROV empty = AcquireHandle("\\\\.\\Reader A\\two", CRYPT_NEWKEYSET);
+  for (const DWORD keySpec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
+    HCRYPTKEY key = kUntouched;
+    ExpectRefused(0x8009000D, CPGetUserKey(empty, keySpec, &key));
+    EXPECT_EQ(Begin(Hex8(keySpec)) + Line(kNoPrivateKey), TakeLog());
+    EXPECT_EQ(kUntouched, key);
+  }
+}
+
+TEST_F(CPGetUserKeyTest, AValueOfThreeSucceedsEvenWithoutAPair) {
+  const HCRYPTPROV empty = AcquireHandle("\\\\.\\Reader A\\two", CRYPT_NEWKEYSET);
+  HCRYPTKEY key = kUntouched;
+  ExpectDone(CPGetUserKey(empty, 3, &key));
+  EXPECT_EQ(kUntouched, key);
+}
+
+}  // namespace
