@@ -64,6 +64,34 @@ std::string TextOf(const ASN1_STRING* value) {
   return text;
 }
 
+using NameHolder = std::unique_ptr<X509_NAME, decltype(&X509_NAME_free)>;
+
+NameHolder Decode(const CERT_NAME_BLOB& name) {
+  const unsigned char* der = name.pbData;
+  return NameHolder(d2i_X509_NAME(nullptr, &der, static_cast<long>(name.cbData)), &X509_NAME_free);
+}
+
+std::string EntryText(const X509_NAME* name, int index) {
+  return TextOf(X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, index)));
+}
+
+// The value by which people know the holder of a name.
+std::string DisplayText(const X509_NAME* name) {
+  for (const int nid : {NID_commonName, NID_organizationalUnitName, NID_organizationName, NID_pkcs9_emailAddress}) {
+    const int index = X509_NAME_get_index_by_NID(name, nid, -1);
+    if (index >= 0) return EntryText(name, index);
+  }
+  return X509_NAME_entry_count(name) > 0 ? EntryText(name, 0) : std::string();
+}
+
+DWORD HandOut(const std::string& full, LPSTR text, DWORD size) {
+  if (text == nullptr || size == 0) return static_cast<DWORD>(full.size() + 1);
+  const std::size_t count = std::min<std::size_t>(full.size(), size - 1);
+  std::memcpy(text, full.data(), count);
+  text[count] = '\0';
+  return static_cast<DWORD>(count + 1);
+}
+
 std::string NameText(const X509_NAME* name, bool reversed) {
   std::vector<std::string> parts;
   for (int i = 0; i < X509_NAME_entry_count(name); ++i) {
@@ -79,13 +107,12 @@ std::string NameText(const X509_NAME* name, bool reversed) {
 }  // namespace
 
 DWORD CertNameToStrA(DWORD, PCERT_NAME_BLOB name, DWORD form, LPSTR text, DWORD size) {
-  const unsigned char* der = name->pbData;
-  const std::unique_ptr<X509_NAME, decltype(&X509_NAME_free)> decoded(
-      d2i_X509_NAME(nullptr, &der, static_cast<long>(name->cbData)), &X509_NAME_free);
+  const NameHolder decoded = Decode(*name);
   const std::string full = decoded ? NameText(decoded.get(), (form & CERT_NAME_STR_REVERSE_FLAG) != 0) : std::string();
-  if (text == nullptr || size == 0) return static_cast<DWORD>(full.size() + 1);
-  const std::size_t count = std::min<std::size_t>(full.size(), size - 1);
-  std::memcpy(text, full.data(), count);
-  text[count] = '\0';
-  return static_cast<DWORD>(count + 1);
+  return HandOut(full, text, size);
+}
+
+DWORD CertGetNameStringA(PCCERT_CONTEXT certificate, DWORD, DWORD, void*, LPSTR text, DWORD size) {
+  const NameHolder subject = Decode(certificate->pCertInfo->Subject);
+  return HandOut(subject ? DisplayText(subject.get()) : std::string(), text, size);
 }

@@ -138,6 +138,21 @@ struct RSAPUBKEY {
   DWORD bitlen;
   DWORD pubexp;
 };
+// Parameters of a key.
+constexpr DWORD KP_IV = 1;
+constexpr DWORD KP_SALT = 2;
+constexpr DWORD KP_PADDING = 3;
+constexpr DWORD KP_MODE = 4;
+constexpr DWORD KP_MODE_BITS = 5;
+constexpr DWORD KP_PERMISSIONS = 6;
+constexpr DWORD KP_ALGID = 7;
+constexpr DWORD KP_BLOCKLEN = 8;
+constexpr DWORD KP_KEYLEN = 9;
+constexpr DWORD KP_SALT_EX = 10;
+constexpr DWORD KP_EFFECTIVE_KEYLEN = 19;
+constexpr DWORD KP_CERTIFICATE = 26;
+constexpr DWORD KP_PIN_INFO = 44;
+constexpr ALG_ID CALG_RC2 = 0x6602;
 
 // Certificates and their stores (CertStore.cpp). A certificate knows its names, serial number and extensions; of the
 // other fields of CERT_INFO only the version is there. The only property is CERT_KEY_PROV_INFO_PROP_ID.
@@ -179,6 +194,7 @@ struct CERT_BASIC_CONSTRAINTS2_INFO {
 };
 
 constexpr DWORD PKCS_7_ASN_ENCODING = 0x00010000;
+constexpr DWORD CERT_NAME_SIMPLE_DISPLAY_TYPE = 4;
 constexpr DWORD CERT_KEY_PROV_INFO_PROP_ID = 2;
 constexpr DWORD CERT_STORE_ADD_REPLACE_EXISTING = 3;
 constexpr DWORD CERT_STORE_SIGNATURE_FLAG = 1;
@@ -190,6 +206,11 @@ constexpr DWORD CRYPT_E_ASN1_BADTAG = 0x8009310B;
 extern "C" {
 PCCERT_CONTEXT CertCreateCertificateContext(DWORD encoding, const BYTE* der, DWORD length);
 BOOL CertFreeCertificateContext(PCCERT_CONTEXT certificate);
+// The form CERT_NAME_SIMPLE_DISPLAY_TYPE alone, of the subject (Crypt32.cpp): the first common name, unit, organisation
+// or e-mail address, in this order, or else the first value of all. Writes at most `size` bytes with the terminating
+// zero, cutting the rest off, and returns the number of bytes with it; with a null `text` or a `size` of 0 the number
+// needed. The empty text, and so 1, when there is none.
+DWORD CertGetNameStringA(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void* parameter, LPSTR text, DWORD size);
 BOOL CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, DWORD flags, const void* data);
 // With a null `data` the size. The texts stand behind the structure.
 BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD* length);

@@ -5,6 +5,10 @@
 // An operation that needs a session raises NTE_FAIL in a context without one (CRYPT_VERIFYCONTEXT).
 #pragma once
 
+#include <list>
+#include <string>
+#include <vector>
+
 #include "common/WipeMemory.h"
 #include "context/CCSPContext.h"
 #include "cryptoki/CryptokiObjects.h"
@@ -141,6 +145,11 @@ class TELVOCSPContext : public CCSPContext {
   bool IsCachedPIN(const BYTE* pin, DWORD length, CachedPIN& cached);
   void LoginWithNewPIN(const BYTE* pin, DWORD length, const CachedPIN& cached);
   void KeepPINOfOpenLogin(const BYTE* pin, DWORD length, const CachedPIN& cached);
+
+  // WriteCertificate (TELVOCSPContextCertificate.cpp).
+  std::vector<BYTE> ReadKeyID();
+  void LabelKeys(const Attribute& label);
+  void ReplaceCertificate(Session& session, const std::list<Attribute>& attributes);
 
   std::string m_noCardPrompt = "Insert TELVO/Quillkey";
   boost::shared_ptr<Cryptoki> m_cryptoki;  // shared by all contexts

@@ -2,6 +2,7 @@
 // key of a certificate that it sees.
 #include <memory>
 
+#include "context/CertificateHolder.h"
 #include "context/KeyProviderInfo.h"
 #include "context/ObjectID.h"
 #include "context/TELVOCSPContext.h"
@@ -9,11 +10,6 @@
 #include "log/Logs.h"
 
 namespace {
-
-struct FreeCertificate {
-  void operator()(const CERT_CONTEXT* certificate) const { CertFreeCertificateContext(certificate); }
-};
-using CertificateHolder = std::unique_ptr<const CERT_CONTEXT, FreeCertificate>;
 
 struct CloseStore {
   void operator()(void* store) const { CertCloseStore(store, 0); }

@@ -59,7 +59,14 @@ BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
 BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL fFinal, DWORD dwFlags, BYTE* pbData,
                       DWORD* pcbDataLen);
 
+// A null `pbData` asks for the size in bytes; too small a buffer is ERROR_MORE_DATA, but for KP_PERMISSIONS, with
+// `*pcbDataLen` as it was. Only KP_BLOCKLEN, KP_KEYLEN, KP_CERTIFICATE and KP_PIN_INFO store the length of what they
+// wrote. A null `pcbDataLen` is ERROR_INVALID_PARAMETER.
 BOOL WINAPI CPGetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen,
                           DWORD dwFlags);
+// A null `pbData` is ERROR_INVALID_PARAMETER. How much of it is read depends on the parameter, for KP_IV and KP_SALT on
+// the key, for KP_CERTIFICATE on the DER header that it begins with.
+//
+// Required: a handle that is neither a key pair's nor a session key's gives the result 0x80090003.
 BOOL WINAPI CPSetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam, const BYTE* pbData, DWORD dwFlags);
 }

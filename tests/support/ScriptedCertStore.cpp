@@ -38,6 +38,10 @@ BOOL __real_CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD 
                                               const void* data);
 BOOL __real_CertAddCertificateContextToStore(HCERTSTORE store, PCCERT_CONTEXT certificate, DWORD disposition,
                                              PCCERT_CONTEXT* added);
+PCCERT_CONTEXT __real_CertCreateCertificateContext(DWORD encoding, const BYTE* der, DWORD length);
+BOOL __real_CertFreeCertificateContext(PCCERT_CONTEXT certificate);
+DWORD __real_CertGetNameStringA(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void* parameter, LPSTR text,
+                                DWORD size);
 }
 
 #endif
@@ -74,11 +78,31 @@ BOOL WINAPI SCRIPTED(CertAddCertificateContextToStore)(HCERTSTORE store, PCCERT_
   return REAL(CertAddCertificateContextToStore)(store, certificate, disposition, added);
 }
 
+PCCERT_CONTEXT WINAPI SCRIPTED(CertCreateCertificateContext)(DWORD encoding, const BYTE* der, DWORD length) {
+  const PCCERT_CONTEXT certificate = REAL(CertCreateCertificateContext)(encoding, der, length);
+  if (g_scripted != nullptr && certificate != nullptr) ++g_scripted->created;
+  return certificate;
+}
+
+BOOL WINAPI SCRIPTED(CertFreeCertificateContext)(PCCERT_CONTEXT certificate) {
+  if (g_scripted != nullptr && certificate != nullptr) ++g_scripted->freed;
+  return REAL(CertFreeCertificateContext)(certificate);
+}
+
+DWORD WINAPI SCRIPTED(CertGetNameStringA)(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void* parameter,
+                                          LPSTR text, DWORD size) {
+  if (IsRefused("CertGetNameStringA")) return 0;
+  return REAL(CertGetNameStringA)(certificate, type, flags, parameter, text, size);
+}
+
 #ifdef _WIN32
 void* __imp_CertOpenStore = reinterpret_cast<void*>(&ScriptedCertOpenStore);
 void* __imp_CertOpenSystemStoreA = reinterpret_cast<void*>(&ScriptedCertOpenSystemStoreA);
 void* __imp_CertSetCertificateContextProperty = reinterpret_cast<void*>(&ScriptedCertSetCertificateContextProperty);
 void* __imp_CertAddCertificateContextToStore = reinterpret_cast<void*>(&ScriptedCertAddCertificateContextToStore);
+void* __imp_CertCreateCertificateContext = reinterpret_cast<void*>(&ScriptedCertCreateCertificateContext);
+void* __imp_CertFreeCertificateContext = reinterpret_cast<void*>(&ScriptedCertFreeCertificateContext);
+void* __imp_CertGetNameStringA = reinterpret_cast<void*>(&ScriptedCertGetNameStringA);
 #endif
 
 }  // extern "C"

@@ -18,13 +18,15 @@ class ScriptedCertStore {
   ScriptedCertStore& operator=(const ScriptedCertStore&) = delete;
 
   // From now on the function fails with that last error. Known are CertOpenSystemStoreA, CertOpenStore,
-  // CertSetCertificateContextProperty and CertAddCertificateContextToStore.
+  // CertSetCertificateContextProperty, CertAddCertificateContextToStore and CertGetNameStringA.
   void Refuse(const std::string& function, DWORD code) { refused[function] = code; }
 
   std::map<std::string, DWORD> refused;
   std::vector<std::string> names;  // of the system's stores that were opened
   std::vector<HCERTSTORE> stores;
   int memoryStores = 0;  // opened by CertOpenStore
+  int created = 0;       // certificates by CertCreateCertificateContext
+  int freed = 0;         // certificates by CertFreeCertificateContext, null ones apart
 };
 
 // A certificate in a store, as a text: "One" and, when it points to a key, " -> container, provider, type, spec".

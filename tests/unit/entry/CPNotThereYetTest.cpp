@@ -18,8 +18,6 @@ class CPNotThereYetTest : public EntryTest {
 TEST_F(CPNotThereYetTest, EachIsLoggedAndRefused) {
   ExpectRefused("CPEncrypt", CPEncrypt(0, 0, 0, 0, 0, nullptr, nullptr, 0));
   ExpectRefused("CPDecrypt", CPDecrypt(0, 0, 0, 0, 0, nullptr, nullptr));
-  ExpectRefused("CPGetKeyParam", CPGetKeyParam(0, 0, 0, nullptr, nullptr, 0));
-  ExpectRefused("CPSetKeyParam", CPSetKeyParam(0, 0, 0, nullptr, 0));
 }
 
 }  // namespace

@@ -1,0 +1,153 @@
+// CPSetKeyParam: what an application tells a session key, and the certificate that it writes. A row of the table says
+// what a parameter does to a session key and what to a key pair of the context.
+#include <algorithm>
+#include <cstring>
+#include <optional>
+
+#include "context/CCSPContext.h"
+#include "entry/CCSPContextList.h"
+#include "entry/EncodedLength.h"
+#include "entry/EntryFrame.h"
+#include "entry/ProviderInterface.h"
+#include "objects/CCSPSecretKey.h"
+
+namespace {
+
+struct Call {
+  const EntryFrame& frame;
+  CCSPContext& context;
+  const BYTE* data;
+  boost::shared_ptr<CCSPSecretKey> sessionKey;  // null: a key pair
+
+  DWORD Number() const {
+    DWORD number = 0;
+    std::memcpy(&number, data, sizeof(number));
+    return number;
+  }
+};
+
+// An action either goes on to the success or ends the function with a result.
+using Outcome = std::optional<BOOL>;
+constexpr std::nullopt_t kGoOn = std::nullopt;
+
+Outcome Nothing(const Call& /*call*/) { return kGoOn; }
+
+// Required: the new IV is as long as the old one.
+Outcome SetIV(const Call& call) {
+  DWORD length = 0;
+  call.sessionKey->GetIV(nullptr, &length);
+  call.sessionKey->SetIV(call.data, length);
+  g_entryLog.WriteLine("Initial Vector Set!");
+  return kGoOn;
+}
+
+// Required: as many bytes are added as the salt has, so that this gives no key its first salt.
+Outcome AddSalt(const Call& call) {
+  DWORD length = 0;
+  call.sessionKey->GetSalt(nullptr, &length);
+  call.sessionKey->AddSalt(call.data, length);
+  return kGoOn;
+}
+
+Outcome AddSaltOfBlob(const Call& call) {
+  CRYPT_INTEGER_BLOB blob = {};
+  std::memcpy(&blob, call.data, sizeof(blob));
+  call.sessionKey->AddSalt(blob.pbData, blob.cbData);
+  return kGoOn;
+}
+
+Outcome SetPadding(const Call& call) {
+  if (call.Number() != PKCS5_PADDING) {
+    return call.frame.Refuse("\nCPSetKeyParam invalid PADDING", NTE_BAD_FLAGS);
+  }
+  if (call.sessionKey) call.sessionKey->SetPadding(PKCS5_PADDING);
+  return kGoOn;
+}
+
+Outcome SetMode(const Call& call) {
+  call.sessionKey->SetMode(call.Number());
+  return kGoOn;
+}
+
+Outcome SetModeBits(const Call& call) {
+  call.sessionKey->SetModeBits(call.Number());
+  return kGoOn;
+}
+
+Outcome SetPermissions(const Call& call) {
+  constexpr DWORD kAll = 0x3F;
+  const DWORD permissions = call.Number();
+  if ((permissions & ~kAll) != 0) {
+    g_entryLog.WriteHex("\nCPSetKeyParam Error: Invalid permission in pbData: ", permissions, true);
+    SetLastError(static_cast<DWORD>(NTE_BAD_FLAGS));
+    return FALSE;
+  }
+  if (call.sessionKey) call.sessionKey->SetPermissions(permissions);
+  return kGoOn;
+}
+
+Outcome WriteCertificate(const Call& call) {
+  call.context.WriteCertificate(call.data, EncodedLength(call.data));
+  return kGoOn;
+}
+
+struct Row {
+  DWORD param;
+  Outcome (*sessionKey)(const Call& call);
+  Outcome (*keyPair)(const Call& call);  // null: refused
+  const char* refusal;
+};
+
+// Required: what a key pair cannot have is accepted here and there, and has no effect.
+const Row kRows[] = {
+    {KP_IV, SetIV, nullptr, "CPSetKeyParam Error: KP_IV valid only on Symmetric Keys"},
+    {KP_SALT, AddSalt, nullptr, "CPSetKeyParam Error: KP_SALT valid only on Symmetric Keys"},
+    {KP_PADDING, SetPadding, SetPadding, nullptr},
+    {KP_MODE, SetMode, Nothing, nullptr},
+    {KP_MODE_BITS, SetModeBits, Nothing, nullptr},
+    {KP_PERMISSIONS, SetPermissions, SetPermissions, nullptr},
+    {KP_SALT_EX, AddSaltOfBlob, nullptr, "CPSetKeyParam Error: KP_SALT_EX valid only on Symmetric Keys"},
+    {KP_EFFECTIVE_KEYLEN, Nothing, Nothing, nullptr},
+    {KP_CERTIFICATE, WriteCertificate, WriteCertificate, nullptr},
+};
+
+BOOL Set(const Call& call, DWORD param) {
+  const auto* const row =
+      std::find_if(std::begin(kRows), std::end(kRows), [param](const Row& item) { return item.param == param; });
+  if (row == std::end(kRows)) return call.frame.Refuse("\nCPSetKeyParam Error: Bad key type", NTE_BAD_TYPE);
+  const auto action = call.sessionKey ? row->sessionKey : row->keyPair;
+  if (action == nullptr) return call.frame.Refuse(row->refusal, NTE_BAD_TYPE);
+  if (const Outcome end = action(call)) return *end;
+  return call.frame.Succeed();
+}
+
+// Required: imported keys are not looked for; the line names the other function; and the result is a number that the
+// caller takes for a success.
+Outcome FindKey(Call& call, HCRYPTKEY handle) {
+  if (handle == call.context.GetSignatureKeyHandle() || handle == call.context.GetExchangeKeyHandle()) return kGoOn;
+  try {
+    call.sessionKey = call.context.GetSecretKey(static_cast<DWORD>(handle));
+    return kGoOn;
+  } catch (const CCSPContextError& error) {
+    call.frame.Refuse("\nCPGetKeyParam Error: Key does not exist in this context ", error.GetCode());
+    return static_cast<BOOL>(NTE_BAD_KEY);
+  }
+}
+
+}  // namespace
+
+BOOL WINAPI CPSetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
+  const EntryFrame frame("CPSetKeyParam");
+  frame.LogNumber("\tdwParam: \t", dwParam);
+  frame.LogPointer("\tpbData: \t", pbData);
+  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  // Required: the line names the other function.
+  if (dwFlags != 0) return frame.Refuse("\nCPGetKeyParam Error: Invalid dwFlags ", NTE_BAD_FLAGS);
+  if (pbData == nullptr) return frame.RefuseNull("pbData");
+  return frame.Protect([&]() -> BOOL {
+    const auto context = g_contextList.FindContext(hProv);
+    Call call = {frame, *context, pbData, {}};
+    if (const Outcome end = FindKey(call, hKey)) return *end;
+    return Set(call, dwParam);
+  });
+}
