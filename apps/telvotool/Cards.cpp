@@ -71,6 +71,12 @@ std::vector<std::string> ReadersWithCard(const std::string& name) {
   return names;
 }
 
+std::string OnlyReaderWithCard(const std::string& name) {
+  const std::vector<std::string> names = ReadersWithCard(name);
+  if (names.size() > 1) throw UsageError("several cards are in: name the reader by --reader");
+  return names[0];
+}
+
 std::string TriesText(const std::string& reader) {
   for (const Reader& candidate : ListReaders()) {
     if (!candidate.card || (!reader.empty() && candidate.name != reader)) continue;

@@ -31,6 +31,9 @@ std::vector<Reader> ListReaders();
 // none.
 std::vector<std::string> ReadersWithCard(const std::string& name);
 
+// The same, when it must be one; with several UsageError.
+std::string OnlyReaderWithCard(const std::string& name);
+
 // "2 tries are left", "the PIN is locked" or nothing, for the card in `reader`; of the only card when `reader` is
 // empty.
 std::string TriesText(const std::string& reader);

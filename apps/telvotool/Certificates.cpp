@@ -30,6 +30,14 @@ StoreHandle OpenMy() {
   return store;
 }
 
+void ForEachOwnIn(const StoreHandle& store, const std::function<void(PCCERT_CONTEXT, const std::string&)>& take) {
+  PCCERT_CONTEXT certificate = nullptr;
+  while ((certificate = CertEnumCertificatesInStore(store.Get(), certificate)) != nullptr) {
+    const std::string container = OwnContainer(certificate);
+    if (!container.empty()) take(certificate, container);
+  }
+}
+
 // What PEM holds between its lines, or the bytes themselves.
 Bytes WithoutPem(const Bytes& content) {
   const auto* const text = reinterpret_cast<const char*>(content.data());
@@ -102,17 +110,14 @@ void Propagate(const std::string& reader) {
 
 void ForEachOwn(const std::function<void(PCCERT_CONTEXT, const std::string&)>& take) {
   const StoreHandle store = OpenMy();
-  PCCERT_CONTEXT certificate = nullptr;
-  while ((certificate = CertEnumCertificatesInStore(store.Get(), certificate)) != nullptr) {
-    const std::string container = OwnContainer(certificate);
-    if (!container.empty()) take(certificate, container);
-  }
+  ForEachOwnIn(store, take);
 }
 
 unsigned ForgetOwn(const std::string& container) {
+  const StoreHandle store = OpenMy();
   // Not while the store is walked: the walk goes on from the certificate that it stands at.
   std::vector<PCCERT_CONTEXT> found;
-  ForEachOwn([&](PCCERT_CONTEXT certificate, const std::string& name) {
+  ForEachOwnIn(store, [&](PCCERT_CONTEXT certificate, const std::string& name) {
     if (name == container) found.push_back(CertDuplicateCertificateContext(certificate));
   });
   unsigned gone = 0;

@@ -28,11 +28,10 @@ PinChange ChangePinIn(const std::string& reader) {
 }  // namespace
 
 int ChangePin(const Options& options) {
-  const std::vector<std::string> readers = ReadersWithCard(options.Value("--reader"));
-  if (readers.size() > 1) throw UsageError("several cards are in: name the reader by --reader");
-  switch (ChangePinIn(readers[0])) {
+  const std::string reader = OnlyReaderWithCard(options.Value("--reader"));
+  switch (ChangePinIn(reader)) {
     case PinChange::kChanged:
-      std::printf("changed: the PIN of the card in %s\n", readers[0].c_str());
+      std::printf("changed: the PIN of the card in %s\n", reader.c_str());
       return kDone;
     case PinChange::kCancelled:
       throw Failure("the PIN was not changed", kPinProblem, "the dialog was cancelled, or the card refused the PIN");

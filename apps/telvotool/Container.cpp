@@ -4,6 +4,7 @@
 
 #include "telvotool/Cards.h"
 #include "telvotool/Errors.h"
+#include "telvotool/Registry.h"
 
 namespace tool {
 
@@ -12,7 +13,12 @@ const char kProviderName[] = "Brenholt Devices CSP v4.5";
 namespace {
 
 void GivePin(HCRYPTPROV provider, const Pin& pin, const std::string& reader) {
-  if (!pin || CryptSetProvParam(provider, PP_KEYEXCHANGE_PIN, pin->Data(), 0) != FALSE) return;
+  if (!pin) return;
+  if (!ReadProductSettings().pinCache) {
+    throw Failure("the PIN cache is off (PINCACHE is 0), and the provider would ask in a dialog", kPinProblem,
+                  "set PINCACHE to 1, or leave out --pin-file and --pin-stdin");
+  }
+  if (CryptSetProvParam(provider, PP_KEYEXCHANGE_PIN, pin->Data(), 0) != FALSE) return;
   const DWORD code = GetLastError();
   const std::string tries = TriesText(reader);
   if (tries.empty()) throw Failure("the PIN was not accepted", code);
@@ -72,8 +78,11 @@ Container OpenContainer(const Target& target, const Pin& pin) {
 
 ProviderHandle NewContainer(const Target& target, const Pin& pin) {
   CheckNewName(target.name);
-  ProviderHandle provider = Acquire(target.FullName(), CRYPT_NEWKEYSET | (pin ? CRYPT_SILENT : 0),
-                                    "the container \"" + target.name + "\" cannot be made");
+  // The provider makes nothing new in a silent context. With the reader named it asks nothing either.
+  Target named = target;
+  if (pin) named.reader = OnlyReaderWithCard(target.reader);
+  ProviderHandle provider =
+      Acquire(named.FullName(), CRYPT_NEWKEYSET, "the container \"" + target.name + "\" cannot be made");
   GivePin(provider.Get(), pin, target.reader);
   return provider;
 }

@@ -4,7 +4,6 @@
 #include <winscard.h>
 
 #include "cryptoki/CryptokiError.h"
-#include "log/ProductKey.h"
 #include "telvotool/Cards.h"
 #include "telvotool/Certificates.h"
 #include "telvotool/Commands.h"
@@ -33,7 +32,7 @@ class Report {
 
  private:
   static void Print(const char* level, const std::string& subject, const std::string& text) {
-    std::printf("%-5s%s: %s\n", level, subject.c_str(), text.c_str());
+    std::printf("%-4s  %s: %s\n", level, subject.c_str(), text.c_str());
   }
 
   bool m_failed = false;
@@ -146,27 +145,17 @@ void CheckReaders(Report& report) {
   }
 }
 
-std::optional<std::string> ProductSetting(const char* name) {
-  HKEY key = nullptr;
-  if (!OpenProductKey(&key)) return std::nullopt;
-  return ReadText(RegistryKey(key), name);
-}
-
-void CheckLog(Report& report) {
-  const bool on = std::atoi(ProductSetting("CSPLOG").value_or("0").c_str()) != 0;
-  const std::string path = ProductSetting("CSPDIR").value_or("");
-  if (!on) {
+void CheckSettings(Report& report) {
+  const ProductSettings settings = ReadProductSettings();
+  if (!settings.log) {
     report.Ok("log", "off");
-  } else if (path.empty()) {
+  } else if (settings.logFile.empty()) {
     report.Warn("log", "on, without a file", "\"telvotool log on PATH\", or \"telvotool log off\"");
   } else {
-    report.Warn("log", "on, " + path, "data stands there in clear: \"telvotool log off\" when you are done");
+    report.Warn("log", "on, " + settings.logFile,
+                "data stands there in clear: \"telvotool log off\" when you are done");
   }
-}
-
-void CheckPinCache(Report& report) {
-  const std::optional<std::string> setting = ProductSetting("PINCACHE");
-  if (!setting || std::atoi(setting->c_str()) != 0) {
+  if (settings.pinCache) {
     report.Ok("PIN cache", "on");
   } else {
     report.Warn("PIN cache", "off: every operation asks for the PIN, and --pin-file cannot answer",
@@ -178,7 +167,7 @@ void CheckDefault(Report& report, DWORD whose, const std::string& subject) {
   char name[300] = {};
   DWORD length = sizeof(name);
   if (CryptGetDefaultProviderA(PROV_RSA_FULL, nullptr, whose, name, &length) == FALSE) {
-    report.Warn(subject, "there is none: " + CodeText(GetLastError()), "programs that name no provider fail");
+    report.Ok(subject, "none");
   } else if (std::string(name) == kProviderName) {
     report.Warn(subject, "it is this provider", "programs that name no provider would ask for a card: set another one");
   } else {
@@ -216,8 +205,7 @@ int Doctor(const Options&) {
   CheckProvider(report);
   CheckSmartCardService(report);
   if (CheckModule(report)) CheckReaders(report);
-  CheckLog(report);
-  CheckPinCache(report);
+  CheckSettings(report);
   CheckDefault(report, CRYPT_MACHINE_DEFAULT, "default provider of type 1 of this computer");
   CheckDefault(report, CRYPT_USER_DEFAULT, "default provider of type 1 of this user");
   CheckCertificates(report);

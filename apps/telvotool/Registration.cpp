@@ -39,11 +39,9 @@ std::string LogPath(const std::string& given) {
 }
 
 void PrintLogSetting() {
-  HKEY existing = nullptr;
-  const RegistryKey key(OpenProductKey(&existing) ? existing : nullptr);
-  const std::string number = key ? ReadText(key, "CSPLOG").value_or("0") : "0";
-  const std::string path = key ? ReadText(key, "CSPDIR").value_or("") : "";
-  std::printf("log: %s, file: %s\n", std::atoi(number.c_str()) != 0 ? "on" : "off", path.empty() ? "-" : path.c_str());
+  const ProductSettings settings = ReadProductSettings();
+  std::printf("log: %s, file: %s\n", settings.log ? "on" : "off",
+              settings.logFile.empty() ? "-" : settings.logFile.c_str());
 }
 
 }  // namespace

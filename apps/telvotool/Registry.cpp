@@ -1,7 +1,9 @@
 #include "telvotool/Registry.h"
 
+#include <cstdlib>
 #include <vector>
 
+#include "log/ProductKey.h"
 #include "telvotool/Errors.h"
 
 namespace tool {
@@ -33,7 +35,7 @@ RegistryKey CreateForWriting(const std::string& path) {
 
 std::optional<std::string> ReadText(const RegistryKey& key, const char* name) {
   DWORD length = 0;
-  constexpr DWORD kTypes = RRF_RT_REG_SZ | RRF_RT_REG_EXPAND_SZ;
+  constexpr DWORD kTypes = RRF_RT_REG_SZ;  // a text with variables comes expanded under this type
   if (RegGetValueA(key.Get(), nullptr, name, kTypes, nullptr, nullptr, &length) != ERROR_SUCCESS) return std::nullopt;
   std::vector<char> text(length + 1);
   if (RegGetValueA(key.Get(), nullptr, name, kTypes, nullptr, text.data(), &length) != ERROR_SUCCESS)
@@ -58,6 +60,17 @@ void WriteText(const RegistryKey& key, const char* name, const std::string& text
 void WriteNumber(const RegistryKey& key, const char* name, DWORD number) {
   RequireWritten(RegSetValueExA(key.Get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof(number)),
                  name);
+}
+
+ProductSettings ReadProductSettings() {
+  ProductSettings settings;
+  HKEY handle = nullptr;
+  if (!OpenProductKey(&handle)) return settings;
+  const RegistryKey key(handle);
+  settings.log = std::atoi(ReadText(key, "CSPLOG").value_or("0").c_str()) != 0;
+  settings.logFile = ReadText(key, "CSPDIR").value_or("");
+  settings.pinCache = std::atoi(ReadText(key, "PINCACHE").value_or("1").c_str()) != 0;
+  return settings;
 }
 
 }  // namespace tool
