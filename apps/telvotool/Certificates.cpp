@@ -38,6 +38,10 @@ void ForEachOwnIn(const StoreHandle& store, const std::function<void(PCCERT_CONT
   }
 }
 
+// Writes a store's changes now. Some platforms write them when the store goes with its last certificate, or never. Where
+// there is nothing to commit the call fails, and that is no failure.
+void Commit(HCERTSTORE store) { CertControlStore(store, 0, CERT_STORE_CTRL_COMMIT, nullptr); }
+
 // What PEM holds between its lines, or the bytes themselves.
 Bytes WithoutPem(const Bytes& content) {
   const auto* const text = reinterpret_cast<const char*>(content.data());
@@ -105,7 +109,8 @@ void Propagate(const std::string& reader) {
   Require(CryptGetProvParam(provider.Get(), PP_USER_CERTSTORE, reinterpret_cast<BYTE*>(&store), &length, 0),
           "the certificates cannot be copied into MY");
   if (store == nullptr) throw Failure("the store MY cannot be opened", kFailed, "");
-  CertCloseStore(store, 0);
+  const StoreHandle closer(store);
+  Commit(store);
 }
 
 void ForEachOwn(const std::function<void(PCCERT_CONTEXT, const std::string&)>& take) {
@@ -124,6 +129,7 @@ unsigned ForgetOwn(const std::string& container) {
   for (PCCERT_CONTEXT const certificate : found) {
     if (CertDeleteCertificateFromStore(certificate) != FALSE) ++gone;
   }
+  Commit(store.Get());
   return gone;
 }
 

@@ -1,7 +1,9 @@
 // sign and verify: detached CMS messages.
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <iterator>
+#include <vector>
 
 #include "telvotool/Certificates.h"
 #include "telvotool/Commands.h"
@@ -79,6 +81,51 @@ Bytes SignatureOf(const std::string& path, const Container& container, PCCERT_CO
   return der;
 }
 
+// What a message says of one of its signers; the structure lies at the beginning of the bytes.
+class SignerInfo {
+ public:
+  SignerInfo(const Bytes& signature, DWORD index) {
+    constexpr char kWhat[] = "NOT valid: no signed message";
+    const MessageHandle message(CryptMsgOpenToDecode(kEncoding, CMSG_DETACHED_FLAG, 0, 0, nullptr, nullptr));
+    Require(CryptMsgUpdate(message.Get(), signature.data(), static_cast<DWORD>(signature.size()), TRUE), kWhat);
+    DWORD length = 0;
+    Require(CryptMsgGetParam(message.Get(), CMSG_SIGNER_INFO_PARAM, index, nullptr, &length), kWhat);
+    m_buffer.resize(length / sizeof(std::uint64_t) + 1);
+    Require(CryptMsgGetParam(message.Get(), CMSG_SIGNER_INFO_PARAM, index, m_buffer.data(), &length), kWhat);
+  }
+  CMSG_SIGNER_INFO* operator->() { return reinterpret_cast<CMSG_SIGNER_INFO*>(m_buffer.data()); }
+
+ private:
+  std::vector<std::uint64_t> m_buffer;  // aligned for the structure
+};
+
+Bytes HashOf(const Bytes& content, const char* oid) {
+  Bytes hash(64);
+  auto length = static_cast<DWORD>(hash.size());
+  Require(CryptHashCertificate(0, CertOIDToAlgId(oid), 0, content.data(), static_cast<DWORD>(content.size()),
+                               hash.data(), &length),
+          "the content cannot be hashed");
+  hash.resize(length);
+  return hash;
+}
+
+// A signature with attributes signs these, and one of them is the hash of the content. Not every platform looks whether
+// it is the hash of this content.
+void RequireContentIsSigned(const Bytes& signature, DWORD index, const Bytes& content) {
+  SignerInfo signer(signature, index);
+  if (signer->AuthAttrs.cAttr == 0) return;
+  const CRYPT_ATTRIBUTE* const attribute =
+      CertFindAttribute(szOID_RSA_messageDigest, signer->AuthAttrs.cAttr, signer->AuthAttrs.rgAttr);
+  // An OCTET STRING of less than 128 bytes.
+  Bytes expected = HashOf(content, signer->HashAlgorithm.pszObjId);
+  expected.insert(expected.begin(), {0x04, static_cast<BYTE>(expected.size())});
+  if (attribute == nullptr || attribute->cValue != 1 ||
+      !std::equal(expected.begin(), expected.end(), attribute->rgValue[0].pbData,
+                  attribute->rgValue[0].pbData + attribute->rgValue[0].cbData)) {
+    throw Failure("NOT valid", static_cast<DWORD>(CRYPT_E_HASH_VALUE));
+  }
+}
+
 // The certificate of a signer, after his signature over the content was found good. Raises Failure when it is not.
 CertificateHandle VerifiedSigner(DWORD index, const Bytes& signature, const Bytes& content) {
   CRYPT_VERIFY_MESSAGE_PARA parameters = {};
@@ -91,6 +138,7 @@ CertificateHandle VerifiedSigner(DWORD index, const Bytes& signature, const Byte
                                           parts, lengths, certificate.Receive()) == FALSE) {
     throw Failure("NOT valid", GetLastError());
   }
+  RequireContentIsSigned(signature, index, content);
   return certificate;
 }
 
