@@ -278,7 +278,7 @@ says 'warn  certificate CN=second: its container "second" is not there'
 
 echo "without a dialog and without a PIN"
 # There is no screen, and nobody to cancel: the login fails at once.
-TELVO_DISPLAY=none expect 4 sign text --container signing
+TELVO_DISPLAY=none expect 1 sign text --container signing
 
 echo "the log"
 expect 0 log
