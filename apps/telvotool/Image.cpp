@@ -62,10 +62,4 @@ void RequireLibrary(const std::string& path) {
   }
 }
 
-std::string OwnFolder() {
-  std::wstring path(32768, L'\0');
-  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-  return Narrow(path.substr(0, path.find_last_of(L'\\')));
-}
-
 }  // namespace tool

@@ -23,7 +23,4 @@ std::string FindLibrary(const std::string& name);
 // Raises a Failure, with what to do, when the file is not there or is no 64-bit library.
 void RequireLibrary(const std::string& path);
 
-// The folder of this program, without a backslash behind it.
-std::string OwnFolder();
-
 }  // namespace tool

@@ -21,7 +21,7 @@ constexpr Option kOptions[] = {
     {"--out", "FILE", "where the result goes"},
     {"--signature", "FILE", "the signature; FILE.p7s when not given"},
     {"--signer", "FILE", "accept no signature but one by this certificate (DER or PEM)"},
-    {"--dll", "PATH", "the provider's library; telvocsp.dll beside this program when not given"},
+    {"--dll", "PATH", "the provider's library; the one beside this program or in the system folder when not given"},
     {"--yes", nullptr, "do not ask"},
     {"--help", nullptr, "show the help of the command"},
 };

@@ -47,7 +47,11 @@ void PrintLogSetting() {
 }  // namespace
 
 int Register(const Options& options) {
-  const std::string given = options.Value("--dll", OwnFolder() + "\\telvocsp.dll");
+  const std::string given = options.Value("--dll", FindLibrary("telvocsp.dll"));
+  if (given.empty()) {
+    throw Failure("telvocsp.dll is neither beside this program nor in the system folder", kNotThere,
+                  "give its path by --dll");
+  }
   const std::string path = Narrow(std::filesystem::absolute(std::filesystem::path(Wide(given))).wstring());
   RequireLibrary(path);
   const RegistryKey key = CreateForWriting(kProviderPath);
