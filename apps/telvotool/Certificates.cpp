@@ -38,8 +38,8 @@ void ForEachOwnIn(const StoreHandle& store, const std::function<void(PCCERT_CONT
   }
 }
 
-// Writes a store's changes now. Some platforms write them when the store goes with its last certificate, or never. Where
-// there is nothing to commit the call fails, and that is no failure.
+// Writes a store's changes now. Some platforms write them when the store goes with its last certificate, or never.
+// Where there is nothing to commit the call fails, and that is no failure.
 void Commit(HCERTSTORE store) { CertControlStore(store, 0, CERT_STORE_CTRL_COMMIT, nullptr); }
 
 // What PEM holds between its lines, or the bytes themselves.
