@@ -71,17 +71,13 @@ NameHolder Decode(const CERT_NAME_BLOB& name) {
   return NameHolder(d2i_X509_NAME(nullptr, &der, static_cast<long>(name.cbData)), &X509_NAME_free);
 }
 
-std::string EntryText(const X509_NAME* name, int index) {
-  return TextOf(X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, index)));
-}
-
 // The value by which people know the holder of a name.
 std::string DisplayText(const X509_NAME* name) {
   for (const int nid : {NID_commonName, NID_organizationalUnitName, NID_organizationName, NID_pkcs9_emailAddress}) {
     const int index = X509_NAME_get_index_by_NID(name, nid, -1);
-    if (index >= 0) return EntryText(name, index);
+    if (index >= 0) return TextOf(X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, index)));
   }
-  return X509_NAME_entry_count(name) > 0 ? EntryText(name, 0) : std::string();
+  return std::string();
 }
 
 DWORD HandOut(const std::string& full, LPSTR text, DWORD size) {

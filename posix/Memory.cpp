@@ -24,7 +24,7 @@ Reservations& TheReservations() {
 }
 
 LPVOID Reserve(std::size_t size) {
-  const LPVOID memory = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  void* const memory = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (memory == MAP_FAILED) return nullptr;
   const std::lock_guard<std::mutex> lock(TheReservations().mutex);
   TheReservations().sizes[memory] = size;
@@ -40,7 +40,7 @@ LPVOID Commit(LPVOID address, std::size_t size) {
 }  // namespace
 
 LPVOID VirtualAlloc(LPVOID address, std::size_t size, DWORD type, DWORD /*protection*/) {
-  const LPVOID memory = type == MEM_COMMIT ? Commit(address, size) : Reserve(size);
+  void* const memory = type == MEM_COMMIT ? Commit(address, size) : Reserve(size);
   if (memory == nullptr) SetLastError(ERROR_NOT_ENOUGH_MEMORY);
   return memory;
 }

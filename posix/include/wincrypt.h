@@ -138,6 +138,7 @@ struct RSAPUBKEY {
   DWORD bitlen;
   DWORD pubexp;
 };
+
 // Parameters of a key.
 constexpr DWORD KP_IV = 1;
 constexpr DWORD KP_SALT = 2;
@@ -206,10 +207,10 @@ constexpr DWORD CRYPT_E_ASN1_BADTAG = 0x8009310B;
 extern "C" {
 PCCERT_CONTEXT CertCreateCertificateContext(DWORD encoding, const BYTE* der, DWORD length);
 BOOL CertFreeCertificateContext(PCCERT_CONTEXT certificate);
-// The form CERT_NAME_SIMPLE_DISPLAY_TYPE alone, of the subject (Crypt32.cpp): the first common name, unit, organisation
-// or e-mail address, in this order, or else the first value of all. Writes at most `size` bytes with the terminating
-// zero, cutting the rest off, and returns the number of bytes with it; with a null `text` or a `size` of 0 the number
-// needed. The empty text, and so 1, when there is none.
+// The form CERT_NAME_SIMPLE_DISPLAY_TYPE alone, and of the subject alone (Crypt32.cpp): the first common name, unit,
+// organisation or e-mail address, in this order. Writes at most `size` bytes with the terminating zero, cutting the
+// rest off, and returns the number of bytes with it; with a null `text` or a `size` of 0 the number needed. The empty
+// text, and so 1, when there is none.
 DWORD CertGetNameStringA(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void* parameter, LPSTR text, DWORD size);
 BOOL CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, DWORD flags, const void* data);
 // With a null `data` the size. The texts stand behind the structure.

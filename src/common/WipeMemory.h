@@ -3,6 +3,7 @@
 
 #include "common/Platform.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <utility>
@@ -36,3 +37,10 @@ class WipedBuffer {
   std::unique_ptr<BYTE[]> m_bytes;
   std::size_t m_length;
 };
+
+// A copy of `length` bytes; of a null `data`, of none.
+inline WipedBuffer WipedCopy(const BYTE* data, std::size_t length) {
+  WipedBuffer copy(data != nullptr ? length : 0);
+  if (copy.Length() != 0) std::copy_n(data, length, copy.Data());
+  return copy;
+}

@@ -69,10 +69,14 @@ class CCSPContext {
   virtual void Reserved() = 0;
   // NTE_NO_KEY when there is none.
   virtual boost::shared_ptr<CCSPSecretKey> GetSecretKey(DWORD handle);
+  // What the token's certificate object holds of a certificate; an attribute without type and value for null.
   virtual Attribute GetCertIssuer(PCCERT_CONTEXT certificate) = 0;
   virtual Attribute GetCertSerialNumber(PCCERT_CONTEXT certificate) = 0;
   virtual Attribute GetCertSubject(PCCERT_CONTEXT certificate) = 0;
   virtual Attribute GetCertLabel(PCCERT_CONTEXT certificate) = 0;
+  // Writes a certificate to the token in the place of the container's, and its label to the container's keys, whose
+  // CKA_ID it takes: CKR_ARGUMENTS_BAD without a private key. Null or a zero length is nothing to do. After a failure
+  // to write the container has no certificate.
   virtual void WriteCertificate(const BYTE* der, DWORD length) = 0;
   // Random bytes of the token. Null or a zero length is nothing to do.
   virtual void GenerateRandom(BYTE* buffer, DWORD length) = 0;

@@ -26,7 +26,7 @@ boost::shared_ptr<CCSPHash> HashOfPad(CCSPHashFactory& factory, ALG_ID algorithm
   std::fill_n(pad.Data(), kPadLength, filling);
   const std::size_t count = std::min(kPadLength, value.Length());
   for (std::size_t i = 0; i < count; ++i) pad.Data()[i] ^= value.Data()[i];
-  const auto hash = factory.CreateHash(algorithm, session);
+  auto hash = factory.CreateHash(algorithm, session);
   hash->AddData(pad.Data(), kPadLength);
   return hash;
 }
@@ -64,7 +64,7 @@ boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::DeriveKey(const boost::shared_
     WipedBuffer bytes(length);
     std::copy_n(material.Data(), std::min<std::size_t>(length, material.Length()), bytes.Data());
     LoginTurn turn;  // no other thread logs the token out before the object is made
-    const auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory, turn);
+    auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory, turn);
     m_secretKeys.push_back(key);
     return key;
   } catch (const CryptokiError& error) {

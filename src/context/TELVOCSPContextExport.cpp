@@ -35,7 +35,8 @@ BLOBHEADER HeaderOf(BYTE type, ALG_ID algorithm) { return BLOBHEADER{type, CUR_B
 DWORD ExponentField(const std::vector<BYTE>& littleEndian) {
   constexpr std::size_t kExponentBytes = 3;
   DWORD field = 0;
-  std::memcpy(&field, littleEndian.data(), std::min(kExponentBytes, littleEndian.size()));
+  for (std::size_t i = std::min(kExponentBytes, littleEndian.size()); i > 0; --i)
+    field = field << 8U | littleEndian[i - 1];
   return field;
 }
 

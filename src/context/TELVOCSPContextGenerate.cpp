@@ -99,7 +99,7 @@ boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::CreateSecretKey(const BYTE* ke
   const CryptokiObject object = session.CreateObject(attributes);
   g_contextLog.WriteLine("Object Created");
   g_contextLog.WriteLine("Get Instance");
-  const auto key = [&] {
+  auto key = [&] {
     // A new key may have to wait for its id.
     const LoginTurn::Pause pause(turn);
     return factory->CreateSecretKey(algorithm, &session, object.GetHandle());

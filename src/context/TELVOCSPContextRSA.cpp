@@ -3,7 +3,6 @@
 //
 // The platform's numbers are little-endian, the module's big-endian; the four operations are not alike in where they
 // turn the bytes round.
-#include <algorithm>
 #include <vector>
 
 #include "common/ReverseBytes.h"
@@ -16,13 +15,6 @@
 namespace {
 
 Mechanism RsaPkcs() { return Mechanism(CKM_RSA_PKCS); }
-
-// A copy that is wiped: message or key may be in it. Empty for no data.
-WipedBuffer CopyOf(const BYTE* data, DWORD length) {
-  WipedBuffer copy(data != nullptr ? length : 0);
-  if (copy.Length() != 0) std::copy_n(data, length, copy.Data());
-  return copy;
-}
 
 // Null for a copy of nothing: the module sees that there is no input.
 BYTE* Input(WipedBuffer& copy) { return copy.Length() == 0 ? nullptr : copy.Data(); }
@@ -71,8 +63,8 @@ void TELVOCSPContext::Encrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWO
   LoginTurn turn;
   Login(turn);
   Session& session = OpenedSession();
-  // `data` and `out` may be the same buffer.
-  WipedBuffer copy = CopyOf(data, dataLength);
+  // `data` and `out` may be the same buffer. Message or key may be in it.
+  WipedBuffer copy = WipedCopy(data, dataLength);
   try {
     session.EncryptInit(RsaPkcs(), m_publicKey);
     // Required: the result stays big-endian, although Decrypt takes a little-endian one.
@@ -87,7 +79,7 @@ void TELVOCSPContext::Decrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWO
   LoginTurn turn;
   Login(turn);
   Session& session = OpenedSession();
-  WipedBuffer copy = CopyOf(data, dataLength);
+  WipedBuffer copy = WipedCopy(data, dataLength);
   ReverseBytes(copy.Data(), static_cast<DWORD>(copy.Length()));
   try {
     session.DecryptInit(RsaPkcs(), m_privateKey);

@@ -247,11 +247,12 @@ const AskRow kAskRows[] = {
     {KP_PIN_INFO, Do(AskFixed<sizeof(PinInfo)>), Do(AskFixed<sizeof(PinInfo)>)},
 };
 
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): in the order in which a row is read
 struct ReadRow {
-  DWORD param;
-  Action sessionKey;
-  Action otherKey;
-  const char* tooSmall;
+  DWORD param = 0;
+  Action sessionKey = {};
+  Action otherKey = {};
+  const char* tooSmall = nullptr;
   DWORD tooSmallCode = ERROR_MORE_DATA;
 };
 

@@ -72,7 +72,7 @@ Outcome WriteWord(Call& call) {
 // Names.
 
 void TakeText(Call& call, const std::string& text) {
-  call.text = text.c_str();  // up to the first zero byte
+  call.text = text.substr(0, text.find('\0'));  // up to the first zero byte
   call.size = static_cast<DWORD>(call.text.size() + 1);
 }
 
@@ -318,7 +318,7 @@ void WriteStoreHandle(Call& call, HCERTSTORE store) {
 // Required: a store that does not open is a null handle and no failure.
 Outcome WriteUserStore(Call& call) {
   g_entryLog.WriteLine("\nCPGetProvParam: Requesting User Cert Store Handle");
-  const HCERTSTORE store = CertOpenSystemStoreA(0, "MY");
+  auto* const store = CertOpenSystemStoreA(0, "MY");
   g_userStore = store;
   if (store == nullptr) {
     const DWORD code = GetLastError();
@@ -335,7 +335,7 @@ Outcome WriteUserStore(Call& call) {
 
 Outcome WriteRootStore(Call& call) {
   g_entryLog.WriteLine("\nCPGetProvParam: Requesting Root Cert Store Handle");
-  const HCERTSTORE store = CertOpenSystemStoreA(0, "ROOT");
+  auto* const store = CertOpenSystemStoreA(0, "ROOT");
   g_rootStore = store;
   if (store == nullptr) {
     return call.frame.Refuse("\nCPGetProvParam Error: Requesting Cert Root Store Handle Failed to Open Cert",

@@ -54,8 +54,13 @@ BOOL WINAPI CPExportKey(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTKEY hPubKey, DWO
 BOOL WINAPI CPImportKey(HCRYPTPROV hProv, const BYTE* pbData, DWORD cbDataLen, HCRYPTKEY hPubKey, DWORD dwFlags,
                         HCRYPTKEY* phKey);
 
+// Data in place. Nothing is padded: `fFinal` and `dwFlags` are logged and not used. The lengths of input and buffer
+// change their parts between the key pair and a session key. A null `pbData` asks for the length. Another handle than
+// the key pair's or a session key's is NTE_BAD_KEY, a hash or a null `pcbDataLen` ERROR_INVALID_PARAMETER.
 BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL fFinal, DWORD dwFlags, BYTE* pbData,
                       DWORD* pcbDataLen, DWORD cbBufLen);
+// Data in place. `fFinal` takes the padding of a session key's data off: NTE_BAD_DATA when there is none. Refusals are
+// those of CPEncrypt; null data of a length is ERROR_INVALID_PARAMETER.
 BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL fFinal, DWORD dwFlags, BYTE* pbData,
                       DWORD* pcbDataLen);
 

@@ -37,6 +37,7 @@ CCSPSecretKey::CCSPSecretKey(ALG_ID algorithm, DWORD keyLength, DWORD blockBits)
 CCSPSecretKey::CCSPSecretKey(const CCSPSecretKey& other) { *this = other; }
 
 CCSPSecretKey& CCSPSecretKey::operator=(const CCSPSecretKey& other) {
+  if (this == &other) return *this;
   m_algorithm = other.m_algorithm;
   m_blockBits = other.m_blockBits;
   m_keyLength = other.m_keyLength;

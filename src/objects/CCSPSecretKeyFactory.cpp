@@ -13,7 +13,7 @@
 namespace {
 
 constexpr DWORD kIDModulus = 0xFFFFFF;
-constexpr DWORD kPause = 20;  // ms
+constexpr DWORD kPause = 50;  // ms
 constexpr DWORD kLongestWait = 3000;
 
 template <typename Key>

@@ -23,7 +23,7 @@ class CCSPSecretKeyFactory {
   };
   static Clock SystemClock();
 
-  // Each is told in the log.
+  // Announces itself with two lines in the log.
   CCSPSecretKeyFactory() : CCSPSecretKeyFactory(g_secretKeyLog) {}
   explicit CCSPSecretKeyFactory(CCSPLog& log, Clock clock = SystemClock());
   CCSPSecretKeyFactory(const CCSPSecretKeyFactory&) = delete;

@@ -6,6 +6,7 @@
 #include <psapi.h>
 #include <tuple>
 
+#include "OtherProvider.h"
 #include "SigningTest.h"
 
 namespace {
@@ -53,20 +54,6 @@ TEST_P(SignatureTest, OfOpenSSLIsAccepted) {
   EXPECT_EQ("80090006", verify());
   CryptDestroyKey(key);
 }
-
-class OtherProvider {
- public:
-  OtherProvider(const char* name, DWORD type) {
-    EXPECT_TRUE(CryptAcquireContextA(&m_handle, nullptr, name, type, CRYPT_VERIFYCONTEXT)) << GetLastError();
-  }
-  ~OtherProvider() { CryptReleaseContext(m_handle, 0); }
-  OtherProvider(const OtherProvider&) = delete;
-  OtherProvider& operator=(const OtherProvider&) = delete;
-  HCRYPTPROV Handle() const { return m_handle; }
-
- private:
-  HCRYPTPROV m_handle = 0;
-};
 
 TEST_P(SignatureTest, IsAcceptedByTheSystemsOwnProvider) {
   HCRYPTKEY key = 0;

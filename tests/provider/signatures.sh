@@ -6,28 +6,11 @@ set -eu
 program=$1 provider=$2 softtoken=$3 native_softtoken=$4
 shift 5
 folder=$(mktemp -d)
-trap "rm -rf \"$folder\"" EXIT
+trap 'rm -rf "$folder"' EXIT
 trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
-fail() { echo "FAILED: $*"; exit 1; }
+. "$(dirname "$0")/judge.sh"
 
-mkdir "$folder/cards" "$folder/exchange"
-touch "$folder/cards/a"
-cat >"$folder/token.conf" <<'CONF'
-state = state
-[slot]
-reader = TELVO Reader A
-label = Card A
-serial = A000000000000001
-pin = 123456
-presence = file cards/a
-[slot]
-reader = TELVO Reader B
-label = Card B
-serial = B000000000000002
-pin = 123456
-presence = file cards/b
-CONF
-export TELVO_SOFTTOKEN_CONF="$folder/token.conf"
+make_cards "$folder"
 cd "$folder/exchange"
 
 sizes="1024 2048 3072 4096"
@@ -55,23 +38,10 @@ for size in $sizes; do
   openssl pkeyutl -sign -inkey "$size.key" -in md5sha1 -out "$size.ssl3.openssl"
 done
 
-export TELVO_PROVIDER="Z:${provider//\//\\}" TELVO_CARDS="Z:$folder/cards" TELVO_EXCHANGE="Z:$folder/exchange"
+export TELVO_PROVIDER="Z:${provider//\//\\}"
 cp "$program" "$softtoken" "$folder"
 "$@" "$folder/$(basename "$program")" ${TELVO_GTEST_FILTER:+--gtest_filter=$TELVO_GTEST_FILTER}
 
-judged=0
-accept() { # accept WHAT COMMAND...
-  local what=$1
-  shift
-  "$@" >judge.log 2>&1 || { cat judge.log; fail "OpenSSL refuses $what"; }
-  judged=$((judged + 1))
-}
-refuse() {
-  local what=$1
-  shift
-  if "$@" >judge.log 2>&1; then fail "OpenSSL accepts $what"; fi
-  judged=$((judged + 1))
-}
 sed 's/^10000$/10001/' message >changed
 cmp -s message changed && fail "the changed message is the same"
 

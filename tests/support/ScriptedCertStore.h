@@ -5,6 +5,7 @@
 
 #include "common/Platform.h"
 
+#include <atomic>
 #include <map>
 #include <string>
 #include <vector>
@@ -24,9 +25,9 @@ class ScriptedCertStore {
   std::map<std::string, DWORD> refused;
   std::vector<std::string> names;  // of the system's stores that were opened
   std::vector<HCERTSTORE> stores;
-  int memoryStores = 0;  // opened by CertOpenStore
-  int created = 0;       // certificates by CertCreateCertificateContext
-  int freed = 0;         // certificates by CertFreeCertificateContext, null ones apart
+  std::atomic<int> memoryStores{0};  // opened by CertOpenStore
+  std::atomic<int> created{0};       // certificates by CertCreateCertificateContext
+  std::atomic<int> freed{0};         // certificates by CertFreeCertificateContext, null ones apart
 };
 
 // A certificate in a store, as a text: "One" and, when it points to a key, " -> container, provider, type, spec".

@@ -53,7 +53,7 @@ TEST_F(ContextDeriveTest, AKeyIsTheContextsAndMayLeave) {
   const auto key = Derive(HashOf("hello", CALG_SHA1), CALG_DES, 7);
   EXPECT_EQ(key, m_context.GetSecretKey(key->GetKeyID()));
   EXPECT_EQ(1U, key->GetPermissions());
-  EXPECT_EQ(CALG_DES, key->GetAlgID());
+  EXPECT_EQ(ALG_ID{CALG_DES}, key->GetAlgID());
 }
 
 TEST_F(ContextDeriveTest, TheHashIsFinishedByIt) {

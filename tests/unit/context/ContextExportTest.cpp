@@ -284,7 +284,7 @@ TEST_P(ShortBufferTest, GivesTheModuleNoRoom) {
   EXPECT_EQ(Bytes(header.begin(), header.begin() + GetParam()), m_written);
 }
 
-INSTANTIATE_TEST_SUITE_P(Lengths, ShortBufferTest, ::testing::Range(0U, 13U));
+INSTANTIATE_TEST_SUITE_P(Lengths, ShortBufferTest, ::testing::Range(DWORD{0}, DWORD{13}));
 
 TEST_F(ExportSessionKeyTest, AFailureThatSaysNothingOfALengthLeavesIt) {
   BindToPair();

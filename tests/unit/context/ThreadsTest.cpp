@@ -1,4 +1,5 @@
 // Different handles on different threads, beside a watcher. Under ThreadSanitizer this is the test that says they may.
+#include <algorithm>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <thread>
@@ -8,6 +9,7 @@
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextError.h"
 #include "entry/CCSPContextList.h"
+#include "objects/CCSPSecretKeyFactory.h"
 #include "pin/PINCacheManager.h"
 
 namespace {
@@ -38,6 +40,22 @@ class ThreadsTest : public EntryTest {
     }
     return CPReleaseContext(handle, 0) != FALSE && good;
   }
+
+  // Makes a session key in a context, exports it, brings the blob in again as the platform would have written it, and
+  // destroys both keys.
+  static bool UseKeys(HCRYPTPROV provider) {
+    HCRYPTKEY pair = 0;
+    HCRYPTKEY key = 0;
+    HCRYPTKEY imported = 0;
+    BYTE blob[140] = {};
+    DWORD length = sizeof(blob);
+    if (CPGetUserKey(provider, AT_KEYEXCHANGE, &pair) == FALSE) return false;
+    if (CPGenKey(provider, CALG_3DES, 0, &key) == FALSE) return false;
+    if (CPExportKey(provider, key, pair, SIMPLEBLOB, 0, blob, &length) == FALSE) return false;
+    std::reverse(blob + 12, blob + 140);
+    if (CPImportKey(provider, blob, sizeof(blob), 0, 0, &imported) == FALSE) return false;
+    return CPDestroyKey(provider, key) != FALSE && CPDestroyKey(provider, imported) != FALSE;
+  }
 };
 
 TEST_F(ThreadsTest, EightThreadsUseContextsOfTheirOwnOnTwoTokens) {
@@ -54,6 +72,28 @@ TEST_F(ThreadsTest, EightThreadsUseContextsOfTheirOwnOnTwoTokens) {
   EXPECT_EQ(0, failures);
   EXPECT_EQ(0U, CCryptoWrapper::GetUseCount());
   EXPECT_EQ(0U, m_module.OpenSessions());
+}
+
+TEST_F(ThreadsTest, FourThreadsMakeAndDestroyKeysInContextsOfTheirOwnOnTwoTokens) {
+  std::vector<HCRYPTPROV> providers;
+  for (int number = 0; number < 4; ++number) {
+    providers.push_back(AcquireHandle(number % 2 == 0 ? "\\\\.\\Reader A\\one" : "\\\\.\\Reader B\\one", kSilent));
+    const BYTE pin[] = {'1', '2', '3', '4'};
+    g_contextList.FindContext(providers.back())->LoginWithPIN(pin, sizeof(pin));
+  }
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (const HCRYPTPROV provider : providers) {
+    threads.emplace_back([provider, &failures] {
+      for (int round = 0; round < kRounds; ++round) {
+        if (!UseKeys(provider)) ++failures;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(0, failures);
+  EXPECT_EQ(0U, g_secretKeyFactory.Count());
+  for (const char* reader : {"Reader A", "Reader B"}) EXPECT_EQ(3U, m_module.InsertToken(reader).objects.size());
 }
 
 TEST_F(ThreadsTest, AWatcherClearsPINsBesideLogins) {

@@ -13,6 +13,7 @@
 #include "cryptoki/Session.h"
 #include "entry/CCSPContextError.h"
 #include "entry/CCSPContextList.h"
+#include "objects/CCSPSecretKey.h"
 #include "objects/CImportedPublicKeyList.h"
 #include "objects/SHA1MD5Hash.h"
 #include "pin/CTELVOPINCache.h"
@@ -225,6 +226,19 @@ TEST(InterfaceOrderTest, OfAHash) {
       PlaceOf(static_cast<SHA1MD5Hash& (SHA1MD5Hash::*)(const SHA1MD5Hash&)>(&SHA1MD5Hash::operator=)),
   };
   EXPECT_EQ(Counted(17, 1), places);
+}
+
+TEST(InterfaceOrderTest, OfASessionKey) {
+  using K = CCSPSecretKey;
+  const Places places = {
+      PlaceOf(&K::GetAlgID),     PlaceOf(&K::SetAlgID),     PlaceOf(&K::GetBlockLength), PlaceOf(&K::SetBlockLength),
+      PlaceOf(&K::GetKeyLength), PlaceOf(&K::SetKeyLength), PlaceOf(&K::GetMode),        PlaceOf(&K::SetMode),
+      PlaceOf(&K::AddSalt),      PlaceOf(&K::GetSalt),      PlaceOf(&K::SetIV),          PlaceOf(&K::GetIV),
+      PlaceOf(&K::GetModeBits),  PlaceOf(&K::SetModeBits),  PlaceOf(&K::GetPermissions), PlaceOf(&K::SetPermissions),
+      PlaceOf(&K::GetPadding),   PlaceOf(&K::SetPadding),   PlaceOf(&K::GetKeyID),       PlaceOf(&K::GetObjectHandle),
+      PlaceOf(&K::Encrypt),      PlaceOf(&K::Decrypt),      PlaceOf(&K::GetKeyValue),    PlaceOf(&K::DestroyObject),
+  };
+  EXPECT_EQ(Counted(24, 0), places);
 }
 
 TEST(InterfaceOrderTest, OfImportedKeys) {

@@ -75,14 +75,14 @@ TEST_F(CPDeriveKeyTest, AnUnknownAlgorithmIsToldBeforeMissingFlags) {
 }
 
 TEST_F(CPDeriveKeyTest, FlagsOfZeroAreRefused) {
-  for (const ALG_ID algorithm : {CALG_DES, CALG_3DES, CALG_AES_128, CALG_3DES_112}) {
+  for (const ALG_ID algorithm : {0x6601U, 0x6603U, 0x660EU, 0x6609U}) {
     ExpectNoKey(0x80090009, algorithm, 0,
                 Line("\nCPDeriveKey Error: dwFlags is 0, Upper 16 bit of dwFlags should contain the Key Length"));
   }
 }
 
 TEST_F(CPDeriveKeyTest, FlagsWithoutALengthAreRefused) {
-  for (const ALG_ID algorithm : {CALG_DES, CALG_3DES, CALG_AES_128, CALG_3DES_112}) {
+  for (const ALG_ID algorithm : {0x6601U, 0x6603U, 0x660EU, 0x6609U}) {
     for (const DWORD flags : {1U, 0xFFFFU}) {
       ExpectNoKey(0x80090009, algorithm, flags,
                   Line("\nCPDeriveKey Error: Upper 16 bit of dwFlags should contain the Key Length"));

@@ -19,7 +19,7 @@ TEST_F(CPGenKeyTest, ASessionKeyIsLoggedAndCalledForFromEndToEnd) {
   EXPECT_EQ(Begin("00006601", "00000001") + LoginLines() + CreationLines() + Line("\nCPGenKey Success"), TakeLog());
   EXPECT_EQ((Calls{"C_Logout", "C_LoginExtended", "C_GenerateRandom", "C_CreateObject"}), m_module.TakeCallNames());
   EXPECT_EQ(key, Context().GetSecretKey(static_cast<DWORD>(key))->GetKeyID());
-  EXPECT_EQ(CALG_DES, Context().GetSecretKey(static_cast<DWORD>(key))->GetAlgID());
+  EXPECT_EQ(ALG_ID{CALG_DES}, Context().GetSecretKey(static_cast<DWORD>(key))->GetAlgID());
   EXPECT_EQ(1U, Context().GetSecretKey(static_cast<DWORD>(key))->GetMode());
 }
 

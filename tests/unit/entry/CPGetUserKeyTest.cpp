@@ -64,7 +64,7 @@ TEST_F(CPGetUserKeyTest, AnotherValueWithOneOfTheBitsSucceedsAndLeavesTheHandle)
 
 TEST_F(CPGetUserKeyTest, WithoutAPrivateKeyThereIsNone) {
   const HCRYPTPROV empty = AcquireHandle("\\\\.\\Reader A\\two", CRYPT_NEWKEYSET);
-  for (const DWORD keySpec : {AT_KEYEXCHANGE, AT_SIGNATURE}) {
+  for (const DWORD keySpec : {1U, 2U}) {
     HCRYPTKEY key = kUntouched;
     ExpectRefused(0x8009000D, CPGetUserKey(empty, keySpec, &key));
     EXPECT_EQ(Begin(Hex8(keySpec)) + Line(kNoPrivateKey), TakeLog());

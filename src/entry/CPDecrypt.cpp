@@ -1,0 +1,57 @@
+// CPDecrypt: data, decrypted with the container's key pair or with a session key.
+#include "common/WipeMemory.h"
+#include "entry/CCSPContextList.h"
+#include "entry/DataKey.h"
+#include "entry/EntryFrame.h"
+#include "entry/ProviderInterface.h"
+#include "entry/RemovePKCSPadding.h"
+
+namespace {
+
+// Required: a wrong padding leaves no line of its own in the log, and the decrypted bytes where they are.
+bool StripPadding(BYTE* data, DWORD* length) {
+  g_entryLog.WriteLine("Removing PKCS Padding");
+  const bool stripped = RemovePKCSPadding(data, length);
+  if (!stripped) SetLastError(static_cast<DWORD>(NTE_BAD_DATA));
+  return stripped;
+}
+
+}  // namespace
+
+// `dwFlags` is logged and not used.
+BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL fFinal, DWORD dwFlags, BYTE* pbData,
+                      DWORD* pcbDataLen) {
+  const EntryFrame frame("CPDecrypt");
+  frame.LogFlags("\tfFinal: \t\t ", static_cast<DWORD>(fFinal));
+  frame.LogNumber("\thKey: \t\t", hKey);
+  frame.LogPointer("\thpbData: \t", pbData);
+  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
+  frame.LogNumber("\tpcbDataLen: \t", *pcbDataLen);
+  if (hHash != 0) return frame.Refuse("\nCPDecrypt Error: HASH not supported", ERROR_INVALID_PARAMETER);
+  return frame.Protect([&] {
+    const auto context = g_contextList.FindContext(hProv);
+    boost::shared_ptr<CCSPSecretKey> key;  // null: the key pair
+    if (!IsKeyPair(*context, hKey)) {
+      key = FindSessionKey(frame, *context, hKey);
+      if (!key) return FALSE;
+    }
+    if (pbData == nullptr && *pcbDataLen != 0) return frame.RefuseNull("pbData");
+    const WipedBuffer copy = WipedCopy(pbData, *pcbDataLen);
+    DWORD length = *pcbDataLen;
+    if (key) {
+      g_entryLog.WriteLine("Secret Key Decrypt");
+      g_entryLog.WriteLine("\r\nDecrypting ");
+      key->Decrypt(copy.Data(), *pcbDataLen, pbData, &length);
+      if (fFinal != FALSE && !StripPadding(pbData, &length)) return FALSE;
+    } else {
+      g_entryLog.WriteLine("RSA Key Decrypt");
+      context->Decrypt(copy.Data(), *pcbDataLen, pbData, &length);
+    }
+    *pcbDataLen = length;
+    g_entryLog.WriteHex("Result Len: ", length, true);
+    // Required: decrypted data is logged in clear.
+    g_entryLog.WriteBytes("PlainText: ", pbData, pbData != nullptr ? length : 0, true);
+    return frame.Succeed();
+  });
+}

@@ -1,0 +1,35 @@
+// CPEncrypt: data, encrypted with the container's key pair or with a session key.
+#include "entry/CCSPContextList.h"
+#include "entry/DataKey.h"
+#include "entry/EntryFrame.h"
+#include "entry/ProviderInterface.h"
+
+// `fFinal` and `dwFlags` are logged and not used: nothing is padded here.
+BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL fFinal, DWORD dwFlags, BYTE* pbData,
+                      DWORD* pcbDataLen, DWORD cbBufLen) {
+  const EntryFrame frame("CPEncrypt");
+  frame.LogFlags("\tfFinal: \t", static_cast<DWORD>(fFinal));
+  frame.LogPointer("\thpbData: \t", pbData);
+  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tcbBufLen: \t", cbBufLen);
+  if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
+  frame.LogNumber("\tpcbDataLen: \t", *pcbDataLen);
+  if (hHash != 0) return frame.Refuse("\nCPEncrypt Error: HASH not supported", ERROR_INVALID_PARAMETER);
+  return frame.Protect([&] {
+    const auto context = g_contextList.FindContext(hProv);
+    // Required: the two lengths change their parts. For the key pair `*pcbDataLen` is the input's and `cbBufLen` the
+    // room, for a session key it is the other way round.
+    if (IsKeyPair(*context, hKey)) {
+      DWORD room = cbBufLen;
+      context->Encrypt(pbData, *pcbDataLen, pbData, &room);
+      *pcbDataLen = room;
+      return frame.Succeed();
+    }
+    const auto key = FindSessionKey(frame, *context, hKey);
+    if (!key) return FALSE;
+    DWORD room = *pcbDataLen;
+    key->Encrypt(pbData, cbBufLen, pbData, &room);
+    *pcbDataLen = room;
+    return frame.Succeed();
+  });
+}
