@@ -1,0 +1,91 @@
+#include "telvotool/Cards.h"
+
+#include "cryptoki/CCryptoWrapper.h"
+#include "cryptoki/CryptokiError.h"
+#include "telvotool/Errors.h"
+
+namespace tool {
+
+namespace {
+
+std::string WithoutBlanksBehind(const std::string& text) {
+  const std::string shown = text.c_str();  // descriptions have zero bytes behind them
+  return shown.substr(0, shown.find_last_not_of(' ') + 1);
+}
+
+// The device error of a session holds the tries that the last wrong PIN left over, and 0 when the last PIN was right. A
+// session without a login costs the card nothing.
+std::optional<unsigned> TriesAfterAWrongPin(Token& token) {
+  constexpr CK_ULONG kTries = 0xF;
+  try {
+    Session session = token.OpenSession(CKF_SERIAL_SESSION, nullptr, nullptr);
+    const CK_ULONG tries = session.GetSessionInfo().ulDeviceError & kTries;
+    session.Close();
+    if (tries != 0) return static_cast<unsigned>(tries);
+  } catch (const CryptokiError&) {
+    // A card that opens no session is seen by whoever uses it; here its tries stay unknown.
+  }
+  return std::nullopt;
+}
+
+Card CardIn(Slot& slot) {
+  Token& token = slot.GetToken();
+  const TokenInfo& info = token.GetTokenInfo();
+  Card card;
+  card.label = WithoutBlanksBehind(info.GetLabel());
+  card.serial = info.GetSerial();
+  card.initialised = (info.GetFlags() & CKF_TOKEN_INITIALIZED) != 0;
+  card.locked = (info.GetFlags() & CKF_USER_PIN_LOCKED) != 0;
+  if (!card.locked) card.tries = TriesAfterAWrongPin(token);
+  return card;
+}
+
+}  // namespace
+
+std::string ModuleDescription() {
+  CryptokiInfo info = CCryptoWrapper::GetCryptoki()->GetInfo();
+  return WithoutBlanksBehind(info.libraryDescription) + " of " + WithoutBlanksBehind(info.manufacturer);
+}
+
+std::vector<Reader> ListReaders() {
+  std::vector<Reader> readers;
+  for (Slot& slot : CCryptoWrapper::GetCryptoki()->GetAllSlots()) {
+    const bool present = slot.IsTokenPresent();
+    Reader reader;
+    reader.name = WithoutBlanksBehind(slot.GetSlotDescription());
+    if (present) reader.card = CardIn(slot);
+    readers.push_back(reader);
+  }
+  return readers;
+}
+
+std::vector<std::string> ReadersWithCard(const std::string& name) {
+  std::vector<std::string> names;
+  for (const Reader& reader : ListReaders()) {
+    if (reader.card && (name.empty() || reader.name == name)) names.push_back(reader.name);
+  }
+  if (names.empty()) {
+    throw Failure(name.empty() ? "no card is in" : "no card is in a reader \"" + name + "\"", kNotThere,
+                  "put the card in; \"telvotool doctor\" shows the readers");
+  }
+  return names;
+}
+
+std::string OnlyReaderWithCard(const std::string& name) {
+  const std::vector<std::string> names = ReadersWithCard(name);
+  if (names.size() > 1) throw UsageError("several cards are in: name the reader by --reader");
+  return names[0];
+}
+
+std::string TriesText(const std::string& reader) {
+  for (const Reader& candidate : ListReaders()) {
+    if (!candidate.card || (!reader.empty() && candidate.name != reader)) continue;
+    if (candidate.card->locked) return "the PIN is locked";
+    if (!candidate.card->tries) continue;
+    const unsigned tries = *candidate.card->tries;
+    return std::to_string(tries) + (tries == 1 ? " try is left" : " tries are left");
+  }
+  return "";
+}
+
+}  // namespace tool

@@ -1,0 +1,44 @@
+// change-pin.
+#include "telvotool/ChangePin.h"
+
+#include <cstdio>
+
+#include "cryptoki/CCryptoWrapper.h"
+#include "telvotool/Cards.h"
+#include "telvotool/Commands.h"
+#include "telvotool/Errors.h"
+
+namespace tool {
+
+namespace {
+
+PinChange ChangePinIn(const std::string& reader) {
+  for (Slot& slot : CCryptoWrapper::GetCryptoki()->GetActiveSlots()) {
+    if (reader != slot.GetSlotDescription().c_str()) continue;
+    Token& token = slot.GetToken();
+    const TokenInfo info = token.GetTokenInfo();
+    Session session = token.OpenSession(CKF_RW_SESSION | CKF_SERIAL_SESSION, nullptr, nullptr);
+    const PinChange result = ShowChangePinDialog(session, info);
+    session.Close();
+    return result;
+  }
+  throw Failure("the card was pulled", kNotThere, "put it in again");
+}
+
+}  // namespace
+
+int ChangePin(const Options& options) {
+  const std::string reader = OnlyReaderWithCard(options.Value("--reader"));
+  switch (ChangePinIn(reader)) {
+    case PinChange::kChanged:
+      std::printf("changed: the PIN of the card in %s\n", reader.c_str());
+      return kDone;
+    case PinChange::kCancelled:
+      throw Failure("the PIN was not changed", kPinProblem, "the dialog was cancelled, or the card refused the PIN");
+    case PinChange::kNoDialog:
+      break;
+  }
+  throw Failure("this build has no dialog for it", kFailed, "use the software that came with the card");
+}
+
+}  // namespace tool

@@ -1,0 +1,16 @@
+// The dialog that changes a PIN, as this program meets it.
+#pragma once
+
+#include <string>
+
+#include "cryptoki/Session.h"
+#include "cryptoki/TokenInfo.h"
+
+namespace tool {
+
+enum class PinChange { kChanged, kCancelled, kNoDialog };
+
+// Shows the dialog for the card of an open session; it asks for the old PIN and twice for the new one, and changes it.
+PinChange ShowChangePinDialog(const Session& session, const TokenInfo& token);
+
+}  // namespace tool

@@ -1,0 +1,215 @@
+// doctor: one line a finding, "ok", "warn" or "FAIL", and behind a semicolon what to do.
+#include <cstdio>
+#include <functional>
+#include <winscard.h>
+
+#include "cryptoki/CryptokiError.h"
+#include "telvotool/Cards.h"
+#include "telvotool/Certificates.h"
+#include "telvotool/Commands.h"
+#include "telvotool/Container.h"
+#include "telvotool/Errors.h"
+#include "telvotool/Image.h"
+#include "telvotool/Registry.h"
+
+namespace tool {
+
+namespace {
+
+constexpr char kModuleName[] = "telvopkcs11.dll";
+
+class Report {
+ public:
+  void Ok(const std::string& subject, const std::string& text) { Print("ok", subject, text); }
+  void Warn(const std::string& subject, const std::string& text, const std::string& toDo) {
+    Print("warn", subject, text + "; " + toDo);
+  }
+  void Fail(const std::string& subject, const std::string& text, const std::string& toDo) {
+    Print("FAIL", subject, text + "; " + toDo);
+    m_failed = true;
+  }
+  bool Failed() const { return m_failed; }
+
+ private:
+  static void Print(const char* level, const std::string& subject, const std::string& text) {
+    std::printf("%-4s  %s: %s\n", level, subject.c_str(), text.c_str());
+  }
+
+  bool m_failed = false;
+};
+
+void CheckImage(Report& report, const std::string& subject, const std::string& path) {
+  const std::optional<Image> image = ReadImage(path);
+  if (!image) {
+    report.Fail(subject, path + " is not there, or no library", "copy it there, or register anew");
+  } else if (!image->isLibrary || !image->is64Bit) {
+    report.Fail(subject, path + " is for " + image->machine, "put the 64-bit one in its place");
+  } else {
+    report.Ok(subject, path + ", 64-bit");
+  }
+}
+
+void CheckRegistration(Report& report) {
+  const RegistryKey key = OpenForReading(kProviderPath);
+  if (!key) {
+    report.Fail("registration", "the provider is not registered", "\"telvotool register\", as administrator");
+    return;
+  }
+  const DWORD type = ReadNumber(key, "Type").value_or(0);
+  const std::string image = ReadText(key, "Image Path").value_or("");
+  if (type != PROV_RSA_FULL || image.empty()) {
+    report.Fail("registration", "Type is " + std::to_string(type) + ", Image Path is \"" + image + "\"",
+                "\"telvotool register\", as administrator");
+    return;
+  }
+  report.Ok("registration", std::string(kProviderName) + ", type 1");
+  if (!ReadNumber(key, "SigInFile")) {
+    report.Warn("registration", "SigInFile is missing", "Windows may want it: \"telvotool register\"");
+  }
+  const bool complete = image.find('\\') != std::string::npos;
+  const std::string found = complete ? image : FindLibrary(image);
+  CheckImage(report, "library", found.empty() ? image : found);
+}
+
+void CheckProvider(Report& report) {
+  try {
+    const ProviderHandle provider = Acquire("", CRYPT_VERIFYCONTEXT | CRYPT_SILENT, "");
+    report.Ok("provider", "loads and answers");
+  } catch (const Failure& failure) {
+    report.Fail("provider", "cannot be acquired: " + CodeText(failure.Code()), failure.Advice());
+  }
+}
+
+// Whether the module can be asked further.
+bool CheckModule(Report& report) {
+  const std::string path = FindLibrary(kModuleName);
+  if (path.empty()) {
+    report.Fail("module", std::string(kModuleName) + " is neither beside this program nor in the system folder",
+                "install the software of your card");
+    return false;
+  }
+  const std::optional<Image> image = ReadImage(path);
+  if (image && !image->is64Bit) {
+    report.Fail("module", path + " is for " + image->machine, "install the 64-bit software of your card");
+    return false;
+  }
+  try {
+    report.Ok("module", path + ", 64-bit, " + ModuleDescription());
+    return true;
+  } catch (const CryptokiError& error) {
+    report.Fail("module", path + " does not start: " + error.GetText(), "install the software of your card anew");
+    return false;
+  }
+}
+
+void CheckSmartCardService(Report& report) {
+  SCARDCONTEXT context = 0;
+  const LONG status = SCardEstablishContext(SCARD_SCOPE_USER, nullptr, nullptr, &context);
+  if (status == SCARD_S_SUCCESS) {
+    SCardReleaseContext(context);
+    report.Ok("smart card service", "answers");
+    return;
+  }
+  report.Warn("smart card service", "does not answer: " + CodeText(static_cast<DWORD>(status)),
+              "start the service SCardSvr: without it a PIN stays in memory when its card is pulled");
+}
+
+void CheckCard(Report& report, const std::string& reader, const Card& card) {
+  const std::string who = "card \"" + card.label + "\", serial " + card.serial;
+  const std::string subject = "reader " + reader;
+  if (!card.initialised) {
+    report.Fail(subject, who + ", not initialised", "have the card personalised by its issuer");
+  } else if (card.locked) {
+    report.Fail(subject, who + ", PIN locked", "the card's issuer can unlock it");
+  } else if (card.tries) {
+    report.Warn(subject, who + ", PIN tries left: " + std::to_string(*card.tries),
+                "the last PIN was wrong: enter the right one");
+  } else {
+    report.Ok(subject, who + ", PIN not locked");
+  }
+}
+
+void CheckReaders(Report& report) {
+  try {
+    const std::vector<Reader> readers = ListReaders();
+    if (readers.empty()) report.Fail("readers", "there is none", "connect a reader, or install its driver");
+    for (const Reader& reader : readers) {
+      if (reader.card) {
+        CheckCard(report, reader.name, *reader.card);
+      } else {
+        report.Ok("reader " + reader.name, "empty");
+      }
+    }
+  } catch (const CryptokiError& error) {
+    report.Fail("readers", "the module does not tell them: " + error.GetText(), "pull the card and put it in again");
+  }
+}
+
+void CheckSettings(Report& report) {
+  const ProductSettings settings = ReadProductSettings();
+  if (!settings.log) {
+    report.Ok("log", "off");
+  } else if (settings.logFile.empty()) {
+    report.Warn("log", "on, without a file", "\"telvotool log on PATH\", or \"telvotool log off\"");
+  } else {
+    report.Warn("log", "on, " + settings.logFile,
+                "data stands there in clear: \"telvotool log off\" when you are done");
+  }
+  if (settings.pinCache) {
+    report.Ok("PIN cache", "on");
+  } else {
+    report.Warn("PIN cache", "off: every operation asks for the PIN, and --pin-file cannot answer",
+                "set PINCACHE to 1 if that is not meant");
+  }
+}
+
+void CheckDefault(Report& report, DWORD whose, const std::string& subject) {
+  char name[300] = {};
+  DWORD length = sizeof(name);
+  if (CryptGetDefaultProviderA(PROV_RSA_FULL, nullptr, whose, name, &length) == FALSE) {
+    report.Ok(subject, "none");
+  } else if (std::string(name) == kProviderName) {
+    report.Warn(subject, "it is this provider", "programs that name no provider would ask for a card: set another one");
+  } else {
+    report.Ok(subject, name);
+  }
+}
+
+void CheckCertificate(Report& report, PCCERT_CONTEXT certificate, const std::string& container) {
+  const std::string subject = "certificate " + SubjectOf(certificate);
+  HCRYPTPROV handle = 0;
+  if (CryptAcquireContextA(&handle, container.c_str(), kProviderName, PROV_RSA_FULL, CRYPT_SILENT) != FALSE) {
+    CryptReleaseContext(handle, 0);
+    report.Ok(subject, "its container \"" + container + "\" is there");
+  } else {
+    report.Warn(subject, "its container \"" + container + "\" is not there: " + CodeText(GetLastError()),
+                "put its card in; if the key is gone, remove the certificate from MY");
+  }
+}
+
+void CheckCertificates(Report& report) {
+  bool any = false;
+  ForEachOwn([&](PCCERT_CONTEXT certificate, const std::string& container) {
+    any = true;
+    CheckCertificate(report, certificate, container);
+  });
+  if (!any)
+    report.Ok("certificates", "none in MY points to this provider; \"telvotool certs\" copies those of the cards");
+}
+
+}  // namespace
+
+int Doctor(const Options&) {
+  Report report;
+  CheckRegistration(report);
+  CheckProvider(report);
+  CheckSmartCardService(report);
+  if (CheckModule(report)) CheckReaders(report);
+  CheckSettings(report);
+  CheckDefault(report, CRYPT_MACHINE_DEFAULT, "default provider of type 1 of this computer");
+  CheckDefault(report, CRYPT_USER_DEFAULT, "default provider of type 1 of this user");
+  CheckCertificates(report);
+  return report.Failed() ? kFailed : kDone;
+}
+
+}  // namespace tool

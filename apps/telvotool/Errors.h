@@ -1,0 +1,51 @@
+// What went wrong, in one place: a code, its name, and what to do about it.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <stdexcept>
+#include <string>
+
+namespace tool {
+
+// How the program ends. Scripts rely on these numbers.
+enum ExitCode {
+  kDone = 0,
+  kFailed = 1,
+  kUsage = 2,       // the command line
+  kNotThere = 3,    // a container, a certificate, a card or a file is not there
+  kPinProblem = 4,  // the PIN is wrong, locked, missing, or its dialog was cancelled
+  kNotValid = 5,    // a signature or a certificate does not hold
+};
+
+// Failure: `what` says which step failed, in words that go on after "telvotool COMMAND: ". `code` is the last-error
+// code, or 0 when the step has none. `advice` takes the place of the table's.
+class Failure : public std::runtime_error {
+ public:
+  Failure(const std::string& what, DWORD code, const std::string& advice = "");
+  Failure(const std::string& what, ExitCode exit, const std::string& advice);
+
+  DWORD Code() const { return m_code; }
+  ExitCode Exit() const { return m_exit; }
+  const std::string& Advice() const { return m_advice; }
+
+ private:
+  DWORD m_code;
+  ExitCode m_exit;
+  std::string m_advice;
+};
+
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// "NTE_BAD_KEYSET (0x80090016)"; of a code without a name here "0x80091234: " and the system's own words.
+std::string CodeText(DWORD code);
+
+// Raises a Failure with the last error when `success` is false.
+inline void Require(BOOL success, const char* what) {
+  if (success == FALSE) throw Failure(what, GetLastError());
+}
+
+}  // namespace tool

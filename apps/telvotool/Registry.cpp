@@ -1,0 +1,76 @@
+#include "telvotool/Registry.h"
+
+#include <cstdlib>
+#include <vector>
+
+#include "log/ProductKey.h"
+#include "telvotool/Errors.h"
+
+namespace tool {
+
+const char kProviderPath[] = "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\Brenholt Devices CSP v4.5";
+const char kProductPath[] = "SOFTWARE\\Brenholt Devices Ltd.\\TELVO SDK";
+
+namespace {
+
+void RequireWritten(LSTATUS status, const std::string& what) {
+  if (status != ERROR_SUCCESS) throw Failure(what + " cannot be written into the registry", static_cast<DWORD>(status));
+}
+
+}  // namespace
+
+RegistryKey OpenForReading(const std::string& path) {
+  HKEY key = nullptr;
+  const LSTATUS status = RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key);
+  return RegistryKey(status == ERROR_SUCCESS ? key : nullptr);
+}
+
+RegistryKey CreateForWriting(const std::string& path) {
+  HKEY key = nullptr;
+  RequireWritten(
+      RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, &key, nullptr),
+      "HKLM\\" + path);
+  return RegistryKey(key);
+}
+
+std::optional<std::string> ReadText(const RegistryKey& key, const char* name) {
+  DWORD length = 0;
+  constexpr DWORD kTypes = RRF_RT_REG_SZ;  // a text with variables comes expanded under this type
+  if (RegGetValueA(key.Get(), nullptr, name, kTypes, nullptr, nullptr, &length) != ERROR_SUCCESS) return std::nullopt;
+  std::vector<char> text(length + 1);
+  if (RegGetValueA(key.Get(), nullptr, name, kTypes, nullptr, text.data(), &length) != ERROR_SUCCESS)
+    return std::nullopt;
+  return std::string(text.data());
+}
+
+std::optional<DWORD> ReadNumber(const RegistryKey& key, const char* name) {
+  DWORD number = 0;
+  DWORD length = sizeof(number);
+  if (RegGetValueA(key.Get(), nullptr, name, RRF_RT_REG_DWORD, nullptr, &number, &length) != ERROR_SUCCESS)
+    return std::nullopt;
+  return number;
+}
+
+void WriteText(const RegistryKey& key, const char* name, const std::string& text) {
+  RequireWritten(RegSetValueExA(key.Get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                                static_cast<DWORD>(text.size() + 1)),
+                 name);
+}
+
+void WriteNumber(const RegistryKey& key, const char* name, DWORD number) {
+  RequireWritten(RegSetValueExA(key.Get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof(number)),
+                 name);
+}
+
+ProductSettings ReadProductSettings() {
+  ProductSettings settings;
+  HKEY handle = nullptr;
+  if (!OpenProductKey(&handle)) return settings;
+  const RegistryKey key(handle);
+  settings.log = std::atoi(ReadText(key, "CSPLOG").value_or("0").c_str()) != 0;
+  settings.logFile = ReadText(key, "CSPDIR").value_or("");
+  settings.pinCache = std::atoi(ReadText(key, "PINCACHE").value_or("1").c_str()) != 0;
+  return settings;
+}
+
+}  // namespace tool

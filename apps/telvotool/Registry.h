@@ -1,0 +1,36 @@
+// The registry below HKEY_LOCAL_MACHINE. Writing raises a Failure that names the key.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <optional>
+#include <string>
+
+#include "telvotool/Handles.h"
+
+namespace tool {
+
+// Where Windows keeps the provider: type, library and the mark that its signature is in the file.
+extern const char kProviderPath[];
+// Where the product keeps its settings, the first of the places where the provider looks for them.
+extern const char kProductPath[];
+
+// Empty when the key is not there.
+RegistryKey OpenForReading(const std::string& path);
+RegistryKey CreateForWriting(const std::string& path);
+
+// A value of type REG_SZ or REG_EXPAND_SZ, the latter with its variables in their place; nothing for any other.
+std::optional<std::string> ReadText(const RegistryKey& key, const char* name);
+std::optional<DWORD> ReadNumber(const RegistryKey& key, const char* name);
+void WriteText(const RegistryKey& key, const char* name, const std::string& text);
+void WriteNumber(const RegistryKey& key, const char* name, DWORD number);
+
+// What the provider finds among the product's settings.
+struct ProductSettings {
+  bool log = false;
+  std::string logFile;  // empty: none is named
+  bool pinCache = true;
+};
+ProductSettings ReadProductSettings();
+
+}  // namespace tool

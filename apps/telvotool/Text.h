@@ -1,0 +1,13 @@
+// Texts are UTF-8 inside the program, and UTF-16 where Windows wants them.
+#pragma once
+
+#include <string>
+
+namespace tool {
+
+std::wstring Wide(const std::string& text);
+std::string Narrow(const std::wstring& text);
+// Whether two texts are the same but for the case of A to Z.
+bool SameButCase(const std::string& left, const std::string& right);
+
+}  // namespace tool

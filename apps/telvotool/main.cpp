@@ -1,0 +1,25 @@
+// telvotool: an administrator's and a script's way to the provider.
+#include "common/Platform.h"
+
+#include <cstdio>
+#include <fcntl.h>
+#include <io.h>
+#include <shellapi.h>
+#include <string>
+#include <vector>
+
+#include "telvotool/Commands.h"
+#include "telvotool/Text.h"
+
+int main() {
+  int count = 0;
+  wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
+  std::vector<std::string> arguments;
+  for (int index = 1; index < count; ++index) arguments.push_back(tool::Narrow(words[index]));
+  LocalFree(words);
+  SetConsoleOutputCP(CP_UTF8);
+  // Lines end in a line feed alone, so that scripts of any system read them.
+  _setmode(_fileno(stdout), _O_BINARY);
+  _setmode(_fileno(stderr), _O_BINARY);
+  return tool::RunCommandLine(arguments);
+}

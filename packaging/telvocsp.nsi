@@ -1,0 +1,137 @@
+; The installer: the provider into the system folder and into the registry, telvotool beside the documents.
+; makensis -DBUILD=folder-with-the-files -DDOCS=folder -DOUTPUT=setup.exe telvocsp.nsi
+;
+; Silent: telvocsp-setup.exe /S, and uninstall.exe /S. Exit codes: 0 done, 1 cancelled, 2 failed.
+Unicode true
+Target amd64-unicode  ; the 64-bit installer: the 32-bit one does nothing where there is no 32-bit Windows
+SetCompressor /SOLID lzma
+!include "MUI2.nsh"
+!include "x64.nsh"
+
+!define NAME "Brenholt Devices CSP v4.5"
+!define VERSION "4.5"
+!define PROVIDER_KEY "SOFTWARE\Microsoft\Cryptography\Defaults\Provider\${NAME}"
+!define COMPANY_KEY "SOFTWARE\Brenholt Devices Ltd."
+!define UNINSTALL_KEY "SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\telvocsp"
+
+Name "${NAME}"
+OutFile "${OUTPUT}"
+InstallDir "$PROGRAMFILES64\Brenholt Devices\TELVO CSP"
+RequestExecutionLevel admin
+VIProductVersion "4.5.0.0"
+VIAddVersionKey "ProductName" "${NAME}"
+VIAddVersionKey "CompanyName" "Brenholt Devices Ltd."
+VIAddVersionKey "FileDescription" "Installer of the ${NAME}"
+VIAddVersionKey "FileVersion" "${VERSION}"
+VIAddVersionKey "LegalCopyright" ""
+
+!insertmacro MUI_PAGE_WELCOME
+!insertmacro MUI_PAGE_INSTFILES
+!insertmacro MUI_PAGE_FINISH
+!insertmacro MUI_UNPAGE_CONFIRM
+!insertmacro MUI_UNPAGE_INSTFILES
+!insertmacro MUI_LANGUAGE "English"
+
+!macro Prepare
+  SetRegView 64
+  SetShellVarContext all
+  ${IfNot} ${RunningX64}
+    MessageBox MB_OK|MB_ICONSTOP "The ${NAME} is for 64-bit Windows." /SD IDOK
+    SetErrorLevel 2
+    Quit
+  ${EndIf}
+!macroend
+
+Function .onInit
+  !insertmacro Prepare
+FunctionEnd
+
+Function un.onInit
+  !insertmacro Prepare
+FunctionEnd
+
+; A library that a program has loaded cannot be replaced or deleted, but it can be renamed; the old one goes with the
+; next start of Windows.
+!macro GiveWay un
+Function ${un}GiveWay
+  ClearErrors
+  Delete "$SYSDIR\telvocsp.dll"
+  ${If} ${Errors}
+    GetTempFileName $0 "$SYSDIR"
+    Delete "$0"
+    Rename "$SYSDIR\telvocsp.dll" "$0"
+    Delete /REBOOTOK "$0"
+  ${EndIf}
+FunctionEnd
+!macroend
+!insertmacro GiveWay ""
+!insertmacro GiveWay "un."
+
+Section
+  ${DisableX64FSRedirection}
+  Call GiveWay
+  ClearErrors
+  SetOutPath "$SYSDIR"
+  File "${BUILD}\telvocsp.dll"
+  ${EnableX64FSRedirection}
+  SetOutPath "$INSTDIR"
+  File "${BUILD}\telvotool.exe"
+  File "/oname=administration.txt" "${DOCS}\administration.md"
+  WriteUninstaller "$INSTDIR\uninstall.exe"
+  ${If} ${Errors}
+    MessageBox MB_OK|MB_ICONSTOP "The files cannot be written. Close the programs that use the provider, and try again." /SD IDOK
+    SetErrorLevel 2
+    Abort
+  ${EndIf}
+
+  WriteRegDWORD HKLM "${PROVIDER_KEY}" "Type" 1
+  WriteRegStr HKLM "${PROVIDER_KEY}" "Image Path" "telvocsp.dll"
+  WriteRegDWORD HKLM "${PROVIDER_KEY}" "SigInFile" 0
+
+  WriteRegStr HKLM "${UNINSTALL_KEY}" "DisplayName" "${NAME}"
+  WriteRegStr HKLM "${UNINSTALL_KEY}" "DisplayVersion" "${VERSION}"
+  WriteRegStr HKLM "${UNINSTALL_KEY}" "Publisher" "Brenholt Devices Ltd."
+  WriteRegStr HKLM "${UNINSTALL_KEY}" "InstallLocation" "$INSTDIR"
+  WriteRegStr HKLM "${UNINSTALL_KEY}" "UninstallString" '"$INSTDIR\uninstall.exe"'
+  WriteRegStr HKLM "${UNINSTALL_KEY}" "QuietUninstallString" '"$INSTDIR\uninstall.exe" /S'
+  WriteRegDWORD HKLM "${UNINSTALL_KEY}" "NoModify" 1
+  WriteRegDWORD HKLM "${UNINSTALL_KEY}" "NoRepair" 1
+
+  ; The settings. The provider reads the first of the product's keys that exists: a new one would hide an older one, and
+  ; one that is there is somebody's.
+  StrCpy $1 0
+  StrCpy $2 ""
+  ${Do}
+    EnumRegKey $0 HKLM "${COMPANY_KEY}" $1
+    ${If} $0 == "TELVO SDK"
+    ${OrIf} $0 == "TELVO-Quillkey Client Kit"
+    ${OrIf} $0 == "BHD Quillkey Cryptographic USB Token Client Kit"
+      StrCpy $2 $0
+    ${EndIf}
+    IntOp $1 $1 + 1
+  ${LoopUntil} $0 == ""
+  ${If} $2 == ""
+    WriteRegStr HKLM "${COMPANY_KEY}\TELVO SDK" "CSPLOG" "0"
+    WriteRegStr HKLM "${COMPANY_KEY}\TELVO SDK" "PINCACHE" "1"
+    WriteRegDWORD HKLM "${UNINSTALL_KEY}" "OwnsSettings" 1
+  ${EndIf}
+SectionEnd
+
+Section "Uninstall"
+  ReadRegDWORD $1 HKLM "${UNINSTALL_KEY}" "OwnsSettings"
+  ${If} $1 == 1
+    DeleteRegKey HKLM "${COMPANY_KEY}\TELVO SDK"
+    DeleteRegKey /ifempty HKLM "${COMPANY_KEY}"
+  ${EndIf}
+  DeleteRegKey HKLM "${PROVIDER_KEY}"
+  DeleteRegKey HKLM "${UNINSTALL_KEY}"
+
+  ${DisableX64FSRedirection}
+  Call un.GiveWay
+  ${EnableX64FSRedirection}
+  Delete "$INSTDIR\telvotool.exe"
+  Delete "$INSTDIR\administration.txt"
+  Delete "$INSTDIR\uninstall.exe"
+  RMDir "$INSTDIR"
+  RMDir "$PROGRAMFILES64\Brenholt Devices"  ; only when it is empty
+SectionEnd

@@ -1,0 +1,101 @@
+#!/bin/bash
+# installer.sh SYSTEM SETUP SOFTTOKEN NATIVE_SOFTTOKEN -- RUN...
+# The installer, silently: what it puts where, that the provider works from there, and that the uninstaller leaves nothing
+# behind, neither a file nor a key. It changes the registry and the system folder of the whole prefix: it must run alone.
+set -eu
+setup=$2 softtoken=$3 native_softtoken=$4
+shift 5
+run=("$@")
+folder=$(mktemp -d)
+cd "$folder"
+trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"; tail -n 20 output 2>/dev/null' ERR
+fail() { echo "FAILED: $*"; exit 1; }
+wine_run() { "${run[@]}" "$@" </dev/null; }
+
+drive=$(wine_run winepath -u 'C:\' | tr -d '\r')
+system=$drive/windows/system32
+installed="$drive/Program Files/Brenholt Devices/TELVO CSP"
+company='HKLM\Software\Brenholt Devices Ltd.'
+provider_key='HKLM\Software\Microsoft\Cryptography\Defaults\Provider\Brenholt Devices CSP v4.5'
+uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\telvocsp'
+
+# The uninstaller goes on as a copy of itself, and deletes the folder last.
+uninstall() {
+  wine_run "$installed/uninstall.exe" /S || return
+  for _ in $(seq 300); do
+    [ -e "$installed" ] || return 0
+    sleep 0.1
+  done
+  return 1
+}
+clean_up() {
+  [ ! -e "$installed/uninstall.exe" ] || uninstall || true
+  rm -f "$system/telvopkcs11.dll"
+  for key in "$company" 'HKCU\Software\Microsoft\SystemCertificates\My'; do
+    wine_run reg delete "$key" /f >/dev/null 2>&1 || true
+  done
+  rm -rf "$folder"
+}
+trap clean_up EXIT
+
+# snapshot NAME: every file of the drive but those of passing programs, and every key and value of HKEY_LOCAL_MACHINE.
+snapshot() {
+  (cd "$drive" && find . -path ./windows/temp -prune -o -path ./users -prune -o -print | sort) >"$1.files"
+  wine_run reg export 'HKLM\Software' "Z:$folder/$1.reg" /y >/dev/null
+  iconv -f UTF-16 -t UTF-8 "$1.reg" | tr -d '\r' >"$1.registry"
+}
+value() { wine_run reg query "$1" /v "$2" 2>/dev/null | tr -d '\r' | sed -n "s/^ *$2 *REG_[A-Z]* *//p"; }
+
+# The token's own software, which brings the module into the system folder.
+cp "$softtoken" "$system"
+printf '%s\n' 'state = state' '[slot]' 'reader = TELVO Reader A' 'label = Card A' 'pin = 123456' >token.conf
+export TELVO_SOFTTOKEN_CONF=$folder/token.conf
+echo 123456 >pin
+seq 1 1000 >text
+snapshot before
+
+echo "installation"
+wine_run "$setup" /S || fail "the installer ends with $?"
+for file in "$system/telvocsp.dll" "$installed/telvotool.exe" "$installed/administration.txt" "$installed/uninstall.exe"; do
+  [ -s "$file" ] || fail "$file is not there"
+done
+[ "$(value "$provider_key" Type)" = 0x1 ] || fail "Type is $(value "$provider_key" Type)"
+[ "$(value "$provider_key" 'Image Path')" = telvocsp.dll ] || fail "Image Path is $(value "$provider_key" 'Image Path')"
+[ "$(value "$provider_key" SigInFile)" = 0x0 ] || fail "SigInFile is $(value "$provider_key" SigInFile)"
+[ "$(value "$company\\TELVO SDK" CSPLOG)" = 0 ] || fail "no settings"
+[ "$(value "$uninstall_key" DisplayName)" = 'Brenholt Devices CSP v4.5' ] || fail "it is not in the list of programs"
+
+echo "use"
+tool() { wine_run "$installed/telvotool.exe" "$@" >output 2>&1 || fail "telvotool $*: exit code $?: $(cat output)"; }
+tool doctor
+grep -q 'ok    library: C:\\windows\\system32\\telvocsp.dll' output || fail "another library: $(cat output)"
+tool register  # again, by hand: the same
+[ "$(value "$provider_key" Type)" = 0x1 ]
+tool enrol signing --pin-file pin
+tool sign text --pin-file pin
+tool verify text
+pkcs11-tool --module "$native_softtoken" --slot 0 --read-object --type cert --label signing --output-file cert.der >/dev/null 2>&1
+openssl x509 -inform DER -in cert.der -out cert.pem
+openssl cms -verify -binary -inform DER -in text.p7s -content text -CAfile cert.pem -purpose any -out /dev/null 2>output ||
+  fail "OpenSSL refuses the signature: $(cat output)"
+tool delete signing --yes --pin-file pin
+
+echo "installation over an installation"
+wine_run "$setup" /S || fail "the installer ends with $?"
+[ "$(value "$uninstall_key" OwnsSettings)" = 0x1 ] || fail "the settings are nobody's"
+tool doctor
+
+echo "removal"
+uninstall || fail "the uninstaller ends with $?"
+snapshot after
+diff before.files after.files || fail "files are left behind"
+diff before.registry after.registry || fail "the registry is not as it was"
+
+echo "settings of somebody else"
+older="$company\\TELVO-Quillkey Client Kit"
+wine_run reg add "$older" /v CSPLOG /t REG_SZ /d 0 /f >/dev/null
+wine_run "$setup" /S
+wine_run reg query "$company\\TELVO SDK" >/dev/null 2>&1 && fail "a new key hides the older one"
+uninstall
+[ "$(value "$older" CSPLOG)" = 0 ] || fail "the settings of somebody else are gone"
+echo "the installer: installed, used, removed"
