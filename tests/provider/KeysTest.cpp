@@ -16,7 +16,7 @@ class KeysTest : public ProviderTest {
  protected:
   KeysTest() {
     m_cardB.Remove();
-    EXPECT_EQ("true", AcquireResult(Named(kReaderA, "keys").c_str(), CRYPT_NEWKEYSET | CRYPT_SILENT));
+    EXPECT_EQ("true", AcquireResult(Named(kReaderA, "keys").c_str(), CRYPT_NEWKEYSET));
     const BYTE pin[] = "123456";
     EXPECT_EQ("true", Result(CryptSetProvParam(Handle(), PP_SIGNATURE_PIN, pin, 0)));
     EXPECT_EQ("true", Result(CryptGenKey(Handle(), AT_KEYEXCHANGE, 1024U << 16U, &m_pair)));
@@ -44,6 +44,7 @@ class KeysTest : public ProviderTest {
 
 TEST_F(KeysTest, TheBlobOfAnExportedSessionKeyComesBackOnlyTurnedRound) {
   Bytes blob = Export(Generate(CALG_3DES));
+  ASSERT_EQ(140U, blob.size());
   EXPECT_EQ("80090020", Import(blob));
   std::reverse(blob.begin() + 12, blob.end());
   EXPECT_EQ("true", Import(blob));
