@@ -34,7 +34,9 @@ int ChangePin(const Options& options) {
       std::printf("changed: the PIN of the card in %s\n", reader.c_str());
       return kDone;
     case PinChange::kCancelled:
-      throw Failure("the PIN was not changed", kPinProblem, "the dialog was cancelled, or the card refused the PIN");
+      throw Failure("the PIN was not changed", kPinProblem, "the dialog was cancelled");
+    case PinChange::kNoWindow:
+      throw Failure("the dialog cannot be shown", kFailed, "start the program where there is a screen");
     case PinChange::kNoDialog:
       break;
   }

@@ -8,9 +8,10 @@
 
 namespace tool {
 
-enum class PinChange { kChanged, kCancelled, kNoDialog };
+enum class PinChange { kChanged, kCancelled, kNoWindow, kNoDialog };
 
-// Shows the dialog for the card of an open session; it asks for the old PIN and twice for the new one, and changes it.
-PinChange ShowChangePinDialog(const Session& session, const TokenInfo& token);
+// Shows the dialog for the card of an open session that may write; it asks for the old PIN and twice for the new one,
+// and changes it. kNoWindow: there is no screen. kNoDialog: this build has no such dialog.
+PinChange ShowChangePinDialog(Session& session, const TokenInfo& token);
 
 }  // namespace tool

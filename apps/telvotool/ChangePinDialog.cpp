@@ -3,6 +3,6 @@
 
 namespace tool {
 
-PinChange ShowChangePinDialog(const Session&, const TokenInfo&) { return PinChange::kNoDialog; }
+PinChange ShowChangePinDialog(Session&, const TokenInfo&) { return PinChange::kNoDialog; }
 
 }  // namespace tool

@@ -52,7 +52,7 @@ printf '%s\n' 'state = state' '[slot]' 'reader = TELVO Reader A' 'label = Card A
 export TELVO_SOFTTOKEN_CONF=$folder/token.conf
 echo 123456 >pin
 seq 1 1000 >text
-wine_run reg delete "$company" /f >/dev/null 2>&1 || true  # another test may have left it
+wine_run reg delete "$company" /f >/dev/null 2>&1 || true  # of other tests; the uninstaller takes it away when it is empty
 snapshot before
 
 echo "installation"
