@@ -12,6 +12,7 @@ reader = TELVO Reader A
 label = Card A
 serial = A000000000000001
 pin = 123456
+default_certificate = Default
 presence = file cards/a
 [slot]
 reader = TELVO Reader B
