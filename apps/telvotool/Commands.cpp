@@ -192,6 +192,8 @@ int RunCommandLine(const std::vector<std::string>& arguments) {
   } catch (const CryptokiError& error) {
     return Failed(*command, Failure("the PKCS #11 module refused: " + error.GetText(), kFailed,
                                     "\"telvotool doctor\" tells what stands in the way"));
+  } catch (const std::exception& error) {
+    return Failed(*command, Failure(error.what(), kFailed, ""));
   }
 }
 

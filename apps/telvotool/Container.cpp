@@ -37,9 +37,13 @@ bool IsThere(const Target& target) {
       CryptAcquireContextA(&handle, target.FullName().c_str(), kProviderName, PROV_RSA_FULL, CRYPT_SILENT);
   const ProviderHandle provider(found == FALSE ? 0 : handle);
   if (found == FALSE) return false;
-  // In a reader that was named, a container is opened whether it is there or not.
+  if (target.reader.empty()) return true;
+  // In a reader that was named, a container is opened whether it is there or not: it is there by its key or
+  // certificate.
   KeyHandle key;
-  return CryptGetUserKey(handle, AT_KEYEXCHANGE, key.Receive()) != FALSE;
+  if (CryptGetUserKey(handle, AT_KEYEXCHANGE, key.Receive()) != FALSE) return true;
+  const std::vector<std::string> names = ContainersIn(target.reader);
+  return std::find(names.begin(), names.end(), target.name) != names.end();
 }
 
 void CheckNewName(const std::string& name) {

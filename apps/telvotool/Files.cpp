@@ -25,7 +25,12 @@ class File {
 
 }  // namespace
 
-void RequireReadable(const std::string& path) { const File file(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING); }
+std::uint64_t SizeOfFile(const std::string& path) {
+  const File file(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+  LARGE_INTEGER size = {};
+  if (GetFileSizeEx(file.Get(), &size) == FALSE) throw Failure(path + " has no size", GetLastError());
+  return static_cast<std::uint64_t>(size.QuadPart);
+}
 
 void ReadInPieces(const std::string& path, DWORD size, const std::function<void(const BYTE*, DWORD, bool)>& take) {
   const File file(path, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);

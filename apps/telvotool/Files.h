@@ -3,6 +3,7 @@
 
 #include "common/Platform.h"
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -11,7 +12,8 @@ namespace tool {
 
 using Bytes = std::vector<BYTE>;
 
-void RequireReadable(const std::string& path);
+// In bytes; the file can be read.
+std::uint64_t SizeOfFile(const std::string& path);
 // At most 4 GiB less one byte, which is as much as CryptoAPI takes in one piece.
 Bytes ReadWholeFile(const std::string& path);
 // Hands on the file piece by piece, at most `size` bytes each; `last` comes with the last piece, which may be empty.

@@ -167,7 +167,8 @@ int SignFile(const Options& options) {
   const std::string path = options.Operands()[0];
   const std::string out = options.Value("--out", path + ".p7s");
   const std::string hash = HashOid(options.Value("--hash", "sha256"));
-  RequireReadable(path);  // before anybody is asked for a PIN
+  // Before anybody is asked for a PIN. The provider has no hash of nothing.
+  if (SizeOfFile(path) == 0) throw Failure(path + " is empty", kFailed, "an empty file cannot be signed");
   const Target target = {options.Value("--reader"), options.Value("--container")};
   const Container container = OpenContainer(target, ReadPin(options));
   const Bytes der = CertificateOf(container.key.Get());

@@ -222,6 +222,9 @@ expect 3 sign nowhere --container signing --pin-file pin
 complains 'ERROR_FILE_NOT_FOUND'
 expect 3 sign text --container nowhere --pin-file pin
 complains 'NTE_BAD_KEYSET (0x80090016)'
+: >empty
+expect 1 sign empty --container signing --pin-file pin
+complains 'empty is empty'
 head -c 20000000 /dev/zero >long
 expect 0 sign long --container large --pin-file pin
 certificate_of 0 large large.der
@@ -300,6 +303,16 @@ expect 0 containers
 [ "$(stat -c %s csp.log)" = "$size" ] || fail "the provider still logs"
 
 echo "deletion"
+# A container of a certificate alone, as another program may leave it.
+card 0 --login --pin 123456 --write-object cert.der --type cert --id 6c6f6e65 --label lone >/dev/null
+expect 0 containers
+grep -q $'^lone\t-\tTELVO Reader A\t-$' out || fail "the certificate without a key is not listed so"
+expect 3 sign text --container lone --pin-file pin
+expect 0 delete lone --yes --pin-file pin
+expect 3 delete lone --yes --pin-file pin
+card 0 --login --pin 123456 --write-object cert.der --type cert --id 6c6f6e65 --label lone >/dev/null
+expect 0 delete lone --yes --reader 'TELVO Reader A' --pin-file pin
+expect 3 delete lone --yes --reader 'TELVO Reader A' --pin-file pin
 expect 1 delete small --pin-file pin
 complains 'nothing was deleted'
 expect 3 delete nowhere --yes --pin-file pin
