@@ -22,6 +22,13 @@ void PINChangeDialog::Open(DialogView& view, const std::string& words) {
   if (!m_tokenLabel.empty()) view.SetTitle(words + m_tokenLabel);
 }
 
-const CSecureEditEx* PINChangeDialog::FindEdit(int control) {
+const CSecureEditEx* PINChangeDialog::FindEdit(int control) const {
+  for (const CSecureEditEx* const edit : {&m_currentPIN, &m_newPIN, &m_repeatedPIN}) {
+    if (edit->GetControl() == control) return edit;
+  }
+  return nullptr;
+}
+
+CSecureEditEx* PINChangeDialog::FindEdit(int control) {
   return const_cast<CSecureEditEx*>(std::as_const(*this).FindEdit(control));
 }
