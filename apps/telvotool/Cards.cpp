@@ -3,15 +3,11 @@
 #include "cryptoki/CCryptoWrapper.h"
 #include "cryptoki/CryptokiError.h"
 #include "telvotool/Errors.h"
+#include "telvotool/Text.h"
 
 namespace tool {
 
 namespace {
-
-std::string WithoutBlanksBehind(const std::string& text) {
-  const std::string shown = text.c_str();  // descriptions have zero bytes behind them
-  return shown.substr(0, shown.find_last_not_of(' ') + 1);
-}
 
 // The device error of a session holds the tries that the last wrong PIN left over, and 0 when the last PIN was right. A
 // session without a login costs the card nothing.

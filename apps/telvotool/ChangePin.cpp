@@ -36,11 +36,9 @@ int ChangePin(const Options& options) {
     case PinChange::kCancelled:
       throw Failure("the PIN was not changed", kPinProblem, "the dialog was cancelled");
     case PinChange::kNoWindow:
-      throw Failure("the dialog cannot be shown", kFailed, "start the program where there is a screen");
-    case PinChange::kNoDialog:
       break;
   }
-  throw Failure("this build has no dialog for it", kFailed, "use the software that came with the card");
+  throw Failure("the dialog cannot be shown", kFailed, "start the program where there is a screen");
 }
 
 }  // namespace tool

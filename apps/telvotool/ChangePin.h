@@ -8,10 +8,10 @@
 
 namespace tool {
 
-enum class PinChange { kChanged, kCancelled, kNoWindow, kNoDialog };
+enum class PinChange { kChanged, kCancelled, kNoWindow };
 
 // Shows the dialog for the card of an open session that may write; it asks for the old PIN and twice for the new one,
-// and changes it. kNoWindow: there is no screen. kNoDialog: this build has no such dialog.
+// and changes it. kNoWindow: there is no screen.
 PinChange ShowChangePinDialog(Session& session, const TokenInfo& token);
 
 }  // namespace tool

@@ -1,8 +1,19 @@
-// The one place that knows the dialog. This build has none: the command says so.
+// The one place that knows the dialog.
+#include "pin/ChangePIN.h"
 #include "telvotool/ChangePin.h"
+#include "telvotool/Text.h"
 
 namespace tool {
 
-PinChange ShowChangePinDialog(Session&, const TokenInfo&) { return PinChange::kNoDialog; }
+PinChange ShowChangePinDialog(Session& session, const TokenInfo& token) {
+  switch (ChangePIN(&session, {}, WithoutBlanksBehind(token.GetLabel()))) {
+    case IDOK:
+      return PinChange::kChanged;
+    case IDCANCEL:
+      return PinChange::kCancelled;
+    default:
+      return PinChange::kNoWindow;
+  }
+}
 
 }  // namespace tool

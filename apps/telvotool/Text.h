@@ -10,4 +10,7 @@ std::string Narrow(const std::wstring& text);
 // Whether two texts are the same but for the case of A to Z.
 bool SameButCase(const std::string& left, const std::string& right);
 
+// A text of a fixed field of the module: up to its first zero byte, without the blanks behind it.
+std::string WithoutBlanksBehind(const std::string& text);
+
 }  // namespace tool

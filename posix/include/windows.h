@@ -205,6 +205,7 @@ constexpr int VK_DELETE = 0x2E;
 constexpr int VK_LSHIFT = 0xA0;
 constexpr int VK_RSHIFT = 0xA1;
 constexpr UINT BN_CLICKED = 0;
+constexpr UINT EN_SETFOCUS = 0x0100;
 constexpr UINT EN_CHANGE = 0x0300;
 constexpr UINT EN_UPDATE = 0x0400;
 constexpr int IDOK = 1;

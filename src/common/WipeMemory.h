@@ -6,12 +6,28 @@
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <utility>
 
 // WipeMemory overwrites `length` bytes with zeros; a null `memory` is left alone.
 inline void WipeMemory(void* memory, std::size_t length) {
   if (memory != nullptr) SecureZeroMemory(memory, length);
 }
+
+// WipeString overwrites the characters of a string, which keeps its length.
+inline void WipeString(std::string& text) { WipeMemory(text.data(), text.size()); }
+
+// StringWiper wipes a string at the end of its block.
+class StringWiper {
+ public:
+  explicit StringWiper(std::string& text) : m_text(text) {}
+  ~StringWiper() { WipeString(m_text); }
+  StringWiper(const StringWiper&) = delete;
+  StringWiper& operator=(const StringWiper&) = delete;
+
+ private:
+  std::string& m_text;
+};
 
 // WipedBuffer is a byte array, zeroed at first and wiped when it dies. It can be moved, not copied.
 class WipedBuffer {

@@ -1,5 +1,5 @@
-// CCLoginDlg: the larger login dialog, with an on-screen keyboard and a way into the change of the PIN. For a caller to
-// take up: the provider itself logs in through CLoginEX.
+// CCLoginDlg: the larger login dialog, with an on-screen keyboard and a way into CChangePINDlg. For a caller to take
+// up: the provider itself logs in through CLoginEX.
 //
 // The result is 2 when the user cancelled and 1 when the dialog was closed otherwise. A login that fails in another way
 // than by a wrong PIN raises CCSPContextError NTE_FAIL, "Log-in Failed".
@@ -7,19 +7,16 @@
 
 #include "common/Platform.h"
 
-#include <array>
+#include <boost/shared_array.hpp>
 #include <vector>
 
 #include "pin/CVirtualNumBtn.h"
 #include "pin/LoginDialog.h"
-#include "pin/PINChange.h"
+#include "pin/OnScreenKeyboard.h"
 
 class CCLoginDlg : public LoginDialog {
  public:
   CCLoginDlg();
-
-  // The dialog behind "Change PIN" and "change after the login", not owned; with null nothing is opened.
-  void SetPINChange(PINChange* change) { m_change = change; }
 
   int GetResource() const override;
   void OnOpen(DialogView& view) override;
@@ -35,17 +32,16 @@ class CCLoginDlg : public LoginDialog {
   void ApplyChangeAfterLogin(DialogView& view);
   void OnPINChanged(DialogView& view) const;
   void OnChangePIN(DialogView& view) const;
-  PINChangeRequest MakeRequest() const;
-  void PressKey(DialogView& view, int control) const;
+  // Opens the dialog for it, and returns its result. A null `pin` is for the user to type.
+  INT_PTR ChangePIN(DialogView& view, const boost::shared_array<BYTE>& pin, DWORD length) const;
 
   void OnLogin(DialogView& view);
   void LogIn(DialogView& view, BYTE* pin, DWORD length) const;
   void OnLoginError(DialogView& view, DWORD code) const;
   void Lock(DialogView& view) const;
 
-  PINChange* m_change = nullptr;
   std::vector<KeyLabels> m_keyLabels;
-  std::array<CVirtualNumBtn, 10> m_digitKeys;
+  OnScreenKeyboard m_keyboard;
   const CSecureEditEx* m_activeEdit = nullptr;
   bool m_changeAfterLogin = false;
 };

@@ -1,12 +1,10 @@
 #include "pin/CLoginEX.h"
 
-#include <algorithm>
-
 #include "common/WipeMemory.h"
 #include "cryptoki/CryptokiError.h"
 #include "log/Logs.h"
 #include "pin/DialogIds.h"
-#include "resources/LoadText.h"
+#include "pin/ReadPIN.h"
 
 namespace {
 
@@ -31,7 +29,7 @@ void CLoginEX::OnOpen(DialogView& view) {
   view.LimitText(IDC_PIN_EDIT, m_maximumLength);
   view.Enable(IDC_LOGIN, false);
   view.Focus(IDC_PIN_EDIT);
-  ShowStatus(view, "");
+  m_status.Clear(view);
 }
 
 void CLoginEX::OnCommand(DialogView& view, int control, UINT notification) {
@@ -63,17 +61,9 @@ void CLoginEX::OnLogin(DialogView& view) {
 }
 
 DWORD CLoginEX::ReadPIN(const DialogView& view, BYTE* out, DWORD* length) const {
-  if (length == nullptr) return static_cast<DWORD>(NTE_INVALID_PARAMETER);
   // Required: the terminator must stand within this many bytes, whatever the token and the edit accept.
   constexpr std::size_t kLimit = 9;
-  const CSecureEditEx::PlainText plain = m_edit.GetPlainText(view);
-  if (!plain) return static_cast<DWORD>(NTE_INTERNAL_ERROR);
-  std::size_t measured = 0;
-  while (measured < kLimit && plain[measured] != '\0') ++measured;
-  if (measured == kLimit) return static_cast<DWORD>(NTE_INTERNAL_ERROR);
-  *length = static_cast<DWORD>(measured);
-  if (out != nullptr) std::copy_n(plain.get(), measured, out);
-  return ERROR_SUCCESS;
+  return ::ReadPIN(view, m_edit, kLimit, out, length);
 }
 
 DWORD CLoginEX::LogIn(DialogView& view, BYTE* pin, DWORD length) {
@@ -82,7 +72,7 @@ DWORD CLoginEX::LogIn(DialogView& view, BYTE* pin, DWORD length) {
     g_loginLog.WriteLine("Session Login");
     LogSessionIn(pin, length);
     g_loginLog.WriteLine("Set window text");
-    ShowStatus(view, "");
+    m_status.Clear(view);
     g_loginLog.WriteLine("Check PIN cache");
     StorePIN(pin, length);
     return ERROR_SUCCESS;
@@ -97,7 +87,7 @@ DWORD CLoginEX::OnLoginError(DialogView& view, DWORD code, const BYTE* pin, DWOR
   if (code == CKR_PIN_LOCKED) return Lock(view, "Pin is locked");
   if (code == CKR_USER_ALREADY_LOGGED_IN) {
     g_loginLog.WriteLine("User already logged in");
-    ShowStatus(view, "");
+    m_status.Clear(view);
     StorePIN(pin, length);
     return ERROR_SUCCESS;
   }
@@ -110,13 +100,13 @@ DWORD CLoginEX::OnWrongPIN(DialogView& view, DWORD triesLeft) {
   g_loginLog.WriteLine("Load string");
   if (triesLeft == 0) return Lock(view, "PIN is locked");
   g_loginLog.WriteLine("There are retries left");
-  ShowTriesLeft(view, triesLeft);
+  m_status.ShowText(view, IDS_INCORRECT_PIN, triesLeft);
   return static_cast<DWORD>(SCARD_W_WRONG_CHV);
 }
 
 DWORD CLoginEX::Lock(DialogView& view, const char* logLine) {
   g_loginLog.WriteLine(logLine);
-  ShowStatus(view, LoadText(IDS_PIN_LOCKED));
+  m_status.ShowText(view, IDS_PIN_LOCKED);
   view.Enable(IDC_PIN_EDIT, false);
   view.Enable(IDC_LOGIN, false);
   return static_cast<DWORD>(SCARD_W_CHV_BLOCKED);

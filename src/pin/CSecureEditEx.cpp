@@ -5,25 +5,11 @@
 #include <cstring>
 #include <iterator>
 #include <new>
+#include <string>
 
 namespace {
 
 constexpr std::size_t kKeyLength = 32;
-
-// A text of the window that may hold a character of the PIN.
-class WindowText {
- public:
-  WindowText(const DialogView& view, int control) : m_text(view.GetText(control)) {}
-  ~WindowText() { WipeMemory(&m_text[0], m_text.size()); }
-  WindowText(const WindowText&) = delete;
-  WindowText& operator=(const WindowText&) = delete;
-
-  const char* Data() const { return m_text.data(); }
-  std::size_t Length() const { return m_text.size(); }
-
- private:
-  std::string m_text;
-};
 
 bool CanSelect(UINT message) {
   switch (message) {
@@ -73,9 +59,10 @@ void CSecureEditEx::SetSecureMode(int mode) {
 
 CSecureEditEx::PlainText CSecureEditEx::GetPlainText(const DialogView& view) const {
   if (m_secureMode == 0) {
-    const WindowText text(view, m_control);
-    PlainText plain(new (std::nothrow) char[text.Length() + 1]());
-    if (plain) std::copy_n(text.Data(), text.Length(), plain.get());
+    std::string text = view.GetText(m_control);
+    const StringWiper wiper(text);
+    PlainText plain(new (std::nothrow) char[text.size() + 1]());
+    if (plain) std::copy(text.begin(), text.end(), plain.get());
     return plain;
   }
   PlainText plain(new (std::nothrow) char[m_store.size() + 1]());
@@ -93,7 +80,9 @@ void CSecureEditEx::SetPlainText(DialogView& view, const char* text) {
   // Remembered first: the window reports the change while the text is set.
   m_length = length;
   if (m_secureMode == 0) {
-    view.SetText(m_control, shown);
+    std::string plain = shown;
+    const StringWiper wiper(plain);
+    view.SetText(m_control, plain);
     return;
   }
   m_store.clear();
@@ -114,12 +103,13 @@ void CSecureEditEx::OnUpdate(DialogView& view) {
   }
   // Also where the asterisks that were written back report themselves.
   if (length == m_length) return;
-  const WindowText text(view, m_control);
-  const std::size_t caret = std::min(view.GetSelection(m_control).end, text.Length());
+  std::string text = view.GetText(m_control);
+  const StringWiper wiper(text);
+  const std::size_t caret = std::min(view.GetSelection(m_control).end, text.size());
   if (length > m_length) {
-    const std::size_t count = std::min(length - m_length, text.Length());
-    const std::size_t position = std::min(caret - std::min(caret, count), text.Length() - count);
-    InsertIntoStore(position, text.Data() + position, count);
+    const std::size_t count = std::min(length - m_length, text.size());
+    const std::size_t position = std::min(caret - std::min(caret, count), text.size() - count);
+    InsertIntoStore(position, text.data() + position, count);
   } else {
     DeleteFromStore(caret, m_length - length);
   }

@@ -20,8 +20,9 @@ class DialogController {
 
   // The window and its controls exist and are not shown yet.
   virtual void OnOpen(DialogView& view) = 0;
-  // A control's notification: BN_CLICKED, EN_UPDATE (text changed, not drawn yet), EN_CHANGE (text changed). Cancel,
-  // the Escape key and the system menu's Close arrive as BN_CLICKED of IDCANCEL.
+  // A control's notification: BN_CLICKED, EN_UPDATE (text changed, not drawn yet), EN_CHANGE (text changed),
+  // EN_SETFOCUS (an edit has got the focus). Cancel, the Escape key and the system menu's Close arrive as BN_CLICKED of
+  // IDCANCEL.
   virtual void OnCommand(DialogView& view, int control, UINT notification) = 0;
 
   // Colour and font of a control's text, asked when it is drawn, or already when the dialog has opened. False: the

@@ -17,6 +17,8 @@ class DialogHost {
   // Runs the dialog modally on the calling thread, without a parent, and returns its result; -1 when no window could be
   // made. What the controller throws comes out of here.
   virtual INT_PTR Run(DialogController& controller) = 0;
+  // The same on top of a dialog that this host runs, which takes no input meanwhile.
+  virtual INT_PTR RunOver(DialogView& /*owner*/, DialogController& controller) { return Run(controller); }
 };
 
 // The host of the process.

@@ -8,6 +8,7 @@
 #define IDD_LOGIN_KEYBOARD 106
 #define IDD_LOGIN 119
 #define IDD_SELECT_CARD 124
+#define IDD_CHANGE_PIN 125
 
 // Pictures.
 #define IDB_LOGO 102
@@ -56,6 +57,35 @@
 #define IDC_KEYBOARD_LABEL 1080      // static
 #define IDC_KEYBOARD_LOGO 1083       // static, bitmap
 #define IDC_KEYBOARD_FRAME 1084      // group box
+
+// CChangePINDlg. OK and Cancel are IDOK and IDCANCEL; the edits have no password style either.
+#define IDC_CHANGE_LOGO 1066           // static, bitmap
+#define IDC_CLEAR_PINS 1067            // button
+#define IDC_CURRENT_PIN 1068           // edit
+#define IDC_NEW_PIN 1069               // edit
+#define IDC_SHOW_CHANGE_KEYBOARD 1070  // check box
+#define IDC_REPEATED_PIN 1071          // edit
+#define IDC_REVEAL_PINS 1072           // check box
+#define IDC_CURRENT_PIN_LABEL 1073     // static
+#define IDC_NEW_PIN_LABEL 1074         // static
+#define IDC_REPEATED_PIN_LABEL 1075    // static
+#define IDC_CHANGE_STATUS 1076         // static
+#define IDC_STRENGTH_BAR 1077          // progress bar
+#define IDC_STRENGTH_LABEL 1078        // static
+#define IDC_STRENGTH_WORD 1079         // static
+#define IDC_CHANGE_FRAME 1080          // group box
+// Controls that a layout may have, and that stay hidden: IDC_SHOW_KEYBOARD and these.
+#define IDC_CHANGE_HIDDEN_FIRST 1081
+#define IDC_CHANGE_HIDDEN_LAST 1086
+
+// CChangePwdDlg. Frame and Close are IDC_FRAME and IDC_CANCEL.
+#define IDC_NEW_PWD 1003             // edit
+#define IDC_REPEATED_PWD 1004        // edit
+#define IDC_CURRENT_PWD_LABEL 1091   // static
+#define IDC_NEW_PWD_LABEL 1093       // static
+#define IDC_REPEATED_PWD_LABEL 1094  // static
+#define IDC_CHANGE_PWD 1105          // button
+#define IDC_CURRENT_PWD 1106         // edit
 
 // The on-screen keyboard: push buttons, Caps and Shift being check boxes that look like push buttons.
 #define IDC_KEY_BACKQUOTE 1010

@@ -40,7 +40,9 @@ class DialogView {
   virtual void SetText(int control, const std::string& text) = 0;
   virtual std::size_t GetTextLength(int control) const = 0;
   virtual void Enable(int control, bool enabled) = 0;
+  // A control that the dialog's template does not have is left alone.
   virtual void Show(int control, bool shown) = 0;
+  // A control that is disabled does not get it.
   virtual void Focus(int control) = 0;
   virtual bool IsChecked(int control) const = 0;
   virtual void Check(int control, bool checked) = 0;
@@ -55,6 +57,10 @@ class DialogView {
   virtual void SendKey(int control, UINT message, WPARAM key) = 0;
   // Whether the key is held down: VK_SHIFT and its kind.
   virtual bool IsKeyDown(int virtualKey) const = 0;
+
+  // Progress bars.
+  virtual void SetRange(int control, int lowest, int highest) = 0;
+  virtual void SetPosition(int control, int position) = 0;
 
   // Drop-down lists.
   virtual void AddItem(int control, const std::string& text) = 0;

@@ -11,6 +11,7 @@
 #include "pin/CSecureEditEx.h"
 #include "pin/CTELVOPINCache.h"
 #include "pin/DialogController.h"
+#include "pin/StatusLine.h"
 
 class LoginDialog : public DialogController {
  public:
@@ -27,8 +28,8 @@ class LoginDialog : public DialogController {
   // of here.
   INT_PTR DoModal();
 
-  bool GetTextColor(int control, COLORREF& color) const override;
-  bool GetTextFont(int control, DialogFont& font) const override;
+  bool GetTextColor(int control, COLORREF& color) const override { return m_status.GetTextColor(control, color); }
+  bool GetTextFont(int control, DialogFont& font) const override { return m_status.GetTextFont(control, font); }
   bool WatchesInput(int control) const override { return control == m_edit.GetControl(); }
   void BeforeInput(DialogView& view, int control, UINT message, WPARAM key) override;
   void AfterInput(DialogView& view, int control, UINT message, WPARAM key) override;
@@ -37,19 +38,15 @@ class LoginDialog : public DialogController {
   explicit LoginDialog(int statusControl);
 
   void ShowTitle(DialogView& view) const;
-  void ShowStatus(DialogView& view, const std::string& text) const { view.SetText(m_statusControl, text); }
-  void ShowTriesLeft(DialogView& view, DWORD count) const;
   // Whether there is a PIN to log in with; else the user is asked for one.
   bool HasPIN(DialogView& view) const;
   // One login of the session, in its turn.
   void LogSessionIn(BYTE* pin, DWORD length) const;
 
   CSecureEditEx m_edit;
+  StatusLine m_status;
   boost::shared_ptr<CTELVOPINCache> m_cache;
   Session* m_session = nullptr;
   std::string m_tokenLabel;
   DWORD m_tokenFlags = 0;
-
- private:
-  int m_statusControl;
 };

@@ -2,23 +2,31 @@
 
 #include <atomic>
 #include <chrono>
+#include <commctrl.h>
 #include <gtest/gtest.h>
 #include <thread>
 
 namespace {
 
-BOOL CALLBACK TakeDialog(HWND window, LPARAM found) {
+// The search for a dialog that is shown.
+struct Search {
+  HWND known;  // not this one
+  HWND found;
+};
+
+BOOL CALLBACK TakeDialog(HWND window, LPARAM parameter) {
+  auto& search = *reinterpret_cast<Search*>(parameter);
   char name[32] = {};
   GetClassNameA(window, name, sizeof(name));
-  if (std::string(name) != "#32770" || !IsWindowVisible(window)) return TRUE;
-  *reinterpret_cast<HWND*>(found) = window;
+  if (window == search.known || std::string(name) != "#32770" || !IsWindowVisible(window)) return TRUE;
+  search.found = window;
   return FALSE;
 }
 
-HWND FindDialog(DWORD thread) {
-  HWND found = nullptr;
-  EnumThreadWindows(thread, TakeDialog, reinterpret_cast<LPARAM>(&found));
-  return found;
+HWND FindDialog(DWORD thread, HWND known = nullptr) {
+  Search search = {known, nullptr};
+  EnumThreadWindows(thread, TakeDialog, reinterpret_cast<LPARAM>(&search));
+  return search.found;
 }
 
 std::string TextOf(HWND window) {
@@ -83,6 +91,15 @@ LOGFONTA DialogDriver::Font(int id) const {
   return font;
 }
 
+int DialogDriver::Position(int id) const { return static_cast<int>(SendMessageA(Control(id), PBM_GETPOS, 0, 0)); }
+
+std::pair<int, int> DialogDriver::Range(int id) const {
+  const auto end = [&](BOOL low) {
+    return static_cast<int>(SendMessageA(Control(id), PBM_GETRANGE, static_cast<WPARAM>(low), 0));
+  };
+  return {end(TRUE), end(FALSE)};
+}
+
 std::vector<COLORREF> DialogDriver::Pixels(int id) const {
   const HWND control = Control(id);
   UpdateWindow(control);
@@ -116,6 +133,15 @@ void DialogDriver::DoubleClick(int id) const {
 }
 
 void DialogDriver::Click(int id) const { SendMessageA(Control(id), BM_CLICK, 0, 0); }
+
+DialogDriver DialogDriver::Open(int id) const {
+  PostMessageA(Control(id), BM_CLICK, 0, 0);
+  HWND opened = nullptr;
+  const DWORD thread = GetWindowThreadProcessId(m_window, nullptr);
+  WaitFor("a second dialog", [&] { return (opened = FindDialog(thread, m_window)) != nullptr; });
+  WaitFor("the keyboard's attention for it", [&] { return GetForegroundWindow() == opened; });
+  return DialogDriver(opened);
+}
 
 void DialogDriver::HoldKey(BYTE virtualKey) const { keybd_event(virtualKey, 0, 0, 0); }
 

@@ -27,6 +27,9 @@ class DialogDriver {
   bool HasFocus(int id) const;
   std::pair<DWORD, DWORD> Selection(int id) const;
   LOGFONTA Font(int id) const;
+  // Of a progress bar.
+  int Position(int id) const;
+  std::pair<int, int> Range(int id) const;
   // Every pixel of a control as it stands on the screen.
   std::vector<COLORREF> Pixels(int id) const;
 
@@ -36,6 +39,8 @@ class DialogDriver {
   void Key(int id, WORD virtualKey) const;
   void DoubleClick(int id) const;
   void Click(int id) const;
+  // Clicks a button that opens a dialog on top of this one, and waits for that.
+  DialogDriver Open(int id) const;
   // Keys as the keyboard makes them: they go to what has the focus.
   void HoldKey(BYTE virtualKey) const;
   void ReleaseKey(BYTE virtualKey) const;

@@ -66,9 +66,35 @@ void ScriptedDialog::BuildTemplate() {
       }
       BuildKeyboard();
       break;
+    case IDD_CHANGE_PIN:
+      BuildChangePIN();
+      BuildKeyboard();
+      break;
+    case IDD_CHANGE_PWD:
+      m_title = "Schimba PIN-ul pentru <Token Name>";
+      AddControls(Kind::kButton, IDC_CHANGE_PWD, IDC_CHANGE_PWD, "OK");
+      AddControls(Kind::kButton, IDC_CANCEL, IDC_CANCEL, "Close");
+      for (const int edit : {IDC_CURRENT_PWD, IDC_NEW_PWD, IDC_REPEATED_PWD}) AddControls(Kind::kEdit, edit, edit, "");
+      break;
     default:
       ADD_FAILURE() << "ScriptedDialogs has no template " << GetResource();
   }
+}
+
+void ScriptedDialog::BuildChangePIN() {
+  m_title = "Change PIN";
+  AddControls(Kind::kButton, IDOK, IDOK, "OK");
+  AddControls(Kind::kButton, IDCANCEL, IDCANCEL, "Cancel");
+  AddControls(Kind::kButton, IDC_CLEAR_PINS, IDC_CLEAR_PINS, "Clear");
+  for (const int edit : {IDC_CURRENT_PIN, IDC_NEW_PIN, IDC_REPEATED_PIN}) AddControls(Kind::kEdit, edit, edit, "");
+  for (const int box : {IDC_SHOW_CHANGE_KEYBOARD, IDC_REVEAL_PINS}) AddControls(Kind::kCheckBox, box, box, "");
+  AddControls(Kind::kStatic, IDC_CHANGE_STATUS, IDC_CHANGE_STATUS, "");
+  AddControls(Kind::kProgressBar, IDC_STRENGTH_BAR, IDC_STRENGTH_BAR, "");
+  AddControls(Kind::kStatic, IDC_STRENGTH_LABEL, IDC_STRENGTH_LABEL, "Strength:");
+  AddControls(Kind::kStatic, IDC_STRENGTH_WORD, IDC_STRENGTH_WORD, "");
+  // The library's own template has none of these.
+  AddControls(Kind::kStatic, IDC_SHOW_KEYBOARD, IDC_SHOW_KEYBOARD, "");
+  AddControls(Kind::kStatic, IDC_CHANGE_HIDDEN_FIRST, IDC_CHANGE_HIDDEN_LAST, "");
 }
 
 void ScriptedDialog::BuildKeyboard() {
@@ -113,6 +139,10 @@ bool ScriptedDialog::CanReach(int control) const {
   return !m_ended && found.enabled && found.shown;
 }
 
+void ScriptedDialog::GiveFocus(int control) {
+  if (std::exchange(m_focus, control) != control && Find(control).kind == Kind::kEdit) Notify(control, EN_SETFOCUS);
+}
+
 void ScriptedDialog::Input(int control, UINT message, WPARAM key, const std::function<void()>& defaultHandling) {
   const bool watched = m_controller.WatchesInput(control);
   if (watched) Tell([&] { m_controller.BeforeInput(*this, control, message, key); });
@@ -125,7 +155,7 @@ void ScriptedDialog::Input(int control, UINT message, WPARAM key, const std::fun
 void ScriptedDialog::Type(int control, const std::string& text) {
   for (const char character : text) {
     if (!CanReach(control)) return;
-    m_focus = control;
+    GiveFocus(control);
     SendKey(control, WM_KEYDOWN, KeyOf(character));
     SendKey(control, WM_CHAR, static_cast<unsigned char>(character));
     SendKey(control, WM_KEYUP, KeyOf(character));
@@ -134,7 +164,7 @@ void ScriptedDialog::Type(int control, const std::string& text) {
 
 void ScriptedDialog::Press(int control, int virtualKey) {
   if (!CanReach(control)) return;
-  m_focus = control;
+  GiveFocus(control);
   const auto key = static_cast<WPARAM>(virtualKey);
   SendKey(control, WM_KEYDOWN, key);
   if (virtualKey == VK_BACK) SendKey(control, WM_CHAR, key);
@@ -145,14 +175,14 @@ void ScriptedDialog::Hold(int virtualKey, bool down) { m_keysDown[virtualKey] = 
 
 void ScriptedDialog::DoubleClick(int control) {
   if (!CanReach(control)) return;
-  m_focus = control;
+  GiveFocus(control);
   Input(control, WM_LBUTTONDBLCLK, 0, [&] { Select(control, {0, GetTextLength(control)}); });
   SendInput(control, WM_LBUTTONUP);
 }
 
 void ScriptedDialog::Drag(int control, std::size_t from, std::size_t to) {
   if (!CanReach(control)) return;
-  m_focus = control;
+  GiveFocus(control);
   Select(control, {from, from});
   Input(control, WM_MOUSEMOVE, 0, [&] { Select(control, {from, to}); });
   SendInput(control, WM_LBUTTONUP);
@@ -170,7 +200,7 @@ bool ScriptedDialog::Click(int control) {
   if (!CanReach(control)) return false;
   Control& button = Find(control);
   if (button.kind == Kind::kCheckBox) button.checked = !button.checked;
-  m_focus = control;
+  GiveFocus(control);
   Notify(control, BN_CLICKED);
   return true;
 }
@@ -294,8 +324,7 @@ void ScriptedDialog::SetText(int control, const std::string& text) {
 }
 
 void ScriptedDialog::Focus(int control) {
-  Find(control);
-  m_focus = control;
+  if (Find(control).enabled) GiveFocus(control);
 }
 
 void ScriptedDialog::AddItem(int control, const std::string& text) {
@@ -317,6 +346,16 @@ ScriptedDialogs::~ScriptedDialogs() {
 void ScriptedDialogs::OnNext(Script script) { m_scripts.push_back(std::move(script)); }
 
 INT_PTR ScriptedDialogs::Run(DialogController& controller) {
+  m_lastOwner = 0;
+  return Show(controller);
+}
+
+INT_PTR ScriptedDialogs::RunOver(DialogView& owner, DialogController& controller) {
+  m_lastOwner = static_cast<ScriptedDialog&>(owner).GetResource();
+  return Show(controller);
+}
+
+INT_PTR ScriptedDialogs::Show(DialogController& controller) {
   ++m_shownCount;
   m_lastResource = controller.GetResource();
   if (m_scripts.empty()) {

@@ -22,6 +22,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "pin/DialogHost.h"
@@ -67,6 +68,8 @@ class ScriptedDialog : public DialogView {
   int GetFocus() const { return m_focus; }
   bool IsEnabled(int control) const { return Find(control).enabled; }
   bool IsShown(int control) const { return Find(control).shown; }
+  std::pair<int, int> GetRange(int control) const { return Find(control).range; }
+  int GetPosition(int control) const { return Find(control).position; }
   DWORD GetTextLimit(int control) const { return Find(control).limit; }
   std::vector<std::string> GetItems(int control) const { return Find(control).items; }
   int GetSelectedItem(int control) const { return Find(control).selectedItem; }
@@ -101,13 +104,15 @@ class ScriptedDialog : public DialogView {
   void ScrollToCaret(int control) override { ++Find(control).scrolls; }
   void SendKey(int control, UINT message, WPARAM key) override;
   bool IsKeyDown(int virtualKey) const override;
+  void SetRange(int control, int lowest, int highest) override { Find(control).range = {lowest, highest}; }
+  void SetPosition(int control, int position) override { Find(control).position = position; }
   void AddItem(int control, const std::string& text) override;
   void SelectItem(int control, int index) override;
 
  private:
   friend class ScriptedDialogs;
 
-  enum class Kind { kButton, kCheckBox, kEdit, kStatic, kDropDown };
+  enum class Kind { kButton, kCheckBox, kEdit, kStatic, kProgressBar, kDropDown };
   struct Control {
     Kind kind = Kind::kStatic;
     std::string text;
@@ -119,6 +124,8 @@ class ScriptedDialog : public DialogView {
     std::size_t caret = 0;  // the selection lies between the two
     int scrolls = 0;
     std::vector<std::string> shownTexts;
+    std::pair<int, int> range = {0, 100};
+    int position = 0;
     std::vector<std::string> items;
     int selectedItem = -1;
   };
@@ -127,6 +134,7 @@ class ScriptedDialog : public DialogView {
   Control& Find(int control) const;
   void AddControls(Kind kind, int first, int last, const std::string& text);
   void BuildTemplate();
+  void BuildChangePIN();
   void BuildKeyboard();
 
   // Calls the controller. What it throws ends the dialog, and is kept for the host.
@@ -134,6 +142,8 @@ class ScriptedDialog : public DialogView {
   void Tell(Event event);
   void Notify(int control, UINT notification);
   bool CanReach(int control) const;
+  // An edit that has not got the focus yet reports that it has it now.
+  void GiveFocus(int control);
   // A message through the controller's hooks and the default handling.
   void Input(int control, UINT message, WPARAM key, const std::function<void()>& defaultHandling);
   void HandleKeyDown(int control, WPARAM key);
@@ -169,14 +179,20 @@ class ScriptedDialogs : public DialogHost {
   // How many dialogs were shown, and the template of the last one, 0 before the first.
   int ShownCount() const { return m_shownCount; }
   int LastResource() const { return m_lastResource; }
+  // The template of the dialog that the last one was opened out of, 0 for none.
+  int LastOwner() const { return m_lastOwner; }
 
   INT_PTR Run(DialogController& controller) override;
+  INT_PTR RunOver(DialogView& owner, DialogController& controller) override;
 
  private:
+  INT_PTR Show(DialogController& controller);
+
   DialogHost* m_before;
   std::deque<Script> m_scripts;
   int m_shownCount = 0;
   int m_lastResource = 0;
+  int m_lastOwner = 0;
 };
 
 // The common scripts of the login dialog: enters a PIN and clicks Login, which has to end the dialog; cancels.

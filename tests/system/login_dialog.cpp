@@ -1,14 +1,7 @@
-// The login dialog as users meet it: a real window, a session on the token that the loader finds, a user at the
-// keyboard. The token's PIN is 123456, its label "Anna's card", and it has three tries. Each test wants a card of its
-// own, so login_dialog.sh runs them one by one.
-#include <algorithm>
-#include <gtest/gtest.h>
-
-#include "DialogDriver.h"
+// The login dialog as users meet it: a real window, a session on a token, a user at the keyboard.
 #include "Expect.h"
 #include "PictureStand.h"
-#include "context/TELVOCSPContext.h"
-#include "cryptoki/CCryptoWrapper.h"
+#include "TokenDialogTest.h"
 #include "pin/CLoginEX.h"
 
 namespace {
@@ -18,15 +11,8 @@ constexpr int kPin = 1002;
 constexpr int kCancel = 1087;
 constexpr int kStatus = 1092;
 
-class LoginDialogTest : public testing::Test {
+class LoginDialogTest : public TokenDialogTest {
  protected:
-  void SetUp() override {
-    m_cryptoki = CCryptoWrapper::GetCryptoki();
-    m_cryptoki->GetInfo();
-    Token token = m_cryptoki->GetActiveSlots().front().GetToken();
-    m_session = token.OpenSession(CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr);
-  }
-
   // The dialog's result. A user who leaves it open cancels.
   INT_PTR Show(const std::function<void(DialogDriver&)>& user) {
     CLoginEX dialog;
@@ -44,28 +30,7 @@ class LoginDialogTest : public testing::Test {
     user.Type(kPin, pin);
     user.Click(kLogin);
   }
-
-  std::string CachedPin() const {
-    DWORD length = 0;
-    m_cache->GetPINCache(nullptr, &length);
-    std::string pin(length, '\0');
-    m_cache->GetPINCache(reinterpret_cast<BYTE*>(pin.data()), &length);
-    return pin;
-  }
-
-  bool IsLoggedIn() { return m_session.GetState() == CKS_RW_USER_FUNCTIONS; }
-
-  boost::shared_ptr<TELVOCryptoki> m_cryptoki;
-  Session m_session;
-  boost::shared_ptr<CTELVOPINCache> m_cache{new CTELVOPINCache};
 };
-
-std::ptrdiff_t RedPixels(const DialogDriver& user, int control) {
-  const std::vector<COLORREF> pixels = user.Pixels(control);
-  return std::count_if(pixels.begin(), pixels.end(), [](COLORREF color) {
-    return GetRValue(color) > 180 && GetGValue(color) < 100 && GetBValue(color) < 100;
-  });
-}
 
 TEST_F(LoginDialogTest, OpensWithTheTokensNameAnEmptyStatusAndTheFocusOnThePin) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {

@@ -1,6 +1,6 @@
 #!/bin/bash
 # login_dialog.sh SYSTEM LOGIN_DIALOG SOFTTOKEN -- RUN...
-# The login dialog on a software token: each test of the program with a card of its own, and one without a screen.
+# The dialogs of PINs on a software token: each test of the program with a card of its own, and one without a screen.
 set -eu
 program=$2 softtoken=$3
 shift 4
@@ -32,18 +32,18 @@ run_test() {
   echo "passed: $name"
 }
 
-suite=LoginDialogTest
-tests=$("$@" "$program" --gtest_list_tests | tr -d '\r' | sed -n 's/^  //p' | grep -v '^DISABLED_')
+# Suites stand at the beginning of a line, their tests behind blanks.
+tests=$("$@" "$program" --gtest_list_tests | tr -d '\r' | awk '/^[A-Z]/ {suite = $1} /^  / {print suite $1}' | grep -v DISABLED_)
 count=$(echo "$tests" | wc -l)
-[ "$count" -ge 10 ] || fail "the program lists $count tests"
-for name in $tests; do run_test "$suite.$name" "$@"; done
+[ "$count" -ge 20 ] || fail "the program lists $count tests"
+for name in $tests; do run_test "$name" "$@"; done
 
 # A program without a screen must not be the first one on the desktop: the others would have none either.
 touch "$folder/hold"
-TELVO_HOLD="Z:$folder/hold" "$@" "$program" "--gtest_filter=$suite.DISABLED_StandsForAPicture" \
+TELVO_HOLD="Z:$folder/hold" "$@" "$program" "--gtest_filter=LoginDialogTest.DISABLED_StandsForAPicture" \
   --gtest_also_run_disabled_tests >"$folder/picture-output" 2>&1 &
 for _ in $(seq 200); do [ -e "$folder/hold.shown" ] && break; sleep 0.05; done
 [ -e "$folder/hold.shown" ] || { cat "$folder/picture-output"; fail "no dialog is shown beside"; }
-run_test "$suite.DISABLED_WithoutAScreenTheResultIsMinusOne" env TELVO_DISPLAY=none "$@"
+run_test "LoginDialogTest.DISABLED_WithoutAScreenTheResultIsMinusOne" env TELVO_DISPLAY=none "$@"
 rm "$folder/hold"
 wait $! || { cat "$folder/picture-output"; fail "the dialog beside"; }

@@ -99,6 +99,7 @@ std::string KindOf(const std::string& windowClass, DWORD style) {
         return "other static";
     }
   }
+  if (windowClass == "MSCTLS_PROGRESS32") return "progress bar";
   return windowClass == "#133" ? "combo box" : windowClass;
 }
 
@@ -231,36 +232,71 @@ TEST(DialogTemplateTest, TheRomanianDialogIsLaidOutAsUsersKnowIt) {
             dialog.ControlLines());
 }
 
-TEST(DialogTemplateTest, TheKeyboardDialogHasEveryKeyOnce) {
+TEST(DialogTemplateTest, TheDialogThatChangesThePinIsAFamilyMemberOfTheOthers) {
+  const Dialog dialog = ReadDialog(125);
+  EXPECT_EQ("Change PIN", dialog.title);
+  EXPECT_EQ("MS Shell Dlg", dialog.font);
+  EXPECT_EQ(8, dialog.points);
+  EXPECT_EQ(DWORD{DS_MODALFRAME | WS_SYSMENU}, dialog.style & (DS_MODALFRAME | WS_SYSMENU));
+  EXPECT_EQ("default button", Find(dialog, 1)->kind);
+  EXPECT_EQ("button", Find(dialog, 2)->kind);
+  EXPECT_EQ("button", Find(dialog, 1067)->kind);
+  // Without a password style, so that the PINs can be revealed.
+  for (const int edit : {1068, 1069, 1071}) EXPECT_EQ("edit", Find(dialog, edit)->kind);
+  for (const int box : {1070, 1072}) EXPECT_EQ("check box", Find(dialog, box)->kind);
+  for (const int text : {1073, 1074, 1075, 1076, 1078, 1079}) EXPECT_EQ("static", Find(dialog, text)->kind);
+  EXPECT_EQ("bitmap", Find(dialog, 1066)->kind);
+  EXPECT_EQ("progress bar", Find(dialog, 1077)->kind);
+}
+
+struct KeyboardCase {
+  int dialog;
+  int frame;
+  std::multiset<int> others;  // beside the keys
+};
+
+class KeyboardTemplateTest : public testing::TestWithParam<KeyboardCase> {};
+
+TEST_P(KeyboardTemplateTest, HasEveryKeyOnce) {
   std::multiset<int> found;
-  for (const Control& control : ReadDialog(106).controls) found.insert(control.id);
-  std::multiset<int> expected = {1000, 1001, 1002, 1003, 1005, 1006, 1007, 1065, 1080, 1083, 1084};
+  for (const Control& control : ReadDialog(GetParam().dialog).controls) found.insert(control.id);
+  std::multiset<int> expected = GetParam().others;
   for (int key = 1010; key <= 1064; ++key) {
     if (key != 1051) expected.insert(key);
   }
   EXPECT_EQ(expected, found);
 }
 
-TEST(DialogTemplateTest, CapsAndShiftOfTheKeyboardStayDown) {
-  const Dialog dialog = ReadDialog(106);
+TEST_P(KeyboardTemplateTest, CapsAndShiftStayDown) {
+  const Dialog dialog = ReadDialog(GetParam().dialog);
   EXPECT_EQ("lock key", Find(dialog, 1038)->kind);
   EXPECT_EQ("lock key", Find(dialog, 1064)->kind);
 }
 
-TEST(DialogTemplateTest, KeysOfTheKeyboardDoNotOverlap) {
-  const Dialog dialog = ReadDialog(106);
+TEST_P(KeyboardTemplateTest, NothingOverlapsOrLeavesTheDialog) {
+  const Dialog dialog = ReadDialog(GetParam().dialog);
+  const int frame = GetParam().frame;
   for (const Control& one : dialog.controls) {
-    if (one.id == 1084) continue;  // the frame is around the others
+    if (one.id == frame) continue;  // it is around the others
     EXPECT_LE(one.x + one.width, dialog.width) << one.Line();
     EXPECT_LE(one.y + one.height, dialog.height) << one.Line();
     for (const Control& other : dialog.controls) {
-      if (other.id == 1084 || other.id == one.id) continue;
+      if (other.id == frame || other.id == one.id) continue;
       const bool apart = one.x + one.width <= other.x || other.x + other.width <= one.x ||
                          one.y + one.height <= other.y || other.y + other.height <= one.y;
       EXPECT_TRUE(apart) << one.Line() << " and " << other.Line();
     }
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Dialogs, KeyboardTemplateTest,
+    testing::Values(KeyboardCase{106, 1084, {1000, 1001, 1002, 1003, 1005, 1006, 1007, 1065, 1080, 1083, 1084}},
+                    KeyboardCase{125,
+                                 1080,
+                                 {1, 2, 1066, 1067, 1068, 1069, 1070, 1071, 1072, 1073, 1074, 1075, 1076, 1077, 1078,
+                                  1079, 1080}}),
+    [](const auto& row) { return std::to_string(row.param.dialog); });
 
 TEST(DialogTemplateTest, TheLogoFillsItsPlaceAtTheUsualResolution) {
   const auto logo = static_cast<HBITMAP>(

@@ -1,11 +1,34 @@
 #include "pin/windows/DialogWindow.h"
 
+#include <commctrl.h>
+
 #include "common/LibraryInstance.h"
 
 namespace {
 
 // Pictures are not found by the null instance, which stands for the system's own there.
 HINSTANCE ResourceModule() { return g_libraryInstance != nullptr ? g_libraryInstance : GetModuleHandleA(nullptr); }
+
+// The library that has the windows of progress bars, as long as a dialog stands: most processes that load the provider
+// show none.
+class ProgressBars {
+ public:
+  ProgressBars() : m_library(LoadLibraryExA("comctl32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)) {
+    if (m_library == nullptr) return;
+    const auto initialize = reinterpret_cast<decltype(&InitCommonControlsEx)>(
+        reinterpret_cast<void (*)()>(GetProcAddress(m_library, "InitCommonControlsEx")));
+    const INITCOMMONCONTROLSEX controls = {sizeof(controls), ICC_PROGRESS_CLASS};
+    if (initialize != nullptr) initialize(&controls);
+  }
+  ~ProgressBars() {
+    if (m_library != nullptr) FreeLibrary(m_library);
+  }
+  ProgressBars(const ProgressBars&) = delete;
+  ProgressBars& operator=(const ProgressBars&) = delete;
+
+ private:
+  HMODULE m_library;
+};
 
 LONG HeightOf(HFONT font, HWND window) {
   const HDC context = GetDC(window);
@@ -29,10 +52,11 @@ void SetFont(HWND window, HFONT font) {
 
 }  // namespace
 
-INT_PTR DialogWindow::Run() {
+INT_PTR DialogWindow::Run(const DialogWindow* owner) {
+  const ProgressBars progressBars;
   // The result is kept here: the system hands on only 32 bits of it in places.
-  DialogBoxParamA(ResourceModule(), MAKEINTRESOURCEA(m_controller.GetResource()), nullptr, &Procedure,
-                  reinterpret_cast<LPARAM>(this));
+  DialogBoxParamA(ResourceModule(), MAKEINTRESOURCEA(m_controller.GetResource()),
+                  owner != nullptr ? owner->m_window : nullptr, &Procedure, reinterpret_cast<LPARAM>(this));
   if (m_failure) std::rethrow_exception(m_failure);
   return m_result;
 }
@@ -49,7 +73,8 @@ INT_PTR CALLBACK DialogWindow::Procedure(HWND window, UINT message, WPARAM wPara
 INT_PTR DialogWindow::OnMessage(UINT message, WPARAM wParam, LPARAM lParam) {
   switch (message) {
     case WM_INITDIALOG:
-      return OnOpen() ? TRUE : FALSE;
+      OnOpen();
+      return FALSE;  // the focus is set
     case WM_COMMAND:
       Deliver([&] { m_controller.OnCommand(*this, LOWORD(wParam), HIWORD(wParam)); });
       return TRUE;
@@ -60,14 +85,14 @@ INT_PTR DialogWindow::OnMessage(UINT message, WPARAM wParam, LPARAM lParam) {
   }
 }
 
-// Whether the system is to choose the control that gets the focus.
-bool DialogWindow::OnOpen() {
+void DialogWindow::OnOpen() {
   Deliver([&] {
     WatchControls();
     m_controller.OnOpen(*this);
     SetFonts();
   });
-  return !m_focused;
+  // The system's own choice was made before the controller disabled controls.
+  if (!m_focused) SetFocus(GetNextDlgTabItem(m_window, nullptr, FALSE));
 }
 
 // The brush of the background, or null for all of the system's own.
@@ -169,8 +194,10 @@ void DialogWindow::Enable(int control, bool enabled) {
 void DialogWindow::Show(int control, bool shown) { ShowWindow(Control(control), shown ? SW_SHOW : SW_HIDE); }
 
 void DialogWindow::Focus(int control) {
+  const HWND window = Control(control);
+  if (IsWindowEnabled(window) == FALSE) return;
   m_focused = true;
-  SetFocus(Control(control));
+  SetFocus(window);
 }
 
 bool DialogWindow::IsChecked(int control) const { return IsDlgButtonChecked(m_window, control) == BST_CHECKED; }
@@ -197,6 +224,14 @@ void DialogWindow::ScrollToCaret(int control) { Send(control, EM_SCROLLCARET, 0,
 void DialogWindow::SendKey(int control, UINT message, WPARAM key) { Send(control, message, key, 1); }
 
 bool DialogWindow::IsKeyDown(int virtualKey) const { return GetKeyState(virtualKey) < 0; }
+
+void DialogWindow::SetRange(int control, int lowest, int highest) {
+  Send(control, PBM_SETRANGE32, static_cast<WPARAM>(lowest), highest);
+}
+
+void DialogWindow::SetPosition(int control, int position) {
+  Send(control, PBM_SETPOS, static_cast<WPARAM>(position), 0);
+}
 
 void DialogWindow::AddItem(int control, const std::string& text) {
   Send(control, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text.c_str()));

@@ -17,8 +17,8 @@ class DialogWindow : public DialogView, private InputListener {
  public:
   explicit DialogWindow(DialogController& controller) : m_controller(controller) {}
 
-  // As DialogHost::Run. Once for an object.
-  INT_PTR Run();
+  // As DialogHost::Run, and RunOver when there is an owner. Once for an object.
+  INT_PTR Run(const DialogWindow* owner);
 
   void SetTitle(const std::string& title) override;
   void SetSmallIcon(int icon) override;
@@ -39,13 +39,15 @@ class DialogWindow : public DialogView, private InputListener {
   void ScrollToCaret(int control) override;
   void SendKey(int control, UINT message, WPARAM key) override;
   bool IsKeyDown(int virtualKey) const override;
+  void SetRange(int control, int lowest, int highest) override;
+  void SetPosition(int control, int position) override;
   void AddItem(int control, const std::string& text) override;
   void SelectItem(int control, int index) override;
 
  private:
   static INT_PTR CALLBACK Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
   INT_PTR OnMessage(UINT message, WPARAM wParam, LPARAM lParam);
-  bool OnOpen();
+  void OnOpen();
   INT_PTR OnDrawText(HDC context, HWND control);
   template <typename Visit>
   void ForEachControl(Visit visit);

@@ -6,7 +6,10 @@ namespace {
 
 class WindowsDialogHost : public DialogHost {
  public:
-  INT_PTR Run(DialogController& controller) override { return DialogWindow(controller).Run(); }
+  INT_PTR Run(DialogController& controller) override { return DialogWindow(controller).Run(nullptr); }
+  INT_PTR RunOver(DialogView& owner, DialogController& controller) override {
+    return DialogWindow(controller).Run(static_cast<DialogWindow*>(&owner));
+  }
 };
 
 }  // namespace

@@ -25,29 +25,12 @@ constexpr int kCaps = 1038;
 constexpr int kShift = 1064;
 constexpr int kStatus = 1065;
 
-// Stands in for the dialog that changes the PIN.
-class RecordingChange : public PINChange {
- public:
-  INT_PTR Run(const PINChangeRequest& request) override {
-    requests.push_back(request);
-    pins.emplace_back(request.pin ? std::string(request.pin.get(), request.pin.get() + request.pinLength) : "(none)");
-    if (action) action();
-    return result;
-  }
-
-  std::function<void()> action;
-  INT_PTR result = 1;
-  std::vector<PINChangeRequest> requests;
-  std::vector<std::string> pins;
-};
-
 class CCLoginDlgTest : public LogTest {
  protected:
   CCLoginDlgTest() {
     m_dialog.SetSession(&m_session);
     m_dialog.SetTokenLabel("TELVO Token");
     m_dialog.AttachPINCache(m_cache);
-    m_dialog.SetPINChange(&m_change);
   }
 
   // Runs the dialog with what the user does, and cancels it behind that if it is still open.
@@ -72,7 +55,6 @@ class CCLoginDlgTest : public LogTest {
 
   ScriptedDialogs m_dialogs;
   AnsweringSession m_session;
-  RecordingChange m_change;
   boost::shared_ptr<CTELVOPINCache> m_cache = boost::make_shared<CTELVOPINCache>();
   CCLoginDlg m_dialog;
 };
@@ -177,45 +159,68 @@ TEST_F(CCLoginDlgTest, LoginIsEnabledExactlyWhileThereIsAPin) {
 
 // --- The change of the PIN
 
+// Behind the login dialog itself.
+ScriptedDialogs::Script ChangePINTo(const std::string& pin) {
+  return [pin](ScriptedDialog& change) {
+    change.Type(1069, pin);
+    change.Type(1071, pin);
+    change.Click(IDOK);
+  };
+}
+
 TEST_F(CCLoginDlgTest, AChangedPinClosesTheDialogAsOk) {
-  EXPECT_EQ(1, Run([](ScriptedDialog& dialog) { dialog.Click(kChangePIN); }));
-  ASSERT_EQ(1U, m_change.requests.size());
-  EXPECT_EQ(&m_session, m_change.requests[0].session);
-  EXPECT_EQ(m_cache, m_change.requests[0].cache);
-  EXPECT_EQ("TELVO Token", m_change.requests[0].tokenLabel);
-  EXPECT_EQ(std::vector<std::string>{"(none)"}, m_change.pins);
+  EXPECT_EQ(1, Run([this](ScriptedDialog& dialog) {
+              m_dialogs.OnNext([](ScriptedDialog& change) {
+                EXPECT_EQ(125, change.GetResource());
+                EXPECT_EQ("Change PIN for TELVO Token", change.GetTitle());
+                EXPECT_EQ("", change.GetText(1068));
+                change.Type(1068, "1234");
+                ChangePINTo("567890")(change);
+              });
+              dialog.Click(kChangePIN);
+              EXPECT_EQ(106, m_dialogs.LastOwner());
+            }));
+  EXPECT_EQ(std::vector<std::string>{"1234 to 567890"}, m_session.changes);
+  EXPECT_EQ(std::vector<std::string>{"567890"}, m_session.pins);
+  EXPECT_EQ("567890", PINOf(*m_cache));
 }
 
 TEST_F(CCLoginDlgTest, ACancelledChangeLeavesTheDialogOpen) {
-  m_change.result = 2;
-  Run([](ScriptedDialog& dialog) {
+  Run([this](ScriptedDialog& dialog) {
+    m_dialogs.OnNext(CancelDialog());
     dialog.Click(kChangePIN);
     EXPECT_FALSE(dialog.HasEnded());
   });
-}
-
-TEST_F(CCLoginDlgTest, WithoutAChangeDialogNothingIsOpened) {
-  m_dialog.SetPINChange(nullptr);
-  EXPECT_EQ(1, Run([](ScriptedDialog& dialog) {
-              dialog.Click(kChangePIN);
-              EXPECT_FALSE(dialog.HasEnded());
-              dialog.Click(kChangeAfterLogin);
-              dialog.Type(kEdit, "1234");
-              dialog.Click(kLogin);
-            }));
+  EXPECT_TRUE(m_session.changes.empty());
 }
 
 TEST_F(CCLoginDlgTest, ChangeAfterLoginHandsThePinOver) {
-  m_change.result = 2;
-  EXPECT_EQ(1, Run([](ScriptedDialog& dialog) {
+  EXPECT_EQ(1, Run([this](ScriptedDialog& dialog) {
               dialog.Click(kChangeAfterLogin);
               dialog.Type(kEdit, "1234");
+              m_dialogs.OnNext([this](ScriptedDialog& change) {
+                EXPECT_EQ("1234", PINOf(*m_cache));
+                EXPECT_EQ("Change PIN for TELVO Token", change.GetTitle());
+                EXPECT_EQ("****", change.GetText(1068));
+                EXPECT_FALSE(change.IsEnabled(1068));
+                ChangePINTo("567890")(change);
+              });
+              dialog.Click(kLogin);
+              EXPECT_EQ(106, m_dialogs.LastOwner());
+            }));
+  EXPECT_EQ(std::vector<std::string>{"1234 to 567890"}, m_session.changes);
+  EXPECT_EQ((std::vector<std::string>{"1234", "567890"}), m_session.pins);
+  EXPECT_EQ("567890", PINOf(*m_cache));
+}
+
+TEST_F(CCLoginDlgTest, ACancelledChangeAfterTheLoginIsStillALogin) {
+  EXPECT_EQ(1, Run([this](ScriptedDialog& dialog) {
+              dialog.Click(kChangeAfterLogin);
+              dialog.Type(kEdit, "1234");
+              m_dialogs.OnNext(CancelDialog());
               dialog.Click(kLogin);
             }));
-  EXPECT_EQ(std::vector<std::string>{"1234"}, m_change.pins);
-  EXPECT_EQ(&m_session, m_change.requests[0].session);
-  EXPECT_EQ(m_cache, m_change.requests[0].cache);
-  EXPECT_EQ("TELVO Token", m_change.requests[0].tokenLabel);
+  EXPECT_EQ("1234", PINOf(*m_cache));
 }
 
 // --- Login
@@ -229,7 +234,7 @@ TEST_F(CCLoginDlgTest, ARightPinLogsInIsCachedAndClosesAsOk) {
   EXPECT_EQ(std::vector<std::string>{"1234567890"}, m_session.pins);
   EXPECT_EQ(CK_USER_TYPE{1}, m_session.userType);
   EXPECT_EQ("1234567890", PINOf(*m_cache));
-  EXPECT_TRUE(m_change.requests.empty());
+  EXPECT_EQ(1, m_dialogs.ShownCount());
 }
 
 TEST_F(CCLoginDlgTest, LogsNothingOfItsOwn) {
@@ -304,7 +309,7 @@ TEST_F(CCLoginDlgTest, AUserWhoIsLoggedInAlreadyClosesTheDialogAndIsNotCached) {
               EXPECT_EQ("", dialog.GetText(kStatus));
             }));
   EXPECT_EQ(0, m_cache->IsPINSet());
-  EXPECT_TRUE(m_change.requests.empty());
+  EXPECT_EQ(1, m_dialogs.ShownCount());
 }
 
 class CCLoginDlgFailureTest : public CCLoginDlgTest, public ::testing::WithParamInterface<DWORD> {};
@@ -347,14 +352,12 @@ INSTANTIATE_TEST_SUITE_P(Results, CCLoginDlgMemoryTest, ::testing::Values(0, 3, 
 
 TEST_F(CCLoginDlgTest, ThePinHandedOverIsWipedWhenTheChangeThrows) {
   std::unique_ptr<HeapWatch> watch;
-  m_change.action = [&] {
-    watch = std::make_unique<HeapWatch>(m_change.requests[0].pin.get(), 4);
-    m_change.requests.clear();
-    throw std::runtime_error("no change today");
-  };
-  EXPECT_THROW(Run([](ScriptedDialog& dialog) {
+  m_session.answer = [&] { watch = std::make_unique<HeapWatch>(m_session.pinBuffer, 4); };
+  m_session.answerChange = [] { throw std::runtime_error("no change today"); };
+  EXPECT_THROW(Run([this](ScriptedDialog& dialog) {
                  dialog.Click(kChangeAfterLogin);
                  dialog.Type(kEdit, "1234");
+                 m_dialogs.OnNext(ChangePINTo("567890"));
                  dialog.Click(kLogin);
                }),
                std::runtime_error);

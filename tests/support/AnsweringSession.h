@@ -1,4 +1,4 @@
-// A session whose login answers what a test wants.
+// A session whose login and change of the PIN answer what a test wants.
 #pragma once
 
 #include "common/Platform.h"
@@ -19,12 +19,33 @@ class AnsweringSession : public Session {
     pins.emplace_back(pin, pin + length);
     if (answer) answer();
   }
+  void SetPIN(BYTE* oldPin, DWORD oldLength, BYTE* newPin, DWORD newLength) override {
+    oldPinBuffer = oldPin;
+    newPinBuffer = newPin;
+    changes.push_back(std::string(oldPin, oldPin + oldLength) + " to " + std::string(newPin, newPin + newLength));
+    if (answerChange) answerChange();
+  }
+  CK_SESSION_INFO GetSessionInfo() override {
+    if (answerInfo) answerInfo();
+    CK_SESSION_INFO info = {};
+    info.ulDeviceError = deviceError;
+    return info;
+  }
   void Fail(DWORD code) {
     answer = [code] { throw CryptokiError(code); };
   }
+  void FailChange(DWORD code) {
+    answerChange = [code] { throw CryptokiError(code); };
+  }
 
-  // Runs in each login; succeeds while it is empty.
+  // Each runs in every such call; the call succeeds while it is empty.
   std::function<void()> answer;
+  std::function<void()> answerChange;
+  std::function<void()> answerInfo;
+  CK_ULONG deviceError = 0;
+  const BYTE* oldPinBuffer = nullptr;
+  const BYTE* newPinBuffer = nullptr;
+  std::vector<std::string> changes;
   CK_USER_TYPE userType = 0;
   const BYTE* pinBuffer = nullptr;
   std::vector<std::string> pins;
