@@ -35,8 +35,8 @@ class CChangePwdDlg : public PINChangeDialog {
  private:
   struct Field {
     const CSecureEditEx& edit;
-    const char* label;        // of the PIN as it was read
-    const char* outputLabel;  // of the PIN as the caller gets it
+    const char* label = "";        // of the PIN as it was read
+    const char* outputLabel = "";  // of the PIN as the caller gets it
     BYTE* output = nullptr;
     DWORD length = 0;
   };
