@@ -34,6 +34,7 @@ class CChangePINDlg : public PINChangeDialog {
   INT_PTR DoModalOver(DialogView& owner);
 
   int GetResource() const override;
+  bool HasProgressBar() const override { return true; }
   void OnOpen(DialogView& view) override;
   void OnCommand(DialogView& view, int control, UINT notification) override;
   bool GetTextColor(int control, COLORREF& color) const override { return m_status.GetTextColor(control, color); }

@@ -15,8 +15,9 @@ class DialogController {
   DialogController(const DialogController&) = delete;
   DialogController& operator=(const DialogController&) = delete;
 
-  // The dialog template.
+  // The dialog template, and whether it has a progress bar.
   virtual int GetResource() const = 0;
+  virtual bool HasProgressBar() const { return false; }
 
   // The window and its controls exist and are not shown yet.
   virtual void OnOpen(DialogView& view) = 0;

@@ -361,18 +361,20 @@ TEST(DialogWindowTest, AKeyThatIsHeldDownIsSeen) {
   Events events;
   probe.before = [&](DialogView& view, int, UINT message, WPARAM key) {
     if (message == WM_KEYDOWN && key == VK_END) events.emplace_back(view.IsKeyDown(VK_SHIFT) ? "shift" : "plain");
+    if (message == WM_KEYUP && key == VK_SHIFT) events.emplace_back("released");
   };
   Show(probe, [&](DialogDriver& user) {
     user.PressKey(VK_END);
     user.HoldKey(VK_SHIFT);
     user.PressKey(VK_END);
     user.ReleaseKey(VK_SHIFT);
-    DialogDriver::WaitFor("both keys", [&] {
+    // The release as well: it would be held down for the next dialog of this thread otherwise.
+    DialogDriver::WaitFor("the keys", [&] {
       SendMessageA(user.Window(), WM_NULL, 0, 0);
-      return events.size() == 2;
+      return events.size() == 3;
     });
   });
-  EXPECT_EQ((Events{"plain", "shift"}), events);
+  EXPECT_EQ((Events{"plain", "shift", "released"}), events);
 }
 
 TEST(DialogWindowTest, AnEditIsDrivenByItsView) {

@@ -1,6 +1,7 @@
 #include "pin/windows/DialogWindow.h"
 
 #include <commctrl.h>
+#include <optional>
 
 #include "common/LibraryInstance.h"
 
@@ -9,11 +10,15 @@ namespace {
 // Pictures are not found by the null instance, which stands for the system's own there.
 HINSTANCE ResourceModule() { return g_libraryInstance != nullptr ? g_libraryInstance : GetModuleHandleA(nullptr); }
 
-// The library that has the windows of progress bars, as long as a dialog stands: most processes that load the provider
-// show none.
+// The library that has the windows of progress bars, as long as a dialog with one stands: most processes that load the
+// provider show none.
 class ProgressBars {
  public:
-  ProgressBars() : m_library(LoadLibraryExA("comctl32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)) {
+  ProgressBars() {
+    // Wine makes its classes of windows once in a process, and takes the lock of the loader for it. Unless that is over,
+    // comctl32 waits for it inside the loader while another thread that is at it waits for the loader.
+    GetDesktopWindow();
+    m_library = LoadLibraryExA("comctl32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
     if (m_library == nullptr) return;
     const auto initialize = reinterpret_cast<decltype(&InitCommonControlsEx)>(
         reinterpret_cast<void (*)()>(GetProcAddress(m_library, "InitCommonControlsEx")));
@@ -27,7 +32,7 @@ class ProgressBars {
   ProgressBars& operator=(const ProgressBars&) = delete;
 
  private:
-  HMODULE m_library;
+  HMODULE m_library = nullptr;
 };
 
 LONG HeightOf(HFONT font, HWND window) {
@@ -53,7 +58,8 @@ void SetFont(HWND window, HFONT font) {
 }  // namespace
 
 INT_PTR DialogWindow::Run(const DialogWindow* owner) {
-  const ProgressBars progressBars;
+  std::optional<ProgressBars> progressBars;
+  if (m_controller.HasProgressBar()) progressBars.emplace();
   // The result is kept here: the system hands on only 32 bits of it in places.
   DialogBoxParamA(ResourceModule(), MAKEINTRESOURCEA(m_controller.GetResource()),
                   owner != nullptr ? owner->m_window : nullptr, &Procedure, reinterpret_cast<LPARAM>(this));
