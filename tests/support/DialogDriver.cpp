@@ -8,31 +8,46 @@
 
 namespace {
 
-// The search for a dialog that is shown.
-struct Search {
-  HWND known;  // not this one
-  HWND found;
-};
-
-BOOL CALLBACK TakeDialog(HWND window, LPARAM parameter) {
-  auto& search = *reinterpret_cast<Search*>(parameter);
-  char name[32] = {};
-  GetClassNameA(window, name, sizeof(name));
-  if (window == search.known || std::string(name) != "#32770" || !IsWindowVisible(window)) return TRUE;
-  search.found = window;
-  return FALSE;
-}
-
-HWND FindDialog(DWORD thread, HWND known = nullptr) {
-  Search search = {known, nullptr};
-  EnumThreadWindows(thread, TakeDialog, reinterpret_cast<LPARAM>(&search));
-  return search.found;
-}
-
 std::string TextOf(HWND window) {
   std::string text(static_cast<std::size_t>(GetWindowTextLengthA(window)) + 1, '\0');
   text.resize(static_cast<std::size_t>(GetWindowTextA(window, text.data(), static_cast<int>(text.size()))));
   return text;
+}
+
+bool IsShownDialog(HWND window) {
+  char name[32] = {};
+  GetClassNameA(window, name, sizeof(name));
+  return std::string(name) == "#32770" && IsWindowVisible(window);
+}
+
+// The first window that a filter takes.
+struct Search {
+  std::function<bool(HWND)> filter;
+  HWND found = nullptr;
+};
+
+BOOL CALLBACK Visit(HWND window, LPARAM parameter) {
+  auto& search = *reinterpret_cast<Search*>(parameter);
+  if (!search.filter(window)) return TRUE;
+  search.found = window;
+  return FALSE;
+}
+
+// The dialog of a thread other than `known`.
+HWND FindDialog(DWORD thread, HWND known = nullptr) {
+  Search search{[known](HWND window) { return window != known && IsShownDialog(window); }};
+  EnumThreadWindows(thread, Visit, reinterpret_cast<LPARAM>(&search));
+  return search.found;
+}
+
+HWND FindDialogTitled(const std::string& title) {
+  Search search{[&title](HWND window) {
+    if (!IsShownDialog(window)) return false;
+    const std::string text = TextOf(window);
+    return text.substr(0, text.find_last_not_of(' ') + 1) == title;
+  }};
+  EnumWindows(Visit, reinterpret_cast<LPARAM>(&search));
+  return search.found;
 }
 
 }  // namespace
@@ -57,6 +72,12 @@ INT_PTR DialogDriver::Run(const std::function<INT_PTR()>& dialog, const std::fun
     }
   } join{second, ended};
   return dialog();
+}
+
+std::optional<DialogDriver> DialogDriver::Titled(const std::string& title) {
+  HWND window = nullptr;
+  if (!WaitFor(title.c_str(), [&] { return (window = FindDialogTitled(title)) != nullptr; })) return std::nullopt;
+  return DialogDriver(window);
 }
 
 std::string DialogDriver::Title() const { return TextOf(m_window); }

@@ -7,6 +7,7 @@
 #include "common/Platform.h"
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,6 +17,10 @@ class DialogDriver {
   // Runs `dialog` on this thread and `user` on another one, from when the dialog is shown. A dialog that still stands
   // behind `user` is cancelled. Returns what `dialog` does; what it throws comes out.
   static INT_PTR Run(const std::function<INT_PTR()>& dialog, const std::function<void(DialogDriver&)>& user);
+
+  // The dialog of that title, of any program; waits for it. The blanks that pad a token's label do not count. Nothing
+  // when none comes up, which fails the test.
+  static std::optional<DialogDriver> Titled(const std::string& title);
 
   HWND Window() const { return m_window; }
   HWND Control(int id) const { return GetDlgItem(m_window, id); }

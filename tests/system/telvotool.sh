@@ -1,10 +1,10 @@
 #!/bin/bash
-# telvotool.sh SYSTEM TELVOTOOL PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN -- RUN...
+# telvotool.sh SYSTEM TELVOTOOL PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN DIALOG_USER -- RUN...
 # Every command of telvotool, on software tokens; OpenSSL and pkcs11-tool are the judges. It registers the provider in the
 # registry of the whole prefix, so that it must run alone.
 set -eu
-program=$2 provider=$3 softtoken=$4 native_softtoken=$5
-shift 6
+program=$2 provider=$3 softtoken=$4 native_softtoken=$5 dialog_user=$6
+shift 7
 run=("$@")
 folder=$(mktemp -d)
 cd "$folder"
@@ -278,6 +278,36 @@ says 'signer: CN=second'
 rm b-is-in
 doctor 0 doctor
 says 'warn  certificate CN=second: its container "second" is not there'
+
+echo "dialogs"
+# by_dialog CODE TITLE STEP... -- COMMAND...: telvotool as expect runs it, with a user at the dialog of that title.
+by_dialog() {
+  local wanted=$1 steps=() run=(timeout 60 "${run[@]}")  # nobody else closes a dialog that is left open
+  shift
+  while [ "$1" != -- ]; do steps+=("$1"); shift; done
+  shift
+  "${run[@]}" "$dialog_user" "${steps[@]}" >user </dev/null 2>&1 &
+  local user=$!
+  expect "$wanted" "$@"
+  wait $user || { cat user; fail "the user of the dialog: ${steps[*]}"; }
+}
+by_dialog 0 'Enter PIN for Card A' type:1002=123456 click:1001 gone -- sign text --container signing --out text.p7s
+accept verified text.p7s text
+by_dialog 4 'Enter PIN for Card A' type:1002=999999 click:1001 'reads:1092=Incorrect PIN, 4 trials left' click:1087 gone \
+  -- sign text --container signing
+by_dialog 4 'Change PIN for Card A' type:1068=123456 click:2 gone -- change-pin
+complains 'the PIN was not changed'
+by_dialog 0 'Change PIN for Card A' type:1068=123456 type:1069=Quill-42 type:1071=Quill-42 'reads:1079=Strong' click:1 gone \
+  -- change-pin
+says 'changed: the PIN of the card in TELVO Reader A'
+expect 4 sign text --container signing --pin-file pin
+echo Quill-42 >new-pin
+expect 0 sign text --container signing --pin-file new-pin
+by_dialog 0 'Change PIN for Card A' type:1068=Quill-42 type:1069=123456 type:1071=123456 click:1 gone \
+  -- change-pin --reader 'TELVO Reader A'
+expect 0 sign text --container signing --pin-file pin
+TELVO_DISPLAY=none expect 1 change-pin
+complains 'start the program where there is a screen'
 
 echo "without a dialog and without a PIN"
 # There is no screen, and nobody to cancel: the login fails at once.
