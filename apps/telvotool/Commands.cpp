@@ -131,7 +131,7 @@ void PrintHelp() {
       "       telvotool COMMAND --help\n\n");
   for (const Command& command : Commands()) {
     const std::string form = std::string(command.name) + " " + command.operands;
-    std::printf("  %-20s %s\n", form.c_str(), command.summary);
+    std::printf("  %-22s %s\n", form.c_str(), command.summary);
   }
   std::printf("\n%s", kExitCodes);
 }
