@@ -20,8 +20,9 @@ reader = TELVO Reader A 00 00
 label = Card A
 serial = A000000000000001
 CONF
-export TELVO_SOFTTOKEN_CONF="$folder/token.conf" TELVO_WINSCARD=1
-cp "$program" "$softtoken" "$winscard/winscard.dll" "$winscard/pcscbridge.dll" "$folder"
+export TELVO_SOFTTOKEN_CONF="$folder/token.conf"
+cp "$program" "$softtoken" "$folder"
+use_winscard "$folder" "$winscard"
 
 # Kilobytes of memory that the process itself wrote, as Linux counts them.
 used() {

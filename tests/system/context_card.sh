@@ -12,8 +12,6 @@ trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
 . "$(dirname "$0")/log_switch.sh"
 . "$(dirname "$0")/readers.sh"
 
-fail() { echo "FAILED: $*"; [ -f "$log" ] && tail -n 40 "$log"; exit 1; }
-
 # expect ANSWER COMMAND
 expect() {
   local answer
@@ -21,15 +19,9 @@ expect() {
   read -r -t 20 answer <&"$contexts_out" || fail "no answer to $2"
   [ "${answer%$'\r'}" = "$1" ] || fail "$2: ${answer%$'\r'} instead of $1"
 }
-# How many lines of the log hold a text, since the last start.
-lines() { tail -c "+$log_start" "$log" | grep -c -- "$1" || true; }
 # logged COUNT TEXT: so often now, and so often it stays
 logged() { [ "$(lines "$2")" = "$1" ] || fail "'$2' is logged $(lines "$2") times instead of $1"; }
-# await_lines COUNT TEXT
-await_lines() {
-  for _ in $(seq 100); do [ "$(lines "$2")" -ge "$1" ] && return; sleep 0.1; done
-  fail "'$2' does not come up $1 times"
-}
+# Looks at the log from here on.
 start() {
   log_start=$(($(stat -c %s "$log" 2>/dev/null || echo 0) + 1))
   start_talk contexts "${run_command[@]}" "$folder/$(basename "$program")" 'TELVO Reader A 00 00' "$provider"
@@ -53,8 +45,7 @@ CONF
 export TELVO_SOFTTOKEN_CONF="$folder/token.conf"
 cp "$program" "$softtoken" "$folder"
 if [ "$system" = Windows ]; then
-  cp "$winscard/winscard.dll" "$winscard/pcscbridge.dll" "$folder"
-  export TELVO_WINSCARD=1
+  use_winscard "$folder" "$winscard"
   provider="Z:${provider//\//\\}"
 else
   export LD_LIBRARY_PATH=$folder

@@ -1,7 +1,8 @@
 # To be sourced, with `system` (Windows, Linux), `folder` and the array `run_command` set: switches the provider's log on
-# and off for every process that starts from now on. On Windows that is the registry of the whole prefix, so that the test
-# must run alone.
+# and off for every process that starts from now on, and looks into it. On Windows that is the registry of the whole
+# prefix, so that the test must run alone.
 log=$folder/csp.log
+log_start=1  # the first byte that `lines` looks at
 log_key='SOFTWARE\Brenholt Devices Ltd.\TELVO SDK'
 
 # set_log on|off
@@ -20,3 +21,13 @@ else
     if [ "$1" = off ]; then : >"$TELVO_REGISTRY"; else printf '[%s]\nCSPLOG=sz:1\nCSPDIR=sz:%s\n' "$log_key" "$log" >"$TELVO_REGISTRY"; fi
   }
 fi
+
+# Ends the test, with the end of the log.
+fail() { echo "FAILED: $*"; [ -f "$log" ] && tail -n 40 "$log"; exit 1; }
+# How many lines of the log hold a text.
+lines() { tail -c "+$log_start" "$log" | grep -c -- "$1" || true; }
+# await_lines COUNT TEXT
+await_lines() {
+  for _ in $(seq 100); do [ "$(lines "$2")" -ge "$1" ] && return; sleep 0.1; done
+  fail "'$2' does not come up $1 times"
+}

@@ -23,7 +23,6 @@ cp "$program" "$folder"
 run_tests 1 3
 
 readers_up "$folder" || exit 1
-cp "$winscard/winscard.dll" "$winscard/pcscbridge.dll" "$folder"
-export TELVO_WINSCARD=1
+use_winscard "$folder" "$winscard"
 export TELVO_READERS='TELVO Reader A 00 00;TELVO Reader A 00 01;TELVO Reader B 00 00;TELVO Reader B 00 01'
 run_tests 3 1

@@ -4,6 +4,8 @@
 #   readers_up FOLDER        starts pcscd with these readers; FOLDER is for its settings and its log
 #   card insert A            puts the card into reader A; card remove A pulls it
 #   readers_down             ends all of it; call it in a trap
+#   use_winscard FOLDER WINSCARD_FOLDER
+#                            programs of FOLDER find these readers under Wine, whose own PC/SC knows none
 #
 # A machine has one pcscd. Tests of several build folders wait for each other; a pcscd that is not a test's is left alone,
 # and readers_up fails.
@@ -77,4 +79,9 @@ readers_down() {
   fi
   if [ -n "${cards_pid:-}" ]; then kill "$cards_pid" 2>/dev/null || true; fi
   cards_pid='' pcscd_pid=''
+}
+
+use_winscard() {
+  cp "$2/winscard.dll" "$2/pcscbridge.dll" "$1"
+  export TELVO_WINSCARD=1
 }

@@ -12,8 +12,6 @@ trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
 . "$(dirname "$0")/log_switch.sh"
 . "$(dirname "$0")/readers.sh"
 
-fail() { echo "FAILED: $*"; [ -f "$log" ] && tail -n 40 "$log"; exit 1; }
-
 # ask COMMAND: the program's answer
 ask() {
   local answer
@@ -21,22 +19,12 @@ ask() {
   read -r -t 20 answer <&"$watcher_out" || fail "no answer to $1"
   echo "${answer%$'\r'}"
 }
-# How many lines of the log hold a text.
-lines() { grep -c -- "$1" "$log" || true; }
-# await_lines COUNT TEXT
-await_lines() {
-  for _ in $(seq 100); do [ "$(lines "$2")" -ge "$1" ] && return; sleep 0.1; done
-  fail "'$2' does not come up $1 times"
-}
 
 readers_up "$folder" || exit 1
 card insert A
 card insert B
 cp "$program" "$folder"
-if [ "$system" = Windows ]; then
-  cp "$winscard/winscard.dll" "$winscard/pcscbridge.dll" "$folder"
-  export TELVO_WINSCARD=1
-fi
+if [ "$system" = Windows ]; then use_winscard "$folder" "$winscard"; fi
 set_log on
 sleep 1  # until the service has seen the cards
 start_talk watcher "${run_command[@]}" "$folder/$(basename "$program")" 'TELVO Reader A 00 00' 'TELVO Reader B 00 00'
