@@ -90,9 +90,18 @@ DWORD HandOut(const std::string& full, LPSTR text, DWORD size) {
 
 std::string NameText(const X509_NAME* name, bool reversed) {
   std::vector<std::string> parts;
+  int lastPart = -1;
   for (int i = 0; i < X509_NAME_entry_count(name); ++i) {
     const X509_NAME_ENTRY* entry = X509_NAME_get_entry(name, i);
-    parts.push_back(KeyOf(X509_NAME_ENTRY_get_object(entry)) + "=" + Quoted(TextOf(X509_NAME_ENTRY_get_data(entry))));
+    const std::string text =
+        KeyOf(X509_NAME_ENTRY_get_object(entry)) + "=" + Quoted(TextOf(X509_NAME_ENTRY_get_data(entry)));
+    const int part = X509_NAME_ENTRY_set(entry);
+    if (part == lastPart) {
+      parts.back() += " + " + text;
+    } else {
+      parts.push_back(text);
+    }
+    lastPart = part;
   }
   if (reversed) std::reverse(parts.begin(), parts.end());
   std::string text;

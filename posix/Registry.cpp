@@ -8,10 +8,12 @@
 //
 // Keys stand below HKEY_LOCAL_MACHINE. Key and value names are compared without regard to case. An "sz" value
 // is kept without its terminating zero and handed out with it; "hex" keeps a string whose bytes do not end in
-// a zero (type REG_SZ, as the provider's own writer stores it) or that could not stand in a line.
+// a zero (type REG_SZ, as the provider's own writer stores it) or that could not stand in a line. A value that cannot
+// be read is not there.
 #include <windows.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -73,12 +75,14 @@ std::optional<std::size_t> FindValue(const Lines& lines, std::size_t begin, cons
   return std::nullopt;
 }
 
-std::vector<BYTE> FromHex(const std::string& digits) {
-  std::vector<BYTE> bytes;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-    bytes.push_back(static_cast<BYTE>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+bool FromHex(const std::string& digits, std::vector<BYTE>& bytes) {
+  bytes.resize(digits.size() / 2);
+  const char* pair = digits.data();
+  for (BYTE& byte : bytes) {
+    if (std::from_chars(pair, pair + 2, byte, 16).ptr != pair + 2) return false;
+    pair += 2;
   }
-  return bytes;
+  return digits.size() % 2 == 0;
 }
 
 std::string ToHex(const BYTE* data, DWORD length) {
@@ -104,10 +108,8 @@ bool ParseValue(const std::string& text, Value& value) {
     value.type = REG_DWORD;
     value.data.resize(sizeof(number));
     std::memcpy(value.data.data(), &number, sizeof(number));
-  } else if (kind == "hex") {
-    value.data = FromHex(rest);
   } else {
-    return false;
+    return kind == "hex" && FromHex(rest, value.data);
   }
   return true;
 }

@@ -28,9 +28,23 @@ timespec After(DWORD milliseconds) {
   return time;
 }
 
+// A thread is terminated while one of these lives, and nowhere else: opening or writing a file would end it as well,
+// and that happens below functions that let no unwinding through.
+class MayBeTerminated {
+ public:
+  MayBeTerminated() { pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &m_before); }
+  ~MayBeTerminated() { pthread_setcancelstate(m_before, nullptr); }
+  MayBeTerminated(const MayBeTerminated&) = delete;
+  MayBeTerminated& operator=(const MayBeTerminated&) = delete;
+
+ private:
+  int m_before = PTHREAD_CANCEL_DISABLE;
+};
+
 // Waits until reached(), which is called under the lock, at most `milliseconds`; returns whether it came to that.
 template <typename Reached>
 bool WaitUntil(Reached reached, DWORD milliseconds) {
+  const MayBeTerminated mayBeTerminated;
   const timespec end = After(milliseconds == INFINITE ? 0 : milliseconds);
   const std::lock_guard<std::mutex> lock(g_stateMutex);
   while (!reached()) {
@@ -115,6 +129,7 @@ class Thread final : public SignalledHandle {
   static void* Run(void* argument) {
     const std::unique_ptr<StartRecord> start(static_cast<StartRecord*>(argument));
     const SetAtEnd setAtEnd{*start->ended};  // also of a thread that is terminated
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
     start->routine(start->argument);
     return nullptr;
   }
@@ -139,6 +154,7 @@ BOOL TerminateThread(HANDLE thread, DWORD) {
 
 void Sleep(DWORD milliseconds) {
   if (milliseconds == INFINITE) WaitUntil([] { return false; }, INFINITE);
+  const MayBeTerminated mayBeTerminated;
   const timespec end = After(milliseconds);
   while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
   }

@@ -60,8 +60,8 @@ using PCERT_NAME_BLOB = CERT_NAME_BLOB*;
 // number of bytes with it. With a null `text` or a `size` of 0 nothing is written and the number needed is
 // returned. Bytes that are no such name give the empty text: 1 is returned.
 //
-// Only the form CERT_X500_NAME_STR is there, with or without CERT_NAME_STR_REVERSE_FLAG: "CN=..., O=...,
-// C=...".
+// Only the form CERT_X500_NAME_STR is there, with or without CERT_NAME_STR_REVERSE_FLAG: "CN=..., O=..., C=...", with
+// " + " between the values of one part.
 DWORD CertNameToStrA(DWORD encoding, PCERT_NAME_BLOB name, DWORD form, LPSTR text, DWORD size);
 
 // Parameters of a provider, and what they hand out.

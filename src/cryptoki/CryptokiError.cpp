@@ -17,8 +17,8 @@ struct ErrorRow {
   const char* text;
 };
 
-// clang-format off: one row, one line
-// The product's own words, kept to the letter, misspellings included. Ascending by code.
+// clang-format off
+// One row, one line. The product's own words, kept to the letter, misspellings included. Ascending by code.
 constexpr ErrorRow kErrorRows[] = {
     {CKR_OK, "Operation Success"},
     {CKR_CANCEL, "The operation was cancelled"},

@@ -15,7 +15,8 @@ struct MechanismRow {
   const char* name;
 };
 
-// clang-format off: one row, one line
+// One row, one line.
+// clang-format off
 constexpr KeyTypeRow kKeyTypeRows[] = {
     {CKK_ECDSA, "ECDSA Key"},
     {CKK_KEA, "KEA Key"},

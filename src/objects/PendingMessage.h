@@ -1,7 +1,7 @@
 // PendingMessage: the bytes that a hash was given and has not sent yet, in order, as one array, so that adding some
 // costs one copy and taking them none. Up to 64 KiB are wiped when they go; more than that goes back to the system. The
-// memory is that of the message and at most 1 MiB; while a message grows beyond what was reserved for it, an eighth of
-// it besides.
+// memory is that of the message and at most 1 MiB; while a message that outgrew what was reserved for it is moved, its
+// old memory besides.
 #pragma once
 
 #include "common/Platform.h"

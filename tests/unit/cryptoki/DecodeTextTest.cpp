@@ -11,10 +11,12 @@ std::string Tlv(char tag, const std::string& content) {
   return std::string(1, tag) + static_cast<char>(content.size()) + content;
 }
 
-std::string Part(char attribute, const std::string& text) {
+std::string TypeAndValue(char attribute, const std::string& text) {
   const std::string oid = Tlv('\x06', std::string("\x55\x04", 2) + attribute);
-  return Tlv('\x31', Tlv('\x30', oid + Tlv('\x13', text)));
+  return Tlv('\x30', oid + Tlv('\x13', text));
 }
+
+std::string Part(char attribute, const std::string& text) { return Tlv('\x31', TypeAndValue(attribute, text)); }
 
 constexpr char kCommonName = 3;
 constexpr char kCountry = 6;
@@ -51,6 +53,11 @@ TEST(DecodeTextTest, ANameGivesItsCommonName) {
 
 TEST(DecodeTextTest, TheCommonNameMayStandInTheMiddle) {
   EXPECT_EQ("Ada", Decode(Name(Part(kCountry, "RO") + Part(kCommonName, "Ada") + Part(kOrganisation, "Acme"))));
+}
+
+TEST(DecodeTextTest, APartOfTwoValuesIsOnePart) {
+  const std::string both = Tlv('\x31', TypeAndValue(kCommonName, "Ada") + TypeAndValue(kLocality, "Cluj"));
+  EXPECT_EQ("Ada + L=Cluj", Decode(Name(both + Part(kOrganisation, "Acme"))));
 }
 
 TEST(DecodeTextTest, WithoutCommonNameTheOrganisationLacksItsFirstCharacter) {

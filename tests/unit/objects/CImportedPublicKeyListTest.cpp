@@ -77,6 +77,16 @@ TEST_F(CImportedPublicKeyListTest, ARemovedKeyIsGoneFromTheTokenAndFromTheList) 
   EXPECT_EQ(nullptr, m_list.GetKey(id));
 }
 
+TEST_F(CImportedPublicKeyListTest, OtherKeysStay) {
+  const DWORD first = m_list.AddKey(MakeKey());
+  const DWORD second = m_list.AddKey(MakeKey());
+  m_list.RemoveKey(second);
+  EXPECT_EQ(Calls{"C_DestroyObject(1, 2)"}, m_module.TakeCalls());
+  EXPECT_EQ(nullptr, m_list.GetKey(second));
+  ASSERT_NE(nullptr, m_list.GetKey(first));
+  EXPECT_EQ(1U, m_list.GetKey(first)->GetHandle());
+}
+
 TEST_F(CImportedPublicKeyListTest, AKeyThatTheTokenKeepsStaysInTheList) {
   const DWORD id = m_list.AddKey(MakeKey());
   m_module.FailNext("C_DestroyObject", CKR_DEVICE_ERROR);

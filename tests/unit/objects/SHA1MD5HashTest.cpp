@@ -55,6 +55,26 @@ TEST_F(SHA1MD5HashTest, AFailureOfTheTokenLeavesItOpen) {
   EXPECT_EQ(BothOf("abc"), ValueOf(*hash));
 }
 
+TEST_F(SHA1MD5HashTest, AFailureOfTheSecondDigestLeavesItOpenAndWithoutAValue) {
+  const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
+  m_module->FailOnCall("C_Digest", 2, CKR_DEVICE_REMOVED);
+  EXPECT_CONTEXT_ERROR(0x80090020, "SHA1-MD5 Hash: Failed to Initialize Hash Operation",
+                       hash->GetHash(nullptr, &m_length));
+  EXPECT_EQ(0x32U, GetLastError());
+  EXPECT_EQ(0U, hash->IsFinished());
+  EXPECT_EQ(Text("abc"), DataOf(*hash));
+  hash->SetFinished(1);
+  EXPECT_CONTEXT_ERROR(0x8009000C, "SHA1-MD5 Hash: Hash was completed but no Hash Data Found",
+                       hash->GetHash(nullptr, &m_length));
+}
+
+TEST_F(SHA1MD5HashTest, AValueThatIsSetIsWhatIsSigned) {
+  const auto hash = Make(CALG_SSL3_SHAMD5);
+  hash->SetHash(Counting(36, 1).data(), 36);
+  EXPECT_EQ(Counting(36, 1), PreSignDataOf(*hash));
+  EXPECT_EQ(Calls(), m_module->TakeCalls());
+}
+
 TEST_F(SHA1MD5HashTest, FinishedWithoutAValueIsSaid) {
   const auto hash = Make(CALG_SSL3_SHAMD5);
   hash->SetFinished(1);
@@ -80,6 +100,17 @@ TEST_F(SHA1MD5HashTest, TheLengthIsTheSumOfTheTwo) {
   m_module->falsifyCount = [](const std::string&, CK_ULONG& count) { count -= 6; };
   EXPECT_EQ((Bytes{0, 0, 0, 3, 'a', 'b', 'c', 0, 0, 0, 0, 0, 0, 3, 'a', 'b', 'c', 0, 0, 0, 0, 0, 0, 0}),
             ValueOf(*MakeOf(CALG_SSL3_SHAMD5, "abc")));
+}
+
+TEST_F(SHA1MD5HashTest, ACopyHasAllButNameAndDigestLength) {
+  const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
+  SHA1MD5Hash copy(static_cast<const SHA1MD5Hash&>(*hash));
+  EXPECT_EQ("", *copy.GetName());
+  EXPECT_EQ(0U, copy.GetHashLength());
+  EXPECT_EQ(hash->GetHashID(), copy.GetHashID());
+  EXPECT_EQ(0x8008U, copy.GetAlgID());
+  EXPECT_EQ(BothOf("abc"), ValueOf(copy));
+  EXPECT_EQ(0U, hash->IsFinished());
 }
 
 TEST_F(SHA1MD5HashTest, ItCanBeAssigned) {

@@ -1,0 +1,44 @@
+// The registry of the host build, as a hand writes it.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+#include <string>
+
+#include "TestRegistry.h"
+
+namespace {
+
+class RegistryTest : public ::testing::Test {
+ protected:
+  // The result of reading VALUE when its line reads so; `m_bytes` takes the bytes.
+  LSTATUS Read(const std::string& line) {
+    WriteFile(std::getenv("TELVO_REGISTRY"), "[Key]\n" + line + "\n");
+    HKEY key = nullptr;
+    EXPECT_EQ(ERROR_SUCCESS, RegOpenKeyA(HKEY_LOCAL_MACHINE, "Key", &key));
+    m_bytes.resize(16);
+    auto length = static_cast<DWORD>(m_bytes.size());
+    const LSTATUS result =
+        RegQueryValueExA(key, "VALUE", nullptr, nullptr, reinterpret_cast<BYTE*>(m_bytes.data()), &length);
+    if (result == ERROR_SUCCESS) m_bytes.resize(length);
+    RegCloseKey(key);
+    return result;
+  }
+
+  TestRegistry m_registry;
+  std::string m_bytes;
+};
+
+TEST_F(RegistryTest, BytesAreWrittenInPairsOfDigits) {
+  EXPECT_EQ(ERROR_SUCCESS, Read("VALUE=hex:0102fF"));
+  EXPECT_EQ("\x01\x02\xFF", m_bytes);
+  EXPECT_EQ(ERROR_SUCCESS, Read("VALUE=hex:"));
+  EXPECT_EQ("", m_bytes);
+}
+
+TEST_F(RegistryTest, AValueThatCannotBeReadIsNotThere) {
+  for (const char* line : {"VALUE=hex:zz", "VALUE=hex:0x", "VALUE=hex:010", "VALUE=text", "VALUE=other:01"}) {
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, Read(line)) << line;
+  }
+}
+
+}  // namespace
