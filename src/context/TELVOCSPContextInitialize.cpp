@@ -137,13 +137,12 @@ TELVOCSPContext::Step TELVOCSPContext::VisitAnyReader(Slot& slot, const std::str
   // Required: unlike with a named reader, a public key alone is not enough to stay; yet it is kept, and the reader's
   // name with it.
   if (TakePublicKey("\nCert and Private Key not found, searching for Public Key")) return Step::kNextSlot;
+  // Required: a private key that was found without its public key stays, too.
   if (IsNewKeySet(m_flags)) {
-    ForgetContainer();
     g_contextLog.WriteLine("\nSet iterator to SlotList end");
     return Step::kEnd;
   }
   m_readerName.clear();
-  LeaveSlot();
   return Step::kNextSlot;
 }
 
@@ -177,13 +176,13 @@ bool TELVOCSPContext::OpenAnyReader(Slot& slot) {
     m_readerName.clear();
     SetLastError(code);
     g_contextLog.WriteLine(text.c_str());
-    LeaveSlot();
     return false;
   };
   try {
     g_contextLog.WriteLine("\nRetrieving Token");
     m_token = slot.GetToken();
     OpenSession("\nStarting Session");
+    ForgetObjects();
     g_contextLog.WriteLine("\nRetrieving objects");
     m_objects = m_session->FindAllObjects();
     g_contextLog.WriteLine("\nGetting Certs");
@@ -265,19 +264,15 @@ bool TELVOCSPContext::TakePublicKey(const char* before) {
   }
 }
 
-// A token that answered by halves leaves no trace of the half.
-void TELVOCSPContext::ForgetContainer() {
+// What an earlier slot left behind belongs to the session that was replaced: with this one its handles would name other
+// objects.
+void TELVOCSPContext::ForgetObjects() {
   m_hasCertificate = 0;
   m_hasPrivateKey = 0;
   m_hasPublicKey = 0;
   m_certificate = Certificate();
   m_privateKey = PrivateKey();
   m_publicKey = PublicKey();
-}
-
-// The session stays, and stays open.
-void TELVOCSPContext::LeaveSlot() {
-  ForgetContainer();
   m_objects = CryptokiObjects();
   m_certificates.clear();
 }
