@@ -131,7 +131,7 @@ void TELVOCSPContext::LoginByDialog(LoginTurn& turn) {
   g_contextLog.Write("Retrieved token name: ", m_tokenName.c_str(), true);
 
   CLoginEX dialog;
-  dialog.SetSession(m_session.get());
+  dialog.SetSession(&OpenedSession());
   dialog.SetTokenLabel(m_tokenName);
   dialog.SetTokenFlags(static_cast<DWORD>(m_tokenInfo.GetFlags()));
   dialog.AttachPINCache(m_pinCache);
