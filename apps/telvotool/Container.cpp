@@ -132,7 +132,7 @@ void PutCertificate(HCRYPTKEY key, const Bytes& der) {
 }
 
 std::vector<std::string> ContainersIn(const std::string& reader) {
-  // The provider copies a name without looking at the buffer's length; an identifier is far shorter than this.
+  // An identifier is far shorter than this; a name that is longer is refused as more data.
   constexpr DWORD kRoom = 65536;
   const ProviderHandle provider = Acquire(Target{reader, ""}.FullName(), 0, "the card cannot be opened");
   std::vector<std::string> names;

@@ -4,6 +4,7 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <locale>
 
+#include "common/BytesAsText.h"
 #include "log/Logs.h"
 
 namespace {
@@ -40,8 +41,6 @@ void SplitReaderForm(const std::string& name, std::string& reader, std::string& 
   container = readerEnd == std::string::npos ? std::string() : name.substr(name.rfind('\\') + 1);
 }
 
-bool IsPlain(BYTE value) { return value >= 33 && value <= 126; }
-
 }  // namespace
 
 void ParseContainerName(const char* name, std::string& reader, std::string& container) {
@@ -58,13 +57,9 @@ void ParseContainerName(const char* name, std::string& reader, std::string& cont
 }
 
 std::string BytesToHex(const BYTE* bytes, DWORD length) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text;
   text.reserve(std::size_t{length} * 2);
-  for (DWORD i = 0; i < length; ++i) {
-    text += kDigits[bytes[i] >> 4U];
-    text += kDigits[bytes[i] & 15U];
-  }
+  for (DWORD i = 0; i < length; ++i) AppendHex(text, bytes[i]);
   return text;
 }
 

@@ -110,8 +110,7 @@ class TELVOCSPContext : public CCSPContext {
   bool TakeCertificateOfAnyReader();
   bool TakeKeys(const char* beforePrivateKey, const char* beforePublicKey);
   bool TakePublicKey(const char* before);
-  void ForgetContainer();
-  void LeaveSlot();
+  void ForgetObjects();
   void CheckOutcome(bool atEnd) const;
   void MakeContainerName();
   void RememberTokenInfo();

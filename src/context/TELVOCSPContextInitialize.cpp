@@ -16,11 +16,6 @@
 
 namespace {
 
-template <typename Code>
-[[noreturn]] void Fail(const std::string& message, Code code) {
-  throw CCSPContextError(message, code);
-}
-
 std::string TrimmedRight(const std::string& text) {
   return boost::algorithm::trim_right_copy(text, std::locale::classic());
 }
@@ -35,7 +30,7 @@ std::string DescriptionOf(const Slot& slot) {
 
 void TELVOCSPContext::Initialize(const char* containerName, DWORD flags, const boost::shared_ptr<Cryptoki>& cryptoki,
                                  DWORD /*useCount*/) {
-  if (!cryptoki) Fail("Module Name should be present", NTE_FAIL);
+  if (!cryptoki) throw CCSPContextError("Module Name should be present", NTE_FAIL);
   g_contextLog.WriteLine("\nInitialize Base Class");
   TakeName(containerName, flags);
   m_cryptoki = cryptoki;
@@ -79,7 +74,7 @@ void TELVOCSPContext::ChooseSlots(bool active) {
     SelectReader(m_readerName);
     g_contextLog.Write("UI Dlg reader name: ", m_readerName.c_str(), true);
   } else if (readerMatters && !active) {
-    Fail("CSP needs UI to operate but CRYPT_SILENT flag is set", NTE_SILENT_CONTEXT);
+    throw CCSPContextError("CSP needs UI to operate but CRYPT_SILENT flag is set", NTE_SILENT_CONTEXT);
   }
   if (active) return;
 
@@ -87,13 +82,15 @@ void TELVOCSPContext::ChooseSlots(bool active) {
   g_contextLog.WriteLine("\nRetrieve Active Slot List");
   m_slots = m_cryptoki->GetActiveSlots();
   const bool needsNone = IsVerify(m_flags) && m_readerName.empty() && m_containerName.empty();
-  if (m_slots.empty() && !needsNone) Fail("No Active Slot found", NTE_FAIL);
+  if (m_slots.empty() && !needsNone) throw CCSPContextError("No Active Slot found", NTE_FAIL);
 }
 
 void TELVOCSPContext::SelectReader(std::string& reader) {
   if (IsSilent(m_flags)) return;
   CSelectCard dialog;
-  if (dialog.DoModal() != IDOK) Fail("The operation was cancelled by the user", SCARD_W_CANCELLED_BY_USER);
+  if (dialog.DoModal() != IDOK) {
+    throw CCSPContextError("The operation was cancelled by the user", SCARD_W_CANCELLED_BY_USER);
+  }
   dialog.GetReaderName(&reader);
 }
 
@@ -140,13 +137,12 @@ TELVOCSPContext::Step TELVOCSPContext::VisitAnyReader(Slot& slot, const std::str
   // Required: unlike with a named reader, a public key alone is not enough to stay; yet it is kept, and the reader's
   // name with it.
   if (TakePublicKey("\nCert and Private Key not found, searching for Public Key")) return Step::kNextSlot;
+  // Required: a private key that was found without its public key stays, too.
   if (IsNewKeySet(m_flags)) {
-    ForgetContainer();
     g_contextLog.WriteLine("\nSet iterator to SlotList end");
     return Step::kEnd;
   }
   m_readerName.clear();
-  LeaveSlot();
   return Step::kNextSlot;
 }
 
@@ -170,7 +166,7 @@ void TELVOCSPContext::OpenNamedReader(Slot& slot) {
   } catch (const CryptokiError& error) {
     g_contextLog.WriteLine(error.GetText().c_str());
     SetLastError(error.GetCode());
-    Fail(error.GetText(), NTE_FAIL);
+    throw CCSPContextError(error.GetText(), NTE_FAIL);
   }
 }
 
@@ -180,13 +176,13 @@ bool TELVOCSPContext::OpenAnyReader(Slot& slot) {
     m_readerName.clear();
     SetLastError(code);
     g_contextLog.WriteLine(text.c_str());
-    LeaveSlot();
     return false;
   };
   try {
     g_contextLog.WriteLine("\nRetrieving Token");
     m_token = slot.GetToken();
     OpenSession("\nStarting Session");
+    ForgetObjects();
     g_contextLog.WriteLine("\nRetrieving objects");
     m_objects = m_session->FindAllObjects();
     g_contextLog.WriteLine("\nGetting Certs");
@@ -268,29 +264,25 @@ bool TELVOCSPContext::TakePublicKey(const char* before) {
   }
 }
 
-// A token that answered by halves leaves no trace of the half.
-void TELVOCSPContext::ForgetContainer() {
+// What an earlier slot left behind belongs to the session that was replaced: with this one its handles would name other
+// objects.
+void TELVOCSPContext::ForgetObjects() {
   m_hasCertificate = 0;
   m_hasPrivateKey = 0;
   m_hasPublicKey = 0;
   m_certificate = Certificate();
   m_privateKey = PrivateKey();
   m_publicKey = PublicKey();
-}
-
-// The session stays, and stays open.
-void TELVOCSPContext::LeaveSlot() {
-  ForgetContainer();
   m_objects = CryptokiObjects();
   m_certificates.clear();
 }
 
 void TELVOCSPContext::CheckOutcome(bool atEnd) const {
   if (atEnd && (m_flags & ~DWORD{CRYPT_NEWKEYSET}) != 0 && LowFlags(m_flags) != 0) {
-    Fail("The requested certificate/private key was not found", NTE_BAD_KEYSET);
+    throw CCSPContextError("The requested certificate/private key was not found", NTE_BAD_KEYSET);
   }
   if (IsNewKeySet(m_flags) && !atEnd) {
-    Fail("CRYPT_NEWKEYSET is set but the container already exists", NTE_EXISTS);
+    throw CCSPContextError("CRYPT_NEWKEYSET is set but the container already exists", NTE_EXISTS);
   }
 }
 

@@ -20,12 +20,7 @@ namespace {
 
 constexpr DWORD kCancelled = static_cast<DWORD>(SCARD_W_CANCELLED_BY_USER);
 
-template <typename Code>
-[[noreturn]] void Fail(const std::string& message, Code code) {
-  throw CCSPContextError(message, code);
-}
-
-[[noreturn]] void FailCancelled() { Fail("User Interface cancelled by user", kCancelled); }
+[[noreturn]] void FailCancelled() { throw CCSPContextError("User Interface cancelled by user", kCancelled); }
 
 // The cached PIN as one step, so that a PIN which the watcher clears meanwhile is no PIN. Empty when there is none.
 WipedBuffer FetchPIN(CTELVOPINCache& cache) {
@@ -43,8 +38,8 @@ WipedBuffer FetchPIN(CTELVOPINCache& cache) {
 // The module puts the tries left into the low four bits of the device error.
 [[noreturn]] void FailWithTriesLeft(Session& session) {
   const DWORD tries = static_cast<DWORD>(session.GetSessionInfo().ulDeviceError) & 15U;
-  if (tries == 0) Fail("PIN is blocked", SCARD_W_CHV_BLOCKED);
-  Fail(FormatNumber("Wrong PIN, %d retries remaining", tries), SCARD_W_WRONG_CHV);
+  if (tries == 0) throw CCSPContextError("PIN is blocked", SCARD_W_CHV_BLOCKED);
+  throw CCSPContextError(FormatNumber("Wrong PIN, %d retries remaining", tries), SCARD_W_WRONG_CHV);
 }
 
 bool AreEqual(WipedBuffer& a, WipedBuffer& b) {
@@ -81,7 +76,7 @@ void TELVOCSPContext::TakePINCache() {
   if ((m_tokenInfo.GetFlags() & CKF_TOKEN_INITIALIZED) == 0) {
     g_contextLog.WriteLine("Token is not initialized");
     if (IsSilent(m_flags)) g_contextLog.WriteLine("CRYPT_SILENT is set");
-    Fail("The Smart Card is not properly initialized", NTE_FAIL);
+    throw CCSPContextError("The Smart Card is not properly initialized", NTE_FAIL);
   }
   g_contextLog.WriteLine("Retrieving PIN cache");
   m_pinCache = g_pinCacheManager.GetPINCache(m_readerName, serial);
@@ -103,14 +98,15 @@ bool TELVOCSPContext::LoginWithCachedPIN(WipedBuffer& pin) {
         m_pinCache->ClearPINCache();
         return false;
       case CKR_PIN_LOCKED:
-        Fail("The card cannot be accessed because the maximum number of PIN entry attempts has been reached",
-             SCARD_W_CHV_BLOCKED);
+        throw CCSPContextError(
+            "The card cannot be accessed because the maximum number of PIN entry attempts has been reached",
+            SCARD_W_CHV_BLOCKED);
       case CKR_USER_ALREADY_LOGGED_IN:
         g_contextLog.WriteLine("User already logged in");
         return true;
       default:
         g_contextLog.WriteHex(error.GetText().c_str(), error.GetCode(), true);
-        Fail("Failed to authenticate to TELVO Card", SCARD_W_CARD_NOT_AUTHENTICATED);
+        throw CCSPContextError("Failed to authenticate to TELVO Card", SCARD_W_CARD_NOT_AUTHENTICATED);
     }
   }
 }
@@ -127,14 +123,15 @@ void TELVOCSPContext::LoginByDialog(LoginTurn& turn) {
     }
   }
   if (IsSilent(m_flags)) {
-    Fail("User is not logged in, No PIN Cache found and the current context is Silent", NTE_SILENT_CONTEXT);
+    throw CCSPContextError("User is not logged in, No PIN Cache found and the current context is Silent",
+                           NTE_SILENT_CONTEXT);
   }
   g_contextLog.WriteLine("Retrieving token name");
   m_tokenName = m_tokenInfo.GetLabel();
   g_contextLog.Write("Retrieved token name: ", m_tokenName.c_str(), true);
 
   CLoginEX dialog;
-  dialog.SetSession(m_session.get());
+  dialog.SetSession(&OpenedSession());
   dialog.SetTokenLabel(m_tokenName);
   dialog.SetTokenFlags(static_cast<DWORD>(m_tokenInfo.GetFlags()));
   dialog.AttachPINCache(m_pinCache);
@@ -155,7 +152,7 @@ void TELVOCSPContext::LoginByDialog(LoginTurn& turn) {
 void TELVOCSPContext::LoginWithPIN(const BYTE* pin, DWORD length) {
   if (pin == nullptr || length == 0) {
     g_contextLog.WriteLine("PIN and PIN length is not present");
-    Fail("PIN and PIN Length should be present", ERROR_INVALID_PARAMETER);
+    throw CCSPContextError("PIN and PIN Length should be present", ERROR_INVALID_PARAMETER);
   }
   const std::string serial = m_tokenInfo.GetSerial();
   g_contextLog.WriteLine("Retrieving PIN cache");
@@ -207,21 +204,21 @@ void TELVOCSPContext::LoginWithNewPIN(const BYTE* pin, DWORD length, const Cache
       case CKR_PIN_INCORRECT:
         FailWithTriesLeft(session);
       case CKR_PIN_LOCKED:
-        Fail("PIN is blocked", SCARD_W_CHV_BLOCKED);
+        throw CCSPContextError("PIN is blocked", SCARD_W_CHV_BLOCKED);
       case CKR_USER_ALREADY_LOGGED_IN:
         KeepPINOfOpenLogin(pin, length, cached);
         return;
       default:
-        Fail(error.GetText(), NTE_FAIL);
+        throw CCSPContextError(error.GetText(), NTE_FAIL);
     }
   }
 }
 
 void TELVOCSPContext::KeepPINOfOpenLogin(const BYTE* pin, DWORD length, const CachedPIN& cached) {
   if (length != cached.length && m_pinCache->IsPINSet() != 0) {
-    Fail("User already Logged-in. Wrong PIN was submitted to the card", SCARD_W_WRONG_CHV);
+    throw CCSPContextError("User already Logged-in. Wrong PIN was submitted to the card", SCARD_W_WRONG_CHV);
   }
-  if (cached.isOther) Fail("PIN does not match", SCARD_W_WRONG_CHV);
+  if (cached.isOther) throw CCSPContextError("PIN does not match", SCARD_W_WRONG_CHV);
   m_pinCache->SetPINCache(pin, length);
   g_contextLog.WriteLine("User Already Logged-in. PIN Cache Set");
   g_contextLog.WriteLine("Login Successfull");

@@ -10,6 +10,7 @@
 #include <iostream>
 #include <string>
 
+#include "common/BytesAsText.h"
 #include "common/FormatNumber.h"
 #include "log/LogTurn.h"
 #include "log/ProductKey.h"
@@ -19,14 +20,6 @@ BYTE g_logStarted = 0;
 namespace {
 
 constexpr std::size_t kBytesPerRow = 16;
-
-void AppendHex(std::string& text, BYTE value) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  text += kDigits[value >> 4U];
-  text += kDigits[value & 15U];
-}
-
-bool IsPlain(BYTE value) { return value >= 33 && value <= 126; }
 
 void AppendDumpRow(std::string& dump, const BYTE* data, std::size_t length) {
   for (std::size_t i = 0; i < length; ++i) AppendHex(dump, data[i]);

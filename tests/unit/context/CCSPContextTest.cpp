@@ -5,6 +5,7 @@
 
 #include "ContextTest.h"
 #include "Expect.h"
+#include "cryptoki/CryptokiError.h"
 #include "log/Logs.h"
 #include "objects/CCSPHash.h"
 #include "objects/CCSPSecretKey.h"
@@ -277,6 +278,14 @@ TEST_F(CCSPContextTest, ASessionIsClosedOnce) {
   context.CloseSession();
   EXPECT_EQ(Calls{"C_CloseSession(1)"}, m_module.TakeCalls());
   EXPECT_EQ("", TakeLog());
+}
+
+TEST_F(CCSPContextTest, WhatClosingASessionThrowsIsSwallowedAndLogged) {
+  OpenContext context;
+  Open(context);
+  m_module.BeforeNext("C_CloseSession", [] { throw CryptokiError(CKR_DEVICE_REMOVED); });
+  context.CloseSession();
+  EXPECT_EQ(Line("Exception happened while closing session"), TakeLog());
 }
 
 // --- Copies

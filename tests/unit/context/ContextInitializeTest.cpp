@@ -8,6 +8,7 @@
 #include "SampleCertificates.h"
 #include "ScriptedDialogs.h"
 #include "ScriptedWinSCard.h"
+#include "context/ObjectID.h"
 #include "log/Logs.h"
 
 namespace {
@@ -62,6 +63,16 @@ TEST_F(ContextInitializeTest, BadFlagsAreRefusedBeforeTheModuleIsAsked) {
 TEST_F(ContextInitializeTest, AFailingSlotListLeavesItAsItIs) {
   m_module.FailNext("C_GetSlotList", CKR_DEVICE_ERROR);
   EXPECT_EQ("module 30", InitializeError("name", 0));
+}
+
+TEST_F(ContextInitializeTest, AFailingListOfAllSlotsOrSecondListLeavesItAsItIs) {
+  m_module.AddEmptyReader("Reader A");
+  m_module.FailOnCall("C_GetSlotList", 2, CKR_DEVICE_ERROR);
+  EXPECT_EQ("module 30", InitializeError("name", 0));
+  EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nGet All Slots")));
+  m_module.FailOnCall("C_GetSlotList", 4, CKR_DEVICE_ERROR);
+  EXPECT_EQ("module 30", InitializeError("name", 0));
+  EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nRetrieve Active Slot List")));
 }
 
 // --- A named reader
@@ -140,6 +151,18 @@ TEST_F(ContextInitializeTest, ANamedReaderIsNotLeftForAnother) {
   Initialize(Named("Reader A", "one").c_str(), 0);
   EXPECT_EQ("Reader A", m_context.GetReaderName());
   EXPECT_EQ(kNothingFound, Found());
+  EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nSlot List Loop done") +
+                                             Value("Token Label: ", "TELVO Token                     ") +
+                                             Line("\nAddUnplugThread ") + Line("\nInitialization Finished")));
+}
+
+TEST_F(ContextInitializeTest, ATokenThatTellsNothingOfItselfIsBoundAllTheSame) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  m_module.FailNext("C_GetTokenInfo", CKR_DEVICE_ERROR);
+  Initialize(Named("Reader A", "one").c_str(), 0);
+  EXPECT_EQ("111", Found());
+  EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nSlot List Loop done") + Line("Failed to get token info") +
+                                             Line("\nAddUnplugThread ") + Line("\nInitialization Finished")));
 }
 
 TEST_F(ContextInitializeTest, AFailingTokenOfANamedReaderIsFatal) {
@@ -278,14 +301,47 @@ TEST_F(ContextInitializeTest, ATokenWhoseSessionDoesNotOpenIsPassedOver) {
   EXPECT_EQ("Reader B", m_context.GetReaderName());
 }
 
-TEST_F(ContextInitializeTest, WhatATokenAnsweredByHalvesLeavesNoTrace) {
-  // A private key without its public key.
+TEST_F(ContextInitializeTest, APrivateKeyWithoutItsPublicKeyIsKeptAndTheReadersNameIsNot) {
+  m_module.InsertToken("Reader A").Add(PrivateKeyObject(Text("one"), Counting(128, 0x81)));
+  Initialize("one", 0);
+  EXPECT_EQ("001", Found());
+  EXPECT_EQ(1024U, m_context.GetKeyBits());
+  EXPECT_EQ("", m_context.GetReaderName());
+  EXPECT_THAT(TakeLog(), HasSubstr(Line("\nCert not found, searching for Private Key") +
+                                   Line("\nCert not found, searching for Public Key") + Line("No Public Key Found") +
+                                   Line("\nCert and Private Key not found, searching for Public Key") +
+                                   Line("No Public Key Found") + Line("\nSlot List Loop done")));
+}
+
+TEST_F(ContextInitializeTest, APrivateKeyWithoutItsPublicKeyDoesNotOutliveTheSessionOfItsToken) {
   m_module.InsertToken("Reader A").Add(PrivateKeyObject(Text("one"), Counting(128, 0x81)));
   m_module.InsertToken("Reader B");
   Initialize("one", 0);
   EXPECT_EQ(kNothingFound, Found());
   EXPECT_EQ("", m_context.GetReaderName());
   EXPECT_CONTEXT_ERROR(NTE_NO_KEY, "Key Pair does not exist", m_context.GetKeyBits());
+}
+
+TEST_F(ContextInitializeTest, TheCertificatesOfTheTokenVisitedLastAreEnumeratedAlsoWhenTheContainerIsNowhere) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("other"));
+  AddContainer(m_module.InsertToken("Reader B"), Text("another"));
+  Initialize("one", 0);
+  Certificate* const certificate = m_context.NextCertificate(true);
+  ASSERT_NE(nullptr, certificate);
+  EXPECT_EQ("another", ContainerNameOf(*certificate));
+  EXPECT_EQ(nullptr, m_context.NextCertificate(false));
+}
+
+TEST_F(ContextInitializeTest, TheCertificatesOfATokenStayWhenTheNextOneDoesNotOpen) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("other"));
+  m_module.InsertToken("Reader B");
+  for (int attempt = 2; attempt <= 12; ++attempt) m_module.FailOnCall("C_OpenSession", attempt, CKR_DEVICE_ERROR);
+  Initialize("one", 0);
+  ASSERT_NE(nullptr, m_context.GetSession());
+  EXPECT_EQ(1U, m_context.GetSession()->GetSessionHandle());
+  Certificate* const certificate = m_context.NextCertificate(true);
+  ASSERT_NE(nullptr, certificate);
+  EXPECT_EQ("other", ContainerNameOf(*certificate));
 }
 
 TEST_F(ContextInitializeTest, AContainerThatIsNowhereIsASuccessWithoutFlags) {
@@ -366,16 +422,24 @@ TEST_F(ContextInitializeTest, ANewContainerUnderANamedReaderKeepsItsName) {
   EXPECT_EQ("one", m_context.GetContainerName());
 }
 
-TEST_F(ContextInitializeTest, ANewContainerLeavesNoHalfFoundKeyBehind) {
+TEST_F(ContextInitializeTest, APrivateKeyWithoutItsPublicKeyIsNoExistingContainerAndIsKept) {
   m_module.InsertToken("Reader A").Add(PrivateKeyObject(Text("one"), Counting(128, 0x81)));
   Initialize("one", kNew);
-  EXPECT_EQ(kNothingFound, Found());
+  EXPECT_EQ("001", Found());
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+  EXPECT_EQ(1U, Acquire(Named("Reader A", "one").c_str(), kNew)->HasPrivateKey());
 }
 
 TEST_F(ContextInitializeTest, ANewContainerWithoutANameGetsOneOf32HexadecimalDigits) {
   m_module.InsertToken("Reader A");
   Initialize(nullptr, kNew);
   EXPECT_EQ("0102030405060708090A0B0C0D0E0F10", m_context.GetContainerName());
+}
+
+TEST_F(ContextInitializeTest, ATokenThatHasNoRandomBytesForANameLeavesInitializeAsItIs) {
+  m_module.InsertToken("Reader A");
+  m_module.FailNext("C_GenerateRandom", CKR_DEVICE_ERROR);
+  EXPECT_EQ("module 30", InitializeError(nullptr, kNew));
 }
 
 TEST_F(ContextInitializeTest, ANamelessNewContainerOnATokenThatHoldsAnythingExists) {

@@ -279,6 +279,15 @@ TEST_F(ContextLoginTest, ASilentContextWorksFromTheCacheUntilTheWatcherClearsIt)
   EXPECT_CONTEXT_ERROR(0x80090022, kSilentMessage, m_open.Login());
 }
 
+TEST_F(ContextLoginTest, WithoutASessionTheUserIsNotAsked) {
+  // Every token was passed over, though this one tells what it is.
+  m_module.FailAlways("C_OpenSession", CKR_DEVICE_ERROR);
+  m_open.Initialize("one", 0, m_cryptoki, 1);
+  const ScriptedDialogs dialogs;
+  EXPECT_CONTEXT_ERROR(0x80090020, "The context has no session", m_open.Login());
+  EXPECT_EQ(0, dialogs.ShownCount());
+}
+
 // --- A cancelled signature. A signature marks its login as its own.
 
 class SignatureLoginTest : public ContextLoginTest {
@@ -421,6 +430,7 @@ TEST_F(ContextLoginTest, AWrongPINOfAnApplicationSaysTheTriesLeftAndKeepsTheCach
   CachePIN("1234");
   EXPECT_CONTEXT_ERROR(0x8010006B, "Wrong PIN, 2 retries remaining", LoginWithPIN("9999"));
   EXPECT_EQ("1234", CachedPIN());
+  EXPECT_THAT(TakeLog(), EndsWith(Line("Logout") + Line("Login")));
   EXPECT_EQ((Calls{"C_GetSessionInfo", "C_LoginExtended", "C_GetSessionInfo"}), m_module.TakeCallNames());
 }
 
@@ -456,6 +466,7 @@ TEST_F(ContextLoginTest, LoggedInAlreadyWithAnotherPINDoesNotMatch) {
   m_module.FailNext("C_LoginExtended", CKR_USER_ALREADY_LOGGED_IN);
   EXPECT_CONTEXT_ERROR(0x8010006B, "PIN does not match", LoginWithPIN("1234"));
   EXPECT_EQ("9999", CachedPIN());
+  EXPECT_THAT(TakeLog(), EndsWith(Line("Logout") + Line("Login")));
 }
 
 TEST_F(ContextLoginTest, LoggedInAlreadyWithoutARememberedPINTakesTheNewOneOnTrust) {

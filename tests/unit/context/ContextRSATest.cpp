@@ -173,6 +173,16 @@ TEST_F(ContextRSATest, AnImportedKeyVerifiesInThePlaceOfTheContainers) {
   EXPECT_EQ("C_VerifyInit(1, CKM_RSA_PKCS, 3)", m_module.TakeCalls()[1]);
 }
 
+TEST_F(ContextRSATest, WithoutAPublicKeyTheModuleIsAskedAllTheSame) {
+  m_token.Add(PrivateKeyObject(Text("one"), Counting(16, 0x81)));
+  m_open.Initialize("\\\\.\\Reader A\\one", 0, m_cryptoki, 1);
+  const BYTE pin[] = {'1', '2', '3', '4'};
+  m_open.LoginWithPIN(pin, sizeof(pin));
+  m_module.ForgetCalls();
+  EXPECT_CONTEXT_ERROR(0x80090006, ErrorText(CKR_KEY_HANDLE_INVALID), Verify("abc", PaddedAbc('S')));
+  EXPECT_EQ("C_VerifyInit(1, CKM_RSA_PKCS, 0)", m_module.TakeCalls()[1]);
+}
+
 TEST_F(ContextRSATest, AMessageAndASignatureAreRequiredToVerify) {
   Bind();
   const BYTE byte[] = {1};
@@ -219,6 +229,16 @@ TEST_F(ContextCipherTest, ACipherTextIsTurnedRoundToBeDecrypted) {
   Bind();
   EXPECT_EQ(Text("abc"), InPlace(&CCSPContext::Decrypt, Reversed(PaddedAbc('E'))));
   EXPECT_EQ((Calls{"C_LoginExtended", "C_DecryptInit", "C_Decrypt"}), m_module.TakeCallNames());
+}
+
+TEST_F(ContextCipherTest, OnlyTheLoginIsLogged) {
+  Bind();
+  Verify("abc", Reversed(PaddedAbc('S')));
+  EXPECT_THAT(TakeLog(), EndsWith(Line("Error in logging in to card") + Line("User already logged in")));
+  InPlace(&CCSPContext::Encrypt, Text("abc"));
+  EXPECT_THAT(TakeLog(), EndsWith(Line("Error in logging in to card") + Line("User already logged in")));
+  InPlace(&CCSPContext::Decrypt, Reversed(PaddedAbc('E')));
+  EXPECT_THAT(TakeLog(), EndsWith(Line("Error in logging in to card") + Line("User already logged in")));
 }
 
 TEST_F(ContextCipherTest, WhatIsEncryptedHereCannotBeDecryptedHereAsItIs) {

@@ -446,6 +446,25 @@ TEST_F(ContainersTest, EachCertificateIsAContainer) {
   }
 }
 
+TEST_F(ContainersTest, OfOneIdentifierEachCertificateCountsAndAKeyPairAloneDoesNot) {
+  AddKeyPair(m_token, Text("pair"));
+  BeginWith({Text("one"), Text("one")});
+  EXPECT_TRUE(Call(2, 128, kFirst));
+  EXPECT_EQ("one", TextAt(0));
+  EXPECT_TRUE(Call(2, 128, kNext));
+  EXPECT_EQ("one", TextAt(0));
+  EXPECT_FALSE(Call(2, 128, kNext));
+  EXPECT_EQ(259U, GetLastError());
+  EXPECT_TRUE(Call(2, 128, kFirst));
+}
+
+TEST_F(ContainersTest, AContainerThatIsNowhereDoesNotHideThoseThatAreThere) {
+  AddContainer(m_token, Text("one"));
+  m_handle = AcquireHandle("two");
+  EXPECT_TRUE(Call(2, 128, kFirst));
+  EXPECT_EQ("one", TextAt(0));
+}
+
 TEST_F(ContainersTest, AQuestionForTheSizeMovesToo) {
   BeginWith({Text("one"), Text("two"), Text("three")});
   EXPECT_TRUE(Ask(2, kFirst));
