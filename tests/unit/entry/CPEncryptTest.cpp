@@ -98,6 +98,14 @@ TEST_F(CPEncryptTest, EitherHandleOfTheKeyPairEncryptsWithItAndTheLengthIsTheInp
   }
 }
 
+TEST_F(CPEncryptTest, WithoutABufferTheKeyPairAnswersTheLength) {
+  m_length = 3;
+  ExpectDone(CPEncrypt(m_handle, ExchangeKey(), 0, TRUE, 0, nullptr, &m_length, 0));
+  EXPECT_EQ(16U, m_length);
+  EXPECT_EQ("C_Encrypt(1, null of 3, null)", m_module.TakeCalls().back());
+  EXPECT_EQ(Begin(nullptr, "00000000", "00000003", "00000001") + Line("\nCPEncrypt Success"), TakeLog());
+}
+
 TEST_F(CPEncryptTest, AKeyPairThatIsNotThereIsTheContextsFailure) {
   const HCRYPTPROV other = AcquireHandle("\\\\.\\Reader A\\none", CRYPT_SILENT);
   const HCRYPTKEY key = g_contextList.FindContext(other)->GetExchangeKeyHandle();
