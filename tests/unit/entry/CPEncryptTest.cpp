@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "DataEntryTest.h"
+#include "WaitingLogin.h"
 #include "cryptoki/CryptokiError.h"
 
 namespace {
@@ -79,6 +80,15 @@ TEST_F(CPEncryptTest, WithoutABufferTheLengthIsAnswered) {
   EXPECT_EQ((Calls{"C_EncryptInit(1, CKM_DES_CBC with 0000000000000000, 3)", "C_Encrypt(1, null of 24, null)"}),
             m_module.TakeCalls());
   EXPECT_EQ(Begin(nullptr, "00000018", "00000000", "00000001") + Line("\nCPEncrypt Success"), TakeLog());
+}
+
+TEST_F(CPEncryptTest, NoOtherThreadLogsTheTokenOutWhileASessionKeyEncrypts) {
+  const HCRYPTKEY key = MakeKeyHandle();
+  for (const char* entry : {"C_EncryptInit", "C_Encrypt"}) {
+    WaitingLogin login(m_module, entry);
+    ExpectDone(CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
+    EXPECT_TRUE(login.HadToWait()) << entry;
+  }
 }
 
 // --- The key pair
