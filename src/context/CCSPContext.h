@@ -90,7 +90,7 @@ class CCSPContext {
   virtual void Encrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWORD* outLength) = 0;
   virtual void Decrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWORD* outLength) = 0;
   // A key from a PUBLICKEYBLOB or a SIMPLEBLOB; of the latter `flags` are the permissions. NTE_BAD_TYPE for another
-  // blob, NTE_BAD_DATA for one whose lengths are wrong, NTE_FAIL when the module fails.
+  // blob, NTE_BAD_DATA for one that is shorter than its header, NTE_FAIL when the module fails.
   virtual void ImportKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory, DWORD flags) = 0;
   // Owned by the context. NTE_NO_KEY when there is none.
   virtual PublicKey* GetImportedPublicKey(DWORD handle) = 0;

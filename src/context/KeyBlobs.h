@@ -1,5 +1,5 @@
 // The two kinds of key blobs, up to where their bytes begin. All numbers of a blob are little-endian, the modulus and
-// the encrypted key among them.
+// the encrypted key among them, but for the encrypted key that ExportSessionKey writes.
 #pragma once
 
 #include "common/Platform.h"

@@ -109,6 +109,7 @@ void TELVOCSPContext::ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob,
     *length = modulusLength + static_cast<DWORD>(sizeof(SimpleBlobHeader));
     return;
   }
+  // Required: the modulus is read, which the log shows, and not used.
   Reversed(*wrappingKey, &PublicKey::GetModulus, modulusLength);
   LoginTurn turn;
   Login(turn);

@@ -20,20 +20,17 @@ constexpr CK_ULONG kMaxKeyLength = CK_ULONG{16} * 1024 * 1024;
 [[noreturn]] void FailBadBlob() { throw CCSPContextError("Blob Length is invalid", NTE_BAD_DATA); }
 
 template <typename Header>
+void RequireHeader(DWORD length) {
+  if (length < sizeof(Header)) FailBadBlob();
+}
+
+template <typename Header>
 Header ReadHeader(const BYTE* blob, DWORD length) {
+  RequireHeader<Header>(length);
   Header header = {};
-  if (length < sizeof(header)) FailBadBlob();
   std::memcpy(&header, blob, sizeof(header));
   return header;
 }
-
-WipedBuffer CopyOf(const BYTE* bytes, DWORD length) {
-  WipedBuffer copy(length);
-  std::copy_n(bytes, length, copy.Data());
-  return copy;
-}
-
-DWORD BytesOf(DWORD bits) { return bits / 8 + (bits % 8 != 0 ? 1 : 0); }
 
 KeyValue DecryptKey(Session& session, BYTE* encrypted, DWORD length) {
   g_contextLog.WriteLine("Decrypt");
@@ -72,18 +69,18 @@ void TELVOCSPContext::ImportKey(const BYTE* blob, DWORD length, DWORD* handle, C
 }
 
 void TELVOCSPContext::ImportPublicKey(const BYTE* blob, DWORD length, DWORD* handle) {
-  const auto header = ReadHeader<PublicKeyBlobHeader>(blob, length);
   // Required: a key that was exported as the signature key is not taken.
-  if (header.blob.aiKeyAlg != CALG_RSA_KEYX) {
+  if (ReadHeader<BLOBHEADER>(blob, length).aiKeyAlg != CALG_RSA_KEYX) {
     throw CCSPContextError("\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB", NTE_BAD_ALGID);
   }
-  const DWORD modulusLength = length - static_cast<DWORD>(sizeof(header));
-  if (modulusLength == 0 || modulusLength != BytesOf(header.key.bitlen)) FailBadBlob();
-  constexpr DWORD kKeyData = sizeof(header.blob) + offsetof(RSAPUBKEY, bitlen);
-  constexpr DWORD kExponent = sizeof(header.blob) + offsetof(RSAPUBKEY, pubexp);
-  WipedBuffer copy = CopyOf(blob, length);
-  ReverseBytes(copy.Data() + sizeof(header), modulusLength);
-  ReverseBytes(copy.Data() + kExponent, sizeof(header.key.pubexp));
+  RequireHeader<PublicKeyBlobHeader>(length);
+  constexpr DWORD kKeyData = sizeof(BLOBHEADER) + offsetof(RSAPUBKEY, bitlen);
+  constexpr DWORD kExponent = sizeof(BLOBHEADER) + offsetof(RSAPUBKEY, pubexp);
+  constexpr DWORD kModulus = sizeof(PublicKeyBlobHeader);
+  WipedBuffer copy = WipedCopy(blob, length);
+  // Required: all that follows is the modulus, whatever the bit length says of it. The module judges.
+  ReverseBytes(copy.Data() + kModulus, length - kModulus);
+  ReverseBytes(copy.Data() + kExponent, sizeof(RSAPUBKEY::pubexp));
   PublicKey key;
   CreateImportedPublicKey(key, copy.Data() + kKeyData, length - kKeyData);
   *handle = m_importedKeys.AddKey(key);
@@ -106,13 +103,13 @@ void TELVOCSPContext::CreateImportedPublicKey(PublicKey& out, const BYTE* keyDat
 
 void TELVOCSPContext::ImportSessionKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory,
                                        DWORD flags) {
+  if (m_hasPrivateKey == 0) throw CCSPContextError("Private Key does not exist in this context", NTE_BAD_KEYSET);
   const auto header = ReadHeader<SimpleBlobHeader>(blob, length);
   const DWORD encryptedLength = length - static_cast<DWORD>(sizeof(header));
-  WipedBuffer copy = CopyOf(blob, length);
+  WipedBuffer copy = WipedCopy(blob, length);
   BYTE* const encrypted = copy.Data() + sizeof(header);
   // Required: as the platform writes such a blob, and not as ExportSessionKey does.
   ReverseBytes(encrypted, encryptedLength);
-  if (m_hasPrivateKey == 0) throw CCSPContextError("Private Key does not exist in this context", NTE_BAD_KEYSET);
   LoginTurn turn;
   Login(turn);
   g_contextLog.WriteLine("After Login");

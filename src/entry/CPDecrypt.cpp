@@ -5,6 +5,7 @@
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "entry/RemovePKCSPadding.h"
+#include "pin/LoginTurn.h"
 
 namespace {
 
@@ -42,6 +43,7 @@ BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
     if (key) {
       g_entryLog.WriteLine("Secret Key Decrypt");
       g_entryLog.WriteLine("\r\nDecrypting ");
+      const LoginTurn turn;  // the token has no private objects while another thread's login goes through a logout
       key->Decrypt(copy.Data(), *pcbDataLen, pbData, &length);
       if (fFinal != FALSE && !StripPadding(pbData, &length)) return FALSE;
     } else {

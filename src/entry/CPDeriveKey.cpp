@@ -41,7 +41,6 @@ BOOL WINAPI CPDeriveKey(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTHASH hBaseData, DW
   g_entryLog.WriteHex("\tALGID:", Algid, true);
   g_entryLog.WriteHex("\thHash:", static_cast<DWORD>(hBaseData), true);
   g_entryLog.WriteHex("\thdwFlags:", dwFlags, true);
-  if (phKey == nullptr) return frame.RefuseNull("phKey");
   const auto rule = std::find_if(std::begin(kLengthRules), std::end(kLengthRules),
                                  [Algid](const LengthRule& row) { return row.algorithm == Algid; });
   if (rule == std::end(kLengthRules)) {
@@ -69,6 +68,7 @@ BOOL WINAPI CPDeriveKey(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTHASH hBaseData, DW
       g_entryLog.WriteFormatted("\nCPDeriveKey Error: Unsupported dwFlags: ", lowFlags, "%08X", true);
       return Refused(static_cast<DWORD>(NTE_BAD_FLAGS));
     }
+    if (phKey == nullptr) return frame.RefuseNull("phKey");
     *phKey = context->DeriveKey(hash, Algid, bits / 8, &g_secretKeyFactory)->GetKeyID();
     return frame.Succeed();
   });

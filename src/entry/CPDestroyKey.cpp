@@ -3,12 +3,15 @@
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPSecretKeyFactory.h"
+#include "pin/LoginTurn.h"
 
 BOOL WINAPI CPDestroyKey(HCRYPTPROV hProv, HCRYPTKEY hKey) {
   const EntryFrame frame("CPDestroyKey");
   frame.LogNumber("\thkey: \t", hKey);
   return frame.Protect([&] {
     const auto context = g_contextList.FindContext(hProv);
+    // A session key's object stays where a logout of another thread hides it.
+    const LoginTurn turn;
     // Required: both destroy the token object. The second time the module refuses, which nobody is told.
     context->RemoveSecretKey(static_cast<DWORD>(hKey));
     g_secretKeyFactory.DestroySecretKey(static_cast<DWORD>(hKey));

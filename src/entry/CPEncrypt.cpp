@@ -3,6 +3,7 @@
 #include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
+#include "pin/LoginTurn.h"
 
 // `fFinal` and `dwFlags` are logged and not used: nothing is padded here.
 BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL fFinal, DWORD dwFlags, BYTE* pbData,
@@ -28,6 +29,7 @@ BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
     const auto key = FindSessionKey(frame, *context, hKey);
     if (!key) return FALSE;
     DWORD room = *pcbDataLen;
+    const LoginTurn turn;  // the token has no private objects while another thread's login goes through a logout
     key->Encrypt(pbData, cbBufLen, pbData, &room);
     *pcbDataLen = room;
     return frame.Succeed();

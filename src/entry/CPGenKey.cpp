@@ -9,11 +9,11 @@ BOOL WINAPI CPGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD dwFlags, HCRYPTKEY* p
   const EntryFrame frame("CPGenKey");
   frame.LogNumber("\tAlgid:", Algid);
   frame.LogFlags("\tdwFlags:", dwFlags);
-  if (phKey == nullptr) return frame.RefuseNull("phKey");
   return frame.Protect([&] {
     const auto context = g_contextList.FindContext(hProv);
     const bool isPair = Algid == AT_KEYEXCHANGE || Algid == AT_SIGNATURE;
     if (isPair && IsVerify(context->GetFlags())) return frame.Refuse("\nCPGenKey Error: FLAG IS VERIFY", NTE_PERM);
+    if (phKey == nullptr) return frame.RefuseNull("phKey");
     DWORD key = 0;
     context->GenerateKeyPair(Algid, dwFlags, &key, &g_secretKeyFactory);
     *phKey = key;

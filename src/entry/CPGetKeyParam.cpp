@@ -7,6 +7,7 @@
 
 #include "context/CCSPContext.h"
 #include "entry/CCSPContextList.h"
+#include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPSecretKey.h"
@@ -306,7 +307,7 @@ BOOL Read(Call& call, DWORD param) {
 
 // Settles which key is asked; false behind a refusal.
 bool FindKey(Call& call, HCRYPTKEY handle) {
-  if (handle == call.context.GetSignatureKeyHandle() || handle == call.context.GetExchangeKeyHandle()) return true;
+  if (IsKeyPair(call.context, handle)) return true;
   try {
     call.sessionKey = call.context.GetSecretKey(static_cast<DWORD>(handle));
     return true;

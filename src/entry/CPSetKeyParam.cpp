@@ -6,6 +6,7 @@
 
 #include "context/CCSPContext.h"
 #include "entry/CCSPContextList.h"
+#include "entry/DataKey.h"
 #include "entry/EncodedLength.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
@@ -124,7 +125,7 @@ BOOL Set(const Call& call, DWORD param) {
 // Required: imported keys are not looked for; the line names the other function; and the result is a number that the
 // caller takes for a success.
 Outcome FindKey(Call& call, HCRYPTKEY handle) {
-  if (handle == call.context.GetSignatureKeyHandle() || handle == call.context.GetExchangeKeyHandle()) return kGoOn;
+  if (IsKeyPair(call.context, handle)) return kGoOn;
   try {
     call.sessionKey = call.context.GetSecretKey(static_cast<DWORD>(handle));
     return kGoOn;

@@ -1,5 +1,5 @@
-// The key that CPEncrypt and CPDecrypt work with: the container's key pair, which the context uses itself, or a session
-// key.
+// What the handle of a key stands for: the container's key pair, which the context uses itself, or a session key that
+// CPEncrypt and CPDecrypt work with.
 #pragma once
 
 #include "common/Platform.h"

@@ -31,6 +31,19 @@ class ContextExportTest : public KeyTest {
     EXPECT_EQ(blob.size(), length);
     return blob;
   }
+
+  // What objects log when their modulus is asked for.
+  static std::string ModulusFound() {
+    return Line("GetModulus - Entry") + Line("GetModulus - Check attrList.size()") +
+           Line("GetModulus - Iterating through attribute list") + Line("GetModulus - ATTR_MODULUS Found");
+  }
+  static std::string ModulusMeasured() {
+    return ModulusFound() + Line("GetModulus - pModulus is NULL, returning ulModulusLen") + Line("GetModulus - Exit");
+  }
+  static std::string ModulusRead() {
+    return ModulusFound() + Line("GetModulus - Trying to get Modulus") + Line("GetModulus - Copying modulus") +
+           Line("GetModulus - Exit: pModulus retrieved");
+  }
 };
 
 // --- Public keys
@@ -162,14 +175,7 @@ TEST_F(ExportPublicKeyTest, TheModulusIsAskedForItsLengthFirst) {
   BindToPair(16);
   ListenTo(g_objectLog);
   ExportPublic(Exchange());
-  const std::string begin = Line("GetModulus - Entry") + Line("GetModulus - Check attrList.size()") +
-                            Line("GetModulus - Iterating through attribute list") +
-                            Line("GetModulus - ATTR_MODULUS Found");
-  const std::string question =
-      begin + Line("GetModulus - pModulus is NULL, returning ulModulusLen") + Line("GetModulus - Exit");
-  const std::string answer = begin + Line("GetModulus - Trying to get Modulus") + Line("GetModulus - Copying modulus") +
-                             Line("GetModulus - Exit: pModulus retrieved");
-  EXPECT_EQ(question + question + answer, TakeLog());
+  EXPECT_EQ(ModulusMeasured() + ModulusMeasured() + ModulusRead(), TakeLog());
 }
 
 // --- Session keys
@@ -218,6 +224,16 @@ TEST_F(ExportSessionKeyTest, CostsALoginTwoReadsAndAnEncryption) {
                    "C_EncryptInit(1, CKM_RSA_PKCS, 1)", "C_Encrypt(1, 24 bytes, room 48)"}),
             m_module.TakeCalls());
   EXPECT_EQ(LoginLines(), TakeLog());
+}
+
+TEST_F(ExportSessionKeyTest, TheModulusIsMeasuredAndReadThoughOnlyItsLengthIsUsed) {
+  BindToPair();
+  const DWORD key = MakeSessionKey();
+  DWORD said = 0;
+  Silence(g_contextLog);
+  ListenTo(g_objectLog);
+  Export(key, Exchange(), 60, said);
+  EXPECT_EQ(ModulusMeasured() + ModulusRead(), TakeLog());
 }
 
 TEST_F(ExportSessionKeyTest, EitherHandleOfThePairIsItsPublicKey) {

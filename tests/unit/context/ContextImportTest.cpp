@@ -1,7 +1,8 @@
 // Keys that come in as blobs.
-#include <cstdlib>
+#include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <memory>
 
 #include "KeyBlobBytes.h"
 #include "KeyTest.h"
@@ -9,6 +10,7 @@
 namespace {
 
 using ::testing::EndsWith;
+using ::testing::HasSubstr;
 
 class ContextImportTest : public KeyTest {
  protected:
@@ -58,6 +60,8 @@ TEST_F(ContextImportTest, OtherTypesOfBlobsAreRefusedWhateverTheirLength) {
 
 class ImportPublicKeyTest : public ContextImportTest {
  protected:
+  CK_ULONG ImportedBits(const Bytes& blob) { return m_context.GetImportedPublicKey(Import(blob))->GetModulusBits(); }
+
   const Bytes m_modulus = Counting(32, 0xA1);
   const Bytes m_blob = PublicKeyBlob(CALG_RSA_KEYX, m_modulus);
 };
@@ -133,35 +137,47 @@ TEST_F(ImportPublicKeyTest, OfABlobThatIsShorterThanItsHeaderNothingIsReadBehind
   }
 }
 
-TEST_F(ImportPublicKeyTest, WithoutAModulusItIsBadData) {
-  Bytes blob(m_blob.begin(), m_blob.begin() + 20);
-  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
-  blob[12] = blob[13] = 0;  // and its bit length says so
-  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
+TEST_F(ImportPublicKeyTest, AWrongAlgorithmIsToldOfAShortBlobThatHoldsOne) {
+  const Bytes blob = PublicKeyBlob(CALG_RSA_SIGN, m_modulus);
+  for (int length = 8; length < 20; ++length) {
+    EXPECT_CONTEXT_ERROR(0x80090008, "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
+                         Import(Bytes(blob.begin(), blob.begin() + length)));
+  }
 }
 
-TEST_F(ImportPublicKeyTest, ABitLengthThatIsNotTheModulusIsBadData) {
-  Bytes blob = m_blob;
-  blob.pop_back();
-  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
-  blob = m_blob;
-  blob.push_back(0);
-  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
-  blob = m_blob;
-  blob[12] = 8;  // 264
-  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
-  blob = m_blob;
-  blob[12] = blob[13] = blob[14] = blob[15] = 0xFF;
-  EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(blob));
-  EXPECT_EQ(Calls(), m_module.TakeCalls());
+TEST_F(ImportPublicKeyTest, ABlobThatEndsWithItsHeaderIsAKeyWithoutAModulusForTheModule) {
+  BindToPair();
+  const DWORD handle = Import(Bytes(m_blob.begin(), m_blob.begin() + 20));
+  EXPECT_THAT(m_module.TakeCalls().back(), HasSubstr("CKA_MODULUS=null of 0, CKA_MODULUS_BITS=256,"));
+  DWORD length = 0;
+  m_context.ExportPublicKey(handle, nullptr, &length);
+  ASSERT_EQ(20U, length);
+  Bytes blob(20);
+  m_context.ExportPublicKey(handle, blob.data(), &length);
+  EXPECT_EQ(PublicKeyBlob(CALG_RSA_SIGN, {}), blob);
 }
 
-TEST_F(ImportPublicKeyTest, ABitLengthWithinTheLastByteIsHandedOnAsItStands) {
+TEST_F(ImportPublicKeyTest, AllThatFollowsTheHeaderIsTheModulus) {
   BindToPair();
   Bytes blob = m_blob;
-  blob[12] = 0xFA;  // 250 bits are 32 bytes
-  blob[13] = 0;
-  EXPECT_EQ(CK_ULONG{250}, m_context.GetImportedPublicKey(Import(blob))->GetModulusBits());
+  blob.push_back(0xEE);  // the most significant byte
+  EXPECT_EQ(256U, ImportedBits(blob));
+  EXPECT_THAT(m_module.TakeCalls().back(),
+              HasSubstr("CKA_MODULUS=EEA1A2A3A4A5A6A7A8A9AAABACADAEAFB0B1B2B3B4B5B6B7B8B9BABBBCBDBEBFC0, "));
+  blob = m_blob;
+  blob.pop_back();
+  EXPECT_EQ(256U, ImportedBits(blob));
+  EXPECT_THAT(m_module.TakeCalls().back(), HasSubstr("CKA_MODULUS=A2A3A4A5A6A7A8A9"));
+}
+
+TEST_F(ImportPublicKeyTest, TheBitLengthIsHandedOnAsItStands) {
+  BindToPair();
+  for (const DWORD bits : {250U, 264U, 0U, 8U, 0xFFFFFFFFU}) {
+    Bytes blob = m_blob;
+    std::memcpy(&blob[12], &bits, sizeof(bits));
+    EXPECT_EQ(bits, ImportedBits(blob));
+    EXPECT_THAT(m_module.TakeCalls().back(), HasSubstr("CKA_MODULUS_BITS=" + std::to_string(bits) + ", "));
+  }
 }
 
 TEST_F(ImportPublicKeyTest, AllFourBytesOfTheExponentAreTurned) {
@@ -254,6 +270,11 @@ TEST_F(ImportSessionKeyTest, WithoutAPrivateKeyIsRefusedWithoutALogin) {
                        Import(BlobOf(CALG_DES, Counting(8, 1))));
   EXPECT_EQ(Calls(), m_module.TakeCalls());
   EXPECT_EQ("", TakeLog());
+}
+
+TEST_F(ImportSessionKeyTest, WithoutAPrivateKeyAShortBlobIsRefusedForThat) {
+  BindToNewContainer();
+  EXPECT_CONTEXT_ERROR(0x80090016, "Private Key does not exist in this context", Import({1, 2, 0, 0}));
 }
 
 TEST_F(ImportSessionKeyTest, OfABlobThatIsShorterThanItsHeaderNothingIsReadBehindTheEnd) {

@@ -41,16 +41,20 @@ class ThreadsTest : public EntryTest {
     return CPReleaseContext(handle, 0) != FALSE && good;
   }
 
-  // Makes a session key in a context, exports it, brings the blob in again as the platform would have written it, and
-  // destroys both keys.
+  // Makes a session key in a context, uses and exports it, brings the blob in again as the platform would have written
+  // it, and destroys both keys.
   static bool UseKeys(HCRYPTPROV provider) {
     HCRYPTKEY pair = 0;
     HCRYPTKEY key = 0;
     HCRYPTKEY imported = 0;
     BYTE blob[140] = {};
     DWORD length = sizeof(blob);
+    BYTE data[8] = {};
+    DWORD dataLength = sizeof(data);
     if (CPGetUserKey(provider, AT_KEYEXCHANGE, &pair) == FALSE) return false;
     if (CPGenKey(provider, CALG_3DES, 0, &key) == FALSE) return false;
+    if (CPEncrypt(provider, key, 0, FALSE, 0, data, &dataLength, sizeof(data)) == FALSE) return false;
+    if (CPDecrypt(provider, key, 0, FALSE, 0, data, &dataLength) == FALSE) return false;
     if (CPExportKey(provider, key, pair, SIMPLEBLOB, 0, blob, &length) == FALSE) return false;
     std::reverse(blob + 12, blob + 140);
     if (CPImportKey(provider, blob, sizeof(blob), 0, 0, &imported) == FALSE) return false;

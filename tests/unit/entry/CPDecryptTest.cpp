@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "DataEntryTest.h"
+#include "WaitingLogin.h"
 #include "cryptoki/CryptokiError.h"
 
 namespace {
@@ -149,6 +150,16 @@ TEST_F(CPDecryptTest, ALengthOfTheModuleCountsUpToTheBuffer) {
   Decrypt(Bytes(8, 1), TRUE);
   ExpectDone(m_result);
   EXPECT_EQ(7U, m_length);
+}
+
+TEST_F(CPDecryptTest, NoOtherThreadLogsTheTokenOutWhileASessionKeyDecrypts) {
+  const HCRYPTKEY key = MakeKeyHandle(CALG_DES, CRYPT_MODE_ECB);
+  Bytes data(16);
+  for (const char* entry : {"C_DecryptInit", "C_Decrypt"}) {
+    WaitingLogin login(m_module, entry);
+    ExpectDone(CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
+    EXPECT_TRUE(login.HadToWait()) << entry;
+  }
 }
 
 // --- The key pair

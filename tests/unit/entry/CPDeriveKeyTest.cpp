@@ -63,6 +63,21 @@ TEST_F(CPDeriveKeyTest, AHandleIsRequired) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
+TEST_F(CPDeriveKeyTest, OtherRefusalsAreToldBeforeAMissingPlaceForTheHandle) {
+  ExpectRefused(0x80090008, CPDeriveKey(m_handle, CALG_RC2, m_hash, 0x00380000, nullptr));
+  EXPECT_EQ(Begin("6602", m_hash, "380000") + Value("\nCPDeriveKey Error: Unsupported ALGID = ", "6602"), TakeLog());
+  ExpectRefused(0x80090009, CPDeriveKey(m_handle, CALG_DES, m_hash, 0, nullptr));
+  ExpectRefused(0x80090009, CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00400000, nullptr));
+  ExpectRefused(0x80090001, CPDeriveKey(m_unknown, CALG_DES, m_hash, 0x00380000, nullptr));
+  ExpectRefused(0x80090002, CPDeriveKey(m_handle, CALG_DES, m_hash + 1, 0x00380000, nullptr));
+  TakeLog();
+  ExpectRefused(0x80090009, CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380008, nullptr));
+  EXPECT_EQ(Begin("6601", m_hash, "380008") + Value("\nCPDeriveKey Error: Unsupported dwFlags: ", "00000008"),
+            TakeLog());
+  Object(m_hash)->Finish();
+  ExpectRefused(0x8009000C, CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380000, nullptr));
+}
+
 TEST_F(CPDeriveKeyTest, OtherAlgorithmsAreRefused) {
   for (const ALG_ID algorithm : {0U, 0x6602U, 0x6611U, 0x660FU, 0x6610U, 0x6801U, 0xA400U}) {
     ExpectNoKey(0x80090008, algorithm, 0x00380000,

@@ -3,6 +3,7 @@
 
 #include "KeyBlobBytes.h"
 #include "KeyEntryTest.h"
+#include "WaitingLogin.h"
 #include "cryptoki/CryptokiError.h"
 #include "objects/CCSPSecretKeyFactory.h"
 
@@ -34,6 +35,13 @@ TEST_F(CPDestroyKeyTest, ADestroyedSessionKeyIsGone) {
   Forget();
   ExpectDestroyed(key);
   EXPECT_EQ(Calls(), m_module.TakeCalls());
+}
+
+TEST_F(CPDestroyKeyTest, NoOtherThreadLogsTheTokenOutWhileAKeyIsDestroyed) {
+  const HCRYPTKEY key = MakeSessionKey();
+  WaitingLogin login(m_module, "C_DestroyObject");
+  ExpectDestroyed(key);
+  EXPECT_TRUE(login.HadToWait());
 }
 
 TEST_F(CPDestroyKeyTest, OtherKeysStay) {

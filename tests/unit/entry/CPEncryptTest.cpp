@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "DataEntryTest.h"
+#include "WaitingLogin.h"
 #include "cryptoki/CryptokiError.h"
 
 namespace {
@@ -81,6 +82,15 @@ TEST_F(CPEncryptTest, WithoutABufferTheLengthIsAnswered) {
   EXPECT_EQ(Begin(nullptr, "00000018", "00000000", "00000001") + Line("\nCPEncrypt Success"), TakeLog());
 }
 
+TEST_F(CPEncryptTest, NoOtherThreadLogsTheTokenOutWhileASessionKeyEncrypts) {
+  const HCRYPTKEY key = MakeKeyHandle();
+  for (const char* entry : {"C_EncryptInit", "C_Encrypt"}) {
+    WaitingLogin login(m_module, entry);
+    ExpectDone(CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
+    EXPECT_TRUE(login.HadToWait()) << entry;
+  }
+}
+
 // --- The key pair
 
 TEST_F(CPEncryptTest, EitherHandleOfTheKeyPairEncryptsWithItAndTheLengthIsTheInputs) {
@@ -96,6 +106,14 @@ TEST_F(CPEncryptTest, EitherHandleOfTheKeyPairEncryptsWithItAndTheLengthIsTheInp
                      "C_Encrypt(1, 3 bytes, room 32)"}),
               m_module.TakeCalls());
   }
+}
+
+TEST_F(CPEncryptTest, WithoutABufferTheKeyPairAnswersTheLength) {
+  m_length = 3;
+  ExpectDone(CPEncrypt(m_handle, ExchangeKey(), 0, TRUE, 0, nullptr, &m_length, 0));
+  EXPECT_EQ(16U, m_length);
+  EXPECT_EQ("C_Encrypt(1, null of 3, null)", m_module.TakeCalls().back());
+  EXPECT_EQ(Begin(nullptr, "00000000", "00000003", "00000001") + Line("\nCPEncrypt Success"), TakeLog());
 }
 
 TEST_F(CPEncryptTest, AKeyPairThatIsNotThereIsTheContextsFailure) {

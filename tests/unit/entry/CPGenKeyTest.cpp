@@ -39,6 +39,14 @@ TEST_F(CPGenKeyTest, AHandleIsRequiredAndNothingIsMadeWithoutOne) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
+TEST_F(CPGenKeyTest, OtherRefusalsAreToldBeforeAMissingPlaceForTheHandle) {
+  ExpectRefused(0x80090001, CPGenKey(m_unknown, AT_SIGNATURE, 0, nullptr));
+  EXPECT_EQ(Begin("00000002", "00000000") + Line("The context does not exist"), TakeLog());
+  const HCRYPTPROV verify = AcquireHandle(nullptr, CRYPT_VERIFYCONTEXT);
+  ExpectRefused(0x80090010, CPGenKey(verify, AT_SIGNATURE, 0, nullptr));
+  EXPECT_EQ(Begin("00000002", "00000000") + Line("\nCPGenKey Error: FLAG IS VERIFY"), TakeLog());
+}
+
 TEST_F(CPGenKeyTest, AnUnknownContextIsABadUid) {
   HCRYPTKEY key = kUntouched;
   ExpectRefused(0x80090001, CPGenKey(m_unknown, AT_SIGNATURE, 0, &key));
