@@ -15,8 +15,8 @@ HINSTANCE ResourceModule() { return g_libraryInstance != nullptr ? g_libraryInst
 class ProgressBars {
  public:
   ProgressBars() {
-    // Wine makes its classes of windows once in a process, and takes the lock of the loader for it. Unless that is over,
-    // comctl32 waits for it inside the loader while another thread that is at it waits for the loader.
+    // Wine makes its classes of windows once in a process, and takes the lock of the loader for it. Unless that is
+    // over, comctl32 waits for it inside the loader while another thread that is at it waits for the loader.
     GetDesktopWindow();
     m_library = LoadLibraryExA("comctl32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
     if (m_library == nullptr) return;
@@ -124,8 +124,7 @@ void DialogWindow::ForEachControl(Visit visit) {
 
 void DialogWindow::WatchControls() {
   ForEachControl([this](HWND window, int control) {
-    if (!m_controller.WatchesInput(control)) return;
-    m_watched.push_back(std::make_unique<WatchedControl>(window, static_cast<InputListener&>(*this)));
+    if (m_controller.WatchesInput(control)) m_watched.emplace_back(window, static_cast<InputListener&>(*this));
   });
 }
 
