@@ -207,10 +207,6 @@ void DialogWindow::Focus(int control) {
 
 bool DialogWindow::IsChecked(int control) const { return IsDlgButtonChecked(m_window, control) == BST_CHECKED; }
 
-void DialogWindow::Check(int control, bool checked) {
-  CheckDlgButton(m_window, control, checked ? BST_CHECKED : BST_UNCHECKED);
-}
-
 void DialogWindow::LimitText(int control, DWORD characters) { Send(control, EM_LIMITTEXT, characters, 0); }
 
 TextSelection DialogWindow::GetSelection(int control) const {

@@ -31,7 +31,6 @@ class DialogWindow : public DialogView, private InputListener {
   void Show(int control, bool shown) override;
   void Focus(int control) override;
   bool IsChecked(int control) const override;
-  void Check(int control, bool checked) override;
   void LimitText(int control, DWORD characters) override;
   TextSelection GetSelection(int control) const override;
   void Select(int control, TextSelection selection) override;
