@@ -1,13 +1,9 @@
-// Memory that stays out of the page file, and memory by pages.
+// Memory by pages.
 #include <windows.h>
 
 #include <map>
 #include <mutex>
 #include <sys/mman.h>
-
-BOOL VirtualLock(LPVOID address, std::size_t size) { return mlock(address, size) == 0 ? TRUE : FALSE; }
-
-BOOL VirtualUnlock(LPVOID address, std::size_t size) { return munlock(address, size) == 0 ? TRUE : FALSE; }
 
 namespace {
 

@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr int kKeyboardHeight = 200;
 // The highest result of a login that is read as a number of tries. Required: one more than in CLoginEX.
 constexpr DWORD kMostTries = 15;
 
@@ -29,7 +28,7 @@ void CCLoginDlg::OnOpen(DialogView& view) {
   ShowTitle(view);
   m_keyLabels = DigitKeyLabels();
   m_activeEdit = &m_edit;
-  AdjustHeight(view);
+  OnScreenKeyboard::AdjustHeight(view, IDC_SHOW_KEYBOARD);
   ApplyChangeAfterLogin(view);
   ApplyReveal(view);
   view.Enable(IDC_LOGIN, false);
@@ -50,7 +49,7 @@ void CCLoginDlg::OnClicked(DialogView& view, int control) {
     case IDC_LOGIN:
       return OnLogin(view);
     case IDC_SHOW_KEYBOARD:
-      AdjustHeight(view);
+      OnScreenKeyboard::AdjustHeight(view, IDC_SHOW_KEYBOARD);
       return view.Focus(m_activeEdit->GetControl());
     case IDC_REVEAL_PIN:
       return ApplyReveal(view);
@@ -64,10 +63,6 @@ void CCLoginDlg::OnClicked(DialogView& view, int control) {
     default:
       return m_keyboard.Press(view, control, m_activeEdit->GetControl());
   }
-}
-
-void CCLoginDlg::AdjustHeight(DialogView& view) const {
-  view.GrowBy(view.IsChecked(IDC_SHOW_KEYBOARD) ? kKeyboardHeight : -kKeyboardHeight);
 }
 
 void CCLoginDlg::ApplyReveal(DialogView& view) {

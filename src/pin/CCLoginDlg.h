@@ -27,7 +27,6 @@ class CCLoginDlg : public LoginDialog {
 
  private:
   void OnClicked(DialogView& view, int control);
-  void AdjustHeight(DialogView& view) const;
   void ApplyReveal(DialogView& view);
   void ApplyChangeAfterLogin(DialogView& view);
   void OnPINChanged(DialogView& view) const;

@@ -16,7 +16,6 @@
 
 namespace {
 
-constexpr int kKeyboardHeight = 200;
 constexpr DWORD kGoodLength = 8;
 constexpr int kHighestScore = 100;
 
@@ -77,7 +76,7 @@ void CChangePINDlg::OnOpen(DialogView& view) {
   view.SetRange(IDC_STRENGTH_BAR, 0, kHighestScore);
   view.SetPosition(IDC_STRENGTH_BAR, 0);
   ShowStrength(view, false);
-  AdjustHeight(view);
+  OnScreenKeyboard::AdjustHeight(view, IDC_SHOW_CHANGE_KEYBOARD);
   ApplyReveal(view);
   // Required: neither the keyboard nor the PINs can be shown by the user. The box of the keyboard stays in view.
   view.Enable(IDC_SHOW_CHANGE_KEYBOARD, false);
@@ -93,10 +92,6 @@ void CChangePINDlg::ShowHandedOverPIN(DialogView& view) {
   std::copy_n(m_pin.get(), m_pinLength, text.Data());
   m_currentPIN.SetPlainText(view, reinterpret_cast<const char*>(text.Data()));
   view.Enable(IDC_CURRENT_PIN, false);
-}
-
-void CChangePINDlg::AdjustHeight(DialogView& view) const {
-  view.GrowBy(view.IsChecked(IDC_SHOW_CHANGE_KEYBOARD) ? kKeyboardHeight : -kKeyboardHeight);
 }
 
 // Required: what moves into secure mode is the window's text, so that of a PIN that was handed over only the length
@@ -149,7 +144,7 @@ void CChangePINDlg::OnClicked(DialogView& view, int control) {
     case IDC_CLEAR_PINS:
       return OnClear(view);
     case IDC_SHOW_CHANGE_KEYBOARD:
-      AdjustHeight(view);
+      OnScreenKeyboard::AdjustHeight(view, IDC_SHOW_CHANGE_KEYBOARD);
       return view.Focus(m_activeEdit->GetControl());
     case IDC_REVEAL_PINS:
       return ApplyReveal(view);

@@ -45,7 +45,6 @@ class CChangePINDlg : public PINChangeDialog {
 
   bool IsPINHandedOver() const { return m_pin && m_pinLength != 0; }
   void ShowHandedOverPIN(DialogView& view);
-  void AdjustHeight(DialogView& view) const;
   void ApplyReveal(DialogView& view);
   void Activate(DialogView& view, CSecureEditEx& edit);
 

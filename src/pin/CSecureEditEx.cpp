@@ -41,7 +41,7 @@ void CSecureEditEx::ByteWiper::operator()(BYTE* masked) const {
   delete[] masked;
 }
 
-CSecureEditEx::CSecureEditEx(int control) : m_control(control), m_key(kKeyLength) {
+CSecureEditEx::CSecureEditEx(int control) : m_key(kKeyLength), m_control(control) {
   BYTE* key = m_key.Data();
   std::generate_n(key, kKeyLength, [] { return static_cast<BYTE>(std::rand()); });  // NOLINT(cert-msc*): a mask only
 }
@@ -142,6 +142,7 @@ void CSecureEditEx::ToggleMask() {
 void CSecureEditEx::InsertIntoStore(std::size_t position, const char* text, std::size_t length) {
   // All that can fail comes before the mask is off.
   std::vector<MaskedByte> fresh;
+  fresh.reserve(length);
   for (std::size_t i = 0; i < length; ++i) fresh.emplace_back(new BYTE[1]{static_cast<BYTE>(text[i])});
   m_store.reserve(m_store.size() + length);
   const auto place = static_cast<std::ptrdiff_t>(std::min(position, m_store.size()));

@@ -45,12 +45,16 @@ class CSecureEditEx {
   void BeforeInput(DialogView& view, UINT message, WPARAM key);
   void AfterInput(DialogView& view, UINT message);
 
- private:
+ protected:
   struct ByteWiper {
     void operator()(BYTE* masked) const;
   };
   using MaskedByte = std::unique_ptr<BYTE[], ByteWiper>;
 
+  WipedBuffer m_key;
+  std::vector<MaskedByte> m_store;  // entry i is character i XOR key[i mod 32]
+
+ private:
   // Masks the whole store, or unmasks it, by position.
   void ToggleMask();
   void InsertIntoStore(std::size_t position, const char* text, std::size_t length);
@@ -59,7 +63,5 @@ class CSecureEditEx {
 
   int m_control;
   int m_secureMode = 1;
-  WipedBuffer m_key;
-  std::vector<MaskedByte> m_store;  // entry i is character i XOR key[i mod 32]
-  std::size_t m_length = 0;         // of the window's text, as last seen
+  std::size_t m_length = 0;  // of the window's text, as last seen
 };

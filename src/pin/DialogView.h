@@ -45,7 +45,6 @@ class DialogView {
   // A control that is disabled does not get it.
   virtual void Focus(int control) = 0;
   virtual bool IsChecked(int control) const = 0;
-  virtual void Check(int control, bool checked) = 0;
 
   // Edit controls.
   // No more than so many characters can be typed.

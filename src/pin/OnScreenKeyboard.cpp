@@ -56,6 +56,11 @@ OnScreenKeyboard::OnScreenKeyboard()
                    CVirtualNumBtn(IDC_KEY_DIGIT_1 + 5), CVirtualNumBtn(IDC_KEY_DIGIT_1 + 6),
                    CVirtualNumBtn(IDC_KEY_DIGIT_1 + 7), CVirtualNumBtn(IDC_KEY_DIGIT_9)}} {}
 
+void OnScreenKeyboard::AdjustHeight(DialogView& view, int toggle) {
+  constexpr int kHeight = 200;
+  view.GrowBy(view.IsChecked(toggle) ? kHeight : -kHeight);
+}
+
 void OnScreenKeyboard::Press(DialogView& view, int control, int edit) const {
   const bool shift = view.IsChecked(IDC_KEY_SHIFT);
   const bool capitals = shift != view.IsChecked(IDC_KEY_CAPS);

@@ -14,6 +14,10 @@ class OnScreenKeyboard {
  public:
   OnScreenKeyboard();
 
+  // Makes the dialog taller by the keyboard's 200 pixels while the check box `toggle` is checked, and less tall by as
+  // many while it is not.
+  static void AdjustHeight(DialogView& view, int toggle);
+
   // Sends what the key `control` means, by the state of Caps and Shift, to `edit`. A control that is no key, or a key
   // of the digit row without labels, sends nothing.
   void Press(DialogView& view, int control, int edit) const;

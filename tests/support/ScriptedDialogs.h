@@ -97,7 +97,6 @@ class ScriptedDialog : public DialogView {
   void Show(int control, bool shown) override { Find(control).shown = shown; }
   void Focus(int control) override;
   bool IsChecked(int control) const override { return Find(control).checked; }
-  void Check(int control, bool checked) override { Find(control).checked = checked; }
   void LimitText(int control, DWORD characters) override { Find(control).limit = characters; }
   TextSelection GetSelection(int control) const override;
   void Select(int control, TextSelection selection) override;

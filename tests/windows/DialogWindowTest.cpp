@@ -441,19 +441,21 @@ TEST(DialogWindowTest, ControlsAreHiddenCheckedAndEnabled) {
   probe.open = [&](DialogView& view) {
     view.Show(IDC_SHOW_KEYBOARD, false);
     view.Enable(IDC_CHANGE_PIN, false);
-    view.Check(IDC_REVEAL_PIN, true);
-    facts.emplace_back(view.IsChecked(IDC_REVEAL_PIN) ? "checked" : "unchecked");
-    view.Check(IDC_REVEAL_PIN, false);
-    facts.emplace_back(view.IsChecked(IDC_REVEAL_PIN) ? "checked" : "unchecked");
-    view.Check(IDC_KEY_SHIFT, true);
+  };
+  probe.command = [&](DialogView& view, int control, UINT notification) {
+    if (control == IDCANCEL) return view.End(2);
+    if (notification != BN_CLICKED) return;
+    facts.push_back(std::to_string(control) + (view.IsChecked(control) ? " checked" : " unchecked"));
   };
   Show(probe, [](DialogDriver& user) {
     EXPECT_FALSE(user.IsVisible(IDC_SHOW_KEYBOARD));
     EXPECT_TRUE(user.IsVisible(IDC_REVEAL_PIN));
     EXPECT_FALSE(user.IsEnabled(IDC_CHANGE_PIN));
-    EXPECT_EQ(BST_CHECKED, SendMessageA(user.Control(IDC_KEY_SHIFT), BM_GETCHECK, 0, 0));
+    user.Click(IDC_REVEAL_PIN);
+    user.Click(IDC_REVEAL_PIN);
+    user.Click(IDC_KEY_SHIFT);
   });
-  EXPECT_EQ((Events{"checked", "unchecked"}), facts);
+  EXPECT_EQ((Events{"1006 checked", "1006 unchecked", "1064 checked"}), facts);
 }
 
 TEST(DialogWindowTest, AListSortsItsItemsAndGivesTheChosenOne) {

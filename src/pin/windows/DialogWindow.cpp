@@ -124,8 +124,7 @@ void DialogWindow::ForEachControl(Visit visit) {
 
 void DialogWindow::WatchControls() {
   ForEachControl([this](HWND window, int control) {
-    if (!m_controller.WatchesInput(control)) return;
-    m_watched.push_back(std::make_unique<WatchedControl>(window, static_cast<InputListener&>(*this)));
+    if (m_controller.WatchesInput(control)) m_watched.emplace_back(window, static_cast<InputListener&>(*this));
   });
 }
 
@@ -207,10 +206,6 @@ void DialogWindow::Focus(int control) {
 }
 
 bool DialogWindow::IsChecked(int control) const { return IsDlgButtonChecked(m_window, control) == BST_CHECKED; }
-
-void DialogWindow::Check(int control, bool checked) {
-  CheckDlgButton(m_window, control, checked ? BST_CHECKED : BST_UNCHECKED);
-}
 
 void DialogWindow::LimitText(int control, DWORD characters) { Send(control, EM_LIMITTEXT, characters, 0); }
 

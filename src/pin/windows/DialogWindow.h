@@ -4,9 +4,8 @@
 #include "common/Platform.h"
 
 #include <exception>
-#include <memory>
+#include <list>
 #include <string>
-#include <vector>
 
 #include "pin/DialogController.h"
 #include "pin/DialogView.h"
@@ -32,7 +31,6 @@ class DialogWindow : public DialogView, private InputListener {
   void Show(int control, bool shown) override;
   void Focus(int control) override;
   bool IsChecked(int control) const override;
-  void Check(int control, bool checked) override;
   void LimitText(int control, DWORD characters) override;
   TextSelection GetSelection(int control) const override;
   void Select(int control, TextSelection selection) override;
@@ -66,7 +64,7 @@ class DialogWindow : public DialogView, private InputListener {
   DialogController& m_controller;
   HWND m_window = nullptr;
   ControlFonts m_fonts;
-  std::vector<std::unique_ptr<WatchedControl>> m_watched;
+  std::list<WatchedControl> m_watched;  // their windows point to them
   bool m_focused = false;
   INT_PTR m_result = -1;
   std::exception_ptr m_failure;

@@ -7,6 +7,8 @@
 #include "Expect.h"
 #include "SampleCertificates.h"
 #include "ScriptedCertStore.h"
+#include "context/CertificateHolder.h"
+#include "context/KeyProviderInfo.h"
 #include "log/Logs.h"
 
 namespace {
@@ -122,12 +124,16 @@ TEST_F(ContextStoreTest, AKeyThatCannotBeSetKeepsTheCertificateOut) {
             TakeLog());
 }
 
-TEST_F(ContextStoreTest, ANullStoreIsLogged) {
+TEST_F(ContextStoreTest, ANullStoreIsLoggedAndTheCertificateFreed) {
   AddCertificate("one", kFirstCertificate);
   Bind("one");
+  const int created = m_stores.created;
+  const int freed = m_stores.freed;
   EXPECT_EQ(0U, m_open.AddCertificateToStore(m_open.m_certificates.front(), nullptr, kFirstCertificate.data(),
                                              static_cast<DWORD>(kFirstCertificate.size()), "any"));
   EXPECT_EQ(Line("\nChecking Certificate Store") + Line("\nCertificate Store does not exist"), TakeLog());
+  EXPECT_EQ(1, m_stores.created - created);
+  EXPECT_EQ(1, m_stores.freed - freed);
 }
 
 TEST_F(ContextStoreTest, ASuccessIsOne) {
@@ -174,6 +180,20 @@ TEST_F(ContextStoreTest, AModulesErrorLeavesThePropagation) {
   m_open.GetDefaultCertificate()->SetAttributes({});
   m_module.FailNext("C_GetAttributeValue", CKR_DEVICE_REMOVED);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, m_open.PropagateCertificate());
+}
+
+TEST_F(ContextStoreTest, NamesAreWidenedByteByByte) {
+  const CertificateHolder certificate(CertCreateCertificateContext(X509_ASN_ENCODING, kFirstCertificate.data(),
+                                                                   static_cast<DWORD>(kFirstCertificate.size())));
+  KeyProviderInfo names;
+  EXPECT_TRUE(names.SetOn(certificate.get(), "K\x7F\xE4", "P\xFF"));
+  DWORD length = 0;
+  EXPECT_NE(FALSE, CertGetCertificateContextProperty(certificate.get(), CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length));
+  std::vector<std::uint64_t> buffer(length / 8 + 1);
+  CertGetCertificateContextProperty(certificate.get(), CERT_KEY_PROV_INFO_PROP_ID, buffer.data(), &length);
+  const auto& info = *reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(buffer.data());
+  EXPECT_EQ((std::wstring{L'K', wchar_t{0x7F}, wchar_t{0xE4}}), info.pwszContainerName);
+  EXPECT_EQ((std::wstring{L'P', wchar_t{0xFF}}), info.pwszProvName);
 }
 
 TEST_F(ContextStoreTest, TwoContextsMayPropagateAtOnce) {

@@ -1,5 +1,6 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +12,19 @@
 namespace {
 
 constexpr int kEdit = 1002;
+
+// Opens what is inside.
+class OpenEdit : public CSecureEditEx {
+ public:
+  using CSecureEditEx::CSecureEditEx;
+  using CSecureEditEx::m_key;
+  using CSecureEditEx::m_store;
+
+  // Gives the key bytes that no digit is masked to zero by.
+  void SetKey() {
+    for (std::size_t i = 0; i < m_key.Length(); ++i) m_key.Data()[i] = static_cast<BYTE>(0x80 + i);
+  }
+};
 
 // A dialog that is nothing but the edit.
 class EditDialog : public DialogController {
@@ -28,7 +42,7 @@ class EditDialog : public DialogController {
     edit.AfterInput(view, message);
   }
 
-  CSecureEditEx edit{kEdit};
+  OpenEdit edit{kEdit};
 };
 
 class CSecureEditExTest : public ::testing::Test {
@@ -283,6 +297,67 @@ TEST_F(CSecureEditExTest, ATextMovesOverBetweenTheModes) {
 }
 
 // --- Memory
+
+TEST_F(CSecureEditExTest, EachCharacterLiesMaskedInABlockOfItsOwn) {
+  m_controller.edit.SetKey();
+  const std::string digits = "0123456789012345678901234567890123456789";
+  m_dialog.Type(kEdit, digits);
+  ASSERT_EQ(40U, m_controller.edit.m_store.size());
+  for (std::size_t i = 0; i < digits.size(); ++i) {
+    EXPECT_EQ(static_cast<std::size_t>(digits[i]) ^ (0x80 + i % 32), m_controller.edit.m_store[i][0]) << i;
+  }
+}
+
+TEST_F(CSecureEditExTest, TheMaskFollowsThePositionOfACharacter) {
+  m_controller.edit.SetKey();
+  m_dialog.Type(kEdit, "13");
+  SetCaret(1);
+  m_dialog.Type(kEdit, "2");
+  EXPECT_EQ('1' ^ 0x80, m_controller.edit.m_store[0][0]);
+  EXPECT_EQ('2' ^ 0x81, m_controller.edit.m_store[1][0]);
+  EXPECT_EQ('3' ^ 0x82, m_controller.edit.m_store[2][0]);
+  SetCaret(0);
+  m_dialog.Press(kEdit, VK_DELETE);
+  EXPECT_EQ('2' ^ 0x80, m_controller.edit.m_store[0][0]);
+  EXPECT_EQ('3' ^ 0x81, m_controller.edit.m_store[1][0]);
+}
+
+TEST_F(CSecureEditExTest, ADeletedCharacterIsWiped) {
+  m_dialog.Type(kEdit, "1234");
+  SetCaret(1);
+  const HeapWatch watch(m_controller.edit.m_store[1].get(), 1);
+  m_dialog.Press(kEdit, VK_DELETE);
+  EXPECT_TRUE(watch.WasReleased());
+  EXPECT_TRUE(watch.WasWiped());
+}
+
+TEST_F(CSecureEditExTest, CharactersAreWipedWhenTheModeEmptiesTheStore) {
+  m_controller.edit.SetKey();
+  m_dialog.Type(kEdit, "1234");
+  const HeapWatch watch(m_controller.edit.m_store[3].get(), 1);
+  m_controller.edit.SetSecureMode(0);
+  EXPECT_TRUE(watch.WasReleased());
+  EXPECT_TRUE(watch.WasWiped());
+}
+
+TEST_F(CSecureEditExTest, CharactersAreWipedWithTheEdit) {
+  auto edit = std::make_unique<OpenEdit>(kEdit);
+  edit->SetKey();
+  edit->SetPlainText(m_dialog, "1234");
+  const HeapWatch watch(edit->m_store[0].get(), 1);
+  edit.reset();
+  EXPECT_TRUE(watch.WasReleased());
+  EXPECT_TRUE(watch.WasWiped());
+}
+
+TEST_F(CSecureEditExTest, TheKeyIsWipedWithTheEdit) {
+  auto edit = std::make_unique<OpenEdit>(kEdit);
+  edit->SetKey();
+  const HeapWatch watch(edit->m_key.Data(), 32);
+  edit.reset();
+  EXPECT_TRUE(watch.WasReleased());
+  EXPECT_TRUE(watch.WasWiped());
+}
 
 TEST_F(CSecureEditExTest, APlainTextIsWipedWhenItIsLetGo) {
   m_dialog.Type(kEdit, "1234");

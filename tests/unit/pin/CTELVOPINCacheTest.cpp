@@ -9,6 +9,7 @@
 
 #include "HeapWatch.h"
 #include "LogTest.h"
+#include "MemoryLocks.h"
 #include "pin/CTELVOPINCache.h"
 
 namespace {
@@ -197,6 +198,85 @@ TEST_F(CTELVOPINCacheTest, DestructionWipesThePinAndTheKey) {
   EXPECT_TRUE(held.WasReleased());
   EXPECT_TRUE(held.WasWiped());
   EXPECT_EQ(end, std::search_n(place, end, 4, BYTE{0xA5}));
+}
+
+// --- The page file
+
+class PinCacheLocksTest : public CTELVOPINCacheTest {
+ protected:
+  using Calls = MemoryLocks::Calls;
+
+  const void* Buffer() const { return m_cache.m_buffer.get(); }
+
+  MemoryLocks m_locks;
+};
+
+TEST_F(PinCacheLocksTest, AHeldPinIsKeptOutOfThePageFile) {
+  Store("1234");
+  EXPECT_EQ((Calls{{"lock", Buffer(), 4}}), m_locks.TakeCalls());
+}
+
+TEST_F(PinCacheLocksTest, AQuestionForTheLengthLeavesThePinUnlockedUntilItIsFetched) {
+  Store("1234");
+  m_locks.TakeCalls();
+  DWORD length = 0;
+  m_cache.GetPINCache(nullptr, &length);
+  EXPECT_EQ((Calls{{"unlock", Buffer(), 4}}), m_locks.TakeCalls());
+  BYTE out[4] = {};
+  m_cache.GetPINCache(out, &length);
+  EXPECT_EQ((Calls{{"unlock", Buffer(), 4}, {"lock", Buffer(), 4}}), m_locks.TakeCalls());
+}
+
+TEST_F(PinCacheLocksTest, AFetchWithTooSmallABufferLeavesThePinUnlocked) {
+  Store("1234");
+  m_locks.TakeCalls();
+  BYTE out[3] = {};
+  DWORD length = 3;
+  m_cache.GetPINCache(out, &length);
+  EXPECT_EQ((Calls{{"unlock", Buffer(), 4}}), m_locks.TakeCalls());
+}
+
+TEST_F(PinCacheLocksTest, AnEmptyCacheUnlocksNothing) {
+  DWORD length = 0;
+  m_cache.GetPINCache(nullptr, &length);
+  m_cache.ClearPINCache();
+  { const CTELVOPINCache empty; }
+  EXPECT_EQ(Calls{}, m_locks.TakeCalls());
+}
+
+TEST_F(PinCacheLocksTest, APinThatIsReplacedIsUnlockedBeforeTheNewOneIsLocked) {
+  Store("1234");
+  const void* const old = Buffer();
+  m_locks.TakeCalls();
+  Store("567890");
+  EXPECT_EQ((Calls{{"unlock", old, 4}, {"lock", Buffer(), 6}}), m_locks.TakeCalls());
+}
+
+TEST_F(PinCacheLocksTest, AClearedPinIsUnlockedOnce) {
+  Store("1234");
+  const void* const old = Buffer();
+  m_locks.TakeCalls();
+  m_cache.ClearPINCache();
+  m_cache.ClearPINCache();
+  EXPECT_EQ((Calls{{"unlock", old, 4}}), m_locks.TakeCalls());
+}
+
+TEST_F(PinCacheLocksTest, APinIsUnlockedWithTheCacheItself) {
+  const void* buffer = nullptr;
+  {
+    OpenCache cache;
+    cache.SetPINCache(reinterpret_cast<const BYTE*>("1234"), 4);
+    buffer = cache.m_buffer.get();
+    m_locks.TakeCalls();
+  }
+  EXPECT_EQ((Calls{{"unlock", buffer, 4}}), m_locks.TakeCalls());
+}
+
+TEST_F(CTELVOPINCacheTest, ASystemThatLocksNoMemoryCachesAllTheSame) {
+  MemoryLocks none(FALSE);
+  Store("1234");
+  EXPECT_EQ(1, m_cache.IsPINSet());
+  EXPECT_EQ("1234", Fetch());
 }
 
 // --- The switch in the registry
