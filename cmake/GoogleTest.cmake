@@ -9,5 +9,5 @@ include(GoogleTest)
 # telvo_discover_tests(target ...) registers each test case with CTest. The Windows ones are listed by running them under
 # Wine when CTest starts, not at build time.
 function(telvo_discover_tests target)
-  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 ${ARGN})
+  gtest_discover_tests(${target} NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 ${ARGN})
 endfunction()

@@ -44,9 +44,8 @@ class CryptokiObject : public ICryptokiSettable {
   virtual bool IsExtractable() const;
   virtual bool IsSensitive() const;
   // Copies the identifier that was read and leaves `*length` alone; with a null `out` stores its length. Too
-  // small a
-  // `*length` takes the need and raises CKR_BUFFER_TOO_SMALL. Nothing read at all raises CKR_ARGUMENTS_BAD,
-  // no identifier among it CKR_ATTRIBUTE_TYPE_INVALID.
+  // small a `*length` takes the need and raises CKR_BUFFER_TOO_SMALL. Nothing read at all raises
+  // CKR_ARGUMENTS_BAD, no identifier among it CKR_ATTRIBUTE_TYPE_INVALID.
   virtual void GetID(BYTE* out, CK_ULONG* length);
   virtual CK_OBJECT_HANDLE GetHandle() const;
   virtual void SetAttributes(const std::list<Attribute>& attributes);

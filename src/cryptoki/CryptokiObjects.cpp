@@ -65,17 +65,6 @@ void LinkKeyPair(Certificate& certificate, std::list<PrivateKey>& privateKeys, s
   LinkPublicKey(certificate, publicKeys, *privateKey);
 }
 
-// Private keys are read twice in all: both passes read the same, and the attributes stand in the list twice.
-void ReadKey(PrivateKey& key) {
-  key.Retrieve();
-  key.PrivateKey::Retrieve();
-}
-
-void ReadKey(PublicKey& key) {
-  key.Retrieve();
-  key.PublicKey::Retrieve();
-}
-
 template <typename Key>
 std::list<Key> GetKeys(const std::list<CryptokiObject>& objects, std::list<Certificate> certificates,
                        CK_OBJECT_CLASS keyClass, bool onlyWithCertificate) {
@@ -87,7 +76,9 @@ std::list<Key> GetKeys(const std::list<CryptokiObject>& objects, std::list<Certi
     g_objectLog.WriteDecimal("Iteration: ", ++iteration, true);
     if (object.GetClass() != keyClass) continue;
     Key key(object);
-    ReadKey(key);
+    // Required: read twice. Both passes read the same, and the attributes stand in the list twice.
+    key.Retrieve();
+    key.Key::Retrieve();
     const Attribute id = ReadWanted(CKA_ID, "Trying to get ID length", "Trying to get ID",
                                     [&key](BYTE* out, CK_ULONG* length) { key.GetID(out, length); });
     g_objectLog.WriteLine("Trying to find matching ID from certificate list");

@@ -1,10 +1,10 @@
 // How the scripted module writes down its calls, one line of text each:
 //
 //   C_OpenSession(0, flags 6)
-//   C_GetAttributeValue(1, 5, {CKA_CLASS[number], CKA_ID?})      '?' asks for the length, [n] is a buffer of
-//   n bytes C_CreateObject(1, {CKA_CLASS=1, CKA_TOKEN=true, CKA_ID=0A0B}) C_EncryptInit(1, CKM_DES3_CBC with
-//   0102030405060708, 7) C_Digest(1, 3 bytes, null)                                   null asks for the
-//   length, "room 20" is a buffer
+//   C_GetAttributeValue(1, 5, {CKA_CLASS[number], CKA_ID?})   '?' asks for the length, [n] is a buffer of n bytes
+//   C_CreateObject(1, {CKA_CLASS=1, CKA_TOKEN=true, CKA_ID=0A0B})
+//   C_EncryptInit(1, CKM_DES3_CBC with 0102030405060708, 7)
+//   C_Digest(1, 3 bytes, null)                                null asks for the length, "room 20" is a buffer
 //
 // Numbers look the same on both targets, whatever the width of CK_ULONG.
 #pragma once

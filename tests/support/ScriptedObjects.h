@@ -31,8 +31,8 @@ struct ScriptedObject {
 // An object with the attributes of a template.
 ScriptedObject ObjectFrom(const CK_ATTRIBUTE* attributes, CK_ULONG count);
 
-// Each with everything that the provider reads of its class. `id` is CKA_ID; a modulus has `modulus.size() *
-// 8` bits.
+// Each with everything that the provider reads of its class. `id` is CKA_ID; a modulus has eight bits for each of its
+// bytes.
 ScriptedObject CertificateObject(const Bytes& id, const std::string& label, const Bytes& value);
 ScriptedObject PrivateKeyObject(const Bytes& id, const Bytes& modulus);
 ScriptedObject PublicKeyObject(const Bytes& id, const Bytes& modulus);

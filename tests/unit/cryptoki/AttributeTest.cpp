@@ -83,6 +83,15 @@ TEST_F(AttributeTest, AssignmentOfOneWithoutValueKeepsTheOldBufferUnderLengthZer
   EXPECT_EQ(old, m_attribute.GetValue());
 }
 
+TEST_F(AttributeTest, AssignmentOfARecordWithoutValueKeepsTheOldBufferToo) {
+  const BYTE* old = m_attribute.GetValue();
+  m_attribute = CK_ATTRIBUTE{CKA_LABEL, nullptr, 2};
+  EXPECT_EQ(CKA_LABEL, m_attribute.GetType());
+  EXPECT_EQ(CK_ULONG{2}, m_attribute.GetLength());
+  EXPECT_EQ(old, m_attribute.GetValue());
+  EXPECT_EQ((Bytes{1, 2}), ValueOf(m_attribute));
+}
+
 TEST_F(AttributeTest, TheOldBufferUnderAGreaterLengthIsNeverReadOrWipedPastItsEnd) {
   m_attribute = LengthOnly(4000);
   EXPECT_EQ(CK_ULONG{4000}, m_attribute.GetLength());

@@ -13,6 +13,17 @@ class CCryptoWrapperTest : public LogTest {
   CCryptoWrapperTest() : m_loaded(m_module) { g_cryptoWrapper = CCryptoWrapper(); }
   ~CCryptoWrapperTest() override { g_cryptoWrapper = CCryptoWrapper(); }
 
+  // The text of the failure to get the module, which is to have that code.
+  static std::string FailureText(DWORD code) {
+    try {
+      CCryptoWrapper::GetCryptoki();
+    } catch (const CryptokiError& error) {
+      EXPECT_EQ(code, error.GetCode());
+      return error.GetText();
+    }
+    return "no failure";
+  }
+
   ScriptedModule m_module;
   LoadedModule m_loaded;
 };
@@ -68,13 +79,22 @@ TEST_F(CCryptoWrapperTest, AModuleThatDoesNotInitialiseIsNotCountedAndTheNextAtt
 
 TEST_F(CCryptoWrapperTest, AFailingFunctionListComesToLightAsNotInitialised) {
   m_loaded.SetFunctionListResult(CKR_GENERAL_ERROR);
-  EXPECT_CRYPTOKI_ERROR(0x190, CCryptoWrapper::GetCryptoki());
+  EXPECT_EQ("The current token is not yet initialized", FailureText(0x190));
   EXPECT_EQ(0U, CCryptoWrapper::GetUseCount());
 }
 
 TEST_F(CCryptoWrapperTest, AMissingLibraryIsAGeneralError) {
   g_cryptoWrapper.m_moduleName = "telvonosuchlibrary.dll";
-  EXPECT_CRYPTOKI_ERROR(CKR_GENERAL_ERROR, CCryptoWrapper::GetCryptoki());
+  EXPECT_EQ("The operation encounterd an error", FailureText(5));
+  EXPECT_EQ("The operation encounterd an error", FailureText(5));
+  EXPECT_EQ(0U, CCryptoWrapper::GetUseCount());
+}
+
+TEST_F(CCryptoWrapperTest, ALibraryThatIsNoModuleIsAGeneralErrorAndThenOneThatIsNotInitialised) {
+  g_cryptoWrapper.m_moduleName = "telvoplain.dll";
+  EXPECT_EQ("The operation encounterd an error", FailureText(5));
+  EXPECT_EQ("The current token is not yet initialized", FailureText(0x190));
+  EXPECT_EQ(0U, CCryptoWrapper::GetUseCount());
 }
 
 TEST_F(CCryptoWrapperTest, TheEndReleasesTheModuleWithoutFinalisingIt) {

@@ -264,6 +264,10 @@ TEST_F(CryptokiObjectTest, CreateTellsTheModuleOneEmptyAttributeMoreThanTheListH
   EXPECT_EQ(nullptr, created.GetCryptoki());
 }
 
+TEST_F(CryptokiObjectTest, CreateWithoutAModuleIsABadArgument) {
+  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, CryptokiObject().Create({}));
+}
+
 TEST_F(CryptokiObjectTest, CreateThrowsTheModulesFailure) {
   CryptokiObject object = Read();
   m_module->FailNext("C_CreateObject", CKR_TEMPLATE_INCONSISTENT);
@@ -311,6 +315,34 @@ TEST_F(CryptokiObjectTest, UpdateOfAnUncachedFlagLeavesItsFieldAlone) {
   CryptokiObject object = Read();
   object.Update({MakeAttribute(CKA_SENSITIVE, {1})});
   EXPECT_FALSE(object.IsSensitive());
+}
+
+TEST_F(CryptokiObjectTest, UpdateReachesEveryCachedAttributeOfTheType) {
+  CryptokiObject object = Read();
+  object.SetAttributes({MakeAttribute(CKA_ID, {1}), MakeAttribute(CKA_LABEL, Text("a")), MakeAttribute(CKA_ID, {1})});
+  object.Update({MakeAttribute(CKA_ID, {5, 6})});
+  EXPECT_EQ(CK_ULONG{2}, object.GetAttributes().front().GetLength());
+  EXPECT_EQ(CK_ULONG{2}, object.GetAttributes().back().GetLength());
+  const std::string prefix = "CryptokiObject::Update - ";
+  const std::string hit = Line(prefix + "for 2") + Line(prefix + "if") + Line(prefix + "before Switch");
+  EXPECT_EQ(Line(prefix + "Entry") + Line(prefix + "SetAttributeValue") + Line(prefix + "AfterSetAttributeValue") +
+                Line(prefix + "for 1") + hit + Line(prefix + "for 2") + hit + Line(prefix + "Exit"),
+            TakeLog());
+}
+
+TEST_F(CryptokiObjectTest, OfTwoCachedAttributesOfOneTypeTheFirstIsFound) {
+  CryptokiObject object;
+  object.SetAttributes({MakeAttribute(CKA_ID, {1}), MakeAttribute(CKA_ID, {2, 2})});
+  CK_ULONG length = 0;
+  object.GetID(nullptr, &length);
+  EXPECT_EQ(CK_ULONG{1}, length);
+  EXPECT_EQ(1, object.GetAttribute(CKA_ID).GetValue()[0]);
+}
+
+TEST_F(CryptokiObjectTest, UpdateWithoutHandleStopsBehindItsFirstLine) {
+  CryptokiObject object = Bound(0);
+  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, object.Update({MakeAttribute(CKA_ID, {1})}));
+  EXPECT_EQ(Line("CryptokiObject::Update - Entry"), TakeLog());
 }
 
 TEST_F(CryptokiObjectTest, UpdateWithAnEmptyListIsABadArgument) {

@@ -30,6 +30,14 @@ class CryptokiObjectsTest : public LogTest {
     return objects;
   }
 
+  // An object of that class, as a search leaves it.
+  CryptokiObject ObjectOf(CK_OBJECT_CLASS objectClass) {
+    CryptokiObject object;
+    object.Bind(m_session, m_token.Add(DataObject({1}, "app").With(CKA_CLASS, Number(objectClass)).With(CKA_ID, {1})));
+    object.Retrieve();
+    return object;
+  }
+
   void AddCertificate(const Bytes& id, const std::string& label = "cert") {
     m_token.Add(CertificateObject(id, label, {9}));
   }
@@ -238,6 +246,11 @@ TEST_F(CryptokiObjectsTest, ACertificateWithoutIdentifierAmongItsAttributesEndsT
   CryptokiObjects objects;
   objects.Add(object);
   EXPECT_CRYPTOKI_ERROR(CKR_ATTRIBUTE_TYPE_INVALID, objects.GetCertificates(false));
+  const std::string end = Line("GetCertificates - Get bare info") +
+                          Line("GetCertificates - Getting certificate ID length") +
+                          Line("GetCertificates - Failed. An error occured");
+  const std::string log = TakeLog();
+  EXPECT_EQ(end, log.substr(log.size() - end.size()));
   EXPECT_NO_THROW(objects.GetCertificates(true));
 }
 
@@ -256,6 +269,30 @@ TEST_F(CryptokiObjectsTest, AKeyThatCannotBeReadEndsTheEnumeration) {
   CryptokiObjects objects = Found();
   m_module->FailNext("C_GetAttributeValue", CKR_DEVICE_REMOVED);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, objects.GetPrivateKeys(false));
+  AddPublicKey({1});
+  m_token.objects.erase(1);
+  objects = Found();
+  m_module->FailNext("C_GetAttributeValue", CKR_DEVICE_REMOVED);
+  EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, objects.GetPublicKeys(false));
+}
+
+TEST_F(CryptokiObjectsTest, ASecretKeyThatCannotBeReadEndsItsList) {
+  m_token.Add(SecretKeyObject(CKK_AES, Counting(16, 0)));
+  CryptokiObjects objects = Found();
+  m_module->FailNext("C_GetAttributeValue", CKR_DEVICE_REMOVED);
+  EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, objects.GetSecretKeys());
+}
+
+TEST_F(CryptokiObjectsTest, TheFailureOfAKeyIsNotLoggedAsOneOfTheCertificates) {
+  AddPrivateKey({1});
+  CryptokiObjects objects = Found();
+  m_module->FailNext("C_GetAttributeValue", CKR_DEVICE_REMOVED);
+  EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, objects.GetCertificates(false));
+  EXPECT_EQ(Line("GetCertificates - Entry") + Line("GetCertificates - Entry") +
+                Line("GetCertificates - iteration begins") + Value("Iteration: ", "1") +
+                Value("Object is not certificate. Object class: ", "3") + Line("GetCertificates - Exit") +
+                Line("GetPrivateKeys::Iterating through objects") + Value("Iteration: ", "1"),
+            TakeLog());
 }
 
 TEST_F(CryptokiObjectsTest, AnEnumerationAfterAFailedOneIsNotDisturbed) {
@@ -277,6 +314,28 @@ TEST_F(CryptokiObjectsTest, BareCertificatesAreLoggedStepByStep) {
                 Line("GetCertificates - Enter") + Line("GetCertificates - Get bare info") +
                 Line("GetCertificates - Exit"),
             TakeLog());
+}
+
+TEST_F(CryptokiObjectsTest, AFullEnumerationLogsItsPrivateAndItsPublicKeysFirst) {
+  CryptokiObjects objects = Found();
+  objects.GetCertificates(false);
+  const std::string bare =
+      Line("GetCertificates - Entry") + Line("GetCertificates - iteration begins") + Line("GetCertificates - Exit");
+  const std::string keys = bare + Line("GetPrivateKeys::Iterating through objects");
+  EXPECT_EQ(Line("GetCertificates - Entry") + keys + keys + Line("GetCertificates - iteration begins") +
+                Line("GetCertificates - Exit"),
+            TakeLog());
+}
+
+TEST_F(CryptokiObjectsTest, IterationsAreLoggedInDecimalAndClassesInHexadecimal) {
+  CryptokiObjects objects;
+  for (int i = 0; i < 10; ++i) objects.Add(ObjectOf(CKO_VENDOR_DEFINED + 0x1A));
+  TakeLog();
+  objects.GetCertificates(true);
+  const std::string end = Value("Iteration: ", "10") + Value("Object is not certificate. Object class: ", "8000001A") +
+                          Line("GetCertificates - Exit");
+  const std::string log = TakeLog();
+  EXPECT_EQ(end, log.substr(log.size() - end.size()));
 }
 
 TEST_F(CryptokiObjectsTest, KeysAreLoggedStepByStep) {

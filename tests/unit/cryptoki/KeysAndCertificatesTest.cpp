@@ -98,6 +98,13 @@ TEST_F(ObjectClassTest, SecretKeyUpdateStoresFirstBytesAsTheyStandAndTheName) {
   EXPECT_TRUE(key.CanWrap() && key.CanUnwrap() && key.CanSign() && key.CanVerify() && key.CanDerive());
 }
 
+TEST_F(ObjectClassTest, AVendorsKeyTypeTakesTheNameAwayInUpdate) {
+  SecretKey key = Read<SecretKey>(SecretKeyObject(CKK_AES, Counting(16, 0)));
+  key.Update({MakeAttribute(CKA_KEY_TYPE, Number(0x80000005))});
+  EXPECT_EQ(CK_KEY_TYPE{0x80000005}, key.GetKeyType());
+  EXPECT_EQ("", key.GetKeyTypeName());
+}
+
 TEST_F(ObjectClassTest, PublicKeyReadsItsFieldsAndThenItsValues) {
   PublicKey key = Read<PublicKey>(PublicKeyObject({1}, Counting(64, 0x81)));
   EXPECT_EQ((Calls{"C_GetAttributeValue(1, 1, {CKA_KEY_TYPE[number], CKA_WRAP[1], CKA_ENCRYPT[1], CKA_VERIFY[1], "
@@ -146,9 +153,8 @@ TEST_F(ObjectClassTest, PrivateKeyReadsItsFieldsAndThenItsValues) {
   EXPECT_EQ(CK_ULONG{512}, key.GetModulusBits());
 }
 
-TEST_F(ObjectClassTest, PrivateKeyUpdateStoresItsFieldsAndLogs) {
+TEST_F(ObjectClassTest, PrivateKeyUpdateStoresItsFields) {
   PrivateKey key = Read<PrivateKey>(PrivateKeyObject({1}, Counting(64, 0x81)));
-  TakeLog();
   key.Update({MakeAttribute(CKA_KEY_TYPE, Number(CKK_DSA)), MakeAttribute(CKA_DECRYPT, {0}),
               MakeAttribute(CKA_UNWRAP, {1}), MakeAttribute(CKA_SIGN, {0}), MakeAttribute(CKA_SIGN_RECOVER, {1}),
               MakeAttribute(CKA_MODULUS_BITS, Number(1024)), MakeAttribute(CKA_LOCAL, {0}),
@@ -159,9 +165,18 @@ TEST_F(ObjectClassTest, PrivateKeyUpdateStoresItsFieldsAndLogs) {
   EXPECT_TRUE(key.CanUnwrap() && key.CanSignRecover() && key.IsNeverExtractable());
   EXPECT_EQ(CK_ULONG{1024}, key.GetModulusBits());
   EXPECT_EQ(CKM_DSA_KEY_PAIR_GEN, key.GetKeyGenMechanism().GetType());
-  const std::string begin = Line("PrivateKey::Update - Entry") + Line("PrivateKey::Update - Try....Update") +
-                            Line("CryptokiObject::Update - Entry");
-  EXPECT_EQ(begin, TakeLog().substr(0, begin.size()));
+}
+
+TEST_F(ObjectClassTest, UpdateOfAPrivateKeyLogsItsTwoLinesInFrontOfTheOthers) {
+  PrivateKey key = Read<PrivateKey>(PrivateKeyObject({1}, Counting(64, 0x81)));
+  key.SetAttributes({MakeAttribute(CKA_ID, {1})});
+  TakeLog();
+  key.Update({MakeAttribute(CKA_SIGN, {0})});
+  EXPECT_EQ(Line("PrivateKey::Update - Entry") + Line("PrivateKey::Update - Try....Update") +
+                Line("CryptokiObject::Update - Entry") + Line("CryptokiObject::Update - SetAttributeValue") +
+                Line("CryptokiObject::Update - AfterSetAttributeValue") + Line("CryptokiObject::Update - for 1") +
+                Line("CryptokiObject::Update - for 2") + Line("CryptokiObject::Update - Exit"),
+            TakeLog());
 }
 
 TEST_F(ObjectClassTest, ARefusedUpdateOfAPrivateKeyIsLoggedAndThrownOn) {

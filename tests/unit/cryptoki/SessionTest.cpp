@@ -507,23 +507,93 @@ TEST_F(SessionTest, DestructionClosesNothing) {
   EXPECT_EQ(1U, m_module->OpenSessions());
 }
 
-TEST_F(SessionTest, WithoutAModuleEveryOperationIsABadArgument) {
-  Session none;
-  const Mechanism mechanism;
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.GetSessionInfo());
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.IsLoggedIn());
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.Login(CKU_USER, m_pin, 4));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.Logout());
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.SetPIN(m_pin, 4, m_pin, 4));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.FindAllObjects());
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.DigestInit(mechanism));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.Digest(m_in, 3, m_out, &m_outLength));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.SignInit(mechanism, PrivateKey()));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.Sign(m_in, 3, m_out, &m_outLength));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.EncryptInit(mechanism, PublicKey()));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.DecryptInit(mechanism, PrivateKey()));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.VerifyInit(mechanism, PublicKey()));
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, none.WrapKey(mechanism, PublicKey(), SecretKey(), m_out, &m_outLength));
+// Each operation that makes a module call and says by an exception that it failed.
+struct SessionCall {
+  const char* name;
+  const char* entry;
+  void (*call)(Session& session);
+};
+
+CK_UTF8CHAR g_pin[] = {'1', '2', '3', '4'};
+BYTE g_in[3] = {'a', 'b', 'c'};
+BYTE g_out[64] = {};
+CK_ULONG g_outLength = sizeof(g_out);
+
+List OneAttribute() { return {MakeAttribute(CKA_LABEL, Text("new"))}; }
+
+void GeneratePair(Session& session) {
+  PublicKey publicKey;
+  PrivateKey privateKey;
+  session.GenerateKeyPair(Mechanism(), OneAttribute(), OneAttribute(), publicKey, privateKey);
 }
+
+const SessionCall kSessionCalls[] = {
+    {"GetSessionInfo", "C_GetSessionInfo", [](Session& s) { s.GetSessionInfo(); }},
+    {"GetFlags", "C_GetSessionInfo", [](Session& s) { s.GetFlags(); }},
+    {"GetState", "C_GetSessionInfo", [](Session& s) { s.GetState(); }},
+    {"IsLoggedIn", "C_GetSessionInfo", [](Session& s) { s.IsLoggedIn(); }},
+    {"Login", "C_LoginExtended", [](Session& s) { s.Login(CKU_USER, g_pin, 4); }},
+    {"Logout", "C_Logout", [](Session& s) { s.Logout(); }},
+    {"SetPIN", "C_SetPIN", [](Session& s) { s.SetPIN(g_pin, 4, g_pin, 4); }},
+    {"InitPIN", "C_InitPIN", [](Session& s) { s.InitPIN(g_pin, 4); }},
+    {"FindObjects", "C_FindObjectsInit", [](Session& s) { s.FindObjects(OneAttribute()); }},
+    {"FindObjectsNext", "C_FindObjects", [](Session& s) { s.FindObjects(OneAttribute()); }},
+    {"FindAllObjects", "C_FindObjectsInit", [](Session& s) { s.FindAllObjects(); }},
+    {"CreateObject", "C_CreateObject", [](Session& s) { s.CreateObject(OneAttribute()); }},
+    {"DigestInit", "C_DigestInit", [](Session& s) { s.DigestInit(Mechanism()); }},
+    {"Digest", "C_Digest", [](Session& s) { s.Digest(g_in, 3, g_out, &g_outLength); }},
+    {"DigestUpdate", "C_DigestUpdate", [](Session& s) { s.DigestUpdate(g_in, 3); }},
+    {"DigestFinal", "C_DigestFinal", [](Session& s) { s.DigestFinal(g_out, &g_outLength); }},
+    {"EncryptInitPublic", "C_EncryptInit", [](Session& s) { s.EncryptInit(Mechanism(), PublicKey()); }},
+    {"EncryptInitSecret", "C_EncryptInit", [](Session& s) { s.EncryptInit(Mechanism(), SecretKey()); }},
+    {"Encrypt", "C_Encrypt", [](Session& s) { s.Encrypt(g_in, 3, g_out, &g_outLength); }},
+    {"EncryptUpdate", "C_EncryptUpdate", [](Session& s) { s.EncryptUpdate(g_in, 3, g_out, &g_outLength); }},
+    {"EncryptFinal", "C_EncryptFinal", [](Session& s) { s.EncryptFinal(g_out, &g_outLength); }},
+    {"DecryptInitPrivate", "C_DecryptInit", [](Session& s) { s.DecryptInit(Mechanism(), PrivateKey()); }},
+    {"DecryptInitSecret", "C_DecryptInit", [](Session& s) { s.DecryptInit(Mechanism(), SecretKey()); }},
+    {"Decrypt", "C_Decrypt", [](Session& s) { s.Decrypt(g_in, 3, g_out, &g_outLength); }},
+    {"DecryptUpdate", "C_DecryptUpdate", [](Session& s) { s.DecryptUpdate(g_in, 3, g_out, &g_outLength); }},
+    {"DecryptFinal", "C_DecryptFinal", [](Session& s) { s.DecryptFinal(g_out, &g_outLength); }},
+    {"SignInit", "C_SignInit", [](Session& s) { s.SignInit(Mechanism(), PrivateKey()); }},
+    {"Sign", "C_Sign", [](Session& s) { s.Sign(g_in, 3, g_out, &g_outLength); }},
+    {"SignUpdate", "C_SignUpdate", [](Session& s) { s.SignUpdate(g_in, 3); }},
+    {"SignFinal", "C_SignFinal", [](Session& s) { s.SignFinal(g_out, &g_outLength); }},
+    {"SignRecoverInit", "C_SignRecoverInit", [](Session& s) { s.SignRecoverInit(Mechanism(), PrivateKey()); }},
+    {"SignRecover", "C_SignRecover", [](Session& s) { s.SignRecover(g_in, 3, g_out, &g_outLength); }},
+    {"VerifyInit", "C_VerifyInit", [](Session& s) { s.VerifyInit(Mechanism(), CryptokiObject()); }},
+    {"VerifyInitPublic", "C_VerifyInit", [](Session& s) { s.VerifyInit(Mechanism(), PublicKey()); }},
+    {"Verify", "C_Verify", [](Session& s) { s.Verify(g_in, 3, g_out, 32); }},
+    {"VerifyUpdate", "C_VerifyUpdate", [](Session& s) { s.VerifyUpdate(g_in, 3); }},
+    {"VerifyFinal", "C_VerifyFinal", [](Session& s) { s.VerifyFinal(g_out, 32); }},
+    {"VerifyRecoverInit", "C_VerifyRecoverInit", [](Session& s) { s.VerifyRecoverInit(Mechanism(), PublicKey()); }},
+    {"VerifyRecover", "C_VerifyRecover", [](Session& s) { s.VerifyRecover(g_in, 3, g_out, &g_outLength); }},
+    {"WrapKeyPublic", "C_WrapKey",
+     [](Session& s) { s.WrapKey(Mechanism(), PublicKey(), SecretKey(), g_out, &g_outLength); }},
+    {"WrapKeySecret", "C_WrapKey",
+     [](Session& s) { s.WrapKey(Mechanism(), SecretKey(), SecretKey(), g_out, &g_outLength); }},
+    {"UnwrapKeyPrivate", "C_UnwrapKey",
+     [](Session& s) { s.UnwrapKey(Mechanism(), PrivateKey(), g_in, 3, OneAttribute()); }},
+    {"UnwrapKeySecret", "C_UnwrapKey",
+     [](Session& s) { s.UnwrapKey(Mechanism(), SecretKey(), g_in, 3, OneAttribute()); }},
+    {"GenerateKeyPair", "C_GenerateKeyPair", GeneratePair},
+    {"SeedRandom", "C_SeedRandom", [](Session& s) { s.SeedRandom(g_in, 3); }},
+    {"GenerateRandom", "C_GenerateRandom", [](Session& s) { s.GenerateRandom(g_out, 5); }},
+};
+
+class SessionCallTest : public SessionTest, public ::testing::WithParamInterface<SessionCall> {};
+
+TEST_P(SessionCallTest, ThrowsWhatTheModuleAnswered) {
+  m_module->FailNext(GetParam().entry, CKR_DEVICE_REMOVED);
+  EXPECT_CRYPTOKI_ERROR(0x32, GetParam().call(m_session));
+  EXPECT_EQ(GetParam().entry, m_module->TakeCallNames().back());
+}
+
+TEST_P(SessionCallTest, WithoutAModuleIsABadArgument) {
+  Session none;
+  EXPECT_CRYPTOKI_ERROR(7, GetParam().call(none));
+}
+
+INSTANTIATE_TEST_SUITE_P(Operations, SessionCallTest, ::testing::ValuesIn(kSessionCalls),
+                         [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace

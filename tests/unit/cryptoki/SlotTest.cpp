@@ -71,6 +71,8 @@ TEST_F(SlotTest, GetTokenReadsNothing) {
 TEST_F(SlotTest, FlagsAreShownByNameWithABlankBehindTheLast) {
   EXPECT_EQ("[0x00000007] CKF_HW_SLOT | CKF_REMOVABLE_DEVICE | CKF_TOKEN_PRESENT ", WithFlags(7).FlagsText());
   EXPECT_EQ("[0x00000001] CKF_TOKEN_PRESENT ", WithFlags(1).FlagsText());
+  EXPECT_EQ("[0x00000002] CKF_REMOVABLE_DEVICE ", WithFlags(2).FlagsText());
+  EXPECT_EQ("[0x00000004] CKF_HW_SLOT ", WithFlags(4).FlagsText());
 }
 
 TEST_F(SlotTest, WithoutANamedFlagTheTextCannotBeMade) {

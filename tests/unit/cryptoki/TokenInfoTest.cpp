@@ -26,6 +26,21 @@ TEST(TokenInfoTest, SerialNumberComesInPairs) { EXPECT_EQ("01 23 45 67 89 AB CD 
 
 TEST(TokenInfoTest, UtcTimeIsTakenUnchanged) { EXPECT_EQ("2026112112345600", TokenInfo(Record()).GetUtcTime()); }
 
+TEST(TokenInfoTest, TextsEndAtAZeroByteAndSerialNumberAndTimeDoNot) {
+  CK_TOKEN_INFO record = Record();
+  record.label[5] = 0;
+  record.manufacturerID[4] = 0;
+  record.model[3] = 0;
+  record.serialNumber[15] = 0;
+  record.utcTime[15] = 0;
+  const TokenInfo info(record);
+  EXPECT_EQ("Label", info.GetLabel());
+  EXPECT_EQ("Make", info.GetManufacturer());
+  EXPECT_EQ("Mod", info.GetModel());
+  EXPECT_EQ(std::string("01 23 45 67 89 AB CD E\0", 23), info.GetSerial());
+  EXPECT_EQ(std::string("202611211234560\0", 16), info.GetUtcTime());
+}
+
 TEST(TokenInfoTest, NumbersAreTakenUnchanged) {
   CK_TOKEN_INFO record = Record();
   record.flags = 0x40D;

@@ -172,6 +172,28 @@ TEST_F(TokenTest, ACopyTakesTheCountOfRetriesAlong) {
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_ERROR, copy.OpenSession(kReadWrite, nullptr, nullptr));
 }
 
+TEST_F(TokenTest, OfSeveralFailuresTheLastIsThrown) {
+  FailOpenings(10);
+  m_module->FailOnCall("C_OpenSession", 11, CKR_SESSION_COUNT);
+  EXPECT_CRYPTOKI_ERROR(CKR_SESSION_COUNT, Open());
+}
+
+TEST_F(TokenTest, TheRetryHasTheSameArguments) {
+  FailOpenings(1);
+  m_token.OpenSession(CKF_SERIAL_SESSION, m_module.get(), nullptr);
+  const Calls calls = m_module->TakeCalls();
+  EXPECT_EQ("C_OpenSession(0, flags 4, with callback)", calls.front());
+  EXPECT_EQ("C_OpenSession(0, flags 4, with callback)", calls.back());
+}
+
+TEST_F(TokenTest, ACopyTakesTheListOfSessionsAlong) {
+  Open();
+  Token copy = m_token;
+  m_module->ForgetCalls();
+  copy.CloseAllSessions();
+  EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_CloseSession(1)"}), m_module->TakeCalls());
+}
+
 TEST_F(TokenTest, AFailureOfTheFreshStartItselfIsNotNoticed) {
   FailOpenings(1);
   m_module->FailNext("C_Initialize", CKR_GENERAL_ERROR);
