@@ -110,11 +110,13 @@ class CPGetProvParamTest : public EntryTest {
 
 // --- The frame
 
-TEST_F(CPGetProvParamTest, ANullLengthIsAnInvalidParameter) {
+TEST_F(CPGetProvParamTest, ANullLengthIsAnInvalidParameterInThePlaceOfItsLine) {
   Begin();
-  EXPECT_FALSE(CPGetProvParam(m_handle, 3, m_buffer.data(), nullptr, 0));
+  EXPECT_FALSE(CPGetProvParam(m_handle, 3, nullptr, nullptr, 1));
   EXPECT_EQ(87U, GetLastError());
-  EXPECT_EQ(FrameLines("CPGetProvParam") + Line("\nCPGetProvParam Error: pcbDataLen is NULL"), TakeLog());
+  EXPECT_EQ(FrameLines("CPGetProvParam") + Value("\tdwParam: \t", "00000003") + Value("\tdwFlags: \t", "00000001") +
+                Value("\tpbData: \t", "00000000") + Line("\nCPGetProvParam Error: pcbDataLen is NULL"),
+            TakeLog());
 }
 
 TEST_F(CPGetProvParamTest, AnUnknownHandleIsRefused) {
