@@ -40,8 +40,7 @@ class CCSPLog {
   // counted.
   void WriteBytes(const char* label, const BYTE* data, DWORD length, bool newline);
   // WriteHexDump appends rows of sixteen bytes: hexadecimal digits, a tab, and the bytes as text, where
-  // everything outside
-  // '!' to '~' shows as a dot. The last row is not padded. Not counted.
+  // everything outside '!' to '~' shows as a dot. The last row is not padded. Not counted.
   void WriteHexDump(const BYTE* data, DWORD length);
   // WriteTLV appends a heading, the three parts in hexadecimal (of `value` the low 32 bits of its address),
   // and the bytes of a `value` that is not null.
