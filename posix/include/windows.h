@@ -177,11 +177,13 @@ constexpr DWORD OWNER_SECURITY_INFORMATION = 1;
 constexpr DWORD GROUP_SECURITY_INFORMATION = 2;
 constexpr DWORD DACL_SECURITY_INFORMATION = 4;
 constexpr DWORD SACL_SECURITY_INFORMATION = 8;
+extern "C" {  // so that a test can stand before them
 BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
 BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
 // Too small a `*length` becomes the need, and is otherwise left alone.
 BOOL MakeSelfRelativeSD(PSECURITY_DESCRIPTOR absolute, PSECURITY_DESCRIPTOR relative, LPDWORD length);
 BOOL IsValidSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor);
+}
 
 // Names of messages, keys and results that the logic of the dialogs speaks of; nothing here has a window.
 constexpr UINT WM_KEYDOWN = 0x0100;

@@ -22,6 +22,7 @@ class CCSPHash;
 class CCSPSecretKey;
 class CCSPSecretKeyFactory;
 class CTELVOPINCache;
+class LoginTurn;
 class Session;
 
 class CCSPContext {
@@ -127,7 +128,13 @@ class CCSPContext {
   // there is no such key.
   virtual void ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) = 0;
 
-  // Behind the interface: what the list of contexts needs.
+  // Behind the interface.
+
+  // Login for an operation that follows under the same turn, so that no other thread logs the token out in between. The
+  // turn is given up while the user is asked.
+  virtual void Login(LoginTurn& turn) = 0;
+
+  // What the list of contexts needs.
 
   // A copy as the copy constructor makes it.
   virtual boost::shared_ptr<CCSPContext> Copy() const = 0;

@@ -71,6 +71,7 @@ class TELVOCSPContext : public CCSPContext {
   DWORD GetKeyBits() override;
   void ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob, DWORD* length) override;
   void ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) override;
+  void Login(LoginTurn& turn) override;
   boost::shared_ptr<CCSPContext> Copy() const override;
   bool IsOnlyOwnerOfSession() const override;
 
@@ -86,9 +87,6 @@ class TELVOCSPContext : public CCSPContext {
  protected:
   // The session; CCSPContextError NTE_FAIL when there is none.
   Session& OpenedSession() const;
-  // Login for an operation that follows under the same turn, so that no other thread logs the token out in between. The
-  // turn is given up while the user is asked.
-  void Login(LoginTurn& turn);
 
  private:
   using SlotPosition = std::list<Slot>::iterator;

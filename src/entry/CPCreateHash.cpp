@@ -8,10 +8,10 @@
 // `hKey` is not read: there are no keyed hashes.
 BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY /*hKey*/, DWORD dwFlags, HCRYPTHASH* phHash) {
   const EntryFrame frame("CPCreateHash");
-  if (phHash == nullptr) return frame.RefuseNull("phHash");
   frame.LogNumber("\tALGID: \t", Algid);
   frame.LogFlags("\tdwFlags: ", dwFlags);
   if (dwFlags != 0) return frame.Refuse("\nCPCreateHash Error: Invalid flags specified.", NTE_BAD_FLAGS);
+  if (phHash == nullptr) return frame.RefuseNull("phHash");
   return frame.Protect([&] {
     g_entryLog.WriteLine("Retrieving context.");
     const auto context = g_contextList.FindContext(hProv);

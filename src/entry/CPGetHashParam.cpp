@@ -40,10 +40,10 @@ BOOL GetValue(const EntryFrame& frame, CCSPHash& hash, BYTE* data, DWORD* length
 BOOL WINAPI CPGetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen,
                            DWORD dwFlags) {
   const EntryFrame frame("CPGetHashParam", "CPGethashParam");
-  if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tdwParam:    ", dwParam);
   frame.LogFlags("\tdwFlags:    ", dwFlags);
   frame.LogPointer("\tpbData:     ", pbData);
+  if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tpcbDataLen: ", *pcbDataLen);
   if (dwFlags != 0) return frame.Refuse("\nCPGetHASHParam Error: Unsupported Flag(s)", NTE_BAD_FLAGS);
   return frame.Protect([&] {

@@ -394,13 +394,11 @@ BOOL Answer(Call& call, const Row& row) {
 
 BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen, DWORD dwFlags) {
   const EntryFrame frame("CPGetProvParam");
-  if (pcbDataLen == nullptr) {
-    return frame.Refuse("\nCPGetProvParam Error: pcbDataLen is NULL", ERROR_INVALID_PARAMETER);
-  }
-  frame.LogFlags("\tdwParam: \t", dwParam);
+  frame.LogNumber("\tdwParam: \t", dwParam);
   frame.LogFlags("\tdwFlags: \t", dwFlags);
-  frame.LogFlags("\tpbData: \t", EntryFrame::Low32(pbData));
-  frame.LogFlags("\tpcbDataLen: \t", *pcbDataLen);
+  frame.LogPointer("\tpbData: \t", pbData);
+  if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
+  frame.LogNumber("\tpcbDataLen: \t", *pcbDataLen);
   boost::shared_ptr<CCSPContext> context;
   const BOOL found = frame.ProtectFromContext([&] {
     context = g_contextList.FindContext(hProv);

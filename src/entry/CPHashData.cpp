@@ -6,6 +6,18 @@
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHash.h"
 #include "objects/KeyValue.h"
+#include "pin/LoginTurn.h"
+
+namespace {
+
+// No other thread logs the token out before the value is read.
+KeyValue LoginAndRead(CCSPContext& context, CCSPSecretKey& key) {
+  LoginTurn turn;
+  context.Login(turn);
+  return ReadKeyValue(key);
+}
+
+}  // namespace
 
 BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, DWORD cbDataLen, DWORD dwFlags) {
   const EntryFrame frame("CPHashData");
@@ -38,8 +50,7 @@ BOOL WINAPI CPHashSessionKey(HCRYPTPROV hProv, HCRYPTHASH /*hHash*/, HCRYPTKEY h
     if (hash->IsFinished() != 0) {
       return frame.Refuse("\nCPHashSessionKey Error: Hash already in finished state", NTE_BAD_HASH_STATE);
     }
-    context->Login();
-    KeyValue value = ReadKeyValue(*key);
+    KeyValue value = LoginAndRead(*context, *key);
     if (dwFlags == CRYPT_LITTLE_ENDIAN) ReverseBytes(value.bytes.Data(), value.length);
     hash->SetData(value.bytes.Data(), value.length);
     hash->Finish();

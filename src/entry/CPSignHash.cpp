@@ -42,12 +42,12 @@ BOOL SignHash(const EntryFrame& frame, CCSPContext& context, CCSPHash& hash, DWO
 BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeySpec, LPCWSTR szDescription, DWORD dwFlags,
                        BYTE* pbSignature, DWORD* pcbSigLen) {
   const EntryFrame frame("CPSignHash");
-  frame.LogFlags("\tdwKeySpec: \t", dwKeySpec);
+  frame.LogNumber("\tdwKeySpec: \t", dwKeySpec);
   frame.LogPointer("\tszDescription: \t", szDescription);
   frame.LogFlags("\tdwFlags: \t", dwFlags);
   frame.LogPointer("\tpbSignature: \t", pbSignature);
   if (pcbSigLen == nullptr) return frame.RefuseNull("pcbSigLen");
-  frame.LogFlags("\tpcbSigLen: \t", *pcbSigLen);
+  frame.LogNumber("\tpcbSigLen: \t", *pcbSigLen);
   // The key spec is only checked: the container has one key pair.
   if (dwKeySpec != 0 && dwKeySpec != AT_KEYEXCHANGE && dwKeySpec != AT_SIGNATURE) {
     return frame.Refuse("Invalid dwKeySpec!!", NTE_NO_KEY);

@@ -27,7 +27,7 @@ BOOL WINAPI CPVerifySignature(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pb
                               HCRYPTKEY hPubKey, LPCWSTR szDescription, DWORD dwFlags) {
   const EntryFrame frame("CPVerifySignature");
   frame.LogFlags("\tdwFlags: \t", dwFlags);
-  frame.LogFlags("\tSigLen: \t", cbSigLen);
+  frame.LogNumber("\tSigLen: \t", cbSigLen);
   if (szDescription != nullptr) {
     return frame.Refuse("\nCPVerifySignature Error: Description is not NULL", ERROR_INVALID_PARAMETER);
   }

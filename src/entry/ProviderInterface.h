@@ -11,8 +11,7 @@ BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFla
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags);
 
 // A null `pbData` asks for the size in bytes; too small a buffer is ERROR_MORE_DATA with the size in `*pcbDataLen`. A
-// null `pcbDataLen` is ERROR_INVALID_PARAMETER. Errors of the token leave the function for PP_SMARTCARD_GUID and for
-// the certificate stores.
+// null `pcbDataLen` is ERROR_INVALID_PARAMETER. Errors of the token leave the function for PP_SMARTCARD_GUID.
 BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen, DWORD dwFlags);
 // A null `pbData` is ERROR_INVALID_PARAMETER but for PP_USE_HARDWARE_RNG. `dwFlags` is logged and not used. A
 // CryptokiError leaves the function.

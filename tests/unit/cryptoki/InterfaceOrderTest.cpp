@@ -153,7 +153,7 @@ TEST(InterfaceOrderTest, OfAContext) {
       PlaceOf(&C::GetSession),
       PlaceOf(&C::SetContainer),
       PlaceOf(&C::IsLoggedIn),
-      PlaceOf(&C::Login),
+      PlaceOf(static_cast<void (C::*)()>(&C::Login)),
       PlaceOf(&C::LoginWithPIN),
       PlaceOf(&C::Logout),
       PlaceOf(&C::CloseSession),

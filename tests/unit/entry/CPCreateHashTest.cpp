@@ -44,8 +44,13 @@ TEST_F(CPCreateHashTest, AnUnknownContextIsABadUid) {
 
 TEST_F(CPCreateHashTest, ANullResultIsAnInvalidParameter) {
   ExpectRefused(87, CPCreateHash(m_handle, CALG_SHA1, 0, 0, nullptr));
-  EXPECT_EQ(FrameLines("CPCreateHash") + Line("\nCPCreateHash Error: phHash is NULL"), TakeLog());
+  EXPECT_EQ(Begin("00008004", "00000000") + Line("\nCPCreateHash Error: phHash is NULL"), TakeLog());
   EXPECT_EQ(0U, g_hashFactory.Count());
+}
+
+TEST_F(CPCreateHashTest, FlagsAreRefusedBeforeANullResult) {
+  ExpectRefused(0x80090009, CPCreateHash(m_handle, CALG_SHA1, 0, 1, nullptr));
+  EXPECT_EQ(Begin("00008004", "00000001") + Line("\nCPCreateHash Error: Invalid flags specified."), TakeLog());
 }
 
 TEST_F(CPCreateHashTest, ARefusedAlgorithmLeavesTheHandleAsItWas) {

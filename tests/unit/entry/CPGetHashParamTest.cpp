@@ -147,9 +147,11 @@ TEST_F(CPGetHashParamTest, FlagsAreRefusedBeforeTheContextIsLookedUp) {
             TakeLog());
 }
 
-TEST_F(CPGetHashParamTest, ANullLengthIsAnInvalidParameter) {
+TEST_F(CPGetHashParamTest, ANullLengthIsAnInvalidParameterInThePlaceOfItsLine) {
   ExpectRefused(87, CPGetHashParam(m_handle, MakeHash(), kAlgID, m_buffer, nullptr, 0));
-  EXPECT_EQ(FrameLines("CPGethashParam") + Line("\nCPGetHashParam Error: pcbDataLen is NULL"), TakeLog());
+  EXPECT_EQ(FrameLines("CPGethashParam") + Value("\tdwParam:    ", "00000001") + Value("\tdwFlags:    ", "00000000") +
+                Value("\tpbData:     ", Hex8(m_buffer)) + Line("\nCPGetHashParam Error: pcbDataLen is NULL"),
+            TakeLog());
 }
 
 TEST_F(CPGetHashParamTest, UnknownHandlesAreRefused) {

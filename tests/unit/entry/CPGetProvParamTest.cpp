@@ -7,6 +7,7 @@
 #include "Expect.h"
 #include "SampleCertificates.h"
 #include "ScriptedCertStore.h"
+#include "ScriptedSecurity.h"
 #include "entry/CCSPContextList.h"
 #include "log/Logs.h"
 
@@ -110,11 +111,13 @@ class CPGetProvParamTest : public EntryTest {
 
 // --- The frame
 
-TEST_F(CPGetProvParamTest, ANullLengthIsAnInvalidParameter) {
+TEST_F(CPGetProvParamTest, ANullLengthIsAnInvalidParameterInThePlaceOfItsLine) {
   Begin();
-  EXPECT_FALSE(CPGetProvParam(m_handle, 3, m_buffer.data(), nullptr, 0));
+  EXPECT_FALSE(CPGetProvParam(m_handle, 3, nullptr, nullptr, 1));
   EXPECT_EQ(87U, GetLastError());
-  EXPECT_EQ(FrameLines("CPGetProvParam") + Line("\nCPGetProvParam Error: pcbDataLen is NULL"), TakeLog());
+  EXPECT_EQ(FrameLines("CPGetProvParam") + Value("\tdwParam: \t", "00000003") + Value("\tdwFlags: \t", "00000001") +
+                Value("\tpbData: \t", "00000000") + Line("\nCPGetProvParam Error: pcbDataLen is NULL"),
+            TakeLog());
 }
 
 TEST_F(CPGetProvParamTest, AnUnknownHandleIsRefused) {
@@ -619,6 +622,55 @@ TEST_F(CPGetProvParamTest, FlagsThatNameNoPartLookAtTheDescriptorInTheBuffer) {
   EXPECT_THAT(TakeLog(), EndsWith(Line("\nInvalid Security Descriptor") + Ending("")));
 }
 
+// What becomes of the call when the platform fails, in the first pass and in the second one.
+class DescriptorFailureTest : public CPGetProvParamTest {
+ protected:
+  DescriptorFailureTest() { Begin(); }
+
+  void ExpectFailureInTheFirstPass(DWORD code) {
+    EXPECT_FALSE(Ask(8, 4));
+    EXPECT_EQ(code, GetLastError());
+    EXPECT_EQ(4711U, m_length);
+    EXPECT_EQ(AskOpening(8, 4) + Line(kDescriptor), TakeLog());
+  }
+  void ExpectFailureInTheSecondPass(DWORD code) {
+    EXPECT_FALSE(Call(8, 20, 4));
+    EXPECT_EQ(code, GetLastError());
+    EXPECT_EQ(20U, m_length);
+    EXPECT_EQ(Bytes(20, 0), Answer(20));
+    EXPECT_EQ(Opening(8, 20, 4) + Line(kDescriptor) + Line(kDescriptor2), TakeLog());
+  }
+
+  ScriptedSecurity m_security;
+};
+
+TEST_F(DescriptorFailureTest, NoMemoryIsToldAsSuch) {
+  m_security.LackMemoryOnCall(1);
+  ExpectFailureInTheFirstPass(0x8009000E);
+  m_security.LackMemoryOnCall(2);
+  ExpectFailureInTheSecondPass(0x8009000E);
+}
+
+TEST_F(DescriptorFailureTest, ADescriptorThatCannotBeBegunLeavesThePlatformsCode) {
+  m_security.FailOnCall("InitializeSecurityDescriptor", 1, 1305);
+  ExpectFailureInTheFirstPass(1305);
+  m_security.FailOnCall("InitializeSecurityDescriptor", 2, 1305);
+  ExpectFailureInTheSecondPass(1305);
+}
+
+TEST_F(DescriptorFailureTest, ADescriptorThatTakesNoListLeavesThePlatformsCode) {
+  m_security.FailOnCall("SetSecurityDescriptorDacl", 1, 1338);
+  ExpectFailureInTheFirstPass(1338);
+  m_security.FailOnCall("SetSecurityDescriptorDacl", 2, 1338);
+  ExpectFailureInTheSecondPass(1338);
+}
+
+TEST_F(DescriptorFailureTest, FlagsThatNameNoPartLackMemoryLikeAnyOther) {
+  m_security.LackMemoryOnCall(1);
+  EXPECT_FALSE(Ask(8, 3));
+  EXPECT_EQ(0x8009000EU, GetLastError());
+}
+
 // --- Certificate stores
 
 class StoreParameterTest : public CPGetProvParamTest {
@@ -704,6 +756,43 @@ TEST_F(StoreParameterTest, ARefusedCertificateIsNoFailure) {
     EXPECT_EQ(0U, GetLastError());
   }
   EXPECT_THAT(TakeLog(), Not(HasSubstr("Failed to propagate certificate")));
+}
+
+// A context that says of its certificates that none went to the store.
+class WithoutPropagation : public TELVOCSPContext {
+ public:
+  WithoutPropagation() : TELVOCSPContext(static_cast<HINSTANCE>(nullptr)) {}
+  boost::shared_ptr<CCSPContext> Copy() const override {
+    return boost::shared_ptr<CCSPContext>(new WithoutPropagation(*this));
+  }
+  DWORD AddCertificatesToStore(HCERTSTORE, DWORD rootStore, DWORD defaultOnly) override {
+    EXPECT_EQ(0U, defaultOnly);
+    SetLastError(1000 + rootStore);
+    return 0;
+  }
+};
+
+TEST_F(StoreParameterTest, WithoutPropagationTheUsersStoreIsHandedOutAllTheSame) {
+  WithoutPropagation context;
+  m_handle = g_contextList.AddContext(context);
+  EXPECT_TRUE(Call(42, 100));
+  EXPECT_EQ(0U, GetLastError());
+  EXPECT_EQ(8U, m_length);
+  EXPECT_EQ(m_stores.stores.at(0), Answered());
+  EXPECT_EQ(Opening(42, 100) + Line("\nCPGetProvParam: Requesting User Cert Store Handle") +
+                Line("\nCPGetProvParam: Failed to propagate certificate") + Ending(AnsweredBytes()),
+            TakeLog());
+}
+
+TEST_F(StoreParameterTest, WithoutPropagationTheRootStoreIsAFailureWithTheCodeAsItStands) {
+  WithoutPropagation context;
+  m_handle = g_contextList.AddContext(context);
+  EXPECT_FALSE(Call(46, 100));
+  EXPECT_EQ(1001U, GetLastError());
+  EXPECT_EQ(100U, m_length);
+  EXPECT_EQ(Opening(46, 100) + Line("\nCPGetProvParam: Requesting Root Cert Store Handle") +
+                Line("\nCPGetProvParam: Failed to propagate certificate"),
+            TakeLog());
 }
 
 TEST_F(StoreParameterTest, EachRequestOpensAStoreOfItsOwn) {

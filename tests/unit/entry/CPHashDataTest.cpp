@@ -1,12 +1,16 @@
 // What a hash is fed with: CPHashData, CPHashSessionKey.
 #include <boost/make_shared.hpp>
+#include <chrono>
 #include <cstring>
+#include <functional>
+#include <future>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "HashEntryTest.h"
 #include "cryptoki/CryptokiError.h"
 #include "objects/CCSPSecretKey.h"
+#include "pin/LoginTurn.h"
 
 namespace {
 
@@ -76,12 +80,14 @@ class FakeKey : public CCSPSecretKey {
   void GetKeyValue(BYTE* out, DWORD* length) override {
     m_reads.push_back((out == nullptr ? "null of " : "room ") + std::to_string(*length));
     if (m_failure != CKR_OK) throw CryptokiError(m_failure);
+    if (m_onRead) m_onRead();
     if (out != nullptr) std::memcpy(out, m_value.data(), m_value.size());
   }
   void DestroyObject() override {}
 
   Calls m_reads;
   CK_RV m_failure = CKR_OK;
+  std::function<void()> m_onRead;
 
  private:
   DWORD m_id;
@@ -122,6 +128,20 @@ TEST_F(CPHashSessionKeyTest, WithEqualHandlesTheKeyTakesThePlaceOfTheDataAndTheH
                                   Line("\nCPHashSessionKey Success")));
   // The context logs in anew.
   EXPECT_EQ((Calls{"C_Logout", "C_LoginExtended", "C_DigestInit", "C_Digest", "C_Digest"}), m_module.TakeCallNames());
+}
+
+TEST_F(CPHashSessionKeyTest, NoOtherThreadLogsTheTokenOutBeforeTheKeyIsRead) {
+  const HCRYPTHASH hash = MakeHash();
+  const auto key = MakeKey(hash);
+  RememberPIN();
+  std::future<void> other;
+  key->m_onRead = [&other] {
+    if (other.valid()) return;
+    other = std::async(std::launch::async, [] { const LoginTurn turn; });
+    EXPECT_EQ(std::future_status::timeout, other.wait_for(std::chrono::milliseconds(20)));
+  };
+  ExpectDone(CPHashSessionKey(m_handle, 0, hash, 0));
+  other.get();
 }
 
 TEST_F(CPHashSessionKeyTest, LittleEndianTurnsTheKeyEndForEnd) {

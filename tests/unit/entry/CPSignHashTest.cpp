@@ -3,13 +3,16 @@
 #include <gtest/gtest.h>
 
 #include "EntryTest.h"
+#include "KeyBlobBytes.h"
+#include "KeyLines.h"
+#include "common/FormatNumber.h"
 #include "cryptoki/CryptokiError.h"
 #include "entry/CCSPContextList.h"
+#include "objects/CCSPHash.h"
 
 namespace {
 
 using ::testing::EndsWith;
-using ::testing::HasSubstr;
 
 class SignatureEntryTest : public EntryTest {
  protected:
@@ -30,6 +33,7 @@ class SignatureEntryTest : public EntryTest {
     EXPECT_TRUE(
         CPHashData(m_provider, hash, reinterpret_cast<const BYTE*>(data.data()), static_cast<DWORD>(data.size()), 0));
     TakeLog();
+    SetLastError(4711);
     return hash;
   }
 
@@ -39,11 +43,11 @@ class SignatureEntryTest : public EntryTest {
     DWORD length = 128;
     if (CPSignHash(m_provider, hash, AT_KEYEXCHANGE, nullptr, flags, signature.data(), &length) == FALSE) return {};
     EXPECT_EQ(128U, length);
-    return Bytes(signature.rbegin(), signature.rend());
+    return Reversed(signature);
   }
 
   BOOL Verify(HCRYPTHASH hash, const Bytes& signature, DWORD flags = 0) {
-    const Bytes turned(signature.rbegin(), signature.rend());
+    const Bytes turned = Reversed(signature);
     return CPVerifySignature(m_provider, hash, turned.data(), static_cast<DWORD>(turned.size()), SignatureKey(),
                              nullptr, flags);
   }
@@ -58,7 +62,15 @@ class SignatureEntryTest : public EntryTest {
     return block;
   }
 
+  static std::string Hex8(std::uint64_t number) { return FormatNumber("%08X", static_cast<DWORD>(number)); }
+  // What computing the SHA-1 digest of "abc" logs.
+  static std::string DigestLines() {
+    return "Data to be hashed: 61 62 63 \nHash result: 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 00 00 00 00 \n";
+  }
+  static std::string LoginLines() { return LoginBeginning() + Line("Log-in success"); }
+
   HCRYPTPROV m_provider = 0;
+  const HCRYPTPROV m_unknown = HCRYPTPROV{1} << 40U;
 };
 
 // The scripted SHA-1 digest of "abc": the length, the message, zeros.
@@ -71,7 +83,19 @@ Bytes WithPrefix() {
   return data;
 }
 
-using CPSignHashTest = SignatureEntryTest;
+class CPSignHashTest : public SignatureEntryTest {
+ protected:
+  static std::string Begin(DWORD keySpec, DWORD flags, const void* signature, DWORD length) {
+    return FrameLines("CPSignHash") + Value("\tdwKeySpec: \t", Hex8(keySpec)) +
+           Value("\tszDescription: \t", "00000000") + Value("\tdwFlags: \t", Hex8(flags)) +
+           Value("\tpbSignature: \t", Hex8(reinterpret_cast<std::uintptr_t>(signature))) +
+           Value("\tpcbSigLen: \t", Hex8(length));
+  }
+  static std::string Ending() {
+    return LoginLines() + Line("TELVOCSPContext::Sign Initialze Signing") + Line("TELVOCSPContext::Sign Pre Signing") +
+           Line("TELVOCSPContext::Sign Post Signing") + Line("\nCPSignHash Success");
+  }
+};
 
 TEST_F(CPSignHashTest, PrefixAndDigestAreSigned) { EXPECT_EQ(Signed(WithPrefix()), Sign(HashOf("abc"))); }
 
@@ -89,20 +113,30 @@ TEST_F(CPSignHashTest, TheRoadOfOneSignatureIsTheseCalls) {
       m_module.TakeCalls());
 }
 
-TEST_F(CPSignHashTest, ASuccessIsLogged) {
+TEST_F(CPSignHashTest, ASuccessIsLoggedFromEndToEnd) {
+  const HCRYPTHASH hash = HashOf("abc");
+  Bytes signature(128);
+  DWORD length = 128;
+  EXPECT_TRUE(CPSignHash(m_provider, hash, AT_KEYEXCHANGE, nullptr, 0, signature.data(), &length));
+  EXPECT_EQ(0U, GetLastError());
+  EXPECT_EQ(Begin(1, 0, signature.data(), 128) + DigestLines() + Line("\nRetrieving Raw Hash Data and OID") +
+                Value("\nHash Length ", "23") +
+                "Hash Value 30 21 30 09 06 05 2B 0E 03 02 1A 05 00 04 14 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 "
+                "00 00 00 00 00 \n" +
+                Ending(),
+            TakeLog());
+}
+
+TEST_F(CPSignHashTest, TheSizeOfABareDigestsSignatureIsLoggedFromEndToEnd) {
   const HCRYPTHASH hash = HashOf("abc");
   DWORD length = 0;
   EXPECT_TRUE(CPSignHash(m_provider, hash, AT_SIGNATURE, nullptr, CRYPT_NOHASHOID, nullptr, &length));
   EXPECT_EQ(0U, GetLastError());
   EXPECT_EQ(128U, length);
-  const std::string log = TakeLog();
-  EXPECT_THAT(log, HasSubstr(FrameLines("CPSignHash") + Value("\tdwKeySpec: \t", "00000002") +
-                             Value("\tszDescription: \t", "00000000") + Value("\tdwFlags: \t", "00000001") +
-                             Value("\tpbSignature: \t", "00000000") + Value("\tpcbSigLen: \t", "00000000")));
-  EXPECT_THAT(log, HasSubstr(Line("\nRetrieving Raw Hash Data") + Value("\nHash Length ", "14") +
-                             "Hash Value 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 00 00 00 00 \n" +
-                             Line("\nInitializing PIN cache")));
-  EXPECT_THAT(log, EndsWith(Line("TELVOCSPContext::Sign Post Signing") + Line("\nCPSignHash Success")));
+  EXPECT_EQ(Begin(2, 1, nullptr, 0) + DigestLines() + Line("\nRetrieving Raw Hash Data") +
+                Value("\nHash Length ", "14") +
+                "Hash Value 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 00 00 00 00 \n" + Ending(),
+            TakeLog());
 }
 
 TEST_F(CPSignHashTest, AKeySpecOfZeroPasses) {
@@ -110,11 +144,26 @@ TEST_F(CPSignHashTest, AKeySpecOfZeroPasses) {
   EXPECT_TRUE(CPSignHash(m_provider, HashOf("abc"), 0, nullptr, 0, nullptr, &length));
 }
 
-TEST_F(CPSignHashTest, AnotherKeySpecIsNoKey) {
-  DWORD length = 0;
-  EXPECT_FALSE(CPSignHash(m_provider, HashOf("abc"), 3, nullptr, 0, nullptr, &length));
-  EXPECT_EQ(0x8009000DU, GetLastError());
-  EXPECT_THAT(TakeLog(), EndsWith(Line("Invalid dwKeySpec!!")));
+TEST_F(CPSignHashTest, AnotherKeySpecIsNoKeyBeforeTheContextIsLookedUp) {
+  for (const DWORD keySpec : {3U, 4U, 0x80000001U}) {
+    DWORD length = 7;
+    SetLastError(4711);
+    EXPECT_FALSE(CPSignHash(m_unknown, 1, keySpec, nullptr, 2, nullptr, &length)) << keySpec;
+    EXPECT_EQ(0x8009000DU, GetLastError());
+    EXPECT_EQ(7U, length);
+    EXPECT_EQ(Begin(keySpec, 2, nullptr, 7) + Line("Invalid dwKeySpec!!"), TakeLog());
+  }
+}
+
+TEST_F(CPSignHashTest, TheKeySpecDoesNotChooseTheKey) {
+  const HCRYPTHASH hash = HashOf("abc");
+  for (const DWORD keySpec : {0U, 1U, 2U}) {
+    Bytes signature(128);
+    DWORD length = 128;
+    m_module.ForgetCalls();
+    EXPECT_TRUE(CPSignHash(m_provider, hash, keySpec, nullptr, 0, signature.data(), &length));
+    EXPECT_EQ(Reversed(Signed(WithPrefix())), signature);
+  }
 }
 
 TEST_F(CPSignHashTest, OtherFlagsAreRefusedWhenTheHashIsFinished) {
@@ -122,7 +171,8 @@ TEST_F(CPSignHashTest, OtherFlagsAreRefusedWhenTheHashIsFinished) {
   DWORD length = 0;
   EXPECT_FALSE(CPSignHash(m_provider, hash, 1, nullptr, 2, nullptr, &length));
   EXPECT_EQ(0x80090009U, GetLastError());
-  EXPECT_THAT(TakeLog(), EndsWith(Line("\nCPSignHash Error: Invalid dwFlags")));
+  EXPECT_EQ(Begin(1, 2, nullptr, 0) + DigestLines() + Line("\nCPSignHash Error: Invalid dwFlags"), TakeLog());
+  EXPECT_EQ(1U, g_contextList.FindContext(m_provider)->GetHash(static_cast<DWORD>(hash))->IsFinished());
   EXPECT_FALSE(CPHashData(m_provider, hash, reinterpret_cast<const BYTE*>("d"), 1, 0));
   EXPECT_EQ(static_cast<DWORD>(NTE_BAD_HASH_STATE), GetLastError());
 }
@@ -144,12 +194,22 @@ TEST_F(CPSignHashTest, TheSsl3ConcatenationIsSignedWithoutAPrefix) {
 }
 
 TEST_F(CPSignHashTest, UnknownHandlesAreBad) {
-  DWORD length = 0;
-  EXPECT_FALSE(CPSignHash(HCRYPTPROV{1} << 40U, 1, 1, nullptr, 0, nullptr, &length));
+  DWORD length = 7;
+  EXPECT_FALSE(CPSignHash(m_unknown, 1, 1, nullptr, 0, nullptr, &length));
   EXPECT_EQ(0x80090001U, GetLastError());
+  EXPECT_EQ(Begin(1, 0, nullptr, 7) + Line("The context does not exist"), TakeLog());
   EXPECT_FALSE(CPSignHash(m_provider, 1, 1, nullptr, 0, nullptr, &length));
   EXPECT_EQ(0x80090002U, GetLastError());
-  EXPECT_THAT(TakeLog(), EndsWith(Line("Hash not found in this context")));
+  EXPECT_EQ(Begin(1, 0, nullptr, 7) + Line("Hash not found in this context"), TakeLog());
+}
+
+TEST_F(CPSignHashTest, AHashWithoutDataIsNotSigned) {
+  const HCRYPTHASH hash = HashOf("");
+  DWORD length = 7;
+  EXPECT_FALSE(CPSignHash(m_provider, hash, 1, nullptr, 0, nullptr, &length));
+  EXPECT_EQ(0x8009000CU, GetLastError());
+  EXPECT_EQ(7U, length);
+  EXPECT_EQ(Begin(1, 0, nullptr, 7) + Line("No Data was added to be hash"), TakeLog());
 }
 
 TEST_F(CPSignHashTest, AModulesFailureIsNteFail) {
@@ -160,78 +220,119 @@ TEST_F(CPSignHashTest, AModulesFailureIsNteFail) {
   EXPECT_THAT(TakeLog(), EndsWith(Line(ErrorText(CKR_DEVICE_REMOVED))));
 }
 
-TEST_F(CPSignHashTest, ALengthIsRequired) {
-  EXPECT_FALSE(CPSignHash(m_provider, HashOf("abc"), 1, nullptr, 0, nullptr, nullptr));
+TEST_F(CPSignHashTest, ALengthIsRequiredInThePlaceOfItsLine) {
+  EXPECT_FALSE(CPSignHash(m_provider, HashOf("abc"), 3, nullptr, 0, nullptr, nullptr));
   EXPECT_EQ(87U, GetLastError());
+  EXPECT_EQ(FrameLines("CPSignHash") + Value("\tdwKeySpec: \t", "00000003") + Value("\tszDescription: \t", "00000000") +
+                Value("\tdwFlags: \t", "00000000") + Value("\tpbSignature: \t", "00000000") +
+                Line("\nCPSignHash Error: pcbSigLen is NULL"),
+            TakeLog());
 }
 
-using CPVerifySignatureTest = SignatureEntryTest;
+class CPVerifySignatureTest : public SignatureEntryTest {
+ protected:
+  static std::string Begin(DWORD flags, DWORD length) {
+    return FrameLines("CPVerifySignature") + Value("\tdwFlags: \t", Hex8(flags)) + Value("\tSigLen: \t", Hex8(length));
+  }
+  // The call is refused before a context is looked for.
+  void ExpectRefusedAtOnce(DWORD code, const std::string& line, HCRYPTHASH hash, HCRYPTKEY key, const BYTE* signature,
+                           DWORD length, LPCWSTR description = nullptr) {
+    SetLastError(4711);
+    EXPECT_FALSE(CPVerifySignature(m_unknown, hash, signature, length, key, description, 9));
+    EXPECT_EQ(code, GetLastError());
+    EXPECT_EQ(Begin(9, length) + Line(line), TakeLog());
+  }
+};
 
-TEST_F(CPVerifySignatureTest, ASignatureMadeHereIsAcceptedAndLogged) {
+TEST_F(CPVerifySignatureTest, ASignatureMadeHereIsAcceptedAndLoggedFromEndToEnd) {
   const HCRYPTHASH hash = HashOf("abc");
   const Bytes signature = Sign(hash);
   TakeLog();
+  m_module.ForgetCalls();
+  SetLastError(4711);
   EXPECT_TRUE(Verify(hash, signature));
   EXPECT_EQ(0U, GetLastError());
-  const std::string log = TakeLog();
-  EXPECT_THAT(log, HasSubstr(FrameLines("CPVerifySignature") + Value("\tdwFlags: \t", "00000000") +
-                             Value("\tSigLen: \t", "00000080")));
-  EXPECT_THAT(log, EndsWith(Line("\nCPVerifySignature Success")));
+  EXPECT_EQ(Begin(0, 128) + LoginLines() + Line("\nCPVerifySignature Success"), TakeLog());
+  EXPECT_EQ((Calls{"C_Logout(1)", "C_LoginExtended(1, user 1, 1234)", "C_VerifyInit(1, CKM_RSA_PKCS, 1)",
+                   "C_Verify(1, 35 bytes, signature 128 bytes)"}),
+            m_module.TakeCalls());
 }
 
 TEST_F(CPVerifySignatureTest, AnUnfinishedHashIsFinished) { EXPECT_TRUE(Verify(HashOf("abc"), Signed(WithPrefix()))); }
 
-TEST_F(CPVerifySignatureTest, FlagsOneAndThreeVerifyTheDigestAlone) {
-  EXPECT_TRUE(Verify(HashOf("abc"), Signed(kDigest), 1));
-  EXPECT_TRUE(Verify(HashOf("abc"), Signed(kDigest), 3));
-  EXPECT_FALSE(Verify(HashOf("abc"), Signed(kDigest), 2));
+TEST_F(CPVerifySignatureTest, TheLowestFlagAloneDecidesWhatIsVerified) {
+  for (const DWORD flags : {1U, 3U, 0xFFFFFFFFU}) {
+    EXPECT_TRUE(Verify(HashOf("abc"), Signed(kDigest), flags)) << flags;
+    EXPECT_FALSE(Verify(HashOf("abc"), Signed(WithPrefix()), flags)) << flags;
+  }
+  for (const DWORD flags : {0U, 2U, 0xFFFFFFFEU}) {
+    EXPECT_TRUE(Verify(HashOf("abc"), Signed(WithPrefix()), flags)) << flags;
+    EXPECT_FALSE(Verify(HashOf("abc"), Signed(kDigest), flags)) << flags;
+  }
 }
 
 TEST_F(CPVerifySignatureTest, AWrongSignatureIsBad) {
   EXPECT_FALSE(Verify(HashOf("abd"), Signed(WithPrefix())));
   EXPECT_EQ(0x80090006U, GetLastError());
+  EXPECT_THAT(TakeLog(), EndsWith(LoginLines() + Line(ErrorText(CKR_SIGNATURE_INVALID))));
 }
 
 TEST_F(CPVerifySignatureTest, ADescriptionIsRefusedFirst) {
-  EXPECT_FALSE(CPVerifySignature(m_provider, 0, nullptr, 0, 0, L"text", 0));
-  EXPECT_EQ(87U, GetLastError());
-  EXPECT_THAT(TakeLog(), EndsWith(Line("\nCPVerifySignature Error: Description is not NULL")));
+  ExpectRefusedAtOnce(87, "\nCPVerifySignature Error: Description is not NULL", 0, 0, nullptr, 0, L"text");
 }
 
 TEST_F(CPVerifySignatureTest, HashAndKeyOfZeroAreABadHash) {
-  EXPECT_FALSE(CPVerifySignature(m_provider, 0, nullptr, 0, 0, nullptr, 0));
-  EXPECT_EQ(0x80090002U, GetLastError());
-  EXPECT_THAT(TakeLog(), EndsWith(Line("\nCPVerifySignature Error: pHash is NULL")));
+  ExpectRefusedAtOnce(0x80090002, "\nCPVerifySignature Error: pHash is NULL", 0, 0, nullptr, 0);
 }
 
 TEST_F(CPVerifySignatureTest, AKeyOfZeroIsABadKey) {
-  EXPECT_FALSE(CPVerifySignature(m_provider, 1, nullptr, 0, 0, nullptr, 0));
-  EXPECT_EQ(0x80090003U, GetLastError());
-  EXPECT_THAT(TakeLog(), EndsWith(Line("\nCPVerifySignature Error: Invalid Public Key")));
+  ExpectRefusedAtOnce(0x80090003, "\nCPVerifySignature Error: Invalid Public Key", 1, 0, nullptr, 0);
 }
 
 TEST_F(CPVerifySignatureTest, ASignatureIsRequired) {
   const BYTE signature[] = {1};
-  EXPECT_FALSE(CPVerifySignature(m_provider, 1, nullptr, 1, 1, nullptr, 0));
-  EXPECT_EQ(87U, GetLastError());
-  EXPECT_FALSE(CPVerifySignature(m_provider, 1, signature, 0, 1, nullptr, 0));
-  EXPECT_EQ(87U, GetLastError());
-  EXPECT_THAT(TakeLog(), EndsWith(Line("\nCPVerifySignature Error: The Signature to Verify is set to NULL or the "
-                                       "Signature Length is 0")));
+  const std::string line =
+      "\nCPVerifySignature Error: The Signature to Verify is set to NULL or the Signature Length is 0";
+  ExpectRefusedAtOnce(87, line, 1, 1, nullptr, 1);
+  ExpectRefusedAtOnce(87, line, 1, 1, signature, 0);
 }
 
-TEST_F(CPVerifySignatureTest, AKeyThatNobodyImportedIsNotFound) {
+TEST_F(CPVerifySignatureTest, UnknownHandlesAreBad) {
+  const BYTE signature[] = {1};
+  EXPECT_FALSE(CPVerifySignature(m_unknown, 1, signature, 1, 1, nullptr, 0));
+  EXPECT_EQ(0x80090001U, GetLastError());
+  EXPECT_EQ(Begin(0, 1) + Line("The context does not exist"), TakeLog());
+  EXPECT_FALSE(CPVerifySignature(m_provider, 1, signature, 1, 1, nullptr, 0));
+  EXPECT_EQ(0x80090002U, GetLastError());
+  EXPECT_EQ(Begin(0, 1) + Line("Hash not found in this context"), TakeLog());
+}
+
+TEST_F(CPVerifySignatureTest, AKeyThatNobodyImportedIsNotFoundAndTheHashStaysOpen) {
   const BYTE signature[] = {1};
   const HCRYPTHASH hash = HashOf("abc");
   EXPECT_FALSE(CPVerifySignature(m_provider, hash, signature, 1, HCRYPTKEY{0x01FFFFFF}, nullptr, 0));
   EXPECT_EQ(0x8009000DU, GetLastError());
-  EXPECT_THAT(TakeLog(), EndsWith(Line("Key was not found in Imported Public Key List")));
+  EXPECT_EQ(Begin(0, 1) + Line("Key was not found in Imported Public Key List"), TakeLog());
+  EXPECT_EQ(0U, g_contextList.FindContext(m_provider)->GetHash(static_cast<DWORD>(hash))->IsFinished());
+}
+
+TEST_F(CPVerifySignatureTest, AnImportedKeyVerifiesWithItself) {
+  const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, Counting(128, 0x81));
+  HCRYPTKEY key = 0;
+  ASSERT_TRUE(CPImportKey(m_provider, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key));
+  const HCRYPTHASH hash = HashOf("abc");
+  const Bytes signature = Reversed(Signed(WithPrefix()));
+  m_module.ForgetCalls();
+  EXPECT_TRUE(CPVerifySignature(m_provider, hash, signature.data(), 128, key, nullptr, 0));
+  EXPECT_EQ((Calls{"C_DigestInit(1, CKM_SHA_1)", "C_Digest(1, 3 bytes, null)", "C_Digest(1, 3 bytes, room 20)",
+                   "C_Logout(1)", "C_LoginExtended(1, user 1, 1234)", "C_VerifyInit(1, CKM_RSA_PKCS, 3)",
+                   "C_Verify(1, 35 bytes, signature 128 bytes)"}),
+            m_module.TakeCalls());
 }
 
 TEST_F(CPVerifySignatureTest, BothKeyHandlesAreTheContainersPair) {
-  const Bytes signature = Signed(WithPrefix());
-  const Bytes turned(signature.rbegin(), signature.rend());
-  EXPECT_TRUE(CPVerifySignature(m_provider, HashOf("abc"), turned.data(), 128,
+  const Bytes signature = Reversed(Signed(WithPrefix()));
+  EXPECT_TRUE(CPVerifySignature(m_provider, HashOf("abc"), signature.data(), 128,
                                 g_contextList.FindContext(m_provider)->GetExchangeKeyHandle(), nullptr, 0));
 }
 

@@ -188,6 +188,24 @@ TEST_F(LogSettingsTest, ChangesOfTheRegistryReachOnlyObjectsToCome) {
   EXPECT_FALSE(std::filesystem::exists(m_logFile));
 }
 
+TEST_F(LogSettingsTest, WithTheSwitchOffTheFileNameIsNotReadAndSoTheObjectNeverWrites) {
+  m_registry.SetText(kProductKey, "CSPLOG", "0");
+  m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
+  CCSPLog log(10);
+  EXPECT_TRUE(log.SetEnabled(true));
+  log.WriteLine("x");
+  EXPECT_FALSE(std::filesystem::exists(m_logFile));
+}
+
+TEST_F(LogSettingsTest, ARunningObjectGoesOnWhenTheSwitchIsTurnedOff) {
+  m_registry.SetText(kProductKey, "CSPLOG", "1");
+  m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
+  CCSPLog log(10);
+  EXPECT_TRUE(log.SetEnabled(false));
+  log.WriteLine("x");
+  EXPECT_TRUE(std::filesystem::exists(m_logFile));
+}
+
 TEST_F(LogSettingsTest, SetEnabledStoresEightDigits) {
   m_registry.AddKey(kProductKey);
   CCSPLog log(10);

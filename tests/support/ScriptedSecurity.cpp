@@ -1,0 +1,78 @@
+#include "ScriptedSecurity.h"
+
+#include <new>
+
+namespace {
+
+ScriptedSecurity* g_scripted = nullptr;
+
+bool Fails(const char* function) { return g_scripted != nullptr && g_scripted->Fails(function); }
+
+}  // namespace
+
+ScriptedSecurity::ScriptedSecurity() { g_scripted = this; }
+
+ScriptedSecurity::~ScriptedSecurity() { g_scripted = nullptr; }
+
+bool ScriptedSecurity::Fails(const std::string& function) {
+  const auto order = m_orders.find(function);
+  if (order == m_orders.end() || --order->second.callsToGo != 0) return false;
+  SetLastError(order->second.code);
+  return true;
+}
+
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+  if (Fails("new")) return nullptr;
+  try {
+    return ::operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+#ifdef _WIN32
+
+// Callers go through the import's pointer, which is this program's own.
+namespace {
+
+template <typename Function>
+Function Real(Function /*declared*/, const char* name) {
+  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(LoadLibraryA("advapi32.dll"), name)));
+}
+
+}  // namespace
+
+#define SCRIPTED(name) Scripted##name
+#define REAL(name) Real(&Scripted##name, #name)
+
+#else
+
+// The linker leads the calls here.
+#define SCRIPTED(name) __wrap_##name
+#define REAL(name) __real_##name
+extern "C" {
+BOOL __real_InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
+BOOL __real_SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
+}
+
+#endif
+
+extern "C" {
+
+BOOL WINAPI SCRIPTED(InitializeSecurityDescriptor)(PSECURITY_DESCRIPTOR descriptor, DWORD revision) {
+  if (Fails("InitializeSecurityDescriptor")) return FALSE;
+  return REAL(InitializeSecurityDescriptor)(descriptor, revision);
+}
+
+BOOL WINAPI SCRIPTED(SetSecurityDescriptorDacl)(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl,
+                                                BOOL defaulted) {
+  if (Fails("SetSecurityDescriptorDacl")) return FALSE;
+  return REAL(SetSecurityDescriptorDacl)(descriptor, present, dacl, defaulted);
+}
+
+#ifdef _WIN32
+void* __imp_InitializeSecurityDescriptor = reinterpret_cast<void*>(&ScriptedInitializeSecurityDescriptor);
+void* __imp_SetSecurityDescriptorDacl = reinterpret_cast<void*>(&ScriptedSetSecurityDescriptorDacl);
+#endif
+
+}  // extern "C"
