@@ -37,7 +37,7 @@ BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFla
   LogProcess();
   const EntryFrame frame("CPAcquireContext");
   g_entryLog.Write("\tContainer Name: ", szContainer != nullptr ? szContainer : "NULL", true);
-  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tdwFlags: \t", dwFlags);
   TELVOCSPContext context(g_libraryInstance);
   if (phProv == nullptr) {
     return frame.Refuse("\nCPAcquireContext Error: Handle is Invalid", ERROR_INVALID_HANDLE);

@@ -9,7 +9,7 @@
 BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY /*hKey*/, DWORD dwFlags, HCRYPTHASH* phHash) {
   const EntryFrame frame("CPCreateHash");
   frame.LogNumber("\tALGID: \t", Algid);
-  frame.LogFlags("\tdwFlags: ", dwFlags);
+  frame.LogNumber("\tdwFlags: ", dwFlags);
   if (dwFlags != 0) return frame.Refuse("\nCPCreateHash Error: Invalid flags specified.", NTE_BAD_FLAGS);
   if (phHash == nullptr) return frame.RefuseNull("phHash");
   return frame.Protect([&] {
@@ -33,7 +33,7 @@ BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY /*hKey*/, DWO
 // Required: the copy is the hash itself, under the same id.
 BOOL WINAPI CPDuplicateHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD* pdwReserved, DWORD dwFlags, HCRYPTHASH* phHash) {
   const EntryFrame frame("CPDuplicateHash");
-  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tdwFlags: \t", dwFlags);
   if (pdwReserved != nullptr || dwFlags != 0) {
     return frame.Refuse("\nCPDuplicateHash Error: Reserved is not NULL or dwFlags is not 0", ERROR_INVALID_PARAMETER);
   }

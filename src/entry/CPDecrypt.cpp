@@ -23,10 +23,10 @@ bool StripPadding(BYTE* data, DWORD* length) {
 BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL fFinal, DWORD dwFlags, BYTE* pbData,
                       DWORD* pcbDataLen) {
   const EntryFrame frame("CPDecrypt");
-  frame.LogFlags("\tfFinal: \t\t ", static_cast<DWORD>(fFinal));
+  frame.LogNumber("\tfFinal: \t\t ", static_cast<DWORD>(fFinal));
   frame.LogNumber("\thKey: \t\t", hKey);
   frame.LogPointer("\thpbData: \t", pbData);
-  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tdwFlags: \t", dwFlags);
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tpcbDataLen: \t", *pcbDataLen);
   if (hHash != 0) return frame.Refuse("\nCPDecrypt Error: HASH not supported", ERROR_INVALID_PARAMETER);

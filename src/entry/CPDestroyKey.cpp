@@ -22,7 +22,7 @@ BOOL WINAPI CPDestroyKey(HCRYPTPROV hProv, HCRYPTKEY hKey) {
 BOOL WINAPI CPDuplicateKey(HCRYPTPROV /*hProv*/, HCRYPTKEY /*hKey*/, DWORD* /*pdwReserved*/, DWORD dwFlags,
                            HCRYPTKEY* phKey) {
   const EntryFrame frame("CPDuplicateKey");
-  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tdwFlags: \t", dwFlags);
   if (phKey == nullptr) return frame.RefuseNull("phKey");
   *phKey = 0;
   return frame.Refuse("\nCPDuplicateKey Error: Function not implemented", ERROR_CALL_NOT_IMPLEMENTED);

@@ -9,9 +9,9 @@
 BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL fFinal, DWORD dwFlags, BYTE* pbData,
                       DWORD* pcbDataLen, DWORD cbBufLen) {
   const EntryFrame frame("CPEncrypt");
-  frame.LogFlags("\tfFinal: \t", static_cast<DWORD>(fFinal));
+  frame.LogNumber("\tfFinal: \t", static_cast<DWORD>(fFinal));
   frame.LogPointer("\thpbData: \t", pbData);
-  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tdwFlags: \t", dwFlags);
   frame.LogNumber("\tcbBufLen: \t", cbBufLen);
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tpcbDataLen: \t", *pcbDataLen);

@@ -9,7 +9,7 @@ BOOL WINAPI CPExportKey(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTKEY hPubKey, DWO
                         BYTE* pbData, DWORD* pcbDataLen) {
   const EntryFrame frame("CPExportKey");
   frame.LogNumber("\tdwBlobType:\t", dwBlobType);
-  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tdwFlags: \t", dwFlags);
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tpcbDataLen: \t", *pcbDataLen);
   return frame.Protect([&] {

@@ -8,7 +8,7 @@
 BOOL WINAPI CPGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD dwFlags, HCRYPTKEY* phKey) {
   const EntryFrame frame("CPGenKey");
   frame.LogNumber("\tAlgid:", Algid);
-  frame.LogFlags("\tdwFlags:", dwFlags);
+  frame.LogNumber("\tdwFlags:", dwFlags);
   return frame.Protect([&] {
     const auto context = g_contextList.FindContext(hProv);
     const bool isPair = Algid == AT_KEYEXCHANGE || Algid == AT_SIGNATURE;

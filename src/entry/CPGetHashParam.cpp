@@ -41,7 +41,7 @@ BOOL WINAPI CPGetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, BY
                            DWORD dwFlags) {
   const EntryFrame frame("CPGetHashParam", "CPGethashParam");
   frame.LogNumber("\tdwParam:    ", dwParam);
-  frame.LogFlags("\tdwFlags:    ", dwFlags);
+  frame.LogNumber("\tdwFlags:    ", dwFlags);
   frame.LogPointer("\tpbData:     ", pbData);
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tpcbDataLen: ", *pcbDataLen);
@@ -66,7 +66,7 @@ BOOL WINAPI CPSetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, co
   const EntryFrame frame("CPSetHashParam");
   frame.LogNumber("\tdwParam: \t", dwParam);
   frame.LogNumber("\thHash: \t\t", hHash);
-  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tdwFlags: \t", dwFlags);
   // Required: the text names the other function.
   if (dwFlags != 0) return frame.Refuse("\nCPGetHASHParam Error: Unsupported Flag(s)", NTE_BAD_FLAGS);
   if (dwParam != HP_HASHVAL) {

@@ -329,7 +329,7 @@ BOOL WINAPI CPGetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam, BYTE*
                           DWORD dwFlags) {
   const EntryFrame frame("CPGetKeyParam");
   frame.LogNumber("\tdwParam:", dwParam);
-  frame.LogFlags("\tdwFlags:", dwFlags);
+  frame.LogNumber("\tdwFlags:", dwFlags);
   frame.LogPointer("\tpbData: ", pbData);
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tDataLen:", *pcbDataLen);

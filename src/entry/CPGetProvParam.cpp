@@ -395,7 +395,7 @@ BOOL Answer(Call& call, const Row& row) {
 BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen, DWORD dwFlags) {
   const EntryFrame frame("CPGetProvParam");
   frame.LogNumber("\tdwParam: \t", dwParam);
-  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tdwFlags: \t", dwFlags);
   frame.LogPointer("\tpbData: \t", pbData);
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tpcbDataLen: \t", *pcbDataLen);

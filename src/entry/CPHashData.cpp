@@ -22,7 +22,7 @@ KeyValue LoginAndRead(CCSPContext& context, CCSPSecretKey& key) {
 BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, DWORD cbDataLen, DWORD dwFlags) {
   const EntryFrame frame("CPHashData");
   frame.LogPointer("\tpbData:    ", pbData);
-  frame.LogFlags("\tdwFlags:   ", dwFlags);
+  frame.LogNumber("\tdwFlags:   ", dwFlags);
   frame.LogNumber("\tcbDataLen: ", cbDataLen);
   if (dwFlags != 0) {
     return frame.Refuse("\nCPHashData Error: Invalid dwFlags, dwFlags not supported", NTE_BAD_FLAGS);

@@ -7,7 +7,7 @@
 // Required: alone of all the functions it has no handler. An unknown handle is an exception that leaves the function.
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
   const EntryFrame frame("CPReleaseContext");
-  frame.LogFlags("\tdwFlags:", dwFlags);
+  frame.LogNumber("\tdwFlags:", dwFlags);
   const boost::shared_ptr<CCSPContext> context = g_contextList.FindContext(hProv);
   context->CloseSession();
   g_contextList.RemoveContext(*context);

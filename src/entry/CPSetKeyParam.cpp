@@ -141,7 +141,7 @@ BOOL WINAPI CPSetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam, const
   const EntryFrame frame("CPSetKeyParam");
   frame.LogNumber("\tdwParam: \t", dwParam);
   frame.LogPointer("\tpbData: \t", pbData);
-  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tdwFlags: \t", dwFlags);
   // Required: the line names the other function.
   if (dwFlags != 0) return frame.Refuse("\nCPGetKeyParam Error: Invalid dwFlags ", NTE_BAD_FLAGS);
   if (pbData == nullptr) return frame.RefuseNull("pbData");

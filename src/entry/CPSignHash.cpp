@@ -44,7 +44,7 @@ BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeySpec, LPCW
   const EntryFrame frame("CPSignHash");
   frame.LogNumber("\tdwKeySpec: \t", dwKeySpec);
   frame.LogPointer("\tszDescription: \t", szDescription);
-  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tdwFlags: \t", dwFlags);
   frame.LogPointer("\tpbSignature: \t", pbSignature);
   if (pcbSigLen == nullptr) return frame.RefuseNull("pcbSigLen");
   frame.LogNumber("\tpcbSigLen: \t", *pcbSigLen);

@@ -26,7 +26,7 @@ BOOL VerifySignature(const EntryFrame& frame, CCSPContext& context, CCSPHash& ha
 BOOL WINAPI CPVerifySignature(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbSignature, DWORD cbSigLen,
                               HCRYPTKEY hPubKey, LPCWSTR szDescription, DWORD dwFlags) {
   const EntryFrame frame("CPVerifySignature");
-  frame.LogFlags("\tdwFlags: \t", dwFlags);
+  frame.LogNumber("\tdwFlags: \t", dwFlags);
   frame.LogNumber("\tSigLen: \t", cbSigLen);
   if (szDescription != nullptr) {
     return frame.Refuse("\nCPVerifySignature Error: Description is not NULL", ERROR_INVALID_PARAMETER);

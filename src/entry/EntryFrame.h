@@ -21,7 +21,6 @@ class EntryFrame {
   EntryFrame& operator=(const EntryFrame&) = delete;
 
   // Argument lines. A label reads "\tdwFlags: \t". Of a wider number, and of a pointer, the low 32 bits are shown.
-  void LogFlags(const char* label, DWORD value) const { LogNumber(label, value); }
   void LogNumber(const char* label, std::uint64_t value) const {
     g_entryLog.WriteFormatted(label, static_cast<DWORD>(value), "%08X", true);
   }
