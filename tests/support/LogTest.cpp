@@ -2,11 +2,12 @@
 
 #include <new>
 
+#include "LogLines.h"
 #include "log/Logs.h"
 
-std::string Line(const std::string& text) { return text + "   \n"; }
+std::string Line(const std::string& text) { return LogLine(text); }
 
-std::string Value(const std::string& label, const std::string& value) { return label + " " + value + " \n"; }
+std::string Value(const std::string& label, const std::string& value) { return LogValue(label, value); }
 
 namespace {
 

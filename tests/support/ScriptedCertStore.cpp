@@ -1,5 +1,7 @@
 #include "ScriptedCertStore.h"
 
+#include "StandIn.h"
+
 namespace {
 
 ScriptedCertStore* g_scripted = nullptr;
@@ -12,26 +14,7 @@ bool IsRefused(const char* function) {
 
 }  // namespace
 
-#ifdef _WIN32
-
-// Callers go through the import's pointer, which is this program's own.
-namespace {
-
-template <typename Function>
-Function Real(Function /*declared*/, const char* name) {
-  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(LoadLibraryA("crypt32.dll"), name)));
-}
-
-}  // namespace
-
-#define SCRIPTED(name) Scripted##name
-#define REAL(name) Real(&Scripted##name, #name)
-
-#else
-
-// The linker leads the calls here.
-#define SCRIPTED(name) __wrap_##name
-#define REAL(name) __real_##name
+#ifndef _WIN32
 extern "C" {
 HCERTSTORE __real_CertOpenStore(LPCSTR provider, DWORD encoding, HCRYPTPROV unused, DWORD flags, const void* parameter);
 BOOL __real_CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, DWORD flags,
@@ -52,7 +35,7 @@ HCERTSTORE WINAPI SCRIPTED(CertOpenStore)(LPCSTR provider, DWORD encoding, HCRYP
                                           const void* parameter) {
   if (IsRefused("CertOpenStore")) return nullptr;
   if (g_scripted != nullptr) ++g_scripted->memoryStores;
-  return REAL(CertOpenStore)(provider, encoding, unused, flags, parameter);
+  return REAL("crypt32.dll", CertOpenStore)(provider, encoding, unused, flags, parameter);
 }
 
 HCERTSTORE WINAPI SCRIPTED(CertOpenSystemStoreA)(HCRYPTPROV, LPCSTR name) {
@@ -62,37 +45,37 @@ HCERTSTORE WINAPI SCRIPTED(CertOpenSystemStoreA)(HCRYPTPROV, LPCSTR name) {
   }
   g_scripted->names.emplace_back(name);
   if (IsRefused("CertOpenSystemStoreA")) return nullptr;
-  g_scripted->stores.push_back(REAL(CertOpenStore)(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
+  g_scripted->stores.push_back(REAL("crypt32.dll", CertOpenStore)(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
   return g_scripted->stores.back();
 }
 
 BOOL WINAPI SCRIPTED(CertSetCertificateContextProperty)(PCCERT_CONTEXT certificate, DWORD property, DWORD flags,
                                                         const void* data) {
   if (IsRefused("CertSetCertificateContextProperty")) return FALSE;
-  return REAL(CertSetCertificateContextProperty)(certificate, property, flags, data);
+  return REAL("crypt32.dll", CertSetCertificateContextProperty)(certificate, property, flags, data);
 }
 
 BOOL WINAPI SCRIPTED(CertAddCertificateContextToStore)(HCERTSTORE store, PCCERT_CONTEXT certificate, DWORD disposition,
                                                        PCCERT_CONTEXT* added) {
   if (IsRefused("CertAddCertificateContextToStore")) return FALSE;
-  return REAL(CertAddCertificateContextToStore)(store, certificate, disposition, added);
+  return REAL("crypt32.dll", CertAddCertificateContextToStore)(store, certificate, disposition, added);
 }
 
 PCCERT_CONTEXT WINAPI SCRIPTED(CertCreateCertificateContext)(DWORD encoding, const BYTE* der, DWORD length) {
-  const PCCERT_CONTEXT certificate = REAL(CertCreateCertificateContext)(encoding, der, length);
+  const PCCERT_CONTEXT certificate = REAL("crypt32.dll", CertCreateCertificateContext)(encoding, der, length);
   if (g_scripted != nullptr && certificate != nullptr) ++g_scripted->created;
   return certificate;
 }
 
 BOOL WINAPI SCRIPTED(CertFreeCertificateContext)(PCCERT_CONTEXT certificate) {
   if (g_scripted != nullptr && certificate != nullptr) ++g_scripted->freed;
-  return REAL(CertFreeCertificateContext)(certificate);
+  return REAL("crypt32.dll", CertFreeCertificateContext)(certificate);
 }
 
 DWORD WINAPI SCRIPTED(CertGetNameStringA)(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void* parameter,
                                           LPSTR text, DWORD size) {
   if (IsRefused("CertGetNameStringA")) return 0;
-  return REAL(CertGetNameStringA)(certificate, type, flags, parameter, text, size);
+  return REAL("crypt32.dll", CertGetNameStringA)(certificate, type, flags, parameter, text, size);
 }
 
 #ifdef _WIN32

@@ -345,6 +345,13 @@ ScriptedDialogs::~ScriptedDialogs() {
 
 void ScriptedDialogs::OnNext(Script script) { m_scripts.push_back(std::move(script)); }
 
+void ScriptedDialogs::OnNextThenCancel(Script script) {
+  OnNext([script = std::move(script)](ScriptedDialog& dialog) {
+    script(dialog);
+    dialog.Cancel();
+  });
+}
+
 INT_PTR ScriptedDialogs::Run(DialogController& controller) {
   m_lastOwner = 0;
   return Show(controller);

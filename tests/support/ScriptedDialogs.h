@@ -175,6 +175,8 @@ class ScriptedDialogs : public DialogHost {
 
   // What the user does in the next dialog that has no script yet.
   void OnNext(Script script);
+  // The same, by a user who cancels the dialog behind that if it is still open.
+  void OnNextThenCancel(Script script);
   // How many dialogs were shown, and the template of the last one, 0 before the first.
   int ShownCount() const { return m_shownCount; }
   int LastResource() const { return m_lastResource; }

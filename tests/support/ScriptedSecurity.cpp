@@ -2,6 +2,8 @@
 
 #include <new>
 
+#include "StandIn.h"
+
 namespace {
 
 ScriptedSecurity* g_scripted = nullptr;
@@ -30,26 +32,7 @@ void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
   }
 }
 
-#ifdef _WIN32
-
-// Callers go through the import's pointer, which is this program's own.
-namespace {
-
-template <typename Function>
-Function Real(Function /*declared*/, const char* name) {
-  return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(LoadLibraryA("advapi32.dll"), name)));
-}
-
-}  // namespace
-
-#define SCRIPTED(name) Scripted##name
-#define REAL(name) Real(&Scripted##name, #name)
-
-#else
-
-// The linker leads the calls here.
-#define SCRIPTED(name) __wrap_##name
-#define REAL(name) __real_##name
+#ifndef _WIN32
 extern "C" {
 BOOL __real_InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
 BOOL __real_SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
@@ -61,13 +44,13 @@ extern "C" {
 
 BOOL WINAPI SCRIPTED(InitializeSecurityDescriptor)(PSECURITY_DESCRIPTOR descriptor, DWORD revision) {
   if (Fails("InitializeSecurityDescriptor")) return FALSE;
-  return REAL(InitializeSecurityDescriptor)(descriptor, revision);
+  return REAL("advapi32.dll", InitializeSecurityDescriptor)(descriptor, revision);
 }
 
 BOOL WINAPI SCRIPTED(SetSecurityDescriptorDacl)(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl,
                                                 BOOL defaulted) {
   if (Fails("SetSecurityDescriptorDacl")) return FALSE;
-  return REAL(SetSecurityDescriptorDacl)(descriptor, present, dacl, defaulted);
+  return REAL("advapi32.dll", SetSecurityDescriptorDacl)(descriptor, present, dacl, defaulted);
 }
 
 #ifdef _WIN32

@@ -70,10 +70,7 @@ class CChangePINDlgTest : public LogTest {
 
   // Runs the dialog with what the user does, and cancels it behind that if it is still open.
   INT_PTR Run(const ScriptedDialogs::Script& script) {
-    m_dialogs.OnNext([&](ScriptedDialog& dialog) {
-      script(dialog);
-      dialog.Cancel();
-    });
+    m_dialogs.OnNextThenCancel(script);
     return m_dialog.DoModal();
   }
 
