@@ -1,5 +1,6 @@
 #include "common/WorkerThread.h"
 
+#include <exception>
 #include <utility>
 
 WorkerThread::WorkerThread(std::function<unsigned()> work)
@@ -14,7 +15,12 @@ WorkerThread::~WorkerThread() {
 
 DWORD WINAPI WorkerThread::Run(LPVOID worker) {
   auto* const self = static_cast<WorkerThread*>(worker);
-  const unsigned result = self->m_work();
+  unsigned result = 0;
+  try {
+    result = self->m_work();
+  } catch (const std::exception&) {
+    // Without memory there is no watching, but the program that loaded the provider goes on.
+  }
   SetEvent(self->m_done);
   Sleep(INFINITE);
   return result;

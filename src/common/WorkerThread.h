@@ -12,7 +12,7 @@
 class WorkerThread {
  public:
   // Starts a thread of normal priority and default stack size that runs `work`. That it cannot be started is not
-  // reported.
+  // reported. An exception ends the work as if it were done.
   explicit WorkerThread(std::function<unsigned()> work);
   // Leaves the thread itself alone; it must be terminated by then.
   ~WorkerThread();

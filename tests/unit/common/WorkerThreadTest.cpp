@@ -1,0 +1,37 @@
+#include <chrono>
+#include <gtest/gtest.h>
+#include <new>
+
+#include "common/WorkerThread.h"
+
+namespace {
+
+// Whether the work was over within the ten seconds that are waited for it.
+bool IsDoneSoon(const WorkerThread& thread) {
+  const auto start = std::chrono::steady_clock::now();
+  thread.WaitUntilDone(10000);
+  return std::chrono::steady_clock::now() - start < std::chrono::seconds(10);
+}
+
+TEST(WorkerThreadTest, WorkThatRunsOutOfMemoryIsDoneAndTheProgramGoesOn) {
+  WorkerThread thread([]() -> unsigned { throw std::bad_alloc(); });
+  EXPECT_TRUE(IsDoneSoon(thread));
+  thread.Terminate();
+}
+
+TEST(WorkerThreadTest, AWaitEndsWithItsTimeWhileTheWorkGoesOn) {
+  const HANDLE release = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+  WorkerThread thread([release]() -> unsigned {
+    WaitForMultipleObjects(1, &release, FALSE, INFINITE);
+    return 0;
+  });
+  const auto start = std::chrono::steady_clock::now();
+  thread.WaitUntilDone(50);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(45));
+  SetEvent(release);
+  EXPECT_TRUE(IsDoneSoon(thread));
+  thread.Terminate();
+  CloseHandle(release);
+}
+
+}  // namespace
