@@ -172,7 +172,7 @@ TEST_F(ImportPublicKeyTest, AllThatFollowsTheHeaderIsTheModulus) {
 
 TEST_F(ImportPublicKeyTest, TheBitLengthIsHandedOnAsItStands) {
   BindToPair();
-  for (const DWORD bits : {250U, 264U, 0U, 8U, 0xFFFFFFFFU}) {
+  for (const DWORD bits : {250U, 264U, 0U, 8U, 0xFFFFFFFEU}) {
     Bytes blob = m_blob;
     std::memcpy(&blob[12], &bits, sizeof(bits));
     EXPECT_EQ(bits, ImportedBits(blob));
