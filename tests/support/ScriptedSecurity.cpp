@@ -23,6 +23,8 @@ bool ScriptedSecurity::Fails(const std::string& function) {
   return true;
 }
 
+#ifdef _WIN32
+
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
   if (Fails("new")) return nullptr;
   try {
@@ -32,8 +34,16 @@ void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
   }
 }
 
-#ifndef _WIN32
+#else
+
+// The same by the linker: a sanitizer has an operator of its own, which stays.
 extern "C" {
+void* __real__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) noexcept;
+
+void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) noexcept {
+  return Fails("new") ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
+}
+
 BOOL __real_InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
 BOOL __real_SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
 }
