@@ -8,7 +8,8 @@ DWORD ReadPIN(const DialogView& view, const CSecureEditEx& edit, std::size_t lim
   if (!plain) return static_cast<DWORD>(NTE_INTERNAL_ERROR);
   std::size_t measured = 0;
   while (measured < limit && plain[measured] != '\0') ++measured;
-  if (measured == limit) return static_cast<DWORD>(NTE_INTERNAL_ERROR);
+  const bool hasOutgrown = out != nullptr && measured > *length;
+  if (measured == limit || hasOutgrown) return static_cast<DWORD>(NTE_INTERNAL_ERROR);
   *length = static_cast<DWORD>(measured);
   if (out != nullptr) std::copy_n(plain.get(), measured, out);
   return ERROR_SUCCESS;

@@ -7,7 +7,8 @@
 
 #include "pin/CSecureEditEx.h"
 
-// ReadPIN copies the real text of `edit` to `out`, which may be null, and its length in bytes to `*length`, without a
-// terminator. NTE_INVALID_PARAMETER without `length`. NTE_INTERNAL_ERROR, and nothing is written, when no terminator
-// stands within the first `limit` bytes, or there is no memory.
+// ReadPIN copies the real text of `edit`, without a terminator, to `out`, which has room for `*length` bytes, and its
+// length in bytes to `*length`; with a null `out` the length alone. NTE_INVALID_PARAMETER without `length`.
+// NTE_INTERNAL_ERROR, and nothing is written, when no terminator stands within the first `limit` bytes, when the text
+// has outgrown the room, or there is no memory.
 DWORD ReadPIN(const DialogView& view, const CSecureEditEx& edit, std::size_t limit, BYTE* out, DWORD* length);
