@@ -1,5 +1,5 @@
 // The one place that knows the dialog.
-#include "pin/ChangePIN.h"
+#include "dialogs/ChangePIN.h"
 #include "telvotool/ChangePin.h"
 #include "telvotool/Text.h"
 

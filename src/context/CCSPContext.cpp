@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <iterator>
 
+#include "common/CCSPContextError.h"
+#include "common/LoadText.h"
 #include "context/CheckAcquireFlags.h"
 #include "context/ContainerName.h"
-#include "entry/CCSPContextError.h"
 #include "objects/CCSPHash.h"
 #include "objects/CCSPSecretKey.h"
-#include "resources/LoadText.h"
 
 namespace {
 

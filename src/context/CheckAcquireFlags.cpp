@@ -2,8 +2,8 @@
 
 #include <cstring>
 
+#include "common/CCSPContextError.h"
 #include "context/AcquireFlags.h"
-#include "entry/CCSPContextError.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <ctime>
 #include <utility>
 
-#include "entry/CCSPContextError.h"
+#include "common/CCSPContextError.h"
 #include "log/Logs.h"
 #include "objects/CCSPSecretKey.h"
 

@@ -12,10 +12,10 @@
 #include "common/WipeMemory.h"
 #include "context/CCSPContext.h"
 #include "cryptoki/CryptokiObjects.h"
+#include "cryptoki/LoginTurn.h"
 #include "cryptoki/Session.h"
 #include "cryptoki/Slot.h"
 #include "cryptoki/Token.h"
-#include "pin/LoginTurn.h"
 
 class TELVOCSPContext : public CCSPContext {
  public:

@@ -1,10 +1,10 @@
 // Session keys made of a hash.
 #include <algorithm>
 
+#include "common/CCSPContextError.h"
 #include "common/WipeMemory.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 #include "objects/CCSPHash.h"
 #include "objects/CCSPHashFactory.h"
 #include "objects/CCSPSecretKey.h"

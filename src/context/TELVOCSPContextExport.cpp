@@ -3,11 +3,11 @@
 #include <cstring>
 #include <vector>
 
+#include "common/CCSPContextError.h"
 #include "common/ReverseBytes.h"
 #include "context/KeyBlobs.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 #include "objects/KeyValue.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // Making keys: the container's RSA pair, and session keys.
+#include "common/CCSPContextError.h"
 #include "common/WipeMemory.h"
 #include "context/KeyTemplates.h"
 #include "context/TELVOCSPContext.h"
-#include "entry/CCSPContextError.h"
 #include "log/Logs.h"
 #include "objects/CCSPSecretKey.h"
 #include "objects/CCSPSecretKeyFactory.h"

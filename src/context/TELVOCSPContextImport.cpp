@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <cstring>
 
+#include "common/CCSPContextError.h"
 #include "common/ReverseBytes.h"
 #include "context/KeyBlobs.h"
 #include "context/KeyTemplates.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 #include "log/Logs.h"
 #include "objects/KeyValue.h"
 

@@ -5,14 +5,14 @@
 #include <locale>
 #include <utility>
 
+#include "common/CCSPContextError.h"
 #include "context/AcquireFlags.h"
 #include "context/ContainerName.h"
 #include "context/TELVOCSPContext.h"
 #include "context/UnplugThreadManager.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
+#include "dialogs/CSelectCard.h"
 #include "log/Logs.h"
-#include "pin/CSelectCard.h"
 
 namespace {
 

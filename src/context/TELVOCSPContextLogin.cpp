@@ -6,14 +6,14 @@
 #include <string>
 #include <utility>
 
+#include "common/CCSPContextError.h"
 #include "common/FormatNumber.h"
 #include "common/WipeMemory.h"
 #include "context/AcquireFlags.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
+#include "dialogs/CLoginEX.h"
 #include "log/Logs.h"
-#include "pin/CLoginEX.h"
 #include "pin/PINCacheManager.h"
 
 namespace {

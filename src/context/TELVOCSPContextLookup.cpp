@@ -2,11 +2,11 @@
 #include <cstring>
 #include <vector>
 
+#include "common/CCSPContextError.h"
 #include "common/FormatNumber.h"
 #include "context/ContainerName.h"
 #include "context/ObjectID.h"
 #include "context/TELVOCSPContext.h"
-#include "entry/CCSPContextError.h"
 #include "log/Logs.h"
 
 namespace {

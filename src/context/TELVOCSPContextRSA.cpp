@@ -5,11 +5,11 @@
 // turn the bytes round.
 #include <vector>
 
+#include "common/CCSPContextError.h"
 #include "common/ReverseBytes.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
 #include "cryptoki/ModuleOutput.h"
-#include "entry/CCSPContextError.h"
 #include "log/Logs.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <boost/make_shared.hpp>
 #include <mutex>
 
-#include "entry/CCSPContextError.h"
+#include "common/CCSPContextError.h"
 
 namespace {
 

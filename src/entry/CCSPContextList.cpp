@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "common/CCSPContextError.h"
 #include "common/DrawUnused.h"
-#include "entry/CCSPContextError.h"
 
 CCSPContextList::~CCSPContextList() = default;
 

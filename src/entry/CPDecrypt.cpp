@@ -1,11 +1,11 @@
 // CPDecrypt: data, decrypted with the container's key pair or with a session key.
 #include "common/WipeMemory.h"
+#include "cryptoki/LoginTurn.h"
 #include "entry/CCSPContextList.h"
 #include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "entry/RemovePKCSPadding.h"
-#include "pin/LoginTurn.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // CPDestroyKey, CPDuplicateKey.
+#include "cryptoki/LoginTurn.h"
 #include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPSecretKeyFactory.h"
-#include "pin/LoginTurn.h"
 
 BOOL WINAPI CPDestroyKey(HCRYPTPROV hProv, HCRYPTKEY hKey) {
   const EntryFrame frame("CPDestroyKey");

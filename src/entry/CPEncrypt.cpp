@@ -1,9 +1,9 @@
 // CPEncrypt: data, encrypted with the container's key pair or with a session key.
+#include "cryptoki/LoginTurn.h"
 #include "entry/CCSPContextList.h"
 #include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
-#include "pin/LoginTurn.h"
 
 // `fFinal` and `dwFlags` are logged and not used: nothing is padded here.
 BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL fFinal, DWORD dwFlags, BYTE* pbData,

@@ -1,12 +1,12 @@
 // CPHashData, CPHashSessionKey: what a hash is fed with.
 #include "common/ReverseBytes.h"
 #include "context/CCSPContext.h"
+#include "cryptoki/LoginTurn.h"
 #include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHash.h"
 #include "objects/KeyValue.h"
-#include "pin/LoginTurn.h"
 
 namespace {
 

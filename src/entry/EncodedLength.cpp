@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "entry/CCSPContextError.h"
+#include "common/CCSPContextError.h"
 
 namespace {
 

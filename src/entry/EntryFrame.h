@@ -7,8 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#include "common/CCSPContextError.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 #include "log/Logs.h"
 
 class EntryFrame {

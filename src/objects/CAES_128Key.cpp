@@ -1,6 +1,6 @@
 #include "objects/CAES_128Key.h"
 
-#include "entry/CCSPContextError.h"
+#include "common/CCSPContextError.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <limits>
 #include <utility>
 
+#include "common/CCSPContextError.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 #include "log/Logs.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "common/CCSPContextError.h"
 #include "common/DrawUnused.h"
-#include "entry/CCSPContextError.h"
 #include "objects/SHA1MD5Hash.h"
 #include "objects/TELVOCSPHash.h"
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "common/CCSPContextError.h"
 #include "cryptoki/CryptokiError.h"
 #include "cryptoki/ModuleOutput.h"
-#include "entry/CCSPContextError.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "entry/CCSPContextError.h"
+#include "common/CCSPContextError.h"
 #include "objects/C3DESKey.h"
 #include "objects/C3DES_112Key.h"
 #include "objects/CAES_128Key.h"

@@ -1,6 +1,6 @@
 #include "objects/CDESKey.h"
 
-#include "entry/CCSPContextError.h"
+#include "common/CCSPContextError.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "objects/ImportedPublicKey.h"
 
-#include "entry/CCSPContextError.h"
+#include "common/CCSPContextError.h"
 
 PublicKey& ImportedPublicKey::GetPublicKey() {
   if (m_valid == 0) throw CCSPContextError("Public Key state is invalid", NTE_BAD_KEY_STATE);

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/CCSPContextError.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 
 namespace {
 

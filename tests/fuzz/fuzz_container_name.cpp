@@ -3,9 +3,9 @@
 #include <cstring>
 #include <string>
 
+#include "common/CCSPContextError.h"
 #include "context/CheckAcquireFlags.h"
 #include "context/ContainerName.h"
-#include "entry/CCSPContextError.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   IdToContainerName(data, static_cast<DWORD>(size));

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "entry/CCSPContextError.h"
+#include "common/CCSPContextError.h"
 #include "entry/EncodedLength.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -8,9 +8,9 @@
 
 #include "KeyBlobBytes.h"
 #include "ScriptedModule.h"
+#include "common/CCSPContextError.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 #include "log/Logs.h"
 #include "objects/CCSPSecretKeyFactory.h"
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "pin/CMyPasswordChecker.h"
+#include "rating/CMyPasswordChecker.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const DWORD minimumLength = size > 0 ? data[0] : 8;

@@ -6,10 +6,10 @@
 
 #include "ScriptedClock.h"
 #include "ScriptedModule.h"
+#include "common/CCSPContextError.h"
 #include "cryptoki/CryptokiError.h"
 #include "cryptoki/Session.h"
 #include "cryptoki/Token.h"
-#include "entry/CCSPContextError.h"
 #include "log/Logs.h"
 #include "objects/CCSPSecretKeyFactory.h"
 

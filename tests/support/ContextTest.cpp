@@ -3,9 +3,9 @@
 #include <boost/make_shared.hpp>
 #include <new>
 
+#include "common/CCSPContextError.h"
 #include "common/FormatNumber.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 #include "log/Logs.h"
 #include "pin/PINCacheManager.h"
 

@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "common/CCSPContextError.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 
 // The statement raises a CryptokiError with that code.
 #define EXPECT_CRYPTOKI_ERROR(code, statement)                                 \

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <utility>
 
-#include "pin/DialogIds.h"
+#include "resources/DialogIds.h"
 
 namespace {
 

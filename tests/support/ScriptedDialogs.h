@@ -25,7 +25,7 @@
 #include <utility>
 #include <vector>
 
-#include "pin/DialogHost.h"
+#include "ui/DialogHost.h"
 
 // One dialog while it is shown: what its user can do and see. The operations of the controller's side are
 // DialogView's, and a script may read by them.

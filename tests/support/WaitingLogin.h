@@ -6,7 +6,7 @@
 #include <string>
 
 #include "ScriptedModule.h"
-#include "pin/LoginTurn.h"
+#include "cryptoki/LoginTurn.h"
 
 class WaitingLogin {
  public:

@@ -2,9 +2,9 @@
 #include "PictureStand.h"
 #include "TokenDialogTest.h"
 #include "cryptoki/CryptokiError.h"
-#include "pin/CCLoginDlg.h"
-#include "pin/CChangePwdDlg.h"
-#include "pin/ChangePIN.h"
+#include "dialogs/ChangePIN.h"
+#include "dialogs/unreached/CCLoginDlg.h"
+#include "dialogs/unreached/CChangePwdDlg.h"
 
 namespace {
 

@@ -11,11 +11,11 @@
 #include <list>
 #include <string>
 
+#include "common/CCSPContextError.h"
 #include "common/FormatNumber.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 #include "entry/ProviderInterface.h"
 
 namespace {

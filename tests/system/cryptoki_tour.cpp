@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "common/CCSPContextError.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 
 namespace {
 

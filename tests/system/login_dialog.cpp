@@ -2,7 +2,7 @@
 #include "Expect.h"
 #include "PictureStand.h"
 #include "TokenDialogTest.h"
-#include "pin/CLoginEX.h"
+#include "dialogs/CLoginEX.h"
 
 namespace {
 

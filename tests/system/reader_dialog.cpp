@@ -6,7 +6,7 @@
 
 #include "DialogDriver.h"
 #include "PictureStand.h"
-#include "pin/CSelectCard.h"
+#include "dialogs/CSelectCard.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include "AnsweringSession.h"
 #include "DialogDriver.h"
-#include "pin/CCLoginDlg.h"
-#include "pin/CChangePINDlg.h"
+#include "dialogs/CChangePINDlg.h"
+#include "dialogs/unreached/CCLoginDlg.h"
 
 namespace {
 

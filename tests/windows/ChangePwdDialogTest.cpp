@@ -4,7 +4,7 @@
 
 #include "DialogDriver.h"
 #include "LogTest.h"
-#include "pin/CChangePwdDlg.h"
+#include "dialogs/unreached/CChangePwdDlg.h"
 
 namespace {
 

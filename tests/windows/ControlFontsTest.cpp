@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "pin/windows/ControlFonts.h"
+#include "ui/windows/ControlFonts.h"
 
 namespace {
 

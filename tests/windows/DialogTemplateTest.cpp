@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "common/LibraryInstance.h"
-#include "pin/DialogIds.h"
+#include "resources/DialogIds.h"
 
 namespace {
 

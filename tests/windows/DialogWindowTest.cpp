@@ -4,8 +4,8 @@
 #include <stdexcept>
 
 #include "DialogDriver.h"
-#include "pin/DialogHost.h"
-#include "pin/DialogIds.h"
+#include "resources/DialogIds.h"
+#include "ui/DialogHost.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "DialogDriver.h"
-#include "pin/CCLoginDlg.h"
+#include "dialogs/unreached/CCLoginDlg.h"
 
 namespace {
 

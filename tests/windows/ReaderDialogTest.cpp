@@ -3,7 +3,7 @@
 
 #include "DialogDriver.h"
 #include "ScriptedWinSCard.h"
-#include "pin/CSelectCard.h"
+#include "dialogs/CSelectCard.h"
 
 namespace {
 

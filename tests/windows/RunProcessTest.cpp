@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "context/RunProcess.h"
+#include "context/unreached/RunProcess.h"
 
 namespace {
 

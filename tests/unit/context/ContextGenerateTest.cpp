@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "KeyTest.h"
-#include "pin/LoginTurn.h"
+#include "cryptoki/LoginTurn.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "EntryTest.h"
+#include "common/CCSPContextError.h"
 #include "cryptoki/CCryptoWrapper.h"
-#include "entry/CCSPContextError.h"
 #include "entry/CCSPContextList.h"
 #include "objects/CCSPSecretKeyFactory.h"
 #include "pin/PINCacheManager.h"

@@ -6,12 +6,12 @@
 #include <gtest/gtest.h>
 #include <vector>
 
+#include "common/CCSPContextError.h"
 #include "context/CCSPContext.h"
 #include "cryptoki/Cryptoki.h"
 #include "cryptoki/CryptokiFunctions.h"
 #include "cryptoki/CryptokiObject.h"
 #include "cryptoki/Session.h"
-#include "entry/CCSPContextError.h"
 #include "entry/CCSPContextList.h"
 #include "objects/CCSPSecretKey.h"
 #include "objects/CImportedPublicKeyList.h"

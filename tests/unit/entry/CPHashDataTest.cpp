@@ -9,8 +9,8 @@
 
 #include "HashEntryTest.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/LoginTurn.h"
 #include "objects/CCSPSecretKey.h"
-#include "pin/LoginTurn.h"
 
 namespace {
 

@@ -1,0 +1,67 @@
+// CSecureEditEx: an edit control that takes a PIN. In secure mode the window's text is asterisks alone; the characters
+// are kept here, each masked and in a heap block of its own, so that the PIN does not lie in memory as one string.
+//
+// It follows the window: the dialog hands on the control's EN_UPDATE, and its key and mouse messages before and behind
+// their default handling. A selection would let a replaced range escape it, so nothing stays selected.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "common/WipeMemory.h"
+#include "ui/DialogView.h"
+
+class CSecureEditEx {
+ public:
+  explicit CSecureEditEx(int control);
+  ~CSecureEditEx() = default;
+  CSecureEditEx(const CSecureEditEx&) = delete;
+  CSecureEditEx& operator=(const CSecureEditEx&) = delete;
+
+  // Overwrites the text up to its terminator and frees it; null is left alone.
+  static void WipePlainText(char* text);
+  struct PlainTextWiper {
+    void operator()(char* text) const { WipePlainText(text); }
+  };
+  // A text with its terminator, wiped when it is let go.
+  using PlainText = std::unique_ptr<char[], PlainTextWiper>;
+
+  // On (not 0) from construction on. Forgets the characters held; the window's text stays as it is.
+  void SetSecureMode(int mode);
+  // The real text; null when there is no memory for it.
+  PlainText GetPlainText(const DialogView& view) const;
+  // Makes `text` the real text; null clears it.
+  void SetPlainText(DialogView& view, const char* text);
+
+  int GetControl() const { return m_control; }
+
+  // The window is new and empty: forgets what was entered into an earlier one.
+  void OnOpen();
+  void OnUpdate(DialogView& view);
+  void BeforeInput(DialogView& view, UINT message, WPARAM key);
+  void AfterInput(DialogView& view, UINT message);
+
+ protected:
+  struct ByteWiper {
+    void operator()(BYTE* masked) const;
+  };
+  using MaskedByte = std::unique_ptr<BYTE[], ByteWiper>;
+
+  WipedBuffer m_key;
+  std::vector<MaskedByte> m_store;  // entry i is character i XOR key[i mod 32]
+
+ private:
+  // Masks the whole store, or unmasks it, by position.
+  void ToggleMask();
+  void InsertIntoStore(std::size_t position, const char* text, std::size_t length);
+  void DeleteFromStore(std::size_t position, std::size_t length);
+  void ShowAsterisks(DialogView& view);
+
+  int m_control;
+  int m_secureMode = 1;
+  std::size_t m_length = 0;  // of the window's text, as last seen
+};

@@ -1,0 +1,52 @@
+// LoginDialog: what the dialogs that ask for a PIN and log in with it have in common: what their opener hands over, the
+// PIN's edit, and the status line.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <boost/shared_ptr.hpp>
+#include <string>
+
+#include "cryptoki/Session.h"
+#include "dialogs/CSecureEditEx.h"
+#include "dialogs/StatusLine.h"
+#include "pin/CTELVOPINCache.h"
+#include "ui/DialogController.h"
+
+class LoginDialog : public DialogController {
+ public:
+  // The session to log in, not owned. With none the Login button does nothing.
+  void SetSession(Session* session) { m_session = session; }
+  // Shown in the title, unless it is empty.
+  void SetTokenLabel(const std::string& label) { m_tokenLabel = label; }
+  // Kept, and read by nothing.
+  void SetTokenFlags(DWORD flags) { m_tokenFlags = flags; }
+  // Gets the PIN that logged in; may be empty.
+  void AttachPINCache(const boost::shared_ptr<CTELVOPINCache>& cache) { m_cache = cache; }
+
+  // Shows the dialog and returns its result: 2 when the user cancelled, 1 after a login. What an event throws comes out
+  // of here.
+  INT_PTR DoModal();
+
+  bool GetTextColor(int control, COLORREF& color) const override { return m_status.GetTextColor(control, color); }
+  bool GetTextFont(int control, DialogFont& font) const override { return m_status.GetTextFont(control, font); }
+  bool WatchesInput(int control) const override { return control == m_edit.GetControl(); }
+  void BeforeInput(DialogView& view, int control, UINT message, WPARAM key) override;
+  void AfterInput(DialogView& view, int control, UINT message, WPARAM key) override;
+
+ protected:
+  explicit LoginDialog(int statusControl);
+
+  void ShowTitle(DialogView& view) const;
+  // Whether there is a PIN to log in with; else the user is asked for one.
+  bool HasPIN(DialogView& view) const;
+  // One login of the session, in its turn.
+  void LogSessionIn(BYTE* pin, DWORD length) const;
+
+  CSecureEditEx m_edit;
+  StatusLine m_status;
+  boost::shared_ptr<CTELVOPINCache> m_cache;
+  Session* m_session = nullptr;
+  std::string m_tokenLabel;
+  DWORD m_tokenFlags = 0;
+};

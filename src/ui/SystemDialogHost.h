@@ -1,0 +1,6 @@
+// The dialogs of the system the library is built for: real windows (ui/windows), or none.
+#pragma once
+
+#include "ui/DialogHost.h"
+
+DialogHost& GetSystemDialogHost();

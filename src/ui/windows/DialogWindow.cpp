@@ -1,0 +1,247 @@
+#include "ui/windows/DialogWindow.h"
+
+#include <commctrl.h>
+#include <optional>
+
+#include "common/LibraryInstance.h"
+
+namespace {
+
+// Pictures are not found by the null instance, which stands for the system's own there.
+HINSTANCE ResourceModule() { return g_libraryInstance != nullptr ? g_libraryInstance : GetModuleHandleA(nullptr); }
+
+// The library that has the windows of progress bars, as long as a dialog with one stands: most processes that load the
+// provider show none.
+class ProgressBars {
+ public:
+  ProgressBars() {
+    // Wine makes its classes of windows once in a process, and takes the lock of the loader for it. Unless that is
+    // over, comctl32 waits for it inside the loader while another thread that is at it waits for the loader.
+    GetDesktopWindow();
+    m_library = LoadLibraryExA("comctl32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+    if (m_library == nullptr) return;
+    const auto initialize = reinterpret_cast<decltype(&InitCommonControlsEx)>(
+        reinterpret_cast<void (*)()>(GetProcAddress(m_library, "InitCommonControlsEx")));
+    const INITCOMMONCONTROLSEX controls = {sizeof(controls), ICC_PROGRESS_CLASS};
+    if (initialize != nullptr) initialize(&controls);
+  }
+  ~ProgressBars() {
+    if (m_library != nullptr) FreeLibrary(m_library);
+  }
+  ProgressBars(const ProgressBars&) = delete;
+  ProgressBars& operator=(const ProgressBars&) = delete;
+
+ private:
+  HMODULE m_library = nullptr;
+};
+
+LONG HeightOf(HFONT font, HWND window) {
+  const HDC context = GetDC(window);
+  const HGDIOBJ before = SelectObject(context, font);
+  TEXTMETRICA metrics = {};
+  GetTextMetricsA(context, &metrics);
+  SelectObject(context, before);
+  ReleaseDC(window, context);
+  return metrics.tmHeight;
+}
+
+// Gives a control the font, and the height that one line of it takes, so that nothing of the text is cut off.
+void SetFont(HWND window, HFONT font) {
+  SendMessageA(window, WM_SETFONT, reinterpret_cast<WPARAM>(font), FALSE);
+  RECT size = {};
+  GetClientRect(window, &size);
+  const LONG height = HeightOf(font, window);
+  if (height <= size.bottom) return;
+  SetWindowPos(window, nullptr, 0, 0, size.right, height, SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+}  // namespace
+
+INT_PTR DialogWindow::Run(const DialogWindow* owner) {
+  std::optional<ProgressBars> progressBars;
+  if (m_controller.HasProgressBar()) progressBars.emplace();
+  // The result is kept here: the system hands on only 32 bits of it in places.
+  DialogBoxParamA(ResourceModule(), MAKEINTRESOURCEA(m_controller.GetResource()),
+                  owner != nullptr ? owner->m_window : nullptr, &Procedure, reinterpret_cast<LPARAM>(this));
+  if (m_failure) std::rethrow_exception(m_failure);
+  return m_result;
+}
+
+INT_PTR CALLBACK DialogWindow::Procedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
+  if (message == WM_INITDIALOG) {
+    reinterpret_cast<DialogWindow*>(lParam)->m_window = window;
+    SetWindowLongPtrA(window, DWLP_USER, lParam);
+  }
+  auto* const self = reinterpret_cast<DialogWindow*>(GetWindowLongPtrA(window, DWLP_USER));
+  return self == nullptr ? FALSE : self->OnMessage(message, wParam, lParam);
+}
+
+INT_PTR DialogWindow::OnMessage(UINT message, WPARAM wParam, LPARAM lParam) {
+  switch (message) {
+    case WM_INITDIALOG:
+      OnOpen();
+      return FALSE;  // the focus is set
+    case WM_COMMAND:
+      Deliver([&] { m_controller.OnCommand(*this, LOWORD(wParam), HIWORD(wParam)); });
+      return TRUE;
+    case WM_CTLCOLORSTATIC:
+      return OnDrawText(reinterpret_cast<HDC>(wParam), reinterpret_cast<HWND>(lParam));
+    default:
+      return FALSE;
+  }
+}
+
+void DialogWindow::OnOpen() {
+  Deliver([&] {
+    WatchControls();
+    m_controller.OnOpen(*this);
+    SetFonts();
+  });
+  // The system's own choice was made before the controller disabled controls.
+  if (!m_focused) SetFocus(GetNextDlgTabItem(m_window, nullptr, FALSE));
+}
+
+// The brush of the background, or null for all of the system's own.
+INT_PTR DialogWindow::OnDrawText(HDC context, HWND control) {
+  INT_PTR background = 0;
+  Deliver([&] {
+    COLORREF color = 0;
+    if (m_controller.GetTextColor(GetDlgCtrlID(control), color)) {
+      SetTextColor(context, color);
+      SetBkColor(context, GetSysColor(COLOR_BTNFACE));
+      background = reinterpret_cast<INT_PTR>(GetSysColorBrush(COLOR_BTNFACE));  // the system's, not to be freed
+    }
+  });
+  return background;
+}
+
+template <typename Visit>
+void DialogWindow::ForEachControl(Visit visit) {
+  for (HWND child = GetWindow(m_window, GW_CHILD); child != nullptr; child = GetWindow(child, GW_HWNDNEXT)) {
+    visit(child, GetDlgCtrlID(child));
+  }
+}
+
+void DialogWindow::WatchControls() {
+  ForEachControl([this](HWND window, int control) {
+    if (m_controller.WatchesInput(control)) m_watched.emplace_back(window, static_cast<InputListener&>(*this));
+  });
+}
+
+// A font that is only selected while the text is drawn does not reach every system's drawing.
+void DialogWindow::SetFonts() {
+  ForEachControl([this](HWND window, int control) {
+    DialogFont font;
+    if (m_controller.GetTextFont(control, font)) SetFont(window, m_fonts.Get(control, font));
+  });
+}
+
+void DialogWindow::OnInputBefore(int control, UINT message, WPARAM key) {
+  Deliver([&] { m_controller.BeforeInput(*this, control, message, key); });
+}
+
+void DialogWindow::OnInputBehind(int control, UINT message, WPARAM key) {
+  Deliver([&] { m_controller.AfterInput(*this, control, message, key); });
+}
+
+template <typename Event>
+void DialogWindow::Deliver(Event event) {
+  if (m_failure) return;
+  try {
+    event();
+  } catch (...) {
+    // No exception can pass through the window procedures of the system.
+    m_failure = std::current_exception();
+    EndDialog(m_window, -1);
+  }
+}
+
+void DialogWindow::SetTitle(const std::string& title) { SetWindowTextA(m_window, title.c_str()); }
+
+void DialogWindow::SetSmallIcon(int icon) {
+  const HANDLE handle = LoadImageA(ResourceModule(), MAKEINTRESOURCEA(icon), IMAGE_ICON, GetSystemMetrics(SM_CXSMICON),
+                                   GetSystemMetrics(SM_CYSMICON), LR_SHARED);
+  SendMessageA(m_window, WM_SETICON, ICON_SMALL, reinterpret_cast<LPARAM>(handle));
+}
+
+void DialogWindow::GrowBy(int pixels) {
+  RECT frame = {};
+  GetWindowRect(m_window, &frame);
+  SetWindowPos(m_window, nullptr, 0, 0, frame.right - frame.left, frame.bottom - frame.top + pixels,
+               SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void DialogWindow::End(INT_PTR result) {
+  m_result = result;
+  EndDialog(m_window, result);
+}
+
+std::string DialogWindow::GetText(int control) const {
+  // Read into the string itself: a PIN that is shown in plain must not lie in a second buffer.
+  std::string text(GetTextLength(control) + 1, '\0');
+  const int length = GetWindowTextA(Control(control), text.data(), static_cast<int>(text.size()));
+  text.resize(static_cast<std::size_t>(length));
+  return text;
+}
+
+void DialogWindow::SetText(int control, const std::string& text) { SetWindowTextA(Control(control), text.c_str()); }
+
+std::size_t DialogWindow::GetTextLength(int control) const {
+  return static_cast<std::size_t>(GetWindowTextLengthA(Control(control)));
+}
+
+void DialogWindow::Enable(int control, bool enabled) {
+  const HWND window = Control(control);
+  if (!enabled && window != nullptr && GetFocus() == window) SendMessageA(m_window, WM_NEXTDLGCTL, 0, FALSE);
+  EnableWindow(window, enabled ? TRUE : FALSE);
+}
+
+void DialogWindow::Show(int control, bool shown) { ShowWindow(Control(control), shown ? SW_SHOW : SW_HIDE); }
+
+void DialogWindow::Focus(int control) {
+  const HWND window = Control(control);
+  if (IsWindowEnabled(window) == FALSE) return;
+  m_focused = true;
+  SetFocus(window);
+}
+
+bool DialogWindow::IsChecked(int control) const { return IsDlgButtonChecked(m_window, control) == BST_CHECKED; }
+
+void DialogWindow::LimitText(int control, DWORD characters) { Send(control, EM_LIMITTEXT, characters, 0); }
+
+TextSelection DialogWindow::GetSelection(int control) const {
+  DWORD start = 0;
+  DWORD end = 0;
+  Send(control, EM_GETSEL, reinterpret_cast<WPARAM>(&start), reinterpret_cast<LPARAM>(&end));
+  return {start, end};
+}
+
+void DialogWindow::Select(int control, TextSelection selection) {
+  Send(control, EM_SETSEL, selection.start, static_cast<LPARAM>(selection.end));
+}
+
+void DialogWindow::ScrollToCaret(int control) { Send(control, EM_SCROLLCARET, 0, 0); }
+
+void DialogWindow::SendKey(int control, UINT message, WPARAM key) { Send(control, message, key, 1); }
+
+bool DialogWindow::IsKeyDown(int virtualKey) const { return GetKeyState(virtualKey) < 0; }
+
+void DialogWindow::SetRange(int control, int lowest, int highest) {
+  Send(control, PBM_SETRANGE32, static_cast<WPARAM>(lowest), highest);
+}
+
+void DialogWindow::SetPosition(int control, int position) {
+  Send(control, PBM_SETPOS, static_cast<WPARAM>(position), 0);
+}
+
+void DialogWindow::AddItem(int control, const std::string& text) {
+  Send(control, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text.c_str()));
+}
+
+void DialogWindow::SelectItem(int control, int index) { Send(control, CB_SETCURSEL, static_cast<WPARAM>(index), 0); }
+
+HWND DialogWindow::Control(int control) const { return GetDlgItem(m_window, control); }
+
+LRESULT DialogWindow::Send(int control, UINT message, WPARAM wParam, LPARAM lParam) const {
+  return SendDlgItemMessageA(m_window, control, message, wParam, lParam);
+}

@@ -1,0 +1,41 @@
+#include <chrono>
+#include <future>
+#include <gtest/gtest.h>
+#include <thread>
+#include <vector>
+
+#include "cryptoki/LoginTurn.h"
+
+namespace {
+
+TEST(LoginTurnTest, OneThreadAtATimeHasIt) {
+  int inside = 0;
+  int most = 0;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int round = 0; round < 200; ++round) {
+        const LoginTurn turn;
+        ++inside;
+        most = inside > most ? inside : most;
+        --inside;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(1, most);
+}
+
+TEST(LoginTurnTest, APausedTurnIsAnotherThreadsUntilThePauseIsOver) {
+  LoginTurn turn;
+  {
+    const LoginTurn::Pause pause(turn);
+    std::async(std::launch::async, [] { const LoginTurn other; }).get();
+  }
+  auto waiting = std::async(std::launch::async, [] { const LoginTurn other; });
+  EXPECT_EQ(std::future_status::timeout, waiting.wait_for(std::chrono::milliseconds(20)));
+  const LoginTurn::Pause pause(turn);
+  waiting.get();
+}
+
+}  // namespace

@@ -1,0 +1,496 @@
+#include <boost/make_shared.hpp>
+#include <future>
+#include <gtest/gtest.h>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "AnsweringSession.h"
+#include "HeapWatch.h"
+#include "LogTest.h"
+#include "ScriptedDialogs.h"
+#include "ScriptedModule.h"
+#include "cryptoki/LoginTurn.h"
+#include "cryptoki/Token.h"
+#include "dialogs/CLoginEX.h"
+
+namespace {
+
+constexpr int kLogin = 1001;
+constexpr int kEdit = 1002;
+constexpr int kCancel = 1087;
+constexpr int kStatus = 1092;
+
+class OpenLogin : public CLoginEX {
+ public:
+  using CLoginEX::OnWrongPIN;
+  using CLoginEX::ReadPIN;
+};
+
+std::string Entered() { return Line("Enter Login") + Line("Session Login"); }
+
+class CLoginEXTest : public LogTest {
+ protected:
+  CLoginEXTest() {
+    m_dialog.SetSession(&m_session);
+    m_dialog.SetTokenLabel("TELVO Token");
+    m_dialog.SetTokenFlags(0x400);
+    m_dialog.AttachPINCache(m_cache);
+    m_dialog.SetPINLimits(4, 16);
+  }
+
+  // What of the log is the dialog's own. The cache logs between these lines.
+  std::string TakeDialogLog() {
+    std::string own;
+    const std::string log = TakeLog();
+    for (std::size_t start = 0, end = 0; start < log.size(); start = end + 1) {
+      end = log.find('\n', start);
+      const std::string line = log.substr(start, end + 1 - start);
+      bool ofTheCache = false;
+      for (const char* text : {"SetPINCache", "Checking", "PINCACHE", "PIN set", "PIN Cache contains", "GetPINCache"}) {
+        ofTheCache = ofTheCache || line.rfind(text, 0) == 0;
+      }
+      if (!ofTheCache) own += line;
+    }
+    return own;
+  }
+
+  ScriptedDialogs m_dialogs;
+  AnsweringSession m_session;
+  boost::shared_ptr<CTELVOPINCache> m_cache = boost::make_shared<CTELVOPINCache>();
+  OpenLogin m_dialog;
+};
+
+// --- Opening
+
+TEST_F(CLoginEXTest, OpensWithTheLabelInItsTitleAndNothingToLogInWith) {
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    EXPECT_EQ(119, dialog.GetResource());
+    EXPECT_EQ("Enter PIN for TELVO Token", dialog.GetTitle());
+    EXPECT_EQ(112, dialog.GetSmallIcon());
+    EXPECT_EQ(16U, dialog.GetTextLimit(kEdit));
+    EXPECT_FALSE(dialog.IsEnabled(kLogin));
+    EXPECT_TRUE(dialog.IsEnabled(kEdit));
+    EXPECT_EQ(kEdit, dialog.GetFocus());
+    EXPECT_EQ("", dialog.GetText(kStatus));
+    EXPECT_FALSE(dialog.Click(kLogin));
+    dialog.Cancel();
+  });
+  EXPECT_EQ(2, m_dialog.DoModal());
+  EXPECT_EQ("", TakeLog());
+}
+
+TEST_F(CLoginEXTest, KeepsTheTitleOfTheTemplateForAnEmptyLabel) {
+  m_dialog.SetTokenLabel("");
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    EXPECT_EQ("Enter PIN for <Token Name>", dialog.GetTitle());
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+}
+
+TEST_F(CLoginEXTest, DrawsTheStatusLineRedAndBoldAndNothingElse) {
+  COLORREF color = 0;
+  DialogFont font;
+  EXPECT_TRUE(m_dialog.GetTextColor(kStatus, color));
+  EXPECT_EQ(250U, color);
+  EXPECT_TRUE(m_dialog.GetTextFont(kStatus, font));
+  EXPECT_EQ(16, font.height);
+  EXPECT_EQ(700, font.weight);
+  EXPECT_STREQ("Arial", font.face);
+  EXPECT_FALSE(m_dialog.GetTextColor(1091, color));
+  EXPECT_FALSE(m_dialog.GetTextFont(1091, font));
+}
+
+TEST_F(CLoginEXTest, WatchesTheEditAlone) {
+  EXPECT_TRUE(m_dialog.WatchesInput(kEdit));
+  EXPECT_FALSE(m_dialog.WatchesInput(kLogin));
+}
+
+// --- Cancel
+
+TEST_F(CLoginEXTest, TheCancelButtonEndsWithTwo) {
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "1234");
+    EXPECT_TRUE(dialog.Click(kCancel));
+  });
+  EXPECT_EQ(2, m_dialog.DoModal());
+  EXPECT_TRUE(m_session.pins.empty());
+  EXPECT_EQ(0, m_cache->IsPINSet());
+}
+
+// --- A login
+
+TEST_F(CLoginEXTest, ARightPinLogsInAndIsCached) {
+  m_dialogs.OnNext(EnterPIN("1234"));
+  EXPECT_EQ(1, m_dialog.DoModal());
+  EXPECT_EQ(std::vector<std::string>{"1234"}, m_session.pins);
+  EXPECT_EQ(CK_USER_TYPE{1}, m_session.userType);
+  EXPECT_EQ(Line("Enter Login") + Line("Session Login") + Line("Set window text") + Line("Check PIN cache") +
+                Line("Set PIN cache") + Line("SetPINCache - ENTER") + Line("Checking PINCACHE registry key") +
+                Line("PINCACHE is enabled") + Line("Checking PIN buffers") + Line("PIN set") +
+                Line("SetPINCache - EXIT"),
+            TakeLog());
+  EXPECT_EQ("1234", PINOf(*m_cache));
+}
+
+TEST_F(CLoginEXTest, WithoutACacheNothingIsCached) {
+  m_dialog.AttachPINCache({});
+  m_dialogs.OnNext(EnterPIN("1234"));
+  EXPECT_EQ(1, m_dialog.DoModal());
+  EXPECT_EQ(Entered() + Line("Set window text") + Line("Check PIN cache"), TakeLog());
+}
+
+TEST_F(CLoginEXTest, ThePinNeverStandsInTheWindow) {
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "1234");
+    EXPECT_EQ("****", dialog.GetText(kEdit));
+    dialog.Press(kEdit, VK_BACK);
+    dialog.Type(kEdit, "5");
+    dialog.Click(kLogin);
+    EXPECT_TRUE(dialog.ShowedOnlyAsterisks(kEdit));
+  });
+  m_dialog.DoModal();
+  EXPECT_EQ(std::vector<std::string>{"1235"}, m_session.pins);
+}
+
+TEST_F(CLoginEXTest, APinOfEightCharactersLogsIn) {
+  m_dialogs.OnNext(EnterPIN("12345678"));
+  EXPECT_EQ(1, m_dialog.DoModal());
+  EXPECT_EQ(std::vector<std::string>{"12345678"}, m_session.pins);
+}
+
+TEST_F(CLoginEXTest, APinOfNineCharactersEndsTheDialogWithAnInternalError) {
+  m_dialogs.OnNext(EnterPIN("123456789"));
+  EXPECT_EQ(INT_PTR{0x8009002D}, m_dialog.DoModal());
+  EXPECT_TRUE(m_session.pins.empty());
+  EXPECT_EQ("", TakeLog());
+}
+
+TEST_F(CLoginEXTest, TheEditTakesNoMoreThanTheTokensLongestPin) {
+  m_dialog.SetPINLimits(4, 6);
+  m_dialogs.OnNext(EnterPIN("12345678"));
+  EXPECT_EQ(1, m_dialog.DoModal());
+  EXPECT_EQ(std::vector<std::string>{"123456"}, m_session.pins);
+}
+
+TEST_F(CLoginEXTest, TheShortestLengthIsNotLookedAt) {
+  m_dialogs.OnNext(EnterPIN("1"));
+  EXPECT_EQ(1, m_dialog.DoModal());
+  EXPECT_EQ(std::vector<std::string>{"1"}, m_session.pins);
+}
+
+TEST_F(CLoginEXTest, WithoutASessionTheLoginButtonDoesNothing) {
+  m_dialog.SetSession(nullptr);
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "1234");
+    EXPECT_TRUE(dialog.Click(kLogin));
+    EXPECT_FALSE(dialog.HasEnded());
+    EXPECT_EQ("", dialog.GetText(kStatus));
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+  EXPECT_EQ("", TakeLog());
+}
+
+// --- An empty PIN
+
+TEST_F(CLoginEXTest, AnEditThatWasEmptiedAgainAsksForAPin) {
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "1");
+    EXPECT_TRUE(dialog.IsEnabled(kLogin));
+    dialog.Press(kEdit, VK_BACK);
+    EXPECT_TRUE(dialog.IsEnabled(kLogin));
+    EXPECT_TRUE(dialog.Click(kLogin));
+    EXPECT_EQ("Please Enter PIN Value!", dialog.GetText(kStatus));
+    EXPECT_EQ(kEdit, dialog.GetFocus());
+    EXPECT_FALSE(dialog.HasEnded());
+    dialog.Cancel();
+  });
+  EXPECT_EQ(2, m_dialog.DoModal());
+  EXPECT_TRUE(m_session.pins.empty());
+}
+
+TEST_F(CLoginEXTest, AnEmptyPinIsAskedForAlsoWithoutASession) {
+  m_dialog.SetSession(nullptr);
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "1");
+    dialog.Press(kEdit, VK_BACK);
+    dialog.Click(kLogin);
+    EXPECT_EQ("Please Enter PIN Value!", dialog.GetText(kStatus));
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+}
+
+TEST_F(CLoginEXTest, ASecondRunStartsEmpty) {
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "12345678");
+    dialog.Cancel();
+  });
+  EXPECT_EQ(2, m_dialog.DoModal());
+  m_dialogs.OnNext(EnterPIN("5678"));
+  EXPECT_EQ(1, m_dialog.DoModal());
+  EXPECT_EQ(std::vector<std::string>{"5678"}, m_session.pins);
+}
+
+// --- A wrong PIN
+
+TEST_F(CLoginEXTest, ACountOfThreeIsShownAndTheDialogStays) {
+  m_session.Fail(3);
+  m_dialogs.OnNext([this](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "0000");
+    dialog.Click(kLogin);
+    EXPECT_EQ("Incorrect PIN, 3 trials left", dialog.GetText(kStatus));
+    EXPECT_TRUE(dialog.IsEnabled(kEdit));
+    EXPECT_TRUE(dialog.IsEnabled(kLogin));
+    EXPECT_EQ("****", dialog.GetText(kEdit));
+    EXPECT_EQ(Entered() + Line("Catch Cryptoki error") + Line("Wrong PIN") + Line("Load string") +
+                  Line("There are retries left"),
+              TakeLog());
+    dialog.Cancel();
+  });
+  EXPECT_EQ(2, m_dialog.DoModal());
+  EXPECT_EQ(0, m_cache->IsPINSet());
+}
+
+TEST_F(CLoginEXTest, ARightPinBehindAWrongOneClearsTheStatusLine) {
+  m_session.Fail(2);
+  m_dialogs.OnNext([this](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "0000");
+    dialog.Click(kLogin);
+    m_session.answer = nullptr;
+    for (int i = 0; i < 4; ++i) dialog.Press(kEdit, VK_BACK);
+    dialog.Type(kEdit, "1234");
+    dialog.Click(kLogin);
+    EXPECT_EQ("", dialog.GetText(kStatus));
+  });
+  EXPECT_EQ(1, m_dialog.DoModal());
+  EXPECT_EQ((std::vector<std::string>{"0000", "1234"}), m_session.pins);
+  EXPECT_EQ("1234", PINOf(*m_cache));
+}
+
+struct CountCase {
+  DWORD code;
+  const char* status;
+};
+
+class TriesLeftTest : public CLoginEXTest, public ::testing::WithParamInterface<CountCase> {};
+
+TEST_P(TriesLeftTest, AreTheResultOfTheLogin) {
+  m_session.Fail(GetParam().code);
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "0000");
+    dialog.Click(kLogin);
+    EXPECT_EQ(GetParam().status, dialog.GetText(kStatus));
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+}
+
+INSTANTIATE_TEST_SUITE_P(Counts, TriesLeftTest,
+                         ::testing::Values(CountCase{1, "Incorrect PIN, 1 trials left"},
+                                           CountCase{2, "Incorrect PIN, 2 trials left"},
+                                           CountCase{13, "Incorrect PIN, 13 trials left"},
+                                           CountCase{14, "Incorrect PIN, 14 trials left"}),
+                         [](const auto& row) { return std::to_string(row.param.code); });
+
+class FailingLoginTest : public CLoginEXTest, public ::testing::WithParamInterface<DWORD> {};
+
+TEST_P(FailingLoginTest, EndsTheDialogWithAFailure) {
+  m_session.Fail(GetParam());
+  m_dialogs.OnNext(EnterPIN("1234"));
+  EXPECT_EQ(INT_PTR{0x80090020}, m_dialog.DoModal());
+  EXPECT_EQ(Entered() + Line("Catch Cryptoki error") + Line("NTE_FAIL"), TakeLog());
+  EXPECT_EQ(0, m_cache->IsPINSet());
+}
+
+INSTANTIATE_TEST_SUITE_P(Codes, FailingLoginTest, ::testing::Values(0, 15, 16, 0x30, 0x32, 0xA0, 0xA1, 0xB3, 0xE0),
+                         [](const auto& row) { return std::to_string(row.param); });
+
+TEST_F(CLoginEXTest, ALockedPinLeavesNothingButCancel) {
+  m_session.Fail(CKR_PIN_LOCKED);
+  m_dialogs.OnNext([this](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "0000");
+    dialog.Click(kLogin);
+    EXPECT_EQ("PIN Locked", dialog.GetText(kStatus));
+    EXPECT_FALSE(dialog.IsEnabled(kEdit));
+    EXPECT_FALSE(dialog.IsEnabled(kLogin));
+    EXPECT_FALSE(dialog.HasEnded());
+    EXPECT_EQ(Entered() + Line("Catch Cryptoki error") + Line("Pin is locked"), TakeLog());
+    EXPECT_TRUE(dialog.Click(kCancel));
+  });
+  EXPECT_EQ(2, m_dialog.DoModal());
+}
+
+TEST_F(CLoginEXTest, ACountOfZeroWouldBeALockedPin) {
+  m_dialogs.OnNext([this](ScriptedDialog& dialog) {
+    EXPECT_EQ(0x8010006CU, m_dialog.OnWrongPIN(dialog, 0));
+    EXPECT_EQ("PIN Locked", dialog.GetText(kStatus));
+    EXPECT_FALSE(dialog.IsEnabled(kEdit));
+    EXPECT_FALSE(dialog.IsEnabled(kLogin));
+    EXPECT_EQ(Line("Wrong PIN") + Line("Load string") + Line("PIN is locked"), TakeLog());
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+}
+
+TEST_F(CLoginEXTest, AUserWhoIsLoggedInAlreadyCountsAsLoggedIn) {
+  m_session.Fail(CKR_USER_ALREADY_LOGGED_IN);
+  m_dialogs.OnNext(EnterPIN("1234"));
+  EXPECT_EQ(1, m_dialog.DoModal());
+  EXPECT_EQ(Entered() + Line("Catch Cryptoki error") + Line("User already logged in") + Line("Set PIN cache"),
+            TakeDialogLog());
+  EXPECT_EQ("1234", PINOf(*m_cache));
+}
+
+TEST_F(CLoginEXTest, AUserWhoIsLoggedInAlreadyNeedsNoCache) {
+  m_dialog.AttachPINCache({});
+  m_session.Fail(CKR_USER_ALREADY_LOGGED_IN);
+  m_dialogs.OnNext(EnterPIN("1234"));
+  EXPECT_EQ(1, m_dialog.DoModal());
+  EXPECT_EQ(Entered() + Line("Catch Cryptoki error") + Line("User already logged in"), TakeLog());
+}
+
+TEST_F(CLoginEXTest, AnyOtherExceptionLeavesTheRun) {
+  m_session.answer = [] { throw std::runtime_error("card on fire"); };
+  m_dialogs.OnNext(EnterPIN("1234"));
+  EXPECT_THROW(m_dialog.DoModal(), std::runtime_error);
+  EXPECT_EQ(Entered(), TakeLog());
+}
+
+// --- Memory
+
+class LoginMemoryTest : public CLoginEXTest, public ::testing::WithParamInterface<DWORD> {};
+
+TEST_P(LoginMemoryTest, ThePinsBufferIsWiped) {
+  std::unique_ptr<HeapWatch> watch;
+  m_session.answer = [&] {
+    watch = std::make_unique<HeapWatch>(m_session.pinBuffer, 4);
+    if (GetParam() != CKR_OK) throw CryptokiError(GetParam());
+  };
+  m_dialogs.OnNext([&](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "1234");
+    dialog.Click(kLogin);
+    EXPECT_TRUE(watch->WasReleased());
+    EXPECT_TRUE(watch->WasWiped());
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+}
+
+INSTANTIATE_TEST_SUITE_P(Results, LoginMemoryTest, ::testing::Values(0, 3, 0xA4, 0x100, 0x30),
+                         [](const auto& row) { return std::to_string(row.param); });
+
+TEST_F(CLoginEXTest, ThePinsBufferIsWipedWhenAnExceptionLeavesTheLogin) {
+  std::unique_ptr<HeapWatch> watch;
+  m_session.answer = [&] {
+    watch = std::make_unique<HeapWatch>(m_session.pinBuffer, 4);
+    throw std::runtime_error("card on fire");
+  };
+  m_dialogs.OnNext(EnterPIN("1234"));
+  EXPECT_THROW(m_dialog.DoModal(), std::runtime_error);
+  EXPECT_TRUE(watch->WasWiped());
+}
+
+// --- The turn of a login
+
+TEST_F(CLoginEXTest, NobodyElseTakesTheTurnWhileTheSessionLogsIn) {
+  std::vector<std::string> order;
+  std::thread other;
+  m_session.answer = [&] {
+    std::promise<void> started;
+    other = std::thread([&] {
+      started.set_value();
+      const LoginTurn turn;
+      order.emplace_back("other");
+    });
+    started.get_future().wait();
+    order.emplace_back("login");
+  };
+  m_dialogs.OnNext(EnterPIN("1234"));
+  m_dialog.DoModal();
+  other.join();
+  EXPECT_EQ((std::vector<std::string>{"login", "other"}), order);
+}
+
+TEST_F(CLoginEXTest, TheTurnIsFreeWhileTheDialogStands) {
+  m_session.Fail(3);
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "1234");
+    dialog.Click(kLogin);
+    std::async(std::launch::async, [] { const LoginTurn turn; }).get();
+    dialog.Cancel();
+  });
+  EXPECT_EQ(2, m_dialog.DoModal());
+}
+
+// --- Reading the PIN
+
+TEST_F(CLoginEXTest, ReadingThePinWithoutALengthIsAnInvalidParameter) {
+  m_dialogs.OnNext([this](ScriptedDialog& dialog) {
+    BYTE out[8] = {};
+    EXPECT_EQ(0x80090027U, m_dialog.ReadPIN(dialog, out, nullptr));
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+}
+
+TEST_F(CLoginEXTest, ReadingThePinTellsItsLengthAndCopiesItWhereThereIsAnOutput) {
+  m_dialogs.OnNext([this](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "12345678");
+    DWORD length = 0;
+    EXPECT_EQ(0U, m_dialog.ReadPIN(dialog, nullptr, &length));
+    EXPECT_EQ(8U, length);
+    BYTE out[8] = {};
+    EXPECT_EQ(0U, m_dialog.ReadPIN(dialog, out, &length));
+    EXPECT_EQ("12345678", std::string(out, out + 8));
+    dialog.Type(kEdit, "9");
+    length = 77;
+    EXPECT_EQ(0x8009002DU, m_dialog.ReadPIN(dialog, out, &length));
+    EXPECT_EQ(77U, length);
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+}
+
+// --- With a module
+
+TEST_F(CLoginEXTest, CountsTheTriesOfATokenDownToTheLock) {
+  const auto module = boost::make_shared<ScriptedModule>();
+  module->InsertToken("Reader A");
+  Token token(0);
+  token.SetCryptoki(module);
+  Session session = token.OpenSession(CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr);
+  module->ForgetCalls();
+  m_dialog.SetSession(&session);
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "0000");
+    dialog.Click(kLogin);
+    EXPECT_EQ("Incorrect PIN, 2 trials left", dialog.GetText(kStatus));
+    dialog.Click(kLogin);
+    EXPECT_EQ("Incorrect PIN, 1 trials left", dialog.GetText(kStatus));
+    dialog.Click(kLogin);
+    EXPECT_EQ("PIN Locked", dialog.GetText(kStatus));
+    dialog.Cancel();
+  });
+  EXPECT_EQ(2, m_dialog.DoModal());
+  EXPECT_EQ((Calls{"C_LoginExtended(1, user 1, 0000)", "C_LoginExtended(1, user 1, 0000)",
+                   "C_LoginExtended(1, user 1, 0000)"}),
+            module->TakeCalls());
+}
+
+TEST_F(CLoginEXTest, WithoutADisplayTheDialogEndsWithMinusOne) {
+  class NoDisplay : public DialogHost {
+   public:
+    INT_PTR Run(DialogController& /*controller*/) override { return -1; }
+  };
+  NoDisplay none;
+  DialogHost* before = SetDialogHost(&none);
+  EXPECT_EQ(-1, m_dialog.DoModal());
+  SetDialogHost(before);
+}
+
+}  // namespace
