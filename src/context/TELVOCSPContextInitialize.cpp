@@ -158,6 +158,7 @@ void TELVOCSPContext::OpenNamedReader(Slot& slot) {
   try {
     m_token = slot.GetToken();
     OpenSession("\nOpening Session");
+    ForgetObjects();
     g_contextLog.WriteLine("\nRetrieving Objects");
     m_objects = m_session->FindAllObjects();
     g_contextLog.WriteLine("\nObjects Retrieved");

@@ -60,13 +60,18 @@ ScriptedModule::~ScriptedModule() = default;
 
 ScriptedToken& ScriptedModule::InsertToken(const std::string& reader) {
   const std::lock_guard<std::recursive_mutex> lock(m_mutex);
-  auto found = std::find_if(m_readers.begin(), m_readers.end(), [&](const Reader& r) { return r.name == reader; });
-  if (found == m_readers.end()) {
-    AddEmptyReader(reader);
-    found = m_readers.end() - 1;
-  }
+  const auto found =
+      std::find_if(m_readers.begin(), m_readers.end(), [&](const Reader& r) { return r.name == reader; });
+  if (found == m_readers.end()) return AddReader(reader);
   found->hasToken = true;
   return found->token;
+}
+
+ScriptedToken& ScriptedModule::AddReader(const std::string& reader) {
+  const std::lock_guard<std::recursive_mutex> lock(m_mutex);
+  AddEmptyReader(reader);
+  m_readers.back().hasToken = true;
+  return m_readers.back().token;
 }
 
 void ScriptedModule::AddEmptyReader(const std::string& reader) {

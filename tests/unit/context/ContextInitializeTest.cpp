@@ -322,6 +322,23 @@ TEST_F(ContextInitializeTest, APrivateKeyWithoutItsPublicKeyDoesNotOutliveTheSes
   EXPECT_CONTEXT_ERROR(NTE_NO_KEY, "Key Pair does not exist", m_context.GetKeyBits());
 }
 
+// The handle would name another object in the session of the second token.
+TEST_F(ContextInitializeTest, APublicKeyDoesNotOutliveTheSessionOfItsTokenInAReaderOfTheSameName) {
+  m_module.AddReader("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
+  m_module.AddReader("Reader A").Add(PublicKeyObject(Text("other"), Counting(128, 0x81)));
+  Initialize("one", 0);
+  EXPECT_EQ(2U, m_module.OpenSessions());
+  EXPECT_EQ(kNothingFound, Found());
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+}
+
+TEST_F(ContextInitializeTest, BehindAPublicKeyAloneAReaderOfTheSameNameIsTaken) {
+  m_module.AddReader("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
+  AddContainer(m_module.AddReader("Reader A"), Text("one"));
+  Initialize("one", 0);
+  EXPECT_EQ("111", Found());
+}
+
 TEST_F(ContextInitializeTest, TheCertificatesOfTheTokenVisitedLastAreEnumeratedAlsoWhenTheContainerIsNowhere) {
   AddContainer(m_module.InsertToken("Reader A"), Text("other"));
   AddContainer(m_module.InsertToken("Reader B"), Text("another"));
