@@ -1,6 +1,8 @@
 #include <cstdlib>
 #include <ctime>
 #include <gtest/gtest.h>
+#include <set>
+#include <vector>
 
 #include "ContextTest.h"
 #include "Expect.h"
@@ -56,6 +58,38 @@ TEST_F(CCSPContextListTest, TheHandleIsTheFirstNumberOfAGeneratorSeededWithTheTi
     handle = list.AddContext(context);
   }
   EXPECT_EQ(expected, handle);
+}
+
+TEST_F(CCSPContextListTest, ContextsOfTheSameSecondGetTheGeneratorsNumbersOneBehindTheOther) {
+  constexpr int kContexts = 5;
+  std::vector<DWORD> handles;
+  std::vector<DWORD> expected(kContexts, 1);
+  // Once more when a second ends in between.
+  for (int attempt = 0; attempt < 3 && handles != expected; ++attempt) {
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    for (DWORD& number : expected) number = static_cast<DWORD>(std::rand()) % 0xFFFFFFFF;
+    CCSPContextList list;
+    handles.clear();
+    for (int i = 0; i < kContexts; ++i) {
+      TELVOCSPContext context(nullptr);
+      handles.push_back(list.AddContext(context));
+    }
+  }
+  EXPECT_EQ(expected, handles);
+}
+
+TEST_F(CCSPContextListTest, ThousandsOfContextsHaveHandlesOfTheirOwnAndEachIsFoundUntilItIsRemoved) {
+  constexpr std::size_t kContexts = 3000;
+  TELVOCSPContext context(nullptr);
+  std::vector<DWORD> handles(kContexts);
+  for (DWORD& handle : handles) handle = m_list.AddContext(context);
+  EXPECT_EQ(kContexts, std::set<DWORD>(handles.begin(), handles.end()).size());
+  for (const DWORD handle : handles) {
+    ASSERT_EQ(handle, m_list.FindContext(handle)->GetHandle());
+    context.SetHandle(handle);
+    m_list.RemoveContext(context);
+    EXPECT_ANY_THROW(m_list.FindContext(handle));
+  }
 }
 
 TEST_F(CCSPContextListTest, AnUnknownHandleIsBad) {
