@@ -123,6 +123,7 @@ class ScriptedModule : public CryptokiInterface {
     CK_ULONG deviceError = 0;
     bool searching = false;
     std::vector<CK_OBJECT_HANDLE> found;
+    std::vector<CK_OBJECT_HANDLE> objects;  // its own, which go with it
     ActiveOperation operations[kOperations];
   };
 

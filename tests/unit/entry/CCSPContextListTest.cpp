@@ -6,6 +6,7 @@
 
 #include "ContextTest.h"
 #include "Expect.h"
+#include "WaitingLogin.h"
 #include "entry/CCSPContextList.h"
 
 namespace {
@@ -150,6 +151,26 @@ TEST_F(CCSPContextListTest, TheLastOwnersSessionIsClosedOnRemoval) {
   sameHandle.SetHandle(handle);
   m_list.RemoveContext(sameHandle);
   EXPECT_EQ(Calls{"C_CloseSession(1)"}, m_module.TakeCalls());
+}
+
+TEST_F(CCSPContextListTest, WhileASessionIsClosedTheListIsFreeAndNoOtherThreadReadsItsObjects) {
+  DWORD handle = 0;
+  {
+    const auto context = Acquire("one");
+    handle = m_list.AddContext(*context);
+  }
+  TELVOCSPContext other(nullptr);
+  const DWORD otherHandle = m_list.AddContext(other);
+  WaitingLogin login;
+  m_module.BeforeNext("C_CloseSession", [&] {
+    login.Ask();
+    EXPECT_EQ(otherHandle,
+              std::async(std::launch::async, [&] { return m_list.FindContext(otherHandle)->GetHandle(); }).get());
+  });
+  TELVOCSPContext sameHandle(nullptr);
+  sameHandle.SetHandle(handle);
+  m_list.RemoveContext(sameHandle);
+  EXPECT_TRUE(login.HadToWait());
 }
 
 TEST_F(CCSPContextListTest, ASharedSessionStaysOpenOnRemoval) {

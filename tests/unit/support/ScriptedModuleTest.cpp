@@ -140,6 +140,18 @@ TEST_F(ScriptedModuleTest, FinalizeEndsSessionsAndLogins) {
   EXPECT_FALSE(m_token.loggedIn);
 }
 
+TEST_F(ScriptedModuleTest, AnObjectOfASessionGoesWithItAndOneOfTheTokenStays) {
+  for (const bool onToken : {false, true}) {
+    CK_BBOOL flag = onToken ? CK_TRUE : CK_FALSE;
+    CK_ATTRIBUTE attributes[] = {{CKA_TOKEN, &flag, sizeof(flag)}};
+    CK_OBJECT_HANDLE object = 0;
+    EXPECT_EQ(CKR_OK, m_module.C_CreateObject(m_session, attributes, 1, &object));
+  }
+  m_module.C_CloseSession(m_session);
+  EXPECT_EQ(0U, m_token.objects.count(1));
+  EXPECT_EQ(1U, m_token.objects.count(2));
+}
+
 TEST_F(ScriptedModuleTest, ReadersOfOneNameHaveTokensOfTheirOwn) {
   ScriptedToken& second = m_module.AddReader("Reader A");
   EXPECT_NE(&m_token, &second);
