@@ -28,36 +28,6 @@ timespec After(DWORD milliseconds) {
   return time;
 }
 
-// A thread is terminated while one of these lives, and nowhere else: opening or writing a file would end it as well,
-// and that happens below functions that let no unwinding through.
-class MayBeTerminated {
- public:
-  MayBeTerminated() { pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &m_before); }
-  ~MayBeTerminated() { pthread_setcancelstate(m_before, nullptr); }
-  MayBeTerminated(const MayBeTerminated&) = delete;
-  MayBeTerminated& operator=(const MayBeTerminated&) = delete;
-
- private:
-  int m_before = PTHREAD_CANCEL_DISABLE;
-};
-
-// Waits until reached(), which is called under the lock, at most `milliseconds`; returns whether it came to that.
-template <typename Reached>
-bool WaitUntil(Reached reached, DWORD milliseconds) {
-  const MayBeTerminated mayBeTerminated;
-  const timespec end = After(milliseconds == INFINITE ? 0 : milliseconds);
-  const std::lock_guard<std::mutex> lock(g_stateMutex);
-  while (!reached()) {
-    if (milliseconds == INFINITE) {
-      pthread_cond_wait(&g_stateChanged, g_stateMutex.native_handle());
-    } else if (pthread_cond_clockwait(&g_stateChanged, g_stateMutex.native_handle(), CLOCK_MONOTONIC, &end) ==
-               ETIMEDOUT) {
-      return reached();
-    }
-  }
-  return true;
-}
-
 // A state that is set once: what an event of manual reset and a thread have in common.
 class Signal {
  public:
@@ -71,6 +41,31 @@ class Signal {
  private:
   bool m_set = false;
 };
+
+// What ends a thread that is terminated. Code that catches everything may swallow it; the next sleep or wait of the
+// thread throws it again. The cancelling of pthreads must not be swallowed, and acts in every call that may block.
+struct Terminated {};
+
+// Set when the running thread is to end; null on a thread that CreateThread did not start.
+thread_local const Signal* t_terminated = nullptr;
+
+// Waits until reached(), which is called under the lock, at most `milliseconds`; returns whether it came to that. A
+// thread is terminated here and nowhere else.
+template <typename Reached>
+bool WaitUntil(Reached reached, DWORD milliseconds) {
+  const timespec end = After(milliseconds == INFINITE ? 0 : milliseconds);
+  const std::lock_guard<std::mutex> lock(g_stateMutex);
+  while (true) {
+    if (t_terminated != nullptr && t_terminated->IsSet()) throw Terminated();
+    if (reached()) return true;
+    if (milliseconds == INFINITE) {
+      pthread_cond_wait(&g_stateChanged, g_stateMutex.native_handle());
+    } else if (pthread_cond_clockwait(&g_stateChanged, g_stateMutex.native_handle(), CLOCK_MONOTONIC, &end) ==
+               ETIMEDOUT) {
+      return reached();
+    }
+  }
+}
 
 class SignalledHandle : public HostHandle {
  public:
@@ -98,11 +93,11 @@ class Thread final : public SignalledHandle {
   ~Thread() {
     if (m_started && !m_joined) pthread_detach(m_thread);
   }
-  const Signal& GetSignal() const override { return *m_ended; }
+  const Signal& GetSignal() const override { return m_state->ended; }
   void Close() override { const std::unique_ptr<Thread> owned(this); }
 
   bool Start(LPTHREAD_START_ROUTINE routine, LPVOID argument) {
-    auto start = std::make_unique<StartRecord>(StartRecord{routine, argument, m_ended});
+    auto start = std::make_unique<StartRecord>(StartRecord{routine, argument, m_state});
     m_started = pthread_create(&m_thread, nullptr, &Run, start.get()) == 0;
     if (m_started) static_cast<void>(start.release());  // the thread's now
     return m_started;
@@ -110,16 +105,20 @@ class Thread final : public SignalledHandle {
 
   void Terminate() {
     if (m_joined) return;
-    pthread_cancel(m_thread);
+    m_state->terminated.Set();
     pthread_join(m_thread, nullptr);
     m_joined = true;
   }
 
  private:
+  struct State {
+    Signal terminated;
+    Signal ended;
+  };
   struct StartRecord {
     LPTHREAD_START_ROUTINE routine;
     LPVOID argument;
-    std::shared_ptr<Signal> ended;
+    std::shared_ptr<State> state;
   };
   struct SetAtEnd {
     Signal& signal;
@@ -128,13 +127,17 @@ class Thread final : public SignalledHandle {
 
   static void* Run(void* argument) {
     const std::unique_ptr<StartRecord> start(static_cast<StartRecord*>(argument));
-    const SetAtEnd setAtEnd{*start->ended};  // also of a thread that is terminated
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
-    start->routine(start->argument);
+    const SetAtEnd setAtEnd{start->state->ended};
+    t_terminated = &start->state->terminated;
+    try {
+      start->routine(start->argument);
+    } catch (const Terminated&) {
+      // This is its end.
+    }
     return nullptr;
   }
 
-  std::shared_ptr<Signal> m_ended = std::make_shared<Signal>();
+  std::shared_ptr<State> m_state = std::make_shared<State>();
   pthread_t m_thread = {};
   bool m_started = false;
   bool m_joined = false;
@@ -153,11 +156,7 @@ BOOL TerminateThread(HANDLE thread, DWORD) {
 }
 
 void Sleep(DWORD milliseconds) {
-  if (milliseconds == INFINITE) WaitUntil([] { return false; }, INFINITE);
-  const MayBeTerminated mayBeTerminated;
-  const timespec end = After(milliseconds);
-  while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
-  }
+  WaitUntil([] { return false; }, milliseconds);
 }
 
 HANDLE CreateEventA(void*, BOOL, BOOL, LPCSTR) { return ToHandle(std::make_unique<Event>().release()); }

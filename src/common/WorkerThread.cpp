@@ -1,6 +1,5 @@
 #include "common/WorkerThread.h"
 
-#include <exception>
 #include <utility>
 
 WorkerThread::WorkerThread(std::function<unsigned()> work)
@@ -18,8 +17,9 @@ DWORD WINAPI WorkerThread::Run(LPVOID worker) {
   unsigned result = 0;
   try {
     result = self->m_work();
-  } catch (const std::exception&) {
-    // Without memory there is no watching, but the program that loaded the provider goes on.
+  } catch (...) {
+    // There is no watching then, but the program that loaded the provider goes on. The provider's own exceptions are no
+    // standard ones.
   }
   SetEvent(self->m_done);
   Sleep(INFINITE);

@@ -69,8 +69,10 @@ void TELVOCSPContext::Logout() {
 }
 
 void TELVOCSPContext::CloseSession() {
+  if (!m_session) return;
   try {
-    if (m_session) m_session->Close();
+    const LoginTurn turn;  // the session's own objects go with it
+    m_session->Close();
   } catch (...) {
     g_contextLog.WriteLine("Exception happened while closing session");
   }
@@ -107,6 +109,7 @@ TokenInfo TELVOCSPContext::GetTokenInfo() {
 
 void TELVOCSPContext::DeleteContainer() {
   if ((m_flags & CRYPT_DELETEKEYSET) == 0 || m_containerName.empty()) return;
+  const LoginTurn turn;
   if (m_hasCertificate != 0) {
     if (m_certificate.HasPublicKey()) DestroyOnToken(m_certificate.GetPublicKey());
     if (m_certificate.HasPrivateKey()) DestroyOnToken(m_certificate.GetPrivateKey());

@@ -1,5 +1,6 @@
-// LoginTurn: while a thread holds it, no other thread of the process logs a token in or out, so that a login and the
-// private operation behind it stay together.
+// LoginTurn: while a thread holds it, no other thread of the process logs a token in or out, or makes or destroys an
+// object of one. So a login and the private operation behind it stay together, and whoever reads all objects of a token
+// meets none that is gone by then.
 //
 // Never held across a dialog: a caller that shows one gives its turn back before and takes it again behind. Not
 // recursive: a thread that holds a turn takes no second one.

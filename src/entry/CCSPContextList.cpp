@@ -3,43 +3,49 @@
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
+#include <utility>
 
 #include "common/CCSPContextError.h"
 #include "common/DrawUnused.h"
 
 CCSPContextList::~CCSPContextList() = default;
 
-CCSPContextList::Entries::iterator CCSPContextList::Find(HCRYPTPROV handle) {
-  return std::find_if(m_contexts.begin(), m_contexts.end(),
-                      [handle](const auto& context) { return HCRYPTPROV{context->GetHandle()} == handle; });
-}
-
 DWORD CCSPContextList::AddContext(CCSPContext& context) {
   constexpr DWORD kHandleModulus = 0xFFFFFFFF;
   const std::lock_guard<std::mutex> lock(m_mutex);
   std::srand(static_cast<DWORD>(std::time(nullptr)));  // NOLINT(cert-msc32-c,cert-msc51-cpp): a label, not a secret
-  context.SetHandle(
-      DrawUnused(kHandleModulus, m_contexts.size(), [this](DWORD handle) { return Find(handle) != m_contexts.end(); }));
+  context.SetHandle(DrawUnused(
+      kHandleModulus, m_contexts.size(), [this](DWORD handle) { return m_contexts.count(handle) != 0; },
+      m_smallestFree));
   context.AssignKeyHandles();
-  m_contexts.push_back(context.Copy());
-  return context.GetHandle();
+  const DWORD handle = context.GetHandle();
+  m_contexts.emplace(handle, context.Copy());
+  if (handle == m_smallestFree) ++m_smallestFree;
+  return handle;
 }
 
-void CCSPContextList::RemoveContext(CCSPContext& context) {
-  boost::shared_ptr<CCSPContext> removed;  // released behind the lock
+// The context, which is in the list no longer; null for an unknown handle.
+boost::shared_ptr<CCSPContext> CCSPContextList::Take(HCRYPTPROV handle) {
   const std::lock_guard<std::mutex> lock(m_mutex);
-  const auto found = Find(context.GetHandle());
-  if (found == m_contexts.end()) return;
-  if ((*found)->IsOnlyOwnerOfSession()) (*found)->CloseSession();
-  removed.swap(*found);
+  const auto found = m_contexts.find(handle);
+  if (found == m_contexts.end()) return nullptr;
+  boost::shared_ptr<CCSPContext> taken = std::move(found->second);
   m_contexts.erase(found);
+  m_smallestFree = std::min(m_smallestFree, static_cast<DWORD>(handle));
+  return taken;
+}
+
+// The session is closed behind the lock: that waits for a turn, whose owner may need the list.
+void CCSPContextList::RemoveContext(CCSPContext& context) {
+  const boost::shared_ptr<CCSPContext> removed = Take(context.GetHandle());
+  if (removed && removed->IsOnlyOwnerOfSession()) removed->CloseSession();
 }
 
 boost::shared_ptr<CCSPContext> CCSPContextList::FindContext(HCRYPTPROV handle) {
   const std::lock_guard<std::mutex> lock(m_mutex);
-  const auto found = Find(handle);
+  const auto found = m_contexts.find(handle);
   if (found == m_contexts.end()) {
     throw CCSPContextError("The context does not exist", NTE_BAD_UID);
   }
-  return *found;
+  return found->second;
 }

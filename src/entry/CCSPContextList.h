@@ -4,8 +4,8 @@
 #include "common/Platform.h"
 
 #include <boost/shared_ptr.hpp>
-#include <list>
 #include <mutex>
+#include <unordered_map>
 
 #include "context/CCSPContext.h"
 
@@ -23,17 +23,17 @@ class CCSPContextList {
   // handle. Reseeds the process's generator.
   virtual DWORD AddContext(CCSPContext& context);
   // Drops the context with the same handle, and closes its session when nobody else shares it. Unknown handles are
-  // silent.
+  // silent. The thread must not hold a LoginTurn.
   virtual void RemoveContext(CCSPContext& context);
   // CCSPContextError NTE_BAD_UID for an unknown handle. All 64 bits count.
   virtual boost::shared_ptr<CCSPContext> FindContext(HCRYPTPROV handle);
 
  private:
-  using Entries = std::list<boost::shared_ptr<CCSPContext>>;
-  Entries::iterator Find(HCRYPTPROV handle);
+  boost::shared_ptr<CCSPContext> Take(HCRYPTPROV handle);
 
   std::mutex m_mutex;
-  Entries m_contexts;  // in order of insertion
+  std::unordered_map<HCRYPTPROV, boost::shared_ptr<CCSPContext>> m_contexts;  // by handle
+  DWORD m_smallestFree = 0;                                                   // no handle below is free
 };
 
 // Defined in entry/ProcessObjects.cpp.

@@ -1,7 +1,5 @@
 // Every process-wide object of the provider, in the order in which they come up. Within one file the language
 // promises that order; across files it does not.
-#include <memory>
-
 #include "common/LibraryInstance.h"
 #include "context/KeyProviderInfo.h"
 #include "context/UnplugThreadManager.h"
@@ -17,6 +15,13 @@ namespace {
 constexpr DWORD kLineLimit = 200000;
 constexpr DWORD kNoLineLimit = 2147483647;
 
+// What the factory logs as it comes up goes through an object of its own: that of its module comes up further down and
+// would swallow it, and any other would count it. Nothing is logged through it later.
+CCSPSecretKeyFactory MakeSecretKeyFactory() {
+  CCSPLog log(kLineLimit);
+  return CCSPSecretKeyFactory(log);
+}
+
 }  // namespace
 
 CCSPLog g_pinCacheLog(kLineLimit);
@@ -24,9 +29,7 @@ CCSPLog g_entryLog(kLineLimit);
 
 HINSTANCE g_libraryInstance = nullptr;
 
-// What it logs goes through an object of its own: that of its module comes up further down and would swallow it, and
-// any other would count it.
-CCSPSecretKeyFactory g_secretKeyFactory(*std::make_unique<CCSPLog>(kLineLimit));
+CCSPSecretKeyFactory g_secretKeyFactory = MakeSecretKeyFactory();
 CCSPHashFactory g_hashFactory;
 CCryptoWrapper g_cryptoWrapper;
 CCSPContextList g_contextList;

@@ -1,16 +1,22 @@
 #include "log/LogTurn.h"
 
+#include <atomic>
+
 namespace {
 
 constexpr DWORD kLongestWait = 100;  // milliseconds
+
+// Static objects that go down behind the mutex may still log. The mark outlives the mutex: a compiler drops what a
+// destructor stores into its own object.
+std::atomic<bool> g_isMutexClosed{false};
 
 // The mutex that all processes of the session share, opened by the first item of this one.
 class LogMutex {
  public:
   LogMutex() : m_handle(CreateMutexA(nullptr, FALSE, "telvocsp-log")) {}
   ~LogMutex() {
+    g_isMutexClosed = true;
     if (m_handle != nullptr) CloseHandle(m_handle);
-    m_handle = nullptr;  // what is logged after this takes no turns
   }
   LogMutex(const LogMutex&) = delete;
   LogMutex& operator=(const LogMutex&) = delete;
@@ -34,7 +40,7 @@ LogMutex& Mutex() {
 
 }  // namespace
 
-LogTurn::LogTurn() : m_taken(Mutex().Take()) {}
+LogTurn::LogTurn() : m_taken(!g_isMutexClosed && Mutex().Take()) {}
 
 LogTurn::~LogTurn() {
   if (m_taken) Mutex().GiveBack();

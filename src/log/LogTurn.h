@@ -8,7 +8,8 @@
 class LogTurn {
  public:
   // Waits for the turn, but not for long: a process that holds it and does not go on must not hold up the others. The
-  // turn of a thread that ended without giving it back is taken over.
+  // turn of a thread that ended without giving it back is taken over. What is logged as the last static objects go down
+  // takes no turn.
   LogTurn();
   ~LogTurn();
   LogTurn(const LogTurn&) = delete;

@@ -23,7 +23,7 @@ class CCSPSecretKeyFactory {
   };
   static Clock SystemClock();
 
-  // Announces itself with two lines in the log.
+  // Announces itself with two lines in the log, and keeps no hold on it.
   CCSPSecretKeyFactory() : CCSPSecretKeyFactory(g_secretKeyLog) {}
   explicit CCSPSecretKeyFactory(CCSPLog& log, Clock clock = SystemClock());
   CCSPSecretKeyFactory(const CCSPSecretKeyFactory&) = delete;

@@ -60,13 +60,18 @@ ScriptedModule::~ScriptedModule() = default;
 
 ScriptedToken& ScriptedModule::InsertToken(const std::string& reader) {
   const std::lock_guard<std::recursive_mutex> lock(m_mutex);
-  auto found = std::find_if(m_readers.begin(), m_readers.end(), [&](const Reader& r) { return r.name == reader; });
-  if (found == m_readers.end()) {
-    AddEmptyReader(reader);
-    found = m_readers.end() - 1;
-  }
+  const auto found =
+      std::find_if(m_readers.begin(), m_readers.end(), [&](const Reader& r) { return r.name == reader; });
+  if (found == m_readers.end()) return AddReader(reader);
   found->hasToken = true;
   return found->token;
+}
+
+ScriptedToken& ScriptedModule::AddReader(const std::string& reader) {
+  const std::lock_guard<std::recursive_mutex> lock(m_mutex);
+  AddEmptyReader(reader);
+  m_readers.back().hasToken = true;
+  return m_readers.back().token;
 }
 
 void ScriptedModule::AddEmptyReader(const std::string& reader) {
@@ -310,7 +315,8 @@ CK_RV ScriptedModule::C_OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, CK_VOID_PTR
 }
 
 CK_RV ScriptedModule::C_CloseSession(CK_SESSION_HANDLE session) {
-  return DoInSession("C_CloseSession", "", session, [&](const OpenSession&, const ScriptedToken&) -> CK_RV {
+  return DoInSession("C_CloseSession", "", session, [&](const OpenSession& open, ScriptedToken& token) -> CK_RV {
+    for (const CK_OBJECT_HANDLE object : open.objects) token.objects.erase(object);
     m_sessions.erase(session);
     return CKR_OK;
   });
@@ -398,10 +404,11 @@ CK_RV ScriptedModule::C_SetPIN(CK_SESSION_HANDLE session, CK_UTF8CHAR_PTR oldPin
 CK_RV ScriptedModule::C_CreateObject(CK_SESSION_HANDLE session, CK_ATTRIBUTE_PTR attributes, CK_ULONG count,
                                      CK_OBJECT_HANDLE_PTR object) {
   return DoInSession("C_CreateObject", Values(attributes, count), session,
-                     [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
+                     [&](OpenSession& open, ScriptedToken& token) -> CK_RV {
                        ScriptedObject created = ObjectFrom(attributes, count);
                        SupplyDefaults(created);
                        *object = token.Add(created);
+                       if (created.attributes[CKA_TOKEN] == Flag(false)) open.objects.push_back(*object);
                        return CKR_OK;
                      });
 }

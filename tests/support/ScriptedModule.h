@@ -56,6 +56,8 @@ class ScriptedModule : public CryptokiInterface {
   // Adds a reader with a token in it; slot ids count up from 0. A reader that is there already gets the
   // token.
   ScriptedToken& InsertToken(const std::string& reader);
+  // Adds a reader with a token in it, also beside one of the same name.
+  ScriptedToken& AddReader(const std::string& reader);
   void AddEmptyReader(const std::string& reader);
   // Takes the token out: its sessions die.
   void RemoveToken(const std::string& reader);
@@ -121,6 +123,7 @@ class ScriptedModule : public CryptokiInterface {
     CK_ULONG deviceError = 0;
     bool searching = false;
     std::vector<CK_OBJECT_HANDLE> found;
+    std::vector<CK_OBJECT_HANDLE> objects;  // its own, which go with it
     ActiveOperation operations[kOperations];
   };
 

@@ -3,6 +3,8 @@
 #include <new>
 
 #include "common/WorkerThread.h"
+#include "cryptoki/CryptokiError.h"
+#include "entry/CCSPContextError.h"
 
 namespace {
 
@@ -17,6 +19,26 @@ TEST(WorkerThreadTest, WorkThatRunsOutOfMemoryIsDoneAndTheProgramGoesOn) {
   WorkerThread thread([]() -> unsigned { throw std::bad_alloc(); });
   EXPECT_TRUE(IsDoneSoon(thread));
   thread.Terminate();
+}
+
+TEST(WorkerThreadTest, WorkThatRaisesAnExceptionOfTheProviderIsDoneAndTheProgramGoesOn) {
+  WorkerThread thread([]() -> unsigned { throw CryptokiError(CKR_DEVICE_REMOVED); });
+  EXPECT_TRUE(IsDoneSoon(thread));
+  thread.Terminate();
+  WorkerThread another([]() -> unsigned { throw CCSPContextError("message", NTE_FAIL); });
+  EXPECT_TRUE(IsDoneSoon(another));
+  another.Terminate();
+}
+
+TEST(WorkerThreadTest, WorkThatWaitsIsTerminated) {
+  const HANDLE never = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+  WorkerThread thread([never]() -> unsigned {
+    WaitForMultipleObjects(1, &never, FALSE, INFINITE);
+    return 0;
+  });
+  thread.Terminate();
+  EXPECT_TRUE(IsDoneSoon(thread));
+  CloseHandle(never);
 }
 
 TEST(WorkerThreadTest, AWaitEndsWithItsTimeWhileTheWorkGoesOn) {

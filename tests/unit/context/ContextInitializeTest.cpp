@@ -8,6 +8,7 @@
 #include "SampleCertificates.h"
 #include "ScriptedDialogs.h"
 #include "ScriptedWinSCard.h"
+#include "WaitingLogin.h"
 #include "context/ObjectID.h"
 #include "log/Logs.h"
 
@@ -28,6 +29,23 @@ class ContextInitializeTest : public ContextTest {
   std::string Found() const {
     return std::to_string(m_context.HasCertificate()) + std::to_string(m_context.HasPublicKey()) +
            std::to_string(m_context.HasPrivateKey());
+  }
+
+  // Brings up two contexts. Whether a thread that asks while the second reads its last attribute has to wait.
+  bool IsTurnHeldToTheLastAttribute(const char* name) {
+    int reads = 0;
+    m_module.falsify = [&](CK_ATTRIBUTE&) { ++reads; };
+    Initialize(name, 0);
+    const int last = reads;
+    WaitingLogin login;
+    reads = 0;
+    m_module.falsify = [&](CK_ATTRIBUTE&) {
+      if (++reads == last) login.Ask();
+    };
+    Initialize(name, 0);
+    m_module.falsify = nullptr;
+    EXPECT_EQ(last, reads);
+    return login.HadToWait();
   }
 };
 
@@ -320,6 +338,46 @@ TEST_F(ContextInitializeTest, APrivateKeyWithoutItsPublicKeyDoesNotOutliveTheSes
   EXPECT_EQ(kNothingFound, Found());
   EXPECT_EQ("", m_context.GetReaderName());
   EXPECT_CONTEXT_ERROR(NTE_NO_KEY, "Key Pair does not exist", m_context.GetKeyBits());
+}
+
+// The handle would name another object in the session of the second token.
+TEST_F(ContextInitializeTest, APublicKeyDoesNotOutliveTheSessionOfItsTokenInAReaderOfTheSameName) {
+  m_module.AddReader("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
+  m_module.AddReader("Reader A").Add(PublicKeyObject(Text("other"), Counting(128, 0x81)));
+  Initialize("one", 0);
+  EXPECT_EQ(2U, m_module.OpenSessions());
+  EXPECT_EQ(kNothingFound, Found());
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+}
+
+TEST_F(ContextInitializeTest, BehindAPublicKeyAloneAReaderOfTheSameNameIsTaken) {
+  m_module.AddReader("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
+  AddContainer(m_module.AddReader("Reader A"), Text("one"));
+  Initialize("one", 0);
+  EXPECT_EQ("111", Found());
+}
+
+// --- Other threads
+
+TEST_F(ContextInitializeTest, FromTheSessionToTheLastObjectNoOtherThreadDestroysOne) {
+  AddKeyPair(m_module.InsertToken("Reader A"), Text("one"));
+  for (const std::string& name : {std::string("one"), Named("Reader A", "one")}) {
+    WaitingLogin login(m_module, "C_OpenSession");
+    Initialize(name.c_str(), 0);
+    EXPECT_TRUE(login.HadToWait()) << name;
+    // The look-up of the keys reads them once more.
+    EXPECT_TRUE(IsTurnHeldToTheLastAttribute(name.c_str())) << name;
+  }
+}
+
+TEST_F(ContextInitializeTest, OtherThreadsAreKeptOutForOneTokenAndNotForTheWalk) {
+  m_module.InsertToken("Reader A");
+  AddContainer(m_module.InsertToken("Reader B"), Text("one"));
+  for (const char* entry : {"C_GetSlotList", "C_GetTokenInfo"}) {
+    WaitingLogin login(m_module, entry);
+    Initialize("one", 0);
+    EXPECT_FALSE(login.HadToWait()) << entry;
+  }
 }
 
 TEST_F(ContextInitializeTest, TheCertificatesOfTheTokenVisitedLastAreEnumeratedAlsoWhenTheContainerIsNowhere) {

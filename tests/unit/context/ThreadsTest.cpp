@@ -100,6 +100,55 @@ TEST_F(ThreadsTest, FourThreadsMakeAndDestroyKeysInContextsOfTheirOwnOnTwoTokens
   for (const char* reader : {"Reader A", "Reader B"}) EXPECT_EQ(3U, m_module.InsertToken(reader).objects.size());
 }
 
+TEST_F(ThreadsTest, ContextsAreAcquiredWhileOtherThreadsMakeAndDestroyKeysOnTheSameToken) {
+  std::atomic<int> failures{0};
+  std::atomic<int> makers{4};
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 4; ++number) {
+    const HCRYPTPROV provider = AcquireHandle("\\\\.\\Reader A\\one", kSilent);
+    const BYTE pin[] = {'1', '2', '3', '4'};
+    g_contextList.FindContext(provider)->LoginWithPIN(pin, sizeof(pin));
+    threads.emplace_back([provider, &failures, &makers] {
+      for (int round = 0; round < kRounds; ++round) {
+        if (!UseKeys(provider)) ++failures;
+      }
+      --makers;
+    });
+  }
+  for (const char* name : {"one", "\\\\.\\Reader A\\one"}) {
+    threads.emplace_back([name, &failures, &makers] {
+      while (makers != 0) {
+        HCRYPTPROV handle = 0;
+        const bool acquired = CPAcquireContext(&handle, name, kSilent, nullptr) != FALSE;
+        if (!acquired || CPReleaseContext(handle, 0) == FALSE) ++failures;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(0, failures);
+}
+
+// The session keys that a context leaves behind go when it is released.
+TEST_F(ThreadsTest, ContextsAreAcquiredWhileOtherThreadsReleaseTheirsWithKeys) {
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 4; ++number) {
+    threads.emplace_back([&failures] {
+      for (int round = 0; round < kRounds; ++round) {
+        HCRYPTPROV handle = 0;
+        HCRYPTKEY key = 0;
+        const BYTE pin[] = "1234";
+        const bool done = CPAcquireContext(&handle, "one", kSilent, nullptr) != FALSE &&
+                          CPSetProvParam(handle, PP_SIGNATURE_PIN, pin, 0) != FALSE &&
+                          CPGenKey(handle, CALG_3DES, 0, &key) != FALSE && CPReleaseContext(handle, 0) != FALSE;
+        if (!done) ++failures;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(0, failures);
+}
+
 TEST_F(ThreadsTest, AWatcherClearsPINsBesideLogins) {
   std::atomic<bool> running{true};
   std::thread watcher([&running] {

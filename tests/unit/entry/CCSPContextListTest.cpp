@@ -1,9 +1,12 @@
 #include <cstdlib>
 #include <ctime>
 #include <gtest/gtest.h>
+#include <set>
+#include <vector>
 
 #include "ContextTest.h"
 #include "Expect.h"
+#include "WaitingLogin.h"
 #include "entry/CCSPContextList.h"
 
 namespace {
@@ -56,6 +59,38 @@ TEST_F(CCSPContextListTest, TheHandleIsTheFirstNumberOfAGeneratorSeededWithTheTi
     handle = list.AddContext(context);
   }
   EXPECT_EQ(expected, handle);
+}
+
+TEST_F(CCSPContextListTest, ContextsOfTheSameSecondGetTheGeneratorsNumbersOneBehindTheOther) {
+  constexpr int kContexts = 5;
+  std::vector<DWORD> handles;
+  std::vector<DWORD> expected(kContexts, 1);
+  // Once more when a second ends in between.
+  for (int attempt = 0; attempt < 3 && handles != expected; ++attempt) {
+    std::srand(static_cast<unsigned>(std::time(nullptr)));
+    for (DWORD& number : expected) number = static_cast<DWORD>(std::rand()) % 0xFFFFFFFF;
+    CCSPContextList list;
+    handles.clear();
+    for (int i = 0; i < kContexts; ++i) {
+      TELVOCSPContext context(nullptr);
+      handles.push_back(list.AddContext(context));
+    }
+  }
+  EXPECT_EQ(expected, handles);
+}
+
+TEST_F(CCSPContextListTest, ThousandsOfContextsHaveHandlesOfTheirOwnAndEachIsFoundUntilItIsRemoved) {
+  constexpr std::size_t kContexts = 3000;
+  TELVOCSPContext context(nullptr);
+  std::vector<DWORD> handles(kContexts);
+  for (DWORD& handle : handles) handle = m_list.AddContext(context);
+  EXPECT_EQ(kContexts, std::set<DWORD>(handles.begin(), handles.end()).size());
+  for (const DWORD handle : handles) {
+    ASSERT_EQ(handle, m_list.FindContext(handle)->GetHandle());
+    context.SetHandle(handle);
+    m_list.RemoveContext(context);
+    EXPECT_ANY_THROW(m_list.FindContext(handle));
+  }
 }
 
 TEST_F(CCSPContextListTest, AnUnknownHandleIsBad) {
@@ -116,6 +151,26 @@ TEST_F(CCSPContextListTest, TheLastOwnersSessionIsClosedOnRemoval) {
   sameHandle.SetHandle(handle);
   m_list.RemoveContext(sameHandle);
   EXPECT_EQ(Calls{"C_CloseSession(1)"}, m_module.TakeCalls());
+}
+
+TEST_F(CCSPContextListTest, WhileASessionIsClosedTheListIsFreeAndNoOtherThreadReadsItsObjects) {
+  DWORD handle = 0;
+  {
+    const auto context = Acquire("one");
+    handle = m_list.AddContext(*context);
+  }
+  TELVOCSPContext other(nullptr);
+  const DWORD otherHandle = m_list.AddContext(other);
+  WaitingLogin login;
+  m_module.BeforeNext("C_CloseSession", [&] {
+    login.Ask();
+    EXPECT_EQ(otherHandle,
+              std::async(std::launch::async, [&] { return m_list.FindContext(otherHandle)->GetHandle(); }).get());
+  });
+  TELVOCSPContext sameHandle(nullptr);
+  sameHandle.SetHandle(handle);
+  m_list.RemoveContext(sameHandle);
+  EXPECT_TRUE(login.HadToWait());
 }
 
 TEST_F(CCSPContextListTest, ASharedSessionStaysOpenOnRemoval) {

@@ -3,6 +3,7 @@
 
 #include "EntryTest.h"
 #include "Expect.h"
+#include "WaitingLogin.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextList.h"
 
@@ -101,6 +102,20 @@ TEST_F(CPAcquireContextTest, AFailureClosesTheSessionThatWasOpened) {
   EXPECT_FALSE(Call("one", 0x8));
   EXPECT_EQ(static_cast<DWORD>(NTE_EXISTS), GetLastError());
   EXPECT_EQ(0U, m_module.OpenSessions());
+}
+
+TEST_F(CPAcquireContextTest, WhileASessionIsClosedBehindAFailureNoOtherThreadReadsItsObjects) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  WaitingLogin login(m_module, "C_CloseSession");
+  EXPECT_FALSE(Call("one", 0x8));
+  EXPECT_TRUE(login.HadToWait());
+}
+
+TEST_F(CPAcquireContextTest, WhileAContainerIsDeletedNoOtherThreadReadsItsObjects) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  WaitingLogin login(m_module, "C_DestroyObject");
+  EXPECT_TRUE(Call("one", 0x50));
+  EXPECT_TRUE(login.HadToWait());
 }
 
 TEST_F(CPAcquireContextTest, AnEmptyNameIsRefusedForVerificationUnlessItIsSilent) {

@@ -1,4 +1,5 @@
 // The test double keeps its own promises: what other tests build on is shown here.
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -137,6 +138,29 @@ TEST_F(ScriptedModuleTest, FinalizeEndsSessionsAndLogins) {
   m_module.C_Finalize(nullptr);
   EXPECT_EQ(0U, m_module.OpenSessions());
   EXPECT_FALSE(m_token.loggedIn);
+}
+
+TEST_F(ScriptedModuleTest, AnObjectOfASessionGoesWithItAndOneOfTheTokenStays) {
+  for (const bool onToken : {false, true}) {
+    CK_BBOOL flag = onToken ? CK_TRUE : CK_FALSE;
+    CK_ATTRIBUTE attributes[] = {{CKA_TOKEN, &flag, sizeof(flag)}};
+    CK_OBJECT_HANDLE object = 0;
+    EXPECT_EQ(CKR_OK, m_module.C_CreateObject(m_session, attributes, 1, &object));
+  }
+  m_module.C_CloseSession(m_session);
+  EXPECT_EQ(0U, m_token.objects.count(1));
+  EXPECT_EQ(1U, m_token.objects.count(2));
+}
+
+TEST_F(ScriptedModuleTest, ReadersOfOneNameHaveTokensOfTheirOwn) {
+  ScriptedToken& second = m_module.AddReader("Reader A");
+  EXPECT_NE(&m_token, &second);
+  EXPECT_EQ(&m_token, &m_module.InsertToken("Reader A"));
+  CK_SLOT_INFO first = {};
+  CK_SLOT_INFO other = {};
+  EXPECT_EQ(CKR_OK, m_module.C_GetSlotInfo(0, &first));
+  EXPECT_EQ(CKR_OK, m_module.C_GetSlotInfo(1, &other));
+  EXPECT_TRUE(std::equal(first.slotDescription, first.slotDescription + 64, other.slotDescription));
 }
 
 TEST_F(ScriptedModuleTest, SeveralThreadsMayCall) {

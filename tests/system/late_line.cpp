@@ -1,0 +1,71 @@
+// late_line: an item that is logged when the log's mutex is closed already takes no turn: nobody knows what has the
+// handle by then.
+#include <cstdio>
+#include <cstdlib>
+
+#include "StandIn.h"
+#include "TempFolder.h"
+#include "TestRegistry.h"
+#include "log/CCSPLog.h"
+
+namespace {
+
+int g_waits = 0;
+
+CCSPLog* g_log = nullptr;
+
+// Goes down behind the mutex, when it comes up before the first item.
+struct LateLine {
+  std::string file;
+  ~LateLine() {
+    g_waits = 0;
+    g_log->WriteLine("late");
+    const bool written = ReadFile(file).find("late") != std::string::npos;
+    if (!written || g_waits != 0) {
+      std::printf("FAILED: the late line was %swritten, with %d waits\n", written ? "" : "not ", g_waits);
+      std::fflush(stdout);
+      std::_Exit(1);
+    }
+    std::puts("the late line was written without a turn");
+  }
+};
+
+}  // namespace
+
+// WaitForSingleObject, which the program calls through the import's pointer on Windows; on the host the linker leads
+// the calls here.
+#ifdef _WIN32
+static DWORD WINAPI CountedWait(HANDLE handle, DWORD milliseconds) {
+  ++g_waits;
+  return RealFunction(&CountedWait, "kernel32.dll", "WaitForSingleObject")(handle, milliseconds);
+}
+
+extern "C" {
+void* __imp_WaitForSingleObject = reinterpret_cast<void*>(&CountedWait);
+}
+#else
+extern "C" {
+DWORD __real__Z19WaitForSingleObjectPvj(HANDLE handle, DWORD milliseconds);
+
+DWORD __wrap__Z19WaitForSingleObjectPvj(HANDLE handle, DWORD milliseconds) {
+  ++g_waits;
+  return __real__Z19WaitForSingleObjectPvj(handle, milliseconds);
+}
+}
+#endif
+
+int main() {
+  static const TempFolder folder;
+  static const LateLine lateLine{folder.File("csp.log")};
+  TestRegistry registry;
+  registry.SetText(kProductKey, "CSPLOG", "1");
+  registry.SetText(kProductKey, "CSPDIR", lateLine.file);
+  static CCSPLog log(10);
+  g_log = &log;
+  log.WriteLine("early");
+  if (g_waits == 0) {
+    std::puts("FAILED: the early line took no turn");
+    std::_Exit(1);
+  }
+  return 0;
+}
