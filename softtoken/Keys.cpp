@@ -7,14 +7,17 @@ namespace softtoken {
 CK_RV SoftToken::C_DigestInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism) {
   Session& entered = Enter(session);
   CheckMechanism(mechanism);
-  EndQuestion(entered);
-  return Functions().C_DigestInit(entered.lower, mechanism);
+  StartOperation(entered, Work::Digest,
+                 [&](CK_SESSION_HANDLE lower) { return Functions().C_DigestInit(lower, mechanism); });
+  return CKR_OK;
 }
 
 CK_RV SoftToken::C_DigestKey(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key) {
-  const Session& entered = Enter(session);
-  RequireLoginToUse(entered, key);
-  return Functions().C_DigestKey(entered.lower, key);
+  constexpr Step step = kStep<&CK_FUNCTION_LIST::C_DigestKey>;
+  return Advance(session, step, false, [&](const Session& entered, const Operation& operation) {
+    RequireLoginToUse(entered, key);
+    return Functions().C_DigestKey(operation.lower, key);
+  });
 }
 
 CK_RV SoftToken::C_GenerateKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_ATTRIBUTE_PTR attributes,

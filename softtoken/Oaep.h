@@ -35,9 +35,8 @@ class OaepPadding {
   Secret m_label;
 };
 
-// OaepOperation is what a session remembers between the Init and the one call that does the work.
+// OaepOperation is what is remembered between the Init and the one call that does the work.
 struct OaepOperation {
-  bool encrypts = false;
   OaepPadding padding;
   std::optional<Secret> message;  // decrypted, but not fetched: the caller's buffer was too small
 };

@@ -65,14 +65,15 @@ CK_RV SoftToken::C_OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, CK_VOID_PTR /*ap
   const bool readWrite = (flags & CKF_RW_SESSION) != 0;
   Require(readWrite || card.LoggedIn() != Role::SecurityOfficer, CKR_SESSION_READ_WRITE_SO_EXISTS);
   const CK_SESSION_HANDLE lower = card.OpenSession(flags);
-  m_sessions.emplace(++g_lastSession, Session{slot, card, lower, readWrite, false, nullptr, nullptr});
+  m_sessions.emplace(++g_lastSession, Session{slot, card, lower, readWrite, false, nullptr, std::nullopt});
   *session = g_lastSession;
   return CKR_OK;
 }
 
 CK_RV SoftToken::C_CloseSession(CK_SESSION_HANDLE session) {
-  const Session& entered = Enter(session);
+  Session& entered = Enter(session);
   const CK_SLOT_ID slot = entered.slot;
+  EndOperation(entered);
   Functions().C_CloseSession(entered.lower);
   m_sessions.erase(session);
   DropLoginWithoutSessions(slot);
@@ -83,8 +84,11 @@ CK_RV SoftToken::C_CloseAllSessions(CK_SLOT_ID slot) {
   CardAt(slot);
   Look(slot, Freshness::Now);
   for (auto entry = m_sessions.begin(); entry != m_sessions.end();) {
-    const Session& session = entry->second;
-    if (session.slot == slot && !session.removed) Functions().C_CloseSession(session.lower);
+    Session& session = entry->second;
+    if (session.slot == slot && !session.removed) {
+      EndOperation(session);
+      Functions().C_CloseSession(session.lower);
+    }
     entry = session.slot == slot ? m_sessions.erase(entry) : std::next(entry);
   }
   DropLoginWithoutSessions(slot);

@@ -1,6 +1,7 @@
 // The software token: the entries of the module, in native layout, over SoftHSM.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -11,7 +12,7 @@
 #include "Failure.h"
 #include "KeyTraits.h"
 #include "Mechanisms.h"
-#include "Oaep.h"
+#include "Operation.h"
 #include "PcscReaders.h"
 #include "Settings.h"
 #include "SoftHsm.h"
@@ -23,7 +24,7 @@ namespace softtoken {
 // at a time.
 //
 // The operations named like entries take the entries' parameters and either return their result or throw it as Failure.
-// An entry without an operation here is served by SoftHSM as it is, through Forward.
+// An entry without one here is served by SoftHSM, through Forward.
 class SoftToken {
  public:
   // Makes the state folder and the cards that are missing, and starts SoftHSM. Throws std::exception.
@@ -67,22 +68,12 @@ class SoftToken {
   CK_RV C_FindObjectsFinal(CK_SESSION_HANDLE session);
 
   CK_RV C_EncryptInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
-  CK_RV C_Encrypt(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR encrypted,
-                  CK_ULONG_PTR encryptedLen);
   CK_RV C_DecryptInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
-  CK_RV C_Decrypt(CK_SESSION_HANDLE session, CK_BYTE_PTR encrypted, CK_ULONG encryptedLen, CK_BYTE_PTR data,
-                  CK_ULONG_PTR dataLen);
   CK_RV C_DigestInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism);
   CK_RV C_DigestKey(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key);
   CK_RV C_SignInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
-  CK_RV C_Sign(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR signature,
-               CK_ULONG_PTR signatureLen);
-  CK_RV C_SignUpdate(CK_SESSION_HANDLE session, CK_BYTE_PTR part, CK_ULONG partLen);
   CK_RV C_SignRecoverInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
   CK_RV C_VerifyInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
-  CK_RV C_Verify(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR signature,
-                 CK_ULONG signatureLen);
-  CK_RV C_VerifyUpdate(CK_SESSION_HANDLE session, CK_BYTE_PTR part, CK_ULONG partLen);
   CK_RV C_VerifyRecoverInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
   CK_RV C_GenerateKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_ATTRIBUTE_PTR attributes,
                       CK_ULONG count, CK_OBJECT_HANDLE_PTR key);
@@ -97,11 +88,16 @@ class SoftToken {
   CK_RV C_DeriveKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE baseKey,
                     CK_ATTRIBUTE_PTR attributes, CK_ULONG count, CK_OBJECT_HANDLE_PTR key);
 
-  // Forward passes an entry that begins with a session on to SoftHSM.
+  // Forward passes an entry that begins with a session on to SoftHSM: a step to the session of its operation, any other
+  // as it is.
   template <auto Entry, typename... Arguments>
   CK_RV Forward(CK_SESSION_HANDLE session, Arguments... arguments) {
-    const CK_SESSION_HANDLE lower = Enter(session).lower;
-    return (Functions().*Entry)(lower, arguments...);
+    if constexpr (kStep<Entry>.work != Work::None) {
+      return Continue<Entry>(session, arguments...);
+    } else {
+      const CK_SESSION_HANDLE lower = Enter(session).lower;
+      return (Functions().*Entry)(lower, arguments...);
+    }
   }
 
  private:
@@ -111,8 +107,6 @@ class SoftToken {
     std::size_t next = 0;
   };
 
-  enum class Question { None, Sign, Encrypt, Decrypt };
-
   struct Session {
     CK_SLOT_ID slot;
     Card& card;
@@ -120,11 +114,7 @@ class SoftToken {
     bool readWrite;
     bool removed;  // its card was pulled, and no call has been told yet
     std::unique_ptr<Search> search;
-    std::unique_ptr<OaepOperation> oaep;
-    std::size_t bareBlock = 0;  // size of the modulus while CKM_RSA_X_509 is at work
-    bool takesNoParts = false;  // the signature under way is by a mechanism for whole data only
-    // The operation under way was asked for a length, or given too small a buffer, and nothing since.
-    Question asked = Question::None;
+    std::optional<Operation> operation;
   };
 
   CK_FUNCTION_LIST& Functions() const { return m_hsm.Functions(); }
@@ -146,19 +136,25 @@ class SoftToken {
   std::optional<KeyTraits> RequireLoginToUse(const Session& session, CK_OBJECT_HANDLE key);
   std::vector<CK_OBJECT_HANDLE> FindInSoftHsm(const Session& session, std::vector<CK_ATTRIBUTE>& wanted) const;
   std::vector<CK_OBJECT_HANDLE> FindAll(const Session& session, std::vector<CK_ATTRIBUTE> wanted) const;
+  // Begins an operation by an entry C_...Init that takes a key.
   template <auto Entry>
-  CK_RV Begin(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
+  CK_RV Begin(CK_SESSION_HANDLE session, Work work, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
   template <auto Entry>
-  CK_RV BeginCipher(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key, bool encrypts);
-  // Remembers whether an answer to a call was no more than a length.
-  static CK_RV Answer(Session& session, Question question, const CK_BYTE* out, CK_RV result);
-  // Ends an operation that was only asked for a length: the next one takes its place.
-  void EndQuestion(Session& session) const;
-  static CK_RV AnswerToPart(Session& session, CK_RV result);
-  static bool IsTooLong(const Session& session, CK_ULONG dataLen);
-  CK_RV EncryptOaep(Session& session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR encrypted,
+  CK_RV BeginCipher(CK_SESSION_HANDLE session, Work work, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
+  // Gives the session an operation, which `begin` begins in SoftHSM. Throws Failure: CKR_OPERATION_ACTIVE if there is
+  // one that was not asked for a length last, or the result of `begin`, which leaves none.
+  Operation& StartOperation(Session& session, Work work, const std::function<CK_RV(CK_SESSION_HANDLE)>& begin);
+  void EndOperation(Session& session) const;
+  // Does a step of the session's operation: `body`, which takes it and answers like an entry. Every step goes through
+  // here, so that the operation ends when PKCS #11 says so: with its result, and with any failure but a small buffer.
+  template <typename Body>
+  CK_RV Advance(CK_SESSION_HANDLE session, Step step, bool asks, Body body);
+  template <auto Entry, typename... Buffers>
+  CK_RV Continue(CK_SESSION_HANDLE session, Buffers... buffers);
+  CK_RV WorkOaep(Operation& operation, CK_BYTE_PTR in, CK_ULONG inLen, CK_BYTE_PTR out, CK_ULONG_PTR outLen) const;
+  CK_RV EncryptOaep(const Operation& operation, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR encrypted,
                     CK_ULONG_PTR encryptedLen) const;
-  CK_RV DecryptOaep(Session& session, CK_BYTE_PTR encrypted, CK_ULONG encryptedLen, CK_BYTE_PTR data,
+  CK_RV DecryptOaep(const Operation& operation, CK_BYTE_PTR encrypted, CK_ULONG encryptedLen, CK_BYTE_PTR data,
                     CK_ULONG_PTR dataLen) const;
 
   Settings m_settings;
@@ -171,19 +167,54 @@ class SoftToken {
 
 // The order of the checks is part of the contract: a private key says first that it wants a login.
 template <auto Entry>
-CK_RV SoftToken::Begin(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) {
+CK_RV SoftToken::Begin(CK_SESSION_HANDLE session, Work work, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) {
   Session& entered = Enter(session);
   const std::optional<KeyTraits> traits = RequireLoginToUse(entered, key);
   CheckMechanism(mechanism);
   // SoftHSM crashes over the wrong kind of key. One that it does not know is left for it to refuse.
   if (traits && NeedsRsaKey(mechanism->mechanism)) Require(traits->modulusSize != 0, CKR_KEY_TYPE_INCONSISTENT);
-  EndQuestion(entered);
-  const CK_RV result = (Functions().*Entry)(entered.lower, mechanism, key);
-  if (result != CKR_OK) return result;
-  entered.oaep.reset();
-  entered.takesNoParts = IsForWholeData(mechanism->mechanism);
-  entered.bareBlock = traits && mechanism->mechanism == CKM_RSA_X_509 ? traits->modulusSize : 0;
+  Operation& operation = StartOperation(
+      entered, work, [&](CK_SESSION_HANDLE lower) { return (Functions().*Entry)(lower, mechanism, key); });
+  operation.takesNoParts = IsForWholeData(mechanism->mechanism);
+  // What is decrypted has a length of its own, at which SoftHSM looks.
+  const bool hasLimit = traits && mechanism->mechanism == CKM_RSA_X_509 && work != Work::Decrypt;
+  if (hasLimit) operation.bareBlock = traits->modulusSize;
   return CKR_OK;
+}
+
+template <typename Body>
+CK_RV SoftToken::Advance(CK_SESSION_HANDLE session, Step step, bool asks, Body body) {
+  Session& entered = Enter(session);
+  Require(entered.operation && entered.operation->work == step.work, CKR_OPERATION_NOT_INITIALIZED);
+  Operation& operation = *entered.operation;
+  CK_RV result = CKR_OK;
+  try {
+    result = body(entered, operation);
+  } catch (...) {
+    EndOperation(entered);
+    throw;
+  }
+  operation.asked = result == CKR_BUFFER_TOO_SMALL || (result == CKR_OK && asks);
+  const bool goesOn = operation.asked || (result == CKR_OK && step.course == Course::Part);
+  if (!goesOn) EndOperation(entered);
+  return result;
+}
+
+template <auto Entry, typename... Buffers>
+CK_RV SoftToken::Continue(CK_SESSION_HANDLE session, Buffers... buffers) {
+  constexpr Step step = kStep<Entry>;
+  const bool asks = AsksForLength(buffers...);
+  return Advance(session, step, asks, [&](Session& /*session*/, Operation& operation) -> CK_RV {
+    if (step.course == Course::Part) Require(!operation.takesNoParts, CKR_FUNCTION_NOT_SUPPORTED);
+    CheckBuffers(asks, buffers...);
+    if constexpr (step.course == Course::Whole) {
+      CheckLength(operation, buffers...);
+      if constexpr (step.work == Work::Encrypt || step.work == Work::Decrypt) {
+        if (operation.oaep) return WorkOaep(operation, buffers...);
+      }
+    }
+    return (Functions().*Entry)(operation.lower, buffers...);
+  });
 }
 
 }  // namespace softtoken

@@ -31,6 +31,36 @@ class KeyExchangeTest : public SigningTest {
     EXPECT_EQ("true", Result(CryptGetUserKey(Handle(), spec, &key)));
     return key;
   }
+  HCRYPTKEY GenerateTheirs(ALG_ID algorithm) {
+    HCRYPTKEY key = 0;
+    EXPECT_EQ("true", Result(CryptGenKey(m_other.Handle(), algorithm, CRYPT_EXPORTABLE, &key)));
+    return key;
+  }
+
+  // The container's pair encrypts, decrypts and signs; the system's provider judges the signature by `wrapping`, the
+  // pair's public key.
+  void ExpectPairWorks(HCRYPTKEY exchange, HCRYPTKEY wrapping) {
+    const std::string text = "for the container's pair";
+    Bytes data(text.begin(), text.end());
+    data.resize(256);
+    auto length = static_cast<DWORD>(text.size());
+    ASSERT_EQ("true", Result(CryptEncrypt(exchange, 0, TRUE, 0, data.data(), &length, 256)));
+    ASSERT_EQ(256u, length);
+    data = Reversed(data);  // big-endian out, little-endian in
+    ASSERT_EQ("true", Result(CryptDecrypt(exchange, 0, TRUE, 0, data.data(), &length)));
+    EXPECT_EQ(text, std::string(data.begin(), data.begin() + length));
+
+    const Bytes signature = Sign(HashOf(Message(), CALG_SHA_256));
+    const HCRYPTHASH theirHash = HashOf(m_other.Handle(), Message(), CALG_SHA_256);
+    EXPECT_EQ("true", Result(CryptVerifySignatureA(theirHash, signature.data(), static_cast<DWORD>(signature.size()),
+                                                   wrapping, nullptr, 0)));
+    CryptDestroyHash(theirHash);
+  }
+  void ExpectImportWorks(HCRYPTKEY exchange, HCRYPTKEY wrapping) {
+    const HCRYPTKEY theirs = GenerateTheirs(CALG_AES_128);
+    CryptDestroyKey(Import(Handle(), Export(theirs, wrapping, SIMPLEBLOB), exchange));
+    CryptDestroyKey(theirs);
+  }
 
   const OtherProvider m_other{MS_ENH_RSA_AES_PROV_A, PROV_RSA_AES};
 };
@@ -79,6 +109,34 @@ TEST_F(KeyExchangeTest, TheSignatureKeysBlobIsRefused) {
   CryptDestroyKey(signature);
 }
 
+TEST_F(KeyExchangeTest, TheHandleWorksOnAfterAQuestionForALength) {
+  const HCRYPTKEY exchange = UserKey(AT_KEYEXCHANGE);
+  const HCRYPTKEY wrapping = Import(m_other.Handle(), Export(exchange, 0, PUBLICKEYBLOB));
+  for (const DWORD size : {0u, 5u}) {
+    DWORD length = size;
+    EXPECT_EQ("true", Result(CryptEncrypt(exchange, 0, TRUE, 0, nullptr, &length, 0)));
+    EXPECT_EQ(256u, length);
+    ExpectPairWorks(exchange, wrapping);
+  }
+  DWORD length = 5;
+  EXPECT_EQ("true", Result(CryptEncrypt(exchange, 0, TRUE, 0, nullptr, &length, 0)));
+  ExpectImportWorks(exchange, wrapping);
+  for (const HCRYPTKEY key : {exchange, wrapping}) CryptDestroyKey(key);
+}
+
+TEST_F(KeyExchangeTest, TheHandleWorksOnAfterAFailure) {
+  const HCRYPTKEY exchange = UserKey(AT_KEYEXCHANGE);
+  const HCRYPTKEY wrapping = Import(m_other.Handle(), Export(exchange, 0, PUBLICKEYBLOB));
+  Bytes data(300);
+  DWORD length = 246;  // one more than the padding leaves room for
+  EXPECT_EQ("80090020", Result(CryptEncrypt(exchange, 0, TRUE, 0, data.data(), &length, 300)));
+  length = 255;
+  EXPECT_EQ("80090020", Result(CryptDecrypt(exchange, 0, TRUE, 0, data.data(), &length)));
+  ExpectPairWorks(exchange, wrapping);
+  ExpectImportWorks(exchange, wrapping);
+  for (const HCRYPTKEY key : {exchange, wrapping}) CryptDestroyKey(key);
+}
+
 // --- Session keys
 
 struct Cipher {
@@ -116,8 +174,7 @@ INSTANTIATE_TEST_SUITE_P(With, SessionKeyTest, ::testing::ValuesIn(kCiphers),
 TEST_P(SessionKeyTest, WhatTheSystemsProviderEncryptedIsDecryptedHere) {
   const HCRYPTKEY exchange = UserKey(AT_KEYEXCHANGE);
   const HCRYPTKEY wrapping = Import(m_other.Handle(), Export(exchange, 0, PUBLICKEYBLOB));
-  HCRYPTKEY theirs = 0;
-  ASSERT_EQ("true", Result(CryptGenKey(m_other.Handle(), GetParam().algorithm, CRYPT_EXPORTABLE, &theirs)));
+  const HCRYPTKEY theirs = GenerateTheirs(GetParam().algorithm);
   const HCRYPTKEY ours = Import(Handle(), Export(theirs, wrapping, SIMPLEBLOB), exchange);
   Use(theirs);
   Use(ours);
@@ -132,6 +189,43 @@ TEST_P(SessionKeyTest, WhatTheSystemsProviderEncryptedIsDecryptedHere) {
   ASSERT_EQ("true", Result(CryptDecrypt(ours, 0, TRUE, 0, data.data(), &length)));
   EXPECT_EQ(text, std::string(data.begin(), data.begin() + length));
 
+  for (const HCRYPTKEY key : {ours, exchange, theirs, wrapping}) CryptDestroyKey(key);
+}
+
+TEST_P(SessionKeyTest, TheHandleWorksOnAfterAQuestionForALength) {
+  const HCRYPTKEY exchange = UserKey(AT_KEYEXCHANGE);
+  const HCRYPTKEY wrapping = Import(m_other.Handle(), Export(exchange, 0, PUBLICKEYBLOB));
+  const HCRYPTKEY theirs = GenerateTheirs(GetParam().algorithm);
+  const HCRYPTKEY ours = Import(Handle(), Export(theirs, wrapping, SIMPLEBLOB), exchange);
+  Use(theirs);
+  Use(ours);
+
+  const std::string text = "Four blocks of sixteen bytes, which is eight blocks of eight....";
+  const auto whole = static_cast<DWORD>(text.size());
+  const auto ask = [&](DWORD inputLength) {
+    DWORD length = 0;
+    EXPECT_EQ("true", Result(CryptEncrypt(ours, 0, FALSE, 0, nullptr, &length, inputLength)));
+    EXPECT_EQ(inputLength, length);
+  };
+  ask(0);
+  ask(whole);
+  Bytes data(text.begin(), text.end());
+  DWORD length = whole;
+  ASSERT_EQ("true", Result(CryptEncrypt(ours, 0, FALSE, 0, data.data(), &length, whole)));
+  EXPECT_EQ(whole, length);
+  Bytes judged = data;
+  ASSERT_EQ("true", Result(CryptDecrypt(theirs, 0, FALSE, 0, judged.data(), &length)));
+  EXPECT_EQ(text, std::string(judged.begin(), judged.end()));
+
+  Use(ours);
+  ask(whole);
+  ASSERT_EQ("true", Result(CryptDecrypt(ours, 0, FALSE, 0, data.data(), &length)));
+  EXPECT_EQ(text, std::string(data.begin(), data.end()));
+  Use(ours);  // a decryption drops the IV
+  ask(0);
+  ExpectPairWorks(exchange, wrapping);
+  ask(0);
+  ExpectImportWorks(exchange, wrapping);
   for (const HCRYPTKEY key : {ours, exchange, theirs, wrapping}) CryptDestroyKey(key);
 }
 

@@ -440,6 +440,29 @@ TEST_F(WindowsFaceTest, AKeyIsGeneratedWrappedAndUnwrapped) {
   EXPECT_EQ(CKR_MECHANISM_INVALID, w.C_DeriveKey(session, &rsa, key, target.Data(), target.Count(), &unwrapped));
 }
 
+TEST_F(WindowsFaceTest, AQuestionNeedsNoDataAndAFailureEndsTheOperation) {
+  const WindowsKeyPair pair = GenerateKeyPair();
+  Mechanism rsa = {CKM_RSA_PKCS, nullptr, 0}, sha = {CKM_SHA256, nullptr, 0};
+  std::string data = "message", out(128, '\0');
+  Number length = 0;
+  ASSERT_EQ(CKR_OK, w.C_EncryptInit(session, &rsa, pair.publicKey));
+  EXPECT_EQ(CKR_OK, w.C_Encrypt(session, nullptr, 5, nullptr, &length));
+  EXPECT_EQ(128, length);
+  ASSERT_EQ(CKR_OK, w.C_SignInit(session, &rsa, pair.privateKey));
+  length = 0;
+  EXPECT_EQ(CKR_OK, w.C_Sign(session, nullptr, 5, nullptr, &length));
+  EXPECT_EQ(128, length);
+  ASSERT_EQ(CKR_OK, w.C_DigestInit(session, &sha));
+  EXPECT_EQ(CKR_OK, w.C_Digest(session, nullptr, 5, nullptr, &length));
+  EXPECT_EQ(32, length);
+  EXPECT_EQ(CKR_ARGUMENTS_BAD, w.C_Digest(session, nullptr, 5, BytesOf(out), &length));
+  ASSERT_EQ(CKR_OK, w.C_EncryptInit(session, &rsa, pair.publicKey));
+  EXPECT_EQ(CKR_ARGUMENTS_BAD, w.C_Encrypt(session, BytesOf(data), 7, BytesOf(out), nullptr));
+  ASSERT_EQ(CKR_OK, w.C_EncryptInit(session, &rsa, pair.publicKey));
+  length = 128;
+  EXPECT_EQ(CKR_OK, w.C_Encrypt(session, BytesOf(data), 7, BytesOf(out), &length));
+}
+
 TEST_F(WindowsFaceTest, EntriesWithoutServiceSayWhich) {
   Number slot = 0, length = 0;
   EXPECT_EQ(CKR_FUNCTION_NOT_SUPPORTED, w.C_InitToken(0, Text(kSoPin), 6, Text("x")));
