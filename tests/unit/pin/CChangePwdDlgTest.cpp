@@ -187,16 +187,6 @@ TEST_F(CChangePwdDlgTest, NoneOfTheThreePinsIsLeftInMemoryThatIsGivenBack) {
   EXPECT_THAT(search.Found(), ::testing::IsEmpty());
 }
 
-TEST_F(CChangePwdDlgTest, NoPinIsLeftInMemoryEitherWhenAnotherOneCannotBeRead) {
-  const HeapSearch search({"13579246", "24681357"});
-  Run([](ScriptedDialog& dialog) {
-    Enter(dialog, "13579246", "24681357", "8642");
-    dialog.SetText(kRepeated, "123456789");
-    EXPECT_TRUE(dialog.Click(kOK));
-  });
-  EXPECT_THAT(search.Found(), ::testing::IsEmpty());
-}
-
 // --- A PIN that cannot be read: more than a user can type gets into the edit from elsewhere.
 
 TEST_F(CChangePwdDlgTest, APinBeyondTheLongestEndsTheDialogAsOkWithNothingHandedOver) {
