@@ -140,6 +140,7 @@ void TELVOCSPContext::LoginByDialog(LoginTurn& turn) {
     const LoginTurn::Pause pause(turn);
     return dialog.DoModal();
   }();
+  // Required: every other result counts as a login, a failure of the dialog too. What follows then fails in the module.
   if (result == IDCANCEL) {
     m_errFlags = m_signPending != 0 ? m_errFlags | kCancelled : 0;
     m_signPending = 0;

@@ -8,7 +8,8 @@
 
 namespace {
 
-// The highest result of a login that is read as a number of tries.
+// Required: a result of the module from 1 to this one is read as the number of tries left. CKR_PIN_INCORRECT is none of
+// them and ends the dialog as any other failure.
 constexpr DWORD kMostTries = 14;
 
 }  // namespace
@@ -98,6 +99,7 @@ DWORD CLoginEX::OnLoginError(DialogView& view, DWORD code, const BYTE* pin, DWOR
 DWORD CLoginEX::OnWrongPIN(DialogView& view, DWORD triesLeft) {
   g_loginLog.WriteLine("Wrong PIN");
   g_loginLog.WriteLine("Load string");
+  // Required: the branch stays, though a count of 0 cannot come: the code 0 is no wrong PIN.
   if (triesLeft == 0) return Lock(view, "PIN is locked");
   g_loginLog.WriteLine("There are retries left");
   m_status.ShowText(view, IDS_INCORRECT_PIN, triesLeft);

@@ -77,6 +77,7 @@ Count Bonus(const std::string& text, DWORD minimumLength) {
   Count bonus = 4 * length + 6 * CountCharacters(text, IsSymbol) + 2 * middle;
   if (lowers > 0) bonus += 2 * (length - lowers);
   if (uppers > 0) bonus += 2 * (length - uppers);
+  // Required: a candidate of digits alone gets nothing for them.
   if (digits != length) bonus += 4 * digits;
 
   const bool isLongEnough = text.size() >= minimumLength;

@@ -1,7 +1,16 @@
 #include "HeapWatch.h"
 
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
+#define SANITIZER_HAS_THE_HEAP
+#include <sanitizer/allocator_interface.h>
+#endif
+#endif
+
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <malloc.h>
 #include <new>
 
 // One block at a time is enough for the tests.
@@ -11,10 +20,24 @@ const void* g_block = nullptr;
 std::size_t g_length = 0;
 bool g_released = false;
 bool g_wiped = false;
+HeapSearch* g_search = nullptr;
+
+std::size_t LengthOf(const void* block) {
+#if defined(SANITIZER_HAS_THE_HEAP)
+  return __sanitizer_get_allocated_size(block);
+#elif defined(_WIN32)
+  return _msize(const_cast<void*>(block));
+#else
+  return malloc_usable_size(const_cast<void*>(block));
+#endif
+}
 
 // Called with every block that is given back, while its bytes are still there.
-void Look(const volatile void* block) noexcept {
-  if (block == nullptr || block != g_block) return;
+void Look(const volatile void* volatileBlock) noexcept {
+  const void* const block = const_cast<const void*>(volatileBlock);
+  if (block == nullptr) return;
+  if (g_search != nullptr) g_search->LookInto(static_cast<const char*>(block), LengthOf(block));
+  if (block != g_block) return;
   const auto* bytes = static_cast<const unsigned char*>(g_block);
   g_wiped = std::all_of(bytes, bytes + g_length, [](unsigned char byte) { return byte == 0; });
   g_released = true;
@@ -23,15 +46,7 @@ void Look(const volatile void* block) noexcept {
 
 }  // namespace
 
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
-#define SANITIZER_HAS_THE_HEAP
-#endif
-#endif
-
 #if defined(SANITIZER_HAS_THE_HEAP)
-
-#include <sanitizer/allocator_interface.h>
 
 namespace {
 const int g_installed = __sanitizer_install_malloc_and_free_hooks([](const volatile void*, std::size_t) {}, &Look);
@@ -39,18 +54,22 @@ const int g_installed = __sanitizer_install_malloc_and_free_hooks([](const volat
 
 #else
 
-void* operator new[](std::size_t size) {
+void* operator new(std::size_t size) {
   void* block = std::malloc(size > 0 ? size : 1);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 
-void operator delete[](void* block) noexcept {
+void* operator new[](std::size_t size) { return operator new(size); }
+
+void operator delete(void* block) noexcept {
   Look(block);
   std::free(block);
 }
 
-void operator delete[](void* block, std::size_t) noexcept { operator delete[](block); }
+void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
+void operator delete[](void* block) noexcept { operator delete(block); }
+void operator delete[](void* block, std::size_t) noexcept { operator delete(block); }
 
 #endif
 
@@ -66,3 +85,25 @@ HeapWatch::~HeapWatch() { g_block = nullptr; }
 bool HeapWatch::WasReleased() const { return g_released; }
 
 bool HeapWatch::WasWiped() const { return g_wiped; }
+
+HeapSearch::HeapSearch(const std::vector<const char*>& texts) {
+  for (const char* text : texts) m_texts.push_back({text, false});
+  g_search = this;
+}
+
+HeapSearch::~HeapSearch() { g_search = nullptr; }
+
+void HeapSearch::LookInto(const char* block, std::size_t length) noexcept {
+  for (Text& text : m_texts) {
+    const char* const end = block + length;
+    text.found = text.found || std::search(block, end, text.text, text.text + std::strlen(text.text)) != end;
+  }
+}
+
+std::vector<const char*> HeapSearch::Found() const {
+  std::vector<const char*> found;
+  for (const Text& text : m_texts) {
+    if (text.found) found.push_back(text.text);
+  }
+  return found;
+}

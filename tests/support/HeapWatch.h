@@ -1,8 +1,9 @@
-// HeapWatch: what stood in a heap block at the moment it was given back. Works for memory of new[].
+// HeapWatch: what stood in a heap block at the moment it was given back. HeapSearch: whether a text stood in any block.
+// Both see memory of new and of new[].
 #pragma once
 
 #include <cstddef>
-#include <string>
+#include <vector>
 
 class HeapWatch {
  public:
@@ -15,4 +16,26 @@ class HeapWatch {
   bool WasReleased() const;
   // Whether every byte was zero when the block was given back.
   bool WasWiped() const;
+};
+
+class HeapSearch {
+ public:
+  // Looks for these texts, which must live as long, in each block that is given back from now on.
+  explicit HeapSearch(const std::vector<const char*>& texts);
+  ~HeapSearch();
+  HeapSearch(const HeapSearch&) = delete;
+  HeapSearch& operator=(const HeapSearch&) = delete;
+
+  // The texts that were found in one.
+  std::vector<const char*> Found() const;
+
+  // Looks into a block. Gets and gives back no memory.
+  void LookInto(const char* block, std::size_t length) noexcept;
+
+ private:
+  struct Text {
+    const char* text;
+    bool found;
+  };
+  std::vector<Text> m_texts;
 };

@@ -134,9 +134,10 @@ LONG ScriptedWinSCard::ReleaseContext(SCARDCONTEXT context) {
   return SCARD_S_SUCCESS;
 }
 
-LONG ScriptedWinSCard::ListReaders(SCARDCONTEXT context, LPSTR readers, LPDWORD length) {
+LONG ScriptedWinSCard::ListReaders(SCARDCONTEXT context, LPCSTR groups, LPSTR readers, LPDWORD length) {
   const Lock lock(m_mutex);
-  const DWORD ordered = Announce("SCardListReadersA", std::to_string(context));
+  const std::string ofGroups = groups != nullptr ? std::string(", ") + groups : "";
+  const DWORD ordered = Announce("SCardListReadersA", std::to_string(context) + ofGroups);
   if (ordered != 0) return static_cast<LONG>(ordered);
   if (m_contexts.count(context) == 0) return static_cast<LONG>(SCARD_E_INVALID_HANDLE);
   std::string names;
@@ -248,8 +249,9 @@ LONG WINAPI SCardReleaseContext(SCARDCONTEXT context) {
   return WithScripted([&](ScriptedWinSCard& scripted) { return scripted.ReleaseContext(context); });
 }
 
-LONG WINAPI SCardListReadersA(SCARDCONTEXT context, LPCSTR, LPSTR readers, LPDWORD length) {
-  return WithScripted([&](ScriptedWinSCard& scripted) { return scripted.ListReaders(context, readers, length); });
+LONG WINAPI SCardListReadersA(SCARDCONTEXT context, LPCSTR groups, LPSTR readers, LPDWORD length) {
+  return WithScripted(
+      [&](ScriptedWinSCard& scripted) { return scripted.ListReaders(context, groups, readers, length); });
 }
 
 LONG WINAPI SCardFreeMemory(SCARDCONTEXT context, LPCVOID memory) {

@@ -50,7 +50,8 @@ class ScriptedWinSCard {
   // --- What happened
 
   // The calls since the last take: "SCardEstablishContext(0)", "SCardListReadersA(1)",
-  // "SCardGetStatusChangeA(1, INFINITE, TELVO Reader A 00000020)". Contexts count up from 1.
+  // "SCardGetStatusChangeA(1, INFINITE, TELVO Reader A 00000020)". Contexts count up from 1. Groups of readers follow
+  // the context when there are any: "SCardListReadersA(1, SCard$DefaultReaders)".
   std::vector<std::string> TakeCalls();
   // The same without the waits.
   std::vector<std::string> TakeCallsButWaits();
@@ -65,7 +66,7 @@ class ScriptedWinSCard {
 
   LONG EstablishContext(DWORD scope, SCARDCONTEXT* context);
   LONG ReleaseContext(SCARDCONTEXT context);
-  LONG ListReaders(SCARDCONTEXT context, LPSTR readers, LPDWORD length);
+  LONG ListReaders(SCARDCONTEXT context, LPCSTR groups, LPSTR readers, LPDWORD length);
   LONG FreeMemory(SCARDCONTEXT context, const void* memory);
   LONG GetStatusChange(SCARDCONTEXT context, DWORD timeout, SCARD_READERSTATEA* states, DWORD count);
   LONG Cancel(SCARDCONTEXT context);

@@ -4,7 +4,6 @@
 #include "cryptoki/CryptokiError.h"
 #include "dialogs/ChangePIN.h"
 #include "dialogs/unreached/CCLoginDlg.h"
-#include "dialogs/unreached/CChangePwdDlg.h"
 
 namespace {
 
@@ -13,7 +12,6 @@ constexpr int kCancel = 2;
 constexpr int kClear = 1067;
 constexpr int kCurrent = 1068;
 constexpr int kNew = 1069;
-constexpr int kShowKeyboard = 1070;
 constexpr int kRepeated = 1071;
 constexpr int kStatus = 1076;
 constexpr int kWord = 1079;
@@ -135,29 +133,6 @@ TEST_F(ChangeDialogTest, DISABLED_StandsForAPicture) {
               EXPECT_EQ("Strong", user.Text(kWord));
               StandForAPicture();
             }));
-}
-
-TEST_F(ChangeDialogTest, DISABLED_StandsForAPictureWithItsKeyboard) {
-  EXPECT_EQ(2, Show([](DialogDriver& user) {
-              EnableWindow(user.Control(kShowKeyboard), TRUE);
-              user.Click(kShowKeyboard);
-              for (const int key : {1024, 1025, 1026, 1011, 1012, 1013}) user.Click(key);
-              StandForAPicture();
-            }));
-}
-
-TEST_F(ChangeDialogTest, DISABLED_StandsForAPictureInRomanian) {
-  CChangePwdDlg dialog;
-  dialog.SetTokenLabel("Anna's card");
-  dialog.SetPINLimits(4, 16);
-  EXPECT_EQ(2, DialogDriver::Run([&] { return dialog.DoModal(); },
-                                 [](DialogDriver& user) {
-                                   user.Type(1106, "123456");
-                                   user.Type(1003, "Quill-42");
-                                   user.Type(1004, "Quill-42");
-                                   EXPECT_TRUE(user.IsEnabled(1105));
-                                   StandForAPicture();
-                                 }));
 }
 
 }  // namespace

@@ -1,6 +1,10 @@
 // The wrapper of the module's table, over the real loader and a module that passes its calls to a scripted
 // one.
+#include <atomic>
+#include <chrono>
+#include <future>
 #include <gtest/gtest.h>
+#include <thread>
 #include <tuple>
 
 #include "Expect.h"
@@ -101,6 +105,93 @@ TEST_F(CryptokiFunctionsTest, EveryEntryReachesTheEntryOfItsName) {
   EXPECT_EQ("C_LoginExtended", keeper.last);
 }
 
+// Has no lock. A call lingers until another one comes in, but no longer than so many turns of the other threads.
+class CrowdCounter : public CryptokiInterface {
+ public:
+  CrowdCounter() : CryptokiInterface("crowd") {}
+
+  void Unload() override {}
+  void Load() override {}
+  void Reinitialize() override {}
+
+  template <typename... Arguments>
+  CK_RV Linger(const Arguments&...) {
+    constexpr int kTurns = 50;
+    ++calls;
+    ++m_inside;
+    for (int i = 0; i < kTurns && !met; ++i) {
+      if (m_inside > 1) met = true;
+      std::this_thread::yield();
+    }
+    --m_inside;
+    return CKR_OK;
+  }
+
+#define ENTRY(name, params, args) \
+  CK_RV name params override { return Linger(std::make_tuple args); }
+#include "cryptoki/CryptokiEntries.inc"
+
+  CK_RV C_LoginExtended(CK_SESSION_HANDLE, CK_USER_TYPE, CK_UTF8CHAR_PTR, CK_ULONG) override { return Linger(); }
+
+  std::atomic<int> calls{0};
+  std::atomic<bool> met{false};  // whether two calls were inside at once
+
+ private:
+  std::atomic<int> m_inside{0};
+};
+
+TEST_F(CryptokiFunctionsTest, TheModuleIsCalledByOneThreadAtATimeWhateverTheEntries) {
+  CrowdCounter crowd;
+  const LoadedModule loaded(crowd);
+  m_functions.Load();
+  std::atomic<int> ready{0};
+  const auto callAll = [&] {
+    ++ready;
+    while (ready < 3) std::this_thread::yield();
+#define ENTRY(name, params, args) CallWithZeros(&CryptokiFunctions::name);
+#define ENTRY_OWN(name, params, args)
+#include "cryptoki/CryptokiEntries.inc"
+    CallWithZeros(&CryptokiFunctions::C_Login);
+    CallWithZeros(&CryptokiFunctions::C_LoginExtended);
+  };
+  std::thread first(callAll);
+  std::thread second(callAll);
+  callAll();
+  first.join();
+  second.join();
+  EXPECT_FALSE(crowd.met);
+  // 66 entries, the two logins, and the logout in front of each.
+  EXPECT_EQ(3 * (66 + 4), crowd.calls);
+}
+
+// Waits in C_WaitForSlotEvent until C_GetInfo was called.
+class PatientModule : public ScriptedModule {
+ public:
+  CK_RV C_WaitForSlotEvent(CK_FLAGS, CK_SLOT_ID_PTR, CK_VOID_PTR) override {
+    waits.set_value();
+    return m_asked.get_future().wait_for(std::chrono::seconds(10)) == std::future_status::ready ? CKR_OK : CKR_NO_EVENT;
+  }
+  CK_RV C_GetInfo(CK_INFO_PTR) override {
+    m_asked.set_value();
+    return CKR_OK;
+  }
+
+  std::promise<void> waits;
+
+ private:
+  std::promise<void> m_asked;
+};
+
+TEST_F(CryptokiFunctionsTest, NobodyWaitsBehindTheCallThatWaitsForACard) {
+  PatientModule patient;
+  const LoadedModule loaded(patient);
+  m_functions.Load();
+  auto waiting = std::async(std::launch::async, [&] { return m_functions.C_WaitForSlotEvent(0, nullptr, nullptr); });
+  patient.waits.get_future().get();
+  EXPECT_EQ(CKR_OK, m_functions.C_GetInfo(nullptr));
+  EXPECT_EQ(CKR_OK, waiting.get());
+}
+
 TEST_F(CryptokiFunctionsTest, BothLoginsDropAnEarlierLoginFirstWhateverBecomesOfThat) {
   const CK_SESSION_HANDLE session = OpenSession();
   EXPECT_EQ(CKR_OK, m_functions.C_Login(session, CKU_USER, m_pin, 4));
@@ -154,6 +245,17 @@ TEST_F(CryptokiFunctionsTest, UnloadFinalisesAndReleases) {
   EXPECT_EQ(Calls{}, m_module.TakeCalls());
   m_loaded.LetGo();
   EXPECT_FALSE(IsLibraryLoaded("telvopkcs11.dll"));
+}
+
+TEST_F(CryptokiFunctionsTest, UnloadWithoutATableReleasesTheLibraryAndFinalisesNothing) {
+  CryptokiFunctions plain("telvoplain.dll");
+  EXPECT_CRYPTOKI_ERROR(CKR_GENERAL_ERROR, plain.Load());
+  g_lastResult = CKR_OK;
+  plain.Unload();
+  EXPECT_EQ(CKR_OK, g_lastResult);
+  EXPECT_FALSE(IsLibraryLoaded("telvoplain.dll"));
+  // It is not taken for loaded any more.
+  EXPECT_CRYPTOKI_ERROR(CKR_GENERAL_ERROR, plain.Load());
 }
 
 TEST_F(CryptokiFunctionsTest, DestructionReleasesTheLibraryWithoutFinalising) {

@@ -1,22 +1,35 @@
-// The order of the virtual operations of each class: operations are appended to an interface, never moved. A
-// pointer to a virtual member tells the place (Itanium C++ ABI, 2.3: the pointer holds one plus the offset in
-// the table).
+// The virtual operations of each class: their order, and how many there are. A pointer to a virtual member tells the
+// place (Itanium C++ ABI, 2.3: the pointer holds one plus the offset in the table).
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <type_traits>
 #include <vector>
 
 #include "common/CCSPContextError.h"
-#include "context/CCSPContext.h"
+#include "context/TELVOCSPContext.h"
+#include "context/UnplugThread.h"
 #include "cryptoki/Cryptoki.h"
+#include "cryptoki/CryptokiError.h"
 #include "cryptoki/CryptokiFunctions.h"
 #include "cryptoki/CryptokiObject.h"
+#include "cryptoki/CryptokiObjects.h"
+#include "cryptoki/Data.h"
 #include "cryptoki/Session.h"
 #include "entry/CCSPContextList.h"
-#include "objects/CCSPSecretKey.h"
+#include "log/CCSPLog.h"
+#include "objects/C3DESKey.h"
+#include "objects/C3DES_112Key.h"
+#include "objects/CAES_128Key.h"
+#include "objects/CCSPHashFactory.h"
+#include "objects/CCSPSecretKeyFactory.h"
+#include "objects/CDESKey.h"
 #include "objects/CImportedPublicKeyList.h"
 #include "objects/SHA1MD5Hash.h"
+#include "pin/CMyPasswordChecker.h"
 #include "pin/CTELVOPINCache.h"
+#include "pin/CVirtualNumBtn.h"
+#include "pin/PINCacheManager.h"
 
 namespace {
 
@@ -28,6 +41,17 @@ std::uintptr_t PlaceOf(Member member) {
 }
 
 using Places = std::vector<std::uintptr_t>;
+
+// The first place behind a class's own: where a derived class's first operation goes.
+template <typename Class>
+struct Behind : Class {
+  virtual void TheLast() {}
+};
+
+template <typename Class>
+std::uintptr_t PlacesOf() {
+  return PlaceOf(&Behind<Class>::TheLast);
+}
 
 // A destructor takes two places.
 Places Counted(std::size_t count, std::size_t destructor) {
@@ -254,6 +278,78 @@ TEST(InterfaceOrderTest, OfAPINCache) {
   EXPECT_EQ((Places{2, 3, 4, 5}),
             (Places{PlaceOf(&CTELVOPINCache::IsPINSet), PlaceOf(&CTELVOPINCache::SetPINCache),
                     PlaceOf(&CTELVOPINCache::GetPINCache), PlaceOf(&CTELVOPINCache::ClearPINCache)}));
+}
+
+TEST(InterfaceOrderTest, OfADigitKey) {
+  EXPECT_EQ((Places{2, 3}), (Places{PlaceOf(&CVirtualNumBtn::SetLabels), PlaceOf(&CVirtualNumBtn::SetCaption)}));
+}
+
+TEST(InterfaceOrderTest, OfAPasswordChecker) { EXPECT_EQ(2U, PlaceOf(&CPasswordChecker::GetStrength)); }
+
+// Nothing stands behind the last operation of a class. Counted are places: a destructor takes two.
+
+TEST(InterfaceEndTest, OfTheClient) {
+  EXPECT_EQ(75U, PlacesOf<CryptokiInterface>());
+  EXPECT_EQ(75U, PlacesOf<CryptokiFunctions>());
+  EXPECT_EQ(4U, PlacesOf<ICryptokiSettable>());
+  EXPECT_EQ(10U, PlacesOf<Cryptoki>());
+  EXPECT_EQ(10U, PlacesOf<TELVOCryptoki>());
+  EXPECT_EQ(54U, PlacesOf<Session>());
+  EXPECT_EQ(2U, PlacesOf<Attribute>());
+  EXPECT_EQ(2U, PlacesOf<CryptokiObjects>());
+}
+
+TEST(InterfaceEndTest, OfTheObjectsOfATokenIsOneForAll) {
+  EXPECT_EQ(22U, PlacesOf<CryptokiObject>());
+  EXPECT_EQ(22U, PlacesOf<Data>());
+  EXPECT_EQ(22U, PlacesOf<SecretKey>());
+  EXPECT_EQ(22U, PlacesOf<PublicKey>());
+  EXPECT_EQ(22U, PlacesOf<PrivateKey>());
+  EXPECT_EQ(22U, PlacesOf<Certificate>());
+}
+
+// Three places behind the interface's own: what logs in under a turn that is taken already, and what the list of
+// contexts needs.
+TEST(InterfaceEndTest, OfAContextIsThreePlacesBehindItsOperations) {
+  using Under = void (CCSPContext::*)(LoginTurn&);
+  EXPECT_EQ((Places{54, 55, 56}), (Places{PlaceOf(static_cast<Under>(&CCSPContext::Login)), PlaceOf(&CCSPContext::Copy),
+                                          PlaceOf(&CCSPContext::IsOnlyOwnerOfSession)}));
+  EXPECT_EQ(57U, PlacesOf<CCSPContext>());
+  EXPECT_EQ(57U, PlacesOf<TELVOCSPContext>());
+}
+
+TEST(InterfaceEndTest, OfWhatTheProcessShares) {
+  EXPECT_EQ(4U, PlacesOf<CCSPContextError>());
+  EXPECT_EQ(5U, PlacesOf<CCSPContextList>());
+  EXPECT_EQ(2U, PlacesOf<CCSPHashFactory>());
+  EXPECT_EQ(2U, PlacesOf<CCSPSecretKeyFactory>());
+  EXPECT_EQ(2U, PlacesOf<UnplugThread>());
+  EXPECT_EQ(2U, PlacesOf<PINCacheManager>());
+}
+
+TEST(InterfaceEndTest, OfHashesAndKeys) {
+  EXPECT_EQ(18U, PlacesOf<CCSPHash>());
+  EXPECT_EQ(18U, PlacesOf<TELVOCSPHash>());
+  EXPECT_EQ(19U, PlacesOf<SHA1MD5Hash>());
+  EXPECT_EQ(26U, PlacesOf<CCSPSecretKey>());
+  EXPECT_EQ(26U, PlacesOf<CDESKey>());
+  EXPECT_EQ(26U, PlacesOf<C3DES_112Key>());
+  EXPECT_EQ(26U, PlacesOf<C3DESKey>());
+  EXPECT_EQ(26U, PlacesOf<CAES_128Key>());
+  EXPECT_EQ(6U, PlacesOf<ImportedPublicKey>());
+  EXPECT_EQ(5U, PlacesOf<CImportedPublicKeyList>());
+}
+
+TEST(InterfaceEndTest, OfWhatHandlesPINs) {
+  EXPECT_EQ(6U, PlacesOf<CTELVOPINCache>());
+  EXPECT_EQ(4U, PlacesOf<CVirtualNumBtn>());
+  EXPECT_EQ(3U, PlacesOf<CPasswordChecker>());
+  EXPECT_EQ(3U, PlacesOf<CMyPasswordChecker>());
+}
+
+TEST(InterfaceEndTest, LogsAndErrorsOfTheModuleHaveNoVirtualOperations) {
+  EXPECT_FALSE(std::is_polymorphic<CCSPLog>::value);
+  EXPECT_FALSE(std::is_polymorphic<CryptokiError>::value);
 }
 
 }  // namespace

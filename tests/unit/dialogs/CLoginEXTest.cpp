@@ -10,6 +10,7 @@
 #include "AnsweringSession.h"
 #include "HeapWatch.h"
 #include "LogTest.h"
+#include "ScarceMemory.h"
 #include "ScriptedDialogs.h"
 #include "ScriptedModule.h"
 #include "cryptoki/LoginTurn.h"
@@ -164,6 +165,17 @@ TEST_F(CLoginEXTest, APinOfEightCharactersLogsIn) {
 
 TEST_F(CLoginEXTest, APinOfNineCharactersEndsTheDialogWithAnInternalError) {
   m_dialogs.OnNext(EnterPIN("123456789"));
+  EXPECT_EQ(INT_PTR{0x8009002D}, m_dialog.DoModal());
+  EXPECT_TRUE(m_session.pins.empty());
+  EXPECT_EQ("", TakeLog());
+}
+
+TEST_F(CLoginEXTest, APinThatCannotBeReadForWantOfMemoryEndsTheDialogWithAnInternalError) {
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    dialog.Type(kEdit, "1234");
+    const ScarceMemory scarce;
+    dialog.Click(kLogin);
+  });
   EXPECT_EQ(INT_PTR{0x8009002D}, m_dialog.DoModal());
   EXPECT_TRUE(m_session.pins.empty());
   EXPECT_EQ("", TakeLog());

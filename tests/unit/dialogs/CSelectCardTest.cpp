@@ -51,6 +51,14 @@ TEST_F(CSelectCardTest, OneReaderIsPreselectedAndStillHasToBeConfirmed) {
   EXPECT_EQ("TELVO Reader A", NameOf(dialog));
 }
 
+TEST_F(CSelectCardTest, ReadersOfAllGroupsAreAskedFor) {
+  m_pcsc.AddReader("TELVO Reader A");
+  CSelectCard dialog;
+  m_dialogs.OnNext([](ScriptedDialog& shown) { shown.Click(2); });
+  dialog.DoModal();
+  EXPECT_EQ((std::vector<std::string>{"SCardEstablishContext(0)", "SCardListReadersA(1)"}), m_pcsc.TakeCalls());
+}
+
 TEST_F(CSelectCardTest, ReadersAreSortedAndTheLowestIsPreselected) {
   for (const char* reader : {"Reader C", "Reader A", "Reader B"}) m_pcsc.AddReader(reader);
   CSelectCard dialog;

@@ -1,6 +1,7 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
+#include "ScarceMemory.h"
 #include "ScriptedDialogs.h"
 #include "dialogs/ReadPIN.h"
 #include "dialogs/unreached/CChangePwdDlg.h"
@@ -40,6 +41,18 @@ TEST(ReadPINTest, ATextThatHasOutgrownItsRoomIsNotCopied) {
     DWORD length = 5;
     EXPECT_EQ(0x8009002DU, ReadPIN(view, edit, 9, room, &length));
     EXPECT_EQ(5U, length);
+    EXPECT_EQ(0, room[0]);
+  });
+}
+
+TEST(ReadPINTest, WithoutMemoryForTheTextNothingIsRead) {
+  WithSixCharacters([](const DialogView& view, const CSecureEditEx& edit) {
+    BYTE room[7] = {};
+    DWORD length = 6;
+    const ScarceMemory scarce;
+    EXPECT_EQ(0x8009002DU, ReadPIN(view, edit, 9, nullptr, &length));
+    EXPECT_EQ(0x8009002DU, ReadPIN(view, edit, 9, room, &length));
+    EXPECT_EQ(6U, length);
     EXPECT_EQ(0, room[0]);
   });
 }

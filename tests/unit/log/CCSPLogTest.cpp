@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "LogTest.h"
+#include "TurnWatch.h"
 #include "common/FormatNumber.h"
 #include "log/CCSPLog.h"
 #include "log/Logs.h"
@@ -172,6 +173,17 @@ TEST_F(CCSPLogTest, ItemsOfTwoThreadsStayWhole) {
     EXPECT_TRUE(line == "of this thread   " || line == "of the other thread   ") << line;
   }
   EXPECT_EQ(400, lines);
+}
+
+TEST_F(CCSPLogTest, AnItemStandsInTheFileWhenItsTurnEnds) {
+  std::string atTheEndOfTheTurn;
+  const TurnWatch watch([&] { atTheEndOfTheTurn = TakeLog(); });
+  m_log.WriteLine("line");
+  EXPECT_EQ("line   \n", atTheEndOfTheTurn);
+  m_log.WriteBytes("bytes ", reinterpret_cast<const BYTE*>("A"), 1, true);
+  EXPECT_EQ("bytes 41 \n", atTheEndOfTheTurn);
+  m_log.WriteHexDump(reinterpret_cast<const BYTE*>("A"), 1);
+  EXPECT_EQ("41\tA\n", atTheEndOfTheTurn);
 }
 
 #if !defined(_WIN32)

@@ -2,6 +2,7 @@
 #include <ctime>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <string>
 
 #include "LogTest.h"
 #include "TestRegistry.h"
@@ -9,6 +10,12 @@
 #include "log/ProductKey.h"
 
 namespace {
+
+#if defined(_WIN32)
+const std::string kLineEnd = "\r\n";
+#else
+const std::string kLineEnd = "\n";
+#endif
 
 class LogSettingsTest : public ::testing::Test {
  protected:
@@ -70,6 +77,35 @@ TEST_F(LogSettingsTest, WithoutAFileNameNothingIsWrittenAndTheStartLineStaysOpen
   CCSPLog log(10);
   log.WriteLine("x");
   EXPECT_EQ(0, g_logStarted);
+}
+
+TEST_F(LogSettingsTest, AnObjectBehindOneThatFoundNoFileNameTriesAgain) {
+  g_logStarted = 0;
+  m_registry.SetText(kProductKey, "CSPLOG", "1");
+  CCSPLog first(10);
+  CCSPLog second(10);
+  EXPECT_EQ(0, g_logStarted);
+  m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
+  CCSPLog third(10);
+  EXPECT_EQ(1, g_logStarted);
+  const std::string startLine = ReadFile(m_logFile);
+  EXPECT_EQ(0U, startLine.find(kLineEnd + kLineEnd + "****************************** LOG START - "));
+  first.WriteLine("x");
+  second.WriteLine("x");
+  EXPECT_EQ(startLine, ReadFile(m_logFile));
+  third.WriteLine("x");
+  EXPECT_EQ(startLine + "x   " + kLineEnd, ReadFile(m_logFile));
+}
+
+TEST_F(LogSettingsTest, AnObjectBehindOneWhoseFolderIsMissingWritesNoStartLine) {
+  g_logStarted = 0;
+  m_registry.SetText(kProductKey, "CSPLOG", "1");
+  m_registry.SetText(kProductKey, "CSPDIR", m_folder.File("nowhere/csp.log"));
+  CCSPLog first(10);
+  EXPECT_EQ(1, g_logStarted);
+  m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
+  CCSPLog second(10);
+  EXPECT_FALSE(std::filesystem::exists(m_logFile));
 }
 
 TEST_F(LogSettingsTest, AFileNameOfMoreThan260BytesCountsAsNone) {

@@ -280,6 +280,19 @@ TEST_P(CCLoginDlgCountTest, IsShownAndTheDialogStays) {
 
 INSTANTIATE_TEST_SUITE_P(Counts, CCLoginDlgCountTest, ::testing::Values(1, 3, 14, 15));
 
+TEST_F(CCLoginDlgTest, ARightPinBehindAWrongOneClearsTheStatusLine) {
+  m_session.Fail(2);
+  EXPECT_EQ(1, Run([this](ScriptedDialog& dialog) {
+              dialog.Type(kEdit, "0000");
+              dialog.Click(kLogin);
+              EXPECT_EQ("Incorrect PIN, 2 trials left", dialog.GetText(kStatus));
+              m_session.answer = nullptr;
+              dialog.Click(kLogin);
+              EXPECT_EQ("", dialog.GetText(kStatus));
+            }));
+  EXPECT_EQ((std::vector<std::string>{"0000", "0000"}), m_session.pins);
+}
+
 TEST_F(CCLoginDlgTest, ALockedPinDisablesEverythingThatNeedsIt) {
   m_session.Fail(CKR_PIN_LOCKED);
   EXPECT_EQ(2, Run([](ScriptedDialog& dialog) {

@@ -1,6 +1,8 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
 
+#include "HeapWatch.h"
 #include "LogTest.h"
 #include "ScriptedDialogs.h"
 #include "dialogs/unreached/CChangePwdDlg.h"
@@ -173,6 +175,16 @@ TEST_F(CChangePwdDlgTest, AnOutputThatIsNotThereGetsNothingAndIsLoggedAsEmpty) {
       "this->g_pbnewPIN = \n"
       "this->g_pbnewPIN2 = 38 37 36 35 \n",
       TakeLog());
+}
+
+TEST_F(CChangePwdDlgTest, NoneOfTheThreePinsIsLeftInMemoryThatIsGivenBack) {
+  const HeapSearch search({"13579246", "24681357", "86427531"});
+  Run([](ScriptedDialog& dialog) {
+    Enter(dialog, "13579246", "24681357", "86427531");
+    EXPECT_TRUE(dialog.Click(kOK));
+  });
+  EXPECT_EQ("24681357", Text(m_new, m_dialog.GetNewPINLength()));
+  EXPECT_THAT(search.Found(), ::testing::IsEmpty());
 }
 
 // --- A PIN that cannot be read: more than a user can type gets into the edit from elsewhere.
