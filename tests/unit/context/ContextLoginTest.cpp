@@ -259,7 +259,7 @@ TEST_F(ContextLoginTest, EveryOtherResultOfTheDialogIsAFinishedLogin) {
   }
 }
 
-TEST_F(ContextLoginTest, WithPINCacheSetToZeroTheUserIsAskedTwiceASignature) {
+TEST_F(ContextLoginTest, WithPINCacheSetToZeroBothCallsOfASignatureAskTheUser) {
   AddKeyPair(m_token, Text("one"));
   m_registry.SetText(kProductKey, "PINCACHE", "0");
   Bind();
@@ -267,12 +267,12 @@ TEST_F(ContextLoginTest, WithPINCacheSetToZeroTheUserIsAskedTwiceASignature) {
   const Bytes data = Text("abc");
   const DWORD length = 3;
   Bytes signature(128);
-  DWORD size = 0;
-  dialogs.OnNext(EnterPIN("1234"));
-  m_open.Sign(data.data(), &length, nullptr, &size);
-  ASSERT_EQ(128U, size);
+  DWORD size = 128;
   dialogs.OnNext(EnterPIN("1234"));
   m_open.Sign(data.data(), &length, signature.data(), &size);
+  EXPECT_EQ(1, dialogs.ShownCount());
+  dialogs.OnNext(EnterPIN("1234"));
+  m_open.Sign(data.data(), &length, nullptr, &size);
   EXPECT_EQ(2, dialogs.ShownCount());
 }
 
