@@ -13,7 +13,6 @@ constexpr int kCancel = 2;
 constexpr int kClear = 1067;
 constexpr int kCurrent = 1068;
 constexpr int kNew = 1069;
-constexpr int kShowKeyboard = 1070;
 constexpr int kRepeated = 1071;
 constexpr int kStatus = 1076;
 constexpr int kWord = 1079;
@@ -133,15 +132,6 @@ TEST_F(ChangeDialogTest, DISABLED_StandsForAPicture) {
               user.Type(kRepeated, "Quill");
               EXPECT_EQ("Value of New PIN does not Match!", user.Text(kStatus));
               EXPECT_EQ("Strong", user.Text(kWord));
-              StandForAPicture();
-            }));
-}
-
-TEST_F(ChangeDialogTest, DISABLED_StandsForAPictureWithItsKeyboard) {
-  EXPECT_EQ(2, Show([](DialogDriver& user) {
-              EnableWindow(user.Control(kShowKeyboard), TRUE);
-              user.Click(kShowKeyboard);
-              for (const int key : {1024, 1025, 1026, 1011, 1012, 1013}) user.Click(key);
               StandForAPicture();
             }));
 }
