@@ -15,7 +15,7 @@
 //   - Of `hHash` and `hKey` the low 32 bits count. The handle of a key pair is compared whole, but in CPExportKey.
 //   - "Logs in" means: with the cached PIN, else the user is asked. That may fail with NTE_SILENT_CONTEXT,
 //     SCARD_W_CANCELLED_BY_USER, SCARD_W_CHV_BLOCKED or SCARD_W_CARD_NOT_AUTHENTICATED.
-//   - Handles belong to the context. Hashes and keys go with it; the card's key pair stays on the card.
+//   - Handles belong to the context and are of no use once it is released. Key pairs and certificates stay on the card.
 #pragma once
 
 #include "common/Platform.h"
