@@ -165,6 +165,35 @@ TEST_F(LoginDialogTest, NineCharactersEndTheDialogWithAnInternalError) {
   EXPECT_EQ(0, m_cache->IsPINSet());
 }
 
+TEST_F(LoginDialogTest, BehindNineCharactersTheOperationItselfFailsAndNobodyIsLoggedIn) {
+  TELVOCSPContext context(nullptr);
+  context.Initialize("\\\\.\\TELVO Reader A\\new", CRYPT_NEWKEYSET, m_cryptoki, 1);
+  DWORD key = 0;
+  EXPECT_CRYPTOKI_ERROR(CKR_USER_NOT_LOGGED_IN, DialogDriver::Run(
+                                                    [&]() -> INT_PTR {
+                                                      context.GenerateKeyPair(AT_SIGNATURE, 1024U << 16U, &key,
+                                                                              nullptr);
+                                                      return 0;
+                                                    },
+                                                    [](DialogDriver& user) { Try(user, "123456789"); }));
+  EXPECT_FALSE(IsLoggedIn());
+}
+
+// What is left of a wrong PIN is not replaced by what is typed behind it.
+TEST_F(LoginDialogTest, TheAsterisksOfAWrongPinStayAndSpoilTheNextOneUnlessTheyAreDeleted) {
+  EXPECT_EQ(1, Show([](DialogDriver& user) {
+              Try(user, "12");
+              EXPECT_EQ("Incorrect PIN, 2 trials left", user.Text(kStatus));
+              EXPECT_EQ("**", user.Text(kPin));
+              user.Key(kPin, VK_END);
+              user.Type(kPin, "123456");
+              EXPECT_EQ("********", user.Text(kPin));
+              user.Click(kLogin);
+              EXPECT_EQ("Incorrect PIN, 1 trials left", user.Text(kStatus));
+              Try(user, "123456");
+            }));
+}
+
 TEST_F(LoginDialogTest, TheEditTakesAsManyCharactersAsTheTokensLongestPin) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               user.Type(kPin, "01234567890123456789");

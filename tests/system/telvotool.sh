@@ -297,6 +297,7 @@ by_dialog 4 'Enter PIN for Card A' type:1002=999999 click:1001 'reads:1092=Incor
   -- sign text --container signing
 by_dialog 4 'Change PIN for Card A' type:1068=123456 click:2 gone -- change-pin
 complains 'the PIN was not changed'
+complains 'at most 8 characters'
 by_dialog 0 'Change PIN for Card A' type:1068=123456 type:1069=Quill-42 type:1071=Quill-42 'reads:1079=Strong' click:1 gone \
   -- change-pin
 says 'changed: the PIN of the card in TELVO Reader A'

@@ -636,6 +636,17 @@ TEST_F(ReaderChoiceTest, WithTwoTokensAndNoNameTheUserIsAsked) {
                                    Value("UI Dlg reader name: ", "Reader B") + Line("\nIterating thru Readers")));
 }
 
+TEST_F(ReaderChoiceTest, WithoutAnyCardTheUserIsAskedUnlessAContainerIsNamed) {
+  m_module.AddEmptyReader("Reader A");
+  m_dialogs.OnNext(CancelDialog());
+  EXPECT_EQ("8010006E: The operation was cancelled by the user", InitializeError(nullptr, 0));
+  m_dialogs.OnNext(CancelDialog());
+  EXPECT_EQ("8010006E: The operation was cancelled by the user", InitializeError("one", kNew));
+  EXPECT_EQ("80090020: No Active Slot found", InitializeError("one", 0));
+  EXPECT_EQ("80090020: No Active Slot found", InitializeError("\\\\.\\Reader A\\", 0));
+  EXPECT_EQ(2, m_dialogs.ShownCount());
+}
+
 TEST_F(ReaderChoiceTest, WithOneTokenNobodyIsAsked) {
   AddContainer(m_module.InsertToken("Reader A"), Text("one"));
   m_module.AddEmptyReader("Reader B");

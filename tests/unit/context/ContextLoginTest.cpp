@@ -259,6 +259,23 @@ TEST_F(ContextLoginTest, EveryOtherResultOfTheDialogIsAFinishedLogin) {
   }
 }
 
+TEST_F(ContextLoginTest, WithPINCacheSetToZeroBothCallsOfASignatureAskTheUser) {
+  AddKeyPair(m_token, Text("one"));
+  m_registry.SetText(kProductKey, "PINCACHE", "0");
+  Bind();
+  ScriptedDialogs dialogs;
+  const Bytes data = Text("abc");
+  const DWORD length = 3;
+  Bytes signature(128);
+  DWORD size = 128;
+  dialogs.OnNext(EnterPIN("1234"));
+  m_open.Sign(data.data(), &length, signature.data(), &size);
+  EXPECT_EQ(1, dialogs.ShownCount());
+  dialogs.OnNext(EnterPIN("1234"));
+  m_open.Sign(data.data(), &length, nullptr, &size);
+  EXPECT_EQ(2, dialogs.ShownCount());
+}
+
 TEST_F(ContextLoginTest, APINThatTheWatcherClearedIsAskedForAgain) {
   Bind();
   CachePIN("1234");

@@ -215,6 +215,20 @@ TEST_F(LogSettingsTest, WithLoggingOffTheFirstObjectUsesUpTheStartLine) {
   EXPECT_EQ(std::string::npos, ReadFile(m_logFile).find("LOG START"));
 }
 
+TEST_F(LogSettingsTest, AStartLineForWhichThereIsNoFolderIsLostForGood) {
+  m_logFile = m_folder.File("later/csp.log");
+  m_registry.SetText(kProductKey, "CSPLOG", "1");
+  m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
+  g_logStarted = 0;
+  CCSPLog log(10);
+  std::filesystem::create_directory(m_folder.File("later"));
+  log.WriteLine("an item");
+  CCSPLog another(10);
+  const std::string text = ReadFile(m_logFile);
+  EXPECT_NE(std::string::npos, text.find("an item"));
+  EXPECT_EQ(std::string::npos, text.find("LOG START"));
+}
+
 TEST_F(LogSettingsTest, ChangesOfTheRegistryReachOnlyObjectsToCome) {
   m_registry.SetText(kProductKey, "CSPLOG", "0");
   m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
