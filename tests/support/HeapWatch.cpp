@@ -2,9 +2,17 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <malloc.h>
 #include <new>
 
-// One block at a time is enough for the tests.
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
+#define SANITIZER_HAS_THE_HEAP
+#include <sanitizer/allocator_interface.h>
+#endif
+#endif
+
+// One block, and one search, at a time is enough for the tests.
 namespace {
 
 const void* g_block = nullptr;
@@ -12,8 +20,29 @@ std::size_t g_length = 0;
 bool g_released = false;
 bool g_wiped = false;
 
+const unsigned char* g_searched = nullptr;
+std::size_t g_searchedLength = 0;
+bool g_found = false;
+
+std::size_t SizeOf(const volatile void* block) noexcept {
+#if defined(SANITIZER_HAS_THE_HEAP)
+  return __sanitizer_get_allocated_size(block);
+#elif defined(_WIN32)
+  return _msize(const_cast<void*>(block));
+#else
+  return malloc_usable_size(const_cast<void*>(block));
+#endif
+}
+
+void Search(const volatile void* block) noexcept {
+  const auto* const bytes = static_cast<const unsigned char*>(const_cast<const void*>(block));
+  const unsigned char* const end = bytes + SizeOf(block);
+  if (std::search(bytes, end, g_searched, g_searched + g_searchedLength) != end) g_found = true;
+}
+
 // Called with every block that is given back, while its bytes are still there.
 void Look(const volatile void* block) noexcept {
+  if (block != nullptr && g_searched != nullptr) Search(block);
   if (block == nullptr || block != g_block) return;
   const auto* bytes = static_cast<const unsigned char*>(g_block);
   g_wiped = std::all_of(bytes, bytes + g_length, [](unsigned char byte) { return byte == 0; });
@@ -23,15 +52,7 @@ void Look(const volatile void* block) noexcept {
 
 }  // namespace
 
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
-#define SANITIZER_HAS_THE_HEAP
-#endif
-#endif
-
 #if defined(SANITIZER_HAS_THE_HEAP)
-
-#include <sanitizer/allocator_interface.h>
 
 namespace {
 const int g_installed = __sanitizer_install_malloc_and_free_hooks([](const volatile void*, std::size_t) {}, &Look);
@@ -39,18 +60,22 @@ const int g_installed = __sanitizer_install_malloc_and_free_hooks([](const volat
 
 #else
 
-void* operator new[](std::size_t size) {
+void* operator new(std::size_t size) {
   void* block = std::malloc(size > 0 ? size : 1);
   if (block == nullptr) throw std::bad_alloc();
   return block;
 }
 
-void operator delete[](void* block) noexcept {
+void* operator new[](std::size_t size) { return operator new(size); }
+
+void operator delete(void* block) noexcept {
   Look(block);
   std::free(block);
 }
 
-void operator delete[](void* block, std::size_t) noexcept { operator delete[](block); }
+void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
+void operator delete[](void* block) noexcept { operator delete(block); }
+void operator delete[](void* block, std::size_t) noexcept { operator delete(block); }
 
 #endif
 
@@ -66,3 +91,13 @@ HeapWatch::~HeapWatch() { g_block = nullptr; }
 bool HeapWatch::WasReleased() const { return g_released; }
 
 bool HeapWatch::WasWiped() const { return g_wiped; }
+
+HeapSearch::HeapSearch(const void* bytes, std::size_t length) {
+  g_found = false;
+  g_searchedLength = length;
+  g_searched = static_cast<const unsigned char*>(bytes);
+}
+
+HeapSearch::~HeapSearch() { g_searched = nullptr; }
+
+bool HeapSearch::WereFound() const { return g_found; }

@@ -1,32 +1,20 @@
-// WaitingLogin: another thread that wants to log in while an entry of the module is called.
+// WaitingLogin: whether a thread that wants to log in while an entry of the module is called would have to wait.
 #pragma once
 
-#include <chrono>
-#include <future>
 #include <string>
 
 #include "ScriptedModule.h"
-#include "pin/LoginTurn.h"
 
 class WaitingLogin {
  public:
-  // From the next call of `entry` on the other thread asks for its turn. The call goes on a little later.
-  WaitingLogin(ScriptedModule& module, const std::string& entry) {
-    module.BeforeNext(entry, [this] {
-      m_login = std::async(std::launch::async, [] { const LoginTurn turn; });
-      m_hadToWait = m_login.wait_for(std::chrono::milliseconds(20)) == std::future_status::timeout;
-    });
-  }
+  // Looks in the next call of `entry`.
+  WaitingLogin(ScriptedModule& module, const std::string& entry);
   WaitingLogin(const WaitingLogin&) = delete;
   WaitingLogin& operator=(const WaitingLogin&) = delete;
 
-  // Whether it did not get its turn during the call. Returns when it had it.
-  bool HadToWait() {
-    if (m_login.valid()) m_login.get();
-    return m_hadToWait;
-  }
+  // Also false when the entry was not called.
+  bool HadToWait() const { return m_hadToWait; }
 
  private:
-  std::future<void> m_login;
   bool m_hadToWait = false;
 };
