@@ -48,6 +48,7 @@ void TELVOCSPContext::Verify(const BYTE* data, DWORD dataLength, const BYTE* sig
   Login(turn);
   Session& session = OpenedSession();
   try {
+    // Required: whether the container has a public key is not looked at, unlike in the other three operations.
     session.VerifyInit(RsaPkcs(), key != nullptr ? *key : m_publicKey);
     std::vector<BYTE> turned(signature, signature + signatureLength);
     ReverseBytes(turned.data(), signatureLength);

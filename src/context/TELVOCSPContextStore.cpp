@@ -45,6 +45,7 @@ DWORD TELVOCSPContext::AddCertificateToStore(const Certificate& certificate, HCE
   return added != FALSE ? 1 : FailWith("\nFailed to CertAddCertificateContextToStore: ", code);
 }
 
+// Required: the kind of store is ignored. Every certificate goes to the one that is given, a root store too.
 DWORD TELVOCSPContext::AddCertificatesToStore(HCERTSTORE store, DWORD /*rootStore*/, DWORD defaultOnly) {
   const auto add = [this, store](Certificate& certificate, const std::string* containerName) {
     const Attribute value = certificate.GetAttribute(CKA_VALUE);

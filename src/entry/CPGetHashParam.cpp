@@ -39,6 +39,7 @@ BOOL GetValue(const EntryFrame& frame, CCSPHash& hash, BYTE* data, DWORD* length
 
 BOOL WINAPI CPGetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen,
                            DWORD dwFlags) {
+  // Required: the first line spells the name in its own way.
   const EntryFrame frame("CPGetHashParam", "CPGethashParam");
   frame.LogNumber("\tdwParam:    ", dwParam);
   frame.LogNumber("\tdwFlags:    ", dwFlags);

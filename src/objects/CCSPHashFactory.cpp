@@ -12,7 +12,7 @@
 
 namespace {
 
-// The names are those of the log, and others than in the table of algorithms.
+// Required: the names are spelled otherwise than in the table of algorithms, where SHA has a hyphen and SSL3 none.
 struct HashRow {
   ALG_ID id;
   DWORD digestLength;

@@ -39,6 +39,8 @@ class DataEntryTest : public EntryTest {
   HCRYPTKEY MakeKeyHandle(ALG_ID algorithm = CALG_DES, DWORD mode = CRYPT_MODE_CBC) {
     return MakeKey(algorithm, mode)->GetKeyID();
   }
+  // The lowest bit above a handle's own 32.
+  static constexpr HCRYPTKEY kUpperBit = HCRYPTKEY{1} << 32U;
   // Of a public key that was brought into the context.
   HCRYPTKEY ImportPublicKey() { return Access::ImportedKeys(*m_context).AddKey(PublicKey()); }
 

@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <malloc.h>
 #include <new>
 
@@ -86,24 +85,24 @@ bool HeapWatch::WasReleased() const { return g_released; }
 
 bool HeapWatch::WasWiped() const { return g_wiped; }
 
-HeapSearch::HeapSearch(const std::vector<const char*>& texts) {
-  for (const char* text : texts) m_texts.push_back({text, false});
+HeapSearch::HeapSearch(const std::vector<std::string>& secrets) {
+  for (const std::string& secret : secrets) m_secrets.push_back({secret, false});
   g_search = this;
 }
 
 HeapSearch::~HeapSearch() { g_search = nullptr; }
 
 void HeapSearch::LookInto(const char* block, std::size_t length) noexcept {
-  for (Text& text : m_texts) {
+  for (Secret& secret : m_secrets) {
     const char* const end = block + length;
-    text.found = text.found || std::search(block, end, text.text, text.text + std::strlen(text.text)) != end;
+    if (std::search(block, end, secret.bytes.begin(), secret.bytes.end()) != end) secret.found = true;
   }
 }
 
-std::vector<const char*> HeapSearch::Found() const {
-  std::vector<const char*> found;
-  for (const Text& text : m_texts) {
-    if (text.found) found.push_back(text.text);
+std::vector<std::string> HeapSearch::Found() const {
+  std::vector<std::string> found;
+  for (const Secret& secret : m_secrets) {
+    if (secret.found) found.push_back(secret.bytes);
   }
   return found;
 }

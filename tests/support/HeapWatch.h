@@ -1,8 +1,9 @@
-// HeapWatch: what stood in a heap block at the moment it was given back. HeapSearch: whether a text stood in any block.
+// HeapWatch: what stood in a heap block at the moment it was given back. HeapSearch: whether a secret stood in any block.
 // Both see memory of new and of new[].
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 class HeapWatch {
@@ -20,22 +21,22 @@ class HeapWatch {
 
 class HeapSearch {
  public:
-  // Looks for these texts, which must live as long, in each block that is given back from now on.
-  explicit HeapSearch(const std::vector<const char*>& texts);
+  // Looks for these bytes in each block that is given back from now on.
+  explicit HeapSearch(const std::vector<std::string>& secrets);
   ~HeapSearch();
   HeapSearch(const HeapSearch&) = delete;
   HeapSearch& operator=(const HeapSearch&) = delete;
 
-  // The texts that were found in one.
-  std::vector<const char*> Found() const;
+  // The secrets that were found in one.
+  std::vector<std::string> Found() const;
 
   // Looks into a block. Gets and gives back no memory.
   void LookInto(const char* block, std::size_t length) noexcept;
 
  private:
-  struct Text {
-    const char* text;
+  struct Secret {
+    std::string bytes;
     bool found;
   };
-  std::vector<Text> m_texts;
+  std::vector<Secret> m_secrets;
 };

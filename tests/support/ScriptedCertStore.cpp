@@ -7,8 +7,15 @@ namespace {
 ScriptedCertStore* g_scripted = nullptr;
 
 bool IsRefused(const char* function) {
-  if (g_scripted == nullptr || g_scripted->refused.count(function) == 0) return false;
-  SetLastError(g_scripted->refused[function]);
+  if (g_scripted == nullptr) return false;
+  const auto found = g_scripted->refused.find(function);
+  if (found == g_scripted->refused.end()) return false;
+  ScriptedCertStore::Refusal& refusal = found->second;
+  if (refusal.callsToGo > 1) {
+    --refusal.callsToGo;
+    return false;
+  }
+  SetLastError(refusal.code);
   return true;
 }
 
@@ -25,6 +32,8 @@ PCCERT_CONTEXT __real_CertCreateCertificateContext(DWORD encoding, const BYTE* d
 BOOL __real_CertFreeCertificateContext(PCCERT_CONTEXT certificate);
 DWORD __real_CertGetNameStringA(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void* parameter, LPSTR text,
                                 DWORD size);
+BOOL __real_CryptDecodeObject(DWORD encoding, LPCSTR type, const BYTE* der, DWORD derLength, DWORD flags, void* out,
+                              DWORD* length);
 }
 
 #endif
@@ -51,6 +60,7 @@ HCERTSTORE WINAPI SCRIPTED(CertOpenSystemStoreA)(HCRYPTPROV, LPCSTR name) {
 
 BOOL WINAPI SCRIPTED(CertSetCertificateContextProperty)(PCCERT_CONTEXT certificate, DWORD property, DWORD flags,
                                                         const void* data) {
+  if (g_scripted != nullptr && g_scripted->beforeProperty) g_scripted->beforeProperty();
   if (IsRefused("CertSetCertificateContextProperty")) return FALSE;
   return REAL("crypt32.dll", CertSetCertificateContextProperty)(certificate, property, flags, data);
 }
@@ -62,6 +72,8 @@ BOOL WINAPI SCRIPTED(CertAddCertificateContextToStore)(HCERTSTORE store, PCCERT_
 }
 
 PCCERT_CONTEXT WINAPI SCRIPTED(CertCreateCertificateContext)(DWORD encoding, const BYTE* der, DWORD length) {
+  if (g_scripted != nullptr) g_scripted->encoding = encoding;
+  if (IsRefused("CertCreateCertificateContext")) return nullptr;
   const PCCERT_CONTEXT certificate = REAL("crypt32.dll", CertCreateCertificateContext)(encoding, der, length);
   if (g_scripted != nullptr && certificate != nullptr) ++g_scripted->created;
   return certificate;
@@ -78,6 +90,12 @@ DWORD WINAPI SCRIPTED(CertGetNameStringA)(PCCERT_CONTEXT certificate, DWORD type
   return REAL("crypt32.dll", CertGetNameStringA)(certificate, type, flags, parameter, text, size);
 }
 
+BOOL WINAPI SCRIPTED(CryptDecodeObject)(DWORD encoding, LPCSTR type, const BYTE* der, DWORD derLength, DWORD flags,
+                                        void* out, DWORD* length) {
+  if (IsRefused("CryptDecodeObject")) return FALSE;
+  return REAL("crypt32.dll", CryptDecodeObject)(encoding, type, der, derLength, flags, out, length);
+}
+
 #ifdef _WIN32
 void* __imp_CertOpenStore = reinterpret_cast<void*>(&ScriptedCertOpenStore);
 void* __imp_CertOpenSystemStoreA = reinterpret_cast<void*>(&ScriptedCertOpenSystemStoreA);
@@ -86,6 +104,7 @@ void* __imp_CertAddCertificateContextToStore = reinterpret_cast<void*>(&Scripted
 void* __imp_CertCreateCertificateContext = reinterpret_cast<void*>(&ScriptedCertCreateCertificateContext);
 void* __imp_CertFreeCertificateContext = reinterpret_cast<void*>(&ScriptedCertFreeCertificateContext);
 void* __imp_CertGetNameStringA = reinterpret_cast<void*>(&ScriptedCertGetNameStringA);
+void* __imp_CryptDecodeObject = reinterpret_cast<void*>(&ScriptedCryptDecodeObject);
 #endif
 
 }  // extern "C"

@@ -6,6 +6,7 @@
 #include "common/Platform.h"
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -18,16 +19,24 @@ class ScriptedCertStore {
   ScriptedCertStore(const ScriptedCertStore&) = delete;
   ScriptedCertStore& operator=(const ScriptedCertStore&) = delete;
 
-  // From now on the function fails with that last error. Known are CertOpenSystemStoreA, CertOpenStore,
-  // CertSetCertificateContextProperty, CertAddCertificateContextToStore and CertGetNameStringA.
-  void Refuse(const std::string& function, DWORD code) { refused[function] = code; }
+  // From its n-th call on, counted from 1, the function fails with that last error. Known are CertOpenSystemStoreA,
+  // CertOpenStore, CertCreateCertificateContext, CertSetCertificateContextProperty, CertAddCertificateContextToStore,
+  // CertGetNameStringA and CryptDecodeObject.
+  void RefuseFromCall(const std::string& function, int n, DWORD code) { refused[function] = {n, code}; }
+  void Refuse(const std::string& function, DWORD code) { RefuseFromCall(function, 1, code); }
 
-  std::map<std::string, DWORD> refused;
-  std::vector<std::string> names;  // of the system's stores that were opened
+  struct Refusal {
+    int callsToGo;
+    DWORD code;
+  };
+  std::map<std::string, Refusal> refused;
+  std::function<void()> beforeProperty;  // runs before CertSetCertificateContextProperty does anything
+  std::vector<std::string> names;        // of the system's stores that were opened
   std::vector<HCERTSTORE> stores;
   std::atomic<int> memoryStores{0};  // opened by CertOpenStore
   std::atomic<int> created{0};       // certificates by CertCreateCertificateContext
   std::atomic<int> freed{0};         // certificates by CertFreeCertificateContext, null ones apart
+  std::atomic<DWORD> encoding{0};    // that the last CertCreateCertificateContext was told
 };
 
 // A certificate in a store, as a text: "One" and, when it points to a key, " -> container, provider, type, spec".

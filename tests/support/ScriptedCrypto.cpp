@@ -150,6 +150,7 @@ CK_RV ScriptedModule::Finish(const char* entry, Operation operation, CK_SESSION_
     *outLen = static_cast<CK_ULONG>(result.size());
     if (out != nullptr && room < result.size()) return CKR_BUFFER_TOO_SMALL;
     if (out != nullptr) {
+      wroteOverInput = out == data;
       std::copy(result.begin(), result.end(), out);
       active.active = false;
     }

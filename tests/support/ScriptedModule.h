@@ -78,6 +78,8 @@ class ScriptedModule : public CryptokiInterface {
   std::function<void(CK_ATTRIBUTE& item)> falsify;
   // Sees the count or length that any other call hands back, and may falsify it: "C_GetSlotList", "C_Digest".
   std::function<void(const std::string& entry, CK_ULONG& count)> falsifyCount;
+  // Whether the last operation on data had its output where its input was.
+  bool wroteOverInput = false;
 
   // --- The journal
 

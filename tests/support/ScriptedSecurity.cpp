@@ -46,6 +46,7 @@ void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) no
 
 BOOL __real_InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
 BOOL __real_SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
+BOOL __real_MakeSelfRelativeSD(PSECURITY_DESCRIPTOR absolute, PSECURITY_DESCRIPTOR relative, LPDWORD length);
 }
 
 #endif
@@ -63,9 +64,15 @@ BOOL WINAPI SCRIPTED(SetSecurityDescriptorDacl)(PSECURITY_DESCRIPTOR descriptor,
   return REAL("advapi32.dll", SetSecurityDescriptorDacl)(descriptor, present, dacl, defaulted);
 }
 
+BOOL WINAPI SCRIPTED(MakeSelfRelativeSD)(PSECURITY_DESCRIPTOR absolute, PSECURITY_DESCRIPTOR relative, LPDWORD length) {
+  if (Fails("MakeSelfRelativeSD")) return FALSE;
+  return REAL("advapi32.dll", MakeSelfRelativeSD)(absolute, relative, length);
+}
+
 #ifdef _WIN32
 void* __imp_InitializeSecurityDescriptor = reinterpret_cast<void*>(&ScriptedInitializeSecurityDescriptor);
 void* __imp_SetSecurityDescriptorDacl = reinterpret_cast<void*>(&ScriptedSetSecurityDescriptorDacl);
+void* __imp_MakeSelfRelativeSD = reinterpret_cast<void*>(&ScriptedMakeSelfRelativeSD);
 #endif
 
 }  // extern "C"

@@ -15,7 +15,7 @@ class ScriptedSecurity {
   ScriptedSecurity& operator=(const ScriptedSecurity&) = delete;
 
   // The n-th call of the function from now on, counted from 1, fails with that last error. Known are
-  // InitializeSecurityDescriptor and SetSecurityDescriptorDacl.
+  // InitializeSecurityDescriptor, SetSecurityDescriptorDacl and MakeSelfRelativeSD.
   void FailOnCall(const std::string& function, int n, DWORD code) { m_orders[function] = {n, code}; }
   // The n-th allocation that may fail without an exception does.
   void LackMemoryOnCall(int n) { m_orders["new"] = {n, 0}; }

@@ -24,6 +24,21 @@ TEST(RunProcessTest, AProgramThatThereIsNotIsRefused) {
   EXPECT_EQ(4711U, code);
 }
 
+DWORD OpenHandles() {
+  DWORD count = 0;
+  EXPECT_NE(FALSE, GetProcessHandleCount(GetCurrentProcess(), &count));
+  return count;
+}
+
+TEST(RunProcessTest, NoHandleStaysOpen) {
+  for (const bool wait : {true, false}) {
+    RunProcess("cmd.exe /c exit 3", wait, nullptr);  // the first run may open something that stays
+    const DWORD before = OpenHandles();
+    EXPECT_TRUE(RunProcess("cmd.exe /c exit 3", wait, nullptr));
+    EXPECT_EQ(before, OpenHandles()) << wait;
+  }
+}
+
 // The program of the next test.
 TEST(RunProcessTest, DISABLED_TakesAWhile) { Sleep(500); }
 

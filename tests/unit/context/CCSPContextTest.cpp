@@ -5,10 +5,19 @@
 
 #include "ContextTest.h"
 #include "Expect.h"
+#include "PrivateMember.h"
 #include "cryptoki/CryptokiError.h"
 #include "log/Logs.h"
 #include "objects/CCSPHash.h"
 #include "objects/CCSPSecretKey.h"
+#include "pin/CTELVOPINCache.h"
+
+struct SlotOf {
+  using Type = boost::shared_ptr<Slot> TELVOCSPContext::*;
+  friend Type Expose(SlotOf tag);
+};
+
+template struct PrivateMember<SlotOf, &TELVOCSPContext::m_slot>;
 
 namespace {
 
@@ -48,7 +57,9 @@ class OpenContext : public TELVOCSPContext {
   using CCSPContext::m_certificates;
   using CCSPContext::m_errFlags;
   using CCSPContext::m_importedKeys;
+  using CCSPContext::m_pinCache;
   using CCSPContext::m_signPending;
+  using CCSPContext::m_tokenName;
 };
 
 class CCSPContextTest : public ContextTest {
@@ -255,12 +266,51 @@ TEST_F(CCSPContextTest, WhatNeedsASessionFailsWithoutOne) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(CCSPContextTest, ASessionOfFlagsTwoIsTakenForLoggedInAndLoggedOut) {
+TEST_F(CCSPContextTest, ASessionOfTheProvidersFlagsIsTakenForLoggedOutAndIsNotLoggedOut) {
   OpenContext context;
   Open(context);
   EXPECT_FALSE(context.IsLoggedIn());
   context.Logout();
   EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_GetSessionInfo(1)"}), m_module.TakeCalls());
+}
+
+// A module that tells the flags 2 of every session.
+class ModuleOfFlagsTwo : public ScriptedModule {
+ public:
+  CK_RV C_GetSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO_PTR info) override {
+    const CK_RV result = ScriptedModule::C_GetSessionInfo(session, info);
+    info->flags = CKF_RW_SESSION;
+    return result;
+  }
+};
+
+class FlagsTwoTest : public ContextTest {
+ protected:
+  FlagsTwoTest() : m_loggedIn(m_of2->InsertToken("Reader A").loggedIn) {
+    const auto cryptoki = boost::make_shared<TELVOCryptoki>(m_of2);
+    cryptoki->Initialize();
+    m_context.Initialize("\\\\.\\Reader A\\", 0, cryptoki, 1);
+    m_loggedIn = true;
+    m_of2->ForgetCalls();
+    TakeLog();
+  }
+
+  boost::shared_ptr<ModuleOfFlagsTwo> m_of2 = boost::make_shared<ModuleOfFlagsTwo>();
+  bool& m_loggedIn;
+};
+
+TEST_F(FlagsTwoTest, ASessionOfFlagsTwoIsTakenForLoggedInAndIsLoggedOut) {
+  EXPECT_TRUE(m_context.IsLoggedIn());
+  m_context.Logout();
+  EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_GetSessionInfo(1)", "C_Logout(1)"}), m_of2->TakeCalls());
+  EXPECT_FALSE(m_loggedIn);
+}
+
+TEST_F(FlagsTwoTest, ALogoutThatTheModuleRefusesIsSwallowed) {
+  m_of2->FailNext("C_Logout", CKR_DEVICE_REMOVED);
+  m_context.Logout();
+  EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_Logout(1)"}), m_of2->TakeCalls());
+  EXPECT_EQ("", TakeLog());
 }
 
 TEST_F(CCSPContextTest, AFailingLogoutIsSwallowed) {
@@ -312,6 +362,26 @@ TEST_F(CCSPContextTest, ACopySharesTheSessionAndHasWhatTheContextHas) {
   EXPECT_EQ(1024U, copy->GetKeyBits());
   EXPECT_EQ(context.GetExchangeKeyHandle(), copy->GetExchangeKeyHandle());
   EXPECT_EQ(context.GetSignatureKeyHandle(), copy->GetSignatureKeyHandle());
+}
+
+TEST_F(CCSPContextTest, ACopyHasThePromptTheTokensNameAndThePINCache) {
+  OpenContext context;
+  Open(context);
+  context.SetNoCardPrompt("Insert it");
+  context.m_tokenName = "Token";
+  context.m_pinCache = boost::make_shared<CTELVOPINCache>();
+  const OpenContext copy(context);
+  EXPECT_EQ("Insert it", copy.GetNoCardPrompt());
+  EXPECT_EQ("Token", copy.GetTokenName());
+  EXPECT_EQ(context.m_pinCache, copy.m_pinCache);
+}
+
+TEST_F(CCSPContextTest, ACopyHasNoSlot) {
+  OpenContext context;
+  Open(context);
+  const OpenContext copy(context);
+  EXPECT_TRUE(context.*Expose(SlotOf()));
+  EXPECT_FALSE(copy.*Expose(SlotOf()));
 }
 
 TEST_F(CCSPContextTest, ACopyRemembersNoCancelledDialog) {

@@ -2,6 +2,7 @@
 
 #include "LogTest.h"
 #include "SampleCertificates.h"
+#include "ScriptedCertStore.h"
 #include "context/CertificateHelpers.h"
 
 namespace {
@@ -68,6 +69,14 @@ TEST_F(CertificateHelpersTest, WithoutBasicConstraintsItIsNone) {
 TEST_F(CertificateHelpersTest, BasicConstraintsThatCannotBeReadMakeNone) {
   EXPECT_FALSE(IsCACertificate(Context(kOddCertificate)));
   EXPECT_EQ(Searching() + Line("Decoding Object Len") + Line("Decoding Object Len Failed"), TakeLog());
+}
+
+TEST_F(CertificateHelpersTest, BasicConstraintsThatAreMeasuredAndCannotBeReadMakeNone) {
+  ScriptedCertStore platform;
+  platform.RefuseFromCall("CryptDecodeObject", 2, 0x80093101);
+  EXPECT_FALSE(IsCACertificate(Context(kRootCertificate)));
+  EXPECT_EQ(Searching() + Line("Decoding Object Len") + Line("Decoding Object") + Line("Decoding Object Failed"),
+            TakeLog());
 }
 
 TEST_F(CertificateHelpersTest, AContextWithoutInformationIsNoAuthority) {

@@ -127,6 +127,12 @@ class ContextCertificateTest : public ContextTest {
 
 // --- WriteCertificate
 
+TEST_F(ContextCertificateTest, ItIsReadInBothEncodings) {
+  BindContainer();
+  Write();
+  EXPECT_EQ(0x10001U, m_stores.encoding);
+}
+
 TEST_F(ContextCertificateTest, ACertificateReplacesTheOldOneWhichIsDestroyedFirst) {
   BindContainer();
   Write();

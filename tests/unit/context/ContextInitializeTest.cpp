@@ -78,6 +78,11 @@ TEST_F(ContextInitializeTest, BadFlagsAreRefusedBeforeTheModuleIsAsked) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
+TEST_F(ContextInitializeTest, BadFlagsAreRefusedBeforeTheNameIsParsed) {
+  EXPECT_EQ("80090009: dwFlags contains an unsupported flag", InitializeError("SmartcardLogon-one", 1));
+  EXPECT_EQ(Line("\nInitialize Base Class"), TakeLog());
+}
+
 TEST_F(ContextInitializeTest, AFailingSlotListLeavesItAsItIs) {
   m_module.FailNext("C_GetSlotList", CKR_DEVICE_ERROR);
   EXPECT_EQ("module 30", InitializeError("name", 0));
@@ -520,6 +525,15 @@ TEST_F(ContextInitializeTest, ANewContainerWithEveryTokenPassedOverFails) {
   EXPECT_EQ("80090020: The context has no session", InitializeError("one", kNew));
 }
 
+TEST_F(ContextInitializeTest, ANewContainerOnATokenWhoseSearchFailsHasTheReaderOfTheFirstSlot) {
+  m_module.InsertToken("Reader A");
+  m_module.FailNext("C_FindObjectsInit", CKR_DEVICE_ERROR);
+  Initialize("one", kNew);
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
+  EXPECT_EQ("one", m_context.GetContainerName());
+  EXPECT_NE(nullptr, m_context.GetSession());
+}
+
 // --- Verification
 
 TEST_F(ContextInitializeTest, VerificationTouchesNoToken) {
@@ -544,6 +558,24 @@ TEST_F(ContextInitializeTest, VerificationSucceedsWithoutAToken) {
 
 TEST_F(ContextInitializeTest, VerificationWithALowFlagAndNoSlotIsNotFound) {
   EXPECT_EQ(kNotFound, InitializeError(nullptr, kVerify | kSilent));
+}
+
+TEST_F(ContextInitializeTest, VerificationOfANewContainerSaysThatItExistsAndTouchesNoToken) {
+  m_module.InsertToken("Reader A");
+  for (const DWORD flags : {0xF0000028U, 0xF0000048U}) {
+    EXPECT_EQ(kExists, InitializeError(nullptr, flags)) << flags;
+    EXPECT_EQ((Calls{"C_GetSlotList", "C_GetSlotList", "C_GetSlotInfo"}), m_module.TakeCallNames());
+    EXPECT_EQ(Line("\nInitialize Base Class") + Line("\nGet Active Slot List") + Value("\nSlots Found: ", "1") +
+                  Line("\nSlot List Loop done"),
+              TakeLog());
+  }
+  EXPECT_EQ(kExists, InitializeError("one", 0xF0000048));
+}
+
+TEST_F(ContextInitializeTest, VerificationOfANewContainerWithoutATokenIsNotFound) {
+  m_module.AddEmptyReader("Reader A");
+  for (const DWORD flags : {0xF0000028U, 0xF0000048U}) EXPECT_EQ(kNotFound, InitializeError(nullptr, flags)) << flags;
+  EXPECT_EQ("80090020: No Active Slot found", InitializeError("one", 0xF0000048));
 }
 
 TEST_F(ContextInitializeTest, ASilentVerificationWithAReaderGetsNoWatcher) {
@@ -661,6 +693,15 @@ TEST_F(ReaderChoiceTest, ForANewContainerTheUserIsAskedAlsoWithItsName) {
   m_dialogs.OnNext(Choose(1));
   Initialize("one", kNew);
   EXPECT_EQ("Reader B", m_context.GetReaderName());
+}
+
+TEST_F(ReaderChoiceTest, ANewContainerOnTokensWhoseSearchFailsHasTheReaderOfTheFirstSlotWithoutItsBlanks) {
+  m_module.InsertToken("Reader A");
+  m_module.InsertToken("Reader B");
+  m_module.FailAlways("C_FindObjectsInit", CKR_DEVICE_ERROR);
+  m_dialogs.OnNext([](ScriptedDialog& dialog) { dialog.End(1); });  // without a choice
+  Initialize("one", kNew);
+  EXPECT_EQ("Reader A", m_context.GetReaderName());
 }
 
 TEST_F(ReaderChoiceTest, AContainersNameAloneNeedsNoChoice) {

@@ -1,4 +1,6 @@
 // Key bytes leave nothing behind in the provider's memory.
+#include <algorithm>
+#include <array>
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 #include <memory>
@@ -9,7 +11,10 @@
 #include "KeyBlobBytes.h"
 #include "ScriptedClock.h"
 #include "log/Logs.h"
+#include "objects/CCSPHash.h"
+#include "objects/CCSPHashFactory.h"
 #include "objects/CCSPSecretKey.h"
+#include "objects/CCSPSecretKeyFactory.h"
 
 namespace {
 
@@ -117,6 +122,74 @@ TEST_F(ContextKeyWipingTest, AKeyWhoseExportFailsIsWiped) {
   m_watching->FailNext("C_Encrypt", CKR_DEVICE_REMOVED);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, Export(key));
   ExpectWiped();
+}
+
+// --- Keys that are derived
+
+using Digest = std::array<BYTE, 20>;
+
+// What the module says of the n-th message, and the same in a pad.
+Digest DigestOf(int number, BYTE filling = 0) {
+  Digest digest = {};
+  for (std::size_t i = 0; i < digest.size(); ++i) {
+    digest[i] = static_cast<BYTE>((0x11U + 0x40U * static_cast<unsigned>(number) + 7U * i) ^ filling);
+  }
+  return digest;
+}
+
+// A module that keeps no copy of what it is given and answers.
+class ForgetfulModule : public ScriptedModule {
+ public:
+  CK_RV C_DigestInit(CK_SESSION_HANDLE /*session*/, CK_MECHANISM_PTR /*mechanism*/) override { return CKR_OK; }
+  CK_RV C_Digest(CK_SESSION_HANDLE /*session*/, CK_BYTE_PTR /*data*/, CK_ULONG /*length*/, CK_BYTE_PTR digest,
+                 CK_ULONG_PTR digestLength) override {
+    *digestLength = sizeof(Digest);
+    if (digest != nullptr) {
+      const Digest answer = DigestOf(m_digests++);
+      std::copy(answer.begin(), answer.end(), digest);
+    }
+    return CKR_OK;
+  }
+  CK_RV C_CreateObject(CK_SESSION_HANDLE /*session*/, CK_ATTRIBUTE_PTR /*attributes*/, CK_ULONG /*count*/,
+                       CK_OBJECT_HANDLE_PTR object) override {
+    *object = 77;
+    m_digests = 0;
+    return CKR_OK;
+  }
+
+ private:
+  int m_digests = 0;
+};
+
+class DerivationWipingTest : public ContextTest {
+ protected:
+  DerivationWipingTest() {
+    const auto module = boost::make_shared<ForgetfulModule>();
+    module->InsertToken("Reader A");
+    const auto cryptoki = boost::make_shared<TELVOCryptoki>(module);
+    cryptoki->Initialize();
+    m_context.Initialize("\\\\.\\Reader A\\", 0, cryptoki, 1);
+  }
+
+  void Derive() {
+    const BYTE message[] = {'a', 'b', 'c'};
+    const auto hash = m_hashes.CreateHash(CALG_SHA1, m_context.GetSession());
+    hash->AddData(message, sizeof(message));
+    m_context.DeriveKey(hash, CALG_3DES, 24, &m_factory);
+  }
+
+  ScriptedClock m_clock;
+  CCSPSecretKeyFactory m_factory{g_secretKeyLog, m_clock.Clock()};
+  CCSPHashFactory m_hashes;
+};
+
+TEST_F(DerivationWipingTest, NothingOfAKeyOrOfWhatItIsMadeOfIsLeftBehind) {
+  const Digest secrets[] = {DigestOf(0), DigestOf(0, 0x36), DigestOf(0, 0x5C), DigestOf(1), DigestOf(2)};
+  for (const Digest& secret : secrets) {
+    const HeapSearch search({std::string(secret.begin(), secret.end())});
+    Derive();
+    EXPECT_TRUE(search.Found().empty()) << "secret " << &secret - secrets;
+  }
 }
 
 }  // namespace

@@ -5,7 +5,9 @@
 
 #include "ContextTest.h"
 #include "Expect.h"
+#include "IsTaken.h"
 #include "ScriptedDialogs.h"
+#include "WaitingLogin.h"
 #include "log/Logs.h"
 #include "pin/PINCacheManager.h"
 
@@ -13,6 +15,7 @@ namespace {
 
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 const char kSerial[] = "01 23 45 67 89 AB CD EF";
 constexpr DWORD kCancelled = 0x8010006E;
@@ -438,7 +441,90 @@ TEST_F(ContextLoginTest, AFailingLogoutBeforeANewPINIsSwallowed) {
   CachePIN("9999");
   m_module.FailNext("C_GetSessionInfo", CKR_DEVICE_ERROR);
   LoginWithPIN("1234");
+  EXPECT_EQ(OpeningWithPIN() + Line("PIN is set") + Line("Retrieving PIN length from cache") +
+                Line("PIN length matched") + Line("Retrieving PIN cache") + Line("Logout") + Line("Login") +
+                Line("Login Successful. PIN Cache Set"),
+            TakeLog());
   EXPECT_EQ("1234", CachedPIN());
+}
+
+TEST_F(ContextLoginTest, TheCacheIsLookedForBehindTheLinesThatSaySo) {
+  Bind();
+  ListenTo(g_pinCacheLog);
+  const std::string entry = Line("PINCacheManager::GetPINCache - ENTER");
+  LoginWithPIN("1234");
+  EXPECT_THAT(TakeLog(), StartsWith(OpeningWithPIN() + entry));
+  m_open.Login();
+  EXPECT_THAT(TakeLog(), StartsWith(Opening() + entry));
+}
+
+// --- Other threads
+
+// A cache that looks, between the steps of its user, whether another thread could take it.
+class LookingCache : public CTELVOPINCache {
+ public:
+  BYTE IsPINSet() const override {
+    const BYTE set = CTELVOPINCache::IsPINSet();
+    Look();
+    return set;
+  }
+  void GetPINCache(BYTE* out, DWORD* length) override {
+    CTELVOPINCache::GetPINCache(out, length);
+    if (out == nullptr) Look();
+  }
+
+  static int looks;
+  static int found;  // how often it was another's for the asking
+
+ private:
+  void Look() const {
+    std::recursive_mutex& mutex = *Hold().mutex();
+    ++looks;
+    if (!IsTaken(mutex)) ++found;
+  }
+};
+int LookingCache::looks = 0;
+int LookingCache::found = 0;
+static_assert(sizeof(LookingCache) == sizeof(CTELVOPINCache), "one takes the place of the other");
+
+class LookingCacheTest : public ContextLoginTest {
+ protected:
+  LookingCacheTest() {
+    Bind();
+    CTELVOPINCache* const cache = Cache().get();
+    cache->~CTELVOPINCache();
+    new (cache) LookingCache();
+    CachePIN("1234");
+    LookingCache::looks = 0;
+    LookingCache::found = 0;
+  }
+};
+
+TEST_F(LookingCacheTest, NoOtherThreadTakesTheRememberedPINAwayWhileItIsFetched) {
+  m_open.Login();
+  EXPECT_EQ(2, LookingCache::looks);
+  EXPECT_EQ(0, LookingCache::found);
+}
+
+TEST_F(LookingCacheTest, NoOtherThreadTakesTheRememberedPINAwayWhileItIsCompared) {
+  LoginWithPIN("1234");
+  EXPECT_EQ(2, LookingCache::looks);
+  EXPECT_EQ(0, LookingCache::found);
+}
+
+TEST_F(ContextLoginTest, NoOtherThreadLogsTheTokenInOrOutDuringALoginWithAnApplicationsPIN) {
+  Bind();
+  WaitingLogin login(m_module, "C_LoginExtended");
+  LoginWithPIN("1234");
+  EXPECT_TRUE(login.HadToWait());
+}
+
+TEST_F(ContextLoginTest, NoOtherThreadLogsTheTokenInBetweenTheLogoutAndTheLoginWithANewPIN) {
+  Bind();
+  CachePIN("9999");
+  WaitingLogin login(m_module, "C_GetSessionInfo");
+  LoginWithPIN("1234");
+  EXPECT_TRUE(login.HadToWait());
 }
 
 TEST_F(ContextLoginTest, AWrongPINOfAnApplicationSaysTheTriesLeftAndKeepsTheCache) {

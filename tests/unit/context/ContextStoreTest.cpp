@@ -5,11 +5,20 @@
 
 #include "ContextTest.h"
 #include "Expect.h"
+#include "IsTaken.h"
+#include "PrivateMember.h"
 #include "SampleCertificates.h"
 #include "ScriptedCertStore.h"
 #include "context/CertificateHolder.h"
 #include "context/KeyProviderInfo.h"
 #include "log/Logs.h"
+
+struct NamesMutex {
+  using Type = std::mutex KeyProviderInfo::*;
+  friend Type Expose(NamesMutex tag);
+};
+
+template struct PrivateMember<NamesMutex, &KeyProviderInfo::m_mutex>;
 
 namespace {
 
@@ -83,6 +92,31 @@ TEST_F(ContextStoreTest, ACertificateThatIsThereIsReplaced) {
   EXPECT_THAT(DescribeStore(m_store), ElementsAre(std::string("One -> one") + kKey));
 }
 
+TEST_F(ContextStoreTest, AnOldReferenceToAKeyIsReplacedByTheNewOne) {
+  AddCertificate("one", kFirstCertificate);
+  AddKeyPair(m_token, Text("one"));
+  Bind("one");
+  const auto add = [this](const char* container) {
+    return m_open.AddCertificateToStore(m_open.m_certificates.front(), m_store, kFirstCertificate.data(),
+                                        static_cast<DWORD>(kFirstCertificate.size()), container);
+  };
+  EXPECT_EQ(1U, add("old"));
+  EXPECT_EQ(1U, add("new"));
+  EXPECT_THAT(DescribeStore(m_store), ElementsAre(std::string("One -> new") + kKey));
+}
+
+TEST_F(ContextStoreTest, AReferenceToAKeyGoesWithACertificateThatHasNone) {
+  AddCertificate("one", kFirstCertificate);
+  AddKeyPair(m_token, Text("one"));
+  Bind("one");
+  m_open.AddCertificatesToStore(m_store, 0, 0);
+  Certificate bare(m_open.m_certificates.front());
+  EXPECT_EQ(
+      1U, m_open.AddCertificateToStore(Certificate(static_cast<const CryptokiObject&>(bare)), m_store,
+                                       kFirstCertificate.data(), static_cast<DWORD>(kFirstCertificate.size()), "any"));
+  EXPECT_THAT(DescribeStore(m_store), ElementsAre("One"));
+}
+
 TEST_F(ContextStoreTest, TheDefaultAloneGoesUnderTheContextsContainerAndIsLoggedAsAFailure) {
   AddCertificate("one", kRootCertificate);
   AddCertificate("two", kFirstCertificate);
@@ -110,6 +144,24 @@ TEST_F(ContextStoreTest, WhatIsNoCertificateIsLoggedAndTheOthersFollow) {
   const std::string log = TakeLog();
   EXPECT_THAT(log, HasSubstr(Name("one") + "\nFailed to CertCreateCertificateContext:  "));
   EXPECT_THAT(log, HasSubstr(Line("\nAdd Cert To Store Failed ") + Name("two") + Added()));
+}
+
+TEST_F(ContextStoreTest, ThePlatformsCodeStandsBehindWhatIsNoCertificate) {
+  AddCertificate("one", kFirstCertificate);
+  Bind("one");
+  m_stores.Refuse("CertCreateCertificateContext", 0x8009310B);
+  EXPECT_EQ(1U, m_open.AddCertificatesToStore(m_store, 0, 0));
+  EXPECT_EQ(Name("one") + Value("\nFailed to CertCreateCertificateContext: ", "8009310B") +
+                Line("\nAdd Cert To Store Failed "),
+            TakeLog());
+}
+
+TEST_F(ContextStoreTest, ACertificateIsReadInBothEncodings) {
+  AddCertificate("one", kFirstCertificate);
+  Bind("one");
+  m_stores.encoding = 0;
+  m_open.AddCertificatesToStore(m_store, 0, 0);
+  EXPECT_EQ(0x10001U, m_stores.encoding);
 }
 
 TEST_F(ContextStoreTest, AKeyThatCannotBeSetKeepsTheCertificateOut) {
@@ -194,6 +246,16 @@ TEST_F(ContextStoreTest, NamesAreWidenedByteByByte) {
   const auto& info = *reinterpret_cast<const CRYPT_KEY_PROV_INFO*>(buffer.data());
   EXPECT_EQ((std::wstring{L'K', wchar_t{0x7F}, wchar_t{0xE4}}), info.pwszContainerName);
   EXPECT_EQ((std::wstring{L'P', wchar_t{0xFF}}), info.pwszProvName);
+}
+
+TEST_F(ContextStoreTest, NoOtherThreadChangesTheNamesBeforeTheCertificateHasThem) {
+  AddCertificate("one", kFirstCertificate);
+  AddKeyPair(m_token, Text("one"));
+  Bind("one");
+  bool taken = false;
+  m_stores.beforeProperty = [&taken] { taken = IsTaken(g_keyProviderInfo.*Expose(NamesMutex())); };
+  m_open.AddCertificatesToStore(m_store, 0, 0);
+  EXPECT_TRUE(taken);
 }
 
 TEST_F(ContextStoreTest, TwoContextsMayPropagateAtOnce) {

@@ -152,6 +152,24 @@ TEST_F(CPDecryptTest, ALengthOfTheModuleCountsUpToTheBuffer) {
   EXPECT_EQ(7U, m_length);
 }
 
+TEST_F(CPDecryptTest, OfASessionKeysHandleTheUpperBitsDoNotCount) {
+  const HCRYPTKEY key = MakeKeyHandle() | kUpperBit;
+  Bytes data = Turned(Counting(16, 0));
+  ExpectDone(CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
+  EXPECT_EQ(Counting(16, 0), data);
+}
+
+TEST_F(CPDecryptTest, TheModuleDecryptsFromACopy) {
+  const HCRYPTKEY session = MakeKeyHandle();
+  for (const HCRYPTKEY key : {session, ExchangeKey()}) {
+    Bytes data = Encrypted("abc");
+    m_module.wroteOverInput = true;
+    ExpectDone(CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
+    EXPECT_FALSE(m_module.wroteOverInput);
+    m_length = 16;
+  }
+}
+
 TEST_F(CPDecryptTest, NoOtherThreadLogsTheTokenOutWhileASessionKeyDecrypts) {
   const HCRYPTKEY key = MakeKeyHandle(CALG_DES, CRYPT_MODE_ECB);
   Bytes data(16);
@@ -180,6 +198,14 @@ TEST_F(CPDecryptTest, EitherHandleOfTheKeyPairDecryptsWithItAndNeverTakesAPaddin
                        "C_Decrypt(1, 16 bytes, room 16)"}),
                 m_module.TakeCalls());
     }
+  }
+}
+
+TEST_F(CPDecryptTest, AHandleOfThePairWithAnUpperBitIsABadKey) {
+  for (const HCRYPTKEY key : {SignatureKey() | kUpperBit, ExchangeKey() | kUpperBit}) {
+    Bytes data = Encrypted("abc");
+    ExpectRefused(0x80090003, CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
+    EXPECT_EQ(Begin(key, data.data(), "00000010") + Line("Symmetric Key not found in this context"), TakeLog());
   }
 }
 

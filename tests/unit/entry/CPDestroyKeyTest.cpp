@@ -1,4 +1,5 @@
 // CPDestroyKey, CPDuplicateKey.
+#include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
 #include "KeyBlobBytes.h"
@@ -24,6 +25,40 @@ TEST_F(CPDestroyKeyTest, ASessionKeyIsDestroyedTwiceOnTheToken) {
   ASSERT_EQ(1U, OnToken().objects.count(4));
   ExpectDestroyed(key);
   EXPECT_EQ((Calls{"C_DestroyObject(1, 4)", "C_DestroyObject(1, 4)"}), m_module.TakeCalls());
+  EXPECT_EQ(0U, OnToken().objects.count(4));
+  EXPECT_EQ(0U, g_secretKeyFactory.Count());
+}
+
+// A key of the context that looks at the factory's record of itself when it is destroyed.
+class LookingKey : public CCSPSecretKey {
+ public:
+  explicit LookingKey(DWORD id) : m_id(id) {}
+  DWORD GetKeyID() const override { return m_id; }
+  DWORD GetKeyLength() const override { return 0; }
+  void GetKeyValue(BYTE* /*out*/, DWORD* /*length*/) override {}
+  void DestroyObject() override { m_records = g_secretKeyFactory.Count(); }
+
+  std::size_t m_records = 0;
+
+ private:
+  DWORD m_id;
+};
+
+TEST_F(CPDestroyKeyTest, TheContextsKeyIsDestroyedBeforeTheFactorysRecord) {
+  const HCRYPTKEY handle = MakeSessionKey();
+  Context().RemoveSecretKey(Context().GetSecretKey(static_cast<DWORD>(handle)).get());
+  const auto key = boost::make_shared<LookingKey>(static_cast<DWORD>(handle));
+  Context().AddSecretKey(key);
+  Forget();
+  ExpectDestroyed(handle);
+  EXPECT_EQ(1U, key->m_records);
+  EXPECT_EQ(0U, g_secretKeyFactory.Count());
+  EXPECT_EQ((Calls{"C_DestroyObject(1, 4)"}), m_module.TakeCalls());
+}
+
+TEST_F(CPDestroyKeyTest, OfAHandleTheUpperBitsDoNotCount) {
+  const HCRYPTKEY key = MakeSessionKey() | HCRYPTKEY{1} << 32U;
+  ExpectDestroyed(key);
   EXPECT_EQ(0U, OnToken().objects.count(4));
   EXPECT_EQ(0U, g_secretKeyFactory.Count());
 }

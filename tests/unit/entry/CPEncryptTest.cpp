@@ -36,6 +36,20 @@ TEST_F(CPEncryptTest, ASessionKeyEncryptsInPlaceAndIsLoggedFromEndToEnd) {
             m_module.TakeCalls());
 }
 
+TEST_F(CPEncryptTest, OfASessionKeysHandleTheUpperBitsDoNotCount) {
+  const HCRYPTKEY key = MakeKeyHandle() | kUpperBit;
+  ExpectDone(CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
+  EXPECT_EQ(Turned(Counting(16, 0)), Bytes(m_data.begin(), m_data.begin() + 16));
+}
+
+TEST_F(CPEncryptTest, AHandleOfThePairWithAnUpperBitIsABadKey) {
+  for (const HCRYPTKEY key : {SignatureKey() | kUpperBit, ExchangeKey() | kUpperBit}) {
+    ExpectRefused(0x80090003, CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
+    EXPECT_EQ(Begin(m_data.data(), "00000010", "00000010") + Line("Symmetric Key not found in this context"),
+              TakeLog());
+  }
+}
+
 TEST_F(CPEncryptTest, ForASessionKeyTheBufferIsTheInputAndTheLengthTheRoom) {
   const HCRYPTKEY key = MakeKeyHandle();
   m_length = 32;
@@ -106,6 +120,13 @@ TEST_F(CPEncryptTest, EitherHandleOfTheKeyPairEncryptsWithItAndTheLengthIsTheInp
                      "C_Encrypt(1, 3 bytes, room 32)"}),
               m_module.TakeCalls());
   }
+}
+
+TEST_F(CPEncryptTest, WithTheKeyPairTheModuleEncryptsFromACopy) {
+  m_module.wroteOverInput = true;
+  m_length = 3;
+  ExpectDone(CPEncrypt(m_handle, SignatureKey(), 0, FALSE, 0, m_data.data(), &m_length, 32));
+  EXPECT_FALSE(m_module.wroteOverInput);
 }
 
 TEST_F(CPEncryptTest, WithoutABufferTheKeyPairAnswersTheLength) {

@@ -52,6 +52,16 @@ TEST_F(CPExportKeyTest, ASessionKeyIsLoggedFromEndToEnd) {
             m_module.TakeCallNames());
 }
 
+TEST_F(CPExportKeyTest, TheUpperBitsOfBothHandlesDoNotCount) {
+  constexpr HCRYPTKEY kUpperBit = HCRYPTKEY{1} << 32U;
+  const HCRYPTKEY key = MakeSessionKey();
+  DWORD length = 0;
+  ExpectDone(CPExportKey(m_handle, key | kUpperBit, Exchange() | kUpperBit, SIMPLEBLOB, 0, nullptr, &length));
+  EXPECT_EQ(140U, length);
+  ExpectDone(CPExportKey(m_handle, Exchange() | kUpperBit, 0, PUBLICKEYBLOB, 0, nullptr, &length));
+  EXPECT_EQ(148U, length);
+}
+
 TEST_F(CPExportKeyTest, ALengthIsRequired) {
   ExpectRefused(87, CPExportKey(m_handle, Exchange(), 0, PUBLICKEYBLOB, 0, nullptr, nullptr));
   EXPECT_EQ(FrameLines("CPExportKey") + Value("\tdwBlobType:\t", "00000006") + Value("\tdwFlags: \t", "00000000") +

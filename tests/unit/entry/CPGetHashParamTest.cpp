@@ -154,6 +154,13 @@ TEST_F(CPGetHashParamTest, ANullLengthIsAnInvalidParameterInThePlaceOfItsLine) {
             TakeLog());
 }
 
+TEST_F(CPGetHashParamTest, TheFirstLineAloneSpellsTheNameWithASmallH) {
+  ExpectDone(Get(MakeHash(), kAlgID));
+  const std::string log = TakeLog();
+  EXPECT_EQ(0U, log.find(FrameLines("CPGethashParam")));
+  EXPECT_NE(std::string::npos, log.find("\nCPGetHashParam Success"));
+}
+
 TEST_F(CPGetHashParamTest, UnknownHandlesAreRefused) {
   const std::string begin = Begin("00000001", "00000000", m_buffer, "00000064");
   ExpectRefused(0x80090001, CPGetHashParam(m_unknown, 5, kAlgID, m_buffer, &m_length, 0));

@@ -545,6 +545,17 @@ TEST_F(CPGetKeyParamTest, AnUnknownKeyIsLoggedTwice) {
             TakeLog());
 }
 
+TEST_F(CPGetKeyParamTest, UpperBitsCountInAHandleOfThePairAndInNoOther) {
+  constexpr HCRYPTKEY kUpperBit = HCRYPTKEY{1} << 32U;
+  Begin();
+  for (const KeyKind kind : {KeyKind::kDes, KeyKind::kImported}) {
+    EXPECT_TRUE(ReadOf(m_handles[kind] | kUpperBit, 3)) << NameOf(kind);
+  }
+  for (const KeyKind kind : kKeyPairs) {
+    ExpectRefused(ReadOf(m_handles[kind] | kUpperBit, 3), 0x8009000D, kGiven);
+  }
+}
+
 TEST_F(CPGetKeyParamTest, AnUnknownKeyComesBeforeAnUnknownParameter) {
   Begin();
   ExpectRefused(ReadOf(m_unknownKey, 10), 0x8009000D, kGiven);

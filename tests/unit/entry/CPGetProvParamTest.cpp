@@ -136,6 +136,13 @@ TEST_F(CPGetProvParamTest, AllFlagsAtOnceAreRefused) {
       TakeLog());
 }
 
+TEST_F(CPGetProvParamTest, AnUnknownHandleIsRefusedBeforeAllFlagsAtOnce) {
+  m_handle = 0x1234567890;
+  EXPECT_FALSE(Call(3, 4, 0xFFFFFFFF));
+  EXPECT_EQ(0x80090001U, GetLastError());
+  EXPECT_EQ(Arguments(3, 4, 0xFFFFFFFF, m_buffer.data()) + Line("The context does not exist"), TakeLog());
+}
+
 TEST_F(CPGetProvParamTest, AnyOtherFlagsAreAccepted) {
   Begin();
   EXPECT_TRUE(Call(3, 4, 0xFFFFFFFE));
@@ -544,6 +551,34 @@ TEST_F(ContainersTest, TheModulesOwnCodeReachesTheCaller) {
   EXPECT_EQ(Opening(2, 128, kFirst) + Line(ErrorText(CKR_ARGUMENTS_BAD)), TakeLog());
 }
 
+// A certificate that tells its identifier twice, for its length and its bytes, and then no more.
+class FadingCertificate : public Certificate {
+ public:
+  explicit FadingCertificate(const Certificate& certificate) : Certificate(certificate) { told = 0; }
+  void GetID(BYTE* out, CK_ULONG* length) override {
+    if (++told > 2) throw CryptokiError(CKR_DEVICE_REMOVED);
+    Certificate::GetID(out, length);
+  }
+
+  static int told;
+};
+int FadingCertificate::told = 0;
+static_assert(sizeof(FadingCertificate) == sizeof(Certificate), "one takes the place of the other");
+
+TEST_F(ContainersTest, TheModulesOwnCodeReachesTheCallerFromTheSecondPassToo) {
+  BeginWith({Text("one")});
+  Certificate* const certificate = g_contextList.FindContext(m_handle)->NextCertificate(true);
+  const Certificate copy(*certificate);
+  certificate->~Certificate();
+  new (certificate) FadingCertificate(copy);
+  EXPECT_FALSE(Call(2, 128, kFirst));
+  EXPECT_EQ(0x32U, GetLastError());
+  EXPECT_EQ(3, FadingCertificate::told);
+  EXPECT_EQ(128U, m_length);
+  EXPECT_EQ(Bytes(128, 0), Answer(128));
+  EXPECT_EQ(Opening(2, 128, kFirst) + Line(ErrorText(CKR_DEVICE_REMOVED)), TakeLog());
+}
+
 TEST_F(ContainersTest, TheCopyOfAContextBeginsAnew) {
   BeginWith({Text("one")});
   EXPECT_TRUE(Call(2, 128, kFirst));
@@ -663,6 +698,23 @@ TEST_F(DescriptorFailureTest, ADescriptorThatTakesNoListLeavesThePlatformsCode) 
   ExpectFailureInTheFirstPass(1338);
   m_security.FailOnCall("SetSecurityDescriptorDacl", 2, 1338);
   ExpectFailureInTheSecondPass(1338);
+}
+
+TEST_F(DescriptorFailureTest, ADescriptorThatCannotBeMadeRelativeIsASuccessOfTheLengthAsItStands) {
+  m_security.FailOnCall("MakeSelfRelativeSD", 1, 1338);
+  EXPECT_TRUE(Ask(8, 4));
+  EXPECT_EQ(0U, GetLastError());
+  EXPECT_EQ(0U, m_length);
+  EXPECT_EQ(AskOpening(8, 4) + Line(kDescriptor) + AskEnding("0"), TakeLog());
+  SetLastError(4711);
+  m_security.FailOnCall("MakeSelfRelativeSD", 2, 1338);
+  EXPECT_TRUE(Call(8, 20, 4));
+  EXPECT_EQ(0U, GetLastError());
+  EXPECT_EQ(20U, m_length);
+  EXPECT_EQ(Bytes(20, 0), Answer(20));
+  EXPECT_EQ(Opening(8, 20, 4) + Line(kDescriptor) + Line(kDescriptor2) +
+                Ending("00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "),
+            TakeLog());
 }
 
 TEST_F(DescriptorFailureTest, FlagsThatNameNoPartLackMemoryLikeAnyOther) {

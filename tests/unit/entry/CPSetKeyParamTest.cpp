@@ -350,6 +350,17 @@ TEST_F(CPSetKeyParamTest, AnImportedKeyIsAnUnknownOne) {
   }
 }
 
+TEST_F(CPSetKeyParamTest, UpperBitsCountInAHandleOfThePairAndInNoOther) {
+  constexpr HCRYPTKEY kUpperBit = HCRYPTKEY{1} << 32U;
+  Begin();
+  EXPECT_EQ(TRUE, CPSetKeyParam(m_handle, m_handles[KeyKind::kDes] | kUpperBit, 3, kOne.data(), 0));
+  for (const KeyKind kind : kKeyPairs) {
+    const BOOL result = CPSetKeyParam(m_handle, m_handles[kind] | kUpperBit, 3, kOne.data(), 0);
+    EXPECT_EQ(0x80090003U, static_cast<DWORD>(result)) << NameOf(kind);
+    EXPECT_EQ(0x8009000DU, GetLastError());
+  }
+}
+
 TEST_F(CPSetKeyParamTest, AnUnknownContextIsRefused) {
   ExpectRefused(CPSetKeyParam(0x1234567890, 1, 3, kOne.data(), 0), 0x80090001);
   EXPECT_EQ(Arguments(3, kOne.data(), 0) + Line("The context does not exist"), TakeLog());

@@ -13,6 +13,9 @@
 namespace {
 
 using ::testing::EndsWith;
+using ::testing::StartsWith;
+
+constexpr HCRYPTKEY kUpperBit = HCRYPTKEY{1} << 32U;
 
 class SignatureEntryTest : public EntryTest {
  protected:
@@ -137,6 +140,18 @@ TEST_F(CPSignHashTest, TheSizeOfABareDigestsSignatureIsLoggedFromEndToEnd) {
                 Value("\nHash Length ", "14") +
                 "Hash Value 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 00 00 00 00 \n" + Ending(),
             TakeLog());
+}
+
+TEST_F(CPSignHashTest, ADescriptionIsLoggedAndNotRead) {
+  const HCRYPTHASH hash = HashOf("abc");
+  const auto nowhere = reinterpret_cast<LPCWSTR>(std::uintptr_t{0x123456789A});
+  Bytes signature(128);
+  DWORD length = 128;
+  EXPECT_TRUE(CPSignHash(m_provider, hash, AT_KEYEXCHANGE, nowhere, 0, signature.data(), &length));
+  EXPECT_EQ(0U, GetLastError());
+  EXPECT_EQ(Signed(WithPrefix()), Reversed(signature));
+  EXPECT_THAT(TakeLog(), StartsWith(FrameLines("CPSignHash") + Value("\tdwKeySpec: \t", "00000001") +
+                                    Value("\tszDescription: \t", "3456789A") + Value("\tdwFlags: \t", "00000000")));
 }
 
 TEST_F(CPSignHashTest, AKeySpecOfZeroPasses) {
@@ -328,6 +343,23 @@ TEST_F(CPVerifySignatureTest, AnImportedKeyVerifiesWithItself) {
                    "C_Logout(1)", "C_LoginExtended(1, user 1, 1234)", "C_VerifyInit(1, CKM_RSA_PKCS, 3)",
                    "C_Verify(1, 35 bytes, signature 128 bytes)"}),
             m_module.TakeCalls());
+}
+
+TEST_F(CPVerifySignatureTest, AHandleOfThePairWithAnUpperBitIsNotThePairs) {
+  const Bytes signature = Reversed(Signed(WithPrefix()));
+  const auto context = g_contextList.FindContext(m_provider);
+  for (const HCRYPTKEY key : {context->GetSignatureKeyHandle(), context->GetExchangeKeyHandle()}) {
+    EXPECT_FALSE(CPVerifySignature(m_provider, HashOf("abc"), signature.data(), 128, key | kUpperBit, nullptr, 0));
+    EXPECT_EQ(0x8009000DU, GetLastError());
+  }
+}
+
+TEST_F(CPVerifySignatureTest, OfAnImportedKeysHandleTheUpperBitsDoNotCount) {
+  const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, Counting(128, 0x81));
+  HCRYPTKEY key = 0;
+  ASSERT_TRUE(CPImportKey(m_provider, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key));
+  const Bytes signature = Reversed(Signed(WithPrefix()));
+  EXPECT_TRUE(CPVerifySignature(m_provider, HashOf("abc"), signature.data(), 128, key | kUpperBit, nullptr, 0));
 }
 
 TEST_F(CPVerifySignatureTest, BothKeyHandlesAreTheContainersPair) {

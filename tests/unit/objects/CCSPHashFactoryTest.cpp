@@ -7,6 +7,7 @@
 
 #include "Expect.h"
 #include "HashTest.h"
+#include "objects/Algorithms.h"
 #include "objects/CCSPHashFactory.h"
 #include "objects/SHA1MD5Hash.h"
 
@@ -33,6 +34,15 @@ TEST_F(CCSPHashFactoryTest, FiveAlgorithmsHash) {
   ExpectMade(CALG_SHA_256, "SHA 256", 32);
   ExpectMade(CALG_SHA_512, "SHA 512", 64);
   EXPECT_EQ(Calls(), m_module->TakeCalls());
+}
+
+TEST_F(CCSPHashFactoryTest, ThreeNamesAreSpelledOtherwiseThanThoseOfTheirAlgorithms) {
+  EXPECT_STREQ("SHA-256", FindAlgorithm(CALG_SHA_256)->name);
+  EXPECT_EQ("SHA 256", *Make(CALG_SHA_256)->GetName());
+  EXPECT_STREQ("SHA-512", FindAlgorithm(CALG_SHA_512)->name);
+  EXPECT_EQ("SHA 512", *Make(CALG_SHA_512)->GetName());
+  EXPECT_STREQ("SSL3 SHAMD5", FindAlgorithm(CALG_SSL3_SHAMD5)->name);
+  EXPECT_EQ("SSL3-SHAMD5", *Make(CALG_SSL3_SHAMD5)->GetName());
 }
 
 TEST_F(CCSPHashFactoryTest, AnAlgorithmOutsideTheTableIsNotFound) {

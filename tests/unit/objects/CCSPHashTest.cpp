@@ -2,6 +2,7 @@
 
 #include "Expect.h"
 #include "HashTest.h"
+#include "MessageLength.h"
 #include "objects/CCSPHash.h"
 #include "objects/TELVOCSPHash.h"
 
@@ -91,6 +92,17 @@ TEST_F(CCSPHashTest, ANewHashHasNothingToHash) {
     EXPECT_EQ(0U, hash->IsFinished());
   }
   EXPECT_EQ(Calls(), m_module->TakeCalls());
+}
+
+TEST_F(CCSPHashTest, AMessageOfMoreThan32BitsOfLengthIsNoDataToHash) {
+  const auto hash = MakeOf(CALG_SHA1, "abc");
+  {
+    const MessageLength length(*hash, std::size_t{1} << 32U);
+    EXPECT_CONTEXT_ERROR(0x80090002, "No Data to Hash", hash->GetHash(nullptr, &m_length));
+  }
+  EXPECT_EQ(0U, hash->IsFinished());
+  EXPECT_EQ(Calls(), m_module->TakeCalls());
+  EXPECT_EQ("", TakeLog());
 }
 
 TEST_F(CCSPHashTest, WithABufferOneByteTooSmallARetrySucceedsWithoutTheToken) {

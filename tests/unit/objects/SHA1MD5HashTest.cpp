@@ -2,6 +2,7 @@
 
 #include "Expect.h"
 #include "HashTest.h"
+#include "MessageLength.h"
 #include "objects/SHA1MD5Hash.h"
 
 namespace {
@@ -37,6 +38,17 @@ TEST_F(SHA1MD5HashTest, ThePreSignDataIsTheValueAlone) {
 TEST_F(SHA1MD5HashTest, ANewHashHasNoDataToHash) {
   EXPECT_CONTEXT_ERROR(0x80090002, "SHA1-MD5 Hash: No Data to Hash",
                        Make(CALG_SSL3_SHAMD5)->GetHash(nullptr, &m_length));
+}
+
+TEST_F(SHA1MD5HashTest, AMessageOfMoreThan32BitsOfLengthIsNoDataToHash) {
+  const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
+  {
+    const MessageLength length(*hash, std::size_t{1} << 32U);
+    EXPECT_CONTEXT_ERROR(0x80090002, "SHA1-MD5 Hash: No Data to Hash", hash->GetHash(nullptr, &m_length));
+  }
+  EXPECT_EQ(0U, hash->IsFinished());
+  EXPECT_EQ(Calls(), m_module->TakeCalls());
+  EXPECT_EQ("", TakeLog());
 }
 
 TEST_F(SHA1MD5HashTest, WithoutASessionItSaysSo) {
