@@ -1,5 +1,5 @@
-// HeapWatch: what stood in a heap block at the moment it was given back. HeapSearch: whether a secret stood in any block.
-// Both see memory of new and of new[].
+// HeapWatch: what stood in a heap block at the moment it was given back. HeapSearch: whether a secret stood in any
+// block. Both see memory of new and of new[].
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-// WaitingLogin: whether another thread that wants to log in, or to make or destroy an object, would have to wait while the
-// module is at work.
+// WaitingLogin: whether another thread that wants to log in, or to make or destroy an object, would have to wait while
+// the module is at work.
 #pragma once
 
 #include <string>

@@ -15,8 +15,8 @@ cryptoki/Session.cpp g_sessionLog
 entry g_entryLog
 objects/CCSPHash.cpp g_hashLog
 objects/CCSPSecretKeyFactory.h g_secretKeyLog
-pin/CChangePwdDlg.cpp g_changePwdLog
-pin/CLoginEX.cpp g_loginLog
+dialogs/unreached/CChangePwdDlg.cpp g_changePwdLog
+dialogs/CLoginEX.cpp g_loginLog
 pin/CTELVOPINCache.cpp g_pinCacheLog
 pin/PINCacheManager.cpp g_pinCacheLog
 TABLE

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <new>
 
+#include "common/CCSPContextError.h"
 #include "common/WorkerThread.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextError.h"
 
 namespace {
 

@@ -16,6 +16,7 @@
 #include "cryptoki/CryptokiObjects.h"
 #include "cryptoki/Data.h"
 #include "cryptoki/Session.h"
+#include "dialogs/CVirtualNumBtn.h"
 #include "entry/CCSPContextList.h"
 #include "log/CCSPLog.h"
 #include "objects/C3DESKey.h"
@@ -26,10 +27,9 @@
 #include "objects/CDESKey.h"
 #include "objects/CImportedPublicKeyList.h"
 #include "objects/SHA1MD5Hash.h"
-#include "pin/CMyPasswordChecker.h"
 #include "pin/CTELVOPINCache.h"
-#include "pin/CVirtualNumBtn.h"
 #include "pin/PINCacheManager.h"
+#include "rating/CMyPasswordChecker.h"
 
 namespace {
 

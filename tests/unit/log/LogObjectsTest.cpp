@@ -11,12 +11,12 @@
 #include "ScriptedDialogs.h"
 #include "context/CertificateHelpers.h"
 #include "context/UnplugThread.h"
+#include "dialogs/CLoginEX.h"
+#include "dialogs/unreached/CChangePwdDlg.h"
 #include "entry/ProviderInterface.h"
 #include "log/Logs.h"
 #include "objects/CCSPHashFactory.h"
 #include "objects/CCSPSecretKeyFactory.h"
-#include "pin/CChangePwdDlg.h"
-#include "pin/CLoginEX.h"
 #include "pin/PINCacheManager.h"
 
 namespace {
