@@ -12,11 +12,11 @@ cryptoki/CryptokiObject.cpp g_objectLog
 cryptoki/CryptokiObjects.cpp g_objectLog
 cryptoki/PrivateKey.cpp g_objectLog
 cryptoki/Session.cpp g_sessionLog
+dialogs/CLoginEX.cpp g_loginLog
+dialogs/unreached/CChangePwdDlg.cpp g_changePwdLog
 entry g_entryLog
 objects/CCSPHash.cpp g_hashLog
 objects/CCSPSecretKeyFactory.h g_secretKeyLog
-dialogs/unreached/CChangePwdDlg.cpp g_changePwdLog
-dialogs/CLoginEX.cpp g_loginLog
 pin/CTELVOPINCache.cpp g_pinCacheLog
 pin/PINCacheManager.cpp g_pinCacheLog
 TABLE
