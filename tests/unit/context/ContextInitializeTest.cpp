@@ -525,8 +525,8 @@ TEST_F(ContextInitializeTest, ANewContainerWithEveryTokenPassedOverFails) {
   EXPECT_EQ("80090020: The context has no session", InitializeError("one", kNew));
 }
 
-TEST_F(ContextInitializeTest, ANewContainerOnATokenWhoseSearchFailsHasTheReaderOfTheFirstSlot) {
-  m_module.InsertToken("Reader A");
+TEST_F(ContextInitializeTest, ANewContainerOnATokenWhoseSearchFailsHasTheReadersNameTrimmed) {
+  m_module.InsertToken("Reader A\t");
   m_module.FailNext("C_FindObjectsInit", CKR_DEVICE_ERROR);
   Initialize("one", kNew);
   EXPECT_EQ("Reader A", m_context.GetReaderName());
@@ -695,7 +695,7 @@ TEST_F(ReaderChoiceTest, ForANewContainerTheUserIsAskedAlsoWithItsName) {
   EXPECT_EQ("Reader B", m_context.GetReaderName());
 }
 
-TEST_F(ReaderChoiceTest, ANewContainerOnTokensWhoseSearchFailsHasTheReaderOfTheFirstSlotWithoutItsBlanks) {
+TEST_F(ReaderChoiceTest, ANewContainerOnTokensWhoseSearchFailsHasTheReaderOfTheFirstSlot) {
   m_module.InsertToken("Reader A");
   m_module.InsertToken("Reader B");
   m_module.FailAlways("C_FindObjectsInit", CKR_DEVICE_ERROR);
