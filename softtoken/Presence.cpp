@@ -1,5 +1,6 @@
 #include "Presence.h"
 
+#include <map>
 #include <sys/stat.h>
 #include <utility>
 
@@ -30,6 +31,28 @@ class FilePresence : public Presence {
 
  private:
   const std::string m_path;
+};
+
+// The card is in when it is looked for the first so many times, and pulled then: a removal at the same place of a
+// program in each run. The count outlives the module's end: a client that starts the module anew finds no new card.
+class CountedPresence : public Presence {
+ public:
+  explicit CountedPresence(const SlotSettings& slot) : m_looks(slot.presenceLooks), m_used(UsedBy(slot.serial)) {}
+  Insertion Look(Freshness /*freshness*/) override {
+    if (m_used == m_looks) return std::nullopt;
+    ++m_used;
+    return Insertion::value_type{};
+  }
+
+ private:
+  // Under the lock of the module, as all that it does.
+  static unsigned& UsedBy(const std::string& serial) {
+    static std::map<std::string, unsigned> used;
+    return used[serial];
+  }
+
+  const unsigned m_looks;
+  unsigned& m_used;
 };
 
 class ReaderPresence : public Presence {
@@ -72,6 +95,8 @@ std::unique_ptr<Presence> MakePresence(const SlotSettings& slot, ReaderStatus st
       return std::make_unique<FilePresence>(slot.presenceFile);
     case PresenceKind::Reader:
       return std::make_unique<ReaderPresence>(slot.reader, std::move(status), std::move(clock));
+    case PresenceKind::Looks:
+      return std::make_unique<CountedPresence>(slot);
     case PresenceKind::Always:
     case PresenceKind::Never:
       break;

@@ -55,8 +55,8 @@ class Parser {
       ReadLine(Trimmed(text.substr(0, end)));
       text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
-    if (m_settings.slots.empty()) Fail("there is no [slot]");
-    CloseBlock();
+    if (m_settings.slots.empty() && !m_settings.noReaders) Fail("there is no [slot]");
+    if (!m_settings.slots.empty()) CloseBlock();
     if (m_settings.stateFolder.empty()) Fail("there is no 'state', and HOME is not set");
     return std::move(m_settings);
   }
@@ -93,6 +93,7 @@ class Parser {
 
   void OpenBlock(std::string_view line) {
     if (line != "[slot]") Fail("unknown block " + std::string(line));
+    if (m_settings.noReaders) Fail("a [slot] behind 'readers = none'");
     if (!m_settings.slots.empty()) CloseBlock();
     m_settings.slots.push_back(DefaultSlot(m_settings.slots.size() + 1));
     m_seen.clear();
@@ -129,6 +130,11 @@ class Parser {
     m_settings.wrongPin = value == "tries" ? WrongPinAnswer::Tries : WrongPinAnswer::Incorrect;
   }
 
+  void ReadReaders(std::string_view value) {
+    if (value != "none") Fail("'readers' is 'none'; a reader is a [slot]");
+    m_settings.noReaders = true;
+  }
+
   SlotSettings& Slot() { return m_settings.slots.back(); }
   void ReadReader(std::string_view value) { Slot().reader = Text(value, 64); }
   void ReadLabel(std::string_view value) { Slot().label = Text(value, 32); }
@@ -143,28 +149,41 @@ class Parser {
     Slot().serial = std::string(value);
   }
 
-  void ReadTries(std::string_view value) {
+  // Whether the value is a number from 1 to `most`, which `number` takes.
+  static bool ReadNumber(std::string_view value, unsigned most, unsigned& number) {
     const char* const end = value.data() + value.size();
-    const auto [stop, error] = std::from_chars(value.data(), end, Slot().tries);
-    if (error != std::errc() || stop != end || Slot().tries < 1 || Slot().tries > kMaxTries) {
+    const auto [stop, error] = std::from_chars(value.data(), end, number);
+    return error == std::errc() && stop == end && number >= 1 && number <= most;
+  }
+
+  void ReadTries(std::string_view value) {
+    if (!ReadNumber(value, kMaxTries, Slot().tries)) {
       Fail("'tries' is a number from 1 to " + std::to_string(kMaxTries));
     }
   }
 
+  // What stands behind `word` and blanks; nothing when it is another word, or nothing follows.
+  static std::string_view Behind(std::string_view word, std::string_view value) {
+    const std::size_t length = word.size();
+    if (value.size() <= length + 1 || value.substr(0, length) != word) return {};
+    return value[length] == ' ' || value[length] == '\t' ? Trimmed(value.substr(length)) : std::string_view();
+  }
+
   void ReadPresence(std::string_view value) {
-    constexpr std::string_view kFile = "file";
+    constexpr unsigned kMostLooks = 1000000;
     if (value == "always") {
       Slot().presence = PresenceKind::Always;
     } else if (value == "never") {
       Slot().presence = PresenceKind::Never;
     } else if (value == "reader") {
       Slot().presence = PresenceKind::Reader;
-    } else if (value.size() > kFile.size() + 1 && value.substr(0, kFile.size()) == kFile &&
-               (value[kFile.size()] == ' ' || value[kFile.size()] == '\t')) {
+    } else if (const std::string_view path = Behind("file", value); !path.empty()) {
       Slot().presence = PresenceKind::File;
-      Slot().presenceFile = Resolve(m_folder, std::string(Trimmed(value.substr(kFile.size()))));
+      Slot().presenceFile = Resolve(m_folder, std::string(path));
+    } else if (ReadNumber(Behind("looks", value), kMostLooks, Slot().presenceLooks)) {
+      Slot().presence = PresenceKind::Looks;
     } else {
-      Fail("'presence' is 'always', 'never', 'reader' or 'file PATH'");
+      Fail("'presence' is 'always', 'never', 'reader', 'file PATH' or 'looks N'");
     }
   }
 
@@ -178,6 +197,7 @@ const Parser::Key Parser::kGlobalKeys[] = {
     {"state", &Parser::ReadState},
     {"softhsm", &Parser::ReadSoftHsm},
     {"wrong_pin", &Parser::ReadWrongPin},
+    {"readers", &Parser::ReadReaders},
 };
 
 const Parser::Key Parser::kSlotKeys[] = {

@@ -18,7 +18,7 @@ constexpr std::size_t kMaxPinLength = 16;
 // The provider's dialog reads a return code of 1 to 14 as the number of tries left, so 15 is the most a card may grant.
 constexpr unsigned kMaxTries = 15;
 
-enum class PresenceKind { Always, Never, File, Reader };
+enum class PresenceKind { Always, Never, File, Reader, Looks };
 
 // What C_LoginExtended answers to a wrong PIN while tries remain.
 enum class WrongPinAnswer { Tries, Incorrect };
@@ -31,14 +31,16 @@ struct SlotSettings {
   unsigned tries = 3;              // for either PIN
   std::string defaultCertificate;  // label of the default certificate; empty: no certificate is the default
   PresenceKind presence = PresenceKind::Always;
-  std::string presenceFile;  // absolute, for PresenceKind::File
+  std::string presenceFile;    // absolute, for PresenceKind::File
+  unsigned presenceLooks = 0;  // for PresenceKind::Looks
 };
 
 struct Settings {
   std::string stateFolder;  // absolute
   std::string softHsm = "/usr/lib/softhsm/libsofthsm2.so";
   WrongPinAnswer wrongPin = WrongPinAnswer::Tries;
-  std::vector<SlotSettings> slots;  // at least one; readers and serials are unique
+  bool noReaders = false;           // there are no slots, and shall be none
+  std::vector<SlotSettings> slots;  // readers and serials are unique
 };
 
 // SettingsError names file and line of what cannot be used.

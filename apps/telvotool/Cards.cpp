@@ -1,5 +1,7 @@
 #include "telvotool/Cards.h"
 
+#include <algorithm>
+
 #include "cryptoki/CCryptoWrapper.h"
 #include "cryptoki/CryptokiError.h"
 #include "telvotool/Errors.h"
@@ -36,6 +38,52 @@ Card CardIn(Slot& slot) {
   return card;
 }
 
+bool SaysItIsGone(const CryptokiError& error) {
+  const DWORD code = error.GetCode();
+  return code == CKR_TOKEN_NOT_PRESENT || code == CKR_DEVICE_REMOVED || code == CKR_SLOT_ID_INVALID;
+}
+
+// Nothing when the card that is in is pulled meanwhile.
+std::optional<Card> CardInNow(Slot& slot) {
+  try {
+    return CardIn(slot);
+  } catch (const CryptokiError& error) {
+    if (!SaysItIsGone(error)) throw;
+    return std::nullopt;
+  }
+}
+
+// Nothing when the reader is unplugged meanwhile.
+std::optional<Reader> ReaderNow(Slot& slot) {
+  try {
+    const bool present = slot.IsTokenPresent();
+    Reader reader;
+    reader.name = WithoutBlanksBehind(slot.GetSlotDescription());
+    if (present) reader.card = CardInNow(slot);
+    return reader;
+  } catch (const CryptokiError& error) {
+    if (!SaysItIsGone(error)) throw;
+    return std::nullopt;
+  }
+}
+
+// Those with a card, of that name unless it is empty. Raises Failure when there is none.
+std::vector<Reader> OccupiedReaders(const std::string& name) {
+  std::vector<Reader> occupied;
+  for (const Reader& reader : ListReaders()) {
+    if (reader.card && (name.empty() || reader.name == name)) occupied.push_back(reader);
+  }
+  if (occupied.empty()) {
+    throw Failure(name.empty() ? "no card is in" : "no card is in a reader \"" + name + "\"", kNotThere,
+                  "put the card in; \"telvotool doctor\" shows the readers");
+  }
+  return occupied;
+}
+
+[[noreturn]] void FailAsPulled(const std::string& what) {
+  throw Failure(what + ": the card was pulled", kNotThere, "put the card in, and give the command anew");
+}
+
 }  // namespace
 
 std::string ModuleDescription() {
@@ -46,24 +94,14 @@ std::string ModuleDescription() {
 std::vector<Reader> ListReaders() {
   std::vector<Reader> readers;
   for (Slot& slot : CCryptoWrapper::GetCryptoki()->GetAllSlots()) {
-    const bool present = slot.IsTokenPresent();
-    Reader reader;
-    reader.name = WithoutBlanksBehind(slot.GetSlotDescription());
-    if (present) reader.card = CardIn(slot);
-    readers.push_back(reader);
+    if (const std::optional<Reader> reader = ReaderNow(slot)) readers.push_back(*reader);
   }
   return readers;
 }
 
 std::vector<std::string> ReadersWithCard(const std::string& name) {
   std::vector<std::string> names;
-  for (const Reader& reader : ListReaders()) {
-    if (reader.card && (name.empty() || reader.name == name)) names.push_back(reader.name);
-  }
-  if (names.empty()) {
-    throw Failure(name.empty() ? "no card is in" : "no card is in a reader \"" + name + "\"", kNotThere,
-                  "put the card in; \"telvotool doctor\" shows the readers");
-  }
+  for (const Reader& reader : OccupiedReaders(name)) names.push_back(reader.name);
   return names;
 }
 
@@ -71,6 +109,36 @@ std::string OnlyReaderWithCard(const std::string& name) {
   const std::vector<std::string> names = ReadersWithCard(name);
   if (names.size() > 1) throw UsageError("several cards are in: name the reader by --reader");
   return names[0];
+}
+
+CardsIn::CardsIn(const std::string& reader) {
+  for (const Reader& occupied : OccupiedReaders(reader)) m_serials[occupied.name] = occupied.card->serial;
+}
+
+bool CardsIn::AreStillIn() const {
+  try {
+    const std::vector<Reader> now = ListReaders();
+    return std::all_of(m_serials.begin(), m_serials.end(), [&now](const auto& before) {
+      return std::any_of(now.begin(), now.end(), [&before](const Reader& reader) {
+        return reader.name == before.first && reader.card && reader.card->serial == before.second;
+      });
+    });
+  } catch (const CryptokiError&) {
+    return true;
+  }
+}
+
+int WithCard(const std::string& reader, const std::function<int()>& work) {
+  const CardsIn cards(reader);
+  try {
+    return work();
+  } catch (const Failure& failure) {
+    if (cards.AreStillIn()) throw;
+    FailAsPulled(failure.what());
+  } catch (const CryptokiError& error) {
+    if (cards.AreStillIn()) throw;
+    FailAsPulled(error.GetText());
+  }
 }
 
 std::string TriesText(const std::string& reader) {

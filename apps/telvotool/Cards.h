@@ -1,6 +1,8 @@
 // Readers and cards, as the PKCS #11 module tells of them. Nothing here asks for a PIN or offers one to a card.
 #pragma once
 
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,7 +26,8 @@ struct Reader {
 // started.
 std::string ModuleDescription();
 
-// All readers of the module, in its order. Raises CryptokiError.
+// All readers of the module, in its order. A card or reader that goes while it is looked at counts as gone. Raises
+// CryptokiError.
 std::vector<Reader> ListReaders();
 
 // The readers that hold a card, or the one of that name alone when `name` is not empty. Raises Failure when there is
@@ -33,6 +36,23 @@ std::vector<std::string> ReadersWithCard(const std::string& name);
 
 // The same, when it must be one; with several UsageError.
 std::string OnlyReaderWithCard(const std::string& name);
+
+// The cards that were in when the object was made.
+class CardsIn {
+ public:
+  // As ReadersWithCard finds them. Raises Failure when there is none.
+  explicit CardsIn(const std::string& reader);
+  // False when one of them is gone, or another one in its place. True when the module does not tell.
+  bool AreStillIn() const;
+
+ private:
+  std::map<std::string, std::string> m_serials;  // by reader
+};
+
+// Runs `work`, which needs a card from beginning to end, and returns its result. Without a card in the reader of that
+// name, or in any when it is empty, Failure is raised at once. When `work` fails and the card is gone, that is its
+// failure: a Failure with kNotThere that says so.
+int WithCard(const std::string& reader, const std::function<int()>& work);
 
 // "2 tries are left", "the PIN is locked" or nothing, for the card in `reader`; of the only card when `reader` is
 // empty.

@@ -31,6 +31,10 @@ PinChange ChangePinIn(const std::string& reader) {
 
 int ChangePin(const Options& options) {
   const std::string reader = OnlyReaderWithCard(options.Value("--reader"));
+  std::printf(
+      "note: the login dialog takes at most 8 characters; a longer PIN can be set here, "
+      "but only be given by --pin-file or --pin-stdin\n");
+  std::fflush(stdout);  // before the dialog
   switch (ChangePinIn(reader)) {
     case PinChange::kChanged:
       std::printf("changed: the PIN of the card in %s\n", reader.c_str());

@@ -4,9 +4,20 @@
 #include <cstdio>
 
 #include "cryptoki/CryptokiError.h"
+#include "telvotool/Cards.h"
 #include "telvotool/Errors.h"
 
 namespace tool {
+
+namespace {
+
+// A command that needs a card from beginning to end.
+template <int (*Work)(const Options&)>
+int OnACard(const Options& options) {
+  return WithCard(options.Value("--reader"), [&options] { return Work(options); });
+}
+
+}  // namespace
 
 const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = {
@@ -42,7 +53,7 @@ const std::vector<Command>& Commands() {
        0,
        {"--reader"},
        "  telvotool containers\n",
-       ListContainers},
+       OnACard<ListContainers>},
       {"certs",
        "",
        "copy the cards' certificates into the store MY, and list those that are there",
@@ -50,7 +61,7 @@ const std::vector<Command>& Commands() {
        0,
        {"--reader"},
        "  telvotool certs\n",
-       ListCertificates},
+       OnACard<ListCertificates>},
       {"enrol",
        "NAME",
        "make a key on the card, with a self-signed certificate or a request for one",
@@ -60,7 +71,7 @@ const std::vector<Command>& Commands() {
        "  telvotool enrol signing --subject \"CN=Anna Example, O=Example Ltd, C=DE\"\n"
        "  telvotool enrol signing --bits 4096 --pin-file pin.txt\n"
        "  telvotool enrol signing --request signing.p10\n",
-       Enrol},
+       OnACard<Enrol>},
       {"import-cert",
        "NAME FILE",
        "put a certificate (DER or PEM) for the key of a container on the card",
@@ -68,7 +79,7 @@ const std::vector<Command>& Commands() {
        2,
        {"--reader", "--pin-file", "--pin-stdin"},
        "  telvotool import-cert signing signing.cer\n",
-       ImportCertificate},
+       OnACard<ImportCertificate>},
       {"sign",
        "FILE",
        "sign a file; the signature is a detached CMS message",
@@ -78,7 +89,7 @@ const std::vector<Command>& Commands() {
        "  telvotool sign letter.pdf                       writes letter.pdf.p7s\n"
        "  telvotool sign letter.pdf --container signing --out letter.sig\n"
        "  echo 123456| telvotool sign letter.pdf --pin-stdin\n",
-       SignFile},
+       OnACard<SignFile>},
       {"verify",
        "FILE",
        "check a file against its detached signature",
@@ -96,7 +107,7 @@ const std::vector<Command>& Commands() {
        {"--yes", "--reader", "--pin-file", "--pin-stdin"},
        "  telvotool delete signing\n"
        "  telvotool delete signing --yes --pin-file pin.txt\n",
-       DeleteContainer},
+       OnACard<DeleteContainer>},
       {"change-pin",
        "",
        "change the PIN of a card, in a dialog",
@@ -104,7 +115,7 @@ const std::vector<Command>& Commands() {
        0,
        {"--reader"},
        "  telvotool change-pin\n",
-       ChangePin},
+       OnACard<ChangePin>},
       {"log",
        "[on PATH | off]",
        "switch the provider's log on or off, or say what it is set to",

@@ -96,6 +96,7 @@ void RemoveContainer(const Target& target, const Pin& pin) {
   const std::string what = "the container \"" + target.name + "\" cannot be deleted";
   const ProviderHandle provider = Acquire(target.FullName(), pin ? CRYPT_SILENT : 0, what);
   if (!IsThere(target)) throw Failure(what, static_cast<DWORD>(NTE_BAD_KEYSET));
+  const CardsIn cards(target.reader);
   GivePin(provider.Get(), pin, target.reader);
   if (!pin) LogIn(provider.Get());
   HCRYPTPROV none = 0;
@@ -105,6 +106,8 @@ void RemoveContainer(const Target& target, const Pin& pin) {
   }
   // A deletion that the card refuses is reported as a success.
   if (IsThere(target)) throw Failure(what, kFailed, "the card kept it; the log tells what it answered");
+  // So is one of a card that was pulled, which looks as if nothing were left.
+  if (!cards.AreStillIn()) throw Failure(what, kNotThere, "put the card in, and look at its containers");
 }
 
 DWORD KeyBits(HCRYPTKEY key) {

@@ -71,9 +71,10 @@ void CheckRegistration(Report& report) {
   CheckImage(report, "library", found.empty() ? image : found);
 }
 
+// A context for verification asks nobody for anything. With CRYPT_SILENT beside it the provider would want a card.
 void CheckProvider(Report& report) {
   try {
-    const ProviderHandle provider = Acquire("", CRYPT_VERIFYCONTEXT | CRYPT_SILENT, "");
+    const ProviderHandle provider = Acquire("", CRYPT_VERIFYCONTEXT, "");
     report.Ok("provider", "loads and answers");
   } catch (const Failure& failure) {
     report.Fail("provider", "cannot be acquired: " + CodeText(failure.Code()), failure.Advice());
@@ -129,20 +130,28 @@ void CheckCard(Report& report, const std::string& reader, const Card& card) {
   }
 }
 
-void CheckReaders(Report& report) {
+// Whether a card is in. An installation without one is a sound one.
+bool CheckReaders(Report& report) {
+  bool any = false;
   try {
     const std::vector<Reader> readers = ListReaders();
-    if (readers.empty()) report.Fail("readers", "there is none", "connect a reader, or install its driver");
     for (const Reader& reader : readers) {
       if (reader.card) {
+        any = true;
         CheckCard(report, reader.name, *reader.card);
       } else {
         report.Ok("reader " + reader.name, "empty");
       }
     }
+    if (readers.empty()) {
+      report.Warn("card", "no card is in, and there is no reader", "connect a reader, or install its driver");
+    } else if (!any) {
+      report.Warn("card", "no card is in", "put it in before it is used");
+    }
   } catch (const CryptokiError& error) {
     report.Fail("readers", "the module does not tell them: " + error.GetText(), "pull the card and put it in again");
   }
+  return any;
 }
 
 void CheckSettings(Report& report) {
@@ -187,14 +196,18 @@ void CheckCertificate(Report& report, PCCERT_CONTEXT certificate, const std::str
   }
 }
 
-void CheckCertificates(Report& report) {
-  bool any = false;
+void CheckCertificates(Report& report, bool cardIsIn) {
+  unsigned count = 0;
   ForEachOwn([&](PCCERT_CONTEXT certificate, const std::string& container) {
-    any = true;
-    CheckCertificate(report, certificate, container);
+    ++count;
+    if (cardIsIn) CheckCertificate(report, certificate, container);
   });
-  if (!any)
+  if (count == 0) {
     report.Ok("certificates", "none in MY points to this provider; \"telvotool certs\" copies those of the cards");
+  } else if (!cardIsIn) {
+    report.Ok("certificates",
+              std::to_string(count) + " in MY for this provider; without a card their containers are not looked for");
+  }
 }
 
 }  // namespace
@@ -204,11 +217,11 @@ int Doctor(const Options&) {
   CheckRegistration(report);
   CheckProvider(report);
   CheckSmartCardService(report);
-  if (CheckModule(report)) CheckReaders(report);
+  const bool cardIsIn = CheckModule(report) && CheckReaders(report);
   CheckSettings(report);
   CheckDefault(report, CRYPT_MACHINE_DEFAULT, "default provider of type 1 of this computer");
   CheckDefault(report, CRYPT_USER_DEFAULT, "default provider of type 1 of this user");
-  CheckCertificates(report);
+  CheckCertificates(report, cardIsIn);
   return report.Failed() ? kFailed : kDone;
 }
 

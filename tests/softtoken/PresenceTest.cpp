@@ -31,6 +31,19 @@ TEST(PresenceTest, NeverIsNone) {
   EXPECT_FALSE(MakePresence(slot, NoReaders())->Look(Freshness::Now).has_value());
 }
 
+TEST(PresenceTest, ACountedCardIsPulledBehindItsLastLook) {
+  SlotSettings slot;
+  slot.presence = PresenceKind::Looks;
+  slot.presenceLooks = 2;
+  const auto presence = MakePresence(slot, NoReaders());
+  const Insertion first = presence->Look(Freshness::Now);
+  EXPECT_TRUE(first.has_value());
+  EXPECT_EQ(first, presence->Look(Freshness::Recent));
+  EXPECT_FALSE(presence->Look(Freshness::Now).has_value());
+  EXPECT_FALSE(presence->Look(Freshness::Recent).has_value());
+  EXPECT_FALSE(MakePresence(slot, NoReaders())->Look(Freshness::Now).has_value());  // when the module starts anew
+}
+
 class FilePresenceTest : public ::testing::Test {
  protected:
   FilePresenceTest() {

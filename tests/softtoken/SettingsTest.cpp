@@ -77,6 +77,14 @@ TEST(SettingsTest, RelativePathsStartAtTheFolderOfTheFile) {
   EXPECT_EQ("/conf/in/card A", settings.slots[0].presenceFile);
 }
 
+TEST(SettingsTest, ACardMayBeThereForANumberOfLooks) {
+  const Settings settings = Parse("[slot]\npresence = looks 12\n");
+  EXPECT_EQ(PresenceKind::Looks, settings.slots[0].presence);
+  EXPECT_EQ(12u, settings.slots[0].presenceLooks);
+}
+
+TEST(SettingsTest, ThereMayBeNoReader) { EXPECT_TRUE(Parse("readers = none\n").slots.empty()); }
+
 TEST(SettingsTest, ASlotMayTakeTheDefaultReaderOfALaterOne) {
   const Settings settings = Parse("[slot]\nreader = Software Reader 2\n[slot]\nreader = Software Reader 1\n");
   EXPECT_EQ("Software Reader 1", settings.slots[1].reader);
@@ -125,9 +133,15 @@ const BadCase kBadCases[] = {
     {"TriesThatOverflow", "[slot]\ntries = 4294967297\n", "/conf/token.conf:2: 'tries' is a number from 1 to 15"},
     {"TriesWithATail", "[slot]\ntries = 3x\n", "/conf/token.conf:2: 'tries' is a number from 1 to 15"},
     {"Presence", "[slot]\npresence = sometimes\n",
-     "/conf/token.conf:2: 'presence' is 'always', 'never', 'reader' or 'file PATH'"},
+     "/conf/token.conf:2: 'presence' is 'always', 'never', 'reader', 'file PATH' or 'looks N'"},
+    {"PresenceLooksWithoutNumber", "[slot]\npresence = looks many\n",
+     "/conf/token.conf:2: 'presence' is 'always', 'never', 'reader', 'file PATH' or 'looks N'"},
+    {"PresenceNoLooks", "[slot]\npresence = looks 0\n",
+     "/conf/token.conf:2: 'presence' is 'always', 'never', 'reader', 'file PATH' or 'looks N'"},
+    {"Readers", "readers = 2\n", "/conf/token.conf:1: 'readers' is 'none'; a reader is a [slot]"},
+    {"SlotWithoutReaders", "readers = none\n[slot]\n", "/conf/token.conf:2: a [slot] behind 'readers = none'"},
     {"PresenceFileWithoutPath", "[slot]\npresence = file\n",
-     "/conf/token.conf:2: 'presence' is 'always', 'never', 'reader' or 'file PATH'"},
+     "/conf/token.conf:2: 'presence' is 'always', 'never', 'reader', 'file PATH' or 'looks N'"},
     {"ReaderTwice", "[slot]\nreader = A\n[slot]\nreader = A\nlabel = x\n",
      "/conf/token.conf:3: a second slot with the reader 'A'"},
     {"SerialTwice", "[slot]\nserial = 0000000000000002\n[slot]\n[slot]\n",

@@ -42,6 +42,14 @@ TEST_F(SlotTest, EachSlotOfTheSettingsIsThere) {
   EXPECT_EQ((std::vector<CK_SLOT_ID>{0, 2}), Slots(f, CK_TRUE));
 }
 
+TEST_F(SlotTest, WithoutReadersThereIsNoSlot) {
+  Start("state = state\nreaders = none\n");
+  EXPECT_TRUE(Slots(f, CK_FALSE).empty());
+  EXPECT_TRUE(Slots(f, CK_TRUE).empty());
+  CK_SLOT_INFO info = {};
+  EXPECT_EQ(CKR_SLOT_ID_INVALID, f.C_GetSlotInfo(0, &info));
+}
+
 TEST_F(SlotTest, AShortSlotListIsRefusedWithItsLength) {
   Start(kThreeCards);
   CK_SLOT_ID slots[3] = {77, 77, 77};

@@ -3,6 +3,8 @@
 //   click:ID       clicks a button
 //   reads:ID=TEXT  fails unless the control shows the text
 //   gone           waits until the dialog is closed
+//   pull:FILE      removes a file: the card that is in while the file is there
+#include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <iostream>
@@ -26,6 +28,8 @@ void Do(const std::string& step, const DialogDriver& user) {
     EXPECT_EQ(text, user.Text(control));
   } else if (verb == "gone") {
     DialogDriver::WaitFor("the end of the dialog", [&] { return IsWindow(user.Window()) == FALSE; });
+  } else if (verb == "pull") {
+    EXPECT_EQ(0, std::remove(step.c_str() + colon + 1)) << step;
   } else {
     ADD_FAILURE() << "no step: " << step;
   }
