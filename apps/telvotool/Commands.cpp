@@ -67,9 +67,10 @@ const std::vector<Command>& Commands() {
        "make a key on the card, with a self-signed certificate or a request for one",
        1,
        1,
-       {"--bits", "--subject", "--days", "--request", "--reader", "--pin-file", "--pin-stdin"},
+       {"--bits", "--subject", "--days", "--eku", "--request", "--reader", "--pin-file", "--pin-stdin"},
        "  telvotool enrol signing --subject \"CN=Anna Example, O=Example Ltd, C=DE\"\n"
        "  telvotool enrol signing --bits 4096 --pin-file pin.txt\n"
+       "  telvotool enrol mail --eku emailProtection,clientAuth --days 730\n"
        "  telvotool enrol signing --request signing.p10\n",
        OnACard<Enrol>},
       {"import-cert",

@@ -4,7 +4,7 @@
 
 #include "telvotool/Cards.h"
 #include "telvotool/Errors.h"
-#include "telvotool/Registry.h"
+#include "telvotool/SettingsCheck.h"
 
 namespace tool {
 
@@ -12,12 +12,19 @@ const char kProviderName[] = "Brenholt Devices CSP v4.5";
 
 namespace {
 
+void RequirePinCache() {
+  constexpr const Setting& kSwitch = SettingNamed("PINCACHE");
+  const StoredSetting stored = Settings().Read(kSwitch);
+  if (stored.IsOn()) return;
+  const std::optional<Oddity> oddity = OddityOf(kSwitch, stored);
+  const std::string why = oddity ? "PINCACHE: " + oddity->what : "PINCACHE is 0";
+  throw Failure("the PIN cache is off (" + why + "), and the provider would ask in a dialog", kPinProblem,
+                "set PINCACHE to 1, as a string (REG_SZ), or leave out --pin-file and --pin-stdin");
+}
+
 void GivePin(HCRYPTPROV provider, const Pin& pin, const std::string& reader) {
   if (!pin) return;
-  if (!ReadProductSettings().pinCache) {
-    throw Failure("the PIN cache is off (PINCACHE is 0), and the provider would ask in a dialog", kPinProblem,
-                  "set PINCACHE to 1, or leave out --pin-file and --pin-stdin");
-  }
+  RequirePinCache();
   if (CryptSetProvParam(provider, PP_KEYEXCHANGE_PIN, pin->Data(), 0) != FALSE) return;
   const DWORD code = GetLastError();
   const std::string tries = TriesText(reader);

@@ -11,6 +11,7 @@
 #include "telvotool/Errors.h"
 #include "telvotool/Image.h"
 #include "telvotool/Registry.h"
+#include "telvotool/SettingsCheck.h"
 
 namespace tool {
 
@@ -154,22 +155,34 @@ bool CheckReaders(Report& report) {
   return any;
 }
 
-void CheckSettings(Report& report) {
-  const ProductSettings settings = ReadProductSettings();
-  if (!settings.log) {
+void WarnOf(Report& report, const std::string& setting, const std::optional<Oddity>& oddity) {
+  if (oddity) report.Warn(setting, oddity->what, oddity->toDo);
+}
+
+void CheckLog(Report& report, const Settings& settings) {
+  if (!settings.IsOn(SettingNamed("CSPLOG"))) {
     report.Ok("log", "off");
-  } else if (settings.logFile.empty()) {
+    return;
+  }
+  const std::string file = settings.Read(SettingNamed("CSPDIR")).text;
+  if (file.empty()) {
     report.Warn("log", "on, without a file", "\"telvotool log on PATH\", or \"telvotool log off\"");
   } else {
-    report.Warn("log", "on, " + settings.logFile,
-                "data stands there in clear: \"telvotool log off\" when you are done");
+    report.Warn("log", "on, " + file, "data stands there in clear: \"telvotool log off\" when you are done");
   }
-  if (settings.pinCache) {
+  WarnOf(report, "CSPDIR", OddityOfLogFile(file));
+}
+
+void CheckSettings(Report& report) {
+  const Settings settings;
+  CheckLog(report, settings);
+  if (settings.IsOn(SettingNamed("PINCACHE"))) {
     report.Ok("PIN cache", "on");
   } else {
     report.Warn("PIN cache", "off: every operation asks for the PIN, and --pin-file cannot answer",
                 "set PINCACHE to 1 if that is not meant");
   }
+  for (const Setting& setting : kSettings) WarnOf(report, setting.name, OddityOf(setting, settings.Read(setting)));
 }
 
 void CheckDefault(Report& report, DWORD whose, const std::string& subject) {

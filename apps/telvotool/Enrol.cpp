@@ -5,8 +5,9 @@
 #include "telvotool/Commands.h"
 #include "telvotool/Container.h"
 #include "telvotool/Errors.h"
+#include "telvotool/Purposes.h"
 #include "telvotool/Request.h"
-#include "telvotool/Text.h"
+#include "telvotool/Signing.h"
 
 namespace tool {
 
@@ -29,38 +30,16 @@ DWORD Bits(const Options& options) {
   return bits;
 }
 
-SYSTEMTIME DaysFrom(const SYSTEMTIME& start, DWORD days) {
-  FILETIME time = {};
-  SystemTimeToFileTime(&start, &time);
-  ULARGE_INTEGER ticks = {};
-  ticks.LowPart = time.dwLowDateTime;
-  ticks.HighPart = time.dwHighDateTime;
-  ticks.QuadPart += days * 864000000000ULL;  // of 100 ns
-  time = {ticks.LowPart, ticks.HighPart};
-  SYSTEMTIME end = {};
-  FileTimeToSystemTime(&time, &end);
-  return end;
+CertificateWishes Wishes(const Options& options, const Target& target) {
+  CertificateWishes wishes;
+  wishes.subject = EncodeSubject(options.Value("--subject", "CN=" + target.name));
+  if (options.Has("--eku")) wishes.purposes = ParsePurposes(options.Value("--eku"));
+  return wishes;
 }
 
-CertificateHandle SelfSigned(HCRYPTPROV provider, const Target& target, const std::string& subject, DWORD days) {
-  Bytes name = EncodeSubject(subject);
-  CERT_NAME_BLOB blob = {static_cast<DWORD>(name.size()), name.data()};
-  std::wstring container = Wide(target.name);
-  std::wstring providerName = Wide(kProviderName);
-  CRYPT_KEY_PROV_INFO info = {};
-  info.pwszContainerName = container.data();
-  info.pwszProvName = providerName.data();
-  info.dwProvType = PROV_RSA_FULL;
-  info.dwKeySpec = AT_KEYEXCHANGE;
-  char oid[] = szOID_RSA_SHA256RSA;
-  CRYPT_ALGORITHM_IDENTIFIER algorithm = {oid, {}};
-  SYSTEMTIME start = {};
-  GetSystemTime(&start);
-  SYSTEMTIME end = DaysFrom(start, days);
-  CertificateHandle certificate(
-      CertCreateSelfSignCertificate(provider, &blob, 0, &info, &algorithm, &start, &end, nullptr));
-  if (!certificate) throw Failure("the certificate cannot be made", GetLastError());
-  return certificate;
+void PrintCertificate(PCCERT_CONTEXT certificate) {
+  std::printf("certificate: %s, until %s, %s\n", SubjectOf(certificate).c_str(), LastDayOf(certificate).c_str(),
+              ThumbprintOf(certificate).c_str());
 }
 
 // Takes a container away again unless it was completed: a key without a certificate is in nobody's list.
@@ -90,10 +69,12 @@ class Unfinished {
 
 int Enrol(const Options& options) {
   const Target target = {options.Value("--reader"), options.Operands()[0]};
-  const std::string subject = options.Value("--subject", "CN=" + target.name);
+  // All options are looked at before anything is made.
   const DWORD bits = Bits(options);
   const DWORD days = Number(options, "--days", 365, 36500);
-  EncodeSubject(subject);  // before anything is made
+  const CertificateWishes wishes = Wishes(options, target);
+  if (options.Has("--request") && options.Has("--days"))
+    throw UsageError("--days is for a certificate: with --request the authority decides how long it holds");
   const Pin pin = ReadPin(options);
 
   const ProviderHandle provider = NewContainer(target, pin);
@@ -102,13 +83,14 @@ int Enrol(const Options& options) {
   Unfinished unfinished(target, pin);
   std::printf("key: %s, RSA, %lu bits\n", target.name.c_str(), static_cast<unsigned long>(KeyBits(key.Get())));
   if (options.Has("--request")) {
-    WriteWholeFile(options.Value("--request"), MakeRequest(provider.Get(), subject));
-    std::printf("request: %s, for %s\n", options.Value("--request").c_str(), subject.c_str());
+    WriteWholeFile(options.Value("--request"), MakeRequest(provider.Get(), wishes));
+    std::printf("request: %s, for %s\n", options.Value("--request").c_str(),
+                options.Value("--subject", "CN=" + target.name).c_str());
   } else {
-    const CertificateHandle certificate = SelfSigned(provider.Get(), target, subject, days);
-    PutCertificate(key.Get(), DerOf(certificate.Get()));
-    std::printf("certificate: %s, until %s, %s\n", SubjectOf(certificate.Get()).c_str(),
-                LastDayOf(certificate.Get()).c_str(), ThumbprintOf(certificate.Get()).c_str());
+    const Bytes der = MakeSelfSigned(provider.Get(), wishes, days);
+    const CertificateHandle certificate = DecodeCertificate(der, "the certificate cannot be read back");
+    PutCertificate(key.Get(), der);
+    PrintCertificate(certificate.Get());
     Propagate(target.reader);
   }
   unfinished.Complete();
@@ -126,8 +108,7 @@ int ImportCertificate(const Options& options) {
                   "import the certificate that was issued for this container's request");
   }
   PutCertificate(container.key.Get(), DerOf(certificate.Get()));
-  std::printf("certificate: %s, until %s, %s\n", SubjectOf(certificate.Get()).c_str(),
-              LastDayOf(certificate.Get()).c_str(), ThumbprintOf(certificate.Get()).c_str());
+  PrintCertificate(certificate.Get());
   Propagate(target.reader);
   return kDone;
 }

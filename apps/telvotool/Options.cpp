@@ -14,7 +14,10 @@ constexpr Option kOptions[] = {
     {"--pin-stdin", nullptr, "take the PIN from the first line of the standard input; no dialog is shown then"},
     {"--bits", "N", "size of the key: 1024, 2048 (the default) or 4096"},
     {"--subject", "DN", "subject of the certificate; \"CN=NAME\" when not given"},
-    {"--days", "N", "days until the certificate ends; 365 when not given"},
+    {"--days", "N", "days until the certificate ends, 1 to 36500; 365 when not given"},
+    {"--eku", "LIST",
+     "what the key is for: serverAuth, clientAuth, codeSigning, emailProtection, timeStamping, OCSPSigning,\n"
+     "                     smartcardLogon, or object identifiers, with commas between; everything when not given"},
     {"--request", "FILE", "no certificate: write a PKCS #10 request to FILE, for an authority"},
     {"--container", "NAME", "the container; without it the card's default"},
     {"--hash", "NAME", "sha1, sha256 (the default) or sha512"},

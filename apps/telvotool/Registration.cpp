@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "log/ProductKey.h"
+#include "settings/Settings.h"
 #include "telvotool/Commands.h"
 #include "telvotool/Container.h"
 #include "telvotool/Errors.h"
@@ -16,11 +16,10 @@ namespace {
 
 // The key that the provider reads, or the product's own when there is none yet.
 RegistryKey ProductKeyForWriting() {
-  HKEY existing = nullptr;
-  if (!OpenProductKey(&existing)) return CreateForWriting(kProductPath);
-  const RegistryKey holder(existing);
+  const Settings existing;
+  if (existing.Key() == nullptr) return CreateForWriting(kProductPath);
   HKEY key = nullptr;
-  const LSTATUS status = RegOpenKeyExA(existing, nullptr, 0, KEY_READ | KEY_WRITE, &key);
+  const LSTATUS status = RegOpenKeyExA(existing.Key(), nullptr, 0, KEY_READ | KEY_WRITE, &key);
   if (status != ERROR_SUCCESS) throw Failure("the product's settings cannot be written", static_cast<DWORD>(status));
   return RegistryKey(key);
 }
@@ -39,9 +38,10 @@ std::string LogPath(const std::string& given) {
 }
 
 void PrintLogSetting() {
-  const ProductSettings settings = ReadProductSettings();
-  std::printf("log: %s, file: %s\n", settings.log ? "on" : "off",
-              settings.logFile.empty() ? "-" : settings.logFile.c_str());
+  const Settings settings;
+  const StoredSetting file = settings.Read(SettingNamed("CSPDIR"));
+  std::printf("log: %s, file: %s\n", settings.IsOn(SettingNamed("CSPLOG")) ? "on" : "off",
+              file.text[0] == '\0' ? "-" : file.text);
 }
 
 }  // namespace

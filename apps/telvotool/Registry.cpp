@@ -1,9 +1,7 @@
 #include "telvotool/Registry.h"
 
-#include <cstdlib>
 #include <vector>
 
-#include "log/ProductKey.h"
 #include "telvotool/Errors.h"
 
 namespace tool {
@@ -60,17 +58,6 @@ void WriteText(const RegistryKey& key, const char* name, const std::string& text
 void WriteNumber(const RegistryKey& key, const char* name, DWORD number) {
   RequireWritten(RegSetValueExA(key.Get(), name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number), sizeof(number)),
                  name);
-}
-
-ProductSettings ReadProductSettings() {
-  ProductSettings settings;
-  HKEY handle = nullptr;
-  if (!OpenProductKey(&handle)) return settings;
-  const RegistryKey key(handle);
-  settings.log = std::atoi(ReadText(key, "CSPLOG").value_or("0").c_str()) != 0;
-  settings.logFile = ReadText(key, "CSPDIR").value_or("");
-  settings.pinCache = std::atoi(ReadText(key, "PINCACHE").value_or("1").c_str()) != 0;
-  return settings;
 }
 
 }  // namespace tool

@@ -25,12 +25,4 @@ std::optional<DWORD> ReadNumber(const RegistryKey& key, const char* name);
 void WriteText(const RegistryKey& key, const char* name, const std::string& text);
 void WriteNumber(const RegistryKey& key, const char* name, DWORD number);
 
-// What the provider finds among the product's settings.
-struct ProductSettings {
-  bool log = false;
-  std::string logFile;  // empty: none is named
-  bool pinCache = true;
-};
-ProductSettings ReadProductSettings();
-
 }  // namespace tool

@@ -1,98 +1,92 @@
 #include "telvotool/Request.h"
 
-#include "telvotool/Certificates.h"
+#include <array>
+
+#include "telvotool/Der.h"
 #include "telvotool/Errors.h"
-#include "telvotool/Text.h"
+#include "telvotool/Signing.h"
 
 namespace tool {
 
 namespace {
 
-Bytes Encode(LPCSTR type, const void* structure, const char* what) {
-  DWORD length = 0;
-  Require(CryptEncodeObject(X509_ASN_ENCODING, type, structure, nullptr, &length), what);
-  Bytes der(length);
-  Require(CryptEncodeObject(X509_ASN_ENCODING, type, structure, der.data(), &length), what);
-  der.resize(length);
-  return der;
+// Sixteen octets, positive and not shorter than that, the lowest first (RFC 5280, 4.1.2.2).
+using SerialNumber = std::array<BYTE, 16>;
+
+SerialNumber RandomSerialNumber(HCRYPTPROV provider) {
+  SerialNumber serial = {};
+  Require(CryptGenRandom(provider, static_cast<DWORD>(serial.size()), serial.data()),
+          "the card gives no random serial number");
+  serial.back() = static_cast<BYTE>((serial.back() & 0x3FU) | 0x40U);
+  return serial;
 }
 
-// A DER object of a tag and a content of less than 64 KiB.
-Bytes Wrap(BYTE tag, const Bytes& content) {
-  const std::size_t length = content.size();
-  Bytes der = {tag};
-  if (length >= 0x100) {
-    der.insert(der.end(), {0x82, static_cast<BYTE>(length >> 8U), static_cast<BYTE>(length & 0xFFU)});
-  } else if (length >= 0x80) {
-    der.insert(der.end(), {0x81, static_cast<BYTE>(length)});
-  } else {
-    der.push_back(static_cast<BYTE>(length));
-  }
-  der.insert(der.end(), content.begin(), content.end());
-  return der;
+// Whole seconds: fractions have no place in a certificate.
+FILETIME Now() {
+  SYSTEMTIME now = {};
+  GetSystemTime(&now);
+  now.wMilliseconds = 0;
+  FILETIME time = {};
+  SystemTimeToFileTime(&now, &time);
+  return time;
 }
 
-void Append(Bytes& bytes, const Bytes& more) { bytes.insert(bytes.end(), more.begin(), more.end()); }
+FILETIME DaysFrom(const FILETIME& start, DWORD days) {
+  ULARGE_INTEGER ticks = {};
+  ticks.LowPart = start.dwLowDateTime;
+  ticks.HighPart = start.dwHighDateTime;
+  ticks.QuadPart += days * 864000000000ULL;  // of 100 ns
+  return {ticks.LowPart, ticks.HighPart};
+}
+
+// The attribute "extensionRequest" of RFC 2985.
+Bytes EncodeExtensionRequest(Extensions& extensions) {
+  std::vector<CERT_EXTENSION> list = extensions.Get();
+  const CERT_EXTENSIONS wanted = {static_cast<DWORD>(list.size()), list.data()};
+  Bytes value = Encode(X509_EXTENSIONS, &wanted, "the extensions cannot be encoded");
+  CRYPT_DATA_BLOB blob = {static_cast<DWORD>(value.size()), value.data()};
+  char oid[] = szOID_RSA_certExtensions;
+  const CRYPT_ATTRIBUTE attribute = {oid, 1, &blob};
+  return Encode(PKCS_ATTRIBUTE, &attribute, "the extensions cannot be encoded");
+}
 
 // CertificationRequestInfo of RFC 2986, by hand: not every platform has an encoder for it.
-Bytes RequestInfo(HCRYPTPROV provider, const std::string& subject) {
+Bytes RequestInfo(HCRYPTPROV provider, const CertificateWishes& wishes) {
   PublicKeyInfo publicKey(provider);
+  Extensions extensions(wishes, *publicKey.Get());
   Bytes content = Wrap(0x02, {0});  // version
-  Append(content, EncodeSubject(subject));
+  Append(content, wishes.subject);
   Append(content, Encode(X509_PUBLIC_KEY_INFO, publicKey.Get(), "the public key cannot be encoded"));
-  Append(content, Wrap(0xA0, {}));  // no attributes
-  if (content.size() > 0xFFFF) throw Failure("the subject is too long", kUsage, "");
+  Append(content, Wrap(0xA0, EncodeExtensionRequest(extensions)));
   return Wrap(0x30, content);
 }
 
 }  // namespace
 
-Bytes EncodeSubject(const std::string& subject) {
-  const std::wstring wide = Wide(subject);
-  const std::string what = "\"" + subject + "\" is no subject";
-  DWORD length = 0;
-  if (CertStrToNameW(X509_ASN_ENCODING, wide.c_str(), CERT_X500_NAME_STR, nullptr, nullptr, &length, nullptr) ==
-      FALSE) {
-    throw Failure(what, GetLastError());
-  }
-  Bytes der(length);
-  if (CertStrToNameW(X509_ASN_ENCODING, wide.c_str(), CERT_X500_NAME_STR, nullptr, der.data(), &length, nullptr) ==
-      FALSE) {
-    throw Failure(what, GetLastError());
-  }
-  der.resize(length);
-  return der;
+// CertCreateSelfSignCertificate is not used: Wine's makes version 1 and serial numbers that may be negative.
+Bytes MakeSelfSigned(HCRYPTPROV provider, const CertificateWishes& wishes, DWORD days) {
+  PublicKeyInfo publicKey(provider);
+  Extensions extensions(wishes, *publicKey.Get());
+  extensions.AddOwnAuthority();
+  std::vector<CERT_EXTENSION> list = extensions.Get();
+  SerialNumber serial = RandomSerialNumber(provider);
+  Bytes name = wishes.subject;
+  CERT_INFO info = {};
+  info.dwVersion = CERT_V3;
+  info.SerialNumber = {static_cast<DWORD>(serial.size()), serial.data()};
+  info.SignatureAlgorithm = SignatureAlgorithm();
+  info.Issuer = {static_cast<DWORD>(name.size()), name.data()};
+  info.Subject = info.Issuer;
+  info.NotBefore = Now();
+  info.NotAfter = DaysFrom(info.NotBefore, days);
+  info.SubjectPublicKeyInfo = *publicKey.Get();
+  info.cExtension = static_cast<DWORD>(list.size());
+  info.rgExtension = list.data();
+  return SignedContent(provider, Encode(X509_CERT_TO_BE_SIGNED, &info, "the certificate cannot be encoded"));
 }
 
-PublicKeyInfo::PublicKeyInfo(HCRYPTPROV provider) {
-  constexpr char kWhat[] = "the public key cannot be read";
-  DWORD length = 0;
-  Require(CryptExportPublicKeyInfo(provider, AT_KEYEXCHANGE, X509_ASN_ENCODING, nullptr, &length), kWhat);
-  m_buffer.resize(length / sizeof(std::uint64_t) + 1);
-  Require(CryptExportPublicKeyInfo(provider, AT_KEYEXCHANGE, X509_ASN_ENCODING, Get(), &length), kWhat);
-}
-
-Bytes MakeRequest(HCRYPTPROV provider, const std::string& subject) {
-  constexpr char kWhat[] = "the request cannot be signed";
-  Bytes toBeSigned = RequestInfo(provider, subject);
-  BYTE derNull[] = {0x05, 0x00};
-  char oid[] = szOID_RSA_SHA256RSA;
-  CRYPT_ALGORITHM_IDENTIFIER algorithm = {oid, {sizeof(derNull), derNull}};
-  const auto given = static_cast<DWORD>(toBeSigned.size());
-  DWORD length = 0;
-  Require(CryptSignCertificate(provider, AT_KEYEXCHANGE, X509_ASN_ENCODING, toBeSigned.data(), given, &algorithm,
-                               nullptr, nullptr, &length),
-          kWhat);
-  Bytes signature(length);
-  Require(CryptSignCertificate(provider, AT_KEYEXCHANGE, X509_ASN_ENCODING, toBeSigned.data(), given, &algorithm,
-                               nullptr, signature.data(), &length),
-          kWhat);
-  // The encoder turns the signature round itself.
-  CERT_SIGNED_CONTENT_INFO content = {};
-  content.ToBeSigned = {given, toBeSigned.data()};
-  content.SignatureAlgorithm = algorithm;
-  content.Signature = {length, signature.data(), 0};
-  return Encode(X509_CERT, &content, "the request cannot be encoded");
+Bytes MakeRequest(HCRYPTPROV provider, const CertificateWishes& wishes) {
+  return SignedContent(provider, RequestInfo(provider, wishes));
 }
 
 }  // namespace tool

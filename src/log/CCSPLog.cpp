@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <boost/format.hpp>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <fstream>
@@ -13,12 +12,14 @@
 #include "common/BytesAsText.h"
 #include "common/FormatNumber.h"
 #include "log/LogTurn.h"
-#include "log/ProductKey.h"
+#include "settings/Settings.h"
 
 BYTE g_logStarted = 0;
 
 namespace {
 
+constexpr const Setting& kSwitch = SettingNamed("CSPLOG");
+constexpr const Setting& kFile = SettingNamed("CSPDIR");
 constexpr std::size_t kBytesPerRow = 16;
 
 void AppendDumpRow(std::string& dump, const BYTE* data, std::size_t length) {
@@ -63,13 +64,7 @@ void ReportStreamState(const std::ios& stream, std::ostream& errors) {
 }
 
 CCSPLog::CCSPLog(DWORD maxLines) : m_fileName{}, m_lineCount(0), m_lineLimit(maxLines), m_enabled(0) {
-  // One byte is kept back, so that the text is always terminated; a value that fills the buffer counts as too
-  // long.
-  BYTE text[32] = {};
-  DWORD length = sizeof(text) - 1;
-  if (ReadRegistryValue("CSPLOG", text, &length)) {
-    m_enabled = std::strtol(reinterpret_cast<const char*>(text), nullptr, 10) != 0 ? 1 : 0;
-  }
+  m_enabled = Settings().IsOn(kSwitch) ? 1 : 0;
   // Required: without a file name the object leaves the start line to the next one, which will not do better.
   if (m_enabled != 0 && !ReadFileName()) return;
   if (g_logStarted == 0) WriteStartLine();
@@ -77,12 +72,10 @@ CCSPLog::CCSPLog(DWORD maxLines) : m_fileName{}, m_lineCount(0), m_lineLimit(max
 }
 
 bool CCSPLog::ReadFileName() {
-  DWORD length = sizeof(m_fileName);
-  const bool found = ReadRegistryValue("CSPDIR", reinterpret_cast<BYTE*>(m_fileName), &length);
-  if (!found) std::memset(m_fileName, 0, sizeof(m_fileName));
-  // A stored text need not end in a zero byte.
-  m_fileName[sizeof(m_fileName) - 1] = '\0';
-  return found;
+  const StoredSetting stored = Settings().Read(kFile);
+  // A value that fills the limit without a terminating zero loses its last byte.
+  std::memcpy(m_fileName, stored.text, sizeof(m_fileName) - 1);
+  return stored.IsUsed();
 }
 
 void CCSPLog::WriteStartLine() {
@@ -175,22 +168,14 @@ void CCSPLog::WriteTLV(const char* heading, DWORD tag, DWORD length, const BYTE*
 }
 
 bool CCSPLog::SetEnabled(bool enabled) {
-  if (WriteRegistryValue("CSPLOG", enabled ? "00000001" : "00000000", 8)) m_enabled = enabled ? 1 : 0;
+  if (WriteRegistryValue(kSwitch.name, enabled ? "00000001" : "00000000", 8)) m_enabled = enabled ? 1 : 0;
   return true;
 }
 
 bool CCSPLog::ReadRegistryValue(const char* name, BYTE* buffer, DWORD* length) {
-  HKEY key = nullptr;
-  if (!OpenProductKey(&key)) return false;
-  const LONG result = RegQueryValueExA(key, name, nullptr, nullptr, buffer, length);
-  RegCloseKey(key);
-  return result == ERROR_SUCCESS;
+  return Settings().ReadValue(name, buffer, length) == ERROR_SUCCESS;
 }
 
 bool CCSPLog::WriteRegistryValue(const char* name, const void* data, DWORD length) {
-  HKEY key = nullptr;
-  if (!OpenProductKey(&key)) return false;
-  const LONG result = RegSetValueExA(key, name, 0, REG_SZ, static_cast<const BYTE*>(data), length);
-  RegCloseKey(key);
-  return result == ERROR_SUCCESS;
+  return Settings().WriteString(name, data, length) == ERROR_SUCCESS;
 }

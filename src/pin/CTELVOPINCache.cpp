@@ -6,21 +6,11 @@
 
 #include "common/WipeMemory.h"
 #include "log/Logs.h"
-#include "log/ProductKey.h"
+#include "settings/Settings.h"
 
 namespace {
 
-// On unless the value is there and is no number but 0. Its type is not looked at.
-bool IsCachingEnabled() {
-  HKEY key = nullptr;
-  if (!OpenProductKey(&key)) return true;
-  constexpr DWORD kSize = 32;
-  char text[kSize + 1] = {};
-  DWORD length = kSize;
-  const LSTATUS result = RegQueryValueExA(key, "PINCACHE", nullptr, nullptr, reinterpret_cast<BYTE*>(text), &length);
-  RegCloseKey(key);
-  return result != ERROR_SUCCESS || std::strtol(text, nullptr, 10) != 0;
-}
+constexpr const Setting& kSwitch = SettingNamed("PINCACHE");
 
 // NOLINTBEGIN(cert-msc*): what is drawn masks a PIN and is no secret of a cipher.
 
@@ -55,7 +45,7 @@ void CTELVOPINCache::SetPINCache(const BYTE* pin, DWORD length) {
   const auto lock = Hold();
   g_pinCacheLog.WriteLine("SetPINCache - ENTER");
   g_pinCacheLog.WriteLine("Checking PINCACHE registry key");
-  if (!IsCachingEnabled()) {
+  if (!Settings().IsOn(kSwitch)) {
     g_pinCacheLog.WriteLine("PINCACHE is disabled");
     return;
   }

@@ -7,7 +7,6 @@
 #include "LogTest.h"
 #include "TestRegistry.h"
 #include "log/CCSPLog.h"
-#include "log/ProductKey.h"
 
 namespace {
 
@@ -44,6 +43,10 @@ TEST_F(LogSettingsTest, AnyNumberButZeroTurnsTheLogOn) { EXPECT_TRUE(WritesWith(
 
 TEST_F(LogSettingsTest, ANegativeNumberTurnsTheLogOn) { EXPECT_TRUE(WritesWith("-1")); }
 
+TEST_F(LogSettingsTest, BlanksBeforeTheNumberDoNotMatter) { EXPECT_TRUE(WritesWith("  1")); }
+
+TEST_F(LogSettingsTest, LettersBehindTheNumberDoNotMatter) { EXPECT_TRUE(WritesWith("1abc")); }
+
 TEST_F(LogSettingsTest, ZeroLeavesTheLogOffAndCreatesNoFile) { EXPECT_FALSE(WritesWith("0")); }
 
 TEST_F(LogSettingsTest, TextThatIsNoNumberLeavesTheLogOff) { EXPECT_FALSE(WritesWith("yes")); }
@@ -59,6 +62,12 @@ TEST_F(LogSettingsTest, ASwitchStoredAsANumberLeavesTheLogOff) {
   m_registry.SetValue(kProductKey, "CSPLOG", REG_DWORD, std::string("\x01\0\0\0", 4));
   m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
   EXPECT_FALSE(Writes());
+}
+
+TEST_F(LogSettingsTest, ASwitchStoredAsANumberThatReadsAsADigitTurnsTheLogOn) {
+  m_registry.SetValue(kProductKey, "CSPLOG", REG_DWORD, std::string("1\0\0\0", 4));
+  m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
+  EXPECT_TRUE(Writes());
 }
 
 TEST_F(LogSettingsTest, ASwitchOf31BytesIsRead) { EXPECT_TRUE(WritesWith("000000000000000000000000000001")); }
@@ -137,6 +146,16 @@ TEST_F(LogSettingsTest, AFileNameOfExactly260BytesWithoutAZeroIsEndedBeforeTheLa
 TEST_F(LogSettingsTest, AFolderThatDoesNotExistMakesItemsVanish) {
   m_logFile = m_folder.File("nowhere/csp.log");
   EXPECT_FALSE(WritesWith("1"));
+}
+
+TEST_F(LogSettingsTest, AFolderThatIsMadeLaterGetsNoStartLine) {
+  g_logStarted = 0;
+  m_logFile = m_folder.File("later/csp.log");
+  EXPECT_FALSE(WritesWith("1"));
+  EXPECT_EQ(1, g_logStarted);
+  std::filesystem::create_directory(m_folder.File("later"));
+  EXPECT_TRUE(Writes());
+  EXPECT_EQ(std::string::npos, ReadFile(m_logFile).find("LOG START"));
 }
 
 TEST_F(LogSettingsTest, AFolderInsteadOfAFileMakesItemsVanish) {

@@ -1,0 +1,13 @@
+// What a key is to be used for (extended key usage): names like "clientAuth", or object identifiers.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace tool {
+
+// The object identifiers of a list like "clientAuth,1.3.6.1.5.5.7.3.4", in its order. Raises UsageError for a name that
+// is unknown, an identifier that is none, an empty entry, or one that comes twice.
+std::vector<std::string> ParsePurposes(const std::string& list);
+
+}  // namespace tool
