@@ -18,8 +18,6 @@ PinChange ChangePinIn(const std::string& reader) {
     Token& token = slot.GetToken();
     const TokenInfo info = token.GetTokenInfo();
     Session session = token.OpenSession(CKF_RW_SESSION | CKF_SERIAL_SESSION, nullptr, nullptr);
-    // The dialog that changes a PIN has no such limit.
-    std::fprintf(stderr, "note: choose a PIN of at most 8 characters; the login dialog takes no more\n");
     const PinChange result = ShowChangePinDialog(session, info);
     session.Close();
     return result;

@@ -232,7 +232,6 @@ code=0
 wait $program_pid || code=$?
 [ $code = 4 ] || fail "change-pin, cancelled: exit code $code"
 complains 'the PIN was not changed'
-complains 'at most 8 characters'
 by_dialog 0 'Change PIN for Card A' type:1068=123456 type:1069=Quill-42 type:1071=Quill-42 'reads:1079=Strong' click:1 gone \
   -- change-pin
 says 'changed: the PIN of the card in TELVO Reader A'
