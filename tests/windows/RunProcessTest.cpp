@@ -1,7 +1,37 @@
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
 #include "context/unreached/RunProcess.h"
+
+namespace {
+
+std::vector<HANDLE> g_opened;  // by the last CreateProcessA
+std::vector<HANDLE> g_closed;
+
+}  // namespace
+
+extern "C" {
+
+BOOL WINAPI SCRIPTED(CreateProcessA)(LPCSTR program, LPSTR line, LPSECURITY_ATTRIBUTES process,
+                                     LPSECURITY_ATTRIBUTES thread, BOOL inherit, DWORD flags, LPVOID environment,
+                                     LPCSTR folder, LPSTARTUPINFOA startup, LPPROCESS_INFORMATION started) {
+  const BOOL result = REAL("kernel32.dll", CreateProcessA)(program, line, process, thread, inherit, flags, environment,
+                                                           folder, startup, started);
+  if (result != FALSE) g_opened = {started->hProcess, started->hThread};
+  return result;
+}
+
+BOOL WINAPI SCRIPTED(CloseHandle)(HANDLE handle) {
+  if (!g_opened.empty()) g_closed.push_back(handle);
+  return REAL("kernel32.dll", CloseHandle)(handle);
+}
+
+void* __imp_CreateProcessA = reinterpret_cast<void*>(&ScriptedCreateProcessA);
+void* __imp_CloseHandle = reinterpret_cast<void*>(&ScriptedCloseHandle);
+
+}  // extern "C"
 
 namespace {
 
@@ -24,19 +54,15 @@ TEST(RunProcessTest, AProgramThatThereIsNotIsRefused) {
   EXPECT_EQ(4711U, code);
 }
 
-DWORD OpenHandles() {
-  DWORD count = 0;
-  EXPECT_NE(FALSE, GetProcessHandleCount(GetCurrentProcess(), &count));
-  return count;
-}
-
-TEST(RunProcessTest, NoHandleStaysOpen) {
+TEST(RunProcessTest, BothHandlesOfTheProgramAreClosed) {
   for (const bool wait : {true, false}) {
-    RunProcess("cmd.exe /c exit 3", wait, nullptr);  // the first run may open something that stays
-    const DWORD before = OpenHandles();
+    g_opened.clear();
+    g_closed.clear();
     EXPECT_TRUE(RunProcess("cmd.exe /c exit 3", wait, nullptr));
-    EXPECT_EQ(before, OpenHandles()) << wait;
+    ASSERT_EQ(2U, g_opened.size());
+    for (const HANDLE handle : g_opened) EXPECT_EQ(1, std::count(g_closed.begin(), g_closed.end(), handle)) << wait;
   }
+  g_opened.clear();
 }
 
 // The program of the next test.

@@ -1,5 +1,6 @@
 #include <cstdlib>
 #include <ctime>
+#include <future>
 #include <gtest/gtest.h>
 #include <set>
 #include <vector>
