@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "StandIn.h"
 #include "context/unreached/RunProcess.h"
 
 namespace {
