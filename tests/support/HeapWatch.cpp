@@ -85,8 +85,8 @@ bool HeapWatch::WasReleased() const { return g_released; }
 
 bool HeapWatch::WasWiped() const { return g_wiped; }
 
-HeapSearch::HeapSearch(const std::vector<std::string>& secrets) {
-  for (const std::string& secret : secrets) m_secrets.push_back({secret, false});
+HeapSearch::HeapSearch(const std::vector<std::string_view>& secrets) {
+  for (const std::string_view secret : secrets) m_secrets.push_back({secret, false});
   g_search = this;
 }
 
@@ -99,8 +99,8 @@ void HeapSearch::LookInto(const char* block, std::size_t length) noexcept {
   }
 }
 
-std::vector<std::string> HeapSearch::Found() const {
-  std::vector<std::string> found;
+std::vector<std::string_view> HeapSearch::Found() const {
+  std::vector<std::string_view> found;
   for (const Secret& secret : m_secrets) {
     if (secret.found) found.push_back(secret.bytes);
   }

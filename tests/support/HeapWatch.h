@@ -3,7 +3,7 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
+#include <string_view>
 #include <vector>
 
 class HeapWatch {
@@ -21,21 +21,21 @@ class HeapWatch {
 
 class HeapSearch {
  public:
-  // Looks for these bytes in each block that is given back from now on.
-  explicit HeapSearch(const std::vector<std::string>& secrets);
+  // Looks for these bytes, which must live as long, in each block that is given back from now on.
+  explicit HeapSearch(const std::vector<std::string_view>& secrets);
   ~HeapSearch();
   HeapSearch(const HeapSearch&) = delete;
   HeapSearch& operator=(const HeapSearch&) = delete;
 
   // The secrets that were found in one.
-  std::vector<std::string> Found() const;
+  std::vector<std::string_view> Found() const;
 
   // Looks into a block. Gets and gives back no memory.
   void LookInto(const char* block, std::size_t length) noexcept;
 
  private:
   struct Secret {
-    std::string bytes;
+    std::string_view bytes;
     bool found;
   };
   std::vector<Secret> m_secrets;

@@ -186,7 +186,7 @@ class DerivationWipingTest : public ContextTest {
 TEST_F(DerivationWipingTest, NothingOfAKeyOrOfWhatItIsMadeOfIsLeftBehind) {
   const Digest secrets[] = {DigestOf(0), DigestOf(0, 0x36), DigestOf(0, 0x5C), DigestOf(1), DigestOf(2)};
   for (const Digest& secret : secrets) {
-    const HeapSearch search({std::string(secret.begin(), secret.end())});
+    const HeapSearch search({{reinterpret_cast<const char*>(secret.data()), secret.size()}});
     Derive();
     EXPECT_TRUE(search.Found().empty()) << "secret " << &secret - secrets;
   }
