@@ -6,8 +6,19 @@ endif()
 add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 include(GoogleTest)
 
-# telvo_discover_tests(target ...) registers each test case with CTest. The Windows ones are listed by running them under
-# Wine when CTest starts, not at build time.
+# telvo_discover_tests(target ...) registers each test case with CTest, as a process of its own: for tests of windows, which
+# share what Wine keeps for a process. They are listed by running them under Wine when CTest starts, not at build time.
 function(telvo_discover_tests target)
   gtest_discover_tests(${target} NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 ${ARGN})
+endfunction()
+
+# telvo_shard_tests(target count) registers the test cases in so many processes, each with every count-th case. A process
+# that crashes has named the case last.
+function(telvo_shard_tests target count)
+  math(EXPR last "${count} - 1")
+  foreach(index RANGE ${last})
+    add_test(NAME ${target}.${index} COMMAND ${target})
+    set_tests_properties(${target}.${index} PROPERTIES
+      TIMEOUT 600 ENVIRONMENT "GTEST_TOTAL_SHARDS=${count};GTEST_SHARD_INDEX=${index}")
+  endforeach()
 endfunction()
