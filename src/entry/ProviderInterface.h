@@ -172,8 +172,8 @@ BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
                       DWORD* pcbDataLen);
 
 // A null `pbData` asks for the size. Too small a buffer is ERROR_MORE_DATA, but ERROR_INVALID_PARAMETER for
-// KP_PERMISSIONS, with `*pcbDataLen` as it was. A parameter that this kind of key does not have is refused first. What is
-// written:
+// KP_PERMISSIONS, with `*pcbDataLen` as it was. A parameter that this kind of key does not have is refused first. What
+// is written:
 //
 //   parameter                                bytes written                          `*pcbDataLen` afterwards
 //   KP_ALGID, KP_PADDING, KP_MODE,           4                                      as it was
