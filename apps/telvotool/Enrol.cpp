@@ -102,6 +102,7 @@ int ImportCertificate(const Options& options) {
   const CertificateHandle certificate = ReadCertificate(options.Operands()[1]);
   const Container container = OpenContainer(target, ReadPin(options));
   PublicKeyInfo publicKey(container.provider.Get());
+  // The provider itself would take any certificate.
   if (CertComparePublicKeyInfo(X509_ASN_ENCODING, publicKey.Get(),
                                &certificate.Get()->pCertInfo->SubjectPublicKeyInfo) == FALSE) {
     throw Failure("the certificate belongs to another key than that of \"" + target.name + "\"", kNotValid,

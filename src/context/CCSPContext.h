@@ -61,7 +61,7 @@ class CCSPContext {
   //
   // NTE_SILENT_CONTEXT when the user would have to be asked, SCARD_W_CANCELLED_BY_USER when he cancels; of a cached PIN
   // SCARD_W_CHV_BLOCKED, or SCARD_W_CARD_NOT_AUTHENTICATED for another failure than a wrong PIN, which is forgotten and
-  // asked for; NTE_FAIL for a token that is not initialised.
+  // asked for; NTE_FAIL for a token that is not initialised, and, before the user is asked, without a session.
   virtual void Login() = 0;
   // Logs the session in with a PIN that the application supplies, and caches it. The PIN that is cached already is a
   // success without a call of the module.

@@ -12,8 +12,8 @@
 std::list<Attribute> PublicKeyTemplate(const std::string& name, DWORD bits);
 std::list<Attribute> PrivateKeyTemplate(const std::string& name, DWORD bits);
 
-// A session key with `length` bytes of `value`. Each attribute is logged by its name. NTE_BAD_ALGID for an algorithm
-// that is no session key's.
+// A session key with `length` bytes of `value`. Identifier and label are 128 zero bytes each. Each attribute is logged
+// by its name. NTE_BAD_ALGID for an algorithm that is no session key's.
 std::list<Attribute> SecretKeyTemplate(ALG_ID algorithm, const BYTE* value, DWORD length);
 
 // An imported public key. Modulus and exponent have their most significant byte first.

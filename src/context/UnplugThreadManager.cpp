@@ -33,6 +33,7 @@ UnplugThreadManager::~UnplugThreadManager() {
     // Required: once for each thread, though there is one context; all but the first fail.
     SCardReleaseContext(m_context);
   }
+  // Else each load and unload of the library would leave a context with the service.
   if (m_threads.empty()) SCardReleaseContext(m_context);
   m_threads.clear();
 }

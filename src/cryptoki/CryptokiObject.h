@@ -49,8 +49,8 @@ class CryptokiObject : public ICryptokiSettable {
   virtual void GetID(BYTE* out, CK_ULONG* length);
   virtual CK_OBJECT_HANDLE GetHandle() const;
   virtual void SetAttributes(const std::list<Attribute>& attributes);
-  // Reads the attributes that every object has, and forgets what was read before. A failure leaves what was
-  // read so far.
+  // Reads the attributes that every object has, those of a fixed size by one call, and forgets what was read
+  // before. A failure leaves what was read so far.
   virtual void Retrieve();
 
   // Binds this object to one of the token.
@@ -90,6 +90,7 @@ class CryptokiObject : public ICryptokiSettable {
 
   std::list<Attribute> m_attributes;
   std::string m_label;
+  // The bytes that the token sent, of which any but 0 is true: a bool must not hold a 2.
   CK_BBOOL m_modifiable = CK_FALSE;
   CK_BBOOL m_private = CK_FALSE;
   CK_BBOOL m_token = CK_FALSE;

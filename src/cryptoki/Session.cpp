@@ -79,7 +79,7 @@ CryptokiObjects Session::Find(CryptokiInterface& module, CK_ATTRIBUTE* items, CK
     CK_OBJECT_HANDLE handle = 0;
     CK_ULONG handles = 0;
     Check(module.C_FindObjects(m_sessionHandle, &handle, 1, &handles));
-    if (handles != 1) break;
+    if (handles != 1) break;  // none, or more than the one that was asked for, which ends the search as well
     if (objects == kMaxObjects) throw CryptokiError(CKR_GENERAL_ERROR);
     CryptokiObject object;
     object.Bind(*this, handle);

@@ -1,6 +1,6 @@
 // CChangePINDlg: the dialog in which a user changes the PIN: the current PIN, the new one twice, a bar that rates it,
 // and an on-screen keyboard whose digits stand in another order each time. It changes the PIN on the session itself and
-// stays open when the token refuses.
+// stays open when the token refuses. `telvotool change-pin` opens it; in the provider only CCLoginDlg would.
 //
 // The result is 1 when the PIN was changed (and also for OK without a session), 2 when the user cancelled. A failure of
 // the token is shown and is no exception. How long a PIN may be is the token's business.

@@ -41,6 +41,8 @@ class CSecureEditEx {
 
   // The window is new and empty: forgets what was entered into an earlier one.
   void OnOpen();
+  // The window's text has changed. A change that no user made, such as a text that another program sets, is fitted to
+  // the characters held here as well.
   void OnUpdate(DialogView& view);
   void BeforeInput(DialogView& view, UINT message, WPARAM key);
   void AfterInput(DialogView& view, UINT message);

@@ -1,5 +1,5 @@
-// Every process-wide object of the provider, in the order in which they come up. Within one file the language
-// promises that order; across files it does not.
+// The process-wide objects of the provider whose order matters, in that order. Within one file they are constructed
+// from top to bottom; across files no order is promised. docs/architecture.md names the others.
 #include "common/LibraryInstance.h"
 #include "context/KeyProviderInfo.h"
 #include "context/UnplugThreadManager.h"

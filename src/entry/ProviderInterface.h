@@ -86,7 +86,8 @@ BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWORD d
 // `dwFlags` must be 0: NTE_BAD_FLAGS. A finished hash is NTE_BAD_HASH_STATE.
 BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, DWORD cbDataLen, DWORD dwFlags);
 // Logs in, puts the value of the session key in the place of what the hash holds, and finishes the hash.
-// CRYPT_LITTLE_ENDIAN reverses the value; other flags are NTE_BAD_FLAGS. NTE_NO_KEY without such a session key.
+// CRYPT_LITTLE_ENDIAN reverses the value; other flags are NTE_BAD_FLAGS. NTE_NO_KEY without such a session key. With
+// the log on, the key stands in it in clear, as whatever is hashed.
 //
 // Required: `hHash` is not read. The hash is looked for under the handle of the key: NTE_BAD_HASH as a rule.
 BOOL WINAPI CPHashSessionKey(HCRYPTPROV hProv, HCRYPTHASH hHash, HCRYPTKEY hKey, DWORD dwFlags);
@@ -171,7 +172,8 @@ BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
                       DWORD* pcbDataLen);
 
 // A null `pbData` asks for the size. Too small a buffer is ERROR_MORE_DATA, but ERROR_INVALID_PARAMETER for
-// KP_PERMISSIONS, with `*pcbDataLen` as it was. What is written:
+// KP_PERMISSIONS, with `*pcbDataLen` as it was. A parameter that this kind of key does not have is refused first. What
+// is written:
 //
 //   parameter                                bytes written                          `*pcbDataLen` afterwards
 //   KP_ALGID, KP_PADDING, KP_MODE,           4                                      as it was

@@ -1,4 +1,6 @@
-// The log objects, one for each source module that logs. Defined in entry/ProcessObjects.cpp.
+// The log objects. Each source file writes through the object of its module; docs/architecture.md has the table, and
+// tests/system/log_objects.sh checks it. The provider writes nothing through g_secretKeyLog and g_unusedLog. Defined in
+// entry/ProcessObjects.cpp.
 #pragma once
 
 #include "log/CCSPLog.h"

@@ -49,8 +49,9 @@ class CCSPHash {
   virtual void GetData(BYTE* out, DWORD* length);
   // Stores the DigestInfo up to the digest. More than there is room for is cut.
   virtual void SetOID(const BYTE* prefix, const DWORD* length);
-  // The value. NTE_BAD_HASH_STATE without a message or session; NTE_FAIL when the token fails, whose own code is then
-  // the last error. The hash stays open with its message, and the operation can be repeated.
+  // The value. NTE_BAD_HASH_STATE without a message or session; NTE_BAD_HASH, "No Data to Hash", for a message whose
+  // length does not fit 32 bits; NTE_FAIL when the token fails, whose own code is then the last error. The hash stays
+  // open with its message, and the operation can be repeated.
   virtual void GetHash(BYTE* out, DWORD* length);
   // Stores a value that was computed elsewhere, and finishes the hash. A null or empty one raises NTE_BAD_DATA and
   // leaves the hash without a value.

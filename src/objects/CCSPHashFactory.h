@@ -20,8 +20,8 @@ class CCSPHashFactory {
   virtual ~CCSPHashFactory();
 
   // A new hash, with an id that no other hash of this factory has. The session is not owned: see SessionLink. Reseeds
-  // the process's generator. CCSPContextError NTE_FAIL without a session, NTE_BAD_ALGID for an algorithm that does not
-  // hash.
+  // the process's generator. CCSPContextError NTE_FAIL without a session, before the generator is reseeded;
+  // NTE_BAD_ALGID for an algorithm that does not hash.
   boost::shared_ptr<CCSPHash> CreateHash(ALG_ID algorithm, Session* session);
   // Required: the result is `source` itself. A new hash of its algorithm is made beside it, which nobody gets and this
   // factory keeps.

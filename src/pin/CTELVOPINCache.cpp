@@ -60,6 +60,7 @@ void CTELVOPINCache::SetPINCache(const BYTE* pin, DWORD length) {
     WipeBuffer();
     m_length = 0;
   }
+  // In this order: a failed allocation leaves no length without bytes.
   m_buffer.reset(new BYTE[length]());
   m_length = length;
   DWORD room = length;

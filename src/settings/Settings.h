@@ -22,7 +22,7 @@ struct Setting {
 
 // A new setting is a new row here.
 inline constexpr Setting kSettings[] = {
-    {"CSPLOG", SettingForm::kSwitch, 31, "0"},
+    {"CSPLOG", SettingForm::kSwitch, 31, "0"},  // 32 bytes would leave no room for a terminating zero: off
     {"CSPDIR", SettingForm::kPath, 260, ""},
     {"PINCACHE", SettingForm::kSwitch, 32, "1"},
 };

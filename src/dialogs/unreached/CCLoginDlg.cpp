@@ -113,6 +113,7 @@ void CCLoginDlg::OnLogin(DialogView& view) {
   } catch (const CryptokiError& error) {
     return OnLoginError(view, error.GetCode());
   }
+  // Outside the handler: what fails here is no failure of the login.
   if (m_changeAfterLogin) ChangePIN(view, pin, pinLength);
   view.End(IDOK);
 }

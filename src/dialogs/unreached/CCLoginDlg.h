@@ -1,6 +1,9 @@
 // CCLoginDlg: the larger login dialog, with an on-screen keyboard and a way into CChangePINDlg. For a caller to take
 // up: the provider itself logs in through CLoginEX.
 //
+// A PIN may have any length here. A user who was logged in already leaves no PIN in the cache. The digit keys have no
+// labels and send nothing.
+//
 // The result is 2 when the user cancelled and 1 when the dialog was closed otherwise. A login that fails in another way
 // than by a wrong PIN raises CCSPContextError NTE_FAIL, "Log-in Failed".
 #pragma once
