@@ -121,7 +121,7 @@ void CSecureEditEx::OnUpdate(DialogView& view) {
 
 void CSecureEditEx::BeforeInput(DialogView& view, UINT message, WPARAM key) {
   if (message != WM_KEYDOWN || (key != VK_HOME && key != VK_END) || !IsShiftDown(view)) return;
-  // Required: keys that would select everything empty the field.
+  // Required: what would select everything empties the field, also while the PIN is revealed.
   SetPlainText(view, nullptr);
   view.Select(m_control, {0, 0});
 }
