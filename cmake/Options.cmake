@@ -15,7 +15,7 @@ target_compile_options(project_options INTERFACE
   "$<$<COMPILE_LANGUAGE:C,CXX>:-Wall;-Wextra;-Wshadow;-Wconversion;-Wsign-conversion;-Werror>")
 
 if(WIN32)
-  # Everything static: no run-time library stands beside telvocsp.dll.
+  # Everything is linked statically: telvocsp.dll needs no run-time library beside it.
   add_link_options(-static)
 endif()
 

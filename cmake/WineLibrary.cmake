@@ -4,15 +4,16 @@
 #   FOLDER/wine/x86_64-unix/NAME.dll.so   the library, found through WINEDLLPATH=FOLDER/wine
 #   FOLDER/NAME.dll                       the placeholder that LoadLibrary finds beside the program or in system32
 #
-# Sources are C++ with no header of Wine; cmake/WineDllMain.c is added, as Wine wants an entry point of every library.
+# The sources are C++ and include no header of Wine. cmake/WineDllMain.c is added, because Wine needs an entry point in
+# every library.
 find_program(HOST_CXX NAMES g++ REQUIRED)
 find_program(WINEGCC NAMES winegcc REQUIRED)
 find_program(WINEGXX NAMES wineg++ REQUIRED)
 
 set(TELVO_WINE_LIBRARY_FOLDER ${CMAKE_CURRENT_LIST_DIR})
 
-# Compiles sources with the host's compiler into FOLDER, and leaves the list of their objects in the variable RESULT.
-# -fno-gnu-unique: with a unique symbol in it, the loader would never unload the library, and Wine cannot load it twice.
+# Compiles sources with the host's compiler into FOLDER, and sets the variable RESULT to the list of their objects.
+# -fno-gnu-unique: the loader never unloads a library that has a unique symbol, and Wine cannot load a library twice.
 function(telvo_compile_for_linux result folder)
   cmake_parse_arguments(PARSE_ARGV 2 ARG "" "" "SOURCES;FLAGS")
   set(flags

@@ -1,4 +1,4 @@
-// Certificates and certificate stores, in the memory of the process.
+// Certificates and certificate stores, kept in the memory of the process.
 #include <algorithm>
 #include <atomic>
 #include <cstring>
@@ -29,7 +29,7 @@ BOOL FailWith(DWORD code) {
   return FALSE;
 }
 
-// A certificate with one reference, until CertFreeCertificateContext takes the last one away.
+// A certificate with a count of its references, 1 at first. CertFreeCertificateContext frees it with the last one.
 class HostCertificate : public CERT_CONTEXT {
  public:
   HostCertificate(X509Holder x509, const BYTE* der, DWORD length)

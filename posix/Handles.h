@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-// An object that can be waited for. Its memory is its own business: Close is what CloseHandle calls.
+// An object that can be waited for. CloseHandle calls Close, which frees the object if it was allocated.
 class HostHandle {
  public:
   HostHandle(const HostHandle&) = delete;

@@ -7,7 +7,7 @@ namespace {
 
 constexpr char kWindowsSuffix[] = ".dll";
 
-// "folder/x.dll" -> "folder/libx.so". A name without that suffix is taken as it stands.
+// "folder/x.dll" -> "folder/libx.so". A name without that suffix stays as it is.
 std::string NativeName(const std::string& fileName) {
   const std::size_t suffixLength = sizeof(kWindowsSuffix) - 1;
   if (fileName.size() < suffixLength ||

@@ -1,4 +1,4 @@
-// Memory by pages.
+// Memory in pages.
 #include <windows.h>
 
 #include <map>
@@ -9,13 +9,13 @@ namespace {
 
 constexpr std::uintptr_t kPage = 4096;
 
-// The sizes of what is reserved, which munmap wants to know.
+// The size of each reservation, which munmap needs.
 struct Reservations {
   std::mutex mutex;
   std::map<LPVOID, std::size_t> sizes;
 };
 Reservations& TheReservations() {
-  static auto* const reservations = new Reservations;  // for ever: objects of the process release late
+  static auto* const reservations = new Reservations;  // never freed: static objects release memory at the very end
   return *reservations;
 }
 

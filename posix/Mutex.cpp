@@ -1,15 +1,15 @@
-// Named mutexes, as far as the log needs them: one for all names, and of this process only. Between processes the
-// host's appending is whole by itself (O_APPEND).
+// Named mutexes, as far as the log needs them: one mutex for all names, for this process only. Between processes
+// O_APPEND keeps each written item in one piece.
 #include <mutex>
 
 #include "Handles.h"
 
 namespace {
 
-// Constant-initialised, and not destroyed: there before main and behind it.
+// Constant-initialised and never destroyed: usable before main and after it.
 class LogMutex : public HostHandle {
  public:
-  // Waits as long as it takes: nobody of this process keeps the mutex.
+  // Waits without a limit: no thread of this process keeps the mutex for long.
   DWORD Wait(DWORD /*milliseconds*/) override {
     m_mutex.lock();
     return WAIT_OBJECT_0;

@@ -1,4 +1,4 @@
-// Memory that stays out of the swap space.
+// Memory that is kept out of the swap space.
 #include <windows.h>
 
 #include <sys/mman.h>

@@ -17,30 +17,30 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// How often a wait asks. The service itself looks at its readers every 400 ms.
+// The interval at which a wait asks. The service itself polls its readers every 400 ms.
 constexpr std::chrono::milliseconds kPause(50);
 
-// In libpcsclite's header both have the width of its own DWORD.
+// In libpcsclite's header both are as wide as its own DWORD.
 constexpr std::uint32_t kAutoAllocate = 0xFFFFFFFF;
 constexpr std::uint32_t kInfinite = 0xFFFFFFFF;
 
 struct Context {
   SCARDCONTEXT context = 0;
-  std::uint32_t cancellings = 0;              // a wait ends when it has become another
+  std::uint32_t cancellings = 0;              // a wait ends when this has changed
   std::list<std::unique_ptr<char[]>> memory;  // handed out by ListReaders
 };
 
-// Over the contexts, what they hold, and every call of libpcsclite. Held for moments.
+// Guards the contexts, what they hold, and every call of libpcsclite. Held for short times only.
 std::mutex g_mutex;
 std::uint64_t g_nextContext = 0x1000;
 
-// There from the first use on, which may come before main, and until the last static object that used it is gone.
+// Created at the first use, which may come before main. Destroyed after the static objects whose constructors used it.
 std::map<std::uint64_t, std::shared_ptr<Context>>& Contexts() {
   static std::map<std::uint64_t, std::shared_ptr<Context>> contexts;
   return contexts;
 }
 
-// Under g_mutex; null for a context that there is none of.
+// To be called under g_mutex. Null for an unknown context.
 std::shared_ptr<Context> Find(std::uint64_t context) {
   const auto found = Contexts().find(context);
   return found == Contexts().end() ? nullptr : found->second;

@@ -1,4 +1,4 @@
-// The running process and the system that it runs on.
+// The running process, and the system on which it runs.
 #include <windows.h>
 
 #include <unistd.h>

@@ -1,15 +1,14 @@
-// The registry of the host build: one text file, named by the environment variable TELVO_REGISTRY, read anew
-// at each call.
+// The registry of the host build: one text file, named by the environment variable TELVO_REGISTRY. Each call reads it
+// again.
 //
 //   [SOFTWARE\Maker\Product]
 //   NAME=sz:text to the end of the line
 //   NUMBER=dword:0000000a
 //   BYTES=hex:0102ff
 //
-// Keys stand below HKEY_LOCAL_MACHINE. Key and value names are compared without regard to case. An "sz" value
-// is kept without its terminating zero and handed out with it; "hex" keeps a string whose bytes do not end in
-// a zero (type REG_SZ, as the provider's own writer stores it) or that could not stand in a line. A value that cannot
-// be read is not there.
+// Keys are below HKEY_LOCAL_MACHINE. The case of key and value names does not matter. An "sz" value is stored without
+// its terminating zero and returned with it. "hex" stores a string whose bytes do not end in a zero (type REG_SZ, as
+// the provider itself writes it) or that does not fit into one line. A value that cannot be read counts as missing.
 #include <windows.h>
 
 #include <algorithm>
@@ -58,7 +57,7 @@ bool WriteLines(const Lines& lines) {
 
 bool IsSection(const std::string& line) { return line.size() >= 2 && line.front() == '[' && line.back() == ']'; }
 
-// The index of the line behind the key's head.
+// The index of the line after the key's header.
 std::optional<std::size_t> FindKey(const Lines& lines, const std::string& path) {
   for (std::size_t i = 0; i < lines.size(); ++i) {
     if (IsSection(lines[i]) && SameName(lines[i].substr(1, lines[i].size() - 2), path.c_str())) return i + 1;
@@ -66,7 +65,7 @@ std::optional<std::size_t> FindKey(const Lines& lines, const std::string& path) 
   return std::nullopt;
 }
 
-// The index of the line that holds the value of a key whose values begin at `begin`.
+// The index of the line with the value. The values of its key begin at line `begin`.
 std::optional<std::size_t> FindValue(const Lines& lines, std::size_t begin, const char* name) {
   for (std::size_t i = begin; i < lines.size() && !IsSection(lines[i]); ++i) {
     const std::size_t equals = lines[i].find('=');

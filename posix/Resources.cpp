@@ -1,4 +1,4 @@
-// The resources of the program: of the string table only, from the list that the resource script takes as well.
+// The resources of the program: only the string table, from the same list that the resource script uses.
 #include <windows.h>
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 
 namespace {
 
-// The self-relative form: the same head with offsets for pointers.
+// The self-relative form: the same header, with offsets instead of pointers.
 struct RelativeDescriptor {
   BYTE revision;
   BYTE reserved;

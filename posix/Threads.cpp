@@ -10,9 +10,8 @@
 
 namespace {
 
-// Every event and every thread is signalled or not, and one mutex guards them all: there are few of them, and a wait
-// for several is then a wait for one condition. Both are constant-initialised, as waits happen while static objects go
-// down.
+// One mutex guards the state of all events and threads. There are few of them, and so a wait for several is a wait for
+// one condition. Both are constant-initialised, because static objects wait in their destructors.
 std::mutex g_stateMutex;
 pthread_cond_t g_stateChanged = PTHREAD_COND_INITIALIZER;
 
@@ -28,7 +27,7 @@ timespec After(DWORD milliseconds) {
   return time;
 }
 
-// A state that is set once: what an event of manual reset and a thread have in common.
+// A state that is set once: what a manual-reset event and a thread have in common.
 class Signal {
  public:
   void Set() {
@@ -36,21 +35,21 @@ class Signal {
     m_set = true;
     pthread_cond_broadcast(&g_stateChanged);
   }
-  bool IsSet() const { return m_set; }  // under g_stateMutex
+  bool IsSet() const { return m_set; }  // to be called under g_stateMutex
 
  private:
   bool m_set = false;
 };
 
-// What ends a thread that is terminated. Code that catches everything may swallow it; the next sleep or wait of the
-// thread throws it again. The cancelling of pthreads must not be swallowed, and acts in every call that may block.
+// The exception that ends a terminated thread. Code that catches everything may swallow it: the next sleep or wait of
+// the thread throws it again. (Cancellation of pthreads must not be swallowed, and acts in every call that may block.)
 struct Terminated {};
 
-// Set when the running thread is to end; null on a thread that CreateThread did not start.
+// Set when the running thread must end. Null on a thread that CreateThread did not start.
 thread_local const Signal* t_terminated = nullptr;
 
-// Waits until reached(), which is called under the lock, at most `milliseconds`; returns whether it came to that. A
-// thread is terminated here and nowhere else.
+// Waits at most `milliseconds` for reached(), which is called under the lock, and returns whether it became true. This
+// is the only place where a thread is terminated.
 template <typename Reached>
 bool WaitUntil(Reached reached, DWORD milliseconds) {
   const timespec end = After(milliseconds == INFINITE ? 0 : milliseconds);
@@ -99,7 +98,7 @@ class Thread final : public SignalledHandle {
   bool Start(LPTHREAD_START_ROUTINE routine, LPVOID argument) {
     auto start = std::make_unique<StartRecord>(StartRecord{routine, argument, m_state});
     m_started = pthread_create(&m_thread, nullptr, &Run, start.get()) == 0;
-    if (m_started) static_cast<void>(start.release());  // the thread's now
+    if (m_started) static_cast<void>(start.release());  // the thread owns it now
     return m_started;
   }
 
@@ -132,7 +131,7 @@ class Thread final : public SignalledHandle {
     try {
       start->routine(start->argument);
     } catch (const Terminated&) {
-      // This is its end.
+      // The thread ends here.
     }
     return nullptr;
   }

@@ -1,4 +1,4 @@
-// WinSCard on libpcsclite. PcscLite.cpp does the work; here the types meet.
+// WinSCard on libpcsclite. PcscLite.cpp does the work; this file translates the types.
 #include <cstddef>
 #include <winscard.h>
 

@@ -1,4 +1,4 @@
-// One slot and the card that belongs in it.
+// One slot and its card.
 #pragma once
 
 #include <memory>
@@ -17,32 +17,32 @@ enum class Role { None, User, SecurityOfficer };
 
 // Card knows whether the card is in, who is logged in to it, and where SoftHSM keeps its objects.
 //
-// The card's objects are to be seen before a login and keep their handles over a logout. SoftHSM shows private objects
-// only to a logged-in session, and so there is a hidden one for as long as the card is in use; who may do what is
-// decided here, by the card's own PIN.
+// The card's objects are visible before a login and keep their handles over a logout. SoftHSM shows private objects
+// only to a logged-in session, so there is a hidden one while the card is in use. The card's own PIN decides here who
+// may do what.
 class Card {
  public:
   Card(const SlotSettings& settings, const std::string& stateFolder, std::unique_ptr<Presence> presence,
        const SoftHsm& hsm);
 
-  // Prepare makes the card if it is new, and tells whether SoftHSM must be restarted to see it. Attach finds its store.
-  // Both throw std::exception or Failure, and want the caller to hold the lock of the state folder.
+  // Prepare makes the card if it is new, and returns whether SoftHSM must be restarted to see it. Attach finds its
+  // store. The caller of either must hold the lock of the state folder. Both throw std::exception or Failure.
   bool Prepare() const;
   void Attach();
 
-  // Look finds out whether the card is in, and returns true if the one that was in before has been pulled: its sessions
-  // in SoftHSM are then closed, the hidden one included, and nobody is logged in.
+  // Look finds out whether the card is in. It returns true when the card was pulled since the last look: then its
+  // sessions in SoftHSM are closed, the hidden one included, and nobody is logged in.
   bool Look(Freshness freshness);
   bool IsIn() const { return m_insertion.has_value(); }
 
-  // TakeEvent says, once, that the card was inserted or pulled.
+  // TakeEvent returns true once for each time that the card was inserted or pulled.
   bool TakeEvent();
 
   // OpenSession opens a session in SoftHSM, and the hidden one before it. Throws Failure.
   CK_SESSION_HANDLE OpenSession(CK_FLAGS flags);
 
-  // LockStores keeps other processes out of all the stores while it lives. SoftHSM is not safe against them by itself:
-  // it shows objects that are half written, and no store at all while a login rewrites the store's own file.
+  // LockStores keeps other processes out of all stores while it lives. SoftHSM itself does not: it shows objects that
+  // are half written, and no store at all while a login rewrites the store's file.
   std::unique_ptr<FileLock> LockStores() const { return std::make_unique<FileLock>(m_stateLock); }
 
   const SlotSettings& Settings() const { return m_settings; }

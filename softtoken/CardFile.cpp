@@ -46,8 +46,8 @@ std::optional<Secret> FromHex(std::string_view text, std::size_t size) {
   return bytes;
 }
 
-// One round of SHA-256: a PIN of a few digits is as easily tried out through a thousand rounds, and the mode of the
-// file is what protects it.
+// One round of SHA-256. More would not help: a PIN of a few digits is found by trial through a thousand rounds, too.
+// What protects it is the mode of the file.
 Secret PinDigest(const Secret& salt, const unsigned char* pin, std::size_t length) {
   Secret salted(salt);
   salted.insert(salted.end(), pin, pin + length);
@@ -69,7 +69,7 @@ struct StoredPin {
   }
 };
 
-// Takes the next word off a line of words parted by single blanks.
+// Removes the next word from a line of words with single spaces between them.
 std::string_view NextWord(std::string_view& line) {
   const std::size_t end = std::min(line.find(' '), line.size());
   const std::string_view word = line.substr(0, end);
@@ -128,7 +128,7 @@ bool CardFile::Exists() const { return ReadFile(m_path).has_value(); }
 void CardFile::Make(const Secret& pin, const Secret& soPin) const {
   const FileLock lock(m_lockPath);
   Content content;
-  // A random half, so that what is left in SoftHSM of a card whose file was deleted is not taken for the new card's.
+  // Half of the name is random. So a new card does not get the store of a card whose file was deleted.
   content.store = m_serial + std::string(TextOf(Hex(RandomBytes(8))));
   content.key = Hex(RandomBytes(kKeySize));
   content.Pin(PinOwner::User).Set(pin);

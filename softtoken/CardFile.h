@@ -1,4 +1,4 @@
-// What a card remembers beside its objects.
+// What a card stores besides its objects.
 #pragma once
 
 #include <cstdint>
@@ -10,42 +10,42 @@ namespace softtoken {
 
 enum class PinOwner { User, SecurityOfficer };
 
-// PinCheck is the outcome of offering a PIN.
+// PinCheck is the result of offering a PIN.
 struct PinCheck {
   bool right;
   unsigned triesLeft;  // after this try; 0: the PIN is locked
 };
 
-// CardFile keeps, in one small file of the state folder, a salted digest of each of a card's PINs, the number of wrong
-// tries of each since it was last given rightly, and the name and key of the card's store in SoftHSM.
+// CardFile is one small file of the state folder. It holds a salted digest of each of the card's PINs, for each PIN the
+// number of wrong tries since the last right one, and the name and key of the card's store in SoftHSM.
 //
-// Processes share a card as they would share a real one, so every operation reads the file afresh and holds a lock on
-// it. All throw std::system_error if the file cannot be read or written, std::runtime_error if it is damaged.
+// Processes share a card as they would share a real one, so every operation locks the file and reads it again. All
+// throw std::system_error if the file cannot be read or written, std::runtime_error if it is damaged.
 class CardFile {
  public:
   // The file is `<stateFolder>/<serial>.card`. `tries` is how many each PIN has.
   CardFile(const std::string& stateFolder, const std::string& serial, unsigned tries);
 
-  // Exists says whether the card has been made.
+  // Exists tells whether the card has been made.
   bool Exists() const;
 
   // Make writes the file of a new card with these PINs and a random store name and key.
   void Make(const Secret& pin, const Secret& soPin) const;
 
-  // Offer checks a PIN, and counts. A locked PIN is not compared at all.
+  // Offer compares a PIN and counts the try. When the PIN is locked it compares nothing.
   PinCheck Offer(PinOwner owner, const unsigned char* pin, std::size_t length) const;
 
-  // Change is Offer of the old PIN, followed in the same breath by Set if it was right.
+  // Change is Offer of the old PIN and, if it is right, Set of the new one, under one lock.
   PinCheck Change(PinOwner owner, const unsigned char* pin, std::size_t length, const Secret& fresh) const;
 
-  // Set gives a new PIN, with all its tries.
+  // Set stores a new PIN, with all its tries.
   void Set(PinOwner owner, const Secret& fresh) const;
 
-  // WrongTries counts since the PIN was last given rightly; not above the number of tries.
+  // WrongTries is the number of wrong tries since the last right one, at most the number of tries.
   unsigned WrongTries(PinOwner owner) const;
   unsigned Tries() const { return m_tries; }
 
-  // The 32 characters that label the card's store in SoftHSM, and its key: the PIN that SoftHSM wants.
+  // The 32 characters of the store's label in SoftHSM, and the store's key: the PIN that SoftHSM asks for.
   std::string StoreName() const;
   Secret StoreKey() const;
 

@@ -1,4 +1,4 @@
-// The entries of SoftToken that begin to encrypt and to decrypt, and OAEP. All other ciphers are SoftHSM's.
+// The entries of SoftToken that begin to encrypt and decrypt, and OAEP. SoftHSM does all other ciphers.
 #include <algorithm>
 #include <utility>
 
@@ -20,7 +20,7 @@ CK_RV SoftToken::BeginCipher(CK_SESSION_HANDLE session, Work work, CK_MECHANISM_
   CK_MECHANISM bare = {CKM_RSA_X_509, nullptr, 0};
   Check(Begin<Entry>(session, work, &bare, key));
   entered.operation->oaep = std::move(oaep);
-  entered.operation->bareBlock = 0;  // the padding looks at the length
+  entered.operation->bareBlock = 0;  // the padding checks the length
   return CKR_OK;
 }
 

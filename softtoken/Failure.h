@@ -1,11 +1,11 @@
-// How a refusal travels inside the software token.
+// How refusals are reported inside the software token.
 #pragma once
 
 #include "cryptoki/Pkcs11.h"
 
 namespace softtoken {
 
-// Failure carries a CK_RV from where a refusal is found out to the entry that answers with it. Thrown by value.
+// Failure is thrown, by value, where something is refused. The entry catches it and returns its CK_RV.
 struct Failure {
   CK_RV code;
 };
@@ -14,7 +14,7 @@ inline void Require(bool condition, CK_RV code) {
   if (!condition) throw Failure{code};
 }
 
-// Check passes CKR_OK and throws any other result of a call to SoftHSM.
+// Check throws any result of a call to SoftHSM other than CKR_OK.
 inline void Check(CK_RV result) { Require(result == CKR_OK, result); }
 
 }  // namespace softtoken

@@ -13,7 +13,7 @@ namespace {
 
 [[noreturn]] void ThrowErrno(const std::string& what) { throw std::system_error(errno, std::generic_category(), what); }
 
-// Wine interrupts system calls by its signals.
+// Wine's signals interrupt system calls.
 template <typename Call>
 auto Retried(Call call) {
   auto result = call();

@@ -1,5 +1,5 @@
-// The few file operations of the software token. What it writes is readable by the user alone (files 0600, folders
-// 0700). Every failure is a std::system_error whose text names the path.
+// The file operations of the software token. Only the user can read what it writes (files 0600, folders 0700). Every
+// failure is a std::system_error whose text names the path.
 #pragma once
 
 #include <optional>
@@ -9,8 +9,8 @@
 
 namespace softtoken {
 
-// FileLock holds an exclusive lock on a file, which it creates if need be, for as long as it lives. It excludes other
-// processes, and other FileLocks of the same process.
+// FileLock holds an exclusive lock on a file while it lives, and creates the file if it is missing. It excludes other
+// processes and other FileLocks of the same process.
 class FileLock {
  public:
   explicit FileLock(const std::string& path);
@@ -25,14 +25,14 @@ class FileLock {
 // ReadFile returns the content of a file, or nothing if there is no such file.
 std::optional<Secret> ReadFile(const std::string& path);
 
-// ReplaceFile writes `content` to `path` so that a reader, or a crash in between, meets either the old content or the
-// new. Two writers of one file must exclude each other.
+// ReplaceFile writes `content` to `path`. A reader, and a crash, find either the old content or the new one. Two
+// writers of one file must exclude each other.
 void ReplaceFile(const std::string& path, const Secret& content);
 
 // MakeFolder creates a folder and the missing ones above it.
 void MakeFolder(const std::string& path);
 
-// Resolve reads a relative `path` as one below `folder`.
+// Resolve returns a relative `path` as a path below `folder`, and an absolute one unchanged.
 std::string Resolve(const std::string& folder, const std::string& path);
 
 }  // namespace softtoken

@@ -7,7 +7,7 @@
 namespace softtoken {
 namespace {
 
-// Keys of closed sessions stay behind in the cache. More than this are not worth remembering.
+// Keys of closed sessions stay in the cache. It is emptied when it has more entries than this.
 constexpr std::size_t kMostKnown = 1024;
 
 std::size_t SizeWithoutLeadingZeros(const Secret& number) {

@@ -1,4 +1,4 @@
-// What must be known of a key before SoftHSM may use it.
+// What must be known about a key before SoftHSM may use it.
 #pragma once
 
 #include <cstddef>
@@ -12,14 +12,14 @@ namespace softtoken {
 struct KeyTraits {
   CK_KEY_TYPE type = CKK_VENDOR_DEFINED;
   bool needsLogin = false;  // a private key, or a private secret key, that is on the card
-  // In bytes, without leading zeros. 0: not an RSA key, or one without a public exponent, over which SoftHSM crashes.
+  // In bytes, without leading zeros. 0: not an RSA key, or one without a public exponent, on which SoftHSM crashes.
   std::size_t modulusSize = 0;
 };
 
-// KeyTraitsCache reads the traits of each key once: they do not change, and SoftHSM gives no handle twice.
+// KeyTraitsCache reads the traits of each key once: they do not change, and SoftHSM uses no handle twice.
 class KeyTraitsCache {
  public:
-  // Get returns nothing for an object that is no key, or none at all.
+  // Get returns no value for an object that is no key, and for a handle without an object.
   std::optional<KeyTraits> Get(CK_FUNCTION_LIST& functions, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key);
 
   void Forget(CK_OBJECT_HANDLE key) { m_known.erase(key); }

@@ -1,4 +1,4 @@
-// The entries of SoftToken that make and wrap keys, and digests.
+// The entries of SoftToken that make keys, wrap keys and begin digests.
 #include "SoftToken.h"
 #include "Templates.h"
 

@@ -9,7 +9,7 @@
 
 namespace softtoken {
 
-// What a mechanism takes as its parameter.
+// The parameter of a mechanism.
 enum class Parameter {
   None,
   Iv8,        // an initial vector of 8 bytes
@@ -19,19 +19,19 @@ enum class Parameter {
   MacLength,  // CK_MAC_GENERAL_PARAMS: a CK_ULONG
 };
 
-// FindParameter returns what an offered mechanism takes, and nothing for any other. ParameterOf throws
-// Failure{CKR_MECHANISM_INVALID} instead.
+// FindParameter returns the parameter of a mechanism, and no value when the mechanism is not offered. ParameterOf
+// throws Failure{CKR_MECHANISM_INVALID} instead.
 std::optional<Parameter> FindParameter(CK_MECHANISM_TYPE type);
 Parameter ParameterOf(CK_MECHANISM_TYPE type);
 
-// IsForWholeData tells whether a signature by the mechanism takes no data in parts.
+// IsForWholeData tells whether a signature by the mechanism takes all data in one call.
 bool IsForWholeData(CK_MECHANISM_TYPE type);
 
-// NeedsRsaKey says whether a mechanism works with RSA keys and no others.
+// NeedsRsaKey tells whether a mechanism works with RSA keys only.
 bool NeedsRsaKey(CK_MECHANISM_TYPE type);
 
 // CheckMechanism throws Failure: CKR_ARGUMENTS_BAD for a null pointer, CKR_MECHANISM_INVALID for a mechanism that is
-// not offered, CKR_MECHANISM_PARAM_INVALID for a parameter of another size than the mechanism takes.
+// not offered, CKR_MECHANISM_PARAM_INVALID for a parameter of the wrong size.
 void CheckParameter(const CK_MECHANISM& mechanism);
 inline void CheckMechanism(const CK_MECHANISM* mechanism) {
   Require(mechanism != nullptr, CKR_ARGUMENTS_BAD);

@@ -18,7 +18,7 @@ struct Process {
   std::mutex mutex;
   std::unique_ptr<SoftToken> token;
 
-  // A thread that the end of the process stopped inside a call still holds the lock; its token is left alone.
+  // At the end of the process a thread that was stopped inside a call still holds the lock. Its token is not destroyed.
   ~Process() {
     if (mutex.try_lock()) {
       token.reset();
@@ -45,7 +45,7 @@ CK_RV Guarded(Body body) noexcept {
   }
 }
 
-// Runs `body` on the token, with every other thread kept out.
+// Runs `body` on the token under the process-wide lock.
 template <typename Body>
 CK_RV Served(Body body) noexcept {
   return Guarded([&]() -> CK_RV {
@@ -62,7 +62,7 @@ void CheckInitializeArguments(CK_VOID_PTR initArgs) {
   const bool all = arguments.CreateMutex && arguments.DestroyMutex && arguments.LockMutex && arguments.UnlockMutex;
   const bool any = arguments.CreateMutex || arguments.DestroyMutex || arguments.LockMutex || arguments.UnlockMutex;
   Require(all == any, CKR_ARGUMENTS_BAD);
-  // The lock here is the system's; the application's own cannot take its place.
+  // The lock is one of the system. It cannot be replaced by the application's own.
   Require(!any || (arguments.flags & CKF_OS_LOCKING_OK) != 0, CKR_CANT_LOCK);
 }
 
@@ -100,9 +100,8 @@ CK_RV LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PT
   return Served([&](SoftToken& token) { return token.C_LoginExtended(session, user, pin, pinLen); });
 }
 
-// One function an entry. It is served by the operation of that name of Module or of SoftToken, and by SoftHSM if
-// neither has one. That is asked of the names alone: an operation whose parameters differ from the entry's does not
-// compile.
+// One function for each entry. It calls the operation of the same name of Module or of SoftToken, or SoftHSM if neither
+// has one. Only the name decides: an operation whose parameters differ from the entry's does not compile.
 template <typename Library, typename Token>
 struct Entries {
 // NOLINTBEGIN(bugprone-macro-parentheses): the name of a member cannot stand in parentheses.

@@ -1,4 +1,4 @@
-// The padding functions are deprecated in OpenSSL 3 in favour of whole operations, which want the private key.
+// OpenSSL 3 deprecates the padding functions in favour of whole operations; but those need the private key.
 #define OPENSSL_API_COMPAT 10100
 
 #include "Oaep.h"

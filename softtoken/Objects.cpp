@@ -10,8 +10,8 @@
 namespace softtoken {
 namespace {
 
-// What objects are ordered by: SoftHSM lists them as they happen to lie in memory, and a card that shows another first
-// certificate in every process is no help to anyone.
+// The order of objects in a search. SoftHSM's own order is that of addresses in memory, so that the first certificate
+// would be another one in each process.
 struct Rank {
   CK_BBOOL inSession = CK_TRUE;
   CK_OBJECT_CLASS objectClass = 0;
@@ -28,7 +28,7 @@ Rank RankOf(CK_FUNCTION_LIST& functions, CK_SESSION_HANDLE session, CK_OBJECT_HA
   Rank rank;
   rank.handle = object;
   CK_BBOOL onToken = CK_FALSE;
-  // An attribute that the object does not have, or that is too long, stays empty.
+  // Stays empty when the object does not have the attribute or its value is too long.
   CK_ATTRIBUTE attributes[] = {
       {CKA_TOKEN, &onToken, sizeof onToken},
       {CKA_CLASS, &rank.objectClass, sizeof rank.objectClass},
@@ -55,7 +55,7 @@ VirtualAttributes SoftToken::Virtual(const Session& session) const {
   return {Functions(), session.lower, session.card.Settings().defaultCertificate};
 }
 
-// Session objects are in this process's memory alone.
+// Session objects exist only in the memory of this process.
 std::unique_ptr<FileLock> SoftToken::LockToChange(const Session& session, bool onToken) {
   if (!onToken) return nullptr;
   return session.card.LockStores();
@@ -66,7 +66,7 @@ void SoftToken::RequireLoginToMake(const Session& session, const CK_ATTRIBUTE* a
   Require(IsUser(session) || !AsksFor(attributes, count, CKA_TOKEN), CKR_USER_NOT_LOGGED_IN);
 }
 
-// What the object cannot tell is left for SoftHSM to refuse, here and below.
+// When an attribute cannot be read, SoftHSM is left to refuse the call, here and below.
 void SoftToken::RequireLoginToChange(const Session& session, CK_OBJECT_HANDLE object) const {
   if (IsUser(session)) return;
   const bool onToken = ReadFlag(Functions(), session.lower, object, CKA_TOKEN).value_or(false);
@@ -150,7 +150,7 @@ std::vector<CK_OBJECT_HANDLE> SoftToken::FindInSoftHsm(const Session& session,
 }
 
 std::vector<CK_OBJECT_HANDLE> SoftToken::FindAll(const Session& session, std::vector<CK_ATTRIBUTE> wanted) const {
-  // What SoftHSM may not have is looked at afterwards.
+  // SoftHSM does not have all attributes; the missing ones are compared afterwards.
   const auto ours = std::stable_partition(wanted.begin(), wanted.end(),
                                           [](const CK_ATTRIBUTE& attribute) { return !MayBeVirtual(attribute.type); });
   const std::vector<CK_ATTRIBUTE> virtuals(ours, wanted.end());

@@ -1,4 +1,4 @@
-// What a session is at: an operation that began with an entry C_...Init, and the steps that continue it.
+// The operation of a session: it begins with an entry C_...Init, and steps continue it.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +21,7 @@ struct Step {
   Course course = Course::Whole;
 };
 
-// kStep says what an entry does for which operation. Entries that are not listed do nothing for any.
+// kStep is the step that an entry does, and the operation that it belongs to. Entries not listed are no steps.
 template <auto Entry>
 inline constexpr Step kStep = {};
 // clang-format off: a table
@@ -61,27 +61,27 @@ inline constexpr Step kStep<&CK_FUNCTION_LIST::C_VerifyFinal> = {Work::Verify, C
 
 struct Operation {
   Work work;
-  // A session of SoftHSM's for this operation alone: SoftHSM ends an operation only by its result, or with its session.
+  // A SoftHSM session for this operation alone: SoftHSM ends an operation only with a result or with its session.
   CK_SESSION_HANDLE lower;
   bool takesNoParts = false;              // the mechanism is for whole data only
-  std::size_t bareBlock = 0;              // the most that bare RSA may be given; 0: as much as there is
+  std::size_t bareBlock = 0;              // the longest input of bare RSA; 0: no limit
   std::unique_ptr<OaepOperation> oaep{};  // null for all other mechanisms
-  // The last step was told no more than a length: another operation may take the place of this one.
+  // The last step returned only a length: another operation may replace this one.
   bool asked = false;
 };
 
-// The arguments of a step, behind the session, are pairs: bytes and their length for an input, a place and the address
+// The arguments of a step, after the session, are pairs: bytes and their length for an input, a buffer and the address
 // of its length for an output.
 
-// AsksForLength tells whether an output has no place, so that its length alone is wanted.
+// AsksForLength tells whether an output has no buffer, so that only its length is asked for.
 inline bool AsksForLength() { return false; }
 template <typename Length, typename... Rest>
 bool AsksForLength(const CK_BYTE* bytes, Length /*length*/, Rest... rest) {
   return (std::is_pointer_v<Length> && bytes == nullptr) || AsksForLength(rest...);
 }
 
-// CheckBuffers throws Failure{CKR_ARGUMENTS_BAD} for an output without a length, and for an input that is missing. It
-// may be missing if it is empty, or if the step only asks for a length.
+// CheckBuffers throws Failure{CKR_ARGUMENTS_BAD} for an output without a length, and for a missing input. An input may
+// be missing if its length is 0, or if the step only asks for a length.
 inline void CheckBuffers(bool /*asks*/) {}
 template <typename Length, typename... Rest>
 void CheckBuffers(bool asks, CK_BYTE_PTR& bytes, Length length, Rest&... rest) {
@@ -89,15 +89,15 @@ void CheckBuffers(bool asks, CK_BYTE_PTR& bytes, Length length, Rest&... rest) {
     Require(length != nullptr, CKR_ARGUMENTS_BAD);
   } else if (bytes == nullptr) {
     Require(asks || length == 0, CKR_ARGUMENTS_BAD);
-    // SoftHSM refuses a null pointer also where it reads nothing.
+    // SoftHSM refuses a null pointer even if the length is 0.
     static CK_BYTE nothing = 0;
     bytes = &nothing;
   }
   CheckBuffers(asks, rest...);
 }
 
-// CheckLength throws Failure{CKR_DATA_LEN_RANGE} for an input that is longer than the modulus, over which SoftHSM ends
-// the whole process.
+// CheckLength throws Failure{CKR_DATA_LEN_RANGE} for an input that is longer than the modulus: SoftHSM would end the
+// whole process.
 template <typename... Rest>
 void CheckLength(const Operation& operation, const CK_BYTE* /*data*/, CK_ULONG length, Rest... /*rest*/) {
   Require(operation.bareBlock == 0 || length <= operation.bareBlock, CKR_DATA_LEN_RANGE);

@@ -5,7 +5,7 @@
 
 namespace softtoken {
 
-// The library itself is never unloaded: it may be in use elsewhere in the process, and loading it again gains nothing.
+// The library is never unloaded: the process may use it elsewhere.
 struct PcscReaders::Library {
   decltype(&::SCardEstablishContext) establish = nullptr;
   decltype(&::SCardReleaseContext) release = nullptr;

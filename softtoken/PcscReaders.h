@@ -1,4 +1,4 @@
-// The PC/SC service, asked for the state of a reader.
+// The state of a reader, from the PC/SC service.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace softtoken {
 
-// PcscReaders loads libpcsclite at the first question, so that a token without such readers does not need it.
+// PcscReaders loads libpcsclite at the first call of State, so that a token without PC/SC readers does not need it.
 class PcscReaders {
  public:
   PcscReaders();
@@ -16,8 +16,8 @@ class PcscReaders {
   PcscReaders(const PcscReaders&) = delete;
   PcscReaders& operator=(const PcscReaders&) = delete;
 
-  // State returns the reader's event state, without waiting; see ReaderStatus. A service that was restarted is found
-  // again by the next call.
+  // State returns the reader's event state, without waiting; see ReaderStatus. After a restart of the service the next
+  // call finds it again.
   std::optional<std::uint32_t> State(const std::string& reader);
 
  private:

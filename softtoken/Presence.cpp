@@ -18,7 +18,7 @@ class FixedPresence : public Presence {
   const bool m_present;
 };
 
-// The card is in while the file exists. A file that was replaced or touched is a card that was pulled and put back.
+// The card is in while the file exists. Replacing or touching the file counts as pulling the card and putting it back.
 class FilePresence : public Presence {
  public:
   explicit FilePresence(std::string path) : m_path(std::move(path)) {}
@@ -33,8 +33,8 @@ class FilePresence : public Presence {
   const std::string m_path;
 };
 
-// The card is in when it is looked for the first so many times, and pulled then: a removal at the same place of a
-// program in each run. The count outlives the module's end: a client that starts the module anew finds no new card.
+// The card is in for the first so many looks and is pulled then, so that it is pulled at the same place of a program in
+// each run. The count goes on over C_Finalize: a client that starts the module again finds no new card.
 class CountedPresence : public Presence {
  public:
   explicit CountedPresence(const SlotSettings& slot) : m_looks(slot.presenceLooks), m_used(UsedBy(slot.serial)) {}
@@ -45,7 +45,7 @@ class CountedPresence : public Presence {
   }
 
  private:
-  // Under the lock of the module, as all that it does.
+  // Guarded by the lock of the module, like everything in it.
   static unsigned& UsedBy(const std::string& serial) {
     static std::map<std::string, unsigned> used;
     return used[serial];
@@ -70,7 +70,7 @@ class ReaderPresence : public Presence {
   }
 
  private:
-  // Well below the 400 ms in which the PC/SC service itself notices a removal.
+  // Well below the 400 ms that the PC/SC service itself takes to notice a removal.
   static constexpr std::chrono::milliseconds kRecent{20};
   static constexpr std::uint32_t kStatePresent = 0x20;
 

@@ -13,12 +13,12 @@
 
 namespace softtoken {
 
-// Insertion tells one insertion of a card from the next. Only good for comparing: an unlike value says that the card
-// was out of the reader meanwhile, however briefly. Nothing: the reader is empty.
+// Insertion identifies one insertion of a card. Two different values mean that the card was out of the reader in
+// between, however briefly. No value: the reader is empty.
 using Insertion = std::optional<std::array<std::uint64_t, 4>>;
 
-// Freshness says how old the answer may be. Asking a PC/SC reader costs a tenth of a millisecond, too much for each of
-// the many calls that a single signature is made of.
+// Freshness says how old the answer may be. Asking a PC/SC reader takes a tenth of a millisecond, too long for each of
+// the many calls of a single signature.
 enum class Freshness { Now, Recent };
 
 class Presence {
@@ -27,14 +27,14 @@ class Presence {
   virtual Insertion Look(Freshness freshness) = 0;
 };
 
-// ReaderStatus answers the event state of a PC/SC reader as SCardGetStatusChange gives it, with the event counter in
-// the high word; nothing if there is no such reader or no PC/SC service.
+// ReaderStatus returns the event state of a PC/SC reader as SCardGetStatusChange does, with the event counter in the
+// high word. No value if there is no such reader or no PC/SC service.
 using ReaderStatus = std::function<std::optional<std::uint32_t>(const std::string& reader)>;
 
-// Clock is injected so that a test need not wait.
+// Clock can be replaced, so that a test need not wait.
 using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
-// MakePresence returns what the settings of a slot ask for. `status` is used for PresenceKind::Reader only.
+// MakePresence returns the presence that the settings of a slot ask for. Only PresenceKind::Reader uses `status`.
 std::unique_ptr<Presence> MakePresence(const SlotSettings& slot, ReaderStatus status,
                                        Clock clock = std::chrono::steady_clock::now);
 

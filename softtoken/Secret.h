@@ -1,4 +1,4 @@
-// Bytes that must not outlive their use: PINs, the key of a card's store, and texts that hold them.
+// Bytes that must be wiped after use: PINs, the key of a card's store, and strings that contain them.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 
 namespace softtoken {
 
-// WipingAllocator overwrites memory before it is released, so that also a vector that grows leaves nothing behind.
+// WipingAllocator overwrites memory before it is released. So a vector that grows leaves no copy in memory.
 template <typename T>
 struct WipingAllocator {
   using value_type = T;

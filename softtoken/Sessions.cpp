@@ -6,7 +6,7 @@
 namespace softtoken {
 namespace {
 
-// Counts over the life of the process, so that a handle from before a C_Finalize is never taken for a new session.
+// Never reset in a process, so that a handle from before C_Finalize does not become the handle of a new session.
 CK_SESSION_HANDLE g_lastSession = 0;
 
 CK_STATE StateOf(Role role, bool readWrite) {
@@ -26,7 +26,7 @@ CK_RV StandardCode(const PinCheck& check) {
   return check.triesLeft == 0 ? CKR_PIN_LOCKED : CKR_PIN_INCORRECT;
 }
 
-// A new PIN; throws Failure if it is none.
+// Returns a new PIN. Throws Failure if the bytes cannot be one.
 Secret NewPin(CK_UTF8CHAR_PTR pin, CK_ULONG length) {
   Require(pin != nullptr, CKR_ARGUMENTS_BAD);
   Require(length >= kMinPinLength && length <= kMaxPinLength, CKR_PIN_LEN_RANGE);
@@ -101,7 +101,7 @@ CK_RV SoftToken::C_GetSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO_PTR
   info->slotID = entered.slot;
   info->state = StateOf(entered.card.LoggedIn(), entered.readWrite);
   info->flags = CKF_SERIAL_SESSION | (entered.readWrite ? CKF_RW_SESSION : 0);
-  // The tries that the last wrong PIN left over; 0 when none was wrong since the last right one.
+  // The tries left after the last wrong PIN; 0 when there was no wrong PIN since the last right one.
   const unsigned wrong = entered.card.File().WrongTries(PinOwner::User);
   info->ulDeviceError = wrong == 0 ? 0 : entered.card.File().Tries() - wrong;
   return CKR_OK;

@@ -13,10 +13,10 @@ namespace softtoken {
 namespace {
 
 std::string_view Trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r";
-  const std::size_t first = text.find_first_not_of(kBlanks);
+  constexpr std::string_view kWhiteSpace = " \t\r";
+  const std::size_t first = text.find_first_not_of(kWhiteSpace);
   if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
 }
 
 std::string FolderOf(const std::string& path) {
@@ -40,7 +40,7 @@ SlotSettings DefaultSlot(std::size_t number) {
 
 bool IsLetterOrDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 
-// One walk over the lines of a file; the place of the line at hand stands in every error.
+// One walk over the lines of a file. Every error names the present line.
 class Parser {
  public:
   Parser(const std::string& fileName, const std::optional<std::string>& defaultState)
@@ -100,7 +100,7 @@ class Parser {
     m_blockLine = m_line;
   }
 
-  // A block that does not name its reader or serial has the defaults, which may be those of another block.
+  // A block without a reader or serial gets the defaults. Another block may have the same.
   void CloseBlock() {
     const SlotSettings& last = m_settings.slots.back();
     for (std::size_t i = 0; i + 1 < m_settings.slots.size(); ++i) {
@@ -149,7 +149,7 @@ class Parser {
     Slot().serial = std::string(value);
   }
 
-  // Whether the value is a number from 1 to `most`, which `number` takes.
+  // Whether the value is a number from 1 to `most`; if so, it is stored in `number`.
   static bool ReadNumber(std::string_view value, unsigned most, unsigned& number) {
     const char* const end = value.data() + value.size();
     const auto [stop, error] = std::from_chars(value.data(), end, number);
@@ -162,8 +162,8 @@ class Parser {
     }
   }
 
-  // What stands behind `word` and blanks; nothing when it is another word, or nothing follows.
-  static std::string_view Behind(std::string_view word, std::string_view value) {
+  // What follows `word` and spaces. No value when the line has another word, or nothing follows.
+  static std::string_view After(std::string_view word, std::string_view value) {
     const std::size_t length = word.size();
     if (value.size() <= length + 1 || value.substr(0, length) != word) return {};
     return value[length] == ' ' || value[length] == '\t' ? Trimmed(value.substr(length)) : std::string_view();
@@ -177,10 +177,10 @@ class Parser {
       Slot().presence = PresenceKind::Never;
     } else if (value == "reader") {
       Slot().presence = PresenceKind::Reader;
-    } else if (const std::string_view path = Behind("file", value); !path.empty()) {
+    } else if (const std::string_view path = After("file", value); !path.empty()) {
       Slot().presence = PresenceKind::File;
       Slot().presenceFile = Resolve(m_folder, std::string(path));
-    } else if (ReadNumber(Behind("looks", value), kMostLooks, Slot().presenceLooks)) {
+    } else if (ReadNumber(After("looks", value), kMostLooks, Slot().presenceLooks)) {
       Slot().presence = PresenceKind::Looks;
     } else {
       Fail("'presence' is 'always', 'never', 'reader', 'file PATH' or 'looks N'");

@@ -15,12 +15,12 @@ namespace softtoken {
 constexpr std::size_t kMinPinLength = 4;
 constexpr std::size_t kMaxPinLength = 16;
 
-// The provider's dialog reads a return code of 1 to 14 as the number of tries left, so 15 is the most a card may grant.
+// The provider's dialog reads a return code of 1 to 14 as the number of tries left, so a card may have at most 15.
 constexpr unsigned kMaxTries = 15;
 
 enum class PresenceKind { Always, Never, File, Reader, Looks };
 
-// What C_LoginExtended answers to a wrong PIN while tries remain.
+// The result of C_LoginExtended for a wrong PIN while tries are left.
 enum class WrongPinAnswer { Tries, Incorrect };
 
 struct SlotSettings {
@@ -39,22 +39,22 @@ struct Settings {
   std::string stateFolder;  // absolute
   std::string softHsm = "/usr/lib/softhsm/libsofthsm2.so";
   WrongPinAnswer wrongPin = WrongPinAnswer::Tries;
-  bool noReaders = false;           // there are no slots, and shall be none
+  bool noReaders = false;           // there are no slots, and no [slot] may follow
   std::vector<SlotSettings> slots;  // readers and serials are unique
 };
 
-// SettingsError names file and line of what cannot be used.
+// SettingsError names the file and line that cannot be used.
 class SettingsError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
 // ParseSettings reads the text of a settings file. Relative paths in it start at the folder of `fileName`. Without a
-// `state` line the state folder is `defaultState`, and the text must name one if that is nothing. Throws SettingsError.
+// `state` line the state folder is `defaultState`; if that has no value, the line is needed. Throws SettingsError.
 Settings ParseSettings(std::string_view text, const std::string& fileName,
                        const std::optional<std::string>& defaultState);
 
 // LoadSettings reads the file that the environment variable TELVO_SOFTTOKEN_CONF names, or else
-// ~/.config/telvopkcs11.conf, or else returns the default settings with one slot. Throws SettingsError.
+// ~/.config/telvopkcs11.conf. With neither it returns the default settings, which have one slot. Throws SettingsError.
 Settings LoadSettings();
 
 }  // namespace softtoken

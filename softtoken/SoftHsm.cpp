@@ -14,7 +14,7 @@
 namespace softtoken {
 namespace {
 
-// Sets an environment variable for a scope: SoftHSM takes the path of its configuration from there.
+// Sets an environment variable for a scope. SoftHSM reads the path of its configuration from one.
 class ScopedEnvironment {
  public:
   ScopedEnvironment(const char* name, const std::string& value) : m_name(name) {
@@ -54,7 +54,7 @@ class ScopedSession {
 };
 
 // OpenSSL's legacy provider, which has single DES. Loading it must not switch off the automatic loading of the default
-// one, on which the rest of the process may rely.
+// provider: the rest of the process may need that.
 class LegacyProvider {
  public:
   LegacyProvider() : m_provider(OSSL_PROVIDER_try_load(nullptr, "legacy", 1)) {}
@@ -92,7 +92,7 @@ Label LabelOf(const std::string& name) {
   return label;
 }
 
-// SoftHSM's interface wants PINs that it may write to, though it does not.
+// SoftHSM's interface asks for PINs that are not const, but does not change them.
 CK_UTF8CHAR_PTR Writable(const Secret& key) { return const_cast<CK_UTF8CHAR_PTR>(key.data()); }
 
 struct StoreSlot {
@@ -118,7 +118,7 @@ std::vector<StoreSlot> ListStores(CK_FUNCTION_LIST& functions) {
   return stores;
 }
 
-// Returns false if the object has no such attribute, or not one of this size.
+// Returns false if the object does not have the attribute, or its value has another size.
 bool ReadFixed(CK_FUNCTION_LIST& functions, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type,
                void* value, CK_ULONG size) {
   CK_ATTRIBUTE attribute = {type, value, size};

@@ -15,14 +15,14 @@ namespace {
 constexpr std::string_view kManufacturer = "telvocsp";
 constexpr CK_VERSION kModuleVersion = {1, 0};
 
-// Text fields of PKCS#11 are filled up with blanks.
+// PKCS#11 fills its fixed text fields up with spaces.
 template <std::size_t Size>
 void Fill(CK_UTF8CHAR (&field)[Size], std::string_view text) {
   std::memset(field, ' ', Size);
   std::memcpy(field, text.data(), std::min(text.size(), Size));
 }
 
-// Hands a list to a caller who may only ask for its length.
+// Returns a list to the caller, or only its length when there is no buffer.
 template <typename Item>
 CK_RV HandOut(const std::vector<Item>& items, Item* list, CK_ULONG* count) {
   const CK_ULONG room = std::exchange(*count, items.size());
@@ -49,7 +49,7 @@ CK_FLAGS FlagsOf(const CardFile& file, PinOwner owner, const PinFlags& flags) {
 
 SoftToken::SoftToken(Settings settings) : m_settings(std::move(settings)), m_hsm(m_settings.softHsm) {
   MakeFolder(m_settings.stateFolder);
-  // Two processes that start at once would both make the cards that are missing.
+  // Without the lock, two processes that start at once would both make the missing cards.
   const FileLock lock(m_settings.stateFolder + "/lock");
   try {
     m_hsm.Start(m_settings.stateFolder);
@@ -75,7 +75,7 @@ void SoftToken::MakeCards() {
     if (m_cards.back()->Prepare()) m_hsm.Restart();
   }
   for (const auto& card : m_cards) card->Attach();
-  // The PINs were for new cards.
+  // The PINs were needed for new cards only.
   for (SlotSettings& slot : m_settings.slots) {
     Secret().swap(slot.pin);
     Secret().swap(slot.soPin);
@@ -176,7 +176,7 @@ CK_RV SoftToken::C_GetMechanismInfo(CK_SLOT_ID slot, CK_MECHANISM_TYPE type, CK_
   const Card& card = CardIn(slot);
   ParameterOf(type);
   const CK_RV result = Functions().C_GetMechanismInfo(card.Store(), type, info);
-  // As a card says of all that it does. Programs test signatures by these alone.
+  // A card sets CKF_HW on everything that it does. Programs that test signatures skip mechanisms without it.
   if (result == CKR_OK) info->flags |= CKF_HW;
   return result;
 }
@@ -188,7 +188,7 @@ CK_RV SoftToken::C_InitToken(CK_SLOT_ID slot, CK_UTF8CHAR_PTR /*pin*/, CK_ULONG 
 
 CK_RV SoftToken::C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID_PTR slot, CK_VOID_PTR reserved) {
   Require(slot != nullptr && reserved == nullptr, CKR_ARGUMENTS_BAD);
-  // Waiting would keep every other thread out.
+  // A wait would hold the lock and block every other thread.
   Require((flags & CKF_DONT_BLOCK) != 0, CKR_FUNCTION_NOT_SUPPORTED);
   for (CK_SLOT_ID id = 0; id < m_cards.size(); ++id) {
     Look(id, Freshness::Now);

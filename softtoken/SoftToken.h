@@ -20,17 +20,16 @@
 
 namespace softtoken {
 
-// SoftToken is the state between C_Initialize and C_Finalize. It has no lock of its own: the caller lets one thread in
-// at a time.
+// SoftToken is the state between C_Initialize and C_Finalize. It has no lock: the caller lets in one thread at a time.
 //
-// The operations named like entries take the entries' parameters and either return their result or throw it as Failure.
-// An entry without one here is served by SoftHSM, through Forward.
+// An operation that has the name of an entry takes the entry's parameters, and returns its result or throws it as
+// Failure. All other entries go to SoftHSM, through Forward.
 class SoftToken {
  public:
   // Makes the state folder and the cards that are missing, and starts SoftHSM. Throws std::exception.
   explicit SoftToken(Settings settings);
 
-  // Stop ends SoftHSM; nothing but the destructor may follow. Without it the destructor leaves SoftHSM running.
+  // Stop ends SoftHSM. Only the destructor may follow. Without Stop, the destructor leaves SoftHSM running.
   void Stop();
 
   CK_RV C_GetInfo(CK_INFO_PTR info);
@@ -88,8 +87,8 @@ class SoftToken {
   CK_RV C_DeriveKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE baseKey,
                     CK_ATTRIBUTE_PTR attributes, CK_ULONG count, CK_OBJECT_HANDLE_PTR key);
 
-  // Forward passes an entry that begins with a session on to SoftHSM: a step to the session of its operation, any other
-  // as it is.
+  // Forward passes an entry whose first parameter is a session on to SoftHSM. A step goes to the SoftHSM session of its
+  // operation.
   template <auto Entry, typename... Arguments>
   CK_RV Forward(CK_SESSION_HANDLE session, Arguments... arguments) {
     if constexpr (kStep<Entry>.work != Work::None) {
@@ -101,7 +100,7 @@ class SoftToken {
   }
 
  private:
-  // A search is done whole when it begins, because virtual attributes take part in it.
+  // A search is done completely at its beginning, because it includes virtual attributes.
   struct Search {
     std::vector<CK_OBJECT_HANDLE> found;
     std::size_t next = 0;
@@ -112,7 +111,7 @@ class SoftToken {
     Card& card;
     CK_SESSION_HANDLE lower;  // SoftHSM's
     bool readWrite;
-    bool removed;  // its card was pulled, and no call has been told yet
+    bool removed;  // its card was pulled, and no call has reported that yet
     std::unique_ptr<Search> search;
     std::optional<Operation> operation;
   };
@@ -136,17 +135,19 @@ class SoftToken {
   std::optional<KeyTraits> RequireLoginToUse(const Session& session, CK_OBJECT_HANDLE key);
   std::vector<CK_OBJECT_HANDLE> FindInSoftHsm(const Session& session, std::vector<CK_ATTRIBUTE>& wanted) const;
   std::vector<CK_OBJECT_HANDLE> FindAll(const Session& session, std::vector<CK_ATTRIBUTE> wanted) const;
-  // Begins an operation by an entry C_...Init that takes a key.
+  // Begins an operation, for an entry C_...Init that takes a key.
   template <auto Entry>
   CK_RV Begin(CK_SESSION_HANDLE session, Work work, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
   template <auto Entry>
   CK_RV BeginCipher(CK_SESSION_HANDLE session, Work work, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key);
   // Gives the session an operation, which `begin` begins in SoftHSM. Throws Failure: CKR_OPERATION_ACTIVE if there is
-  // one that was not asked for a length last, or the result of `begin`, which leaves none.
+  // already one whose last step did not just ask for a length. If `begin` fails, its result; the session then has no
+  // operation.
   Operation& StartOperation(Session& session, Work work, const std::function<CK_RV(CK_SESSION_HANDLE)>& begin);
   void EndOperation(Session& session) const;
-  // Does a step of the session's operation: `body`, which takes it and answers like an entry. Every step goes through
-  // here, so that the operation ends when PKCS #11 says so: with its result, and with any failure but a small buffer.
+  // Does a step of the session's operation: `body` takes the operation and returns the result of the entry. Every step
+  // goes through here, so that the operation ends when PKCS #11 says so: with its result, and with any failure other
+  // than a buffer that is too small.
   template <typename Body>
   CK_RV Advance(CK_SESSION_HANDLE session, Step step, bool asks, Body body);
   template <auto Entry, typename... Buffers>
@@ -165,18 +166,18 @@ class SoftToken {
   KeyTraitsCache m_keys;
 };
 
-// The order of the checks is part of the contract: a private key says first that it wants a login.
+// The order of the checks is part of the contract: that a private key needs a login is reported first.
 template <auto Entry>
 CK_RV SoftToken::Begin(CK_SESSION_HANDLE session, Work work, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) {
   Session& entered = Enter(session);
   const std::optional<KeyTraits> traits = RequireLoginToUse(entered, key);
   CheckMechanism(mechanism);
-  // SoftHSM crashes over the wrong kind of key. One that it does not know is left for it to refuse.
+  // SoftHSM crashes on a key of the wrong kind. It refuses a handle that it does not know by itself.
   if (traits && NeedsRsaKey(mechanism->mechanism)) Require(traits->modulusSize != 0, CKR_KEY_TYPE_INCONSISTENT);
   Operation& operation = StartOperation(
       entered, work, [&](CK_SESSION_HANDLE lower) { return (Functions().*Entry)(lower, mechanism, key); });
   operation.takesNoParts = IsForWholeData(mechanism->mechanism);
-  // What is decrypted has a length of its own, at which SoftHSM looks.
+  // For decryption SoftHSM checks the length itself.
   const bool hasLimit = traits && mechanism->mechanism == CKM_RSA_X_509 && work != Work::Decrypt;
   if (hasLimit) operation.bareBlock = traits->modulusSize;
   return CKR_OK;

@@ -1,4 +1,4 @@
-// Attribute templates: what of them SoftHSM can take.
+// Attribute templates: the part of them that SoftHSM accepts.
 #pragma once
 
 #include <vector>
@@ -7,23 +7,24 @@
 
 namespace softtoken {
 
-// How an object comes into being.
+// How an object is made.
 enum class Making { Created, Generated, Unwrapped, Derived };
 
-// CheckTemplate throws Failure{CKR_ARGUMENTS_BAD} for a missing template and CKR_ATTRIBUTE_VALUE_INVALID for an
-// attribute that has a length and no value, or the length that stands for none: SoftHSM would read what is not there.
+// CheckTemplate throws Failure{CKR_ARGUMENTS_BAD} for a missing template. For an attribute with a length but no value,
+// or with the length that means "none", it throws CKR_ATTRIBUTE_VALUE_INVALID: SoftHSM would read a value that is
+// missing.
 void CheckTemplate(const CK_ATTRIBUTE* attributes, CK_ULONG count);
 
 // NumberIn returns the first value of a number-valued attribute of a checked template, or `otherwise`.
 CK_ULONG NumberIn(const CK_ATTRIBUTE* attributes, CK_ULONG count, CK_ATTRIBUTE_TYPE type, CK_ULONG otherwise);
 
-// AsksFor says whether a checked template sets a flag anywhere, be it after having cleared it.
+// AsksFor tells whether a checked template sets a flag anywhere, even if it also clears it.
 bool AsksFor(const CK_ATTRIBUTE* attributes, CK_ULONG count, CK_ATTRIBUTE_TYPE type);
 
-// TemplateFor returns the attributes of a template that SoftHSM has a place for in a new object of this class. The card
-// takes the others too and settles them itself: what is its own record of a key's history (CKA_LOCAL and its kin), what
-// follows from other attributes, and what objects of another class have. An attribute that no class has is left in, so
-// that SoftHSM refuses it. A certificate without a type becomes an X.509 one. The values are not copied.
+// TemplateFor returns the attributes of a template that SoftHSM can store in a new object of this class. It leaves out
+// attributes that a card accepts without effect: its own record of a key's history (CKA_LOCAL and the like), those that
+// follow from other attributes, and those of other classes. An attribute that no class has stays in, so that SoftHSM
+// refuses it. A certificate without a type becomes an X.509 one. The values are not copied.
 std::vector<CK_ATTRIBUTE> TemplateFor(Making making, CK_OBJECT_CLASS objectClass, const CK_ATTRIBUTE* attributes,
                                       CK_ULONG count);
 

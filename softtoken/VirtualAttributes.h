@@ -12,24 +12,24 @@
 
 namespace softtoken {
 
-// MayBeVirtual says whether an attribute is virtual on some class of objects, which is quickly told, so that most
+// MayBeVirtual tells whether an attribute is virtual on some class of objects. It is a quick test, so that most
 // templates are passed on without a look at the object.
 bool MayBeVirtual(CK_ATTRIBUTE_TYPE type);
 bool MayBeVirtual(const CK_ATTRIBUTE* attributes, CK_ULONG count);
 
-// VirtualAttributes answers for the objects that one SoftHSM session sees.
+// VirtualAttributes has the virtual attributes of the objects that one SoftHSM session sees.
 class VirtualAttributes {
  public:
   VirtualAttributes(CK_FUNCTION_LIST& functions, CK_SESSION_HANDLE session, const std::string& defaultCertificate)
       : m_functions(functions), m_session(session), m_defaultCertificate(defaultCertificate) {}
 
-  // IsOn says whether SoftHSM is to be left out of an attribute of an object of this class.
+  // IsOn tells whether an attribute of an object of this class is virtual.
   static bool IsOn(CK_OBJECT_CLASS objectClass, CK_ATTRIBUTE_TYPE type);
 
-  // Get is C_GetAttributeValue over virtual and real attributes in any order.
+  // Get is C_GetAttributeValue for virtual and real attributes in any order.
   CK_RV Get(CK_OBJECT_HANDLE object, CK_ATTRIBUTE* attributes, CK_ULONG count) const;
 
-  // Matches says whether the object has the virtual attributes of a search template with the values given there.
+  // Matches tells whether the virtual attributes of a search template have these values on the object.
   bool Matches(CK_OBJECT_HANDLE object, const std::vector<CK_ATTRIBUTE>& wanted) const;
 
  private:

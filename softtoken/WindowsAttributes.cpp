@@ -39,10 +39,10 @@ constexpr CK_ATTRIBUTE_TYPE kNumbers[] = {
     CKA_MECHANISM_TYPE,
 };
 
-// More mechanisms than there are; keeps a wrong length from costing gigabytes.
+// More than there are mechanisms. With this limit a wrong length does not allocate gigabytes.
 constexpr std::size_t kMostNumbers = 4096;
 
-// Reads the numbers of a caller, whose buffers are aligned to nothing.
+// Reads the numbers of a caller, whose buffers may not be aligned.
 std::vector<CK_ULONG> ReadNumbers(const void* from, std::size_t count) {
   std::vector<CK_ULONG> numbers(count);
   for (std::size_t i = 0; i < count; ++i) {
@@ -64,7 +64,7 @@ void WriteNumbers(const std::vector<CK_ULONG>& numbers, std::size_t count, void*
 
 ValueKind KindOf(CK_ATTRIBUTE_TYPE type) {
   if (type == CKA_ALLOWED_MECHANISMS) return ValueKind::NumberList;
-  // Vendor types set the high bit, and may set the one of nested templates without meaning it.
+  // Vendor types set the high bit; in them the bit of nested templates has no meaning.
   if ((type & CKA_VENDOR_DEFINED) == 0 && (type & CKF_ARRAY_ATTRIBUTE) != 0) return ValueKind::Nested;
   const bool number = std::find(std::begin(kNumbers), std::end(kNumbers), type) != std::end(kNumbers);
   return number ? ValueKind::OneNumber : ValueKind::Bytes;
@@ -95,17 +95,18 @@ TemplateIn::TemplateIn(const Attribute* attributes, Number count) {
 TemplateOut::TemplateOut(Attribute* attributes, Number count) : m_attributes(attributes) {
   Require(attributes != nullptr, CKR_ARGUMENTS_BAD);
   m_items.reserve(count);
-  m_native.reserve(std::size_t{count} + 1);  // never a null template, even if everything in it is refused
+  // One more, so that the template is not null even if all its attributes are refused.
+  m_native.reserve(std::size_t{count} + 1);
   for (Number i = 0; i < count; ++i) {
     const Attribute& attribute = attributes[i];
     Item item = {KindOf(attribute.type), m_native.size(), {}};
     CK_ATTRIBUTE native = {attribute.type, attribute.pValue, attribute.ulValueLen};
-    // What an earlier read left in the length when it failed is not a length.
+    // An earlier read that failed may have left "none" in the length.
     if (attribute.ulValueLen == kUnavailable) native.ulValueLen = 0;
     if (native.pValue != nullptr && (item.kind == ValueKind::OneNumber || item.kind == ValueKind::NumberList)) {
       const std::size_t most = item.kind == ValueKind::OneNumber ? 1 : kMostNumbers;
       item.numbers.resize(std::min(native.ulValueLen / sizeof(Number), most));
-      // A caller whose buffer has no room for a number must be told so, not be given its length.
+      // A caller whose buffer is too small for a number must get that failure, and not the length of a number.
       static CK_ULONG noRoom = 0;
       native.pValue = item.numbers.empty() ? &noRoom : item.numbers.data();
       native.ulValueLen = item.numbers.size() * sizeof(CK_ULONG);
@@ -116,7 +117,7 @@ TemplateOut::TemplateOut(Attribute* attributes, Number count) : m_attributes(att
 }
 
 CK_RV TemplateOut::Finish(CK_RV result) {
-  // Any other failure says nothing about the attributes, and leaves them as they are.
+  // Any other failure says nothing about the attributes, so the template stays unchanged.
   const bool dealtWith = result == CKR_OK || result == CKR_ATTRIBUTE_SENSITIVE ||
                          result == CKR_ATTRIBUTE_TYPE_INVALID || result == CKR_BUFFER_TOO_SMALL;
   if (!dealtWith) return result;

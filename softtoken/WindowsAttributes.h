@@ -7,18 +7,18 @@
 
 namespace softtoken::windows {
 
-// What an attribute's value is made of, as far as the two layouts differ.
+// The kinds of attribute values, as far as the two layouts differ.
 enum class ValueKind {
-  Bytes,       // the same on both sides
+  Bytes,       // the same in both layouts
   OneNumber,   // 4 bytes against 8
   NumberList,  // any number of them
-  Nested       // a template inside the template, which is refused
+  Nested       // a template inside the template; refused
 };
 ValueKind KindOf(CK_ATTRIBUTE_TYPE type);
 
-// TemplateIn is the native form of a template that is only read. Values that are the same on both sides are not copied.
-// The constructor throws Failure: CKR_ARGUMENTS_BAD for a missing template, CKR_ATTRIBUTE_VALUE_INVALID for a number of
-// another size than 4 or for a value that is missing, CKR_ATTRIBUTE_TYPE_INVALID for a nested template.
+// TemplateIn is the native form of a template that is only read. Values that are the same in both layouts are not
+// copied. The constructor throws Failure: CKR_ARGUMENTS_BAD for a missing template, CKR_ATTRIBUTE_VALUE_INVALID for a
+// number of another size than 4 or for a value that is missing, CKR_ATTRIBUTE_TYPE_INVALID for a nested template.
 class TemplateIn {
  public:
   TemplateIn(const Attribute* attributes, Number count);
@@ -31,8 +31,9 @@ class TemplateIn {
   std::vector<std::vector<CK_ULONG>> m_numbers;  // what the native form points to
 };
 
-// TemplateOut is the native form of a template for C_GetAttributeValue. Numbers are read to the side, everything else
-// straight into the caller's buffers. The constructor throws Failure{CKR_ARGUMENTS_BAD} for a missing template.
+// TemplateOut is the native form of a template for C_GetAttributeValue. Numbers are read into memory of this object,
+// everything else directly into the caller's buffers. The constructor throws Failure{CKR_ARGUMENTS_BAD} for a missing
+// template.
 class TemplateOut {
  public:
   TemplateOut(Attribute* attributes, Number count);
@@ -40,12 +41,12 @@ class TemplateOut {
   CK_ATTRIBUTE* Data() { return m_native.data(); }
   CK_ULONG Count() const { return m_native.size(); }
 
-  // Finish writes lengths and numbers back to the caller, and returns the result of the whole: `result`, which
-  // C_GetAttributeValue gave, or what was refused here.
+  // Finish writes lengths and numbers back to the caller. It returns the final result: `result`, the one of
+  // C_GetAttributeValue, unless an attribute was refused here.
   CK_RV Finish(CK_RV result);
 
  private:
-  // One attribute of the caller: where its native form is, if it has one, and its numbers, if it asks for them.
+  // One attribute of the caller: the index of its native form, if it has one, and its numbers, if it asks for them.
   struct Item {
     ValueKind kind;
     std::size_t native;
@@ -59,10 +60,10 @@ class TemplateOut {
   std::vector<CK_ATTRIBUTE> m_native;
 };
 
-// Narrowed makes a number of the Windows side: what does not fit becomes all ones.
+// Narrowed returns a native number in 32 bits; what does not fit becomes all ones.
 inline Number Narrowed(CK_ULONG value) { return value < kUnavailable ? static_cast<Number>(value) : kUnavailable; }
 
-// Widened makes a native number of a value: all ones stay all ones.
+// Widened returns a 32-bit number as a native one; all ones stay all ones.
 inline CK_ULONG Widened(Number value) { return value == kUnavailable ? CK_UNAVAILABLE_INFORMATION : value; }
 
 }  // namespace softtoken::windows

@@ -16,7 +16,7 @@ namespace {
 
 CK_FUNCTION_LIST& Native() { return NativeTable().standard; }
 
-// The one frame of all entries.
+// The frame of all entries.
 template <typename Body>
 Number Answer(Body body) noexcept {
   try {
@@ -28,7 +28,7 @@ Number Answer(Body body) noexcept {
   }
 }
 
-// Argument<T> stands between an argument of the caller and the native T. Its destructor hands results back.
+// Argument<T> translates an argument of the caller into the native T. Its destructor writes results back.
 template <typename T>
 class Argument {
  public:
@@ -49,7 +49,7 @@ class Argument<CK_ULONG> {
   CK_ULONG m_value;
 };
 
-// A length, taken in and given back, or a handle that is given out.
+// A length, which is read and written back, or a handle, which is written back.
 template <>
 class Argument<CK_ULONG*> {
  public:
@@ -77,7 +77,7 @@ class Argument<CK_MECHANISM*> {
   MechanismIn m_mechanism;
 };
 
-// Nothing is ever notified.
+// Callbacks are ignored: the token never calls them.
 template <>
 class Argument<CK_NOTIFY> {
  public:
@@ -90,7 +90,7 @@ CK_RV CallNative(Argument<Arguments>&&... arguments) {
   return (Native().*Entry)(arguments.Native()...);
 }
 
-// The Windows function for an entry whose arguments can be translated one by one.
+// The Windows function of an entry whose arguments can be translated one by one.
 template <auto Entry, typename Signature>
 struct Thunk;
 
@@ -107,7 +107,7 @@ void Copy(To& to, const From& from) {
   std::memcpy(&to, &from, sizeof to);
 }
 
-// Asks for a list natively, and hands it out by the rule for lists of unknown length.
+// Reads a list from the native side, and returns it by the rule for lists of unknown length.
 template <typename List>
 CK_RV HandOutList(List nativeList, Number* list, Number* count) {
   Require(count != nullptr, CKR_ARGUMENTS_BAD);
@@ -133,7 +133,7 @@ struct Own {
       if (initArgs == nullptr) return Native().C_Initialize(nullptr);
       InitializeArguments given = {};
       std::memcpy(&given, initArgs, sizeof given);
-      // The four functions are only looked at for being there, not called.
+      // The four functions are never called. It only matters whether they are there.
       CK_C_INITIALIZE_ARGS native = {};
       native.CreateMutex = reinterpret_cast<CK_CREATEMUTEX>(given.CreateMutex);
       native.DestroyMutex = reinterpret_cast<CK_DESTROYMUTEX>(given.DestroyMutex);
@@ -292,7 +292,7 @@ struct Own {
   static Number TELVO_WINDOWS_ABI C_FindObjects(Number session, Number* objects, Number maxCount, Number* count) {
     return Answer([&] {
       Require(count != nullptr && (objects != nullptr || maxCount == 0), CKR_ARGUMENTS_BAD);
-      // In pieces, so that the length that the caller names is not what is allocated.
+      // In pieces, so that the caller's length is not allocated at once.
       CK_ULONG piece[64];
       Number done = 0;
       CK_ULONG got = 0;
@@ -356,7 +356,7 @@ struct Own {
   }
 };
 
-// Choose_C_Xyz takes Own's function for an entry, or else the generated one.
+// Choose_C_Xyz returns Own's function for an entry, or else the generated one.
 #define ENTRY(name, parameters, arguments)                     \
   template <typename Server>                                   \
   constexpr auto Choose_##name(int)->decltype(&Server::name) { \

@@ -6,7 +6,7 @@
 namespace softtoken::windows {
 
 // Table returns the table. Each entry translates its arguments and calls the native entry of the same name. No entry
-// throws, and none writes outside what the caller's lengths allow.
+// throws, and none writes outside the caller's buffers.
 FunctionList& Table();
 
 }  // namespace softtoken::windows

@@ -23,7 +23,7 @@ template <typename Parameters, typename NativeParameters>
 void MechanismIn::Translate(const Mechanism& mechanism, NativeParameters& native) {
   if (mechanism.pParameter == nullptr || mechanism.ulParameterLen != sizeof(Parameters)) return;
   Parameters parameters = {};
-  std::memcpy(&parameters, mechanism.pParameter, sizeof parameters);  // the caller's may lie anywhere
+  std::memcpy(&parameters, mechanism.pParameter, sizeof parameters);  // the caller's may be at any address
   native = NativeOf(parameters);
   m_native.pParameter = &native;
   m_native.ulParameterLen = sizeof native;
@@ -47,7 +47,7 @@ MechanismIn::MechanismIn(const Mechanism* mechanism) : m_given(mechanism != null
     case Parameter::None:
     case Parameter::Iv8:
     case Parameter::Iv16:
-      // Bytes, whose number the native side checks.
+      // Bytes. The native side checks how many.
       m_native.pParameter = mechanism->pParameter;
       m_native.ulParameterLen = mechanism->ulParameterLen;
       break;

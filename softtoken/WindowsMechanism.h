@@ -7,8 +7,8 @@ namespace softtoken::windows {
 
 // MechanismIn is the native form of a mechanism. Initial vectors and the source data of OAEP are not copied.
 //
-// A mechanism that is not offered, or whose parameter has not the size that it takes on Windows, becomes one without a
-// parameter: the native side refuses it when its turn comes among the checks.
+// A mechanism that is not offered, or whose parameter does not have its size on Windows, becomes one without a
+// parameter. The native side then refuses it, in the order of its checks.
 class MechanismIn {
  public:
   explicit MechanismIn(const Mechanism* mechanism);

@@ -1,6 +1,6 @@
-// The PKCS#11 types as a 64-bit Windows program lays them out: packed to single bytes, numbers of 32 bits, and
-// functions called by Windows' convention. This is native code; the module's Windows face is compiled with the host's
-// compiler.
+// The PKCS#11 types in the layout of a 64-bit Windows program: packed to single bytes, numbers of 32 bits, and
+// functions with Windows' calling convention. The host's compiler compiles this and the rest of the module's Windows
+// face.
 #pragma once
 
 #include <cstddef>
@@ -8,14 +8,14 @@
 
 #include "cryptoki/Pkcs11.h"
 
-// The attribute belongs to the type of a function, and both compilers want it in this place.
+// The attribute is part of a function's type, and both compilers expect it in this place.
 #define TELVO_WINDOWS_ABI __attribute__((ms_abi))
 
 namespace softtoken::windows {
 
 using Number = std::uint32_t;
 
-// All ones: a length or a number that there is not.
+// All ones: "no such length" or "no such number".
 constexpr Number kUnavailable = 0xFFFFFFFF;
 
 #pragma pack(push, 1)
@@ -107,7 +107,7 @@ struct InitializeArguments {
 
 struct FunctionList;
 
-// Windowed<T> is what stands on the Windows side for a parameter of native type T.
+// Windowed<T> is the Windows type of a parameter of native type T.
 template <typename T>
 struct WindowedType {
   using Type = T;
@@ -152,7 +152,7 @@ template <>
 struct WindowedType<CK_FUNCTION_LIST**> {
   using Type = FunctionList**;
 };
-// Never called from here, so that its convention does not matter.
+// Never called from here, so its calling convention does not matter.
 template <>
 struct WindowedType<CK_NOTIFY> {
   using Type = void*;
@@ -160,7 +160,7 @@ struct WindowedType<CK_NOTIFY> {
 template <typename T>
 using Windowed = typename WindowedType<T>::Type;
 
-// Entry<CK_C_Xyz> is the type of the Windows function for the native one.
+// Entry<CK_C_Xyz> is the type of the Windows function that belongs to a native one.
 template <typename Native>
 struct EntryType;
 template <typename... Arguments>
@@ -191,7 +191,7 @@ static_assert(sizeof(Mechanism) == 16);
 static_assert(sizeof(OaepParameters) == 24);
 static_assert(sizeof(PssParameters) == 12);
 static_assert(sizeof(InitializeArguments) == 44);
-static_assert(offsetof(FunctionList, C_Initialize) == 2, "the entries stand right behind the version");
+static_assert(offsetof(FunctionList, C_Initialize) == 2, "the entries come directly after the version");
 static_assert(offsetof(FunctionList, C_LoginExtended) == 2 + 72 * sizeof(void*), "entry 72, counted from zero");
 
 }  // namespace softtoken::windows

@@ -4,6 +4,7 @@
 
 #include "cryptoki/CCryptoWrapper.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/TriesLeft.h"
 #include "telvotool/Errors.h"
 #include "telvotool/Text.h"
 
@@ -11,17 +12,15 @@ namespace tool {
 
 namespace {
 
-// The device error of a session holds the tries that the last wrong PIN left over, and 0 when the last PIN was right. A
-// session without a login costs the card nothing.
+// No value when the last PIN was right. A session without a login costs the card nothing.
 std::optional<unsigned> TriesAfterAWrongPin(Token& token) {
-  constexpr CK_ULONG kTries = 0xF;
   try {
     Session session = token.OpenSession(CKF_SERIAL_SESSION, nullptr, nullptr);
-    const CK_ULONG tries = session.GetSessionInfo().ulDeviceError & kTries;
+    const DWORD tries = TriesLeft(session);
     session.Close();
-    if (tries != 0) return static_cast<unsigned>(tries);
+    if (tries != 0) return tries;
   } catch (const CryptokiError&) {
-    // A card that opens no session is seen by whoever uses it; here its tries stay unknown.
+    // The tries stay unknown. The commands that use the card report why it opens no session.
   }
   return std::nullopt;
 }
@@ -30,7 +29,7 @@ Card CardIn(Slot& slot) {
   Token& token = slot.GetToken();
   const TokenInfo& info = token.GetTokenInfo();
   Card card;
-  card.label = WithoutBlanksBehind(info.GetLabel());
+  card.label = WithoutTrailingSpaces(info.GetLabel());
   card.serial = info.GetSerial();
   card.initialised = (info.GetFlags() & CKF_TOKEN_INITIALIZED) != 0;
   card.locked = (info.GetFlags() & CKF_USER_PIN_LOCKED) != 0;
@@ -43,7 +42,7 @@ bool SaysItIsGone(const CryptokiError& error) {
   return code == CKR_TOKEN_NOT_PRESENT || code == CKR_DEVICE_REMOVED || code == CKR_SLOT_ID_INVALID;
 }
 
-// Nothing when the card that is in is pulled meanwhile.
+// No value when the card is pulled in between.
 std::optional<Card> CardInNow(Slot& slot) {
   try {
     return CardIn(slot);
@@ -53,12 +52,12 @@ std::optional<Card> CardInNow(Slot& slot) {
   }
 }
 
-// Nothing when the reader is unplugged meanwhile.
+// No value when the reader is unplugged in between.
 std::optional<Reader> ReaderNow(Slot& slot) {
   try {
     const bool present = slot.IsTokenPresent();
     Reader reader;
-    reader.name = WithoutBlanksBehind(slot.GetSlotDescription());
+    reader.name = WithoutTrailingSpaces(slot.GetSlotDescription());
     if (present) reader.card = CardInNow(slot);
     return reader;
   } catch (const CryptokiError& error) {
@@ -67,7 +66,7 @@ std::optional<Reader> ReaderNow(Slot& slot) {
   }
 }
 
-// Those with a card, of that name unless it is empty. Raises Failure when there is none.
+// The readers with a card: the one of that name, or all when `name` is empty. Raises Failure when there is none.
 std::vector<Reader> OccupiedReaders(const std::string& name) {
   std::vector<Reader> occupied;
   for (const Reader& reader : ListReaders()) {
@@ -88,7 +87,7 @@ std::vector<Reader> OccupiedReaders(const std::string& name) {
 
 std::string ModuleDescription() {
   CryptokiInfo info = CCryptoWrapper::GetCryptoki()->GetInfo();
-  return WithoutBlanksBehind(info.libraryDescription) + " of " + WithoutBlanksBehind(info.manufacturer);
+  return WithoutTrailingSpaces(info.libraryDescription) + " of " + WithoutTrailingSpaces(info.manufacturer);
 }
 
 std::vector<Reader> ListReaders() {

@@ -1,4 +1,4 @@
-// Readers and cards, as the PKCS #11 module tells of them. Nothing here asks for a PIN or offers one to a card.
+// Readers and cards, as the PKCS #11 module reports them. Nothing here asks for a PIN or offers one to a card.
 #pragma once
 
 #include <functional>
@@ -14,7 +14,7 @@ struct Card {
   std::string serial;
   bool initialised = true;
   bool locked = false;            // the PIN
-  std::optional<unsigned> tries;  // that are left, where the card tells: after a wrong PIN
+  std::optional<unsigned> tries;  // left after a wrong PIN; the card tells them only then
 };
 
 struct Reader {
@@ -22,36 +22,35 @@ struct Reader {
   std::optional<Card> card;
 };
 
-// What the module says of itself: its description and version. Raises CryptokiError when it cannot be loaded or
-// started.
+// The description and the version of the module. Raises CryptokiError when it cannot be loaded or started.
 std::string ModuleDescription();
 
-// All readers of the module, in its order. A card or reader that goes while it is looked at counts as gone. Raises
+// All readers of the module, in its order. A card or reader that is removed during the call is left out. Raises
 // CryptokiError.
 std::vector<Reader> ListReaders();
 
-// The readers that hold a card, or the one of that name alone when `name` is not empty. Raises Failure when there is
+// The readers that hold a card. When `name` is not empty only the reader of that name. Raises Failure when there is
 // none.
 std::vector<std::string> ReadersWithCard(const std::string& name);
 
-// The same, when it must be one; with several UsageError.
+// The same, when there must be exactly one. Raises UsageError when there are several.
 std::string OnlyReaderWithCard(const std::string& name);
 
-// The cards that were in when the object was made.
+// The cards that were in their readers when the object was made.
 class CardsIn {
  public:
   // As ReadersWithCard finds them. Raises Failure when there is none.
   explicit CardsIn(const std::string& reader);
-  // False when one of them is gone, or another one in its place. True when the module does not tell.
+  // False when one of them is gone or was replaced by another card. True when the module does not tell.
   bool AreStillIn() const;
 
  private:
   std::map<std::string, std::string> m_serials;  // by reader
 };
 
-// Runs `work`, which needs a card from beginning to end, and returns its result. Without a card in the reader of that
-// name, or in any when it is empty, Failure is raised at once. When `work` fails and the card is gone, that is its
-// failure: a Failure with kNotThere that says so.
+// Runs `work`, which needs a card all the time, and returns its result. Raises Failure at once when there is no card in
+// the reader of that name, or in any reader when the name is empty. When `work` fails and the card is gone, raises a
+// Failure with kNotThere that says so.
 int WithCard(const std::string& reader, const std::function<int()>& work);
 
 // "2 tries are left", "the PIN is locked" or nothing, for the card in `reader`; of the only card when `reader` is

@@ -12,7 +12,7 @@ namespace tool {
 
 namespace {
 
-// The container of a certificate that points to the provider; empty for every other one.
+// The container that a certificate points to; empty when it does not point to the provider.
 std::string OwnContainer(PCCERT_CONTEXT certificate) {
   DWORD length = 0;
   if (CertGetCertificateContextProperty(certificate, CERT_KEY_PROV_INFO_PROP_ID, nullptr, &length) == FALSE) return "";
@@ -38,11 +38,11 @@ void ForEachOwnIn(const StoreHandle& store, const std::function<void(PCCERT_CONT
   }
 }
 
-// Writes a store's changes now. Some platforms write them when the store goes with its last certificate, or never.
-// Where there is nothing to commit the call fails, and that is no failure.
+// Writes a store's changes now. Some platforms write them only when the store and its last certificate are released, or
+// never. The call fails when there is nothing to commit; that does not matter.
 void Commit(HCERTSTORE store) { CertControlStore(store, 0, CERT_STORE_CTRL_COMMIT, nullptr); }
 
-// What PEM holds between its lines, or the bytes themselves.
+// The bytes that a PEM text contains. Content that is not PEM is returned as it is.
 Bytes WithoutPem(const Bytes& content) {
   const auto* const text = reinterpret_cast<const char*>(content.data());
   const auto given = static_cast<DWORD>(content.size());
@@ -120,7 +120,7 @@ void ForEachOwn(const std::function<void(PCCERT_CONTEXT, const std::string&)>& t
 
 unsigned ForgetOwn(const std::string& container) {
   const StoreHandle store = OpenMy();
-  // Not while the store is walked: the walk goes on from the certificate that it stands at.
+  // Not during the walk through the store: its next step needs the present certificate.
   std::vector<PCCERT_CONTEXT> found;
   ForEachOwnIn(store, [&](PCCERT_CONTEXT certificate, const std::string& name) {
     if (name == container) found.push_back(CertDuplicateCertificateContext(certificate));

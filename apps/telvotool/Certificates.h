@@ -13,7 +13,7 @@ namespace tool {
 
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
-// Raises Failure for what is no certificate.
+// Raises Failure when the bytes are no certificate.
 CertificateHandle DecodeCertificate(const Bytes& der, const std::string& what);
 // DER or PEM.
 CertificateHandle ReadCertificate(const std::string& path);

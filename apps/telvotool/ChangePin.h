@@ -1,4 +1,4 @@
-// The dialog that changes a PIN, as this program meets it.
+// The dialog that changes a PIN, as this program uses it.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace tool {
 
 enum class PinChange { kChanged, kCancelled, kNoWindow };
 
-// Shows the dialog for the card of an open session that may write; it asks for the old PIN and twice for the new one,
+// Shows the dialog for the card of `session`, a read-write session. It asks for the old PIN and twice for the new one,
 // and changes it. kNoWindow: there is no screen.
 PinChange ShowChangePinDialog(Session& session, const TokenInfo& token);
 

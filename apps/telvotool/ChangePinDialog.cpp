@@ -1,4 +1,4 @@
-// The one place that knows the dialog.
+// The only source of this program that includes the dialog.
 #include "dialogs/ChangePIN.h"
 #include "telvotool/ChangePin.h"
 #include "telvotool/Text.h"
@@ -6,7 +6,7 @@
 namespace tool {
 
 PinChange ShowChangePinDialog(Session& session, const TokenInfo& token) {
-  switch (ChangePIN(&session, {}, WithoutBlanksBehind(token.GetLabel()))) {
+  switch (ChangePIN(&session, {}, WithoutTrailingSpaces(token.GetLabel()))) {
     case IDOK:
       return PinChange::kChanged;
     case IDCANCEL:

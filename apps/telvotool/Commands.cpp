@@ -11,7 +11,7 @@ namespace tool {
 
 namespace {
 
-// A command that needs a card from beginning to end.
+// A command that needs a card all the time.
 template <int (*Work)(const Options&)>
 int OnACard(const Options& options) {
   return WithCard(options.Value("--reader"), [&options] { return Work(options); });

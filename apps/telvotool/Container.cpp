@@ -32,7 +32,7 @@ void GivePin(HCRYPTPROV provider, const Pin& pin, const std::string& reader) {
   throw Failure("the PIN was not accepted, " + tries, kPinProblem, "");
 }
 
-// The provider asks for the PIN when a session key is made; the key itself is of no use and ends with the handle.
+// The provider asks for the PIN when it makes a session key. The key itself is not used.
 void LogIn(HCRYPTPROV provider) {
   KeyHandle key;
   Require(CryptGenKey(provider, CALG_3DES, 0, key.Receive()), "the login failed");
@@ -45,7 +45,7 @@ bool IsThere(const Target& target) {
   const ProviderHandle provider(found == FALSE ? 0 : handle);
   if (found == FALSE) return false;
   if (target.reader.empty()) return true;
-  // In a reader that was named, a container is opened whether it is there or not: it is there by its key or
+  // With a reader in the name the provider opens also a container that does not exist. One that exists has a key or a
   // certificate.
   KeyHandle key;
   if (CryptGetUserKey(handle, AT_KEYEXCHANGE, key.Receive()) != FALSE) return true;
@@ -78,7 +78,7 @@ Container OpenContainer(const Target& target, const Pin& pin) {
                                                : "the container \"" + target.name + "\" cannot be opened";
   Container container;
   container.provider = Acquire(target.FullName(), pin ? CRYPT_SILENT : 0, what);
-  // A container that is nowhere is opened as well, without a key.
+  // The provider opens also a container that does not exist; it has no key.
   if (CryptGetUserKey(container.provider.Get(), AT_KEYEXCHANGE, container.key.Receive()) == FALSE) {
     const DWORD code = GetLastError();
     throw Failure(what, code == static_cast<DWORD>(NTE_NO_KEY) ? static_cast<DWORD>(NTE_BAD_KEYSET) : code);
@@ -89,7 +89,7 @@ Container OpenContainer(const Target& target, const Pin& pin) {
 
 ProviderHandle NewContainer(const Target& target, const Pin& pin) {
   CheckNewName(target.name);
-  // The provider makes nothing new in a silent context. With the reader named it asks nothing either.
+  // A silent context makes no container. One that is not silent asks the user nothing when the reader is named.
   Target named = target;
   if (pin) named.reader = OnlyReaderWithCard(target.reader);
   ProviderHandle provider =
@@ -99,7 +99,7 @@ ProviderHandle NewContainer(const Target& target, const Pin& pin) {
 }
 
 void RemoveContainer(const Target& target, const Pin& pin) {
-  // The deletion itself makes no login; the card lets the objects go because somebody is logged in.
+  // The deletion itself does not log in. The card deletes its objects because of the login below.
   const std::string what = "the container \"" + target.name + "\" cannot be deleted";
   const ProviderHandle provider = Acquire(target.FullName(), pin ? CRYPT_SILENT : 0, what);
   if (!IsThere(target)) throw Failure(what, static_cast<DWORD>(NTE_BAD_KEYSET));
@@ -111,9 +111,9 @@ void RemoveContainer(const Target& target, const Pin& pin) {
                            CRYPT_DELETEKEYSET | CRYPT_SILENT) == FALSE) {
     throw Failure(what, GetLastError());
   }
-  // A deletion that the card refuses is reported as a success.
+  // The provider reports success also for a deletion that the card refused.
   if (IsThere(target)) throw Failure(what, kFailed, "the card kept it; the log tells what it answered");
-  // So is one of a card that was pulled, which looks as if nothing were left.
+  // It does so, too, when the card was pulled: then there seems to be nothing left.
   if (!cards.AreStillIn()) throw Failure(what, kNotThere, "put the card in, and look at its containers");
 }
 
@@ -142,7 +142,7 @@ void PutCertificate(HCRYPTKEY key, const Bytes& der) {
 }
 
 std::vector<std::string> ContainersIn(const std::string& reader) {
-  // An identifier is far shorter than this; a name that is longer is refused as more data.
+  // Much longer than any identifier. For a longer name the call fails with ERROR_MORE_DATA.
   constexpr DWORD kRoom = 65536;
   const ProviderHandle provider = Acquire(Target{reader, ""}.FullName(), 0, "the card cannot be opened");
   std::vector<std::string> names;

@@ -15,16 +15,16 @@ namespace tool {
 
 extern const char kProviderName[];
 
-// Which container: its name, and the reader if it was named. Both may be empty.
+// A container: its name, and the reader if the user named one. Both may be empty.
 struct Target {
   std::string reader;
   std::string name;
 
-  // The form in which the provider takes them: "\\.\reader\name", "name", or nothing.
+  // The name for the provider: "\\.\reader\name", "name" or the empty string.
   std::string FullName() const;
 };
 
-// Acquires the provider. An empty `container` is handed over as a null pointer. Raises Failure.
+// Acquires the provider. An empty `container` becomes a null pointer. Raises Failure.
 ProviderHandle Acquire(const std::string& container, DWORD flags, const std::string& what);
 
 // An open container that exists.
@@ -33,21 +33,20 @@ struct Container {
   KeyHandle key;
 };
 
-// Opens a container that has a private key; by the PIN, if there is one, and without dialogs then. Raises Failure.
+// Opens a container that has a private key. With a PIN it is used to log in, and no dialog is shown. Raises Failure.
 Container OpenContainer(const Target& target, const Pin& pin);
-// Makes a container, which holds nothing yet. Raises Failure, also for a name that could not be found again.
+// Makes an empty container. Raises Failure; UsageError for a name by which it could not be found again.
 ProviderHandle NewContainer(const Target& target, const Pin& pin);
 // Deletes all objects of a container on the card. Raises Failure, also when objects remain.
 void RemoveContainer(const Target& target, const Pin& pin);
 
 // The size of a key in bits.
 DWORD KeyBits(HCRYPTKEY key);
-// The certificate that the container has on the card, as DER; empty when it has none.
+// The container's certificate on the card, as DER; empty when it has none.
 Bytes CertificateOf(HCRYPTKEY key);
 void PutCertificate(HCRYPTKEY key, const Bytes& der);
 
-// The names of the containers of the card in a reader that have a certificate: those without are not told by the
-// provider.
+// The names of the containers of the card in a reader. The provider lists only those that have a certificate.
 std::vector<std::string> ContainersIn(const std::string& reader);
 
 }  // namespace tool

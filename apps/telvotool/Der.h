@@ -1,4 +1,4 @@
-// DER: CryptoAPI's encoder, and the little that is put together by hand.
+// DER: CryptoAPI's encoder, and a function for what it cannot encode.
 #pragma once
 
 #include "common/Platform.h"
@@ -7,10 +7,10 @@
 
 namespace tool {
 
-// One of CryptoAPI's structures as DER. Raises Failure with `what`.
+// One of CryptoAPI's structures as DER. Raises a Failure that begins with `what`.
 Bytes Encode(LPCSTR type, const void* structure, const char* what);
 
-// A DER object of a tag and a content of less than 64 KiB. Raises Failure for more.
+// A DER object with this tag and content. Raises Failure for a content of 64 KiB or more.
 Bytes Wrap(BYTE tag, const Bytes& content);
 
 void Append(Bytes& bytes, const Bytes& more);

@@ -1,4 +1,4 @@
-// doctor: one line a finding, "ok", "warn" or "FAIL", and behind a semicolon what to do.
+// doctor: one line for each finding: "ok", "warn" or "FAIL", and after a semicolon what to do.
 #include <cstdio>
 #include <functional>
 #include <winscard.h>
@@ -72,7 +72,7 @@ void CheckRegistration(Report& report) {
   CheckImage(report, "library", found.empty() ? image : found);
 }
 
-// A context for verification asks nobody for anything. With CRYPT_SILENT beside it the provider would want a card.
+// A context for verification needs no user and no card. With CRYPT_SILENT added it would need a card.
 void CheckProvider(Report& report) {
   try {
     const ProviderHandle provider = Acquire("", CRYPT_VERIFYCONTEXT, "");
@@ -82,7 +82,7 @@ void CheckProvider(Report& report) {
   }
 }
 
-// Whether the module can be asked further.
+// Returns whether the checks that use the module make sense.
 bool CheckModule(Report& report) {
   const std::string path = FindLibrary(kModuleName);
   if (path.empty()) {
@@ -131,7 +131,7 @@ void CheckCard(Report& report, const std::string& reader, const Card& card) {
   }
 }
 
-// Whether a card is in. An installation without one is a sound one.
+// Returns whether a card is in. An installation without one is in order.
 bool CheckReaders(Report& report) {
   bool any = false;
   try {

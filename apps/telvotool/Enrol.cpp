@@ -23,7 +23,7 @@ DWORD Number(const Options& options, const char* name, DWORD otherwise, DWORD mo
   return number;
 }
 
-// The provider makes a key of 4096 bits of every other size that it is asked for.
+// For any other size the provider would make a key of 4096 bits.
 DWORD Bits(const Options& options) {
   const DWORD bits = Number(options, "--bits", 2048, 4096);
   if (bits != 1024 && bits != 2048 && bits != 4096) throw UsageError("--bits is 1024, 2048 or 4096");
@@ -42,7 +42,7 @@ void PrintCertificate(PCCERT_CONTEXT certificate) {
               ThumbprintOf(certificate).c_str());
 }
 
-// Takes a container away again unless it was completed: a key without a certificate is in nobody's list.
+// Deletes a container at its end unless it is complete: no list shows a key without a certificate.
 class Unfinished {
  public:
   Unfinished(const Target& target, const Pin& pin) : m_target(target), m_pin(pin) {}
@@ -69,7 +69,7 @@ class Unfinished {
 
 int Enrol(const Options& options) {
   const Target target = {options.Value("--reader"), options.Operands()[0]};
-  // All options are looked at before anything is made.
+  // All options are checked before anything is made.
   const DWORD bits = Bits(options);
   const DWORD days = Number(options, "--days", 365, 36500);
   const CertificateWishes wishes = Wishes(options, target);

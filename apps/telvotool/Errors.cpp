@@ -21,7 +21,7 @@ struct ErrorRow {
 constexpr char kNoAdvice[] = "";
 constexpr char kAskDoctor[] = "\"telvotool doctor\" tells what stands in the way";
 
-// One row, one line; in no order.
+// One row, one line, in no special order.
 constexpr ErrorRow kErrors[] = {
     {NAMED(NTE_BAD_KEYSET), kNotThere, "\"telvotool containers\" lists the containers of the cards that are in"},
     {NAMED(NTE_KEYSET_NOT_DEF), kFailed, "the provider is not registered: \"telvotool register\", as administrator"},

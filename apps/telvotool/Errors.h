@@ -1,4 +1,4 @@
-// What went wrong, in one place: a code, its name, and what to do about it.
+// Errors: a code, its name, and advice on what to do.
 #pragma once
 
 #include "common/Platform.h"
@@ -8,7 +8,7 @@
 
 namespace tool {
 
-// How the program ends. Scripts rely on these numbers.
+// The exit codes. Scripts rely on these numbers.
 enum ExitCode {
   kDone = 0,
   kFailed = 1,
@@ -18,8 +18,8 @@ enum ExitCode {
   kNotValid = 5,    // a signature or a certificate does not hold
 };
 
-// Failure: `what` says which step failed, in words that go on after "telvotool COMMAND: ". `code` is the last-error
-// code, or 0 when the step has none. `advice` takes the place of the table's.
+// Failure: `what` says which step failed, in words that follow "telvotool COMMAND: ". `code` is the last-error code, or
+// 0 when the step has none. `advice` replaces the advice of the table.
 class Failure : public std::runtime_error {
  public:
   Failure(const std::string& what, DWORD code, const std::string& advice = "");

@@ -44,7 +44,7 @@ Bytes EncodePurposes(const std::vector<std::string>& purposes) {
                    "; a subject looks like this: \"CN=Anna Example, O=Example Ltd, C=DE\"");
 }
 
-// What the platform's own parser lets pass and RFC 5280 does not allow.
+// Checks for what the platform's parser accepts although RFC 5280 does not allow it.
 void CheckSubject(const std::string& subject, const Bytes& der) {
   constexpr char kWhat[] = "the subject cannot be read back";
   DWORD length = 0;

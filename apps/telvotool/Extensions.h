@@ -13,13 +13,13 @@ namespace tool {
 // A subject like "CN=Anna, O=Example" as DER. Raises Failure or UsageError.
 Bytes EncodeSubject(const std::string& subject);
 
-// What enrol asks for, or grants itself.
+// What enrol puts into a request or a self-signed certificate.
 struct CertificateWishes {
   Bytes subject;                      // as DER
   std::vector<std::string> purposes;  // object identifiers; none: the key is for every purpose
 };
 
-// Extensions: those of a certificate of an end entity that signs and decrypts: basicConstraints, keyUsage,
+// Extensions: the extensions of an end entity's certificate for signing and decryption: basicConstraints, keyUsage,
 // extKeyUsage if there are purposes, and subjectKeyIdentifier.
 class Extensions {
  public:
@@ -31,7 +31,7 @@ class Extensions {
   // authorityKeyIdentifier, for a certificate whose issuer has the same key.
   void AddOwnAuthority();
 
-  // The structures of CryptoAPI, which live as long as this object and until the next extension is added.
+  // CryptoAPI's structures. They are valid until the next extension is added or this object ends.
   std::vector<CERT_EXTENSION> Get();
 
  private:

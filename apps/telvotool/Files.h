@@ -12,13 +12,13 @@ namespace tool {
 
 using Bytes = std::vector<BYTE>;
 
-// In bytes; the file can be read.
+// The size in bytes of a file that can be read.
 std::uint64_t SizeOfFile(const std::string& path);
-// At most 4 GiB less one byte, which is as much as CryptoAPI takes in one piece.
+// The content of a file. At most 4 GiB less one byte: CryptoAPI takes no more in one piece.
 Bytes ReadWholeFile(const std::string& path);
-// Hands on the file piece by piece, at most `size` bytes each; `last` comes with the last piece, which may be empty.
+// Passes on the file in pieces of at most `size` bytes. `last` is true for the last piece, which may be empty.
 void ReadInPieces(const std::string& path, DWORD size, const std::function<void(const BYTE*, DWORD, bool last)>& take);
-// Makes the file or replaces what is in it.
+// Creates the file or replaces its content.
 void WriteWholeFile(const std::string& path, const Bytes& content);
 
 }  // namespace tool

@@ -7,7 +7,7 @@
 
 namespace tool {
 
-// Close is a function of the platform's that takes the handle alone or with a zero behind it (see below).
+// Close is one of the functions below, which close a handle of this type.
 template <typename Handle, void (*Close)(Handle)>
 class Held {
  public:
@@ -27,7 +27,7 @@ class Held {
   Handle Get() const { return m_handle; }
   explicit operator bool() const { return m_handle != Handle{}; }
   Handle Release() { return std::exchange(m_handle, Handle{}); }
-  // Where a function of the platform stores the handle; only for an empty object.
+  // Where a function of the platform stores the handle. Only for an object without a handle.
   Handle* Receive() { return &m_handle; }
 
  private:

@@ -12,7 +12,7 @@ namespace tool {
 
 namespace {
 
-// A container's line: name, bits of the key, reader, subject; "-" for what is not there.
+// The line of a container: name, bits of the key, reader, subject; "-" for what is missing.
 void PrintContainer(const std::string& reader, const std::string& name) {
   const ProviderHandle provider = Acquire(Target{reader, name}.FullName(), 0, "the container cannot be opened");
   std::string bits = "-";

@@ -18,14 +18,13 @@ const Option* FindOption(const std::string& name);
 
 class Options {
  public:
-  // Sorts out what stands behind the command. "--name VALUE" and "--name=VALUE" are the same; behind "--" there are
-  // only operands. Raises UsageError for an option that is unknown, given twice, without its value, or not in
-  // `allowed`.
+  // Parses the arguments after the command. "--name VALUE" and "--name=VALUE" are the same; after "--" all arguments
+  // are operands. Raises UsageError for an option that is unknown, given twice, without its value, or not in `allowed`.
   Options(const std::vector<std::string>& arguments, const std::vector<std::string>& allowed);
 
   const std::vector<std::string>& Operands() const { return m_operands; }
   bool Has(const std::string& name) const { return m_values.count(name) != 0; }
-  // Of an option that was not given, `otherwise`.
+  // The value of an option; `otherwise` when it was not given.
   std::string Value(const std::string& name, const std::string& otherwise = "") const;
 
  private:

@@ -11,7 +11,7 @@ namespace {
 
 constexpr DWORD kLongestPin = 255;
 
-// Reads by the system's own function: nothing stays behind in a buffer of the run-time library.
+// Reads with the system's own function, so that no copy stays in a buffer of the run-time library.
 Pin FirstLine(HANDLE file, const char* source) {
   auto pin = std::make_unique<WipedBuffer>(kLongestPin + 2);
   DWORD length = 0;

@@ -22,7 +22,7 @@ constexpr Purpose kPurposes[] = {
     {"smartcardLogon", "1.3.6.1.4.1.311.20.2.2"},
 };
 
-// The pieces between the separators; at least one.
+// The parts between the separators; at least one.
 std::vector<std::string> Split(const std::string& text, char separator) {
   std::vector<std::string> pieces;
   std::size_t begin = 0;
@@ -33,7 +33,7 @@ std::vector<std::string> Split(const std::string& text, char separator) {
   return pieces;
 }
 
-// A number without zeros before it, of at most 28 bits: more are not encoded on every platform.
+// A number without leading zeros, of at most 28 bits: not every platform can encode more.
 bool IsArc(const std::string& text) {
   constexpr unsigned long kMost = 0x0FFFFFFF;
   if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos) return false;

@@ -1,4 +1,4 @@
-// register, unregister and log: what stands in the registry.
+// register, unregister and log: the commands that work on the registry.
 #include <cstdio>
 #include <filesystem>
 

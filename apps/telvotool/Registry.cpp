@@ -33,7 +33,7 @@ RegistryKey CreateForWriting(const std::string& path) {
 
 std::optional<std::string> ReadText(const RegistryKey& key, const char* name) {
   DWORD length = 0;
-  constexpr DWORD kTypes = RRF_RT_REG_SZ;  // a text with variables comes expanded under this type
+  constexpr DWORD kTypes = RRF_RT_REG_SZ;  // a string with variables is returned expanded, as this type
   if (RegGetValueA(key.Get(), nullptr, name, kTypes, nullptr, nullptr, &length) != ERROR_SUCCESS) return std::nullopt;
   std::vector<char> text(length + 1);
   if (RegGetValueA(key.Get(), nullptr, name, kTypes, nullptr, text.data(), &length) != ERROR_SUCCESS)

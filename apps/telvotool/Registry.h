@@ -10,16 +10,16 @@
 
 namespace tool {
 
-// Where Windows keeps the provider: type, library and the mark that its signature is in the file.
+// Where Windows registers the provider: type, library, and the mark that its signature is in the file.
 extern const char kProviderPath[];
-// Where the product keeps its settings, the first of the places where the provider looks for them.
+// Where the product stores its settings: the first of the keys where the provider looks for them.
 extern const char kProductPath[];
 
-// Empty when the key is not there.
+// Empty when the key does not exist.
 RegistryKey OpenForReading(const std::string& path);
 RegistryKey CreateForWriting(const std::string& path);
 
-// A value of type REG_SZ or REG_EXPAND_SZ, the latter with its variables in their place; nothing for any other.
+// A value of type REG_SZ or REG_EXPAND_SZ, the latter with its variables expanded. No value for any other type.
 std::optional<std::string> ReadText(const RegistryKey& key, const char* name);
 std::optional<DWORD> ReadNumber(const RegistryKey& key, const char* name);
 void WriteText(const RegistryKey& key, const char* name, const std::string& text);

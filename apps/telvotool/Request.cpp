@@ -10,7 +10,7 @@ namespace tool {
 
 namespace {
 
-// Sixteen octets, positive and not shorter than that, the lowest first (RFC 5280, 4.1.2.2).
+// A positive number of exactly sixteen octets, least significant byte first (RFC 5280, 4.1.2.2).
 using SerialNumber = std::array<BYTE, 16>;
 
 SerialNumber RandomSerialNumber(HCRYPTPROV provider) {
@@ -21,7 +21,7 @@ SerialNumber RandomSerialNumber(HCRYPTPROV provider) {
   return serial;
 }
 
-// Whole seconds: fractions have no place in a certificate.
+// In whole seconds: a certificate has no room for fractions.
 FILETIME Now() {
   SYSTEMTIME now = {};
   GetSystemTime(&now);
@@ -50,7 +50,7 @@ Bytes EncodeExtensionRequest(Extensions& extensions) {
   return Encode(PKCS_ATTRIBUTE, &attribute, "the extensions cannot be encoded");
 }
 
-// CertificationRequestInfo of RFC 2986, by hand: not every platform has an encoder for it.
+// CertificationRequestInfo of RFC 2986, encoded by hand: not every platform has an encoder for it.
 Bytes RequestInfo(HCRYPTPROV provider, const CertificateWishes& wishes) {
   PublicKeyInfo publicKey(provider);
   Extensions extensions(wishes, *publicKey.Get());
@@ -63,7 +63,7 @@ Bytes RequestInfo(HCRYPTPROV provider, const CertificateWishes& wishes) {
 
 }  // namespace
 
-// CertCreateSelfSignCertificate is not used: Wine's makes version 1 and serial numbers that may be negative.
+// CertCreateSelfSignCertificate is not used: Wine's makes version 1, with serial numbers that may be negative.
 Bytes MakeSelfSigned(HCRYPTPROV provider, const CertificateWishes& wishes, DWORD days) {
   PublicKeyInfo publicKey(provider);
   Extensions extensions(wishes, *publicKey.Get());

@@ -1,4 +1,4 @@
-// Settings of the provider that have an effect which nobody can have meant.
+// Settings of the provider whose effect is surely not intended.
 #pragma once
 
 #include "common/Platform.h"
@@ -11,15 +11,15 @@
 namespace tool {
 
 struct Oddity {
-  std::string what;  // goes on after the setting's name
+  std::string what;  // follows the setting's name
   std::string toDo;
 };
 
-// What is odd about the type, the length or the text that the registry holds; nothing for a plain value or none.
+// What is odd about the type, the length or the string in the registry. No value when nothing is odd or it is missing.
 std::optional<Oddity> OddityOf(const Setting& setting, const StoredSetting& stored);
 
-// What keeps the provider from writing the log file of that path; nothing when the path is empty. The path is in the
-// code page in which the provider uses it.
+// What prevents the provider from writing the log file of that path. No value when the path is empty. The path is in
+// the code page in which the provider uses it.
 std::optional<Oddity> OddityOfLogFile(const std::string& path);
 
 }  // namespace tool

@@ -45,7 +45,7 @@ Bytes SigningTime() {
   return der;
 }
 
-// The signature over the file by the container's key. The file goes to the provider piece by piece.
+// The container's key signs the file, which goes to the provider in pieces.
 Bytes SignatureOf(const std::string& path, const Container& container, PCCERT_CONTEXT certificate, std::string hash) {
   constexpr DWORD kPiece = 1U << 20U;
   Bytes time = SigningTime();
@@ -81,7 +81,7 @@ Bytes SignatureOf(const std::string& path, const Container& container, PCCERT_CO
   return der;
 }
 
-// What a message says of one of its signers; the structure lies at the beginning of the bytes.
+// What a message says about one of its signers. The structure is at the beginning of the bytes.
 class SignerInfo {
  public:
   SignerInfo(const Bytes& signature, DWORD index) {
@@ -109,8 +109,8 @@ Bytes HashOf(const Bytes& content, const char* oid) {
   return hash;
 }
 
-// A signature with attributes signs these, and one of them is the hash of the content. Not every platform looks whether
-// it is the hash of this content.
+// A signature with attributes is a signature over the attributes. One of them is the hash of the content. Not every
+// platform checks that it is the hash of this content.
 void RequireContentIsSigned(const Bytes& signature, DWORD index, const Bytes& content) {
   SignerInfo signer(signature, index);
   if (signer->AuthAttrs.cAttr == 0) return;
@@ -126,7 +126,7 @@ void RequireContentIsSigned(const Bytes& signature, DWORD index, const Bytes& co
   }
 }
 
-// The certificate of a signer, after his signature over the content was found good. Raises Failure when it is not.
+// Verifies a signer's signature over the content and returns the signer's certificate. Raises Failure when it is wrong.
 CertificateHandle VerifiedSigner(DWORD index, const Bytes& signature, const Bytes& content) {
   CRYPT_VERIFY_MESSAGE_PARA parameters = {};
   parameters.cbSize = sizeof(parameters);
@@ -167,7 +167,7 @@ int SignFile(const Options& options) {
   const std::string path = options.Operands()[0];
   const std::string out = options.Value("--out", path + ".p7s");
   const std::string hash = HashOid(options.Value("--hash", "sha256"));
-  // Before anybody is asked for a PIN. The provider has no hash of nothing.
+  // Checked before the user is asked for a PIN. The provider cannot hash empty data.
   if (SizeOfFile(path) == 0) throw Failure(path + " is empty", kFailed, "an empty file cannot be signed");
   const Target target = {options.Value("--reader"), options.Value("--container")};
   const Container container = OpenContainer(target, ReadPin(options));

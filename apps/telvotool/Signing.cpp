@@ -31,7 +31,7 @@ Bytes SignedContent(HCRYPTPROV provider, Bytes toBeSigned) {
   Require(CryptSignCertificate(provider, AT_KEYEXCHANGE, X509_ASN_ENCODING, toBeSigned.data(), given, &algorithm,
                                nullptr, signature.data(), &length),
           kWhat);
-  // The encoder turns the signature round itself.
+  // The encoder itself reverses the bytes of the signature.
   CERT_SIGNED_CONTENT_INFO content = {};
   content.ToBeSigned = {given, toBeSigned.data()};
   content.SignatureAlgorithm = algorithm;

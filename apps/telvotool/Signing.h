@@ -1,4 +1,4 @@
-// What a container's key does for certificates and requests: it gives its public half and signs.
+// The key of a container, for certificates and requests: its public half, and signatures.
 #pragma once
 
 #include "common/Platform.h"
@@ -10,7 +10,7 @@
 
 namespace tool {
 
-// The public key of the provider's open container as CryptoAPI's structure, which lies at the beginning of the bytes.
+// The public key of the provider's open container as CryptoAPI's structure, which is at the beginning of the bytes.
 class PublicKeyInfo {
  public:
   explicit PublicKeyInfo(HCRYPTPROV provider);
@@ -23,8 +23,8 @@ class PublicKeyInfo {
 // The algorithm of all signatures: RSA with SHA-256. It points to constants.
 CRYPT_ALGORITHM_IDENTIFIER SignatureAlgorithm();
 
-// `toBeSigned`, the algorithm and the signature of the container's key in one DER object, as certificates and requests
-// are built. Raises Failure.
+// `toBeSigned`, the algorithm and the signature of the container's key in one DER object: the form of certificates and
+// requests. Raises Failure.
 Bytes SignedContent(HCRYPTPROV provider, Bytes toBeSigned);
 
 }  // namespace tool

@@ -25,7 +25,7 @@ bool SameButCase(const std::string& left, const std::string& right) {
                         static_cast<int>(right.size())) == CSTR_EQUAL;
 }
 
-std::string WithoutBlanksBehind(const std::string& text) {
+std::string WithoutTrailingSpaces(const std::string& text) {
   const std::string shown = text.c_str();
   return shown.substr(0, shown.find_last_not_of(' ') + 1);
 }

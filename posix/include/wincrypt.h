@@ -56,15 +56,15 @@ struct CRYPT_INTEGER_BLOB {
 using CERT_NAME_BLOB = CRYPT_INTEGER_BLOB;
 using PCERT_NAME_BLOB = CERT_NAME_BLOB*;
 
-// Writes a DER encoded X.500 name as text, at most `size` bytes with the terminating zero, and returns the
-// number of bytes with it. With a null `text` or a `size` of 0 nothing is written and the number needed is
-// returned. Bytes that are no such name give the empty text: 1 is returned.
+// Writes a DER encoded X.500 name as a string of at most `size` bytes and returns the number of bytes; both count the
+// terminating zero. With a null `text` or a `size` of 0 nothing is written and the number needed is returned.
+// Bytes that are no such name give the empty string: 1 is returned.
 //
-// Only the form CERT_X500_NAME_STR is there, with or without CERT_NAME_STR_REVERSE_FLAG: "CN=..., O=..., C=...", with
-// " + " between the values of one part.
+// Only for the form CERT_X500_NAME_STR, with or without CERT_NAME_STR_REVERSE_FLAG: "CN=..., O=..., C=...", with " + "
+// between the values of one part.
 DWORD CertNameToStrA(DWORD encoding, PCERT_NAME_BLOB name, DWORD form, LPSTR text, DWORD size);
 
-// Parameters of a provider, and what they hand out.
+// Parameters of a provider, and the structures that they return.
 constexpr DWORD CRYPT_FIRST = 1;
 constexpr DWORD CRYPT_NEXT = 2;
 constexpr DWORD PP_CLIENT_HWND = 1;
@@ -155,8 +155,8 @@ constexpr DWORD KP_CERTIFICATE = 26;
 constexpr DWORD KP_PIN_INFO = 44;
 constexpr ALG_ID CALG_RC2 = 0x6602;
 
-// Certificates and their stores (CertStore.cpp). A certificate knows its names, serial number and extensions; of the
-// other fields of CERT_INFO only the version is there. The only property is CERT_KEY_PROV_INFO_PROP_ID.
+// Certificates and their stores (CertStore.cpp). Of the fields of CERT_INFO only names, serial number, extensions and
+// version are filled in. The only property is CERT_KEY_PROV_INFO_PROP_ID.
 struct CERT_EXTENSION {
   LPSTR pszObjId;
   BOOL fCritical;
@@ -207,29 +207,29 @@ constexpr DWORD CRYPT_E_ASN1_BADTAG = 0x8009310B;
 extern "C" {
 PCCERT_CONTEXT CertCreateCertificateContext(DWORD encoding, const BYTE* der, DWORD length);
 BOOL CertFreeCertificateContext(PCCERT_CONTEXT certificate);
-// The form CERT_NAME_SIMPLE_DISPLAY_TYPE alone, and of the subject alone (Crypt32.cpp): the first common name, unit,
-// organisation or e-mail address, in this order. Writes at most `size` bytes with the terminating zero, cutting the
-// rest off, and returns the number of bytes with it; with a null `text` or a `size` of 0 the number needed. The empty
-// text, and so 1, when there is none.
+// Only for CERT_NAME_SIMPLE_DISPLAY_TYPE, and only of the subject (Crypt32.cpp): the first common name, unit,
+// organisation or e-mail address, in this order. Writes at most `size` bytes, cuts the rest off and returns the number
+// of bytes; both count the terminating zero. With a null `text` or a `size` of 0 returns the number needed. When there
+// is none it is the empty string, and 1 is returned.
 DWORD CertGetNameStringA(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void* parameter, LPSTR text, DWORD size);
 BOOL CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, DWORD flags, const void* data);
-// With a null `data` the size. The texts stand behind the structure.
+// With a null `data` only the size is set. The strings are placed after the structure.
 BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD* length);
-// Memory stores alone.
+// Only for memory stores.
 HCERTSTORE CertOpenStore(LPCSTR provider, DWORD encoding, HCRYPTPROV unused, DWORD flags, const void* parameter);
-// A store of the process: what was added by one handle is seen by the next one of that name.
+// A store of the process: all handles of one name see the same certificates.
 HCERTSTORE CertOpenSystemStoreA(HCRYPTPROV unused, LPCSTR name);
 BOOL CertCloseStore(HCERTSTORE store, DWORD flags);
-// CERT_STORE_ADD_REPLACE_EXISTING alone. The store keeps a copy.
+// Only for CERT_STORE_ADD_REPLACE_EXISTING. The store keeps a copy.
 BOOL CertAddCertificateContextToStore(HCERTSTORE store, PCCERT_CONTEXT certificate, DWORD disposition,
                                       PCCERT_CONTEXT* added);
-// The certificate behind `previous`, which is freed.
+// The certificate after `previous`, which is freed.
 PCCERT_CONTEXT CertEnumCertificatesInStore(HCERTSTORE store, PCCERT_CONTEXT previous);
 BOOL CertCompareCertificateName(DWORD encoding, PCERT_NAME_BLOB a, PCERT_NAME_BLOB b);
-// CERT_STORE_SIGNATURE_FLAG alone, which is cleared when the signature is good.
+// Only for CERT_STORE_SIGNATURE_FLAG, which is cleared when the signature is good.
 BOOL CertVerifySubjectCertificateContext(PCCERT_CONTEXT subject, PCCERT_CONTEXT issuer, DWORD* flags);
 PCERT_EXTENSION CertFindExtension(LPCSTR id, DWORD count, CERT_EXTENSION* extensions);
-// X509_BASIC_CONSTRAINTS2 alone. With a null `out` the size.
+// Only for X509_BASIC_CONSTRAINTS2. With a null `out` only the size is set.
 BOOL CryptDecodeObject(DWORD encoding, LPCSTR type, const BYTE* der, DWORD derLength, DWORD flags, void* out,
                        DWORD* length);
 }

@@ -1,6 +1,6 @@
 // The subset of the Win32 base interface that the provider calls, with the published names, types and
-// constants, for the host build. Semantics are those of the published documentation; what differs is said at
-// the function. Every function works before main: log objects read the registry while static objects come up.
+// constants, for the host build. Functions behave as the published documentation says, unless a comment here
+// says otherwise. Every function works before main: static log objects read the registry in their constructors.
 #pragma once
 
 #include <cstddef>
@@ -103,22 +103,22 @@ constexpr DWORD SCARD_W_CARD_NOT_AUTHENTICATED = 0x8010006F;
 DWORD GetLastError();
 void SetLastError(DWORD code);
 
-// The running process (Process.cpp). The path of the program, as far as it fits with the terminating zero; only the
-// null module is known.
+// The running process (Process.cpp). The path of the program, cut off where it does not fit with its terminating zero;
+// only for the null module.
 DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size);
 DWORD GetCurrentProcessId();
 
-// Dynamic loading (Loader.cpp). "folder/x.dll" loads "folder/libx.so", found as dlopen finds it.
+// Dynamic loading (Loader.cpp). "folder/x.dll" means "folder/libx.so", which dlopen looks for.
 HMODULE LoadLibraryA(LPCSTR fileName);
 FARPROC GetProcAddress(HMODULE module, LPCSTR name);
 BOOL FreeLibrary(HMODULE module);
 
-// Named mutexes (Mutex.cpp), as far as they are described there.
+// Named mutexes (Mutex.cpp), with the limits described there.
 HANDLE CreateMutexA(void* security, BOOL initialOwner, LPCSTR name);
 BOOL ReleaseMutex(HANDLE mutex);
 
-// Threads and events (Threads.cpp). A thread is terminated where it next sleeps or waits, and the call returns when it
-// is gone. Events are reset by hand, which is to say never, and unset at first. A wait for several is for any of them.
+// Threads and events (Threads.cpp). A terminated thread ends at its next sleep or wait; TerminateThread waits for that.
+// Events are manual-reset, not set at first, and never reset. A wait for several objects waits for any of them.
 constexpr DWORD INFINITE = 0xFFFFFFFF;
 constexpr DWORD WAIT_OBJECT_0 = 0;
 constexpr DWORD WAIT_ABANDONED = 0x80;
@@ -156,7 +156,7 @@ LSTATUS RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, 
 LSTATUS RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD length);
 LSTATUS RegCloseKey(HKEY key);
 
-// Security descriptors (Security.cpp), as far as they have no owner, groups and lists.
+// Security descriptors (Security.cpp), without owner, groups and lists.
 using PSECURITY_DESCRIPTOR = void*;
 using SECURITY_DESCRIPTOR_CONTROL = WORD;
 struct SECURITY_DESCRIPTOR {
@@ -177,15 +177,15 @@ constexpr DWORD OWNER_SECURITY_INFORMATION = 1;
 constexpr DWORD GROUP_SECURITY_INFORMATION = 2;
 constexpr DWORD DACL_SECURITY_INFORMATION = 4;
 constexpr DWORD SACL_SECURITY_INFORMATION = 8;
-extern "C" {  // so that a test can stand before them
+extern "C" {  // so that a test can replace them
 BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
 BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
-// Too small a `*length` becomes the need, and is otherwise left alone.
+// A `*length` that is too small becomes the length needed. Otherwise it is not changed.
 BOOL MakeSelfRelativeSD(PSECURITY_DESCRIPTOR absolute, PSECURITY_DESCRIPTOR relative, LPDWORD length);
 BOOL IsValidSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor);
 }
 
-// Names of messages, keys and results that the logic of the dialogs speaks of; nothing here has a window.
+// Messages, keys and results that the logic of the dialogs uses. The host build has no windows.
 constexpr UINT WM_KEYDOWN = 0x0100;
 constexpr UINT WM_KEYUP = 0x0101;
 constexpr UINT WM_CHAR = 0x0102;
@@ -216,14 +216,14 @@ constexpr COLORREF RGB(BYTE red, BYTE green, BYTE blue) {
   return red | static_cast<COLORREF>(green) << 8U | static_cast<COLORREF>(blue) << 16U;
 }
 
-// Texts of the program's string table (Resources.cpp).
+// Strings of the program's string table (Resources.cpp).
 int LoadStringA(HINSTANCE instance, UINT id, LPSTR buffer, int size);
 
 // Keeps pages out of the swap space (Memory.cpp).
 BOOL VirtualLock(LPVOID address, std::size_t size);
-// Addresses without memory (MEM_RESERVE) or memory for some of them (MEM_COMMIT).
+// Reserves addresses (MEM_RESERVE), or commits memory to some of them (MEM_COMMIT).
 LPVOID VirtualAlloc(LPVOID address, std::size_t size, DWORD type, DWORD protection);
-// Of a whole reservation (MEM_RELEASE, with a size of 0).
+// Frees a whole reservation (MEM_RELEASE, with a size of 0).
 BOOL VirtualFree(LPVOID address, std::size_t size, DWORD type);
 constexpr DWORD MEM_COMMIT = 0x1000;
 constexpr DWORD MEM_RESERVE = 0x2000;
@@ -232,5 +232,5 @@ constexpr DWORD PAGE_NOACCESS = 1;
 constexpr DWORD PAGE_READWRITE = 4;
 BOOL VirtualUnlock(LPVOID address, std::size_t size);
 
-// Overwrites memory that held a secret; not left out by an optimising compiler (Errors.cpp).
+// Overwrites memory that held a secret; an optimising compiler does not leave it out (Errors.cpp).
 void* SecureZeroMemory(void* memory, std::size_t length);

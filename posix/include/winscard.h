@@ -29,15 +29,15 @@ LONG SCardEstablishContext(DWORD scope, LPCVOID reserved1, LPCVOID reserved2, LP
 // Waits on the context are cancelled first.
 LONG SCardReleaseContext(SCARDCONTEXT context);
 
-// Writes the names of all readers, each with its terminating zero, and a zero behind the last; `groups` is not looked
-// at. With a `*length` of SCARD_AUTOALLOCATE `readers` is the address of a pointer, which SCardFreeMemory takes back;
-// what is not given back goes with the context. A null `readers` asks for the length. SCARD_E_NO_READERS_AVAILABLE
-// without a reader, SCARD_E_INSUFFICIENT_BUFFER with too small a `*length`; `*length` becomes the length needed.
+// Writes the names of all readers, each with its zero, and a zero after the last; ignores `groups`. With a `*length` of
+// SCARD_AUTOALLOCATE `readers` is the address of a pointer to allocated memory, which SCardFreeMemory or the release of
+// the context frees. With a null `readers` only sets `*length`. SCARD_E_NO_READERS_AVAILABLE without a reader.
+// SCARD_E_INSUFFICIENT_BUFFER when `*length` is too small; it becomes the length needed.
 LONG SCardListReadersA(SCARDCONTEXT context, LPCSTR groups, LPSTR readers, LPDWORD length);
 LONG SCardFreeMemory(SCARDCONTEXT context, LPCVOID memory);
 
 // Waits, at most `timeout` milliseconds, until the state of one of the readers differs from its dwCurrentState. Any
 // number of threads may wait on one context.
 LONG SCardGetStatusChangeA(SCARDCONTEXT context, DWORD timeout, LPSCARD_READERSTATEA readers, DWORD count);
-// Ends every wait on the context that is under way, with SCARD_E_CANCELLED. Does not wait for them.
+// Ends every present wait on the context with SCARD_E_CANCELLED. Does not wait until they have ended.
 LONG SCardCancel(SCARDCONTEXT context);

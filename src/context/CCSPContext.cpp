@@ -9,10 +9,9 @@
 #include "context/ContainerName.h"
 #include "objects/CCSPHash.h"
 #include "objects/CCSPSecretKey.h"
+#include "resources/DialogIds.h"
 
 namespace {
-
-constexpr UINT kProviderName = 104;
 
 [[noreturn]] void ThrowNoHash() { throw CCSPContextError("Hash not found in this context", NTE_BAD_HASH); }
 
@@ -43,7 +42,7 @@ void EraseFirst(List& list, Predicate predicate) {
 }  // namespace
 
 CCSPContext::CCSPContext(HINSTANCE resourceHandle)
-    : m_algorithms(AllAlgorithms()), m_resourceHandle(resourceHandle), m_providerName(LoadText(kProviderName)) {
+    : m_algorithms(AllAlgorithms()), m_resourceHandle(resourceHandle), m_providerName(LoadText(IDS_PROVIDER_NAME)) {
   m_algEnumIterator = m_algorithms.end();
   m_algExEnumIterator = m_algorithms.end();
   m_certEnumIterator = m_certificates.end();

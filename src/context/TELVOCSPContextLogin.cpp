@@ -12,6 +12,7 @@
 #include "context/AcquireFlags.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/TriesLeft.h"
 #include "dialogs/CLoginEX.h"
 #include "log/Logs.h"
 #include "pin/PINCacheManager.h"
@@ -35,9 +36,8 @@ WipedBuffer FetchPIN(CTELVOPINCache& cache) {
   return pin;
 }
 
-// The module puts the tries left into the low four bits of the device error.
 [[noreturn]] void FailWithTriesLeft(Session& session) {
-  const DWORD tries = static_cast<DWORD>(session.GetSessionInfo().ulDeviceError) & 15U;
+  const DWORD tries = TriesLeft(session);
   if (tries == 0) throw CCSPContextError("PIN is blocked", SCARD_W_CHV_BLOCKED);
   throw CCSPContextError(FormatNumber("Wrong PIN, %d retries remaining", tries), SCARD_W_WRONG_CHV);
 }

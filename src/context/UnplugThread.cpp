@@ -28,8 +28,8 @@ SCARD_READERSTATEA ReaderState(const std::string& readerName, DWORD currentState
   return state;
 }
 
-// The module pads with blanks, the reader's name has none behind it.
-std::string WithoutBlanksBehind(const std::string& text) { return text.substr(0, text.find_last_not_of(' ') + 1); }
+// The module pads its field with spaces; the reader's name has none at its end.
+std::string WithoutTrailingSpaces(const std::string& text) { return text.substr(0, text.find_last_not_of(' ') + 1); }
 
 }  // namespace
 
@@ -59,7 +59,7 @@ unsigned UnplugThread::WatchReader() {
   while (m_running == 1) {
     Sleep(kPause);
     const DWORD result = static_cast<DWORD>(SCardGetStatusChangeA(m_context, INFINITE, &state, 1));
-    if (m_running != 1) break;  // that is why the wait ended
+    if (m_running != 1) break;  // the wait was cancelled
     if (result != static_cast<DWORD>(SCARD_S_SUCCESS) && result != kNoReadersAvailable) {
       g_contextLog.WriteLine("Reader was unplugged");
       g_contextLog.WriteFormatted("SCardGetStatusChange: ", result, "%08X", true);
@@ -94,7 +94,7 @@ unsigned UnplugThread::PollSlots() {
     } else if (count > last) {
       last = count;
     } else if (count < last && IsTokenInReader(count) == false) {
-      // Required: `last` stays, so that the search and the clearing are repeated until another token comes.
+      // Required: `last` stays as it is, so that this branch runs again until another token comes.
       ClearPINCache();
     }
   }
@@ -102,7 +102,7 @@ unsigned UnplugThread::PollSlots() {
   return 0;
 }
 
-// Whether one of the `count` slots that hold a token is this reader's; nothing when the module does not list them.
+// Whether one of the `count` slots with a token is this reader's. No value when the module does not list them.
 std::optional<bool> UnplugThread::IsTokenInReader(CK_ULONG count) const {
   try {
     const std::vector<CK_SLOT_ID> slots = ReadList<CK_SLOT_ID>(
@@ -123,5 +123,5 @@ bool UnplugThread::IsOwnSlot(CK_SLOT_ID slot) const {
   const CK_UTF8CHAR* const text = info.slotDescription;
   const std::string description(text, std::find(text, text + sizeof(info.slotDescription), CK_UTF8CHAR{0}));
   if (description.empty()) g_contextLog.WriteHex("Failed to convert UTF8 string. Code ", GetLastError(), true);
-  return WithoutBlanksBehind(description) == m_readerName;
+  return WithoutTrailingSpaces(description) == m_readerName;
 }

@@ -1,5 +1,5 @@
-// UnplugThread: waits for the card to leave one reader and then clears the reader's PIN cache, which is all it does:
-// the sessions on a card that is gone are found dead by the next module call.
+// UnplugThread: waits for the card to leave one reader and then clears the reader's PIN cache. It does nothing else:
+// the next module call finds out that a session's card is gone.
 #pragma once
 
 #include <atomic>
@@ -14,11 +14,11 @@
 
 class UnplugThread {
  public:
-  // `readerName` is the name of the PC/SC reader. `context` stays the caller's. `slotId` is kept and read by nothing.
-  // Nothing runs before Start.
+  // `readerName` is the name of the PC/SC reader. `context` stays the caller's. `slotId` has no effect. Nothing runs
+  // before Start.
   UnplugThread(std::string readerName, DWORD slotId, boost::shared_ptr<CryptokiInterface> cryptoki,
                SCARDCONTEXT context);
-  // Gives a thread that was asked to stop half a second to do so, and terminates it.
+  // Waits half a second for a thread that was asked to stop, and then terminates it.
   virtual ~UnplugThread();
   UnplugThread(const UnplugThread&) = delete;
   UnplugThread& operator=(const UnplugThread&) = delete;
@@ -28,14 +28,14 @@ class UnplugThread {
   // Runs one of the two bodies on a thread of its own; a failure to start it is not noticed.
   using Body = unsigned (UnplugThread::*)();
   void Start(Body body);
-  // Makes the body end when it next looks. A wait in PC/SC must be cancelled besides.
+  // The body ends at its next check. The caller must also cancel a wait in PC/SC.
   void AskToStop() { m_running = 0; }
 
-  // The body that waits in PC/SC; it sleeps until something changes in the reader. Returns NTE_INVALID_HANDLE without a
-  // context, else 0, once the thread is asked to stop.
+  // The body that waits in PC/SC: it sleeps until something changes in the reader. Returns 0 once the thread is asked
+  // to stop, and NTE_INVALID_HANDLE at once without a context.
   unsigned WatchReader();
-  // The body for systems on which PC/SC cannot be waited for: asks the module for its slots over and over, without a
-  // pause. Returns 0 once the thread is asked to stop.
+  // The body for systems without a wait in PC/SC: asks the module for its slots over and over, without a pause. Returns
+  // 0 once the thread is asked to stop.
   unsigned PollSlots();
 
  private:
@@ -44,7 +44,8 @@ class UnplugThread {
   bool IsOwnSlot(CK_SLOT_ID slot) const;
 
   std::string m_readerName;
-  [[maybe_unused]] DWORD m_slotId;  // Required: kept, and read by nothing
+  // Required: the field stays, though nothing reads it: both bodies find their reader by its name.
+  [[maybe_unused]] DWORD m_slotId;
   std::unique_ptr<WorkerThread> m_thread;
   boost::shared_ptr<CryptokiInterface> m_cryptoki;
   SCARDCONTEXT m_context;

@@ -4,29 +4,16 @@
 #include <cstring>
 #include <ctime>
 #include <new>
-#include <string>
 #include <vector>
 
-#include "common/LoadText.h"
 #include "common/WipeMemory.h"
 #include "cryptoki/LoginTurn.h"
-#include "rating/CMyPasswordChecker.h"
+#include "cryptoki/TriesLeft.h"
+#include "dialogs/StrengthBar.h"
 #include "resources/DialogIds.h"
 #include "ui/DialogHost.h"
 
 namespace {
-
-constexpr DWORD kGoodLength = 8;
-constexpr int kHighestScore = 100;
-
-// The words for scores below a limit, ascending.
-struct StrengthRow {
-  int limit;
-  UINT text;
-};
-constexpr StrengthRow kStrengths[] = {
-    {20, IDS_VERY_WEAK}, {40, IDS_WEAK}, {60, IDS_GOOD}, {80, IDS_STRONG}, {101, IDS_VERY_STRONG},
-};
 
 CSecureEditEx::PlainText ReadText(const DialogView& view, const CSecureEditEx& edit) {
   CSecureEditEx::PlainText text = edit.GetPlainText(view);
@@ -40,17 +27,7 @@ bool AreEqual(const CSecureEditEx::PlainText& a, const CSecureEditEx::PlainText&
   return std::strcmp(a.get(), b.get()) == 0;
 }
 
-void ShowStrength(DialogView& view, bool shown) {
-  for (const int control : {IDC_STRENGTH_LABEL, IDC_STRENGTH_WORD, IDC_STRENGTH_BAR}) view.Show(control, shown);
-}
-
 }  // namespace
-
-UINT StrengthTextId(int score) {
-  const auto* const row = std::find_if(std::begin(kStrengths), std::end(kStrengths),
-                                       [score](const StrengthRow& strength) { return score < strength.limit; });
-  return row != std::end(kStrengths) ? row->text : IDS_VERY_STRONG;
-}
 
 CChangePINDlg::CChangePINDlg()
     : PINChangeDialog(IDC_CURRENT_PIN, IDC_NEW_PIN, IDC_REPEATED_PIN), m_status(IDC_CHANGE_STATUS) {}
@@ -73,12 +50,10 @@ void CChangePINDlg::OnOpen(DialogView& view) {
   Open(view, "Change PIN for ");
   if (IsPINHandedOver()) ShowHandedOverPIN(view);
   m_activeEdit = &m_currentPIN;
-  view.SetRange(IDC_STRENGTH_BAR, 0, kHighestScore);
-  view.SetPosition(IDC_STRENGTH_BAR, 0);
-  ShowStrength(view, false);
+  OpenStrengthBar(view);
   OnScreenKeyboard::AdjustHeight(view, IDC_SHOW_CHANGE_KEYBOARD);
   ApplyReveal(view);
-  // Required: neither the keyboard nor the PINs can be shown by the user. The box of the keyboard stays in view.
+  // Required: the user can show neither the keyboard nor the PINs. The check box of the keyboard stays in view.
   view.Enable(IDC_SHOW_CHANGE_KEYBOARD, false);
   view.Show(IDC_SHOW_KEYBOARD, false);
   view.Enable(IDC_REVEAL_PINS, false);
@@ -94,8 +69,8 @@ void CChangePINDlg::ShowHandedOverPIN(DialogView& view) {
   view.Enable(IDC_CURRENT_PIN, false);
 }
 
-// Required: what moves into secure mode is the window's text, so that of a PIN that was handed over only the length
-// stays in its edit.
+// Required: what moves into secure mode is the window's text. Of a PIN that was handed over that is asterisks, so that
+// its edit keeps only the length.
 void CChangePINDlg::ApplyReveal(DialogView& view) {
   CSecureEditEx* const active = m_activeEdit;
   const bool revealed = view.IsChecked(IDC_REVEAL_PINS);
@@ -108,8 +83,7 @@ void CChangePINDlg::ApplyReveal(DialogView& view) {
   Activate(view, *active);
 }
 
-// What the dialog itself writes into an edit makes it the active one for a moment; here the user's edit becomes it
-// again.
+// The dialog's own writing makes an edit the active one for a moment. This makes the user's edit active again.
 void CChangePINDlg::Activate(DialogView& view, CSecureEditEx& edit) {
   m_activeEdit = &edit;
   view.Focus(edit.GetControl());
@@ -164,11 +138,7 @@ void CChangePINDlg::OnClear(DialogView& view) {
 
 void CChangePINDlg::OnNewPINChanged(DialogView& view) const {
   const PlainText text = ReadText(view, m_newPIN);
-  ShowStrength(view, !IsEmpty(text));
-  if (IsEmpty(text)) return;
-  const int score = CMyPasswordChecker(text.get(), kGoodLength).GetStrength();
-  view.SetText(IDC_STRENGTH_WORD, LoadText(StrengthTextId(score)));
-  view.SetPosition(IDC_STRENGTH_BAR, score);
+  ShowStrength(view, text.get());
 }
 
 // Required: an empty repetition of another PIN changes nothing; OK stays as it was.
@@ -200,7 +170,7 @@ void CChangePINDlg::OnOK(DialogView& view) const {
   if (!AreEqual(fresh, repeated)) return Complain(view, IDS_NEW_PIN_DOES_NOT_MATCH, m_repeatedPIN);
   if (m_session != nullptr) {
     try {
-      ChangePIN(current.get(), fresh.get());
+      ChangeAndLogIn(current.get(), fresh.get());
     } catch (const CryptokiError& error) {
       return OnFailure(view, error);
     }
@@ -209,7 +179,7 @@ void CChangePINDlg::OnOK(DialogView& view) const {
   view.End(IDOK);
 }
 
-void CChangePINDlg::ChangePIN(const char* currentPIN, const char* newPIN) const {
+void CChangePINDlg::ChangeAndLogIn(const char* currentPIN, const char* newPIN) const {
   WipedBuffer before(IsPINHandedOver() ? m_pinLength : std::strlen(currentPIN));
   if (IsPINHandedOver()) {
     std::copy_n(m_pin.get(), m_pinLength, before.Data());
@@ -239,10 +209,9 @@ void CChangePINDlg::OnFailure(DialogView& view, const CryptokiError& error) cons
   }
 }
 
-// The module puts the tries left into the low four bits of the device error.
 void CChangePINDlg::OnWrongPIN(DialogView& view) const {
   try {
-    const DWORD tries = static_cast<DWORD>(m_session->GetSessionInfo().ulDeviceError) & 15U;
+    const DWORD tries = TriesLeft(*m_session);
     if (tries == 0) return Lock(view);
     m_status.ShowText(view, IDS_INCORRECT_CURRENT_PIN, tries);
     view.Focus(IDC_CURRENT_PIN);

@@ -3,7 +3,7 @@
 // stays open when the token refuses. `telvotool change-pin` opens it; in the provider only CCLoginDlg would.
 //
 // The result is 1 when the PIN was changed (and also for OK without a session), 2 when the user cancelled. A failure of
-// the token is shown and is no exception. How long a PIN may be is the token's business.
+// the token is shown in the status line and not raised. The token alone decides how long a PIN may be.
 #pragma once
 
 #include "common/Platform.h"
@@ -26,11 +26,11 @@ class CChangePINDlg : public PINChangeDialog {
   void SetSession(Session* session) { m_session = session; }
   // Gets the new PIN; may be empty.
   void AttachPINCache(const boost::shared_ptr<CTELVOPINCache>& cache) { m_cache = cache; }
-  // The current PIN, `length` bytes without a terminator, of an opener that has just logged in with it; the user is not
-  // asked for it then. Null or empty is none. The last holder wipes it.
+  // The current PIN, `length` bytes without a terminator, when the caller has just logged in with it: the user is not
+  // asked for it then. Null or empty: the user is asked. The last holder wipes it.
   void HandOverPIN(const boost::shared_array<BYTE>& pin, DWORD length);
 
-  // As DoModal, on top of a dialog that is shown.
+  // As DoModal, on top of a dialog that is already shown.
   INT_PTR DoModalOver(DialogView& owner);
 
   int GetResource() const override;
@@ -56,7 +56,8 @@ class CChangePINDlg : public PINChangeDialog {
   void Complain(DialogView& view, UINT text, const CSecureEditEx& edit) const;
 
   void OnOK(DialogView& view) const;
-  void ChangePIN(const char* currentPIN, const char* newPIN) const;
+  // Changes the PIN on the session and logs in with the new one. CryptokiError when the token refuses either.
+  void ChangeAndLogIn(const char* currentPIN, const char* newPIN) const;
   void OnFailure(DialogView& view, const CryptokiError& error) const;
   void OnWrongPIN(DialogView& view) const;
   void Lock(DialogView& view) const;
@@ -69,6 +70,3 @@ class CChangePINDlg : public PINChangeDialog {
   boost::shared_array<BYTE> m_pin;
   DWORD m_pinLength = 0;
 };
-
-// The id of the word for a score of 0 to 100.
-UINT StrengthTextId(int score);

@@ -1,5 +1,7 @@
 #include "dialogs/CLoginEX.h"
 
+#include <cstddef>
+
 #include "common/WipeMemory.h"
 #include "cryptoki/CryptokiError.h"
 #include "dialogs/ReadPIN.h"
@@ -8,9 +10,12 @@
 
 namespace {
 
-// Required: a result of the module from 1 to this one is read as the number of tries left. CKR_PIN_INCORRECT is none of
-// them and ends the dialog as any other failure.
+// Required: a result code of the module from 1 to this one is the number of tries left. CKR_PIN_INCORRECT is not one of
+// them and ends the dialog as any other failure does.
 constexpr DWORD kMostTries = 14;
+
+// Required: no longer PIN can be read, whatever the token and the edit accept. In bytes, without the terminator.
+constexpr std::size_t kLongestReadablePIN = 8;
 
 }  // namespace
 
@@ -37,7 +42,8 @@ void CLoginEX::OnCommand(DialogView& view, int control, UINT notification) {
   if (control == IDC_PIN_EDIT && notification == EN_UPDATE) {
     m_edit.OnUpdate(view);
   } else if (control == IDC_PIN_EDIT && notification == EN_CHANGE) {
-    // Required: the button's own text is measured, and not the PIN, so that the first key enables it for good.
+    // Required: the length that counts is that of the button's own text, and not the PIN's. So the first key enables
+    // the button for good.
     view.Enable(IDC_LOGIN, view.GetTextLength(IDC_LOGIN) > 0);
   } else if (control == IDC_LOGIN && notification == BN_CLICKED) {
     OnLogin(view);
@@ -49,10 +55,10 @@ void CLoginEX::OnCommand(DialogView& view, int control, UINT notification) {
 void CLoginEX::OnLogin(DialogView& view) {
   if (!HasPIN(view) || m_session == nullptr) return;
   DWORD length = 0;
-  DWORD result = ReadPIN(view, nullptr, &length);
+  DWORD result = ReadLoginPIN(view, nullptr, &length);
   if (result == ERROR_SUCCESS) {
     WipedBuffer pin(length);
-    result = ReadPIN(view, pin.Data(), &length);
+    result = ReadLoginPIN(view, pin.Data(), &length);
     if (result == ERROR_SUCCESS) result = LogIn(view, pin.Data(), length);
   }
   const bool canTryAgain =
@@ -61,10 +67,8 @@ void CLoginEX::OnLogin(DialogView& view) {
   view.End(result == ERROR_SUCCESS ? IDOK : static_cast<INT_PTR>(result));
 }
 
-DWORD CLoginEX::ReadPIN(const DialogView& view, BYTE* out, DWORD* length) const {
-  // Required: the terminator must stand within this many bytes, whatever the token and the edit accept.
-  constexpr std::size_t kLimit = 9;
-  return ::ReadPIN(view, m_edit, kLimit, out, length);
+DWORD CLoginEX::ReadLoginPIN(const DialogView& view, BYTE* out, DWORD* length) const {
+  return ReadPIN(view, m_edit, kLongestReadablePIN + 1, out, length);
 }
 
 DWORD CLoginEX::LogIn(DialogView& view, BYTE* pin, DWORD length) {
@@ -99,7 +103,7 @@ DWORD CLoginEX::OnLoginError(DialogView& view, DWORD code, const BYTE* pin, DWOR
 DWORD CLoginEX::OnWrongPIN(DialogView& view, DWORD triesLeft) {
   g_loginLog.WriteLine("Wrong PIN");
   g_loginLog.WriteLine("Load string");
-  // Required: the branch stays, though a count of 0 cannot come: the code 0 is no wrong PIN.
+  // Required: the branch stays, though no login comes here with 0 tries: the code 0 is a success.
   if (triesLeft == 0) return Lock(view, "PIN is locked");
   g_loginLog.WriteLine("There are retries left");
   m_status.ShowText(view, IDS_INCORRECT_PIN, triesLeft);

@@ -1,7 +1,7 @@
 // CLoginEX: the dialog that asks for the PIN, logs the session in with it, and stays open through wrong tries.
 //
-// The result is 2 when the user cancelled and 1 after a login. NTE_INTERNAL_ERROR is a PIN of more than 8 characters,
-// NTE_FAIL a login that failed in another way than by a wrong PIN; both are results and not exceptions.
+// The result is 1 after a login and 2 when the user cancelled. It is NTE_INTERNAL_ERROR for a PIN of more than 8 bytes,
+// and NTE_FAIL for a login that failed in another way than by a wrong PIN; neither is raised as an exception.
 #pragma once
 
 #include "common/Platform.h"
@@ -12,7 +12,7 @@ class CLoginEX : public LoginDialog {
  public:
   CLoginEX();
 
-  // In characters. The shortest length is kept and read by nothing; of 0 for the longest, the window sets the limit.
+  // In characters. The edit takes no more than `maximum`; with 0 the window sets the limit. `minimum` has no effect.
   void SetPINLimits(DWORD minimum, DWORD maximum);
 
   int GetResource() const override;
@@ -20,9 +20,9 @@ class CLoginEX : public LoginDialog {
   void OnCommand(DialogView& view, int control, UINT notification) override;
 
  protected:
-  // Copies the PIN to `out`, which may be null, and its length to `*length`.
-  DWORD ReadPIN(const DialogView& view, BYTE* out, DWORD* length) const;
-  // Each returns the result for the dialog to act on: 0, SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED, NTE_FAIL.
+  // ReadPIN of the edit, for a PIN of at most 8 bytes.
+  DWORD ReadLoginPIN(const DialogView& view, BYTE* out, DWORD* length) const;
+  // Each returns what became of the login: 0, SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED or NTE_FAIL.
   DWORD LogIn(DialogView& view, BYTE* pin, DWORD length);
   DWORD OnLoginError(DialogView& view, DWORD code, const BYTE* pin, DWORD length);
   DWORD OnWrongPIN(DialogView& view, DWORD triesLeft);
@@ -32,6 +32,7 @@ class CLoginEX : public LoginDialog {
   DWORD Lock(DialogView& view, const char* logLine);
   void StorePIN(const BYTE* pin, DWORD length);
 
+  // Required: the field stays, though nothing reads it: the token itself refuses a PIN that is too short.
   DWORD m_minimumLength = 0;
   DWORD m_maximumLength = 0;
 };

@@ -77,7 +77,7 @@ CSecureEditEx::PlainText CSecureEditEx::GetPlainText(const DialogView& view) con
 void CSecureEditEx::SetPlainText(DialogView& view, const char* text) {
   const char* shown = text != nullptr ? text : "";
   const std::size_t length = std::strlen(shown);
-  // Remembered first: the window reports the change while the text is set.
+  // Stored first, because the window reports the change while the text is set.
   m_length = length;
   if (m_secureMode == 0) {
     std::string plain = shown;
@@ -101,7 +101,7 @@ void CSecureEditEx::OnUpdate(DialogView& view) {
     m_length = length;
     return;
   }
-  // Also where the asterisks that were written back report themselves.
+  // So it is, too, when the window reports the asterisks that were written back.
   if (length == m_length) return;
   std::string text = view.GetText(m_control);
   const StringWiper wiper(text);
@@ -140,7 +140,7 @@ void CSecureEditEx::ToggleMask() {
 }
 
 void CSecureEditEx::InsertIntoStore(std::size_t position, const char* text, std::size_t length) {
-  // All that can fail comes before the mask is off.
+  // All allocations come before the mask is off.
   std::vector<MaskedByte> fresh;
   fresh.reserve(length);
   for (std::size_t i = 0; i < length; ++i) fresh.emplace_back(new BYTE[1]{static_cast<BYTE>(text[i])});

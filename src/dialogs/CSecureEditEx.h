@@ -1,8 +1,8 @@
-// CSecureEditEx: an edit control that takes a PIN. In secure mode the window's text is asterisks alone; the characters
-// are kept here, each masked and in a heap block of its own, so that the PIN does not lie in memory as one string.
+// CSecureEditEx: an edit control that takes a PIN. In secure mode the window shows only asterisks. The characters are
+// kept here, each masked and in a heap block of its own, so that the PIN does not lie in memory as one string.
 //
-// It follows the window: the dialog hands on the control's EN_UPDATE, and its key and mouse messages before and behind
-// their default handling. A selection would let a replaced range escape it, so nothing stays selected.
+// It follows the window: the dialog passes on the control's EN_UPDATE, and its key and mouse messages before and after
+// their default handling. It could not follow the replacement of a selection, so nothing stays selected.
 #pragma once
 
 #include "common/Platform.h"
@@ -22,24 +22,24 @@ class CSecureEditEx {
   CSecureEditEx(const CSecureEditEx&) = delete;
   CSecureEditEx& operator=(const CSecureEditEx&) = delete;
 
-  // Overwrites the text up to its terminator and frees it; null is left alone.
+  // Overwrites the text up to its terminator and frees it. Null is allowed.
   static void WipePlainText(char* text);
   struct PlainTextWiper {
     void operator()(char* text) const { WipePlainText(text); }
   };
-  // A text with its terminator, wiped when it is let go.
+  // A text with its terminator, wiped when it is released.
   using PlainText = std::unique_ptr<char[], PlainTextWiper>;
 
-  // On (not 0) from construction on. Forgets the characters held; the window's text stays as it is.
+  // Secure mode is on from construction; 0 switches it off. Forgets the characters held; the window's text stays.
   void SetSecureMode(int mode);
-  // The real text; null when there is no memory for it.
+  // The real text; null after an allocation failure.
   PlainText GetPlainText(const DialogView& view) const;
   // Makes `text` the real text; null clears it.
   void SetPlainText(DialogView& view, const char* text);
 
   int GetControl() const { return m_control; }
 
-  // The window is new and empty: forgets what was entered into an earlier one.
+  // For a new and empty window: forgets what was entered into an earlier one.
   void OnOpen();
   // The window's text has changed. A change that no user made, such as a text that another program sets, is fitted to
   // the characters held here as well.

@@ -34,7 +34,7 @@ void CSelectCard::OnOpen(DialogView& view) {
                  "SCardEstablishContext Failed: 0x%08X");
   char* readers = nullptr;
   DWORD length = SCARD_AUTOALLOCATE;
-  // The list is not handed back: it goes with the context.
+  // The list is not freed here: it is released with the context.
   RequireSuccess(SCardListReadersA(m_context, nullptr, reinterpret_cast<LPSTR>(&readers), &length),
                  "SCardListReaders Failed: 0x%08X");
   if (readers == nullptr || std::strlen(readers) < 2) throw std::runtime_error("No cards/tokens were detected.");
@@ -52,7 +52,7 @@ void CSelectCard::OnCommand(DialogView& view, int control, UINT notification) {
   }
 }
 
-// The context is no longer ours when PC/SC refuses it.
+// A failure is ignored: a context that PC/SC does not know needs no release.
 void CSelectCard::ReleaseContext() {
   if (m_context != 0) SCardReleaseContext(m_context);
   m_context = 0;

@@ -1,8 +1,8 @@
 // CSelectCard: the dialog in which the user chooses one of the system's card readers.
 //
-// The result is 1 when a reader was chosen and 2 when the user cancelled. Without a list to choose from the run raises
-// std::runtime_error: "SCardEstablishContext Failed: 0x...", "SCardListReaders Failed: 0x..." with the code as eight
-// hexadecimal digits, "No cards/tokens were detected.".
+// The result is 1 when a reader was chosen and 2 when the user cancelled. When there is no list to choose from, DoModal
+// raises std::runtime_error: "SCardEstablishContext Failed: 0x...", "SCardListReaders Failed: 0x..." with the code as
+// eight hexadecimal digits, or "No cards/tokens were detected.".
 #pragma once
 
 #include "common/Platform.h"
@@ -18,7 +18,7 @@ class CSelectCard : public DialogController {
   ~CSelectCard() override;
 
   INT_PTR DoModal();
-  // The name of the chosen reader, empty before a choice, byte for byte as PC/SC has it. A null target raises
+  // The name of the chosen reader, byte for byte as PC/SC has it; empty before a choice. A null `out` raises
   // std::runtime_error "Reader name is NULL".
   void GetReaderName(std::string* out) const;
 
@@ -29,6 +29,6 @@ class CSelectCard : public DialogController {
  private:
   void ReleaseContext();
 
-  ULONG_PTR m_context = 0;  // an SCARDCONTEXT; its header stays out of here
+  ULONG_PTR m_context = 0;  // an SCARDCONTEXT; this header does not include PC/SC's
   std::string m_readerName;
 };

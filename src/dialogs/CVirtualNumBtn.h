@@ -16,12 +16,12 @@ class CVirtualNumBtn {
 
   // In interface order: append, never reorder.
   virtual ~CVirtualNumBtn() = default;
-  // Takes the first character of each and shows both texts. "&&" is the character "&" in a caption.
+  // Keeps the first character of each string and shows both strings. A caption writes the character "&" as "&&".
   virtual void SetLabels(DialogView& view, const char* upper, const char* lower);
   virtual void SetCaption(DialogView& view, const char* caption);
 
   int GetControl() const { return m_control; }
-  // Zero as long as no labels were set.
+  // 0 before SetLabels.
   char GetUpper() const { return m_upper; }
   char GetLower() const { return m_lower; }
 
@@ -31,7 +31,7 @@ class CVirtualNumBtn {
   char m_lower = 0;
 };
 
-// A sign and the digit below it, as labels of a key.
+// The labels of a key: a sign, and the digit below it.
 using KeyLabels = std::pair<const char*, const char*>;
 // The ten pairs of the digit row, from ")" and "0" to "!" and "1".
 std::vector<KeyLabels> DigitKeyLabels();

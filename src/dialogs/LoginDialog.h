@@ -1,5 +1,5 @@
-// LoginDialog: what the dialogs that ask for a PIN and log in with it have in common: what their opener hands over, the
-// PIN's edit, and the status line.
+// LoginDialog: what the dialogs that log in with a PIN have in common: what their caller hands over, the PIN's edit and
+// the status line.
 #pragma once
 
 #include "common/Platform.h"
@@ -15,17 +15,17 @@
 
 class LoginDialog : public DialogController {
  public:
-  // The session to log in, not owned. With none the Login button does nothing.
+  // The session to log in, not owned. Without one the Login button does nothing.
   void SetSession(Session* session) { m_session = session; }
   // Shown in the title, unless it is empty.
   void SetTokenLabel(const std::string& label) { m_tokenLabel = label; }
-  // Kept, and read by nothing.
+  // Has no effect.
   void SetTokenFlags(DWORD flags) { m_tokenFlags = flags; }
   // Gets the PIN that logged in; may be empty.
   void AttachPINCache(const boost::shared_ptr<CTELVOPINCache>& cache) { m_cache = cache; }
 
-  // Shows the dialog and returns its result: 2 when the user cancelled, 1 after a login. What an event throws comes out
-  // of here.
+  // Shows the dialog and returns its result: 1 after a login, 2 when the user cancelled, -1 when no window could be
+  // made. An exception of an event leaves this function.
   INT_PTR DoModal();
 
   bool GetTextColor(int control, COLORREF& color) const override { return m_status.GetTextColor(control, color); }
@@ -38,7 +38,7 @@ class LoginDialog : public DialogController {
   explicit LoginDialog(int statusControl);
 
   void ShowTitle(DialogView& view) const;
-  // Whether there is a PIN to log in with; else the user is asked for one.
+  // Whether the edit holds a PIN. If not, the status line asks the user for one.
   bool HasPIN(DialogView& view) const;
   // One login of the session, in its turn.
   void LogSessionIn(BYTE* pin, DWORD length) const;
@@ -48,5 +48,6 @@ class LoginDialog : public DialogController {
   boost::shared_ptr<CTELVOPINCache> m_cache;
   Session* m_session = nullptr;
   std::string m_tokenLabel;
+  // Required: the field stays, though nothing reads it: the login's result tells what the flags would tell of the PIN.
   DWORD m_tokenFlags = 0;
 };

@@ -9,7 +9,8 @@
 
 namespace {
 
-// Keys with ids in a row that send characters, without and with Shift. Of letters, Caps reverses what Shift does.
+// Keys with consecutive ids, and the characters that they send without and with Shift. For letters, Caps reverses
+// Shift.
 struct KeyRow {
   const char* plain;
   const char* shifted;
@@ -32,7 +33,7 @@ constexpr KeyRow kKeyRows[] = {
 };
 // clang-format on
 
-// Keys that move or delete.
+// Keys that move the caret or delete.
 struct EditingKey {
   int control;
   WPARAM virtualKey;
@@ -86,7 +87,7 @@ void OnScreenKeyboard::LabelDigits(DialogView& view, const std::vector<KeyLabels
   for (std::size_t i = 0; i < count; ++i) m_digitKeys[i].SetLabels(view, labels[i].first, labels[i].second);
 }
 
-// NOLINTBEGIN(cert-msc*): where the digits stand is seen by everybody who sees the screen.
+// NOLINTBEGIN(cert-msc*): the order is no secret, the screen shows it.
 void ShuffleKeyLabels(std::vector<KeyLabels>& labels, unsigned seed) {
   std::srand(seed);
   for (std::size_t i = 1; i < labels.size(); ++i) {

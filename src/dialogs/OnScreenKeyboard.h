@@ -1,5 +1,5 @@
-// OnScreenKeyboard: the keys that a dialog shows for the mouse. A key sends its character, or the press of an editing
-// key, to an edit control of the dialog.
+// OnScreenKeyboard: the keys that a dialog shows for the mouse. A key sends its character, or the key press for an
+// editing key, to an edit control of the dialog.
 #pragma once
 
 #include "common/Platform.h"
@@ -14,20 +14,20 @@ class OnScreenKeyboard {
  public:
   OnScreenKeyboard();
 
-  // Makes the dialog taller by the keyboard's 200 pixels while the check box `toggle` is checked, and less tall by as
-  // many while it is not.
+  // Makes the dialog taller by the keyboard's 200 pixels when the check box `toggle` is checked, and shorter by as many
+  // when it is not.
   static void AdjustHeight(DialogView& view, int toggle);
 
-  // Sends what the key `control` means, by the state of Caps and Shift, to `edit`. A control that is no key, or a key
-  // of the digit row without labels, sends nothing.
+  // Sends to `edit` what the key `control` stands for in the present state of Caps and Shift. Sends nothing for a
+  // control that is no key, and for a key of the digit row without labels.
   void Press(DialogView& view, int control, int edit) const;
 
-  // Gives the pairs to the digit row in order: the first one to the key of the 0, the others to those of 1 to 9.
+  // Labels the digit row with the pairs, in order: the key of the 0 first, then those of 1 to 9.
   void LabelDigits(DialogView& view, const std::vector<KeyLabels>& labels);
 
  private:
   std::array<CVirtualNumBtn, 10> m_digitKeys;
 };
 
-// ShuffleKeyLabels seeds the generator of the process (rand) and brings the pairs into an order that it draws.
+// ShuffleKeyLabels seeds the random generator of the process (rand) and puts the pairs into a random order.
 void ShuffleKeyLabels(std::vector<KeyLabels>& labels, unsigned seed);

@@ -1,4 +1,4 @@
-// PINChangeDialog: what the dialogs that ask for a PIN and for its successor, twice, have in common.
+// PINChangeDialog: what the dialogs have in common that ask for the current PIN and, twice, for a new one.
 #pragma once
 
 #include "common/Platform.h"
@@ -13,8 +13,8 @@ class PINChangeDialog : public DialogController {
   // Shown in the title, unless it is empty.
   void SetTokenLabel(const std::string& label) { m_tokenLabel = label; }
 
-  // Shows the dialog and returns its result, 2 when the user cancelled and -1 when no window could be made. What an
-  // event throws comes out of here.
+  // Shows the dialog and returns its result: 2 when the user cancelled, -1 when no window could be made. An exception
+  // of an event leaves this function.
   INT_PTR DoModal();
 
   bool WatchesInput(int control) const override { return FindEdit(control) != nullptr; }
@@ -25,7 +25,7 @@ class PINChangeDialog : public DialogController {
   // The controls of the three edits.
   PINChangeDialog(int currentPIN, int newPIN, int repeatedPIN);
 
-  // Forgets what was entered in an earlier run, and shows the label behind `words` in the title.
+  // Forgets what was entered in an earlier run, and shows `words` and the label as title, unless the label is empty.
   void Open(DialogView& view, const std::string& words);
   // Null for another control.
   const CSecureEditEx* FindEdit(int control) const;

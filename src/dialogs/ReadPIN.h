@@ -1,4 +1,4 @@
-// Taking a PIN out of its edit.
+// ReadPIN: the PIN that a user typed into an edit.
 #pragma once
 
 #include "common/Platform.h"
@@ -7,8 +7,11 @@
 
 #include "dialogs/CSecureEditEx.h"
 
-// ReadPIN copies the real text of `edit`, without a terminator, to `out`, which has room for `*length` bytes, and its
-// length in bytes to `*length`; with a null `out` the length alone. NTE_INVALID_PARAMETER without `length`.
-// NTE_INTERNAL_ERROR, and nothing is written, when no terminator stands within the first `limit` bytes, when the text
-// has outgrown the room, or there is no memory.
-DWORD ReadPIN(const DialogView& view, const CSecureEditEx& edit, std::size_t limit, BYTE* out, DWORD* length);
+// Copies the PIN, without a terminator, to `out`, which has room for `*length` bytes, and sets `*length` to the PIN's
+// length in bytes. With a null `out` only the length is set. A PIN may have `mostWithTerminator` bytes, its terminator
+// included.
+//
+// NTE_INVALID_PARAMETER without `length`. NTE_INTERNAL_ERROR for a PIN that is longer than that or does not fit into
+// `out`, and for an allocation failure; nothing is written then.
+DWORD ReadPIN(const DialogView& view, const CSecureEditEx& edit, std::size_t mostWithTerminator, BYTE* out,
+              DWORD* length);

@@ -1,4 +1,4 @@
-// StatusLine: the line in which a dialog tells its user what went wrong, red and bold.
+// StatusLine: the red, bold line in which a dialog tells its user what went wrong.
 #pragma once
 
 #include "common/Platform.h"
@@ -12,7 +12,7 @@ class StatusLine {
   explicit StatusLine(int control) : m_control(control) {}
 
   void Show(DialogView& view, const std::string& text) const { view.SetText(m_control, text); }
-  // The text of the string table, or with a number in the place of its directive.
+  // Shows a string of the string table. The number takes the place of the string's format directive.
   void ShowText(DialogView& view, UINT id) const;
   void ShowText(DialogView& view, UINT id, DWORD number) const;
   void Clear(DialogView& view) const { Show(view, ""); }

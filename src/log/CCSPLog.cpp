@@ -30,13 +30,13 @@ void AppendDumpRow(std::string& dump, const BYTE* data, std::size_t length) {
 }
 
 // One call writes the text in one piece, so that items of other threads and processes come before it or
-// behind it.
+// after it.
 void Put(std::ostream& file, std::string& text) {
   file.write(text.data(), static_cast<std::streamsize>(text.size()));
   text.clear();
 }
 
-// What is logged in passing does not change the error that the caller reads afterwards.
+// Logging does not change the last error, which the caller may read afterwards.
 class LastErrorKept {
  public:
   LastErrorKept() : m_code(GetLastError()) {}
@@ -48,7 +48,7 @@ class LastErrorKept {
   DWORD m_code;
 };
 
-// Long data is written in pieces of this size, so that its text does not need several times its memory again.
+// Long data is written in pieces: as one string it would take several times its own memory.
 void PutWhenLong(std::ostream& file, std::string& text) {
   constexpr std::size_t kPiece = std::size_t{256} * 1024;
   if (text.size() >= kPiece) Put(file, text);
@@ -65,7 +65,7 @@ void ReportStreamState(const std::ios& stream, std::ostream& errors) {
 
 CCSPLog::CCSPLog(DWORD maxLines) : m_fileName{}, m_lineCount(0), m_lineLimit(maxLines), m_enabled(0) {
   m_enabled = Settings().IsOn(kSwitch) ? 1 : 0;
-  // Required: without a file name the object leaves the start line to the next one, which will not do better.
+  // Required: without a file name the object leaves the start line to the next object, which has no file name either.
   if (m_enabled != 0 && !ReadFileName()) return;
   if (g_logStarted == 0) WriteStartLine();
   m_lineCount = 0;
@@ -73,7 +73,7 @@ CCSPLog::CCSPLog(DWORD maxLines) : m_fileName{}, m_lineCount(0), m_lineLimit(max
 
 bool CCSPLog::ReadFileName() {
   const StoredSetting stored = Settings().Read(kFile);
-  // A value that fills the limit without a terminating zero loses its last byte.
+  // A value as long as the limit and without a terminating zero loses its last byte.
   std::memcpy(m_fileName, stored.text, sizeof(m_fileName) - 1);
   return stored.IsUsed();
 }
@@ -85,7 +85,7 @@ void CCSPLog::WriteStartLine() {
        std::ctime(&now))
           .str();
   Write(line.c_str(), " ", true);
-  // Required: also when nothing was written, because logging is off.
+  // Required: set also when logging is off and nothing was written.
   g_logStarted = 1;
 }
 
@@ -107,7 +107,7 @@ bool CCSPLog::WithFile(Body body) {
   return true;
 }
 
-// Without a file name no item comes to anything: with logging off that is every one.
+// Without a file name nothing is written; with logging off there is none.
 bool CCSPLog::IsOff() const { return m_fileName[0] == '\0'; }
 
 void CCSPLog::Write(const char* label, const char* value, bool newline) {

@@ -1,9 +1,9 @@
 // CCSPLog: the provider's text trace, its only diagnostic.
 //
 // Each source module owns one process-wide object (log/Logs.h), and all of them append to one file. Whether
-// and where is read from the registry when an object is constructed: `CSPLOG`, a decimal number in text,
-// switches logging on when it is not zero; `CSPDIR` is the complete path of the file. Callers log
-// unconditionally; the object decides. A failure to log is never reported: the item vanishes.
+// and where is read from the registry when an object is constructed: `CSPLOG`, a string with a decimal number,
+// switches logging on when it is not zero; `CSPDIR` is the complete path of the file. Callers always log, and
+// the object decides whether to write. A failure is never reported: the item is lost.
 //
 // The file is opened and closed for each item, so that it can be read while it grows and several processes
 // can append to it. Items of two threads or processes may alternate. On Windows line ends are written as CR
@@ -15,20 +15,20 @@
 #include <atomic>
 #include <iosfwd>
 
-// Set once a log object has tried to write the start line of this process, so that the file gets one and not
-// one an object.
+// Not 0 once a log object has tried to write the start line of this process: the file gets one line for all
+// objects.
 extern BYTE g_logStarted;
 
 class CCSPLog {
  public:
-  // Reads the settings and, as the first of the process, writes the start line. The object writes `maxLines`
-  // items and is silent for good afterwards.
+  // Reads the settings. The first object of the process also writes the start line. After `maxLines` items the
+  // object writes nothing more.
   explicit CCSPLog(DWORD maxLines);
 
-  // Write appends `label`, a blank, `value`, a blank, and a line end, or a zero byte when `newline` is false.
-  // It counts as one item, as do the operations down to WriteDecimal that are built on it.
+  // Write appends `label`, a space, `value`, a space, and a line end, or a zero byte when `newline` is false.
+  // It counts as one item. So do the operations down to WriteDecimal, which call it.
   void Write(const char* label, const char* value, bool newline);
-  // WriteLine is Write with a value of one blank: the line ends in three blanks.
+  // WriteLine is Write with a value of one space: the line ends in three spaces.
   void WriteLine(const char* text);
   // WriteHex shows `value` with "%0X", WriteDecimal with "%d", WriteFormatted with the given format of one
   // number.
@@ -36,17 +36,17 @@ class CCSPLog {
   void WriteFormatted(const char* label, DWORD value, const char* format, bool newline);
   void WriteDecimal(const char* label, DWORD value, bool newline);
 
-  // WriteBytes appends `label` and then each byte as two upper-case hexadecimal digits and a blank. Not
+  // WriteBytes appends `label` and then each byte as two upper-case hexadecimal digits and a space. Not
   // counted.
   void WriteBytes(const char* label, const BYTE* data, DWORD length, bool newline);
   // WriteHexDump appends rows of sixteen bytes: hexadecimal digits, a tab, and the bytes as text, where
-  // everything outside '!' to '~' shows as a dot. The last row is not padded. Not counted.
+  // everything outside '!' to '~' is a dot. The last row is not padded. Not counted.
   void WriteHexDump(const BYTE* data, DWORD length);
-  // WriteTLV appends a heading, the three parts in hexadecimal (of `value` the low 32 bits of its address),
-  // and the bytes of a `value` that is not null.
+  // WriteTLV appends a heading, tag, length and the low 32 bits of the address `value` in hexadecimal, and then
+  // the bytes of a `value` that is not null.
   void WriteTLV(const char* heading, DWORD tag, DWORD length, const BYTE* value);
 
-  // The number of items after which the object is silent.
+  // The number of items after which the object writes nothing more.
   DWORD GetLineLimit() const { return m_lineLimit; }
 
   // SetEnabled stores the switch in the registry for processes to come. Always true.
@@ -67,14 +67,14 @@ class CCSPLog {
   template <typename Body>
   bool WithFile(Body body);
 
-  // All zero until the constructor ran, and then an exhausted object: other static objects may log before
-  // that.
+  // Other static objects may log before the constructor runs. The object is zero-initialised before
+  // construction, so its limit is 0 and it writes nothing.
   char m_fileName[MAX_PATH];
   std::atomic<DWORD> m_lineCount;
   DWORD m_lineLimit;
   DWORD m_enabled;
 };
 
-// ReportStreamState names on `errors`, one a line, the state bits of a file stream that neither failed nor
-// opened.
+// ReportStreamState writes the state bits of a stream to `errors`, one a line. For a file that is not open although no
+// failure was reported.
 void ReportStreamState(const std::ios& stream, std::ostream& errors);

@@ -1,6 +1,6 @@
-// CTELVOPINCache: one PIN, kept in memory from a successful login on, so that a later context on the same token logs in
-// silently. The PIN is masked against a casual look at memory, which is no encryption, and its memory is kept out of
-// the page file and wiped when it is given back.
+// CTELVOPINCache: one PIN, kept in memory after a successful login, so that a later context on the same token logs in
+// silently. The PIN is masked against a casual look at memory; that is no encryption. Its memory is kept out of the
+// page file and wiped before it is freed.
 //
 // No operation reports a failure other than by a log line and an unchanged state. Each takes the object's lock; Hold
 // makes several of them one step.
@@ -14,7 +14,7 @@
 
 class CTELVOPINCache {
  public:
-  // Draws the key bytes and with that reseeds the generator of the whole process (rand).
+  // Makes the key of random bytes, which reseeds the random generator of the whole process (rand).
   CTELVOPINCache();
   CTELVOPINCache(const CTELVOPINCache&) = delete;
   CTELVOPINCache& operator=(const CTELVOPINCache&) = delete;
@@ -23,11 +23,11 @@ class CTELVOPINCache {
   virtual ~CTELVOPINCache();
   // 1 while a PIN is held, else 0.
   virtual BYTE IsPINSet() const;
-  // Holds `length` bytes at `pin` from now on, in the place of what was held. A null or empty PIN changes nothing, and
-  // neither does any while the administrator has switched caching off: registry value PINCACHE with a number of 0.
+  // Replaces the PIN with the `length` bytes at `pin`. A null or empty PIN changes nothing. Nor does any PIN when the
+  // administrator has switched caching off: the registry value PINCACHE is 0.
   virtual void SetPINCache(const BYTE* pin, DWORD length);
-  // Copies the PIN to `out`, of `*length` bytes, which is not changed. With a null `out`, or one that is too small,
-  // `*length` becomes the PIN's length and nothing is copied. Without a PIN neither is touched.
+  // Copies the PIN to `out`, which has room for `*length` bytes; `*length` stays as it is. With a null `out`, or one
+  // that is too small, sets `*length` to the PIN's length and copies nothing. Without a PIN changes neither.
   virtual void GetPINCache(BYTE* out, DWORD* length);
   // Forgets the PIN.
   virtual void ClearPINCache();
@@ -49,7 +49,7 @@ class CTELVOPINCache {
 
  private:
   bool HasBuffer() const { return m_length != 0 && m_buffer; }
-  // Lets the pages go and overwrites the masked PIN.
+  // Unlocks the pages and overwrites the masked PIN.
   void WipeBuffer();
 
   mutable std::recursive_mutex m_mutex;

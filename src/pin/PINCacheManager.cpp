@@ -38,7 +38,7 @@ boost::shared_ptr<CTELVOPINCache> PINCacheManager::GetPINCache(const std::string
     g_pinCacheLog.Write("Reader Name (cache): ", found->readerName.c_str(), true);
     if (found->serialNumber == serialNumber) {
       g_pinCacheLog.Write("Serial number (cache): ", found->serialNumber.c_str(), true);
-      // Required: a hit leaves no exit line.
+      // Required: no exit line is logged when a cache was found.
       return found->cache;
     }
     g_pinCacheLog.WriteLine("Reader found, but serial associated is different. Clearing cache.");

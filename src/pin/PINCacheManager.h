@@ -1,7 +1,7 @@
-// PINCacheManager: the process's book of PIN caches, one for each reader and card. One instance serves the process.
+// PINCacheManager: the list of the process's PIN caches, one for each reader and card. One instance serves the process.
 //
-// A reader has at most one entry: a card with another serial number pushes out the one before it. An entry outlives the
-// PIN in it, and is gone for good only with the process. Operations may be called from several threads.
+// A reader has at most one entry: a card with another serial number replaces the entry of the one before. An entry
+// stays when its PIN is cleared, to the end of the process. Operations may be called from several threads.
 #pragma once
 
 #include "common/Platform.h"
@@ -26,16 +26,16 @@ class PINCacheManager {
   PINCacheManager(const PINCacheManager&) = delete;
   PINCacheManager& operator=(const PINCacheManager&) = delete;
 
-  // The cache of a reader whatever its card, empty when it has none. Names are compared exactly.
+  // The cache of a reader, whatever its card; empty when there is none. Names are compared exactly.
   boost::shared_ptr<CTELVOPINCache> GetPINCache(const std::string& readerName);
-  // The cache of a card in a reader, made when there is none; never empty.
+  // The cache of a card in a reader, created when there is none; never empty.
   boost::shared_ptr<CTELVOPINCache> GetPINCache(const std::string& readerName, const std::string& serialNumber);
 
  private:
   std::list<PINCacheEntry>::iterator FindReader(const std::string& readerName);
 
   std::list<PINCacheEntry> m_entries;  // in order of creation
-  std::mutex m_mutex;                  // over m_entries
+  std::mutex m_mutex;                  // guards m_entries
 };
 
 // Defined in entry/ProcessObjects.cpp.

@@ -7,7 +7,7 @@
 
 namespace {
 
-// Counts and their products: the square of a length must fit.
+// For counts and their products: the square of a length must fit.
 using Count = std::int64_t;
 
 bool IsLower(char c) { return c >= 'a' && c <= 'z'; }
@@ -29,7 +29,7 @@ Count CountMiddle(const std::string& text) {
   return text.size() > 2 ? std::count_if(text.begin() + 1, text.end() - 1, IsDigitOrSymbol) : 0;
 }
 
-// Places where `fits` is true of a character and the next one.
+// The number of places where `fits` is true for a character and the next one.
 template <typename Predicate>
 Count CountPairs(const std::string& text, Predicate fits) {
   Count count = 0;
@@ -44,8 +44,8 @@ Count CountPairsOf(const std::string& text, Predicate is) {
 
 constexpr std::size_t kRunLength = 3;
 
-// How often a piece of `order` that begins at one of the first `starts` places is found, whatever the case. A search
-// goes on behind what it found.
+// How often the text has a run: three characters in a row of `order`, beginning at one of its first `starts` places.
+// The case does not matter. A search goes on after the run that it found.
 Count CountRuns(const std::string& text, const char* order, std::size_t starts) {
   Count count = 0;
   for (const char* run = order; run != order + starts; ++run) {
@@ -57,7 +57,7 @@ Count CountRuns(const std::string& text, const char* order, std::size_t starts) 
   return count;
 }
 
-// Required: neither the last run upwards nor the last one downwards is looked for, of letters and of digits alike.
+// Required: of letters as of digits, neither the last run upwards nor the last one downwards is looked for.
 Count CountLetterRuns(const std::string& text) {
   constexpr std::size_t kStarts = 23;
   return CountRuns(text, "abcdefghijklmnopqrstuvwxyz", kStarts) +
@@ -77,7 +77,7 @@ Count Bonus(const std::string& text, DWORD minimumLength) {
   Count bonus = 4 * length + 6 * CountCharacters(text, IsSymbol) + 2 * middle;
   if (lowers > 0) bonus += 2 * (length - lowers);
   if (uppers > 0) bonus += 2 * (length - uppers);
-  // Required: a candidate of digits alone gets nothing for them.
+  // Required: digits give no bonus when there is nothing else.
   if (digits != length) bonus += 4 * digits;
 
   const bool isLongEnough = text.size() >= minimumLength;

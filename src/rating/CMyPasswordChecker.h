@@ -1,5 +1,5 @@
-// CMyPasswordChecker: the rules by which the dialog that changes a PIN rates the new one. Letters, digits and cases are
-// those of ASCII, whatever the locale of the process.
+// CMyPasswordChecker: the rules by which CChangePINDlg rates a new PIN. Letters, digits and cases are those of ASCII,
+// whatever the locale of the process.
 #pragma once
 
 #include "rating/CPasswordChecker.h"

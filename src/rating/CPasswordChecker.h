@@ -1,4 +1,4 @@
-// CPasswordChecker: rates a PIN that a user would like to have. The rating advises; nothing is refused because of it.
+// CPasswordChecker: rates a new PIN. The rating only advises: no PIN is refused because of it.
 #pragma once
 
 #include "common/Platform.h"
@@ -7,7 +7,8 @@
 
 class CPasswordChecker {
  public:
-  // The candidate is kept, and wiped with this object. `minimumLength` in characters.
+  // The object keeps a copy of the candidate and wipes it at its own end. A candidate of `minimumLength` bytes or more
+  // is rated as long enough.
   CPasswordChecker(std::string candidate, DWORD minimumLength);
   CPasswordChecker(const CPasswordChecker&) = delete;
   CPasswordChecker& operator=(const CPasswordChecker&) = delete;

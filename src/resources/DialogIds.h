@@ -1,5 +1,6 @@
-// The ids of the dialogs, their controls, texts and pictures: for the sources and for the resource script, so plain
-// definitions and no include.
+// The ids of the dialogs, their controls, strings and pictures. The resource script reads this file too, so it has
+// plain definitions and no include. Ids that only the resource script uses (pictures, frames, labels, the last keys of
+// a row) are here so that no control is a bare number.
 #ifndef TELVO_PIN_DIALOG_IDS_H
 #define TELVO_PIN_DIALOG_IDS_H
 
@@ -14,9 +15,8 @@
 #define IDB_LOGO 102
 #define IDI_PROVIDER 112
 
-// Texts (resources/StringTable.inc).
+// Strings (resources/StringTable.inc has them all): those that the sources load.
 #define IDS_PROVIDER_NAME 104
-#define IDS_ENTER_PIN_FOR 105
 #define IDS_INCORRECT_PIN 106
 #define IDS_PIN_LOCKED 107
 #define IDS_PLEASE_ENTER_PIN 108
@@ -31,8 +31,8 @@
 #define IDS_STRONG 118
 #define IDS_VERY_STRONG 119
 
-// Both login dialogs. In IDD_LOGIN_KEYBOARD the edit has no password style, as the PIN can be revealed there; what
-// keeps it out of sight are the asterisks that stand in the window's text.
+// Both login dialogs. In IDD_LOGIN_KEYBOARD the edit has no password style, as the PIN can be revealed there: the
+// window's text is asterisks until then.
 #define IDC_LOGIN 1001     // button
 #define IDC_PIN_EDIT 1002  // edit
 
@@ -74,7 +74,7 @@
 #define IDC_STRENGTH_LABEL 1078        // static
 #define IDC_STRENGTH_WORD 1079         // static
 #define IDC_CHANGE_FRAME 1080          // group box
-// Controls that a layout may have, and that stay hidden: IDC_SHOW_KEYBOARD and these.
+// A layout may have these controls and IDC_SHOW_KEYBOARD; they stay hidden.
 #define IDC_CHANGE_HIDDEN_FIRST 1081
 #define IDC_CHANGE_HIDDEN_LAST 1086
 
@@ -87,7 +87,7 @@
 #define IDC_CHANGE_PWD 1105          // button
 #define IDC_CURRENT_PWD 1106         // edit
 
-// The on-screen keyboard: push buttons, Caps and Shift being check boxes that look like push buttons.
+// The on-screen keyboard: push buttons. Caps and Shift are check boxes that look like push buttons.
 #define IDC_KEY_BACKQUOTE 1010
 // 1, 2 ... 9 and 0 of the digit row: 1011 to 1019 and 1020.
 #define IDC_KEY_DIGIT_1 1011

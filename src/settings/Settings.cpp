@@ -33,7 +33,7 @@ StoredSetting Settings::Read(const Setting& setting) const {
   stored.tooLong = status == static_cast<LSTATUS>(ERROR_MORE_DATA);
   stored.found = status == ERROR_SUCCESS || stored.tooLong;
   if (stored.IsUsed()) return stored;
-  // A query that fails may leave anything in the buffer.
+  // A query that failed may have left anything in the buffer.
   std::memset(stored.text, 0, sizeof(stored.text));
   std::string_view(setting.fallback).copy(stored.text, sizeof(stored.text) - 1);
   if (!stored.found) stored.length = 0;

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string_view>
 
-// What the text of a setting says.
+// What the string of a setting means.
 enum class SettingForm {
   kSwitch,  // a decimal number; off when it is 0 or no number
   kPath,    // the complete path of a file
@@ -17,7 +17,7 @@ struct Setting {
   const char* name;
   SettingForm form;
   DWORD limit;           // bytes that the value may have, its terminating zero included
-  const char* fallback;  // what counts when the value is absent or longer
+  const char* fallback;  // used instead when the value is absent or longer
 };
 
 // A new setting is a new row here.
@@ -27,7 +27,7 @@ inline constexpr Setting kSettings[] = {
     {"PINCACHE", SettingForm::kSwitch, 32, "1"},
 };
 
-// The row of that name. A name without a row does not compile where the result is constexpr.
+// The row of that name. When the result is constexpr, a name without a row does not compile.
 constexpr const Setting& SettingNamed(std::string_view name) {
   for (const Setting& setting : kSettings) {
     if (name == setting.name) return setting;
@@ -43,22 +43,22 @@ constexpr DWORD LongestSetting() {
 
 // What the registry holds for a setting.
 struct StoredSetting {
-  bool found = false;    // the value is there, however long
-  bool tooLong = false;  // it is longer than the limit, so that the fallback counts
+  bool found = false;    // the value exists, however long
+  bool tooLong = false;  // it is longer than the limit, so that the fallback is used
   DWORD type = 0;        // REG_SZ and so on
   DWORD length = 0;      // in bytes
-  // The text that counts. The type is not looked at: a value of every type is read as the text that its bytes spell, up
-  // to the first zero byte.
+  // The string that is used. The type does not matter: the bytes of any value are read as a string, up to the first
+  // zero byte.
   char text[LongestSetting() + 1] = {};
 
-  // Whether the value itself counts, and not the fallback.
+  // Whether the value itself is used, and not the fallback.
   bool IsUsed() const { return found && !tooLong; }
-  // Whether the text is a number other than 0. Blanks may come before it and anything after it.
+  // Whether the string is a number other than 0. Spaces may come before the number, anything after it.
   bool IsOn() const;
 };
 
-// Settings: the key of the registry that has the settings, open as long as the object lives. It needs no other object
-// of the process, so that static objects may use it while they are constructed, and it allocates no memory.
+// Settings: the registry key with the settings, open as long as the object lives. Static objects may use it in their
+// constructors: it needs no other object of the process and allocates no memory.
 class Settings {
  public:
   // Opens the first of the product's three keys below HKEY_LOCAL_MACHINE that exists, newest product name first. A
@@ -68,7 +68,7 @@ class Settings {
   Settings(const Settings&) = delete;
   Settings& operator=(const Settings&) = delete;
 
-  // The open key; null when none of the three exists. It stays the object's.
+  // The open key; null when none of the three exists. The object keeps it and closes it.
   HKEY Key() const { return m_key; }
 
   StoredSetting Read(const Setting& setting) const;

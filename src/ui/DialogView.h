@@ -30,9 +30,9 @@ class DialogView {
 
   virtual void SetTitle(const std::string& title) = 0;
   virtual void SetSmallIcon(int icon) = 0;
-  // Makes the window taller by so many pixels, or less tall by a negative number.
+  // Makes the window taller by so many pixels; a negative number makes it shorter.
   virtual void GrowBy(int pixels) = 0;
-  // Ends the dialog with this result. What the current event does behind this call still happens.
+  // Ends the dialog with this result. The current event still runs to its end.
   virtual void End(INT_PTR result) = 0;
 
   // The text of a control in the system's ANSI code page.
@@ -42,7 +42,7 @@ class DialogView {
   virtual void Enable(int control, bool enabled) = 0;
   // A control that the dialog's template does not have is left alone.
   virtual void Show(int control, bool shown) = 0;
-  // A control that is disabled does not get it.
+  // Does nothing for a disabled control.
   virtual void Focus(int control) = 0;
   virtual bool IsChecked(int control) const = 0;
 
@@ -52,7 +52,7 @@ class DialogView {
   virtual TextSelection GetSelection(int control) const = 0;
   virtual void Select(int control, TextSelection selection) = 0;
   virtual void ScrollToCaret(int control) = 0;
-  // Gives the control a message as if a key had been pressed: WM_CHAR or WM_KEYDOWN.
+  // Sends the control WM_CHAR or WM_KEYDOWN, as if a key had been pressed.
   virtual void SendKey(int control, UINT message, WPARAM key) = 0;
   // Whether the key is held down: VK_SHIFT and its kind.
   virtual bool IsKeyDown(int virtualKey) const = 0;

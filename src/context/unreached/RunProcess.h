@@ -1,4 +1,6 @@
-// A program that is run without a window. No flow of the provider does so. Windows only.
+// RunProcess: a program that is run without a window. Windows only.
+//
+// Unreached: built and tested because the product must have it, though nothing in the provider uses it.
 #pragma once
 
 #include "common/Platform.h"

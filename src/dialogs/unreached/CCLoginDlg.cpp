@@ -10,7 +10,7 @@
 
 namespace {
 
-// The highest result of a login that is read as a number of tries. Required: one more than in CLoginEX.
+// Required: a result code of the login from 1 to this one is the number of tries left. In CLoginEX it is one less.
 constexpr DWORD kMostTries = 15;
 
 }  // namespace
@@ -56,7 +56,7 @@ void CCLoginDlg::OnClicked(DialogView& view, int control) {
     case IDC_CHANGE_AFTER_LOGIN:
       return ApplyChangeAfterLogin(view);
     case IDC_CHANGE_PIN:
-      return OnChangePIN(view);
+      return OnChangeClicked(view);
     case IDC_KEYBOARD_CANCEL:
     case IDCANCEL:
       return view.End(IDCANCEL);
@@ -83,11 +83,11 @@ void CCLoginDlg::OnPINChanged(DialogView& view) const {
   view.Enable(IDC_LOGIN, text && text[0] != '\0');
 }
 
-void CCLoginDlg::OnChangePIN(DialogView& view) const {
-  if (ChangePIN(view, {}, 0) == IDOK) view.End(IDOK);
+void CCLoginDlg::OnChangeClicked(DialogView& view) const {
+  if (ShowChangeDialog(view, {}, 0) == IDOK) view.End(IDOK);
 }
 
-INT_PTR CCLoginDlg::ChangePIN(DialogView& view, const boost::shared_array<BYTE>& pin, DWORD length) const {
+INT_PTR CCLoginDlg::ShowChangeDialog(DialogView& view, const boost::shared_array<BYTE>& pin, DWORD length) const {
   CChangePINDlg dialog;
   dialog.SetSession(m_session);
   dialog.AttachPINCache(m_cache);
@@ -114,7 +114,7 @@ void CCLoginDlg::OnLogin(DialogView& view) {
     return OnLoginError(view, error.GetCode());
   }
   // Outside the handler: what fails here is no failure of the login.
-  if (m_changeAfterLogin) ChangePIN(view, pin, pinLength);
+  if (m_changeAfterLogin) ShowChangeDialog(view, pin, pinLength);
   view.End(IDOK);
 }
 

@@ -1,5 +1,7 @@
-// CCLoginDlg: the larger login dialog, with an on-screen keyboard and a way into CChangePINDlg. For a caller to take
-// up: the provider itself logs in through CLoginEX.
+// CCLoginDlg: the larger login dialog, with an on-screen keyboard and a button that opens CChangePINDlg.
+//
+// Unreached: built and tested because the product must have it, though nothing in the provider uses it.
+// The provider logs in through CLoginEX.
 //
 // A PIN may have any length here. A user who was logged in already leaves no PIN in the cache. The digit keys have no
 // labels and send nothing.
@@ -25,7 +27,7 @@ class CCLoginDlg : public LoginDialog {
   void OnOpen(DialogView& view) override;
   void OnCommand(DialogView& view, int control, UINT notification) override;
 
-  // The labels for the digit row, from the last to the first. This dialog does not give them to its keys.
+  // The labels for the digit row, from the last to the first. The dialog does not show them on its keys.
   const std::vector<KeyLabels>& GetKeyLabels() const { return m_keyLabels; }
 
  private:
@@ -33,9 +35,9 @@ class CCLoginDlg : public LoginDialog {
   void ApplyReveal(DialogView& view);
   void ApplyChangeAfterLogin(DialogView& view);
   void OnPINChanged(DialogView& view) const;
-  void OnChangePIN(DialogView& view) const;
-  // Opens the dialog for it, and returns its result. A null `pin` is for the user to type.
-  INT_PTR ChangePIN(DialogView& view, const boost::shared_array<BYTE>& pin, DWORD length) const;
+  void OnChangeClicked(DialogView& view) const;
+  // Opens CChangePINDlg on top of this dialog and returns its result. With a null `pin` it asks for the current PIN.
+  INT_PTR ShowChangeDialog(DialogView& view, const boost::shared_array<BYTE>& pin, DWORD length) const;
 
   void OnLogin(DialogView& view);
   void LogIn(DialogView& view, BYTE* pin, DWORD length) const;

@@ -55,16 +55,17 @@ bool CChangePwdDlg::CanChange(const DialogView& view) const {
 
 void CChangePwdDlg::TakePINs(const DialogView& view) {
   for (Field& field : m_fields) field.length = 0;
-  const std::size_t limit = std::size_t{m_maximumLength} + 1;
+  const std::size_t mostWithTerminator = std::size_t{m_maximumLength} + 1;
   for (Field& field : m_fields) {
-    if (ReadPIN(view, field.edit, limit, nullptr, &field.length) != ERROR_SUCCESS) return;
+    if (ReadPIN(view, field.edit, mostWithTerminator, nullptr, &field.length) != ERROR_SUCCESS) return;
   }
   std::vector<WipedBuffer> pins;
   for (Field& field : m_fields) {
     pins.emplace_back(field.length);
-    if (ReadPIN(view, field.edit, limit, pins.back().Data(), &field.length) != ERROR_SUCCESS) return;
+    if (ReadPIN(view, field.edit, mostWithTerminator, pins.back().Data(), &field.length) != ERROR_SUCCESS) return;
   }
-  // Required: the PINs go to the log in clear, as they were read and as the caller gets them. Only this dialog does so.
+  // Required: the PINs go to the log in clear, once as they were read and once as the caller gets them. No other dialog
+  // logs a PIN.
   for (std::size_t i = 0; i < m_fields.size(); ++i) {
     g_changePwdLog.WriteBytes(m_fields[i].label, pins[i].Data(), m_fields[i].length, true);
   }

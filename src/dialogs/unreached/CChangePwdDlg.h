@@ -1,9 +1,10 @@
 // CChangePwdDlg: a bare Romanian dialog that asks for the current PIN and twice for a new one, and hands all three to
-// its caller. Token and session are the caller's business, and so is whether the two new ones are equal; strings 120 to
-// 128 are for its messages. Nothing in the library opens it.
+// its caller. The caller works with the token and compares the two new PINs; strings 120 to 128 are for its messages.
 //
-// The result is 2 when the user cancelled, and 1 for OK also when a PIN could not be read: an edit then holds more than
-// the longest PIN, its length and those behind it are 0, and nothing is handed over.
+// Unreached: built and tested because the product must have it, though nothing in the provider uses it.
+//
+// The result is 2 when the user cancelled, and 1 for OK. It is 1 also when an edit holds more than the longest PIN:
+// then nothing is handed over, and the lengths of this PIN and of those after it are 0.
 //
 // Warning: with the log switched on, OK writes all three PINs to it in clear.
 #pragma once
@@ -20,8 +21,8 @@ class CChangePwdDlg : public PINChangeDialog {
 
   // In characters. OK waits for new PINs of at least `minimum`; no edit takes more than `maximum`.
   void SetPINLimits(DWORD minimum, DWORD maximum);
-  // Where OK copies the PINs to, without terminators: memory of the caller for `maximum` bytes each. A null one gets
-  // nothing and is logged as an empty one.
+  // Where OK copies the PINs to, without terminators: memory of the caller, `maximum` bytes for each. Nothing is copied
+  // to a null one, and its PIN is logged as empty.
   void SetOutputs(BYTE* currentPIN, BYTE* newPIN, BYTE* repeatedPIN);
   // In bytes; 0 before OK.
   DWORD GetCurrentPINLength() const { return m_fields[0].length; }

@@ -1,4 +1,4 @@
-// ControlFonts: the fonts that a dialog draws its controls with, made once for each control and freed with this object.
+// ControlFonts: the fonts of a dialog's controls, made once for each control and freed with this object.
 #pragma once
 
 #include "common/Platform.h"
@@ -11,8 +11,8 @@
 
 class ControlFonts {
  public:
-  // The font of a control, as `font` described it at the control's first request; null when the system makes none.
-  // Not to be deleted or kept by the caller.
+  // The font of a control, as `font` described it at the control's first request; null when the system cannot make it.
+  // This object owns it.
   HFONT Get(int control, const DialogFont& font);
 
  private:

@@ -7,16 +7,16 @@
 
 namespace {
 
-// Pictures are not found by the null instance, which stands for the system's own there.
+// Never null: for pictures a null instance stands for the system's own.
 HINSTANCE ResourceModule() { return g_libraryInstance != nullptr ? g_libraryInstance : GetModuleHandleA(nullptr); }
 
-// The library that has the windows of progress bars, as long as a dialog with one stands: most processes that load the
+// Loads the library with the window class of progress bars while a dialog that has one is open. Most processes with the
 // provider show none.
 class ProgressBars {
  public:
   ProgressBars() {
-    // Wine makes its classes of windows once in a process, and takes the lock of the loader for it. Unless that is
-    // over, comctl32 waits for it inside the loader while another thread that is at it waits for the loader.
+    // Wine registers its window classes once in a process, under the loader's lock. This call waits until that is done:
+    // otherwise comctl32 waits for it while it holds the loader's lock, and two threads wait for each other.
     GetDesktopWindow();
     m_library = LoadLibraryExA("comctl32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
     if (m_library == nullptr) return;
@@ -45,7 +45,7 @@ LONG HeightOf(HFONT font, HWND window) {
   return metrics.tmHeight;
 }
 
-// Gives a control the font, and the height that one line of it takes, so that nothing of the text is cut off.
+// Gives a control the font, and at least the height of one line of it, so that the text is not cut off.
 void SetFont(HWND window, HFONT font) {
   SendMessageA(window, WM_SETFONT, reinterpret_cast<WPARAM>(font), FALSE);
   RECT size = {};
@@ -57,10 +57,10 @@ void SetFont(HWND window, HFONT font) {
 
 }  // namespace
 
-INT_PTR DialogWindow::Run(const DialogWindow* owner) {
+INT_PTR DialogWindow::RunWindow(const DialogWindow* owner) {
   std::optional<ProgressBars> progressBars;
   if (m_controller.HasProgressBar()) progressBars.emplace();
-  // The result is kept here: the system hands on only 32 bits of it in places.
+  // The result is kept here: in some places the system passes on only 32 bits of it.
   DialogBoxParamA(ResourceModule(), MAKEINTRESOURCEA(m_controller.GetResource()),
                   owner != nullptr ? owner->m_window : nullptr, &Procedure, reinterpret_cast<LPARAM>(this));
   if (m_failure) std::rethrow_exception(m_failure);
@@ -80,7 +80,7 @@ INT_PTR DialogWindow::OnMessage(UINT message, WPARAM wParam, LPARAM lParam) {
   switch (message) {
     case WM_INITDIALOG:
       OnOpen();
-      return FALSE;  // the focus is set
+      return FALSE;  // OnOpen has set the focus
     case WM_COMMAND:
       Deliver([&] { m_controller.OnCommand(*this, LOWORD(wParam), HIWORD(wParam)); });
       return TRUE;
@@ -97,11 +97,11 @@ void DialogWindow::OnOpen() {
     m_controller.OnOpen(*this);
     SetFonts();
   });
-  // The system's own choice was made before the controller disabled controls.
+  // The system made its choice before the controller disabled controls.
   if (!m_focused) SetFocus(GetNextDlgTabItem(m_window, nullptr, FALSE));
 }
 
-// The brush of the background, or null for all of the system's own.
+// Returns the brush of the background, or null for the system's own colours.
 INT_PTR DialogWindow::OnDrawText(HDC context, HWND control) {
   INT_PTR background = 0;
   Deliver([&] {
@@ -128,7 +128,7 @@ void DialogWindow::WatchControls() {
   });
 }
 
-// A font that is only selected while the text is drawn does not reach every system's drawing.
+// A font that is selected only in WM_CTLCOLORSTATIC is not used on every system.
 void DialogWindow::SetFonts() {
   ForEachControl([this](HWND window, int control) {
     DialogFont font;
@@ -140,7 +140,7 @@ void DialogWindow::OnInputBefore(int control, UINT message, WPARAM key) {
   Deliver([&] { m_controller.BeforeInput(*this, control, message, key); });
 }
 
-void DialogWindow::OnInputBehind(int control, UINT message, WPARAM key) {
+void DialogWindow::OnInputAfter(int control, UINT message, WPARAM key) {
   Deliver([&] { m_controller.AfterInput(*this, control, message, key); });
 }
 
@@ -150,7 +150,7 @@ void DialogWindow::Deliver(Event event) {
   try {
     event();
   } catch (...) {
-    // No exception can pass through the window procedures of the system.
+    // No exception may pass through the system's window procedures.
     m_failure = std::current_exception();
     EndDialog(m_window, -1);
   }

@@ -16,8 +16,9 @@ class DialogWindow : public DialogView, private InputListener {
  public:
   explicit DialogWindow(DialogController& controller) : m_controller(controller) {}
 
-  // As DialogHost::Run, and RunOver when there is an owner. Once for an object.
-  INT_PTR Run(const DialogWindow* owner);
+  // Opens the window and returns when the dialog has ended, as DialogHost::Run does; with an owner as RunOver does. To
+  // be called once.
+  INT_PTR RunWindow(const DialogWindow* owner);
 
   void SetTitle(const std::string& title) override;
   void SetSmallIcon(int icon) override;
@@ -26,7 +27,7 @@ class DialogWindow : public DialogView, private InputListener {
   std::string GetText(int control) const override;
   void SetText(int control, const std::string& text) override;
   std::size_t GetTextLength(int control) const override;
-  // A control that is disabled while it has the focus hands it on, so that the keyboard still reaches the dialog.
+  // A control that is disabled while it has the focus passes it on, so that the keyboard still reaches the dialog.
   void Enable(int control, bool enabled) override;
   void Show(int control, bool shown) override;
   void Focus(int control) override;
@@ -52,9 +53,8 @@ class DialogWindow : public DialogView, private InputListener {
   void WatchControls();
   void SetFonts();
   void OnInputBefore(int control, UINT message, WPARAM key) override;
-  void OnInputBehind(int control, UINT message, WPARAM key) override;
-  // Runs one event of the controller. What it throws ends the dialog and is kept for Run; there are no events behind
-  // it.
+  void OnInputAfter(int control, UINT message, WPARAM key) override;
+  // Runs one event of the controller. An exception ends the dialog and is kept for RunWindow; no event follows it.
   template <typename Event>
   void Deliver(Event event);
 

@@ -25,6 +25,6 @@ LRESULT CALLBACK WatchedControl::Procedure(HWND window, UINT message, WPARAM wPa
   const int control = GetDlgCtrlID(window);
   self.m_listener.OnInputBefore(control, message, wParam);
   const LRESULT result = self.Default(window, message, wParam, lParam);
-  self.m_listener.OnInputBehind(control, message, wParam);
+  self.m_listener.OnInputAfter(control, message, wParam);
   return result;
 }

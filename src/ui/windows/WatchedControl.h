@@ -1,5 +1,4 @@
-// WatchedControl: shows the key and mouse messages of a control to a listener, before and behind their default
-// handling.
+// WatchedControl: shows the key and mouse messages of a control to a listener, before and after their default handling.
 #pragma once
 
 #include "common/Platform.h"
@@ -11,14 +10,14 @@ class InputListener {
   InputListener(const InputListener&) = delete;
   InputListener& operator=(const InputListener&) = delete;
 
-  // Called from the control's window procedure: neither may throw.
+  // Called from the control's window procedure. Neither may throw.
   virtual void OnInputBefore(int control, UINT message, WPARAM key) = 0;
-  virtual void OnInputBehind(int control, UINT message, WPARAM key) = 0;
+  virtual void OnInputAfter(int control, UINT message, WPARAM key) = 0;
 };
 
 class WatchedControl {
  public:
-  // Watches from now on until the window is destroyed, which both `listener` and this object must live to see.
+  // Watches until the window is destroyed. Both `listener` and this object must outlive the window.
   WatchedControl(HWND window, InputListener& listener);
   WatchedControl(const WatchedControl&) = delete;
   WatchedControl& operator=(const WatchedControl&) = delete;

@@ -1,4 +1,4 @@
-// Real dialogs, made of the library's resources.
+// Real dialogs, built from the library's resources.
 #include "ui/SystemDialogHost.h"
 #include "ui/windows/DialogWindow.h"
 
@@ -6,9 +6,9 @@ namespace {
 
 class WindowsDialogHost : public DialogHost {
  public:
-  INT_PTR Run(DialogController& controller) override { return DialogWindow(controller).Run(nullptr); }
+  INT_PTR Run(DialogController& controller) override { return DialogWindow(controller).RunWindow(nullptr); }
   INT_PTR RunOver(DialogView& owner, DialogController& controller) override {
-    return DialogWindow(controller).Run(static_cast<DialogWindow*>(&owner));
+    return DialogWindow(controller).RunWindow(static_cast<DialogWindow*>(&owner));
   }
 };
 

@@ -16,6 +16,7 @@
 #include "cryptoki/Token.h"
 #include "dialogs/CChangePINDlg.h"
 #include "dialogs/ChangePIN.h"
+#include "dialogs/StrengthBar.h"
 
 namespace {
 

@@ -27,7 +27,7 @@ constexpr int kStatus = 1092;
 class OpenLogin : public CLoginEX {
  public:
   using CLoginEX::OnWrongPIN;
-  using CLoginEX::ReadPIN;
+  using CLoginEX::ReadLoginPIN;
 };
 
 std::string Entered() { return Line("Enter Login") + Line("Session Login"); }
@@ -444,7 +444,7 @@ TEST_F(CLoginEXTest, TheTurnIsFreeWhileTheDialogStands) {
 TEST_F(CLoginEXTest, ReadingThePinWithoutALengthIsAnInvalidParameter) {
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
     BYTE out[8] = {};
-    EXPECT_EQ(0x80090027U, m_dialog.ReadPIN(dialog, out, nullptr));
+    EXPECT_EQ(0x80090027U, m_dialog.ReadLoginPIN(dialog, out, nullptr));
     dialog.Cancel();
   });
   m_dialog.DoModal();
@@ -454,14 +454,14 @@ TEST_F(CLoginEXTest, ReadingThePinTellsItsLengthAndCopiesItWhereThereIsAnOutput)
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
     dialog.Type(kEdit, "12345678");
     DWORD length = 0;
-    EXPECT_EQ(0U, m_dialog.ReadPIN(dialog, nullptr, &length));
+    EXPECT_EQ(0U, m_dialog.ReadLoginPIN(dialog, nullptr, &length));
     EXPECT_EQ(8U, length);
     BYTE out[8] = {};
-    EXPECT_EQ(0U, m_dialog.ReadPIN(dialog, out, &length));
+    EXPECT_EQ(0U, m_dialog.ReadLoginPIN(dialog, out, &length));
     EXPECT_EQ("12345678", std::string(out, out + 8));
     dialog.Type(kEdit, "9");
     length = 77;
-    EXPECT_EQ(0x8009002DU, m_dialog.ReadPIN(dialog, out, &length));
+    EXPECT_EQ(0x8009002DU, m_dialog.ReadLoginPIN(dialog, out, &length));
     EXPECT_EQ(77U, length);
     dialog.Cancel();
   });
