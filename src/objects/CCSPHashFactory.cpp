@@ -6,7 +6,7 @@
 #include <cstdlib>
 
 #include "common/CCSPContextError.h"
-#include "common/DrawUnused.h"
+#include "common/RandomUnused.h"
 #include "objects/SHA1MD5Hash.h"
 #include "objects/TELVOCSPHash.h"
 
@@ -52,7 +52,7 @@ CCSPHashFactory::~CCSPHashFactory() = default;
 
 DWORD CCSPHashFactory::DrawID() {
   constexpr DWORD kIDModulus = 0xFFFFFF;
-  return DrawUnused(
+  return RandomUnused(
       kIDModulus, m_ids.size(), [this](DWORD id) { return m_ids.count(id) != 0; }, m_smallestFree);
 }
 
