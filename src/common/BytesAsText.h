@@ -1,4 +1,4 @@
-// How single bytes are shown in the log and in names.
+// Single bytes as characters, for the log and for names.
 #pragma once
 
 #include "common/Platform.h"
@@ -12,5 +12,5 @@ inline void AppendHex(std::string& text, BYTE value) {
   text += kDigits[value & 15U];
 }
 
-// Whether the byte is shown as the character that it is: '!' to '~', no blank.
+// Whether the byte is a character that can be shown: '!' to '~', so no space.
 inline bool IsPlain(BYTE value) { return value >= 33 && value <= 126; }

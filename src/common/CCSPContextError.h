@@ -1,6 +1,5 @@
-// CCSPContextError: the exception of everything above the Cryptoki client. The message reaches only the log;
-// the code, an NTE_... value or a Win32 error number, becomes the caller's last error. Thrown by value,
-// caught by reference.
+// CCSPContextError: the exception of everything above the Cryptoki client. The message goes to the log only. The code,
+// an NTE_... value or a Win32 error number, becomes the caller's last error. Thrown by value, caught by reference.
 #pragma once
 
 #include "common/Platform.h"
@@ -10,7 +9,7 @@
 
 class CCSPContextError {
  public:
-  // The system's headers have some of the codes as signed numbers.
+  // A template, because the system's headers define some codes as signed numbers.
   template <typename Code>
   CCSPContextError(std::string message, Code code) : m_message(std::move(message)), m_code(static_cast<DWORD>(code)) {}
   CCSPContextError(const CCSPContextError&) = default;

@@ -1,5 +1,5 @@
-// The instance of the library that holds the provider's own resources: dialogs, texts, pictures. Null, which stands for
-// the program itself, where the provider is linked into a program, as in the unit tests. Set by DllMain.
+// The library that has the provider's resources: dialogs, strings, pictures. DllMain sets it. It is null, which means
+// the program itself, where the provider is linked into a program, as in the unit tests.
 #pragma once
 
 #include "common/Platform.h"

@@ -1,6 +1,6 @@
-// PageMemory: a stretch of address space that gets its memory as it is asked for, so that an array in it grows without
-// being copied. What was asked for is zero at first. It is given back to the system, which clears pages before anybody
-// else gets them: it is for long data, of which a pass over all of it would be felt, and not for keys.
+// PageMemory: a range of addresses that gets memory step by step, so that an array in it grows without a copy. New
+// memory is zero. The destructor returns it to the system, which clears pages before another process gets them, and
+// does not wipe it: use it for long data, where wiping takes noticeable time, and not for keys.
 #pragma once
 
 #include "common/Platform.h"
@@ -12,7 +12,7 @@
 class PageMemory {
  public:
   PageMemory() = default;
-  // Reserves addresses for so many bytes, without memory. std::bad_alloc.
+  // Reserves addresses for so many bytes, without memory. Raises std::bad_alloc.
   explicit PageMemory(std::size_t reserved)
       : m_bytes(static_cast<BYTE*>(VirtualAlloc(nullptr, reserved, MEM_RESERVE, PAGE_NOACCESS))), m_reserved(reserved) {
     if (m_bytes == nullptr) throw std::bad_alloc();
@@ -28,7 +28,7 @@ class PageMemory {
     if (m_bytes != nullptr) VirtualFree(m_bytes, 0, MEM_RELEASE);
   }
 
-  // Gives memory to the first `length` bytes, of no more than are reserved. Existing bytes stay. std::bad_alloc.
+  // Allocates memory for the first `length` bytes, which must be reserved. Existing bytes stay. Raises std::bad_alloc.
   void Extend(std::size_t length) {
     if (length <= m_length) return;
     if (VirtualAlloc(m_bytes + m_length, length - m_length, MEM_COMMIT, PAGE_READWRITE) == nullptr) {
@@ -39,7 +39,7 @@ class PageMemory {
 
   BYTE* Data() { return m_bytes; }
   const BYTE* Data() const { return m_bytes; }
-  // How many bytes have memory.
+  // The number of bytes that have memory.
   std::size_t Length() const { return m_length; }
   std::size_t Reserved() const { return m_reserved; }
 

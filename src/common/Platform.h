@@ -1,5 +1,5 @@
-// The one header through which the sources reach the platform's functions. On Windows these are the system's
-// own; in the host build posix/include provides the subset that the sources call.
+// The platform's functions. All sources include this header for them. On Windows they are the system's own; in the host
+// build posix/include declares those that the sources call.
 #pragma once
 
 #ifndef WIN32_LEAN_AND_MEAN
@@ -12,5 +12,5 @@
 
 #include <wincrypt.h>
 
-// A macro that would rename our own operations of that name, in one source file and not in another.
+// This macro would rename our own operations of that name, in some source files only.
 #undef GetMessage

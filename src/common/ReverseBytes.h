@@ -1,11 +1,11 @@
-// ReverseBytes: between the platform's little-endian numbers and the module's big-endian ones.
+// ReverseBytes: the platform's numbers are little-endian, the module's are big-endian.
 #pragma once
 
 #include "common/Platform.h"
 
 #include <algorithm>
 
-// Turns the bytes end for end in place.
+// Reverses the order of the bytes in place.
 inline void ReverseBytes(BYTE* data, DWORD length) {
   if (length >= 2) std::reverse(data, data + length);
 }

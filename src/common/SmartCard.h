@@ -1,5 +1,5 @@
-// PC/SC, as Platform.h is the rest of the platform. A header of its own, because what it includes on Windows declares
-// names like `byte` and defines macros like `small`.
+// The platform's PC/SC functions. They are not in Platform.h, because on Windows this header declares names like `byte`
+// and defines macros like `small`.
 #pragma once
 
 #include "common/Platform.h"

@@ -1,10 +1,10 @@
-// Constant tables that are looked up by a number: arrays of rows with a field `key`, in ascending order.
+// Constant tables that are searched by a number: arrays of rows with a field `key`, in ascending order.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 
-// IsAscending tells, at compile time, whether FindRow can search the table.
+// IsAscending checks, at compile time, that FindRow can search the table.
 template <typename Row, std::size_t N>
 constexpr bool IsAscending(const Row (&rows)[N]) {
   for (std::size_t i = 1; i < N; ++i) {

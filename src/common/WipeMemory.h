@@ -1,4 +1,4 @@
-// Memory that held secrets is overwritten before it is given back.
+// Memory that held secrets is overwritten before it is released.
 #pragma once
 
 #include "common/Platform.h"
@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-// WipeMemory overwrites `length` bytes with zeros; a null `memory` is left alone.
+// WipeMemory overwrites `length` bytes with zeros. With a null `memory` it does nothing.
 inline void WipeMemory(void* memory, std::size_t length) {
   if (memory != nullptr) SecureZeroMemory(memory, length);
 }
@@ -29,7 +29,7 @@ class StringWiper {
   std::string& m_text;
 };
 
-// WipedBuffer is a byte array, zeroed at first and wiped when it dies. It can be moved, not copied.
+// WipedBuffer is a byte array that is zero at first and that its destructor wipes. It can be moved, but not copied.
 class WipedBuffer {
  public:
   explicit WipedBuffer(std::size_t length) : m_bytes(std::make_unique<BYTE[]>(length)), m_length(length) {}
@@ -54,7 +54,7 @@ class WipedBuffer {
   std::size_t m_length;
 };
 
-// A copy of `length` bytes; of a null `data`, of none.
+// A copy of `length` bytes. With a null `data` it is empty.
 inline WipedBuffer WipedCopy(const BYTE* data, std::size_t length) {
   WipedBuffer copy(data != nullptr ? length : 0);
   if (copy.Length() != 0) std::copy_n(data, length, copy.Data());

@@ -18,8 +18,8 @@ DWORD WINAPI WorkerThread::Run(LPVOID worker) {
   try {
     result = self->m_work();
   } catch (...) {
-    // There is no watching then, but the program that loaded the provider goes on. The provider's own exceptions are no
-    // standard ones.
+    // The work is over, but the program that loaded the provider goes on. Everything is caught, because the provider's
+    // own exceptions do not derive from std::exception.
   }
   SetEvent(self->m_done);
   Sleep(INFINITE);

@@ -1,8 +1,8 @@
-// WorkerThread: a thread that the unloading of the library can put an end to.
+// WorkerThread: a thread that can be ended while the library is unloaded.
 //
-// The library is unloaded, and the process ended, under the loader's lock. A thread that ends needs that lock, so it
-// cannot be waited for by its handle there, and killing it while it runs or queues for the lock may leave some lock
-// taken for good. So the thread, when its work is done, says so and sleeps, holding nothing, until it is terminated.
+// The system holds the loader's lock while it unloads the library or ends the process. A thread needs that lock to end,
+// so nobody can wait for its end there. Terminating it while it runs or waits for a lock may leave a lock taken for
+// ever. So a thread that is done with its work says so and then sleeps, without any lock, until it is terminated.
 #pragma once
 
 #include "common/Platform.h"
@@ -11,15 +11,16 @@
 
 class WorkerThread {
  public:
-  // Starts a thread of normal priority and default stack size that runs `work`. That it cannot be started is not
-  // reported. An exception ends the work as if it were done.
+  // Starts a thread of normal priority and default stack size that runs `work`. When it cannot be started nothing is
+  // reported. An exception ends the work like a return.
   explicit WorkerThread(std::function<unsigned()> work);
-  // Leaves the thread itself alone; it must be terminated by then.
+  // Does not end the thread: it must be terminated before.
   ~WorkerThread();
   WorkerThread(const WorkerThread&) = delete;
   WorkerThread& operator=(const WorkerThread&) = delete;
 
-  // Waits until the work is done, or the thread is dead, as all are when the process ends; `milliseconds` at most.
+  // Waits until the work is done or the thread has ended, at most `milliseconds`. At the end of a process the system
+  // has already ended its threads.
   void WaitUntilDone(DWORD milliseconds) const;
   void Terminate();
 

@@ -11,6 +11,10 @@ bool IsLength(CK_ULONG length) { return length != 0 && length != CK_UNAVAILABLE_
 
 }  // namespace
 
+Attribute::Attribute(CK_ATTRIBUTE_TYPE type, const void* value, std::size_t length) : m_type(type) {
+  SetValue(static_cast<const BYTE*>(value), static_cast<CK_ULONG>(length));
+}
+
 Attribute::Attribute(const CK_ATTRIBUTE& source) { *this = source; }
 
 Attribute::Attribute(const Attribute& source) { *this = source; }

@@ -1,5 +1,5 @@
-// AttributeTemplate: the array of CK_ATTRIBUTE that a list of attributes makes. It points into the list,
-// which must outlive it; nothing is copied.
+// AttributeTemplate: a list of attributes as the array of CK_ATTRIBUTE that the module takes. It points into the list,
+// which must outlive it; no value is copied.
 #pragma once
 
 #include <list>
@@ -13,6 +13,9 @@ class AttributeTemplate {
     m_items.reserve(attributes.size());
     for (const Attribute& attribute : attributes) m_items.push_back(attribute.ToTemplate());
   }
+
+  // Adds an attribute of type 0 without a value.
+  void AddEmpty() { m_items.push_back(CK_ATTRIBUTE{0, nullptr, 0}); }
 
   // Null for an empty list.
   CK_ATTRIBUTE* Data() { return m_items.empty() ? nullptr : m_items.data(); }

@@ -7,7 +7,7 @@
 
 namespace {
 
-// Outside the record, so that a record can be copied and is never waited for at the end of the process.
+// Not in the record, so that a record can be copied, and so that nobody waits for it at the end of the process.
 std::mutex g_mutex;
 
 }  // namespace

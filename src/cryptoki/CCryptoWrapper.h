@@ -1,5 +1,5 @@
-// CCryptoWrapper: the one record of the process that holds the PKCS #11 module: made by the first context,
-// kept to the end of the process however many contexts come and go.
+// CCryptoWrapper: the record of the PKCS #11 module, one for the process. The first context loads the module; it stays
+// to the end of the process.
 #pragma once
 
 #include "common/Platform.h"
@@ -12,17 +12,16 @@
 
 class CCryptoWrapper {
  public:
-  // Loads and initialises the module, unless that was done before, and counts one use more. Raises
-  // CCSPContextError NTE_FAIL without a module name, and CryptokiError when the module cannot be loaded or
-  // started; then nothing is counted, and what was made so far stays for the next attempt.
+  // Loads and initialises the module, unless that was done before, and adds one to the use count. Raises
+  // CCSPContextError NTE_FAIL without a module name, and CryptokiError when the module cannot be loaded or initialised.
+  // After a failure the count is the same, and the next attempt goes on with what was made.
   static boost::shared_ptr<TELVOCryptoki> GetCryptoki();
-  // Counts one use less, not below 0. Nothing is released at 0.
+  // Subtracts one from the use count, unless it is 0. The module stays, also at 0.
   static void Release();
   // Contexts acquired minus contexts released.
   static DWORD GetUseCount();
 
-  // The record's fields go in the reverse of this order at the end of the process: the module is freed, not
-  // finalised.
+  // At the end of the process the fields are destroyed in reverse order: the module is freed, but not finalised.
   std::string m_moduleName = "telvopkcs11.dll";
   boost::shared_ptr<CryptokiFunctions> m_functions;
   boost::shared_ptr<TELVOCryptoki> m_cryptoki;

@@ -1,5 +1,5 @@
-// Certificate: a certificate of the token, with the key pair of the same identifier once an enumeration found
-// it.
+// Certificate: a certificate of the token. After an enumeration it also has the key pair of the same identifier, if
+// there is one.
 #pragma once
 
 #include <string>
@@ -11,17 +11,16 @@
 class Certificate : public CryptokiObject {
  public:
   Certificate() = default;
-  // Takes what every object has from `base`.
+  // Copies what every object has from `base`.
   explicit Certificate(const CryptokiObject& base) : CryptokiObject(base) {}
 
   ~Certificate() override;
   void Update(const std::list<Attribute>& attributes) override;
   void Retrieve() override;
 
-  // All fields of the linked public key are set but its own link to a certificate.
+  // The linked public key, with all its fields except its own link to a certificate.
   const PublicKey& GetPublicKey() const { return m_publicKey; }
-  // Of the linked private key, what every object has and the modulus bits are set; its attributes hold the
-  // rest.
+  // The linked private key, with what every object has and the modulus bits. The rest is in its attributes.
   const PrivateKey& GetPrivateKey() const { return m_privateKey; }
   bool HasPublicKey() const { return m_hasPublicKey; }
   bool HasPrivateKey() const { return m_hasPrivateKey; }

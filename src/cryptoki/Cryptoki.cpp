@@ -11,7 +11,7 @@
 
 namespace {
 
-// The lists and the last result of the one object that all contexts share.
+// Guards the lists and the last result: all contexts share one object.
 std::mutex g_mutex;
 
 }  // namespace

@@ -1,5 +1,4 @@
-// Cryptoki: the module as a whole: its start, its record, and its slots. TELVOCryptoki is the one that the
-// provider makes.
+// Cryptoki: the module as a whole: its start, its record and its slots. The provider makes a TELVOCryptoki.
 #pragma once
 
 #include <list>
@@ -9,7 +8,7 @@
 #include "cryptoki/Slot.h"
 #include "cryptoki/Version.h"
 
-// What the module says of itself. Texts went through DecodeText.
+// What the module says about itself. DecodeText converted its strings.
 struct CryptokiInfo {
   Version cryptokiVersion;
   std::string manufacturer;
@@ -28,22 +27,22 @@ class Cryptoki : public ICryptokiSettable {
   // In interface order: append, never reorder.
 
   virtual ~Cryptoki();
-  // Initialises the module. That it is initialised already is no failure; any other is thrown.
+  // Initialises the module. Raises CryptokiError when the module refuses, unless it is initialised already.
   virtual void Initialize();
   virtual CryptokiInfo GetInfo();
-  // The slots with a token, in the module's order, each with what the module says of it. A failure between
-  // two slots is thrown and leaves the list of those before it.
+  // The slots with a token, in the module's order, each with its record. When a record cannot be read the failure is
+  // raised, and the list has the slots before.
   virtual std::list<Slot> GetActiveSlots();
-  // All slots, in the module's order, with nothing but their ids: Slot::IsTokenPresent reads the rest.
+  // All slots, in the module's order, with their ids only: Slot::IsTokenPresent reads the rest.
   virtual std::list<Slot> GetAllSlots();
 
-  // The lists as the last calls left them.
+  // The lists of the last calls.
   const std::list<Slot>& GetLastActiveSlots() const { return m_activeSlots; }
   const std::list<Slot>& GetLastAllSlots() const { return m_allSlots; }
   CK_RV GetLastResult() const { return m_lastResult; }
 
  private:
-  // Keeps the result of a module call, and throws when it is a failure.
+  // Stores the result of a module call, and raises it when it is a failure.
   void Keep(CK_RV result);
   template <typename ReadInfo>
   std::list<Slot> ListSlots(CK_BBOOL tokenPresent, std::list<Slot>& slots, ReadInfo readInfo);

@@ -3,7 +3,7 @@
 #include "common/FormatNumber.h"
 #include "common/SortedTable.h"
 
-// The typographic apostrophe, U+2019, in the encoding of the platform's one-byte texts.
+// The typographic apostrophe, U+2019, in the encoding of the platform's one-byte strings.
 #if defined(_WIN32)
 #define APOSTROPHE "\x92"
 #else
@@ -18,7 +18,7 @@ struct ErrorRow {
 };
 
 // clang-format off
-// One row, one line. The product's own words, kept to the letter, misspellings included. Ascending by code.
+// One row, one line, ascending by code. Required: the words stay as they are, with their misspellings.
 constexpr ErrorRow kErrorRows[] = {
     {CKR_OK, "Operation Success"},
     {CKR_CANCEL, "The operation was cancelled"},

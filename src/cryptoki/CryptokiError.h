@@ -1,5 +1,5 @@
-// CryptokiError: the exception of the whole Cryptoki client, a CK_RV with its text in the provider's own
-// words. Thrown by value, caught by reference.
+// CryptokiError: the exception of the whole Cryptoki client, a CK_RV and its text in the provider's own words. Thrown
+// by value, caught by reference.
 #pragma once
 
 #include "common/Platform.h"
@@ -21,11 +21,13 @@ class CryptokiError {
   std::string m_message;
 };
 
-// ErrorText returns the text of a code, or "Unknown Error Code: 0x..." with eight digits for a code that has
-// none.
+// ErrorText returns the text of a code. A code without one gives "Unknown Error Code: 0x..." with eight digits.
 std::string ErrorText(CK_RV code);
 
-// Check turns the result of a module call into an exception when it is not CKR_OK.
+// Check raises the result of a module call, unless it is CKR_OK.
 inline void Check(CK_RV result) {
   if (result != CKR_OK) throw CryptokiError(result);
 }
+
+// RequireArgument raises CKR_ARGUMENTS_BAD, unless the argument of an operation is there.
+inline void RequireArgument(bool present) { Check(present ? CKR_OK : CKR_ARGUMENTS_BAD); }

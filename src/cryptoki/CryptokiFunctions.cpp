@@ -8,7 +8,7 @@ std::atomic<CK_RV> g_lastResult{CKR_OK};
 
 namespace {
 
-// The list of entries is the table: same entries, same order. Position 0 stands behind the version.
+// The list of entries has the entries of the table in the same order. Position 0 is right after the version.
 enum Position : std::size_t {
 #define ENTRY(name, params, args) kPositionOf_##name,
 #include "cryptoki/CryptokiEntries.inc"
@@ -42,7 +42,7 @@ void CryptokiFunctions::Load() {
   m_module = LoadLibraryA(CryptokiInterface::GetModuleName().c_str());
   if (m_module == nullptr) throw CryptokiError(CKR_GENERAL_ERROR);
 
-  // Required: without the symbol the library stays loaded, so that a later Load returns at once.
+  // Required: without the symbol the library stays loaded, and a later Load returns at once.
   const FARPROC symbol = GetProcAddress(m_module, "C_GetFunctionList");
   if (symbol == nullptr) throw CryptokiError(CKR_GENERAL_ERROR);
 
@@ -82,8 +82,7 @@ CK_RV CryptokiFunctions::ForwardPastTheGate(Body body) {
   CK_RV result = CKR_CRYPTOKI_NOT_INITIALIZED;
   g_lastResult = result;
   if (m_functions == nullptr) return result;
-  // A lambda and not a pointer to member: the table is packed, and a pointer to one of its members forgets
-  // that.
+  // A lambda and not a pointer to member: the table is packed, and a pointer to a member does not know that.
   result = body(*m_functions);
   g_lastResult = result;
   return result;
@@ -115,7 +114,7 @@ CK_RV CryptokiFunctions::C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE
   });
 }
 
-// It may wait for a card as long as it takes; nobody waits behind it.
+// Without the gate: it may wait for a card for any time, and no other call has to wait for that.
 CK_RV CryptokiFunctions::C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID_PTR slot, CK_VOID_PTR reserved) {
   return ForwardPastTheGate([&](CK_FUNCTION_LIST& table) { return table.C_WaitForSlotEvent(flags, slot, reserved); });
 }

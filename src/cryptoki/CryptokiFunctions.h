@@ -1,9 +1,9 @@
-// CryptokiFunctions: the module behind CryptokiInterface, loaded at run time and called through its function
+// CryptokiFunctions: the CryptokiInterface of a real module, which is loaded at run time and called by its function
 // table.
 //
-// Each wrapper passes its arguments on unchanged and returns the module's result; without a table it returns
-// CKR_CRYPTOKI_NOT_INITIALIZED and makes no call. None throws or logs. The two login wrappers first log the
-// session out: a login always starts by dropping an earlier one.
+// Each wrapper calls the module with the same arguments and returns the module's result. Without a table it returns
+// CKR_CRYPTOKI_NOT_INITIALIZED and calls nothing. No wrapper throws or logs. The two login wrappers log the session out
+// first.
 #pragma once
 
 #include "common/Platform.h"
@@ -27,9 +27,8 @@ class CryptokiFunctions : public CryptokiInterface {
   // Releases a loaded module without finalising it.
   ~CryptokiFunctions() override;
   void Unload() override;
-  // Throws CryptokiError CKR_GENERAL_ERROR when the library or its C_GetFunctionList is missing. A
-  // C_GetFunctionList that fails throws nothing: the library is released, and the wrappers answer
-  // CKR_CRYPTOKI_NOT_INITIALIZED.
+  // Raises CryptokiError CKR_GENERAL_ERROR when the library or its C_GetFunctionList is missing. When C_GetFunctionList
+  // fails nothing is raised: the library is released, and the wrappers return CKR_CRYPTOKI_NOT_INITIALIZED.
   void Load() override;
   void Reinitialize() override;
 
@@ -39,7 +38,7 @@ class CryptokiFunctions : public CryptokiInterface {
   CK_RV C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) override;
 
  private:
-  // One call at a time: the module is initialised without locking.
+  // One call at a time, because the module is initialised without locking.
   template <typename Body>
   CK_RV Forward(Body body);
   template <typename Body>

@@ -4,23 +4,13 @@
 #include <cstring>
 #include <vector>
 
-#include "common/WipeMemory.h"
 #include "cryptoki/AttributeTemplate.h"
 #include "cryptoki/CryptokiError.h"
 #include "cryptoki/DecodeText.h"
+#include "cryptoki/ReadValues.h"
 #include "log/Logs.h"
 
 namespace {
-
-// A module that claims more for one value is not believed.
-constexpr CK_ULONG kMaxValueLength = CK_ULONG{16} * 1024 * 1024;
-
-// The attribute that a module filled in: of the length it told, what has room in `allocated` bytes.
-Attribute Filled(CK_ATTRIBUTE item, CK_ULONG allocated) {
-  const bool hasValue = item.pValue != nullptr && item.ulValueLen != CK_UNAVAILABLE_INFORMATION;
-  item.ulValueLen = hasValue ? std::min<CK_ULONG>(item.ulValueLen, allocated) : 0;
-  return Attribute(item);
-}
 
 BYTE FirstByte(const Attribute& attribute) {
   return attribute.GetReadableLength() > 0 ? attribute.GetValue()[0] : BYTE{0};
@@ -33,7 +23,7 @@ CK_BBOOL IsOne(const Attribute& attribute) { return FirstByte(attribute) == 1 ? 
 CryptokiObject& CryptokiObject::operator=(const CryptokiObject& other) {
   if (this == &other) return *this;
   ICryptokiSettable::operator=(other);
-  // A new list, so that no attribute keeps bytes of the one that it replaces.
+  // New attributes and no assignment of each: an assigned one could keep the old bytes (see Attribute::operator=).
   SetAttributes(other.m_attributes);
   m_label = other.m_label;
   m_modifiable = other.m_modifiable;
@@ -48,11 +38,10 @@ CryptokiObject& CryptokiObject::operator=(const CryptokiObject& other) {
 CryptokiObject::~CryptokiObject() = default;
 
 CryptokiObject CryptokiObject::Create(const std::list<Attribute>& attributes) {
-  std::vector<CK_ATTRIBUTE> items;
-  for (const Attribute& attribute : attributes) items.push_back(attribute.ToTemplate());
-  items.push_back(CK_ATTRIBUTE{0, nullptr, 0});
+  AttributeTemplate items(attributes);
+  items.AddEmpty();
   CK_OBJECT_HANDLE handle = 0;
-  Check(Module().C_CreateObject(m_sessionHandle, items.data(), static_cast<CK_ULONG>(items.size()), &handle));
+  Check(Module().C_CreateObject(m_sessionHandle, items.Data(), items.Count(), &handle));
   CryptokiObject created;
   created.m_sessionHandle = m_sessionHandle;
   created.m_objectHandle = handle;
@@ -176,32 +165,14 @@ void CryptokiObject::ReadFields(std::initializer_list<Field> fields) {
   Check(BoundModule().C_GetAttributeValue(m_sessionHandle, m_objectHandle, items.data(),
                                           static_cast<CK_ULONG>(items.size())));
   auto item = items.begin();
-  for (const Field& field : fields) m_attributes.push_back(Filled(*item++, field.size));
+  for (const Field& field : fields) m_attributes.push_back(FilledAttribute(*item++, field.size));
 }
 
 void CryptokiObject::ReadValues(std::initializer_list<CK_ATTRIBUTE_TYPE> types) {
   CryptokiInterface& module = BoundModule();
-  std::vector<CK_ATTRIBUTE> items;
-  for (const CK_ATTRIBUTE_TYPE type : types) items.push_back(CK_ATTRIBUTE{type, nullptr, 0});
-  const CK_ULONG count = static_cast<CK_ULONG>(items.size());
-  Check(module.C_GetAttributeValue(m_sessionHandle, m_objectHandle, items.data(), count));
-
-  std::vector<WipedBuffer> buffers;
-  buffers.reserve(items.size());
-  for (CK_ATTRIBUTE& item : items) {
-    // What is not available is asked for its length again, so that the others can still be read.
-    const bool available = item.ulValueLen != CK_UNAVAILABLE_INFORMATION;
-    if (!available) item.ulValueLen = 0;
-    if (item.ulValueLen > kMaxValueLength) throw CryptokiError(CKR_GENERAL_ERROR);
-    // A byte more, so that a value of length 0 is asked for with a buffer as well.
-    buffers.emplace_back(std::size_t{item.ulValueLen} + 1);
-    if (available) item.pValue = buffers.back().Data();
-  }
-  Check(module.C_GetAttributeValue(m_sessionHandle, m_objectHandle, items.data(), count));
-
-  for (std::size_t i = 0; i < items.size(); ++i) {
-    m_attributes.push_back(Filled(items[i], static_cast<CK_ULONG>(buffers[i].Length() - 1)));
-  }
+  m_attributes.splice(m_attributes.end(), ::ReadValues(types, [&](CK_ATTRIBUTE* items, CK_ULONG count) {
+                        return module.C_GetAttributeValue(m_sessionHandle, m_objectHandle, items, count);
+                      }));
 }
 
 const Attribute* CryptokiObject::FindAttribute(CK_ATTRIBUTE_TYPE type) const {
@@ -214,54 +185,41 @@ std::string CryptokiObject::DecodedText(const Attribute& attribute) {
   return DecodeText(attribute.GetValue(), static_cast<DWORD>(attribute.GetReadableLength()));
 }
 
-void CryptokiObject::CopyCached(CK_ATTRIBUTE_TYPE type, BYTE* out, CK_ULONG* length) const {
-  if (m_attributes.empty()) throw CryptokiError(CKR_ARGUMENTS_BAD);
-  const Attribute* cached = FindAttribute(type);
-  if (cached == nullptr) throw CryptokiError(CKR_ATTRIBUTE_TYPE_INVALID);
-  const CK_ULONG needed = cached->GetReadableLength();
-  if (out == nullptr) {
-    *length = needed;
-    return;
-  }
-  if (*length < needed) {
-    *length = needed;
-    throw CryptokiError(CKR_BUFFER_TOO_SMALL);
-  }
-  if (needed > 0) std::memcpy(out, cached->GetValue(), needed);
-}
-
-void CryptokiObject::CopyModulus(BYTE* out, CK_ULONG* length) const {
-  g_objectLog.WriteLine("GetModulus - Entry");
-  g_objectLog.WriteLine("GetModulus - Check attrList.size()");
+void CryptokiObject::CopyCached(CK_ATTRIBUTE_TYPE type, BYTE* out, CK_ULONG* length, StepLog log) const {
+  log("GetModulus - Entry");
+  log("GetModulus - Check attrList.size()");
   if (m_attributes.empty()) {
-    g_objectLog.WriteLine("GetModulus - Exit: CKR_ARGUMENTS_BAD");
+    log("GetModulus - Exit: CKR_ARGUMENTS_BAD");
     throw CryptokiError(CKR_ARGUMENTS_BAD);
   }
-  g_objectLog.WriteLine("GetModulus - Iterating through attribute list");
-  const Attribute* modulus = FindAttribute(CKA_MODULUS);
-  if (modulus == nullptr) {
-    g_objectLog.WriteLine("GetModulus - Exit: CKR_ATTRIBUTE_TYPE_INVALID");
+  log("GetModulus - Iterating through attribute list");
+  const Attribute* const cached = FindAttribute(type);
+  if (cached == nullptr) {
+    log("GetModulus - Exit: CKR_ATTRIBUTE_TYPE_INVALID");
     throw CryptokiError(CKR_ATTRIBUTE_TYPE_INVALID);
   }
-  g_objectLog.WriteLine("GetModulus - ATTR_MODULUS Found");
-  const CK_ULONG needed = modulus->GetReadableLength();
+  log("GetModulus - ATTR_MODULUS Found");
+  const CK_ULONG needed = cached->GetReadableLength();
   if (out == nullptr) {
-    g_objectLog.WriteLine("GetModulus - pModulus is NULL, returning ulModulusLen");
+    log("GetModulus - pModulus is NULL, returning ulModulusLen");
     *length = needed;
-    g_objectLog.WriteLine("GetModulus - Exit");
+    log("GetModulus - Exit");
     return;
   }
-  g_objectLog.WriteLine("GetModulus - Trying to get Modulus");
+  log("GetModulus - Trying to get Modulus");
   if (*length < needed) {
-    g_objectLog.WriteLine("GetModulus - ulModulusLen is too small. Getting proper length");
+    log("GetModulus - ulModulusLen is too small. Getting proper length");
     *length = needed;
-    g_objectLog.WriteLine("GetModulus - Exit: CKR_BUFFER_TOO_SMALL");
+    log("GetModulus - Exit: CKR_BUFFER_TOO_SMALL");
     throw CryptokiError(CKR_BUFFER_TOO_SMALL);
   }
-  g_objectLog.WriteLine("GetModulus - Copying modulus");
-  if (needed > 0) std::memcpy(out, modulus->GetValue(), needed);
-  g_objectLog.WriteLine("GetModulus - Exit: pModulus retrieved");
+  log("GetModulus - Copying modulus");
+  if (needed > 0) std::memcpy(out, cached->GetValue(), needed);
+  log("GetModulus - Exit: pModulus retrieved");
 }
+
+void CryptokiObject::LogStep(const char* line) { g_objectLog.WriteLine(line); }
+void CryptokiObject::LogNothing(const char* /*line*/) {}
 
 void CryptokiObject::StoreFields(const std::list<Attribute>& attributes, std::initializer_list<Field> fields) {
   for (const Attribute& attribute : attributes) {

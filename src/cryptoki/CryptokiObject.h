@@ -1,9 +1,10 @@
-// CryptokiObject: one object of the token, as the client knows it: its handle, the attributes read so far,
-// and typed copies of those that are asked for most. What it holds is as old as its last read; it does not
-// hear of changes on the token, and destroying it never touches the token.
+// CryptokiObject: one object of the token, as the client knows it: its handle, the attributes read so far, and typed
+// copies of those that are asked for most. What it holds is as old as its last read: nobody tells it of a change on the
+// token. Its destructor leaves the token alone.
 //
-// Reading and writing need session handle, object handle and module, else CryptokiError CKR_ARGUMENTS_BAD. A
-// module's failure is a CryptokiError with its code.
+// Of its session it has the handle only; Session.h says what happens when that session is gone. Reading and writing
+// need session handle, object handle and module, else they raise CryptokiError CKR_ARGUMENTS_BAD. A call that the
+// module refuses raises CryptokiError with the module's code.
 #pragma once
 
 #include <initializer_list>
@@ -22,19 +23,17 @@ class CryptokiObject : public ICryptokiSettable {
   // In interface order: append, never reorder.
 
   virtual ~CryptokiObject();
-  // Makes an object of the attributes in this object's session. The result knows its two handles, not the
-  // module.
+  // Creates an object with these attributes in this object's session. The result has its two handles, but no module.
   //
-  // Required: the module is told one attribute more than the list has; that one is empty.
+  // Required: the module gets one attribute more than the list has, an empty one.
   virtual CryptokiObject Create(const std::list<Attribute>& attributes);
-  // Destroys the object on the token. The handle is gone afterwards, also when the module refuses.
+  // Destroys the object on the token. Afterwards there is no handle, even when the module refused.
   virtual void Destroy();
-  // Writes the attributes to the token and, for those that were read before, to the values held here. An
-  // empty list raises CKR_ARGUMENTS_BAD. A failure changes nothing here.
+  // Writes the attributes to the token, and those that were read before also to the values here. An empty list raises
+  // CKR_ARGUMENTS_BAD. A failure changes nothing here.
   virtual void Update(const std::list<Attribute>& attributes);
   virtual std::list<Attribute>& GetAttributes();
-  // The attribute as it was first read; the token is asked only when it was not. A length of 0 gives no
-  // value.
+  // The attribute as it was first read. The token is asked only once. A length of 0 gives no value.
   virtual Attribute GetAttribute(CK_ATTRIBUTE_TYPE type);
   virtual CK_OBJECT_CLASS GetClass() const;
   virtual std::string& GetLabel();
@@ -43,17 +42,17 @@ class CryptokiObject : public ICryptokiSettable {
   virtual bool IsToken() const;
   virtual bool IsExtractable() const;
   virtual bool IsSensitive() const;
-  // Copies the identifier that was read and leaves `*length` alone; with a null `out` stores its length. Too
-  // small a `*length` takes the need and raises CKR_BUFFER_TOO_SMALL. Nothing read at all raises
-  // CKR_ARGUMENTS_BAD, no identifier among it CKR_ATTRIBUTE_TYPE_INVALID.
+  // Copies the identifier, as it was read, to `out`, and leaves `*length` alone. A null `out` asks for the length. When
+  // `*length` is too small it becomes the needed length, and CKR_BUFFER_TOO_SMALL is raised. When nothing was read
+  // CKR_ARGUMENTS_BAD is raised, when no identifier was CKR_ATTRIBUTE_TYPE_INVALID.
   virtual void GetID(BYTE* out, CK_ULONG* length);
   virtual CK_OBJECT_HANDLE GetHandle() const;
   virtual void SetAttributes(const std::list<Attribute>& attributes);
-  // Reads the attributes that every object has, those of a fixed size by one call, and forgets what was read
-  // before. A failure leaves what was read so far.
+  // Forgets what was read before, and reads the attributes that every object has. After a failure those that were read
+  // remain.
   virtual void Retrieve();
 
-  // Binds this object to one of the token.
+  // Makes this the object `handle` of the token, seen through `session`. Only the session's handle and module are kept.
   void Bind(const ICryptokiSettable& session, CK_OBJECT_HANDLE handle);
 
  protected:
@@ -71,21 +70,21 @@ class CryptokiObject : public ICryptokiSettable {
 
   // Raises CKR_ARGUMENTS_BAD unless both handles and the module are set.
   CryptokiInterface& BoundModule() const;
-  // Reads fixed-size attributes in one call, straight into their fields, and adds them to the attributes
-  // read.
+  // Reads attributes of a fixed size in one call, directly into their fields, and adds them to the attributes read.
   void ReadFields(std::initializer_list<Field> fields);
-  // Reads attributes of any size, in one call for the lengths and one for the values, and adds them to the
-  // attributes read.
+  // Reads attributes of any size in two calls, and adds them to the attributes read.
   void ReadValues(std::initializer_list<CK_ATTRIBUTE_TYPE> types);
   // The first of that type among the attributes read, or null.
   const Attribute* FindAttribute(CK_ATTRIBUTE_TYPE type) const;
   // The value through DecodeText.
   static std::string DecodedText(const Attribute& attribute);
-  // GetID for any attribute.
-  void CopyCached(CK_ATTRIBUTE_TYPE type, BYTE* out, CK_ULONG* length) const;
-  // GetID for the modulus of a key, each step logged.
-  void CopyModulus(BYTE* out, CK_ULONG* length) const;
-  // Stores those attributes of a list that have a field there. Bytes that a value lacks count as zero.
+  // Does with the line of a step what its name says.
+  using StepLog = void (*)(const char* line);
+  static void LogStep(const char* line);
+  static void LogNothing(const char* line);
+  // GetID for any attribute. Only GetModulus logs its steps, so the lines speak of a modulus.
+  void CopyCached(CK_ATTRIBUTE_TYPE type, BYTE* out, CK_ULONG* length, StepLog log = LogNothing) const;
+  // Stores those attributes of the list that have a field. A value that is shorter than its field is filled with zeros.
   static void StoreFields(const std::list<Attribute>& attributes, std::initializer_list<Field> fields);
 
   std::list<Attribute> m_attributes;

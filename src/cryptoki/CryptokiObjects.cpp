@@ -22,7 +22,7 @@ Object* FindMatch(std::list<Object>& objects, const Attribute& wanted) {
   return found != objects.end() ? &*found : nullptr;
 }
 
-// Reads a value in two calls, each announced in the log by its own line, and makes an attribute of it.
+// Reads a value in two calls, writes a line to the log before each, and makes an attribute of it.
 template <typename Read>
 Attribute ReadWanted(CK_ATTRIBUTE_TYPE type, const char* lengthLine, const char* valueLine, Read read) {
   CK_ULONG length = 0;
@@ -31,10 +31,7 @@ Attribute ReadWanted(CK_ATTRIBUTE_TYPE type, const char* lengthLine, const char*
   WipedBuffer value(length);
   g_objectLog.WriteLine(valueLine);
   read(value.Data(), &length);
-  Attribute wanted;
-  wanted.SetType(type);
-  wanted.SetValue(value.Data(), length);
-  return wanted;
+  return Attribute(type, value.Data(), length);
 }
 
 void LinkPublicKey(Certificate& certificate, std::list<PublicKey>& publicKeys, const PrivateKey& privateKey) {
@@ -56,7 +53,7 @@ void LinkKeyPair(Certificate& certificate, std::list<PrivateKey>& privateKeys, s
   g_objectLog.WriteLine("GetCertificates - Trying to find matching private key");
   const PrivateKey* privateKey = FindMatch(privateKeys, id);
   if (privateKey == nullptr) {
-    // Required: the public key is looked for with an empty value, which nothing matches.
+    // Required: the line of the search for a public key is written here, too.
     g_objectLog.WriteLine("GetCertificates - Trying to find matching public key");
     return;
   }
@@ -69,14 +66,14 @@ template <typename Key>
 std::list<Key> GetKeys(const std::list<CryptokiObject>& objects, std::list<Certificate> certificates,
                        CK_OBJECT_CLASS keyClass, bool onlyWithCertificate) {
   std::list<Key> keys;
-  // Required: public keys are announced by the same words.
+  // Required: the line is the same for public keys.
   g_objectLog.WriteLine("GetPrivateKeys::Iterating through objects");
   DWORD iteration = 0;
   for (const CryptokiObject& object : objects) {
     g_objectLog.WriteDecimal("Iteration: ", ++iteration, true);
     if (object.GetClass() != keyClass) continue;
     Key key(object);
-    // Required: read twice. Both passes read the same, and the attributes stand in the list twice.
+    // Required: read twice. Both read the same, and the attributes are in the list twice.
     key.Retrieve();
     key.Key::Retrieve();
     const Attribute id = ReadWanted(CKA_ID, "Trying to get ID length", "Trying to get ID",

@@ -1,9 +1,9 @@
-// CryptokiObjects: what a search on the token found, and the typed lists made of it: certificates with their
-// key pair, private keys, public keys, secret keys, data objects. A certificate and its private key are
-// linked by CKA_ID, the private key and its public key by CKA_MODULUS.
+// CryptokiObjects: what a search on the token found, and lists of it by type: certificates with their key pair, private
+// keys, public keys, secret keys, data objects. A certificate and its private key belong together by CKA_ID, the
+// private key and its public key by CKA_MODULUS.
 //
-// A list is as old as the search; nothing here refreshes by itself. A read that fails ends an enumeration
-// with the CryptokiError of the read.
+// The objects are those of the search; nothing is searched again. A read that fails ends an enumeration with the
+// CryptokiError of the read.
 #pragma once
 
 #include <list>
@@ -18,7 +18,7 @@
 class CryptokiObjects {
  public:
   CryptokiObjects() = default;
-  // A copy has the objects; data objects and secret keys are not taken over.
+  // A copy has the objects, but not the lists of secret keys and data objects.
   CryptokiObjects(const CryptokiObjects& other);
   CryptokiObjects& operator=(const CryptokiObjects& other);
   virtual ~CryptokiObjects();
@@ -26,18 +26,17 @@ class CryptokiObjects {
   void Add(const CryptokiObject& object);
   const std::list<CryptokiObject>& GetObjects() const { return m_objects; }
 
-  // The certificates in the token's order, each read from the token. Unless `bare`, each has its key pair
-  // linked.
+  // The certificates in the token's order, each read from the token. Unless `bare`, each is linked to its key pair.
   //
-  // Required: without a private key of its identifier a certificate gets no public key either.
+  // Required: a certificate without a private key of its identifier gets no public key either.
   std::list<Certificate> GetCertificates(bool bare);
-  // The keys in the token's order, each read from the token and linked to the first certificate of its
-  // identifier; with `onlyWithCertificate` only those that have one.
+  // The keys in the token's order, each read from the token and linked to the first certificate of its identifier. With
+  // `onlyWithCertificate`, only the keys that have a certificate.
   std::list<PrivateKey> GetPrivateKeys(bool onlyWithCertificate);
   std::list<PublicKey> GetPublicKeys(bool onlyWithCertificate);
-  // The secret keys, each read from the token. The list is kept until the next call.
+  // The secret keys, each read from the token. The list is valid until the next call.
   std::list<SecretKey>& GetSecretKeys();
-  // The data objects, nothing more read of them than the search did. The list is kept until the next call.
+  // The data objects, with no more than the search read. The list is valid until the next call.
   std::list<Data>& GetDataObjects();
 
  private:
@@ -46,6 +45,6 @@ class CryptokiObjects {
   std::list<SecretKey> m_secretKeys;
 };
 
-// Matches tells whether two attributes of one type agree in as many bytes as the shorter one has, and it has
-// any.
+// Matches tells whether two attributes have the same type and the same bytes, over the length of the shorter one. An
+// empty value matches nothing.
 bool Matches(const Attribute& attribute, const Attribute& wanted);

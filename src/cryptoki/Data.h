@@ -8,7 +8,7 @@
 class Data : public CryptokiObject {
  public:
   Data() = default;
-  // Takes what every object has from `base`.
+  // Copies what every object has from `base`.
   explicit Data(const CryptokiObject& base) : CryptokiObject(base) {}
 
   ~Data() override;

@@ -7,7 +7,7 @@ namespace {
 
 constexpr DWORD kNameForm = CERT_X500_NAME_STR | CERT_NAME_STR_REVERSE_FLAG;
 
-// The text of a DER encoded name, "CN=..., O=..., C=..."; empty for bytes that are none.
+// A DER encoded name as a string, "CN=..., O=..., C=..."; empty when the bytes are no name.
 std::string NameText(const BYTE* data, DWORD length) {
   CERT_NAME_BLOB name = {};
   name.cbData = length;
@@ -32,7 +32,7 @@ std::string DecodeText(const BYTE* data, DWORD length) {
   const std::string name = NameText(data, length);
   if (name.empty()) return std::string(data, std::find(data, data + length, BYTE{0}));
 
-  // Three characters are passed over behind either key, though "O=" has two.
+  // Required: three characters are skipped for either key, although "O=" has two.
   constexpr std::size_t kKeyLength = 3;
   for (const char* key : {"CN=", "O="}) {
     const std::size_t position = name.find(key);

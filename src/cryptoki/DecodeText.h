@@ -1,13 +1,12 @@
-// DecodeText turns a text or a DER encoded X.500 name from a token into a string.
+// DecodeText turns a character field or a DER encoded X.500 name of a token into a string.
 #pragma once
 
 #include "common/Platform.h"
 
 #include <string>
 
-// DecodeText returns, for `length` bytes that are a DER encoded name, its common name, without one its
-// organisation, and without that the first part of the name; for anything else the bytes up to the first zero
-// byte. Blanks stay.
+// DecodeText returns of a DER encoded name the common name; when it has none, the organisation; when it has neither,
+// the first part of the name. Of any other `length` bytes it returns those before the first zero byte. Spaces stay.
 //
-// Required: the organisation lacks its first character.
+// Required: the first character of the organisation is cut off.
 std::string DecodeText(const BYTE* data, DWORD length);

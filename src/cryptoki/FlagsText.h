@@ -1,4 +1,4 @@
-// FlagsText: the flags of a slot or token as text, for people.
+// FlagsText: the flags of a slot or token as a string for people.
 #pragma once
 
 #include <string>
@@ -11,8 +11,8 @@ struct FlagName {
   const char* name;
 };
 
-// FlagsText returns "[0x00000007] " and the names of the flags that are set, in the order given, with " | "
-// between them and one blank behind the last.
+// FlagsText returns "[0x00000007] " and the names of the flags that are set, in the order of `names`, with " | "
+// between them and one space after the last.
 //
-// Required: without any named flag std::out_of_range is thrown.
+// Required: when no flag with a name is set, std::out_of_range is thrown.
 std::string FlagsText(CK_FLAGS flags, const std::vector<FlagName>& names);

@@ -1,5 +1,6 @@
-// ICryptokiSettable: the base of everything that talks to the module. It holds the module and two handles, of
-// which each derived class uses what it needs. Copies share the module.
+// ICryptokiSettable: the base of everything that calls the module. It holds the module and two handles; a derived class
+// uses those that it needs. Copies share the module. A session's handle is only a number: Session.h says who owns the
+// session.
 #pragma once
 
 #include <boost/shared_ptr.hpp>
@@ -8,8 +9,8 @@
 
 class ICryptokiSettable {
  public:
-  // In interface order: append, never reorder. The destructor is not among them; a derived class that needs a
-  // virtual one adds it behind these four.
+  // In interface order: append, never reorder. There is no virtual destructor; a derived class that needs one adds it
+  // after these four.
   virtual boost::shared_ptr<CryptokiInterface> GetCryptoki() const;
   virtual CK_SESSION_HANDLE GetSessionHandle() const;
   virtual void SetSessionHandle(CK_SESSION_HANDLE handle);
@@ -22,7 +23,7 @@ class ICryptokiSettable {
   ICryptokiSettable& operator=(const ICryptokiSettable&) = default;
   ~ICryptokiSettable() = default;
 
-  // The module; CryptokiError with `codeWhenUnset` when there is none.
+  // The module. Without one it raises CryptokiError with `codeWhenUnset`.
   CryptokiInterface& Module(CK_RV codeWhenUnset = CKR_ARGUMENTS_BAD) const;
 
   boost::shared_ptr<CryptokiInterface> m_cryptoki;

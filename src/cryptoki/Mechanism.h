@@ -1,4 +1,4 @@
-// Mechanism: the value form of a CK_MECHANISM, with its parameter, and of what a token says of a mechanism.
+// Mechanism: a CK_MECHANISM that owns its parameter, and what a token says about that mechanism.
 #pragma once
 
 #include "common/Platform.h"
@@ -13,11 +13,11 @@ class Mechanism {
   Mechanism() = default;
   explicit Mechanism(CK_MECHANISM_TYPE type);
   Mechanism(const CK_MECHANISM_INFO& info, CK_MECHANISM_TYPE type);
-  // Copies the bytes of a parameter that has both address and length.
+  // Copies the bytes of the parameter, when it has both an address and a length.
   explicit Mechanism(const CK_MECHANISM& mechanism);
   // A copy shares the parameter.
   Mechanism(const Mechanism&) = default;
-  // The parameter is taken over only when `other` has one. Otherwise the old bytes stay, under the length 0.
+  // Shares the parameter of `other`. When it has none, the old bytes stay, with the length 0.
   Mechanism& operator=(const Mechanism& other);
   ~Mechanism() = default;
 
@@ -26,13 +26,13 @@ class Mechanism {
   const CK_MECHANISM_INFO& GetInfo() const { return m_info; }
   // Always empty: names come from MechanismName.
   const std::string& GetName() const { return m_name; }
-  // The parameter's bytes, shared; null when there never was one. 0 bytes are no parameter.
+  // The parameter's bytes, shared; null when there never was a parameter. A length of 0 means no parameter.
   const boost::shared_array<BYTE>& GetParameter() const { return m_parameter; }
   DWORD GetParameterLength() const { return m_parameterLength; }
   // Shares `parameter`.
   void SetParameter(const boost::shared_array<BYTE>& parameter, DWORD length);
 
-  // The form that the module gets. The parameter stays owned by this object.
+  // What the module gets. This object still owns the parameter.
   CK_MECHANISM WithParameter() const;
   CK_MECHANISM TypeOnly() const;
 

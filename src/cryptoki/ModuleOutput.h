@@ -1,4 +1,4 @@
-// What calls of the module that hand out bytes have in common.
+// Helpers for module calls that read or write bytes.
 #pragma once
 
 #include "common/Platform.h"
@@ -7,11 +7,11 @@
 
 #include "cryptoki/Pkcs11.h"
 
-// The module's interface knows no const; it does not write to its inputs.
+// For an input of the module: its interface has no const, but it does not write to inputs.
 inline BYTE* ModuleInput(const BYTE* data) { return const_cast<BYTE*>(data); }
 
-// Calls an operation that writes to `out`, which has room for `*outLength` bytes. What the module says of the length
-// counts up to what there is; when it fails, `*outLength` stays.
+// Calls an operation that writes to `out`, which has space for `*outLength` bytes. Then `*outLength` is the length that
+// the module says, but no more than that space. After a failure it is unchanged.
 template <typename Operation>
 void WithModuleOutput(const BYTE* out, DWORD* outLength, Operation operation) {
   CK_ULONG length = *outLength;

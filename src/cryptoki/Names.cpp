@@ -38,7 +38,7 @@ constexpr KeyTypeRow kKeyTypeRows[] = {
     {CKK_AES, "AES Key"},
 };
 
-// Kept to the letter: the padded modes of CDMF and IDEA bear the names of the plain ones, which have no row.
+// Required: the padded modes of CDMF and IDEA have the names of the plain ones, which have no row.
 constexpr MechanismRow kMechanismRows[] = {
     {CKM_RSA_PKCS_KEY_PAIR_GEN, "RSA PKCS Key-pair Generation"},
     {CKM_RSA_PKCS, "RSA PKCS"},

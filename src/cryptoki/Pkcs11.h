@@ -1,21 +1,21 @@
-// The PKCS #11 types, and the layout of the function table of the token family's module.
+// The PKCS #11 types, and the layout of the module's function table.
 //
-// This is the only file that includes the published header. On Windows that header packs its structures to
-// single bytes and CK_ULONG has 32 bits. In the host build CK_ULONG has the width of the platform, so that
-// ordinary modules load: code says CK_ULONG and sizeof, never 4.
+// Only this file includes the published header. On Windows that header packs its structures to single bytes, and
+// CK_ULONG has 32 bits. In the host build CK_ULONG has the width of the platform, so that ordinary modules can be
+// loaded. So code says CK_ULONG and sizeof, never 4.
 #pragma once
 
 #include <cstddef>
 #include <p11-kit/pkcs11.h>
 
-// The one attribute of the module's own set: a byte on certificates, 1 on the token's default certificate.
+// An attribute that only this module has: a byte of a certificate, 1 for the token's default certificate.
 constexpr CK_ATTRIBUTE_TYPE CKA_DEFAULT_CERT = 0x80000003;
 
 #if defined(_WIN32)
 #pragma pack(push, 1)
 #endif
 
-// The module's table: the standard list, four entries that nobody here calls, and the module's own login.
+// The module's table: the standard list, four entries that are not used, and the module's own login.
 struct ExtendedFunctionList {
   CK_FUNCTION_LIST standard;
   void* unused[4];

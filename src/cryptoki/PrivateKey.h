@@ -1,5 +1,5 @@
-// PrivateKey: an RSA private key of the token, with the certificate of the same identifier once an
-// enumeration found it.
+// PrivateKey: an RSA private key of the token. After an enumeration it also has the certificate of the same identifier,
+// if there is one.
 #pragma once
 
 #include "cryptoki/CryptokiObject.h"
@@ -8,15 +8,15 @@
 class PrivateKey : public CryptokiObject {
  public:
   PrivateKey() = default;
-  // Takes what every object has from `base`.
+  // Copies what every object has from `base`.
   explicit PrivateKey(const CryptokiObject& base) : CryptokiObject(base) {}
 
   ~PrivateKey() override;
   void Update(const std::list<Attribute>& attributes) override;
   void Retrieve() override;
 
-  // The modulus that was read, most significant byte first, by the rule of GetID.
-  void GetModulus(BYTE* out, CK_ULONG* length) const { CopyModulus(out, length); }
+  // The modulus, as it was read, most significant byte first. Works as GetID, and logs each step.
+  void GetModulus(BYTE* out, CK_ULONG* length) const { CopyCached(CKA_MODULUS, out, length, LogStep); }
 
   CK_ULONG GetModulusBits() const { return m_modulusBits; }
   void SetModulusBits(CK_ULONG bits) { m_modulusBits = bits; }
@@ -27,7 +27,7 @@ class PrivateKey : public CryptokiObject {
   bool IsNeverExtractable() const { return m_neverExtractable != 0; }
   bool IsLocal() const { return m_local != 0; }
   bool CanSignRecover() const { return m_signRecover != 0; }
-  // Only its type is set.
+  // Only the type is set.
   const Mechanism& GetKeyGenMechanism() const { return m_keyGenMechanism; }
   CK_KEY_TYPE GetKeyType() const { return m_keyType; }
   const CryptokiObject& GetCertificate() const { return m_certificate; }

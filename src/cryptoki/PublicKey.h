@@ -1,5 +1,5 @@
-// PublicKey: an RSA public key of the token, with the certificate of the same identifier once an enumeration
-// found it.
+// PublicKey: an RSA public key of the token. After an enumeration it also has the certificate of the same identifier,
+// if there is one.
 #pragma once
 
 #include "cryptoki/CryptokiObject.h"
@@ -8,22 +8,22 @@
 class PublicKey : public CryptokiObject {
  public:
   PublicKey() = default;
-  // Takes what every object has from `base`.
+  // Copies what every object has from `base`.
   explicit PublicKey(const CryptokiObject& base) : CryptokiObject(base) {}
 
   ~PublicKey() override;
   void Update(const std::list<Attribute>& attributes) override;
   void Retrieve() override;
 
-  // The modulus that was read, most significant byte first, by the rule of GetID.
-  void GetModulus(BYTE* out, CK_ULONG* length) const { CopyModulus(out, length); }
-  // The same of the public exponent, with nothing logged.
+  // The modulus, as it was read, most significant byte first. Works as GetID, and logs each step.
+  void GetModulus(BYTE* out, CK_ULONG* length) const { CopyCached(CKA_MODULUS, out, length, LogStep); }
+  // The public exponent, likewise, but nothing is logged.
   void GetPublicExponent(BYTE* out, CK_ULONG* length) const { CopyCached(CKA_PUBLIC_EXPONENT, out, length); }
-  // Takes the attributes that the object was made with, as if they had been read. The module is not asked.
+  // Stores the attributes that the object was created with, as if they had been read. There is no module call.
   void TakeAttributes(const std::list<Attribute>& attributes);
 
   CK_ULONG GetModulusBits() const { return m_modulusBits; }
-  // Only its type is set.
+  // Only the type is set.
   const Mechanism& GetKeyGenMechanism() const { return m_keyGenMechanism; }
   CK_KEY_TYPE GetKeyType() const { return m_keyType; }
   const CryptokiObject& GetCertificate() const { return m_certificate; }
@@ -31,7 +31,7 @@ class PublicKey : public CryptokiObject {
   void LinkCertificate(const CryptokiObject& certificate);
   void UnlinkCertificate();
   bool CanWrap() const { return m_wrap != 0; }
-  // Known after an Update that set them; Retrieve does not read these two.
+  // Set by Update only: Retrieve does not read these two.
   bool IsAlwaysSensitive() const { return m_alwaysSensitive != 0; }
   bool IsNeverExtractable() const { return m_neverExtractable != 0; }
   bool IsLocal() const { return m_local != 0; }

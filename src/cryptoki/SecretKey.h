@@ -8,16 +8,16 @@
 class SecretKey : public CryptokiObject {
  public:
   SecretKey() = default;
-  // Takes what every object has from `base`.
+  // Copies what every object has from `base`.
   explicit SecretKey(const CryptokiObject& base) : CryptokiObject(base) {}
 
   ~SecretKey() override;
   void Update(const std::list<Attribute>& attributes) override;
   void Retrieve() override;
 
-  // The name of a key type: "AES Key", "Unknown Key Type". A vendor's type gives the empty text.
+  // The name of a key type: "AES Key", "Unknown Key Type". A vendor's type gives an empty string.
   //
-  // Required: for a vendor's type the text goes in front of the name that this key holds.
+  // Required: for a vendor's type the description is put in front of the name that this key has.
   std::string KeyTypeName(CK_KEY_TYPE type);
 
   CK_KEY_TYPE GetKeyType() const { return m_keyType; }

@@ -1,11 +1,31 @@
-// Session: one session of the module. Each operation is one call, or a short fixed series, a check of the
-// result, and an exception on failure. Nothing of login or operation state is kept here. A copy names the
-// same session; destroying one closes nothing. What may outlive a session's owner holds the session weakly.
+// Session: one session of the module. Each operation is one module call, or a short fixed series, and a check of the
+// result; a failure is an exception. Nothing is remembered of logins or of operations that were begun.
 //
-// Without a module every operation raises CryptokiError CKR_ARGUMENTS_BAD. A call that the module refuses
-// raises CryptokiError with its code. Output buffers and length pointers go to the module unchanged: a null
-// buffer asks for the length. Of a mechanism EncryptInit and DecryptInit hand on the parameter, everything
-// else only the type.
+// Who owns a session. The owner, and nobody else, closes a session, by Close:
+// - a context. It holds the session by a shared pointer, together with its copies. CPReleaseContext closes it, and
+//   CPAcquireContext when the acquisition fails; both by CCSPContext::CloseSession.
+// - the function that opened it, where it is a local object, as in telvotool.
+// Everybody else uses the session and owns nothing. There is one form for that, a Session pointer or reference, which
+// is good for a call or for the run of a dialog, while the owner lives. What may live longer, a hash or a session key,
+// keeps it as a SessionLink, which finds null when the last owner is gone.
+//
+// Besides, the prescribed interface has numbers that name a session: each object of the token has its session's handle
+// (ICryptokiSettable), and a Token has a copy of each session that it opened. Neither keeps a session alive. The
+// token's copies are closed in one case: Token::OpenSession failed and is about to initialise the module anew, which
+// ends every session of the process.
+//
+// Destroying a Session, a Token or a context closes nothing. A session that nobody closed stays open in the module
+// until the module is finalised or the process ends. So do the sessions of slots that CPAcquireContext visited and
+// left, and the session in which it deleted a container.
+//
+// A dead session. Close sets the handle to 0; copies and objects keep the old number. A pulled card, or a new
+// initialisation of the module, ends a session and tells nobody: its number stays as it is. In all these cases the next
+// call goes to the module, which refuses it. Values that objects read before can still be read.
+//
+// Errors. Without a module every operation raises CryptokiError CKR_ARGUMENTS_BAD. A call that the module refuses
+// raises CryptokiError with the module's code. Output buffers and length pointers go to the module unchanged: a null
+// buffer asks for the length. EncryptInit and DecryptInit pass a mechanism with its parameter, everything else passes
+// only the type.
 #pragma once
 
 #include "common/Platform.h"
@@ -41,23 +61,22 @@ class Session : public ICryptokiSettable, public boost::enable_shared_from_this<
   // Required: true when the session's flags, not its state, are 0 or 2. With a module that sets
   // CKF_SERIAL_SESSION it is never true.
   virtual bool IsLoggedIn();
-  // Drops an earlier login first. A null or empty PIN raises CKR_ARGUMENTS_BAD before any call.
+  // Logs out first. A null or empty PIN raises CKR_ARGUMENTS_BAD before any call.
   virtual void Login(CK_USER_TYPE user, BYTE* pin, DWORD length);
   virtual void Logout();
   // A null or empty PIN raises CKR_ARGUMENTS_BAD before any call; so does InitPIN.
   virtual void SetPIN(BYTE* oldPin, DWORD oldLength, BYTE* newPin, DWORD newLength);
   virtual void InitPIN(BYTE* pin, DWORD length);
-  // What a search with these attributes finds, each object with its first read done. An empty list finds
-  // nothing, without a call. More than 100,000 objects raise CKR_GENERAL_ERROR. A failure leaves the search
-  // open in the module.
+  // The objects with these attributes, each read once by CryptokiObject::Retrieve. An empty list finds nothing, without
+  // a call. More than kMaxCount objects raise CKR_GENERAL_ERROR. A failure leaves the search open in the module.
   virtual CryptokiObjects FindObjects(const std::list<Attribute>& attributes);
   virtual CryptokiObjects FindAllObjects();
   virtual CryptokiObject CreateObject(CryptokiObject& object);
-  // The new object knows its handles and the module; nothing was read of it. An empty list raises
+  // The new object has its handles and the module; none of its attributes was read. An empty list raises
   // CKR_BUFFER_TOO_SMALL.
   virtual CryptokiObject CreateObject(const std::list<Attribute>& attributes);
-  // Required: the module's result is not looked at. A failed generation shows as CKR_ARGUMENTS_BAD of the
-  // key's first read.
+  // Required: the module's result is ignored. A failed generation shows as CKR_ARGUMENTS_BAD, from the first read of
+  // the key.
   virtual SecretKey GenerateKey(const Mechanism& mechanism, const std::list<Attribute>& attributes);
   virtual void DigestInit(const Mechanism& mechanism);
   virtual void Digest(BYTE* in, CK_ULONG length, BYTE* out, CK_ULONG* outLength);
@@ -94,14 +113,14 @@ class Session : public ICryptokiSettable, public boost::enable_shared_from_this<
                               CK_ULONG wrappedLength, const std::list<Attribute>& attributes);
   virtual SecretKey UnwrapKey(const Mechanism& mechanism, const SecretKey& unwrappingKey, BYTE* wrapped,
                               CK_ULONG wrappedLength, const std::list<Attribute>& attributes);
-  // Reads both keys after the generation. When that fails, the pair stays on the token.
+  // Reads both keys after the generation. When a read fails, the pair stays on the token.
   virtual void GenerateKeyPair(const Mechanism& mechanism, const std::list<Attribute>& publicAttributes,
                                const std::list<Attribute>& privateAttributes, PublicKey& publicKey,
                                PrivateKey& privateKey);
   virtual void SeedRandom(BYTE* seed, CK_ULONG length);
   virtual void GenerateRandom(BYTE* out, CK_ULONG length);
 
-  // Closes the session if it is open; the module's result is ignored. Copies keep the dead handle.
+  // Closes the session if it is open, for its owner only; see above. The module's result is ignored.
   void Close();
 
  private:

@@ -1,5 +1,5 @@
-// Slot: one slot of the module, on this hardware a reader. A call that the module refuses raises
-// CryptokiError with its code and leaves what was known in place; without a module CKR_ARGUMENTS_BAD.
+// Slot: one slot of the module, which is a reader. A call that the module refuses raises CryptokiError with the
+// module's code and changes nothing here. Without a module CKR_ARGUMENTS_BAD is raised.
 #pragma once
 
 #include <string>
@@ -12,19 +12,19 @@ class Slot final : public ICryptokiSettable {
  public:
   explicit Slot(const SlotInfo& info);
 
-  // The token gets the module as well.
+  // Also sets the module of the token.
   void SetCryptoki(boost::shared_ptr<CryptokiInterface> cryptoki) override;
 
-  // The reader's name, by the rule of SlotInfo::GetDescription, as it was last read.
+  // The reader's name as it was last read, in the form of SlotInfo::GetDescription.
   std::string GetSlotDescription() const;
   CK_SLOT_ID GetSlotId() const { return m_info.GetSlotId(); }
-  // Reads the slot anew and hands the module on to the token.
+  // Reads the slot again, and sets the module of the token.
   bool IsTokenPresent();
-  // Reads the slot anew.
+  // Reads the slot again.
   SlotInfo& GetSlotInfo();
-  // Hands the module on to the token.
+  // Sets the module of the token.
   Token& GetToken();
-  // std::out_of_range when no flag with a name is set.
+  // The names of the slot's flags; see FlagsText.h.
   std::string FlagsText() const;
 
  private:

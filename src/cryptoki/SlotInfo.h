@@ -1,4 +1,4 @@
-// SlotInfo: what the module says of a slot.
+// SlotInfo: what the module says about a slot.
 #pragma once
 
 #include <string>
@@ -7,14 +7,14 @@
 
 class SlotInfo {
  public:
-  // `id` is the id that was asked for; the record does not hold it.
+  // `id` is the slot's id, which is not in the record.
   SlotInfo(const CK_SLOT_INFO& info, CK_SLOT_ID id);
 
-  // The reader's name: of the first 32 bytes of the module's text, what stands before the trailing blanks,
-  // and 32 zero bytes behind it. The text ends at the first zero byte. Compare only descriptions made by this
-  // rule.
+  // The reader's name: the first 32 bytes of the module's description without trailing spaces, and after them 32 zero
+  // bytes. As C characters it ends at the first zero byte. Comparisons cover the zero bytes, so compare only
+  // descriptions that a SlotInfo made.
   const std::string& GetDescription() const { return m_description; }
-  // 32 bytes, blanks included, and 32 zero bytes behind them.
+  // 32 bytes with their trailing spaces, and after them 32 zero bytes.
   const std::string& GetManufacturer() const { return m_manufacturer; }
   CK_FLAGS GetFlags() const { return m_flags; }
   const Version& GetFirmwareVersion() const { return m_firmwareVersion; }

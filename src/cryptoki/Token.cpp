@@ -14,30 +14,30 @@ constexpr BYTE kMaxOpenRetries = 10;
 // clang-format off
 const std::vector<FlagName>& TokenFlagNames() {
   static const std::vector<FlagName> names = {
-      {0x40, "CKF_CLOCK_ON_TOKEN"},
-      {0x200, "CKF_DUAL_CRYPTO_OPERATIONS"},
-      {0x4, "CKF_LOGIN_REQUIRED"},
-      {0x100, "CKF_PROTECTED_AUTHENTICATION_PATH"},
-      {0x20, "CKF_RESTORE_KEY_NOT_NEEDED"},
-      {0x800, "CKF_SECONDARY_AUTHENTICATION"},
-      {0x100000, "CKF_SO_PIN_COUNT_LOW"},
-      {0x200000, "CKF_SO_PIN_FINAL_TRY"},
-      {0x400000, "CKF_SO_PIN_LOCKED"},
-      {0x800000, "CKF_SO_PIN_TO_BE_CHANGED"},
-      {0x400, "CKF_TOKEN_INITIALIZED"},
-      {0x10000, "CKF_USER_PIN_COUNT_LOW"},
-      {0x20000, "CKF_USER_PIN_FINAL_TRY"},
-      {0x8, "CKF_USER_PIN_INITIALIZED"},
-      {0x40000, "CKF_USER_PIN_LOCKED"},
-      {0x80000, "CKF_USER_PIN_TO_BE_CHANGED"},
-      {0x2, "CKF_WRITE_PROTECTED"},
-      {0x1, "CKF_RNG"},
+      {CKF_CLOCK_ON_TOKEN, "CKF_CLOCK_ON_TOKEN"},
+      {CKF_DUAL_CRYPTO_OPERATIONS, "CKF_DUAL_CRYPTO_OPERATIONS"},
+      {CKF_LOGIN_REQUIRED, "CKF_LOGIN_REQUIRED"},
+      {CKF_PROTECTED_AUTHENTICATION_PATH, "CKF_PROTECTED_AUTHENTICATION_PATH"},
+      {CKF_RESTORE_KEY_NOT_NEEDED, "CKF_RESTORE_KEY_NOT_NEEDED"},
+      {CKF_SECONDARY_AUTHENTICATION, "CKF_SECONDARY_AUTHENTICATION"},
+      {CKF_SO_PIN_COUNT_LOW, "CKF_SO_PIN_COUNT_LOW"},
+      {CKF_SO_PIN_FINAL_TRY, "CKF_SO_PIN_FINAL_TRY"},
+      {CKF_SO_PIN_LOCKED, "CKF_SO_PIN_LOCKED"},
+      {CKF_SO_PIN_TO_BE_CHANGED, "CKF_SO_PIN_TO_BE_CHANGED"},
+      {CKF_TOKEN_INITIALIZED, "CKF_TOKEN_INITIALIZED"},
+      {CKF_USER_PIN_COUNT_LOW, "CKF_USER_PIN_COUNT_LOW"},
+      {CKF_USER_PIN_FINAL_TRY, "CKF_USER_PIN_FINAL_TRY"},
+      {CKF_USER_PIN_INITIALIZED, "CKF_USER_PIN_INITIALIZED"},
+      {CKF_USER_PIN_LOCKED, "CKF_USER_PIN_LOCKED"},
+      {CKF_USER_PIN_TO_BE_CHANGED, "CKF_USER_PIN_TO_BE_CHANGED"},
+      {CKF_WRITE_PROTECTED, "CKF_WRITE_PROTECTED"},
+      {CKF_RNG, "CKF_RNG"},
   };
   return names;
 }
 // clang-format on
 
-// Numbers have 32 bits on the provider's platform, all ones included.
+// A CK_ULONG has 32 bits on Windows; on the host the upper ones are cut, also of CK_UNAVAILABLE_INFORMATION.
 std::string Decimal(CK_ULONG value) { return std::to_string(static_cast<DWORD>(value)); }
 
 }  // namespace

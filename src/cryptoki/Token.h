@@ -1,6 +1,6 @@
-// Token: what is in a slot. Its own checks raise CryptokiError CKR_CRYPTOKI_NOT_INITIALIZED without a module;
-// a call that the module refuses raises CryptokiError with its code. Copies carry everything along;
-// destroying one closes nothing.
+// Token: what is in a slot. Without a module its operations raise CryptokiError CKR_CRYPTOKI_NOT_INITIALIZED, unless
+// one says otherwise. A call that the module refuses raises CryptokiError with the module's code. A copy has everything
+// that the original has. Who closes sessions is said in Session.h.
 #pragma once
 
 #include <list>
@@ -15,21 +15,21 @@ class Token final : public ICryptokiSettable {
  public:
   explicit Token(CK_SLOT_ID slotId);
 
-  // Reads the token's record; the field behind the reference is as old as the last call.
+  // Reads the token's record. The reference is to this object's field, which the next call overwrites.
   TokenInfo& GetTokenInfo();
-  // Reads the token's mechanisms; a failure between them leaves those read so far.
+  // Reads the token's mechanisms. After a failure the list has those that were read.
   std::list<Mechanism>& GetMechanisms();
-  // `label` has 32 characters, filled with blanks. A null pointer or an empty PIN raises CKR_ARGUMENTS_BAD.
+  // `label` has 32 characters, padded with spaces. A null pointer or an empty PIN raises CKR_ARGUMENTS_BAD.
   void InitToken(CK_UTF8CHAR_PTR pin, CK_ULONG pinLength, CK_UTF8CHAR_PTR label);
-  // Opens a session. A failure is answered, ten times in the life of this object, by closing this object's
-  // sessions, finalising and initialising the module, and trying again: every session of the process is gone
-  // then. The failure after that is thrown. Without a module CKR_ARGUMENTS_BAD.
+  // Opens a session, which the caller owns. When the module refuses, this object closes the sessions that it opened,
+  // has the module finalised and initialised, and tries again. That ends every session of the process. It is done ten
+  // times in the life of this object; the next refusal is raised. Without a module it raises CKR_ARGUMENTS_BAD.
   Session OpenSession(CK_FLAGS flags, CK_VOID_PTR application, CK_NOTIFY notify);
-  // Closes those sessions opened here that the module still knows, and forgets all.
+  // Closes the sessions that were opened here and that the module still knows, and forgets all of them.
   void CloseAllSessions();
 
   CK_SLOT_ID GetSlotId() const { return m_slotId; }
-  // std::out_of_range when no flag with a name is set.
+  // The names of the token's flags; see FlagsText.h.
   std::string FlagsText() const;
   // The numbers of the token's record in decimal.
   std::string MaxSessionCountText() const;
@@ -48,5 +48,5 @@ class Token final : public ICryptokiSettable {
   std::list<Mechanism> m_mechanisms;
   TokenInfo m_info;
   CK_SLOT_ID m_slotId;
-  std::list<Session> m_sessions;
+  std::list<Session> m_sessions;  // a copy of each session that was opened here
 };

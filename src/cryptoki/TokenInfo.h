@@ -1,5 +1,5 @@
-// TokenInfo: what the module says of a token. Numbers are kept as they come, CK_UNAVAILABLE_INFORMATION and
-// CK_EFFECTIVELY_INFINITE among them.
+// TokenInfo: what the module says about a token. Numbers are kept as they are, also CK_UNAVAILABLE_INFORMATION and
+// CK_EFFECTIVELY_INFINITE.
 #pragma once
 
 #include <string>
@@ -11,11 +11,11 @@ class TokenInfo {
   TokenInfo() = default;
   explicit TokenInfo(const CK_TOKEN_INFO& info);
 
-  // Through DecodeText; the trailing blanks of the record's fields stay.
+  // Converted by DecodeText; the trailing spaces of the record's fields stay.
   const std::string& GetLabel() const { return m_label; }
   const std::string& GetManufacturer() const { return m_manufacturer; }
   const std::string& GetModel() const { return m_model; }
-  // The 16 characters of the record in pairs with a blank between: "01 23 45 67 89 AB CD EF".
+  // The 16 characters of the record in pairs with a space between them: "01 23 45 67 89 AB CD EF".
   const std::string& GetSerial() const { return m_serial; }
   CK_FLAGS GetFlags() const { return m_flags; }
   CK_ULONG GetMaxSessionCount() const { return m_maxSessionCount; }

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "common/CCSPContextError.h"
-#include "common/DrawUnused.h"
+#include "common/RandomUnused.h"
 
 CCSPContextList::~CCSPContextList() = default;
 
@@ -14,7 +14,7 @@ DWORD CCSPContextList::AddContext(CCSPContext& context) {
   constexpr DWORD kHandleModulus = 0xFFFFFFFF;
   const std::lock_guard<std::mutex> lock(m_mutex);
   std::srand(static_cast<DWORD>(std::time(nullptr)));  // NOLINT(cert-msc32-c,cert-msc51-cpp): a label, not a secret
-  context.SetHandle(DrawUnused(
+  context.SetHandle(RandomUnused(
       kHandleModulus, m_contexts.size(), [this](DWORD handle) { return m_contexts.count(handle) != 0; },
       m_smallestFree));
   context.AssignKeyHandles();

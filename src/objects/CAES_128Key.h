@@ -5,7 +5,7 @@
 
 class CAES_128Key : public CCSPSecretKey {
  public:
-  // The block length comes with the mode.
+  // SetMode sets the block length.
   CAES_128Key();
   CAES_128Key(const CAES_128Key&) = default;
   CAES_128Key& operator=(const CAES_128Key&) = default;
@@ -14,8 +14,8 @@ class CAES_128Key : public CCSPSecretKey {
   void SetAlgID(DWORD algorithm) override;
   void SetBlockLength(DWORD bits) override;
   void SetKeyLength(DWORD length) override;
-  // CBC or ECB. Required: OFB and CFB run as CBC and only tell blocks of 16 bits, and any other mode is stored before
-  // it is refused with NTE_BAD_FLAGS.
+  // CBC or ECB. Required: OFB and CFB work as CBC but report blocks of 16 bits. Any other mode is stored, and then
+  // NTE_BAD_FLAGS is raised.
   void SetMode(DWORD mode) override;
   void SetIV(const BYTE* iv, DWORD length) override;
 };

@@ -7,17 +7,15 @@
 
 #include "common/CCSPContextError.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/ModuleLimits.h"
 #include "log/Logs.h"
 
 namespace {
 
-// A module that claims more for a digest is not believed.
-constexpr CK_ULONG kMaxValueLength = CK_ULONG{16} * 1024 * 1024;
-
 constexpr DWORD kMaxMessageLength = std::numeric_limits<DWORD>::max();
 
-void RequireRoom(bool hasRoom, const std::string& message) {
-  if (!hasRoom) throw CCSPContextError(message, ERROR_MORE_DATA);
+void RequireSpace(bool hasSpace, const std::string& message) {
+  if (!hasSpace) throw CCSPContextError(message, ERROR_MORE_DATA);
 }
 
 }  // namespace
@@ -27,15 +25,15 @@ CCSPHash::CCSPHash(const HashSetup& setup)
       m_algorithm(setup.algorithm->id),
       m_id(setup.id),
       m_session(setup.session),
-      m_mechanism(setup.mechanism),
-      m_digestLength(setup.digestLength),
-      m_name(setup.name) {
+      m_mechanism(setup.hash->mechanism),
+      m_digestLength(setup.algorithm->defaultBits / 8),
+      m_name(setup.hash->name) {
   std::copy_n(setup.algorithm->prefix, m_prefixLength, m_prefix);
 }
 
 CCSPHash::CCSPHash(const CCSPHash& other) { CopyFrom(other); }
 
-// NOLINTNEXTLINE(misc-unconventional-assign-operator): virtual, as its place in the interface wants it
+// NOLINTNEXTLINE(misc-unconventional-assign-operator): virtual, as the interface requires
 CCSPHash& CCSPHash::operator=(const CCSPHash& other) {
   if (this != &other) CopyFrom(other);
   return *this;
@@ -71,7 +69,7 @@ void CCSPHash::GetData(BYTE* out, DWORD* length) {
     *length = static_cast<DWORD>(std::min<std::size_t>(present, kMaxMessageLength));
     return;
   }
-  RequireRoom(*length >= present, "Buffer to retrieve Data to hash is too small");
+  RequireSpace(*length >= present, "Buffer to retrieve Data to hash is too small");
   *length = static_cast<DWORD>(present);
   m_pending.CopyTo(out);
 }
@@ -115,7 +113,7 @@ void CCSPHash::Digest(Session& session, BYTE* message, DWORD length) {
   session.Digest(message, length, nullptr, &allocated);
   if (allocated > kMaxValueLength) throw CryptokiError(CKR_GENERAL_ERROR);
   WipedBuffer value(allocated);
-  // Required: the same operation once more. The module keeps it alive over the question for the length.
+  // Required: no second DigestInit. The module keeps the operation active after the call that asked for the length.
   CK_ULONG claimed = allocated;
   session.Digest(message, length, value.Data(), &claimed);
   const auto valueLength = static_cast<DWORD>(std::min(claimed, allocated));
@@ -134,7 +132,7 @@ void CCSPHash::CopyValue(const char* who, BYTE* out, DWORD* length) const {
     throw CCSPContextError(std::string(who) + "Hash was completed but no Hash Data Found", NTE_BAD_HASH_STATE);
   }
   if (out != nullptr) {
-    RequireRoom(*length >= m_valueLength, std::string(who) + "Buffer to retrieve Hash is too small");
+    RequireSpace(*length >= m_valueLength, std::string(who) + "Buffer to retrieve Hash is too small");
     std::copy_n(m_value->Data(), m_valueLength, out);
   }
   *length = m_valueLength;
@@ -154,13 +152,13 @@ const std::string* CCSPHash::GetName() const { return &m_name; }
 void CCSPHash::GetPreSignData(BYTE* out, DWORD* length) {
   DWORD valueLength = 0;
   if (m_finished == 0) Compute(nullptr, &valueLength);
-  // Finished without a value: the failure is GetHash's.
+  // A finished hash without a value: GetHash raises the error.
   if (m_valueLength == 0) GetHash(nullptr, &valueLength);
   if (m_valueLength == 0) throw CCSPContextError("No hash Computed", NTE_BAD_HASH_STATE);
   if (m_prefixLength == 0) throw CCSPContextError("No OID Present", NTE_BAD_HASH_STATE);
   const DWORD total = m_prefixLength + m_valueLength;
   if (out != nullptr) {
-    RequireRoom(*length >= total, "Buffer is too small to retrieve pre-sign data");
+    RequireSpace(*length >= total, "Buffer is too small to retrieve pre-sign data");
     std::copy_n(m_value->Data(), m_valueLength, std::copy_n(m_prefix, m_prefixLength, out));
   }
   *length = total;

@@ -1,9 +1,10 @@
-// CCSPHash: what stands behind an HCRYPTHASH. It collects the whole message, and the token digests it in one piece the
-// first time that the value is wanted. From then on the hash is finished: the value stays, and more data has no effect.
+// CCSPHash: the object of an HCRYPTHASH. It collects the whole message. When its value is wanted for the first time,
+// the token digests the message in one piece. Then the hash is finished: it keeps its value, and more data has no
+// effect.
 //
-// Failures are CCSPContextError, those of the token, too. Lengths count bytes. A null `out` asks for the length; a
-// `*length` below it raises ERROR_MORE_DATA and stays as given. No operation is safe against another one on the same
-// hash at the same time. A hash may outlive the context that made it: without its session it computes no more.
+// Every failure is a CCSPContextError, also that of the token. Lengths are in bytes. A null `out` asks for the length.
+// Too small a `*length` raises ERROR_MORE_DATA and is not changed. Only one thread may use a hash at a time. A hash may
+// live longer than its session (see Session.h), but then it computes nothing.
 #pragma once
 
 #include "common/Platform.h"
@@ -21,9 +22,7 @@
 // What a new hash is made of.
 struct HashSetup {
   const Algorithm* algorithm;
-  const char* name;  // in the log
-  DWORD digestLength;
-  CK_MECHANISM_TYPE mechanism;
+  const HashAlgorithm* hash;  // the same algorithm
   Session* session;
   DWORD id;
 };
@@ -32,57 +31,59 @@ class CCSPHash {
  public:
   CCSPHash() = default;
   explicit CCSPHash(const HashSetup& setup);
-  // As operator=; a copy has neither name nor digest length.
+  // Works as operator=. A copy has neither name nor digest length.
   CCSPHash(const CCSPHash& other);
 
   // In interface order: append, never reorder.
 
-  // Everything but the name and the digest length, the id included. The value is a copy.
+  // Copies everything, also the id and the value, except the name and the digest length.
   // NOLINTNEXTLINE(misc-unconventional-assign-operator): its place in the interface is the first
   virtual CCSPHash& operator=(const CCSPHash& other);
   virtual ~CCSPHash();
-  // Null or a zero length adds nothing.
+  // A null `data` or a length of 0 adds nothing.
   virtual void AddData(const BYTE* data, DWORD length);
-  // Puts `data` in the place of the message so far.
+  // Replaces the message by `data`.
   virtual void SetData(const BYTE* data, DWORD length);
-  // The message.
+  // Copies the message to `out`.
   virtual void GetData(BYTE* out, DWORD* length);
-  // Stores the DigestInfo up to the digest. More than there is room for is cut.
+  // Stores the DigestInfo up to the digest. Bytes after the first 256 are cut off.
   virtual void SetOID(const BYTE* prefix, const DWORD* length);
-  // The value. NTE_BAD_HASH_STATE without a message or session; NTE_BAD_HASH, "No Data to Hash", for a message whose
-  // length does not fit 32 bits; NTE_FAIL when the token fails, whose own code is then the last error. The hash stays
-  // open with its message, and the operation can be repeated.
+  // Copies the value to `out`, and computes it before if necessary. Raises NTE_BAD_HASH_STATE without a message or
+  // session. Raises NTE_BAD_HASH, "No Data to Hash", for a message whose length does not fit 32 bits. Raises NTE_FAIL
+  // when the token fails, and sets the last error to the token's code. After a failure the hash has its message and is
+  // not finished, so that the operation can be repeated.
   virtual void GetHash(BYTE* out, DWORD* length);
-  // Stores a value that was computed elsewhere, and finishes the hash. A null or empty one raises NTE_BAD_DATA and
-  // leaves the hash without a value.
+  // Stores a value that was computed elsewhere, and finishes the hash. Without `value` or with a length of 0 the hash
+  // loses the value it had, and NTE_BAD_DATA is raised.
   virtual void SetHash(const BYTE* value, DWORD length);
   virtual const std::string* GetName() const;
-  // What an RSA signature takes: the DigestInfo with the value. NTE_BAD_HASH_STATE when the algorithm has none.
+  // Copies to `out` what is signed by RSA: the DigestInfo with the value. Raises NTE_BAD_HASH_STATE when the algorithm
+  // has no DigestInfo.
   virtual void GetPreSignData(BYTE* out, DWORD* length);
   virtual DWORD IsFinished() const;
   virtual void SetFinished(DWORD finished);
-  // Computes the value, if that is still to be done.
+  // Computes the value, unless the hash is finished.
   virtual void Finish();
-  // As GetHash.
+  // Works as GetHash.
   virtual void Compute(BYTE* out, DWORD* length);
-  // The value handed out as HCRYPTHASH.
+  // The number that applications get as HCRYPTHASH.
   virtual DWORD GetHashID() const;
   virtual ALG_ID GetAlgID() const;
   // The length of the algorithm's digests.
   virtual DWORD GetHashLength() const;
 
-  // Behind the interface.
+  // After the interface.
 
   // Null when there is none or it is gone.
   boost::shared_ptr<Session> GetSession() const { return m_session.Lock(); }
 
  protected:
-  // The message as one array for the module, whose lengths have 32 bits. Null when it is empty or longer than that.
+  // The message as one array for the module. Null when it is empty, or longer than 32 bits can say.
   BYTE* WholeMessage(DWORD& length);
   bool HasMessage() const { return m_pending.Length() != 0; }
-  // Makes the first `length` bytes the value, and finishes the hash.
+  // Stores the first `length` bytes as the value, and finishes the hash.
   void Keep(WipedBuffer value, DWORD length);
-  // GetHash of a finished hash. The messages begin with `who`.
+  // Does what GetHash does with a finished hash. The messages of its errors begin with `who`.
   void CopyValue(const char* who, BYTE* out, DWORD* length) const;
 
  private:

@@ -6,36 +6,19 @@
 #include <cstdlib>
 
 #include "common/CCSPContextError.h"
-#include "common/DrawUnused.h"
+#include "common/RandomUnused.h"
 #include "objects/SHA1MD5Hash.h"
 #include "objects/TELVOCSPHash.h"
 
 namespace {
 
-// Required: the names are spelled otherwise than in the table of algorithms, where SHA has a hyphen and SSL3 none.
-struct HashRow {
-  ALG_ID id;
-  DWORD digestLength;
-  const char* name;
-  CK_MECHANISM_TYPE mechanism;
-};
-
-constexpr HashRow kHashes[] = {
-    {CALG_MD5, 16, "MD5", CKM_MD5},
-    {CALG_SHA1, 20, "SHA-1", CKM_SHA_1},
-    {CALG_SSL3_SHAMD5, 36, "SSL3-SHAMD5", CKM_SHA_1},
-    {CALG_SHA_256, 32, "SHA 256", CKM_SHA256},
-    {CALG_SHA_512, 64, "SHA 512", CKM_SHA512},
-};
-
-const HashRow& FindHash(ALG_ID id) {
-  for (const HashRow& row : kHashes) {
-    if (row.id == id) return row;
-  }
-  throw CCSPContextError("Invalid Hash Algorithm ID", NTE_BAD_ALGID);
+const HashAlgorithm& FindHash(ALG_ID id) {
+  const HashAlgorithm* const found = FindHashAlgorithm(id);
+  if (found == nullptr) throw CCSPContextError("Invalid Hash Algorithm ID", NTE_BAD_ALGID);
+  return *found;
 }
 
-// The next number of the generator, modulo the session's address.
+// Seeds the generator with its next number, modulo the session's address.
 void Reseed(const Session* session) {
   const auto number = static_cast<std::uint64_t>(std::int64_t{std::rand()});  // NOLINT(cert-msc30-c,cert-msc50-cpp)
   std::srand(static_cast<unsigned>(number % reinterpret_cast<std::uintptr_t>(session)));
@@ -50,9 +33,9 @@ boost::shared_ptr<CCSPHash> MakeHash(const HashSetup& setup) {
 
 CCSPHashFactory::~CCSPHashFactory() = default;
 
-DWORD CCSPHashFactory::DrawID() {
+DWORD CCSPHashFactory::AllocateID() {
   constexpr DWORD kIDModulus = 0xFFFFFF;
-  return DrawUnused(
+  return RandomUnused(
       kIDModulus, m_ids.size(), [this](DWORD id) { return m_ids.count(id) != 0; }, m_smallestFree);
 }
 
@@ -62,9 +45,9 @@ boost::shared_ptr<CCSPHash> CCSPHashFactory::CreateHash(ALG_ID algorithm, Sessio
   Reseed(session);
   const Algorithm* const found = FindAlgorithm(algorithm);
   if (found == nullptr) throw CCSPContextError("Algorithm not found", NTE_BAD_ALGID);
-  const HashRow& row = FindHash(algorithm);
-  const DWORD id = DrawID();
-  auto hash = MakeHash({found, row.name, row.digestLength, row.mechanism, session, id});
+  const HashAlgorithm& hashAlgorithm = FindHash(algorithm);
+  const DWORD id = AllocateID();
+  auto hash = MakeHash({found, &hashAlgorithm, session, id});
   m_hashes.emplace(hash.get(), Entry{hash, id});
   m_ids.insert(id);
   if (id == m_smallestFree) ++m_smallestFree;
@@ -77,7 +60,7 @@ boost::shared_ptr<CCSPHash> CCSPHashFactory::DuplicateHash(boost::shared_ptr<CCS
 }
 
 void CCSPHashFactory::DestroyHash(const boost::shared_ptr<CCSPHash>& hash) {
-  boost::shared_ptr<CCSPHash> removed;  // released behind the lock
+  boost::shared_ptr<CCSPHash> removed;  // destroyed after the lock is released
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto found = m_hashes.find(hash.get());
   if (found == m_hashes.end()) return;

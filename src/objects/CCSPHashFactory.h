@@ -1,5 +1,5 @@
-// CCSPHashFactory: makes hashes, gives them their ids, and owns them until they are destroyed or it dies. Safe to be
-// used by several threads at once.
+// CCSPHashFactory: makes hashes, gives them their ids, and keeps each until DestroyHash or its own end. Several threads
+// may use it at once.
 #pragma once
 
 #include "common/Platform.h"
@@ -19,17 +19,17 @@ class CCSPHashFactory {
   CCSPHashFactory& operator=(const CCSPHashFactory&) = delete;
   virtual ~CCSPHashFactory();
 
-  // A new hash, with an id that no other hash of this factory has. The session is not owned: see SessionLink. Reseeds
-  // the process's generator. CCSPContextError NTE_FAIL without a session, before the generator is reseeded;
-  // NTE_BAD_ALGID for an algorithm that does not hash.
+  // A new hash, with an id that no other hash of this factory has. The session must have an owner: the hash keeps a
+  // SessionLink. Seeds the process's generator. Raises CCSPContextError NTE_FAIL without a session, before it seeds,
+  // and NTE_BAD_ALGID for an algorithm that is no hash.
   boost::shared_ptr<CCSPHash> CreateHash(ALG_ID algorithm, Session* session);
-  // Required: the result is `source` itself. A new hash of its algorithm is made beside it, which nobody gets and this
-  // factory keeps.
+  // Required: the result is `source` itself. A new hash of its algorithm is also made; this factory keeps it, and
+  // nobody gets it.
   boost::shared_ptr<CCSPHash> DuplicateHash(boost::shared_ptr<CCSPHash> source);
-  // Forgets the hash, which lives on while others hold it.
+  // Forgets the hash. It exists as long as others hold it.
   void DestroyHash(const boost::shared_ptr<CCSPHash>& hash);
 
-  // How many hashes there are.
+  // The number of hashes.
   std::size_t Count();
 
  private:
@@ -37,12 +37,12 @@ class CCSPHashFactory {
     boost::shared_ptr<CCSPHash> hash;
     DWORD id;
   };
-  DWORD DrawID();
+  DWORD AllocateID();
 
   std::mutex m_mutex;
   std::unordered_map<const CCSPHash*, Entry> m_hashes;
   std::unordered_set<DWORD> m_ids;
-  DWORD m_smallestFree = 0;  // no id below is free
+  DWORD m_smallestFree = 0;  // no id below it is free
 };
 
 // Defined in entry/ProcessObjects.cpp.

@@ -8,15 +8,15 @@
 
 namespace {
 
-// How much of an output is taken for the next IV, whatever the block's length.
+// The next IV begins so many bytes before the end of an output, whatever the block length.
 constexpr DWORD kChainedLength = 8;
 
 bool IsChaining(CK_MECHANISM_TYPE mechanism) {
   return mechanism == CKM_DES_CBC || mechanism == CKM_DES3_CBC || mechanism == CKM_AES_CBC;
 }
 
-// Required: what is there takes the caller's bytes, not the other way round.
-void TakeFrom(const BYTE* caller, DWORD* length, std::vector<BYTE>& bytes, const char* tooShort) {
+// Required: the caller's bytes replace those of the key, and not the other way round.
+void ReplaceByCallers(const BYTE* caller, DWORD* length, std::vector<BYTE>& bytes, const char* tooShort) {
   const auto needed = static_cast<DWORD>(bytes.size());
   if (caller == nullptr) {
     *length = needed;
@@ -89,7 +89,7 @@ void CCSPSecretKey::AddSalt(const BYTE* salt, DWORD length) {
 
 void CCSPSecretKey::GetSalt(BYTE* out, DWORD* length) {
   if (out == nullptr && m_salt.empty()) throw CCSPContextError("Salt does not exist", NTE_BAD_KEY_STATE);
-  TakeFrom(out, length, m_salt, "Salt Length given is less than actual salt length");
+  ReplaceByCallers(out, length, m_salt, "Salt Length given is less than actual salt length");
 }
 
 void CCSPSecretKey::SetIV(const BYTE* iv, DWORD length) {
@@ -99,7 +99,7 @@ void CCSPSecretKey::SetIV(const BYTE* iv, DWORD length) {
 
 void CCSPSecretKey::GetIV(BYTE* out, DWORD* length) {
   if (m_iv.empty()) SetMode(CRYPT_MODE_CBC);
-  TakeFrom(out, length, m_iv, "IV Length given is less than actual IV length");
+  ReplaceByCallers(out, length, m_iv, "IV Length given is less than actual IV length");
 }
 
 void CCSPSecretKey::UseMode(DWORD bits, CK_MECHANISM_TYPE mechanism, DWORD ivLength) {

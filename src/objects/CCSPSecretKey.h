@@ -1,10 +1,10 @@
-// CCSPSecretKey: what stands behind the HCRYPTKEY of a session key: the key's parameters as the platform sees them, and
-// the handle of the token's key object. It holds no key material; each encryption and decryption is one operation of
-// the token, and what lets calls chain is the IV alone. The concrete classes choose the mechanism for a mode.
+// CCSPSecretKey: the object of a session key's HCRYPTKEY: the key's parameters as CryptoAPI sees them, and the handle
+// of the token's key object. It has no key material. Each encryption and decryption is one operation of the token; only
+// the IV connects one call to the next. The derived classes choose the mechanism for a mode.
 //
-// Failures of a parameter are CCSPContextError, those of the token CryptokiError. Lengths count bytes unless said
-// otherwise. No operation is safe against another one on the same key at the same time. A key may outlive the context
-// that made it: without its session its operations on the token do nothing.
+// A bad parameter raises CCSPContextError, a failure of the token CryptokiError. Lengths are in bytes unless a comment
+// says bits. Only one thread may use a key at a time. A key may live longer than its session (see Session.h), but then
+// its operations on the token do nothing.
 #pragma once
 
 #include "common/Platform.h"
@@ -18,10 +18,10 @@
 
 class CCSPSecretKey {
  public:
-  // A key of no algorithm and no token, without mode, IV and salt.
+  // A key without algorithm, token, mode, IV and salt.
   CCSPSecretKey() = default;
-  // Required: the mechanism's parameter is not copied. Until SetMode or, in the concrete classes, SetIV the module gets
-  // none from a copy, although there is an IV.
+  // Required: the mechanism's parameter is not copied. A copy has the IV, but the module gets no parameter before
+  // SetMode or, in the derived classes, SetIV.
   CCSPSecretKey(const CCSPSecretKey& other);
   CCSPSecretKey& operator=(const CCSPSecretKey& other);
 
@@ -29,7 +29,7 @@ class CCSPSecretKey {
 
   virtual ~CCSPSecretKey();
   virtual ALG_ID GetAlgID() const;
-  // The three setters have no effect in the concrete classes.
+  // This setter and the two below have no effect in the derived classes.
   virtual void SetAlgID(DWORD algorithm);
   // In bits.
   virtual DWORD GetBlockLength() const;
@@ -37,58 +37,60 @@ class CCSPSecretKey {
   virtual DWORD GetKeyLength() const;
   virtual void SetKeyLength(DWORD length);
   virtual DWORD GetMode() const;
-  // Stores the mode; the concrete classes choose mechanism, block length, mode bits and IV by it.
+  // Stores the mode. The derived classes set mechanism, block length, mode bits and IV by it.
   virtual void SetMode(DWORD mode);
-  // Appends; null or a zero length adds nothing.
+  // Appends to the salt. A null `salt` or a length of 0 adds nothing.
   virtual void AddSalt(const BYTE* salt, DWORD length);
-  // A null `out` asks for the length; NTE_BAD_KEY_STATE without a salt. Required: with a buffer that is long enough the
-  // salt takes the buffer's bytes, and neither the buffer nor `*length` changes. Too short a `*length` takes the salt's
-  // and raises ERROR_MORE_DATA.
+  // A null `out` asks for the length, and raises NTE_BAD_KEY_STATE without a salt. Too small a `*length` becomes the
+  // salt's length, and ERROR_MORE_DATA is raised. Required: otherwise the buffer's bytes replace those of the salt, and
+  // neither the buffer nor `*length` changes.
   virtual void GetSalt(BYTE* out, DWORD* length);
-  // Null or a zero length leaves no IV. The concrete classes take only one of their block's length: NTE_BAD_DATA.
+  // Null or a length of 0 removes the IV. The derived classes take only an IV of their block length, and raise
+  // NTE_BAD_DATA for any other.
   virtual void SetIV(const BYTE* iv, DWORD length);
-  // A key without an IV is first put into CBC mode. A null `out` asks for the length. Required: with a buffer that is
-  // long enough the IV takes the buffer's bytes, and neither the buffer nor `*length` changes. Too short a `*length`
-  // takes the IV's and raises ERROR_MORE_DATA.
+  // Sets a key without an IV to CBC mode first. A null `out` asks for the length. Too small a `*length` becomes the
+  // IV's length, and ERROR_MORE_DATA is raised. Required: otherwise the buffer's bytes replace those of the IV, and
+  // neither the buffer nor `*length` changes.
   virtual void GetIV(BYTE* out, DWORD* length);
   virtual DWORD GetModeBits() const;
   virtual void SetModeBits(DWORD bits);
   virtual DWORD GetPermissions() const;
   virtual void SetPermissions(DWORD permissions);
   virtual DWORD GetPadding() const;
-  // Only PKCS5_PADDING; NTE_BAD_FLAGS otherwise.
+  // Raises NTE_BAD_FLAGS for anything but PKCS5_PADDING.
   virtual void SetPadding(DWORD padding);
-  // The value handed out as HCRYPTKEY.
+  // The number that applications get as HCRYPTKEY.
   virtual DWORD GetKeyID() const;
   virtual CK_OBJECT_HANDLE GetObjectHandle() const;
-  // `in` is as long as the mechanism wants it: nothing is padded. `in` and `out` may be the same buffer; a null `out`
-  // asks for the length. The IV becomes the end of the output.
+  // Nothing is padded: `inLength` must be a length that the mechanism takes. `in` and `out` may be the same buffer. A
+  // null `out` asks for the length. The end of the output becomes the next IV.
   //
-  // Required: the IV takes bytes from eight before the end on, so that of a block of 16 bytes it gets the second half
-  // and what lies behind it in the buffer. Bytes that are not the caller's count as zero, and from fewer than eight
-  // bytes nothing is taken.
+  // Required: the next IV is read from eight bytes before the end of the output. So an IV of 16 bytes gets the second
+  // half of the last block and then what follows in the buffer. Bytes that are not in the caller's buffer count as
+  // zero. An output of fewer than eight bytes leaves the IV as it is.
   virtual void Encrypt(const BYTE* in, DWORD inLength, BYTE* out, DWORD* outLength);
-  // Padding stays. Required: afterwards, and after a question for the length as well, the key has no IV, and the
-  // mechanism goes without a parameter until SetIV or SetMode.
+  // Does not remove padding. Required: afterwards the key has no IV, and the module gets no parameter until SetIV or
+  // SetMode. This is so even when the call only asked for the length.
   virtual void Decrypt(const BYTE* in, DWORD inLength, BYTE* out, DWORD* outLength);
-  // Reads the value from the token into `out`. Required: `*length` is only read, and a null `out` tells nothing.
+  // Reads the key's value from the token into `out`. Required: `*length` is never changed, so a null `out` is of no
+  // use.
   virtual void GetKeyValue(BYTE* out, DWORD* length);
-  // Destroys the key object on the token. A failure of the module is swallowed.
+  // Destroys the key object on the token. A failure of the module is ignored.
   virtual void DestroyObject();
 
-  // Behind the interface.
+  // After the interface.
 
-  // Binds a new key to its object on the token. The session is not owned: see SessionLink.
+  // Gives a new key its object on the token. The session must have an owner: the key keeps a SessionLink.
   void Bind(Session* session, CK_OBJECT_HANDLE object, DWORD id);
 
  protected:
   CCSPSecretKey(ALG_ID algorithm, DWORD keyLength, DWORD blockBits);
 
-  // What a mode makes of the key: `bits` are block length and mode bits. An IV of another length than `ivLength` is cut
-  // at its end or lengthened with zeros, and goes to the module as the mechanism's parameter.
+  // Sets what belongs to a mode. `bits` is both the block length and the mode bits. The IV is cut, or extended with
+  // zeros, to `ivLength` bytes, and becomes the mechanism's parameter.
   void UseMode(DWORD bits, CK_MECHANISM_TYPE mechanism, DWORD ivLength);
   void UseMechanism(CK_MECHANISM_TYPE mechanism) { m_mechanism = mechanism; }
-  // Stores an IV of the block's length. A mechanism that chains has its parameter again.
+  // Stores an IV of the block length. It is the parameter again of a mechanism that chains.
   void UseIV(const BYTE* iv, DWORD length);
 
  private:

@@ -67,19 +67,19 @@ boost::shared_ptr<CCSPSecretKey> CCSPSecretKeyFactory::CreateSecretKey(ALG_ID al
 }
 
 // NOLINTBEGIN(cert-msc30-c,cert-msc50-cpp,cert-msc51-cpp,cert-msc32-c): a label, not a secret
-DWORD CCSPSecretKeyFactory::Draw() {
+DWORD CCSPSecretKeyFactory::RandomID() {
   std::srand(static_cast<unsigned>(m_clock.now()));
   return static_cast<DWORD>(std::rand()) % kIDModulus;
 }
 // NOLINTEND(cert-msc30-c,cert-msc50-cpp,cert-msc51-cpp,cert-msc32-c)
 
 DWORD CCSPSecretKeyFactory::AllocateID(std::unique_lock<std::mutex>& lock) {
-  DWORD id = Draw();
+  DWORD id = RandomID();
   for (DWORD waited = 0; IsTaken(id) && waited < kLongestWait; waited += kPause) {
     lock.unlock();
     m_clock.sleep(kPause);
     lock.lock();
-    id = Draw();
+    id = RandomID();
   }
   return NextFree(id);
 }
@@ -100,7 +100,7 @@ void CCSPSecretKeyFactory::DestroySecretKey(DWORD keyID) {
   record->DestroyObject();
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto found = m_records.find(keyID);
-  // Another thread may have been quicker, and a new key may have the id by now.
+  // In the meantime another thread may have removed the key, and a new one may have its id.
   if (found != m_records.end() && found->second == record) m_records.erase(found);
 }
 

@@ -1,5 +1,5 @@
-// CCSPSecretKeyFactory: makes session keys, gives them their ids, and keeps a record of each until it is destroyed.
-// Safe to be used by several threads at once.
+// CCSPSecretKeyFactory: makes session keys, gives them their ids, and keeps a record of each until DestroySecretKey.
+// Several threads may use it at once.
 #pragma once
 
 #include "common/Platform.h"
@@ -23,35 +23,36 @@ class CCSPSecretKeyFactory {
   };
   static Clock SystemClock();
 
-  // Announces itself with two lines in the log, and keeps no hold on it.
+  // Writes two lines to the log, which is not used afterwards.
   CCSPSecretKeyFactory() : CCSPSecretKeyFactory(g_secretKeyLog) {}
   explicit CCSPSecretKeyFactory(CCSPLog& log, Clock clock = SystemClock());
   CCSPSecretKeyFactory(const CCSPSecretKeyFactory&) = delete;
   CCSPSecretKeyFactory& operator=(const CCSPSecretKeyFactory&) = delete;
   virtual ~CCSPSecretKeyFactory();
 
-  // A new key for an object of the token. The session is not owned: see SessionLink. Reseeds the process's generator.
-  // CCSPContextError NTE_FAIL without a session, NTE_BAD_ALGID for an algorithm that is no session key's.
+  // A new key for an object of the token. The session must have an owner: the key keeps a SessionLink. Seeds the
+  // process's generator. Raises CCSPContextError NTE_FAIL without a session and NTE_BAD_ALGID for an algorithm without
+  // session keys.
   //
-  // Required: ids come from the clock's second, so that a second key within it waits for the next one. After three
-  // seconds of waiting the key gets the next free id.
+  // Required: the id is made from the clock's second. A second key in the same second waits for the next second; after
+  // three seconds it gets the next free id.
   boost::shared_ptr<CCSPSecretKey> CreateSecretKey(ALG_ID algorithm, Session* session, CK_OBJECT_HANDLE object);
-  // Destroys the token object and forgets the key. An unknown id is nothing to do.
+  // Destroys the token object and forgets the key. With an unknown id it does nothing.
   void DestroySecretKey(DWORD keyID);
 
-  // How many keys there are.
+  // The number of keys.
   std::size_t Count();
 
  private:
   bool IsTaken(DWORD id) const { return m_records.count(id) != 0; }
-  DWORD Draw();
-  // Both under the lock, which is given back for the pauses.
+  DWORD RandomID();
+  // Both run under the lock, which AllocateID releases while it waits.
   DWORD AllocateID(std::unique_lock<std::mutex>& lock);
   DWORD NextFree(DWORD id) const;
 
   const Clock m_clock;
   std::mutex m_mutex;
-  // By id. A record is a plain CCSPSecretKey, which knows the key as it was made.
+  // By id. A record is a copy of the key when it was made, as a plain CCSPSecretKey.
   std::unordered_map<DWORD, boost::shared_ptr<CCSPSecretKey>> m_records;
 };
 

@@ -1,4 +1,4 @@
-// CDESKey: a session key of DES, and the base of those of triple DES.
+// CDESKey: a session key of DES, and the base class of the keys of triple DES.
 #pragma once
 
 #include "objects/CCSPSecretKey.h"
@@ -13,14 +13,14 @@ class CDESKey : public CCSPSecretKey {
   void SetAlgID(DWORD algorithm) override;
   void SetBlockLength(DWORD bits) override;
   void SetKeyLength(DWORD length) override;
-  // CBC or ECB. Required: OFB and CFB run as CBC and only tell blocks of 8 bits, and any other mode is stored and
-  // changes nothing.
+  // CBC or ECB. Required: OFB and CFB work as CBC but report blocks of 8 bits. Any other mode is stored and changes
+  // nothing else.
   void SetMode(DWORD mode) override;
   void SetIV(const BYTE* iv, DWORD length) override;
 
  protected:
   CDESKey(ALG_ID algorithm, DWORD keyLength);
 
-  // SetMode of the heirs.
+  // SetMode of the derived classes.
   void SetTripleMode(DWORD mode);
 };

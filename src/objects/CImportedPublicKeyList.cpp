@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "common/DrawUnused.h"
+#include "common/RandomUnused.h"
 
 std::list<ImportedPublicKey>::iterator CImportedPublicKeyList::Find(DWORD keyID) {
   return std::find_if(m_keys.begin(), m_keys.end(),
@@ -12,7 +12,7 @@ std::list<ImportedPublicKey>::iterator CImportedPublicKeyList::Find(DWORD keyID)
 DWORD CImportedPublicKeyList::AddKey(const PublicKey& key) {
   constexpr DWORD kIdModulus = 0xFFFFFF;
   ImportedPublicKey imported;
-  imported.SetKeyID(DrawUnused(kIdModulus, m_keys.size(), [this](DWORD id) { return Find(id) != m_keys.end(); }));
+  imported.SetKeyID(RandomUnused(kIdModulus, m_keys.size(), [this](DWORD id) { return Find(id) != m_keys.end(); }));
   imported.SetPublicKey(key);
   imported.SetValid();
   m_keys.push_back(imported);

@@ -1,4 +1,4 @@
-// CImportedPublicKeyList: the public keys that an application brought into one context.
+// CImportedPublicKeyList: the public keys that an application imported into one context.
 #pragma once
 
 #include "common/Platform.h"
@@ -15,14 +15,14 @@ class CImportedPublicKeyList {
 
   // In interface order: append, never reorder.
 
-  // The token objects stay.
+  // Leaves the token objects.
   virtual ~CImportedPublicKeyList() = default;
-  // Keeps a copy and returns its id, which no other key of this list has.
+  // Stores a copy and returns its id, which is unique in this list.
   virtual DWORD AddKey(const PublicKey& key);
-  // Destroys the token object, then forgets the key; an unknown id is nothing to do. A CryptokiError of the module
-  // leaves the key in the list.
+  // Destroys the token object, then removes the key. With an unknown id it does nothing. When the module refuses,
+  // CryptokiError is raised, and the key stays in the list.
   virtual void RemoveKey(DWORD keyID);
-  // The key, owned by the list; null when the id is not in it.
+  // The key, which the list owns, or null for an unknown id.
   virtual PublicKey* GetKey(DWORD keyID);
 
  private:

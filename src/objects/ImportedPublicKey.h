@@ -1,4 +1,4 @@
-// ImportedPublicKey: a public key that an application brought in, and the handle it goes by.
+// ImportedPublicKey: a public key that an application imported, and its handle.
 #pragma once
 
 #include "common/Platform.h"
@@ -13,11 +13,11 @@ class ImportedPublicKey {
 
   // In interface order: append, never reorder.
   virtual ~ImportedPublicKey() = default;
-  // CCSPContextError NTE_BAD_KEY_STATE until the key counts as valid.
+  // Raises CCSPContextError NTE_BAD_KEY_STATE before SetValid.
   virtual PublicKey& GetPublicKey();
-  // Required: the key does not become valid by this.
+  // Required: this does not make the key valid.
   virtual void SetPublicKey(const PublicKey& key);
-  // The HCRYPTKEY value.
+  // The number that applications get as HCRYPTKEY.
   virtual DWORD GetKeyID() const { return m_keyID; }
   virtual void SetKeyID(DWORD keyID) { m_keyID = keyID; }
 

@@ -1,4 +1,4 @@
-// KeyValue: the bytes of a session key while they are in the provider's hands. They are wiped when it dies.
+// KeyValue: the bytes of a session key while the provider has them. The destructor wipes them.
 #pragma once
 
 #include "common/Platform.h"
@@ -10,12 +10,12 @@
 
 struct KeyValue {
   WipedBuffer bytes;
-  DWORD length;  // at most that of the buffer
+  DWORD length;  // not above that of the buffer
 };
 
 // Reads the value of a key from the token.
 inline KeyValue ReadKeyValue(CCSPSecretKey& key) {
-  // The first of the two calls leaves the length as it is.
+  // The first of the two calls changes nothing: see GetKeyValue.
   DWORD length = key.GetKeyLength();
   key.GetKeyValue(nullptr, &length);
   KeyValue value{WipedBuffer(length), length};

@@ -7,8 +7,8 @@ namespace {
 
 constexpr std::size_t kSmallestArray = 256;
 constexpr std::size_t kLongestShortMessage = std::size_t{64} * 1024;
-constexpr std::size_t kStep = std::size_t{1} << 20U;  // by which a long message gets memory
-// Addresses cost nothing: there are so many times more of them than the message needs when they are reserved.
+constexpr std::size_t kStep = std::size_t{1} << 20U;  // the memory of a long message grows by this
+// Reserve eight times the need: address space is cheap.
 constexpr std::size_t kReserve = 8;
 
 }  // namespace
@@ -23,11 +23,11 @@ PendingMessage& PendingMessage::operator=(const PendingMessage& other) {
 
 void PendingMessage::Append(const BYTE* data, std::size_t length) {
   if (data == nullptr || length == 0) return;
-  std::copy_n(data, length, MakeRoom(m_length + length) + m_length);
+  std::copy_n(data, length, MakeSpace(m_length + length) + m_length);
   m_length += length;
 }
 
-BYTE* PendingMessage::MakeRoom(std::size_t length) {
+BYTE* PendingMessage::MakeSpace(std::size_t length) {
   if (m_long.Data() == nullptr && length <= kLongestShortMessage) {
     if (length <= m_short.Length()) return m_short.Data();
     return MoveTo(WipedBuffer(std::max({length, 2 * m_short.Length(), kSmallestArray})));

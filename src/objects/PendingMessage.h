@@ -1,7 +1,7 @@
-// PendingMessage: the bytes that a hash was given and has not sent yet, in order, as one array, so that adding some
-// costs one copy and taking them none. Up to 64 KiB are wiped when they go; more than that goes back to the system. The
-// memory is that of the message and at most 1 MiB; while a message that outgrew what was reserved for it is moved, its
-// old memory besides.
+// PendingMessage: the bytes that were added to a hash, as one array. Adding copies them once, and the module reads them
+// without another copy. A message of up to 64 KiB is wiped when it is released; the memory of a longer one is returned
+// to the system. It uses the memory of the message and at most 1 MiB more. When a message outgrows its reserved
+// addresses it is moved, and uses the old memory as well until that is done.
 #pragma once
 
 #include "common/Platform.h"
@@ -22,15 +22,15 @@ class PendingMessage {
   // A null `data` or a length of 0 adds nothing.
   void Append(const BYTE* data, std::size_t length);
   void Clear();
-  // Copies the whole message to `out`, which has room for it.
+  // Copies the whole message to `out`, which must have space for it.
   void CopyTo(BYTE* out) const;
-  // The whole message, owned by this object and valid until it changes. Null when there is none.
+  // The whole message. This object owns it; it is valid until the message changes. Null when there is none.
   BYTE* Whole() { return m_length == 0 ? nullptr : const_cast<BYTE*>(Data()); }
 
  private:
   const BYTE* Data() const { return m_long.Data() != nullptr ? m_long.Data() : m_short.Data(); }
-  // Makes room for so many bytes; returns where they begin.
-  BYTE* MakeRoom(std::size_t length);
+  // Makes space for so many bytes in all, and returns where they begin.
+  BYTE* MakeSpace(std::size_t length);
   BYTE* MoveTo(WipedBuffer next);
   BYTE* MoveTo(PageMemory next);
 

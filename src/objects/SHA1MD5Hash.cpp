@@ -11,19 +11,19 @@ namespace {
 constexpr DWORD kMD5Length = 16;
 constexpr DWORD kSHA1Length = 20;
 
-// Digests the message into `out`, which has room for `room` bytes; returns how many of them count.
-DWORD DigestInto(Session& session, CK_MECHANISM_TYPE type, BYTE* message, DWORD length, BYTE* out, DWORD room) {
+// Digests the message into `out`, which has space for `space` bytes. Returns the length of the digest.
+DWORD DigestInto(Session& session, CK_MECHANISM_TYPE type, BYTE* message, DWORD length, BYTE* out, DWORD space) {
   session.DigestInit(Mechanism(type));
-  CK_ULONG outLength = room;
+  CK_ULONG outLength = space;
   session.Digest(message, length, out, &outLength);
-  return static_cast<DWORD>(std::min<CK_ULONG>(outLength, room));
+  return static_cast<DWORD>(std::min<CK_ULONG>(outLength, space));
 }
 
 }  // namespace
 
 SHA1MD5Hash::~SHA1MD5Hash() = default;
 
-// NOLINTNEXTLINE(misc-unconventional-assign-operator): virtual, as its place in the interface wants it
+// NOLINTNEXTLINE(misc-unconventional-assign-operator): virtual, as the interface requires
 SHA1MD5Hash& SHA1MD5Hash::operator=(const SHA1MD5Hash& other) {
   if (this == &other) return *this;
   CCSPHash::operator=(other);

@@ -1,4 +1,4 @@
-// SHA1MD5Hash: the hash of SSL3 and TLS 1.0 signatures, the MD5 value with the SHA-1 value behind it. It is signed
+// SHA1MD5Hash: the hash of SSL3 and TLS 1.0 signatures: the MD5 value, and after it the SHA-1 value. It is signed
 // without a DigestInfo.
 #pragma once
 
@@ -11,9 +11,9 @@ class SHA1MD5Hash : public TELVOCSPHash {
   SHA1MD5Hash(const SHA1MD5Hash&) = default;
   ~SHA1MD5Hash() override;
 
-  // As of any hash, except that an empty message is NTE_BAD_HASH and nothing is logged.
+  // Works as in CCSPHash, but an empty message raises NTE_BAD_HASH, and nothing is logged.
   void GetHash(BYTE* out, DWORD* length) override;
-  // As GetHash.
+  // Works as GetHash.
   void GetPreSignData(BYTE* out, DWORD* length) override;
   using CCSPHash::operator=;
   // In interface order: append, never reorder.

@@ -1,5 +1,5 @@
-// SessionLink: the session of an object that may outlive it. A session that a shared pointer owns is held weakly: when
-// its last owner goes, the link leads nowhere. Any other session must outlive the object.
+// SessionLink: the session of a hash or key, which may live longer than the session's owner (see Session.h). It owns
+// nothing: once the last owner is gone it leads nowhere. The owner must hold the session by a shared pointer.
 #pragma once
 
 #include "common/Platform.h"
@@ -13,18 +13,12 @@ class SessionLink {
  public:
   SessionLink() = default;
   explicit SessionLink(Session* session) {
-    if (session == nullptr) return;
-    m_owned = session->weak_from_this();
-    if (m_owned.expired()) m_session = session;
+    if (session != nullptr) m_session = session->weak_from_this();
   }
 
-  // The session, which stays alive while the result does; null when there is none or it is gone.
-  boost::shared_ptr<Session> Lock() const {
-    if (m_session != nullptr) return {boost::shared_ptr<void>(), m_session};
-    return m_owned.lock();
-  }
+  // The session, which lives at least as long as the result; null when there is none or its owner is gone.
+  boost::shared_ptr<Session> Lock() const { return m_session.lock(); }
 
  private:
-  boost::weak_ptr<Session> m_owned;
-  Session* m_session = nullptr;  // of a session that no shared pointer owns
+  boost::weak_ptr<Session> m_session;
 };

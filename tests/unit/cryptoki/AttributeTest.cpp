@@ -34,6 +34,22 @@ TEST_F(AttributeTest, OwnsACopyOfTheBytes) {
   EXPECT_EQ((Bytes{1, 2, 3, 4}), ValueOf(m_attribute));
 }
 
+TEST_F(AttributeTest, IsMadeOfTypeAndBytes) {
+  const Attribute made(CKA_LABEL, m_bytes, 2);
+  m_bytes[0] = 9;
+  EXPECT_EQ(CKA_LABEL, made.GetType());
+  EXPECT_EQ((Bytes{1, 2}), ValueOf(made));
+  EXPECT_EQ(CK_ULONG{2}, made.GetLength());
+}
+
+TEST_F(AttributeTest, MadeOfNoBytesItHasTypeButNoValue) {
+  for (const Attribute& made : {Attribute(CKA_LABEL, m_bytes, 0), Attribute(CKA_LABEL, nullptr, 2)}) {
+    EXPECT_EQ(CKA_LABEL, made.GetType());
+    EXPECT_EQ(nullptr, made.GetValue());
+    EXPECT_EQ(CK_ULONG{0}, made.GetLength());
+  }
+}
+
 TEST_F(AttributeTest, ALengthWithoutBytesIsKept) {
   const Attribute attribute = LengthOnly(12);
   EXPECT_EQ(nullptr, attribute.GetValue());

@@ -603,8 +603,8 @@ TEST_P(EachKeyTest, WithoutItsSessionAKeyDoesNothingOnTheToken) {
 }
 
 TEST_F(KeyTest, ASessionWithoutAModuleIsAFailureOfEncryptionsAndNothingToTheRest) {
-  Session none;
-  Use(m_factory.CreateSecretKey(CALG_DES, &none, 1));
+  const auto none = boost::make_shared<Session>();
+  Use(m_factory.CreateSecretKey(CALG_DES, none.get(), 1));
   m_key->SetMode(kCbc);
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, Encrypt(Bytes(8)));
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, Decrypt(Bytes(8)));
