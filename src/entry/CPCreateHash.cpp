@@ -1,4 +1,4 @@
-// CPCreateHash, CPDuplicateHash, CPDestroyHash: the life of a hash.
+// CPCreateHash: a new hash.
 #include "context/CCSPContext.h"
 #include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
@@ -26,36 +26,6 @@ BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY /*hKey*/, DWO
     frame.LogNumber("\thHash: \t", *phHash);
     g_entryLog.WriteLine("\nRequesting for Hash: ");
     g_entryLog.WriteLine(hash->GetName()->c_str());
-    return frame.Succeed();
-  });
-}
-
-// Required: the copy is the hash itself, under the same id.
-BOOL WINAPI CPDuplicateHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD* pdwReserved, DWORD dwFlags, HCRYPTHASH* phHash) {
-  const EntryFrame frame("CPDuplicateHash");
-  frame.LogNumber("\tdwFlags: \t", dwFlags);
-  if (pdwReserved != nullptr || dwFlags != 0) {
-    return frame.Refuse("\nCPDuplicateHash Error: Reserved is not NULL or dwFlags is not 0", ERROR_INVALID_PARAMETER);
-  }
-  if (phHash == nullptr) return frame.Refuse("\nCPDuplicateHash Error: pHash is NULL", NTE_BAD_HASH);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
-    const auto copy = g_hashFactory.DuplicateHash(hash);
-    context->AddHash(copy);
-    *phHash = copy->GetHashID();
-    return frame.Succeed();
-  });
-}
-
-BOOL WINAPI CPDestroyHash(HCRYPTPROV hProv, HCRYPTHASH hHash) {
-  const EntryFrame frame("CPDestroyHash");
-  frame.LogNumber("\thHash: \t", hHash);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
-    g_hashFactory.DestroyHash(hash);
-    context->RemoveHash(hash);
     return frame.Succeed();
   });
 }

@@ -1,4 +1,4 @@
-// CPDestroyKey, CPDuplicateKey.
+// CPDestroyKey: the end of a session key or of an imported public key.
 #include "cryptoki/LoginTurn.h"
 #include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
@@ -17,13 +17,4 @@ BOOL WINAPI CPDestroyKey(HCRYPTPROV hProv, HCRYPTKEY hKey) {
     g_secretKeyFactory.DestroySecretKey(static_cast<DWORD>(hKey));
     return frame.Succeed();
   });
-}
-
-BOOL WINAPI CPDuplicateKey(HCRYPTPROV /*hProv*/, HCRYPTKEY /*hKey*/, DWORD* /*pdwReserved*/, DWORD dwFlags,
-                           HCRYPTKEY* phKey) {
-  const EntryFrame frame("CPDuplicateKey");
-  frame.LogNumber("\tdwFlags: \t", dwFlags);
-  if (phKey == nullptr) return frame.RefuseNull("phKey");
-  *phKey = 0;
-  return frame.Refuse("\nCPDuplicateKey Error: Function not implemented", ERROR_CALL_NOT_IMPLEMENTED);
 }
