@@ -1,6 +1,4 @@
 // CPCreateHash: a new hash.
-#include "context/CCSPContext.h"
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHashFactory.h"
@@ -12,17 +10,16 @@ BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY /*hKey*/, DWO
   frame.LogNumber("\tdwFlags: ", dwFlags);
   if (dwFlags != 0) return frame.Refuse("\nCPCreateHash Error: Invalid flags specified.", NTE_BAD_FLAGS);
   if (phHash == nullptr) return frame.RefuseNull("phHash");
-  return frame.Protect([&] {
-    g_entryLog.WriteLine("Retrieving context.");
-    const auto context = g_contextList.FindContext(hProv);
+  g_entryLog.WriteLine("Retrieving context.");
+  return frame.WithContext(hProv, [&](CCSPContext& context) {
     g_entryLog.WriteLine("Retrieving session.");
-    Session* const session = context->GetSession();
+    Session* const session = context.GetSession();
     g_entryLog.WriteLine("Get hash instance");
     const auto hash = g_hashFactory.CreateHash(Algid, session);
     g_entryLog.WriteLine("Get hash ID.");
     *phHash = hash->GetHashID();
     g_entryLog.WriteLine("Add hash.");
-    context->AddHash(hash);
+    context.AddHash(hash);
     frame.LogNumber("\thHash: \t", *phHash);
     g_entryLog.WriteLine("\nRequesting for Hash: ");
     g_entryLog.WriteLine(hash->GetName()->c_str());

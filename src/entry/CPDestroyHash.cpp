@@ -1,6 +1,4 @@
 // CPDestroyHash: the end of a hash.
-#include "context/CCSPContext.h"
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHashFactory.h"
@@ -8,11 +6,9 @@
 BOOL WINAPI CPDestroyHash(HCRYPTPROV hProv, HCRYPTHASH hHash) {
   const EntryFrame frame("CPDestroyHash");
   frame.LogNumber("\thHash: \t", hHash);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
+  return frame.WithHash(hProv, hHash, [&](CCSPContext& context, const boost::shared_ptr<CCSPHash>& hash) {
     g_hashFactory.DestroyHash(hash);
-    context->RemoveHash(hash);
+    context.RemoveHash(hash);
     return frame.Succeed();
   });
 }

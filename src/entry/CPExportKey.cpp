@@ -1,5 +1,4 @@
 // CPExportKey: a key as a blob.
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 
@@ -11,14 +10,13 @@ BOOL WINAPI CPExportKey(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTKEY hPubKey, DWO
   frame.LogNumber("\tdwFlags: \t", dwFlags);
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tpcbDataLen: \t", *pcbDataLen);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
+  return frame.WithContext(hProv, [&](CCSPContext& context) {
     switch (dwBlobType) {
       case SIMPLEBLOB:
-        context->ExportSessionKey(static_cast<DWORD>(hKey), static_cast<DWORD>(hPubKey), pbData, pcbDataLen);
+        context.ExportSessionKey(static_cast<DWORD>(hKey), static_cast<DWORD>(hPubKey), pbData, pcbDataLen);
         return frame.Succeed();
       case PUBLICKEYBLOB:
-        context->ExportPublicKey(static_cast<DWORD>(hKey), pbData, pcbDataLen);
+        context.ExportPublicKey(static_cast<DWORD>(hKey), pbData, pcbDataLen);
         return frame.Succeed();
       default:
         return frame.Refuse("\nCPExportKey Error: Invalid Blob Type", NTE_BAD_TYPE);

@@ -6,7 +6,6 @@
 #include <optional>
 
 #include "context/CCSPContext.h"
-#include "entry/CCSPContextList.h"
 #include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
@@ -334,9 +333,8 @@ BOOL WINAPI CPGetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam, BYTE*
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tDataLen:", *pcbDataLen);
   if (dwFlags != 0) return frame.Refuse("\nCPGetKeyParam Error: Invalid dwFlags ", NTE_BAD_FLAGS);
-  return frame.Protect([&]() -> BOOL {
-    const auto context = g_contextList.FindContext(hProv);
-    Call call = {frame, *context, pbData, pcbDataLen, {}};
+  return frame.WithContext(hProv, [&](CCSPContext& context) -> BOOL {
+    Call call = {frame, context, pbData, pcbDataLen, {}};
     if (!FindKey(call, hKey)) return FALSE;
     return pbData == nullptr ? Ask(call, dwParam) : Read(call, dwParam);
   });

@@ -11,7 +11,6 @@
 
 #include "context/CCSPContext.h"
 #include "context/ObjectID.h"
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 
@@ -42,11 +41,6 @@ struct Row {
   Outcome (*measure)(Call& call);
   Outcome (*write)(Call& call);  // null when the first pass ends the function
 };
-
-Outcome RefuseSilently(DWORD code) {
-  SetLastError(code);
-  return FALSE;
-}
 
 // Answers of a fixed value, over bytes that are zero.
 
@@ -179,10 +173,12 @@ Outcome WriteAlgorithmEx(Call& call) {
 template <typename Pass>
 Outcome ProtectPass(Call& call, Pass pass) {
   Outcome outcome;
-  const BOOL unfailed = call.frame.ProtectWithModuleCode([&] {
-    outcome = pass();
-    return TRUE;
-  });
+  const BOOL unfailed = call.frame.Protect(
+      [&] {
+        outcome = pass();
+        return TRUE;
+      },
+      ModuleFailure::kOwnCode);
   return unfailed != FALSE ? outcome : Outcome(FALSE);
 }
 
@@ -196,7 +192,7 @@ constexpr DWORD kContainerNameSize = 128;
 Outcome MeasureNextContainer(Call& call) {
   return ProtectPass(call, [&]() -> Outcome {
     // Required: the whole value counts.
-    if (call.flags != CRYPT_FIRST && call.flags != CRYPT_NEXT) return RefuseSilently(ERROR_NO_MORE_ITEMS);
+    if (call.flags != CRYPT_FIRST && call.flags != CRYPT_NEXT) return call.frame.RefuseSilently(ERROR_NO_MORE_ITEMS);
     Certificate* const certificate = call.context.NextCertificate(call.flags == CRYPT_FIRST);
     if (certificate == nullptr) return RefuseEndOfContainers(call);
     ContainerNameOf(*certificate);  // proves that the name can be read
@@ -210,9 +206,8 @@ Outcome RefuseSmallBuffer(const Call& call, DWORD size) {
   const char* const given = "\nCPGetProvParam Error: pcbDataLen value is less than actual value, pcbDataLen is";
   const char* const needed = "\nCPGetProvParam Error: pcbDataLen value is less than actual value, dataLen is ";
   g_entryLog.WriteHex(given, *call.length, true);
-  g_entryLog.WriteHex(needed, size, true);
   *call.length = size;
-  return RefuseSilently(ERROR_MORE_DATA);
+  return call.frame.RefuseNumber(needed, size, ERROR_MORE_DATA);
 }
 
 // A caller who goes on with CRYPT_NEXT has the buffer that CRYPT_FIRST asked for, whatever length is declared now.
@@ -252,7 +247,7 @@ bool IsDescriptor(BYTE* data, DWORD length) {
 template <typename OnOtherFlags>
 Outcome BuildDescriptor(Call& call, DWORD* length, OnOtherFlags onOtherFlags) {
   const std::unique_ptr<SECURITY_DESCRIPTOR> descriptor(new (std::nothrow) SECURITY_DESCRIPTOR());
-  if (!descriptor) return RefuseSilently(static_cast<DWORD>(NTE_NO_MEMORY));
+  if (!descriptor) return call.frame.RefuseSilently(NTE_NO_MEMORY);
   if (InitializeSecurityDescriptor(descriptor.get(), SECURITY_DESCRIPTOR_REVISION) == FALSE) return FALSE;
   if (!IsOneOfTheDescriptorsParts(call.flags)) {
     SetLastError(static_cast<DWORD>(NTE_BAD_FLAGS));
@@ -301,10 +296,8 @@ Outcome RefuseKeyExchangePIN(Call& /*call*/) {
   return static_cast<BOOL>(NTE_BAD_TYPE);
 }
 
-Outcome AcceptHardwareRNG(Call& /*call*/) {
-  g_entryLog.WriteLine("\nCPGetProvParam Success. PP_USE_HARDWARE_RNG supported");
-  SetLastError(0);
-  return TRUE;
+Outcome AcceptHardwareRNG(Call& call) {
+  return call.frame.SucceedWith("\nCPGetProvParam Success. PP_USE_HARDWARE_RNG supported");
 }
 
 // Certificate stores.
@@ -379,8 +372,7 @@ BOOL Answer(Call& call, const Row& row) {
   if (call.data == nullptr) {
     *call.length = call.size;
     g_entryLog.WriteHex("\nCPGetProvParam Success: pbData is NULL, pcbDataLen is set to ", call.size, true);
-    SetLastError(0);
-    return TRUE;
+    return call.frame.SucceedLogged();
   }
   if (*call.length < call.size) return *RefuseSmallBuffer(call, call.size);
   std::memset(call.data, 0, call.size);
@@ -399,16 +391,10 @@ BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD*
   frame.LogPointer("\tpbData: \t", pbData);
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tpcbDataLen: \t", *pcbDataLen);
-  boost::shared_ptr<CCSPContext> context;
-  const BOOL found = frame.ProtectFromContext([&] {
-    context = g_contextList.FindContext(hProv);
-    return TRUE;
-  });
-  if (found == FALSE) return FALSE;
+  const auto context = frame.FindContext(hProv);
+  if (!context) return FALSE;
   if (dwFlags == 0xFFFFFFFF) {
-    g_entryLog.WriteHex("\nCPGetProvParam Error: Unsupported Flag(s): ", dwFlags, true);
-    SetLastError(static_cast<DWORD>(NTE_BAD_FLAGS));
-    return FALSE;
+    return frame.RefuseNumber("\nCPGetProvParam Error: Unsupported Flag(s): ", dwFlags, NTE_BAD_FLAGS);
   }
   g_entryLog.WriteHex("\ndwParam: ", dwParam, true);
   const auto* const row =

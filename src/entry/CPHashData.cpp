@@ -1,6 +1,4 @@
-// CPHashData: a hash is fed with bytes.
-#include "context/CCSPContext.h"
-#include "entry/CCSPContextList.h"
+// CPHashData: adds bytes to a hash.
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHash.h"
@@ -13,9 +11,7 @@ BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, D
   if (dwFlags != 0) {
     return frame.Refuse("\nCPHashData Error: Invalid dwFlags, dwFlags not supported", NTE_BAD_FLAGS);
   }
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
+  return frame.WithHash(hProv, hHash, [&](CCSPContext& /*context*/, const boost::shared_ptr<CCSPHash>& hash) {
     if (hash->IsFinished() != 0) return frame.Refuse("\nCPHashData Error: Invalid Hash State", NTE_BAD_HASH_STATE);
     hash->AddData(pbData, cbDataLen);
     return frame.Succeed();

@@ -1,8 +1,6 @@
-// CPHashSessionKey: a hash is fed with the value of a session key.
+// CPHashSessionKey: gives a hash the value of a session key.
 #include "common/ReverseBytes.h"
-#include "context/CCSPContext.h"
 #include "cryptoki/LoginTurn.h"
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHash.h"
@@ -26,14 +24,12 @@ BOOL WINAPI CPHashSessionKey(HCRYPTPROV hProv, HCRYPTHASH /*hHash*/, HCRYPTKEY h
   if (dwFlags != 0 && dwFlags != CRYPT_LITTLE_ENDIAN) {
     return frame.Refuse("\nCPHashSessionKey Error: Invalid dwFlags", NTE_BAD_FLAGS);
   }
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hKey));
-    const auto key = context->GetSecretKey(static_cast<DWORD>(hKey));
+  return frame.WithHash(hProv, hKey, [&](CCSPContext& context, const boost::shared_ptr<CCSPHash>& hash) {
+    const auto key = context.GetSecretKey(static_cast<DWORD>(hKey));
     if (hash->IsFinished() != 0) {
       return frame.Refuse("\nCPHashSessionKey Error: Hash already in finished state", NTE_BAD_HASH_STATE);
     }
-    KeyValue value = LoginAndRead(*context, *key);
+    KeyValue value = LoginAndRead(context, *key);
     if (dwFlags == CRYPT_LITTLE_ENDIAN) ReverseBytes(value.bytes.Data(), value.length);
     hash->SetData(value.bytes.Data(), value.length);
     hash->Finish();

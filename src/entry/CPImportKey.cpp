@@ -1,5 +1,4 @@
 // CPImportKey: a key from a blob.
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPSecretKeyFactory.h"
@@ -11,11 +10,10 @@ BOOL WINAPI CPImportKey(HCRYPTPROV hProv, const BYTE* pbData, DWORD cbDataLen, H
   g_entryLog.WriteFormatted("\tpbData: \t\t ", EntryFrame::Low32(pbData), "%08x", true);
   g_entryLog.WriteFormatted("\tcbDataLen: \t", cbDataLen, "%08x", true);
   g_entryLog.WriteFormatted("\tdwFlags: \t", dwFlags, "%08x", true);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
+  return frame.WithContext(hProv, [&](CCSPContext& context) {
     DWORD key = 0;
-    context->ImportKey(pbData, cbDataLen, phKey == nullptr ? nullptr : &key, &g_secretKeyFactory, dwFlags);
-    *phKey = key;  // a null pointer has been refused
+    context.ImportKey(pbData, cbDataLen, phKey == nullptr ? nullptr : &key, &g_secretKeyFactory, dwFlags);
+    *phKey = key;  // the context has refused a null pointer
     return frame.Succeed();
   });
 }

@@ -1,6 +1,4 @@
 // CPSetHashParam: the value that a hash is given.
-#include "context/CCSPContext.h"
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHash.h"
@@ -10,15 +8,13 @@ BOOL WINAPI CPSetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, co
   frame.LogNumber("\tdwParam: \t", dwParam);
   frame.LogNumber("\thHash: \t\t", hHash);
   frame.LogNumber("\tdwFlags: \t", dwFlags);
-  // Required: the text names the other function.
+  // Required: the line names CPGetHashParam.
   if (dwFlags != 0) return frame.Refuse("\nCPGetHASHParam Error: Unsupported Flag(s)", NTE_BAD_FLAGS);
   if (dwParam != HP_HASHVAL) {
     return frame.Refuse("\nCPSetHashParam Error: dwFlags is not HASHVVAL", NTE_BAD_TYPE);
   }
   if (pbData == nullptr) return frame.Refuse("\nCPSetHashParam Error: pbData is NULL", ERROR_INVALID_PARAMETER);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
+  return frame.WithHash(hProv, hHash, [&](CCSPContext& /*context*/, const boost::shared_ptr<CCSPHash>& hash) {
     DWORD length = 0;
     hash->GetData(nullptr, &length);
     if (length != 0) return frame.Refuse("\nCPSetHashParam Error: Hash Value is not NULL", NTE_BAD_HASH);

@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "context/CCSPContext.h"
-#include "entry/CCSPContextList.h"
 #include "entry/DataKey.h"
 #include "entry/EncodedLength.h"
 #include "entry/EntryFrame.h"
@@ -79,9 +78,7 @@ Outcome SetPermissions(const Call& call) {
   constexpr DWORD kAll = 0x3F;
   const DWORD permissions = call.Number();
   if ((permissions & ~kAll) != 0) {
-    g_entryLog.WriteHex("\nCPSetKeyParam Error: Invalid permission in pbData: ", permissions, true);
-    SetLastError(static_cast<DWORD>(NTE_BAD_FLAGS));
-    return FALSE;
+    return call.frame.RefuseNumber("\nCPSetKeyParam Error: Invalid permission in pbData: ", permissions, NTE_BAD_FLAGS);
   }
   if (call.sessionKey) call.sessionKey->SetPermissions(permissions);
   return kGoOn;
@@ -145,9 +142,8 @@ BOOL WINAPI CPSetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam, const
   // Required: the line names the other function.
   if (dwFlags != 0) return frame.Refuse("\nCPGetKeyParam Error: Invalid dwFlags ", NTE_BAD_FLAGS);
   if (pbData == nullptr) return frame.RefuseNull("pbData");
-  return frame.Protect([&]() -> BOOL {
-    const auto context = g_contextList.FindContext(hProv);
-    Call call = {frame, *context, pbData, {}};
+  return frame.WithContext(hProv, [&](CCSPContext& context) -> BOOL {
+    Call call = {frame, context, pbData, {}};
     if (const Outcome end = FindKey(call, hKey)) return *end;
     return Set(call, dwParam);
   });

@@ -1,6 +1,4 @@
-// CPDuplicateHash: is not exported, so that no application reaches it.
-#include "context/CCSPContext.h"
-#include "entry/CCSPContextList.h"
+// CPDuplicateHash: not exported, so no application reaches it.
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHashFactory.h"
@@ -13,11 +11,9 @@ BOOL WINAPI CPDuplicateHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD* pdwReserv
     return frame.Refuse("\nCPDuplicateHash Error: Reserved is not NULL or dwFlags is not 0", ERROR_INVALID_PARAMETER);
   }
   if (phHash == nullptr) return frame.Refuse("\nCPDuplicateHash Error: pHash is NULL", NTE_BAD_HASH);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
+  return frame.WithHash(hProv, hHash, [&](CCSPContext& context, const boost::shared_ptr<CCSPHash>& hash) {
     const auto copy = g_hashFactory.DuplicateHash(hash);
-    context->AddHash(copy);
+    context.AddHash(copy);
     *phHash = copy->GetHashID();
     return frame.Succeed();
   });

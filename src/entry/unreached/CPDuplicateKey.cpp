@@ -1,4 +1,4 @@
-// CPDuplicateKey: is not exported, so that no application reaches it.
+// CPDuplicateKey: not exported, so no application reaches it.
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 
