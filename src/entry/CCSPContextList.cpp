@@ -24,7 +24,6 @@ DWORD CCSPContextList::AddContext(CCSPContext& context) {
   return handle;
 }
 
-// The context, which is in the list no longer; null for an unknown handle.
 boost::shared_ptr<CCSPContext> CCSPContextList::Take(HCRYPTPROV handle) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto found = m_contexts.find(handle);
@@ -35,7 +34,8 @@ boost::shared_ptr<CCSPContext> CCSPContextList::Take(HCRYPTPROV handle) {
   return taken;
 }
 
-// The session is closed behind the lock: that waits for a turn, whose owner may need the list.
+// The session is closed after the list's lock is released. Closing waits for the login lock, and the thread that holds
+// that one may need the list.
 void CCSPContextList::RemoveContext(CCSPContext& context) {
   const boost::shared_ptr<CCSPContext> removed = Take(context.GetHandle());
   if (removed && removed->IsOnlyOwnerOfSession()) removed->CloseSession();

@@ -1,4 +1,4 @@
-// CCSPContextList: the process's table from HCRYPTPROV to context. Safe to be used by several threads at once.
+// CCSPContextList: the process's table from HCRYPTPROV to context. Several threads may use it at once.
 #pragma once
 
 #include "common/Platform.h"
@@ -17,23 +17,24 @@ class CCSPContextList {
 
   // In interface order: append, never reorder.
 
-  // Releases the contexts; their sessions stay as they are.
+  // Drops the contexts. Their sessions stay as they are.
   virtual ~CCSPContextList();
-  // Gives the context a handle that no other one has, 0 included, and its key handles; stores a copy of it; returns the
-  // handle. Reseeds the process's generator.
+  // Gives the context a free handle, which may be 0, and its key handles. Stores a copy of the context and returns the
+  // handle. Reseeds the random numbers of the run-time library.
   virtual DWORD AddContext(CCSPContext& context);
-  // Drops the context with the same handle, and closes its session when nobody else shares it. Unknown handles are
-  // silent. The thread must not hold a LoginTurn.
+  // Drops the context with the same handle, and closes its session when no other context shares it. Unknown handles are
+  // ignored. The thread must not hold a LoginTurn.
   virtual void RemoveContext(CCSPContext& context);
   // CCSPContextError NTE_BAD_UID for an unknown handle. All 64 bits count.
   virtual boost::shared_ptr<CCSPContext> FindContext(HCRYPTPROV handle);
 
  private:
+  // Removes the context from the list and returns it. Null for an unknown handle.
   boost::shared_ptr<CCSPContext> Take(HCRYPTPROV handle);
 
   std::mutex m_mutex;
   std::unordered_map<HCRYPTPROV, boost::shared_ptr<CCSPContext>> m_contexts;  // by handle
-  DWORD m_smallestFree = 0;                                                   // no handle below is free
+  DWORD m_smallestFree = 0;                                                   // no smaller handle is free
 };
 
 // Defined in entry/ProcessObjects.cpp.

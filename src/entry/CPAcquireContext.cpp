@@ -13,12 +13,12 @@ namespace {
 void LogProcess() {
   std::array<char, MAX_PATH> module = {};
   GetModuleFileNameA(nullptr, module.data(), static_cast<DWORD>(module.size()));
-  module.back() = '\0';  // a longer path fills the buffer
+  module.back() = '\0';  // a path that is too long fills the buffer
   g_entryLog.Write("\tNOTE: Using module: ", module.data(), true);
   g_entryLog.WriteFormatted("\tNOTE: Process Id: ", GetCurrentProcessId(), "%d", true);
 }
 
-// True when the container is gone. A failure is logged and then forgotten.
+// True when the container is gone. A failure is only logged.
 bool DeleteContainer(CCSPContext& context) {
   try {
     context.DeleteContainer();
@@ -51,12 +51,11 @@ BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFla
     return TRUE;
   });
   if (initialized == FALSE) {
-    // The use count stays raised.
+    // The failure is in the log already. Closing the session must not change its code. The use count stays raised.
     const DWORD code = GetLastError();
     *phProv = 0;
     context.CloseSession();
-    SetLastError(code);
-    return FALSE;
+    return frame.RefuseLogged(code);
   }
   // Required: a deletion that succeeds leaves *phProv alone; one that fails ends in success and a live handle.
   if ((dwFlags & CRYPT_DELETEKEYSET) != 0 && DeleteContainer(context)) return frame.Succeed();

@@ -1,6 +1,4 @@
-// CPCreateHash, CPDuplicateHash, CPDestroyHash: the life of a hash.
-#include "context/CCSPContext.h"
-#include "entry/CCSPContextList.h"
+// CPCreateHash: a new hash.
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHashFactory.h"
@@ -12,50 +10,19 @@ BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY /*hKey*/, DWO
   frame.LogNumber("\tdwFlags: ", dwFlags);
   if (dwFlags != 0) return frame.Refuse("\nCPCreateHash Error: Invalid flags specified.", NTE_BAD_FLAGS);
   if (phHash == nullptr) return frame.RefuseNull("phHash");
-  return frame.Protect([&] {
-    g_entryLog.WriteLine("Retrieving context.");
-    const auto context = g_contextList.FindContext(hProv);
+  g_entryLog.WriteLine("Retrieving context.");
+  return frame.WithContext(hProv, [&](CCSPContext& context) {
     g_entryLog.WriteLine("Retrieving session.");
-    Session* const session = context->GetSession();
+    Session* const session = context.GetSession();
     g_entryLog.WriteLine("Get hash instance");
     const auto hash = g_hashFactory.CreateHash(Algid, session);
     g_entryLog.WriteLine("Get hash ID.");
     *phHash = hash->GetHashID();
     g_entryLog.WriteLine("Add hash.");
-    context->AddHash(hash);
+    context.AddHash(hash);
     frame.LogNumber("\thHash: \t", *phHash);
     g_entryLog.WriteLine("\nRequesting for Hash: ");
     g_entryLog.WriteLine(hash->GetName()->c_str());
-    return frame.Succeed();
-  });
-}
-
-// Required: the copy is the hash itself, under the same id.
-BOOL WINAPI CPDuplicateHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD* pdwReserved, DWORD dwFlags, HCRYPTHASH* phHash) {
-  const EntryFrame frame("CPDuplicateHash");
-  frame.LogNumber("\tdwFlags: \t", dwFlags);
-  if (pdwReserved != nullptr || dwFlags != 0) {
-    return frame.Refuse("\nCPDuplicateHash Error: Reserved is not NULL or dwFlags is not 0", ERROR_INVALID_PARAMETER);
-  }
-  if (phHash == nullptr) return frame.Refuse("\nCPDuplicateHash Error: pHash is NULL", NTE_BAD_HASH);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
-    const auto copy = g_hashFactory.DuplicateHash(hash);
-    context->AddHash(copy);
-    *phHash = copy->GetHashID();
-    return frame.Succeed();
-  });
-}
-
-BOOL WINAPI CPDestroyHash(HCRYPTPROV hProv, HCRYPTHASH hHash) {
-  const EntryFrame frame("CPDestroyHash");
-  frame.LogNumber("\thHash: \t", hHash);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
-    g_hashFactory.DestroyHash(hash);
-    context->RemoveHash(hash);
     return frame.Succeed();
   });
 }

@@ -1,7 +1,6 @@
 // CPDecrypt: data, decrypted with the container's key pair or with a session key.
 #include "common/WipeMemory.h"
 #include "cryptoki/LoginTurn.h"
-#include "entry/CCSPContextList.h"
 #include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
@@ -9,12 +8,10 @@
 
 namespace {
 
-// Required: a wrong padding leaves no line of its own in the log, and the decrypted bytes where they are.
-bool StripPadding(BYTE* data, DWORD* length) {
+// Required: a wrong padding has no line of its own in the log, and the decrypted bytes stay in the buffer.
+BOOL RemovePadding(const EntryFrame& frame, BYTE* data, DWORD* length) {
   g_entryLog.WriteLine("Removing PKCS Padding");
-  const bool stripped = RemovePKCSPadding(data, length);
-  if (!stripped) SetLastError(static_cast<DWORD>(NTE_BAD_DATA));
-  return stripped;
+  return RemovePKCSPadding(data, length) ? TRUE : frame.RefuseSilently(NTE_BAD_DATA);
 }
 
 }  // namespace
@@ -30,11 +27,10 @@ BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tpcbDataLen: \t", *pcbDataLen);
   if (hHash != 0) return frame.Refuse("\nCPDecrypt Error: HASH not supported", ERROR_INVALID_PARAMETER);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
+  return frame.WithContext(hProv, [&](CCSPContext& context) -> BOOL {
     boost::shared_ptr<CCSPSecretKey> key;  // null: the key pair
-    if (!IsKeyPair(*context, hKey)) {
-      key = FindSessionKey(frame, *context, hKey);
+    if (!IsKeyPair(context, hKey)) {
+      key = FindSessionKey(frame, context, hKey);
       if (!key) return FALSE;
     }
     if (pbData == nullptr && *pcbDataLen != 0) return frame.RefuseNull("pbData");
@@ -45,10 +41,10 @@ BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
       g_entryLog.WriteLine("\r\nDecrypting ");
       const LoginTurn turn;  // the token has no private objects while another thread's login goes through a logout
       key->Decrypt(copy.Data(), *pcbDataLen, pbData, &length);
-      if (fFinal != FALSE && !StripPadding(pbData, &length)) return FALSE;
+      if (fFinal != FALSE && RemovePadding(frame, pbData, &length) == FALSE) return FALSE;
     } else {
       g_entryLog.WriteLine("RSA Key Decrypt");
-      context->Decrypt(copy.Data(), *pcbDataLen, pbData, &length);
+      context.Decrypt(copy.Data(), *pcbDataLen, pbData, &length);
     }
     *pcbDataLen = length;
     g_entryLog.WriteHex("Result Len: ", length, true);

@@ -1,6 +1,5 @@
 // CPEncrypt: data, encrypted with the container's key pair or with a session key.
 #include "cryptoki/LoginTurn.h"
-#include "entry/CCSPContextList.h"
 #include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
@@ -16,17 +15,16 @@ BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tpcbDataLen: \t", *pcbDataLen);
   if (hHash != 0) return frame.Refuse("\nCPEncrypt Error: HASH not supported", ERROR_INVALID_PARAMETER);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    // Required: the two lengths change their parts. For the key pair `*pcbDataLen` is the input's and `cbBufLen` the
-    // room, for a session key it is the other way round.
-    if (IsKeyPair(*context, hKey)) {
+  return frame.WithContext(hProv, [&](CCSPContext& context) -> BOOL {
+    // Required: the two lengths swap their roles. For the key pair `*pcbDataLen` is the length of the input and
+    // `cbBufLen` the room. For a session key it is the other way round.
+    if (IsKeyPair(context, hKey)) {
       DWORD room = cbBufLen;
-      context->Encrypt(pbData, *pcbDataLen, pbData, &room);
+      context.Encrypt(pbData, *pcbDataLen, pbData, &room);
       *pcbDataLen = room;
       return frame.Succeed();
     }
-    const auto key = FindSessionKey(frame, *context, hKey);
+    const auto key = FindSessionKey(frame, context, hKey);
     if (!key) return FALSE;
     DWORD room = *pcbDataLen;
     const LoginTurn turn;  // the token has no private objects while another thread's login goes through a logout

@@ -1,6 +1,5 @@
 // CPGenKey: a new key pair for the container, or a new session key.
 #include "context/AcquireFlags.h"
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPSecretKeyFactory.h"
@@ -9,13 +8,12 @@ BOOL WINAPI CPGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD dwFlags, HCRYPTKEY* p
   const EntryFrame frame("CPGenKey");
   frame.LogNumber("\tAlgid:", Algid);
   frame.LogNumber("\tdwFlags:", dwFlags);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
+  return frame.WithContext(hProv, [&](CCSPContext& context) {
     const bool isPair = Algid == AT_KEYEXCHANGE || Algid == AT_SIGNATURE;
-    if (isPair && IsVerify(context->GetFlags())) return frame.Refuse("\nCPGenKey Error: FLAG IS VERIFY", NTE_PERM);
+    if (isPair && IsVerify(context.GetFlags())) return frame.Refuse("\nCPGenKey Error: FLAG IS VERIFY", NTE_PERM);
     if (phKey == nullptr) return frame.RefuseNull("phKey");
     DWORD key = 0;
-    context->GenerateKeyPair(Algid, dwFlags, &key, &g_secretKeyFactory);
+    context.GenerateKeyPair(Algid, dwFlags, &key, &g_secretKeyFactory);
     *phKey = key;
     return frame.Succeed();
   });

@@ -1,6 +1,4 @@
 // CPGenRandom: random bytes of the token.
-#include "context/CCSPContext.h"
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 
@@ -8,8 +6,8 @@ BOOL WINAPI CPGenRandom(HCRYPTPROV hProv, DWORD cbBuffer, BYTE* pbBuffer) {
   const EntryFrame frame("CPGenRandom");
   g_entryLog.WriteHex("\tpbBuffer: ", EntryFrame::Low32(pbBuffer), true);
   g_entryLog.WriteHex("\tcbLen: ", cbBuffer, true);
-  return frame.Protect([&] {
-    g_contextList.FindContext(hProv)->GenerateRandom(pbBuffer, cbBuffer);
+  return frame.WithContext(hProv, [&](CCSPContext& context) {
+    context.GenerateRandom(pbBuffer, cbBuffer);
     return frame.Succeed();
   });
 }

@@ -1,8 +1,6 @@
-// CPGetHashParam, CPSetHashParam: what a hash tells, and the value that it is given.
+// CPGetHashParam: what a hash tells.
 #include <cstring>
 
-#include "context/CCSPContext.h"
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHash.h"
@@ -39,7 +37,7 @@ BOOL GetValue(const EntryFrame& frame, CCSPHash& hash, BYTE* data, DWORD* length
 
 BOOL WINAPI CPGetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen,
                            DWORD dwFlags) {
-  // Required: the first line spells the name in its own way.
+  // Required: the first line spells the name differently.
   const EntryFrame frame("CPGetHashParam", "CPGethashParam");
   frame.LogNumber("\tdwParam:    ", dwParam);
   frame.LogNumber("\tdwFlags:    ", dwFlags);
@@ -47,9 +45,7 @@ BOOL WINAPI CPGetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, BY
   if (pcbDataLen == nullptr) return frame.RefuseNull("pcbDataLen");
   frame.LogNumber("\tpcbDataLen: ", *pcbDataLen);
   if (dwFlags != 0) return frame.Refuse("\nCPGetHASHParam Error: Unsupported Flag(s)", NTE_BAD_FLAGS);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
+  return frame.WithHash(hProv, hHash, [&](CCSPContext& /*context*/, const boost::shared_ptr<CCSPHash>& hash) {
     switch (dwParam) {
       case HP_ALGID:
         return GetNumber(frame, hash->GetAlgID(), pbData, pcbDataLen);
@@ -60,30 +56,5 @@ BOOL WINAPI CPGetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, BY
       default:
         return frame.Refuse("\nCPGetHASHParam Error: Invalid dwParam, dwParam not supported", NTE_BAD_TYPE);
     }
-  });
-}
-
-BOOL WINAPI CPSetHashParam(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
-  const EntryFrame frame("CPSetHashParam");
-  frame.LogNumber("\tdwParam: \t", dwParam);
-  frame.LogNumber("\thHash: \t\t", hHash);
-  frame.LogNumber("\tdwFlags: \t", dwFlags);
-  // Required: the text names the other function.
-  if (dwFlags != 0) return frame.Refuse("\nCPGetHASHParam Error: Unsupported Flag(s)", NTE_BAD_FLAGS);
-  if (dwParam != HP_HASHVAL) {
-    return frame.Refuse("\nCPSetHashParam Error: dwFlags is not HASHVVAL", NTE_BAD_TYPE);
-  }
-  if (pbData == nullptr) return frame.Refuse("\nCPSetHashParam Error: pbData is NULL", ERROR_INVALID_PARAMETER);
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
-    DWORD length = 0;
-    hash->GetData(nullptr, &length);
-    if (length != 0) return frame.Refuse("\nCPSetHashParam Error: Hash Value is not NULL", NTE_BAD_HASH);
-    length = hash->GetHashLength();
-    g_entryLog.WriteHex("\nHash Length ", length, true);
-    g_entryLog.WriteBytes("Hash Value ", pbData, length, true);
-    hash->SetHash(pbData, length);
-    return frame.SucceedWith("\nCPSetHashParam Success:");
   });
 }

@@ -1,13 +1,11 @@
 // CPGetUserKey: the handle of the container's key pair.
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 
 namespace {
 
-// The two values of `dwKeySpec`, each for its own sake: other values that have their bits ask for nothing.
 BOOL GetHandle(const EntryFrame& frame, CCSPContext& context, DWORD keySpec, HCRYPTKEY* key) {
-  // Required: whatever the container has.
+  // Required: another value that has the bit of one of the two succeeds and writes nothing.
   if (keySpec != AT_SIGNATURE && keySpec != AT_KEYEXCHANGE) return frame.Succeed();
   if (context.HasPrivateKey() == 0) {
     return frame.Refuse(
@@ -24,12 +22,10 @@ BOOL GetHandle(const EntryFrame& frame, CCSPContext& context, DWORD keySpec, HCR
 BOOL WINAPI CPGetUserKey(HCRYPTPROV hProv, DWORD dwKeySpec, HCRYPTKEY* phUserKey) {
   const EntryFrame frame("CPGetUserKey");
   frame.LogNumber("\tKeySpec: ", dwKeySpec);
-  if (phUserKey == nullptr) {
-    SetLastError(static_cast<DWORD>(NTE_BAD_KEY));
-    return FALSE;
-  }
+  if (phUserKey == nullptr) return frame.RefuseSilently(NTE_BAD_KEY);
   if ((dwKeySpec & (AT_KEYEXCHANGE | AT_SIGNATURE)) == 0) {
     return frame.Refuse("\nCPGetUserKey Error: Invalid dwKeySpec", NTE_NO_KEY);
   }
-  return frame.Protect([&] { return GetHandle(frame, *g_contextList.FindContext(hProv), dwKeySpec, phUserKey); });
+  return frame.WithContext(hProv,
+                           [&](CCSPContext& context) { return GetHandle(frame, context, dwKeySpec, phUserKey); });
 }

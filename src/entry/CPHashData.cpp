@@ -1,23 +1,7 @@
-// CPHashData, CPHashSessionKey: what a hash is fed with.
-#include "common/ReverseBytes.h"
-#include "context/CCSPContext.h"
-#include "cryptoki/LoginTurn.h"
-#include "entry/CCSPContextList.h"
+// CPHashData: adds bytes to a hash.
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHash.h"
-#include "objects/KeyValue.h"
-
-namespace {
-
-// No other thread logs the token out before the value is read.
-KeyValue LoginAndRead(CCSPContext& context, CCSPSecretKey& key) {
-  LoginTurn turn;
-  context.Login(turn);
-  return ReadKeyValue(key);
-}
-
-}  // namespace
 
 BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, DWORD cbDataLen, DWORD dwFlags) {
   const EntryFrame frame("CPHashData");
@@ -27,33 +11,9 @@ BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, D
   if (dwFlags != 0) {
     return frame.Refuse("\nCPHashData Error: Invalid dwFlags, dwFlags not supported", NTE_BAD_FLAGS);
   }
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
+  return frame.WithHash(hProv, hHash, [&](CCSPContext& /*context*/, const boost::shared_ptr<CCSPHash>& hash) {
     if (hash->IsFinished() != 0) return frame.Refuse("\nCPHashData Error: Invalid Hash State", NTE_BAD_HASH_STATE);
     hash->AddData(pbData, cbDataLen);
-    return frame.Succeed();
-  });
-}
-
-// Required: `hHash` is not read. The hash is looked for under the handle of the key.
-BOOL WINAPI CPHashSessionKey(HCRYPTPROV hProv, HCRYPTHASH /*hHash*/, HCRYPTKEY hKey, DWORD dwFlags) {
-  const EntryFrame frame("CPHashSessionKey");
-  g_entryLog.WriteHex("\tdwFlags: \t", dwFlags, true);
-  if (dwFlags != 0 && dwFlags != CRYPT_LITTLE_ENDIAN) {
-    return frame.Refuse("\nCPHashSessionKey Error: Invalid dwFlags", NTE_BAD_FLAGS);
-  }
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hKey));
-    const auto key = context->GetSecretKey(static_cast<DWORD>(hKey));
-    if (hash->IsFinished() != 0) {
-      return frame.Refuse("\nCPHashSessionKey Error: Hash already in finished state", NTE_BAD_HASH_STATE);
-    }
-    KeyValue value = LoginAndRead(*context, *key);
-    if (dwFlags == CRYPT_LITTLE_ENDIAN) ReverseBytes(value.bytes.Data(), value.length);
-    hash->SetData(value.bytes.Data(), value.length);
-    hash->Finish();
     return frame.Succeed();
   });
 }

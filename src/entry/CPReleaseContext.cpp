@@ -4,7 +4,7 @@
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 
-// Required: alone of all the functions it has no handler. An unknown handle is an exception that leaves the function.
+// Required: this function alone has no protected region. For an unknown handle an exception leaves it.
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
   const EntryFrame frame("CPReleaseContext");
   frame.LogNumber("\tdwFlags:", dwFlags);

@@ -1,24 +1,19 @@
-// CPSetKeyParam: what an application tells a session key, and the certificate that it writes. A row of the table says
-// what a parameter does to a session key and what to a key pair of the context.
-#include <algorithm>
+// CPSetKeyParam: what an application tells a key, and the certificate that it writes. A row of the table says what a
+// parameter does to a session key, and what it does to the key pair of the context.
 #include <cstring>
-#include <optional>
 
-#include "context/CCSPContext.h"
-#include "entry/CCSPContextList.h"
+#include "common/SortedTable.h"
 #include "entry/DataKey.h"
 #include "entry/EncodedLength.h"
-#include "entry/EntryFrame.h"
+#include "entry/ParamCall.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPSecretKey.h"
 
 namespace {
 
-struct Call {
-  const EntryFrame& frame;
-  CCSPContext& context;
+struct Call : ParamCall {
   const BYTE* data;
-  boost::shared_ptr<CCSPSecretKey> sessionKey;  // null: a key pair
+  boost::shared_ptr<CCSPSecretKey> sessionKey;  // null: the key pair
 
   DWORD Number() const {
     DWORD number = 0;
@@ -26,10 +21,6 @@ struct Call {
     return number;
   }
 };
-
-// An action either goes on to the success or ends the function with a result.
-using Outcome = std::optional<BOOL>;
-constexpr std::nullopt_t kGoOn = std::nullopt;
 
 Outcome Nothing(const Call& /*call*/) { return kGoOn; }
 
@@ -42,7 +33,7 @@ Outcome SetIV(const Call& call) {
   return kGoOn;
 }
 
-// Required: as many bytes are added as the salt has, so that this gives no key its first salt.
+// Required: as many bytes are added as the salt has already, so a key does not get its first salt here.
 Outcome AddSalt(const Call& call) {
   DWORD length = 0;
   call.sessionKey->GetSalt(nullptr, &length);
@@ -79,9 +70,7 @@ Outcome SetPermissions(const Call& call) {
   constexpr DWORD kAll = 0x3F;
   const DWORD permissions = call.Number();
   if ((permissions & ~kAll) != 0) {
-    g_entryLog.WriteHex("\nCPSetKeyParam Error: Invalid permission in pbData: ", permissions, true);
-    SetLastError(static_cast<DWORD>(NTE_BAD_FLAGS));
-    return FALSE;
+    return call.frame.RefuseNumber("\nCPSetKeyParam Error: Invalid permission in pbData: ", permissions, NTE_BAD_FLAGS);
   }
   if (call.sessionKey) call.sessionKey->SetPermissions(permissions);
   return kGoOn;
@@ -93,14 +82,14 @@ Outcome WriteCertificate(const Call& call) {
 }
 
 struct Row {
-  DWORD param;
+  DWORD key;
   Outcome (*sessionKey)(const Call& call);
   Outcome (*keyPair)(const Call& call);  // null: refused
   const char* refusal;
 };
 
-// Required: what a key pair cannot have is accepted here and there, and has no effect.
-const Row kRows[] = {
+// Required: the key pair accepts some parameters that it cannot have. They have no effect.
+constexpr Row kRows[] = {
     {KP_IV, SetIV, nullptr, "CPSetKeyParam Error: KP_IV valid only on Symmetric Keys"},
     {KP_SALT, AddSalt, nullptr, "CPSetKeyParam Error: KP_SALT valid only on Symmetric Keys"},
     {KP_PADDING, SetPadding, SetPadding, nullptr},
@@ -111,19 +100,19 @@ const Row kRows[] = {
     {KP_EFFECTIVE_KEYLEN, Nothing, Nothing, nullptr},
     {KP_CERTIFICATE, WriteCertificate, WriteCertificate, nullptr},
 };
+static_assert(IsAscending(kRows), "FindRow searches by bisection");
 
 BOOL Set(const Call& call, DWORD param) {
-  const auto* const row =
-      std::find_if(std::begin(kRows), std::end(kRows), [param](const Row& item) { return item.param == param; });
-  if (row == std::end(kRows)) return call.frame.Refuse("\nCPSetKeyParam Error: Bad key type", NTE_BAD_TYPE);
+  const Row* const row = FindRow(kRows, param);
+  if (row == nullptr) return call.frame.Refuse("\nCPSetKeyParam Error: Bad key type", NTE_BAD_TYPE);
   const auto action = call.sessionKey ? row->sessionKey : row->keyPair;
   if (action == nullptr) return call.frame.Refuse(row->refusal, NTE_BAD_TYPE);
   if (const Outcome end = action(call)) return *end;
   return call.frame.Succeed();
 }
 
-// Required: imported keys are not looked for; the line names the other function; and the result is a number that the
-// caller takes for a success.
+// Required: imported keys are not looked for. The line names CPGetKeyParam. The result is a code, which the caller
+// takes for a success.
 Outcome FindKey(Call& call, HCRYPTKEY handle) {
   if (IsKeyPair(call.context, handle)) return kGoOn;
   try {
@@ -142,12 +131,11 @@ BOOL WINAPI CPSetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam, const
   frame.LogNumber("\tdwParam: \t", dwParam);
   frame.LogPointer("\tpbData: \t", pbData);
   frame.LogNumber("\tdwFlags: \t", dwFlags);
-  // Required: the line names the other function.
+  // Required: the line names CPGetKeyParam.
   if (dwFlags != 0) return frame.Refuse("\nCPGetKeyParam Error: Invalid dwFlags ", NTE_BAD_FLAGS);
   if (pbData == nullptr) return frame.RefuseNull("pbData");
-  return frame.Protect([&]() -> BOOL {
-    const auto context = g_contextList.FindContext(hProv);
-    Call call = {frame, *context, pbData, {}};
+  return frame.WithContext(hProv, [&](CCSPContext& context) -> BOOL {
+    Call call = {{frame, context}, pbData, {}};
     if (const Outcome end = FindKey(call, hKey)) return *end;
     return Set(call, dwParam);
   });

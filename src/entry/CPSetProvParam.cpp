@@ -1,23 +1,22 @@
-// CPSetProvParam: what an application tells the context, first of all its PIN.
+// CPSetProvParam: what an application tells a context, above all its PIN.
 #include <cstring>
 
 #include "context/TELVOCSPContext.h"
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 
 namespace {
 
-// The lower case of the digits is this function's own.
+// The log shows these in lower case.
 void LogArgument(const char* label, DWORD value) { g_entryLog.WriteFormatted(label, value, "%08x", true); }
 
 BOOL SetParameter(const EntryFrame& frame, CCSPContext& context, DWORD param, const BYTE* data) {
   switch (param) {
     case PP_KEYSET_SEC_DESCR:
     case PP_PIN_PROMPT_STRING:
-      return frame.Succeed();  // accepted and dropped
+      return frame.Succeed();  // accepted without effect
     case PP_UI_PROMPT:
-      // There is no other class of contexts.
+      // No other class derives from CCSPContext.
       static_cast<TELVOCSPContext&>(context).SetNoCardPrompt(reinterpret_cast<const char*>(data));
       return frame.Succeed();
     case PP_KEYEXCHANGE_PIN:
@@ -26,9 +25,7 @@ BOOL SetParameter(const EntryFrame& frame, CCSPContext& context, DWORD param, co
       context.LoginWithPIN(data, static_cast<DWORD>(std::strlen(reinterpret_cast<const char*>(data))));
       return frame.Succeed();
     case PP_USE_HARDWARE_RNG:
-      g_entryLog.WriteLine("\nCPSetProvParam Success. PP_USE_HARDWARE_RNG supported");
-      SetLastError(0);
-      return TRUE;
+      return frame.SucceedWith("\nCPSetProvParam Success. PP_USE_HARDWARE_RNG supported");
     default:
       return frame.Refuse("\nCPSetProvParam Error: Invalid dwParam", NTE_BAD_TYPE);
   }
@@ -44,6 +41,8 @@ BOOL WINAPI CPSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, 
   if (pbData == nullptr && dwParam != PP_USE_HARDWARE_RNG) {
     return frame.Refuse("\nData should not be null", ERROR_INVALID_PARAMETER);
   }
-  return frame.ProtectFromContext(
-      [&] { return SetParameter(frame, *g_contextList.FindContext(hProv), dwParam, pbData); });
+  // Required: a failure of the module leaves the function.
+  return frame.WithContext(
+      hProv, [&](CCSPContext& context) { return SetParameter(frame, context, dwParam, pbData); },
+      ModuleFailure::kLeaves);
 }

@@ -1,7 +1,6 @@
-// CPSignHash: a hash, signed with the container's key.
+// CPSignHash: signs a hash with the container's key.
 #include <vector>
 
-#include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/HashBytes.h"
 #include "entry/ProviderInterface.h"
@@ -25,7 +24,7 @@ BOOL SignHash(const EntryFrame& frame, CCSPContext& context, CCSPHash& hash, DWO
       data = FetchHashBytes(hash, &CCSPHash::Compute);
       break;
     default:
-      // Required: the hash has been computed by now.
+      // Required: the hash is finished by now.
       return frame.Refuse("\nCPSignHash Error: Invalid dwFlags", NTE_BAD_FLAGS);
   }
   const DWORD length = static_cast<DWORD>(data.size());
@@ -48,13 +47,11 @@ BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeySpec, LPCW
   frame.LogPointer("\tpbSignature: \t", pbSignature);
   if (pcbSigLen == nullptr) return frame.RefuseNull("pcbSigLen");
   frame.LogNumber("\tpcbSigLen: \t", *pcbSigLen);
-  // The key spec is only checked: the container has one key pair.
+  // Nothing else depends on the key spec, because the container has one key pair.
   if (dwKeySpec != 0 && dwKeySpec != AT_KEYEXCHANGE && dwKeySpec != AT_SIGNATURE) {
     return frame.Refuse("Invalid dwKeySpec!!", NTE_NO_KEY);
   }
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
-    return SignHash(frame, *context, *hash, dwFlags, pbSignature, pcbSigLen);
+  return frame.WithHash(hProv, hHash, [&](CCSPContext& context, const boost::shared_ptr<CCSPHash>& hash) {
+    return SignHash(frame, context, *hash, dwFlags, pbSignature, pcbSigLen);
   });
 }

@@ -1,7 +1,7 @@
-// CPVerifySignature: whether a signature belongs to a hash.
+// CPVerifySignature: whether a signature is that of a hash.
 #include <vector>
 
-#include "entry/CCSPContextList.h"
+#include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
 #include "entry/HashBytes.h"
 #include "entry/ProviderInterface.h"
@@ -10,10 +10,8 @@ namespace {
 
 BOOL VerifySignature(const EntryFrame& frame, CCSPContext& context, CCSPHash& hash, const BYTE* pbSignature,
                      DWORD cbSigLen, HCRYPTKEY hPubKey, DWORD dwFlags) {
-  PublicKey* imported = nullptr;
-  if (hPubKey != context.GetSignatureKeyHandle() && hPubKey != context.GetExchangeKeyHandle()) {
-    imported = context.GetImportedPublicKey(static_cast<DWORD>(hPubKey));
-  }
+  PublicKey* imported = nullptr;  // null: the container's key pair
+  if (!IsKeyPair(context, hPubKey)) imported = context.GetImportedPublicKey(static_cast<DWORD>(hPubKey));
   if (hash.IsFinished() == 0) hash.Finish();
   const bool bare = (dwFlags & CRYPT_NOHASHOID) != 0;
   const std::vector<BYTE> data = FetchHashBytes(hash, bare ? &CCSPHash::GetHash : &CCSPHash::GetPreSignData);
@@ -38,9 +36,7 @@ BOOL WINAPI CPVerifySignature(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pb
         "\nCPVerifySignature Error: The Signature to Verify is set to NULL or the Signature Length is 0",
         ERROR_INVALID_PARAMETER);
   }
-  return frame.Protect([&] {
-    const auto context = g_contextList.FindContext(hProv);
-    const auto hash = context->GetHash(static_cast<DWORD>(hHash));
-    return VerifySignature(frame, *context, *hash, pbSignature, cbSigLen, hPubKey, dwFlags);
+  return frame.WithHash(hProv, hHash, [&](CCSPContext& context, const boost::shared_ptr<CCSPHash>& hash) {
+    return VerifySignature(frame, context, *hash, pbSignature, cbSigLen, hPubKey, dwFlags);
   });
 }

@@ -1,5 +1,4 @@
-// What the handle of a key stands for: the container's key pair, which the context uses itself, or a session key that
-// CPEncrypt and CPDecrypt work with.
+// What the handle of a key stands for: the container's key pair, which the context uses itself, or a session key.
 #pragma once
 
 #include "common/Platform.h"
@@ -14,8 +13,8 @@ inline bool IsKeyPair(const CCSPContext& context, HCRYPTKEY key) {
   return key == context.GetSignatureKeyHandle() || key == context.GetExchangeKeyHandle();
 }
 
-// The session key of that handle. Null when there is none: the message is logged and the last error is NTE_BAD_KEY,
-// whatever the code of the failure. Imported public keys are not looked for.
+// The session key of that handle, for CPEncrypt and CPDecrypt. Null after a refusal: the message of the context is
+// logged, and the last error is NTE_BAD_KEY, whatever the context's code. Imported public keys are not looked for.
 inline boost::shared_ptr<CCSPSecretKey> FindSessionKey(const EntryFrame& frame, CCSPContext& context, HCRYPTKEY key) {
   try {
     return context.GetSecretKey(static_cast<DWORD>(key));

@@ -1,4 +1,4 @@
-// What the platform tells the library about itself.
+// DllMain: the platform tells the library its own handle.
 #include "common/LibraryInstance.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {

@@ -1,7 +1,8 @@
-// EncodedLength: the whole length in bytes of a DER object, read from its header; 0 for null. Tags of one byte alone.
+// EncodedLength: the length in bytes of a whole DER object, header included, as the header says. 0 for null. The tag
+// must have one byte.
 //
-// Of the length octet that announces more of them the low four bits count, so that up to 17 bytes are read. A length
-// that does not fit 32 bits, alone or with the header, raises CCSPContextError NTE_BAD_DATA.
+// In the long form the low four bits of the length octet tell how many more there are, so that up to 17 bytes are read.
+// A length that does not fit into 32 bits, with or without the header, raises CCSPContextError NTE_BAD_DATA.
 #pragma once
 
 #include "common/Platform.h"

@@ -1,15 +1,11 @@
 #include "entry/EntryFrame.h"
 
+#include <string>
+
 EntryFrame::EntryFrame(const char* function, const char* firstLine) : m_function(function) {
   static const std::string banner = "\n" + std::string(80, '=');
   g_entryLog.WriteLine(banner.c_str());
   g_entryLog.WriteLine(("\n" + std::string(firstLine)).c_str());
-}
-
-BOOL EntryFrame::RefuseWith(const char* line, DWORD code) {
-  g_entryLog.WriteLine(line);
-  SetLastError(code);
-  return FALSE;
 }
 
 BOOL EntryFrame::RefuseNull(const char* parameter) const {
@@ -21,16 +17,23 @@ BOOL EntryFrame::Succeed() const { return SucceedWith(("\n" + std::string(m_func
 
 BOOL EntryFrame::SucceedWith(const char* line) const {
   g_entryLog.WriteLine(line);
+  return SucceedLogged();
+}
+
+BOOL EntryFrame::SucceedLogged() const {
   SetLastError(0);
   return TRUE;
 }
 
-BOOL EntryFrame::Fail(const CCSPContextError& error) const {
-  return Refuse(error.GetMessage().c_str(), error.GetCode());
+boost::shared_ptr<CCSPContext> EntryFrame::FindContext(HCRYPTPROV hProv) const {
+  boost::shared_ptr<CCSPContext> context;
+  Protect([&] {
+    context = g_contextList.FindContext(hProv);
+    return TRUE;
+  });
+  return context;
 }
 
-BOOL EntryFrame::Fail(const CryptokiError& error) const { return Refuse(error.GetText().c_str(), NTE_FAIL); }
-
-BOOL EntryFrame::FailWithModuleCode(const CryptokiError& error) const {
-  return Refuse(error.GetText().c_str(), error.GetCode());
+DWORD EntryFrame::CodeOf(const CryptokiError& error, ModuleFailure policy) {
+  return policy == ModuleFailure::kOwnCode ? static_cast<DWORD>(error.GetCode()) : static_cast<DWORD>(NTE_FAIL);
 }

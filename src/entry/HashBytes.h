@@ -1,4 +1,4 @@
-// What an operation of a hash hands out, fetched whole.
+// FetchHashBytes: all bytes that an operation of a hash hands out.
 #pragma once
 
 #include "common/Platform.h"
@@ -7,7 +7,7 @@
 
 #include "objects/CCSPHash.h"
 
-// `getBytes` is called twice: without a buffer for the length, then with one of that length.
+// Calls `getBytes` twice: without a buffer for the length, then with a buffer of that length.
 inline std::vector<BYTE> FetchHashBytes(CCSPHash& hash, void (CCSPHash::*getBytes)(BYTE*, DWORD*)) {
   DWORD length = 0;
   (hash.*getBytes)(nullptr, &length);

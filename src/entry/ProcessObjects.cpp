@@ -15,8 +15,9 @@ namespace {
 constexpr DWORD kLineLimit = 200000;
 constexpr DWORD kNoLineLimit = 2147483647;
 
-// What the factory logs as it comes up goes through an object of its own: that of its module comes up further down and
-// would swallow it, and any other would count it. Nothing is logged through it later.
+// During its construction the factory logs through a log object of its own. The log object of its module is constructed
+// further down and writes nothing yet, and any other log object would count the line. Later nothing is logged through
+// this one.
 CCSPSecretKeyFactory MakeSecretKeyFactory() {
   CCSPLog log(kLineLimit);
   return CCSPSecretKeyFactory(log);

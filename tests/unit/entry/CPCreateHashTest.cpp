@@ -1,4 +1,4 @@
-// The life of a hash: CPCreateHash, CPDuplicateHash, CPDestroyHash.
+// CPCreateHash.
 #include <gtest/gtest.h>
 
 #include "HashEntryTest.h"
@@ -77,76 +77,6 @@ TEST_F(CPCreateHashTest, AHashThatOutlivesItsContextHasNoSession) {
   const auto hash = Object(MakeHashOf("abc"));
   EXPECT_TRUE(CPReleaseContext(m_handle, 0));
   EXPECT_EQ(nullptr, hash->GetSession());
-}
-
-// --- CPDuplicateHash
-
-class CPDuplicateHashTest : public HashEntryTest {
- protected:
-  BOOL Duplicate(HCRYPTHASH hash) { return CPDuplicateHash(m_handle, hash, nullptr, 0, &m_copy); }
-  static std::string Begin(const std::string& flags) {
-    return FrameLines("CPDuplicateHash") + Value("\tdwFlags: \t", flags);
-  }
-
-  HCRYPTHASH m_copy = kUntouched;
-};
-
-TEST_F(CPDuplicateHashTest, TheCopyIsTheHashItself) {
-  const HCRYPTHASH hash = MakeHashOf("abc");
-  ExpectDone(Duplicate(hash));
-  EXPECT_EQ(Begin("00000000") + Line("\nCPDuplicateHash Success"), TakeLog());
-  EXPECT_EQ(hash, m_copy);
-  EXPECT_EQ(2U, g_hashFactory.Count());
-  // The context has it twice.
-  EXPECT_TRUE(CPDestroyHash(m_handle, hash));
-  EXPECT_TRUE(CPDestroyHash(m_handle, m_copy));
-  ExpectRefused(0x80090002, CPDestroyHash(m_handle, m_copy));
-}
-
-TEST_F(CPDuplicateHashTest, ReservedOrFlagsAreInvalid) {
-  DWORD reserved = 0;
-  const std::string refusal = Line("\nCPDuplicateHash Error: Reserved is not NULL or dwFlags is not 0");
-  ExpectRefused(87, CPDuplicateHash(m_unknown, 0, &reserved, 0, &m_copy));
-  EXPECT_EQ(Begin("00000000") + refusal, TakeLog());
-  ExpectRefused(87, CPDuplicateHash(m_unknown, 0, nullptr, 1, nullptr));
-  EXPECT_EQ(Begin("00000001") + refusal, TakeLog());
-}
-
-TEST_F(CPDuplicateHashTest, ANullResultIsABadHash) {
-  ExpectRefused(0x80090002, CPDuplicateHash(m_unknown, 0, nullptr, 0, nullptr));
-  EXPECT_EQ(Begin("00000000") + Line("\nCPDuplicateHash Error: pHash is NULL"), TakeLog());
-}
-
-TEST_F(CPDuplicateHashTest, UnknownHandlesAreRefused) {
-  ExpectRefused(0x80090001, CPDuplicateHash(m_unknown, 0, nullptr, 0, &m_copy));
-  EXPECT_EQ(Begin("00000000") + Line("The context does not exist"), TakeLog());
-  ExpectRefused(0x80090002, Duplicate(5));
-  EXPECT_EQ(Begin("00000000") + Line("Hash not found in this context"), TakeLog());
-  EXPECT_EQ(kUntouched, m_copy);
-}
-
-// --- CPDestroyHash
-
-class CPDestroyHashTest : public HashEntryTest {};
-
-TEST_F(CPDestroyHashTest, TheHashIsGoneFromContextAndFactory) {
-  const HCRYPTHASH hash = MakeHashOf("abc");
-  const boost::weak_ptr<CCSPHash> object = Object(hash);
-  ExpectDone(CPDestroyHash(m_handle, hash));
-  EXPECT_EQ(FrameLines("CPDestroyHash") + Value("\thHash: \t", Hex8(hash)) + Line("\nCPDestroyHash Success"),
-            TakeLog());
-  EXPECT_TRUE(object.expired());
-  EXPECT_EQ(0U, g_hashFactory.Count());
-  EXPECT_EQ(Calls(), m_module.TakeCalls());
-}
-
-TEST_F(CPDestroyHashTest, UnknownHandlesAreRefused) {
-  ExpectRefused(0x80090001, CPDestroyHash(m_unknown, 5));
-  EXPECT_EQ(FrameLines("CPDestroyHash") + Value("\thHash: \t", "00000005") + Line("The context does not exist"),
-            TakeLog());
-  ExpectRefused(0x80090002, CPDestroyHash(m_handle, 5));
-  EXPECT_EQ(FrameLines("CPDestroyHash") + Value("\thHash: \t", "00000005") + Line("Hash not found in this context"),
-            TakeLog());
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// CPDestroyKey, CPDuplicateKey.
+// CPDestroyKey.
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
@@ -124,29 +124,6 @@ TEST_F(CPDestroyKeyTest, AModuleThatDestroysNoPublicKeyIsNteFail) {
   m_module.FailNext("C_DestroyObject", CKR_DEVICE_REMOVED);
   ExpectRefused(0x80090020, CPDestroyKey(m_handle, key));
   EXPECT_EQ(Begin(key) + Line(ErrorText(CKR_DEVICE_REMOVED)), TakeLog());
-}
-
-// --- CPDuplicateKey
-
-using CPDuplicateKeyTest = KeyEntryTest;
-
-TEST_F(CPDuplicateKeyTest, IsNotImplementedAndClearsTheHandle) {
-  HCRYPTKEY key = kUntouched;
-  DWORD reserved = 7;
-  ExpectRefused(120, CPDuplicateKey(m_unknown, 5, &reserved, 0x1A, &key));
-  EXPECT_EQ(FrameLines("CPDuplicateKey") + Value("\tdwFlags: \t", "0000001A") +
-                Line("\nCPDuplicateKey Error: Function not implemented"),
-            TakeLog());
-  EXPECT_EQ(0U, key);
-  EXPECT_EQ(7U, reserved);
-  EXPECT_EQ(Calls(), m_module.TakeCalls());
-}
-
-TEST_F(CPDuplicateKeyTest, AHandleIsRequired) {
-  ExpectRefused(87, CPDuplicateKey(m_handle, 5, nullptr, 0, nullptr));
-  EXPECT_EQ(
-      FrameLines("CPDuplicateKey") + Value("\tdwFlags: \t", "00000000") + Line("\nCPDuplicateKey Error: phKey is NULL"),
-      TakeLog());
 }
 
 }  // namespace

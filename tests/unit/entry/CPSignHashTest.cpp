@@ -1,90 +1,15 @@
-// Signing and verifying hashes. The scripted module's results can be read (tests/support/ScriptedCrypto.cpp).
+// Signing hashes.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "EntryTest.h"
-#include "KeyBlobBytes.h"
-#include "KeyLines.h"
-#include "common/FormatNumber.h"
+#include "SignatureEntryTest.h"
 #include "cryptoki/CryptokiError.h"
-#include "entry/CCSPContextList.h"
 #include "objects/CCSPHash.h"
 
 namespace {
 
 using ::testing::EndsWith;
 using ::testing::StartsWith;
-
-constexpr HCRYPTKEY kUpperBit = HCRYPTKEY{1} << 32U;
-
-class SignatureEntryTest : public EntryTest {
- protected:
-  SignatureEntryTest() {
-    AddKeyPair(m_module.InsertToken("Reader A"), Text("one"), 128);
-    m_provider = AcquireHandle("\\\\.\\Reader A\\one");
-    const BYTE pin[] = {'1', '2', '3', '4'};
-    g_contextList.FindContext(m_provider)->LoginWithPIN(pin, sizeof(pin));
-    m_module.ForgetCalls();
-    TakeLog();
-    SetLastError(4711);
-  }
-
-  // A hash that holds "abc"; what that logged is forgotten.
-  HCRYPTHASH HashOf(const std::string& data, ALG_ID algorithm = CALG_SHA1) {
-    HCRYPTHASH hash = 0;
-    EXPECT_TRUE(CPCreateHash(m_provider, algorithm, 0, 0, &hash));
-    EXPECT_TRUE(
-        CPHashData(m_provider, hash, reinterpret_cast<const BYTE*>(data.data()), static_cast<DWORD>(data.size()), 0));
-    TakeLog();
-    SetLastError(4711);
-    return hash;
-  }
-
-  // The signature turned back into the module's order; empty after a failure.
-  Bytes Sign(HCRYPTHASH hash, DWORD flags = 0) {
-    Bytes signature(128);
-    DWORD length = 128;
-    if (CPSignHash(m_provider, hash, AT_KEYEXCHANGE, nullptr, flags, signature.data(), &length) == FALSE) return {};
-    EXPECT_EQ(128U, length);
-    return Reversed(signature);
-  }
-
-  BOOL Verify(HCRYPTHASH hash, const Bytes& signature, DWORD flags = 0) {
-    const Bytes turned = Reversed(signature);
-    return CPVerifySignature(m_provider, hash, turned.data(), static_cast<DWORD>(turned.size()), SignatureKey(),
-                             nullptr, flags);
-  }
-
-  HCRYPTKEY SignatureKey() { return g_contextList.FindContext(m_provider)->GetSignatureKeyHandle(); }
-
-  // What the module makes of these bytes with its key of 128 bytes.
-  static Bytes Signed(const Bytes& data) {
-    Bytes block(128 - data.size() - 1, 'S');
-    block.push_back(0);
-    block.insert(block.end(), data.begin(), data.end());
-    return block;
-  }
-
-  static std::string Hex8(std::uint64_t number) { return FormatNumber("%08X", static_cast<DWORD>(number)); }
-  // What computing the SHA-1 digest of "abc" logs.
-  static std::string DigestLines() {
-    return "Data to be hashed: 61 62 63 \nHash result: 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 00 00 00 00 \n";
-  }
-  static std::string LoginLines() { return LoginBeginning() + Line("Log-in success"); }
-
-  HCRYPTPROV m_provider = 0;
-  const HCRYPTPROV m_unknown = HCRYPTPROV{1} << 40U;
-};
-
-// The scripted SHA-1 digest of "abc": the length, the message, zeros.
-const Bytes kDigest = {0, 0, 0, 3, 'a', 'b', 'c', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-const Bytes kPrefix = {0x30, 0x21, 0x30, 0x09, 0x06, 0x05, 0x2b, 0x0e, 0x03, 0x02, 0x1a, 0x05, 0x00, 0x04, 0x14};
-
-Bytes WithPrefix() {
-  Bytes data = kPrefix;
-  data.insert(data.end(), kDigest.begin(), kDigest.end());
-  return data;
-}
 
 class CPSignHashTest : public SignatureEntryTest {
  protected:
@@ -242,130 +167,6 @@ TEST_F(CPSignHashTest, ALengthIsRequiredInThePlaceOfItsLine) {
                 Value("\tdwFlags: \t", "00000000") + Value("\tpbSignature: \t", "00000000") +
                 Line("\nCPSignHash Error: pcbSigLen is NULL"),
             TakeLog());
-}
-
-class CPVerifySignatureTest : public SignatureEntryTest {
- protected:
-  static std::string Begin(DWORD flags, DWORD length) {
-    return FrameLines("CPVerifySignature") + Value("\tdwFlags: \t", Hex8(flags)) + Value("\tSigLen: \t", Hex8(length));
-  }
-  // The call is refused before a context is looked for.
-  void ExpectRefusedAtOnce(DWORD code, const std::string& line, HCRYPTHASH hash, HCRYPTKEY key, const BYTE* signature,
-                           DWORD length, LPCWSTR description = nullptr) {
-    SetLastError(4711);
-    EXPECT_FALSE(CPVerifySignature(m_unknown, hash, signature, length, key, description, 9));
-    EXPECT_EQ(code, GetLastError());
-    EXPECT_EQ(Begin(9, length) + Line(line), TakeLog());
-  }
-};
-
-TEST_F(CPVerifySignatureTest, ASignatureMadeHereIsAcceptedAndLoggedFromEndToEnd) {
-  const HCRYPTHASH hash = HashOf("abc");
-  const Bytes signature = Sign(hash);
-  TakeLog();
-  m_module.ForgetCalls();
-  SetLastError(4711);
-  EXPECT_TRUE(Verify(hash, signature));
-  EXPECT_EQ(0U, GetLastError());
-  EXPECT_EQ(Begin(0, 128) + LoginLines() + Line("\nCPVerifySignature Success"), TakeLog());
-  EXPECT_EQ((Calls{"C_Logout(1)", "C_LoginExtended(1, user 1, 1234)", "C_VerifyInit(1, CKM_RSA_PKCS, 1)",
-                   "C_Verify(1, 35 bytes, signature 128 bytes)"}),
-            m_module.TakeCalls());
-}
-
-TEST_F(CPVerifySignatureTest, AnUnfinishedHashIsFinished) { EXPECT_TRUE(Verify(HashOf("abc"), Signed(WithPrefix()))); }
-
-TEST_F(CPVerifySignatureTest, TheLowestFlagAloneDecidesWhatIsVerified) {
-  for (const DWORD flags : {1U, 3U, 0xFFFFFFFFU}) {
-    EXPECT_TRUE(Verify(HashOf("abc"), Signed(kDigest), flags)) << flags;
-    EXPECT_FALSE(Verify(HashOf("abc"), Signed(WithPrefix()), flags)) << flags;
-  }
-  for (const DWORD flags : {0U, 2U, 0xFFFFFFFEU}) {
-    EXPECT_TRUE(Verify(HashOf("abc"), Signed(WithPrefix()), flags)) << flags;
-    EXPECT_FALSE(Verify(HashOf("abc"), Signed(kDigest), flags)) << flags;
-  }
-}
-
-TEST_F(CPVerifySignatureTest, AWrongSignatureIsBad) {
-  EXPECT_FALSE(Verify(HashOf("abd"), Signed(WithPrefix())));
-  EXPECT_EQ(0x80090006U, GetLastError());
-  EXPECT_THAT(TakeLog(), EndsWith(LoginLines() + Line(ErrorText(CKR_SIGNATURE_INVALID))));
-}
-
-TEST_F(CPVerifySignatureTest, ADescriptionIsRefusedFirst) {
-  ExpectRefusedAtOnce(87, "\nCPVerifySignature Error: Description is not NULL", 0, 0, nullptr, 0, L"text");
-}
-
-TEST_F(CPVerifySignatureTest, HashAndKeyOfZeroAreABadHash) {
-  ExpectRefusedAtOnce(0x80090002, "\nCPVerifySignature Error: pHash is NULL", 0, 0, nullptr, 0);
-}
-
-TEST_F(CPVerifySignatureTest, AKeyOfZeroIsABadKey) {
-  ExpectRefusedAtOnce(0x80090003, "\nCPVerifySignature Error: Invalid Public Key", 1, 0, nullptr, 0);
-}
-
-TEST_F(CPVerifySignatureTest, ASignatureIsRequired) {
-  const BYTE signature[] = {1};
-  const std::string line =
-      "\nCPVerifySignature Error: The Signature to Verify is set to NULL or the Signature Length is 0";
-  ExpectRefusedAtOnce(87, line, 1, 1, nullptr, 1);
-  ExpectRefusedAtOnce(87, line, 1, 1, signature, 0);
-}
-
-TEST_F(CPVerifySignatureTest, UnknownHandlesAreBad) {
-  const BYTE signature[] = {1};
-  EXPECT_FALSE(CPVerifySignature(m_unknown, 1, signature, 1, 1, nullptr, 0));
-  EXPECT_EQ(0x80090001U, GetLastError());
-  EXPECT_EQ(Begin(0, 1) + Line("The context does not exist"), TakeLog());
-  EXPECT_FALSE(CPVerifySignature(m_provider, 1, signature, 1, 1, nullptr, 0));
-  EXPECT_EQ(0x80090002U, GetLastError());
-  EXPECT_EQ(Begin(0, 1) + Line("Hash not found in this context"), TakeLog());
-}
-
-TEST_F(CPVerifySignatureTest, AKeyThatNobodyImportedIsNotFoundAndTheHashStaysOpen) {
-  const BYTE signature[] = {1};
-  const HCRYPTHASH hash = HashOf("abc");
-  EXPECT_FALSE(CPVerifySignature(m_provider, hash, signature, 1, HCRYPTKEY{0x01FFFFFF}, nullptr, 0));
-  EXPECT_EQ(0x8009000DU, GetLastError());
-  EXPECT_EQ(Begin(0, 1) + Line("Key was not found in Imported Public Key List"), TakeLog());
-  EXPECT_EQ(0U, g_contextList.FindContext(m_provider)->GetHash(static_cast<DWORD>(hash))->IsFinished());
-}
-
-TEST_F(CPVerifySignatureTest, AnImportedKeyVerifiesWithItself) {
-  const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, Counting(128, 0x81));
-  HCRYPTKEY key = 0;
-  ASSERT_TRUE(CPImportKey(m_provider, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key));
-  const HCRYPTHASH hash = HashOf("abc");
-  const Bytes signature = Reversed(Signed(WithPrefix()));
-  m_module.ForgetCalls();
-  EXPECT_TRUE(CPVerifySignature(m_provider, hash, signature.data(), 128, key, nullptr, 0));
-  EXPECT_EQ((Calls{"C_DigestInit(1, CKM_SHA_1)", "C_Digest(1, 3 bytes, null)", "C_Digest(1, 3 bytes, room 20)",
-                   "C_Logout(1)", "C_LoginExtended(1, user 1, 1234)", "C_VerifyInit(1, CKM_RSA_PKCS, 3)",
-                   "C_Verify(1, 35 bytes, signature 128 bytes)"}),
-            m_module.TakeCalls());
-}
-
-TEST_F(CPVerifySignatureTest, AHandleOfThePairWithAnUpperBitIsNotThePairs) {
-  const Bytes signature = Reversed(Signed(WithPrefix()));
-  const auto context = g_contextList.FindContext(m_provider);
-  for (const HCRYPTKEY key : {context->GetSignatureKeyHandle(), context->GetExchangeKeyHandle()}) {
-    EXPECT_FALSE(CPVerifySignature(m_provider, HashOf("abc"), signature.data(), 128, key | kUpperBit, nullptr, 0));
-    EXPECT_EQ(0x8009000DU, GetLastError());
-  }
-}
-
-TEST_F(CPVerifySignatureTest, OfAnImportedKeysHandleTheUpperBitsDoNotCount) {
-  const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, Counting(128, 0x81));
-  HCRYPTKEY key = 0;
-  ASSERT_TRUE(CPImportKey(m_provider, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key));
-  const Bytes signature = Reversed(Signed(WithPrefix()));
-  EXPECT_TRUE(CPVerifySignature(m_provider, HashOf("abc"), signature.data(), 128, key | kUpperBit, nullptr, 0));
-}
-
-TEST_F(CPVerifySignatureTest, BothKeyHandlesAreTheContainersPair) {
-  const Bytes signature = Reversed(Signed(WithPrefix()));
-  EXPECT_TRUE(CPVerifySignature(m_provider, HashOf("abc"), signature.data(), 128,
-                                g_contextList.FindContext(m_provider)->GetExchangeKeyHandle(), nullptr, 0));
 }
 
 }  // namespace

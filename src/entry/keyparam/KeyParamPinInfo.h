@@ -1,0 +1,11 @@
+// CPGetKeyParam of KP_PIN_INFO: what is told about the PIN. It is the same for every key.
+#pragma once
+
+#include "entry/keyparam/KeyParamCall.h"
+
+namespace keyparam {
+
+Outcome AskPinInfo(const Call& call);
+Outcome ReadPinInfo(const Call& call);
+
+}  // namespace keyparam

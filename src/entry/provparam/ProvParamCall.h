@@ -1,0 +1,27 @@
+// One call of CPGetProvParam. A row of its table has two steps for it: the first one measures the answer, the second
+// one writes it.
+#pragma once
+
+#include "common/Platform.h"
+
+#include <array>
+#include <string>
+
+#include "entry/ParamCall.h"
+
+namespace provparam {
+
+struct Call : ParamCall {
+  BYTE* data;  // in the second step not null, and its first `size` bytes are zero
+  DWORD* length;
+  DWORD flags;
+  DWORD size;                    // of the answer in bytes, from the first step
+  std::string name;              // the answer, where it is one
+  std::array<BYTE, 4> ownBytes;  // of PP_KEYSET_TYPE
+  const BYTE* answer;            // what the last log line shows
+};
+
+// The buffer is smaller than the answer: logs both sizes, tells the caller the second one, ERROR_MORE_DATA.
+BOOL RefuseSmallBuffer(const Call& call, DWORD size);
+
+}  // namespace provparam

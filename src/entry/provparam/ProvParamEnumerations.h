@@ -1,0 +1,15 @@
+// CPGetProvParam: the enumerations of algorithms and of containers. The context keeps the position of each.
+#pragma once
+
+#include "entry/provparam/ProvParamCall.h"
+
+namespace provparam {
+
+// PP_ENUMALGS and PP_ENUMALGS_EX, whose sizes are fixed.
+Outcome WriteAlgorithm(Call& call);
+Outcome WriteAlgorithmEx(Call& call);
+// PP_ENUMCONTAINERS
+Outcome MeasureNextContainer(Call& call);
+Outcome WriteNextContainer(Call& call);
+
+}  // namespace provparam

@@ -1,0 +1,54 @@
+// CPDuplicateHash.
+#include <gtest/gtest.h>
+
+#include "HashEntryTest.h"
+
+namespace {
+
+constexpr HCRYPTHASH kUntouched = 0x1122334455667788;
+
+class CPDuplicateHashTest : public HashEntryTest {
+ protected:
+  BOOL Duplicate(HCRYPTHASH hash) { return CPDuplicateHash(m_handle, hash, nullptr, 0, &m_copy); }
+  static std::string Begin(const std::string& flags) {
+    return FrameLines("CPDuplicateHash") + Value("\tdwFlags: \t", flags);
+  }
+
+  HCRYPTHASH m_copy = kUntouched;
+};
+
+TEST_F(CPDuplicateHashTest, TheCopyIsTheHashItself) {
+  const HCRYPTHASH hash = MakeHashOf("abc");
+  ExpectDone(Duplicate(hash));
+  EXPECT_EQ(Begin("00000000") + Line("\nCPDuplicateHash Success"), TakeLog());
+  EXPECT_EQ(hash, m_copy);
+  EXPECT_EQ(2U, g_hashFactory.Count());
+  // The context has it twice.
+  EXPECT_TRUE(CPDestroyHash(m_handle, hash));
+  EXPECT_TRUE(CPDestroyHash(m_handle, m_copy));
+  ExpectRefused(0x80090002, CPDestroyHash(m_handle, m_copy));
+}
+
+TEST_F(CPDuplicateHashTest, ReservedOrFlagsAreInvalid) {
+  DWORD reserved = 0;
+  const std::string refusal = Line("\nCPDuplicateHash Error: Reserved is not NULL or dwFlags is not 0");
+  ExpectRefused(87, CPDuplicateHash(m_unknown, 0, &reserved, 0, &m_copy));
+  EXPECT_EQ(Begin("00000000") + refusal, TakeLog());
+  ExpectRefused(87, CPDuplicateHash(m_unknown, 0, nullptr, 1, nullptr));
+  EXPECT_EQ(Begin("00000001") + refusal, TakeLog());
+}
+
+TEST_F(CPDuplicateHashTest, ANullResultIsABadHash) {
+  ExpectRefused(0x80090002, CPDuplicateHash(m_unknown, 0, nullptr, 0, nullptr));
+  EXPECT_EQ(Begin("00000000") + Line("\nCPDuplicateHash Error: pHash is NULL"), TakeLog());
+}
+
+TEST_F(CPDuplicateHashTest, UnknownHandlesAreRefused) {
+  ExpectRefused(0x80090001, CPDuplicateHash(m_unknown, 0, nullptr, 0, &m_copy));
+  EXPECT_EQ(Begin("00000000") + Line("The context does not exist"), TakeLog());
+  ExpectRefused(0x80090002, Duplicate(5));
+  EXPECT_EQ(Begin("00000000") + Line("Hash not found in this context"), TakeLog());
+  EXPECT_EQ(kUntouched, m_copy);
+}
+
+}  // namespace
