@@ -30,7 +30,7 @@ class CCSPHash;
 class CCSPSecretKey;
 class CCSPSecretKeyFactory;
 class CTELVOPINCache;
-class LoginTurn;
+class LoginLock;
 class Session;
 
 class CCSPContext {
@@ -193,7 +193,7 @@ class CCSPContext {
 
   // Login for an operation that follows under the same turn, so that no other thread logs the token out in between. The
   // turn is given up while the user is asked.
-  virtual void Login(LoginTurn& turn) = 0;
+  virtual void Login(LoginLock& lock) = 0;
 
   // What the list of contexts needs.
 

@@ -71,7 +71,7 @@ void TELVOCSPContext::Logout() {
 void TELVOCSPContext::CloseSession() {
   if (!m_session) return;
   try {
-    const LoginTurn turn;  // the session's own objects go with it
+    const LoginLock lock;  // the session's own objects go with it
     m_session->Close();
   } catch (...) {
     g_contextLog.WriteLine("Exception happened while closing session");
@@ -109,7 +109,7 @@ TokenInfo TELVOCSPContext::GetTokenInfo() {
 
 void TELVOCSPContext::DeleteContainer() {
   if ((m_flags & CRYPT_DELETEKEYSET) == 0 || m_containerName.empty()) return;
-  const LoginTurn turn;
+  const LoginLock lock;
   if (m_hasCertificate != 0) {
     if (m_certificate.HasPublicKey()) DestroyOnToken(m_certificate.GetPublicKey());
     if (m_certificate.HasPrivateKey()) DestroyOnToken(m_certificate.GetPrivateKey());

@@ -12,7 +12,7 @@
 #include "common/WipeMemory.h"
 #include "context/CCSPContext.h"
 #include "cryptoki/CryptokiObjects.h"
-#include "cryptoki/LoginTurn.h"
+#include "cryptoki/LoginLock.h"
 #include "cryptoki/Session.h"
 #include "cryptoki/Slot.h"
 #include "cryptoki/Token.h"
@@ -71,7 +71,7 @@ class TELVOCSPContext : public CCSPContext {
   DWORD GetKeyBits() override;
   void ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob, DWORD* length) override;
   void ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) override;
-  void Login(LoginTurn& turn) override;
+  void Login(LoginLock& lock) override;
   boost::shared_ptr<CCSPContext> Copy() const override;
   bool IsOnlyOwnerOfSession() const override;
 
@@ -119,12 +119,12 @@ class TELVOCSPContext : public CCSPContext {
   PublicKey GetPublicKey(CryptokiObjects& objects, std::string& containerName);
   PrivateKey GetPrivateKey(CryptokiObjects& objects, std::string& containerName);
 
-  // Keys (TELVOCSPContextGenerate.cpp, ...Import.cpp, ...Export.cpp). A turn is given up while a key gets its id.
+  // Keys (TELVOCSPContextGenerate.cpp, ...Import.cpp, ...Export.cpp). The lock is given up while a key gets its id.
   void ReplaceKeyPair(DWORD bits);
   void CreateKeyPair(PublicKey& publicKey, PrivateKey& privateKey, DWORD bits);
-  DWORD GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory, LoginTurn& turn);
+  DWORD GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory, LoginLock& lock);
   boost::shared_ptr<CCSPSecretKey> CreateSecretKey(const BYTE* keyBytes, DWORD length, DWORD algorithm,
-                                                   CCSPSecretKeyFactory* factory, LoginTurn& turn);
+                                                   CCSPSecretKeyFactory* factory, LoginLock& lock);
   void ImportPublicKey(const BYTE* blob, DWORD length, DWORD* handle);
   void CreateImportedPublicKey(PublicKey& out, const BYTE* keyData, DWORD length);
   void ImportSessionKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory, DWORD flags);
@@ -133,7 +133,7 @@ class TELVOCSPContext : public CCSPContext {
   // Login (TELVOCSPContextLogin.cpp).
   void TakePINCache();
   bool LoginWithCachedPIN(WipedBuffer& pin);
-  void LoginByDialog(LoginTurn& turn);
+  void LoginByDialog(LoginLock& lock);
   // What LoginWithPIN found in the cache.
   struct CachedPIN {
     DWORD length = 0;

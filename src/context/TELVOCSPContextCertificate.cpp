@@ -70,8 +70,8 @@ Attribute TELVOCSPContext::GetCertLabel(PCCERT_CONTEXT certificate) {
 void TELVOCSPContext::WriteCertificate(const BYTE* der, DWORD length) {
   if (der == nullptr || length == 0) return;
   g_contextLog.WriteLine("Login");
-  LoginTurn turn;
-  Login(turn);
+  LoginLock lock;
+  Login(lock);
   Session& session = OpenedSession();
   g_contextLog.WriteLine("Checking Private Key");
   const std::vector<BYTE> id = ReadKeyID();

@@ -63,8 +63,8 @@ boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::DeriveKey(const boost::shared_
     // Required: the length is the caller's. Bytes that there are none of are zero.
     WipedBuffer bytes(length);
     std::copy_n(material.Data(), std::min<std::size_t>(length, material.Length()), bytes.Data());
-    LoginTurn turn;  // no other thread logs the token out before the object is made
-    auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory, turn);
+    LoginLock lock;  // no other thread logs the token out before the object is made
+    auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory, lock);
     m_secretKeys.push_back(key);
     return key;
   } catch (const CryptokiError& error) {

@@ -111,8 +111,8 @@ void TELVOCSPContext::ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob,
   }
   // Required: the modulus is read, which the log shows, and not used.
   Reversed(*wrappingKey, &PublicKey::GetModulus, modulusLength);
-  LoginTurn turn;
-  Login(turn);
+  LoginLock lock;
+  Login(lock);
   KeyValue value = ReadKeyValue(*secretKey);
   ReverseBytes(value.bytes.Data(), value.length);
 

@@ -38,8 +38,8 @@ DWORD PairBits(DWORD flags) {
 }  // namespace
 
 void TELVOCSPContext::GenerateKeyPair(DWORD algorithm, DWORD flags, DWORD* handle, CCSPSecretKeyFactory* factory) {
-  LoginTurn turn;
-  Login(turn);
+  LoginLock lock;
+  Login(lock);
   switch (algorithm) {
     case AT_KEYEXCHANGE:
     case CALG_RSA_KEYX:
@@ -52,7 +52,7 @@ void TELVOCSPContext::GenerateKeyPair(DWORD algorithm, DWORD flags, DWORD* handl
       *handle = m_signatureKeyHandle;
       break;
     default:
-      *handle = GenerateSecretKey(algorithm, flags, factory, turn);
+      *handle = GenerateSecretKey(algorithm, flags, factory, lock);
       break;
   }
 }
@@ -79,11 +79,11 @@ void TELVOCSPContext::CreateKeyPair(PublicKey& publicKey, PrivateKey& privateKey
                                   PrivateKeyTemplate(m_containerName, bits), publicKey, privateKey);
 }
 
-DWORD TELVOCSPContext::GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory, LoginTurn& turn) {
+DWORD TELVOCSPContext::GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory, LoginLock& lock) {
   WipedBuffer bytes(SessionKeyLength(algorithm));
   const DWORD length = static_cast<DWORD>(bytes.Length());
   GenerateRandom(bytes.Data(), length);
-  const auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory, turn);
+  const auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory, lock);
   // Required: the flags are the mode. CRYPT_EXPORTABLE is not looked at.
   key->SetMode(flags);
   m_secretKeys.push_back(key);
@@ -91,7 +91,7 @@ DWORD TELVOCSPContext::GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecre
 }
 
 boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::CreateSecretKey(const BYTE* keyBytes, DWORD length, DWORD algorithm,
-                                                                  CCSPSecretKeyFactory* factory, LoginTurn& turn) {
+                                                                  CCSPSecretKeyFactory* factory, LoginLock& lock) {
   g_contextLog.WriteLine("Creating Non Token Secret Key");
   const std::list<Attribute> attributes = SecretKeyTemplate(algorithm, keyBytes, length);
   g_contextLog.WriteLine("Creating object");
@@ -101,7 +101,7 @@ boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::CreateSecretKey(const BYTE* ke
   g_contextLog.WriteLine("Get Instance");
   auto key = [&] {
     // A new key may have to wait for its id.
-    const LoginTurn::Pause pause(turn);
+    const LoginLock::Pause pause(lock);
     return factory->CreateSecretKey(algorithm, &session, object.GetHandle());
   }();
   g_contextLog.WriteLine("Set Permission");

@@ -118,7 +118,7 @@ TELVOCSPContext::Step TELVOCSPContext::VisitSlot(Slot& slot) {
 
 TELVOCSPContext::Step TELVOCSPContext::VisitNamedReader(Slot& slot) {
   // Until the look-ups are done, which read the objects once more, no other thread takes one away.
-  const LoginTurn turn;
+  const LoginLock lock;
   OpenNamedReader(slot);
   if (TakeCertificateOfNamedReader() || TakeKeys("Retrieving Private Key 2", "Retrieving Public Key 2") ||
       TakePublicKey("Retrieving Public Key 3")) {
@@ -131,7 +131,7 @@ TELVOCSPContext::Step TELVOCSPContext::VisitNamedReader(Slot& slot) {
 TELVOCSPContext::Step TELVOCSPContext::VisitAnyReader(Slot& slot, const std::string& description) {
   g_contextLog.WriteLine("\nNo Reader name Provided");
   m_readerName = description;
-  const LoginTurn turn;  // as with a named reader
+  const LoginLock lock;  // as with a named reader
   if (!OpenAnyReader(slot)) return Step::kNextSlot;
   if (TakeCertificateOfAnyReader() ||
       TakeKeys("\nCert not found, searching for Private Key", "\nCert not found, searching for Public Key")) {

@@ -24,7 +24,7 @@ constexpr DWORD kCancelled = static_cast<DWORD>(SCARD_W_CANCELLED_BY_USER);
 
 // The cached PIN as one step, so that a PIN which the watcher clears meanwhile is no PIN. Empty when there is none.
 WipedBuffer FetchPIN(CTELVOPINCache& cache) {
-  const auto held = cache.Hold();
+  const auto lock = cache.Lock();
   DWORD length = 0;
   if (cache.IsPINSet() != 0) {
     g_contextLog.WriteLine("PIN Cache is set");
@@ -49,11 +49,11 @@ bool AreEqual(WipedBuffer& a, WipedBuffer& b) {
 }  // namespace
 
 void TELVOCSPContext::Login() {
-  LoginTurn turn;
-  Login(turn);
+  LoginLock lock;
+  Login(lock);
 }
 
-void TELVOCSPContext::Login(LoginTurn& turn) {
+void TELVOCSPContext::Login(LoginLock& lock) {
   std::list<WipedBuffer> refused;
   while (true) {
     TakePINCache();
@@ -65,7 +65,7 @@ void TELVOCSPContext::Login(LoginTurn& turn) {
     if (LoginWithCachedPIN(pin)) return;
     refused.push_back(std::move(pin));
   }
-  LoginByDialog(turn);
+  LoginByDialog(lock);
 }
 
 void TELVOCSPContext::TakePINCache() {
@@ -111,7 +111,7 @@ bool TELVOCSPContext::LoginWithCachedPIN(WipedBuffer& pin) {
   }
 }
 
-void TELVOCSPContext::LoginByDialog(LoginTurn& turn) {
+void TELVOCSPContext::LoginByDialog(LoginLock& lock) {
   g_contextLog.WriteLine("PIN Cache not found");
   if (m_signPending != 0) {
     g_contextLog.WriteFormatted("this->m_errFlags = ", m_errFlags, "%08X", true);
@@ -137,7 +137,7 @@ void TELVOCSPContext::LoginByDialog(LoginTurn& turn) {
   dialog.AttachPINCache(m_pinCache);
   dialog.SetPINLimits(static_cast<DWORD>(m_tokenInfo.GetMinPinLen()), static_cast<DWORD>(m_tokenInfo.GetMaxPinLen()));
   const INT_PTR result = [&] {
-    const LoginTurn::Pause pause(turn);
+    const LoginLock::Pause pause(lock);
     return dialog.DoModal();
   }();
   // Required: every other result counts as a login, a failure of the dialog too. What follows then fails in the module.
@@ -161,7 +161,7 @@ void TELVOCSPContext::LoginWithPIN(const BYTE* pin, DWORD length) {
   g_contextLog.Write("Reader name: ", m_readerName.c_str(), true);
   m_pinCache = g_pinCacheManager.GetPINCache(m_readerName, serial);
 
-  const LoginTurn turn;
+  const LoginLock lock;
   CachedPIN cached;
   if (IsCachedPIN(pin, length, cached)) {
     g_contextLog.WriteLine("Login Successful.");
@@ -176,7 +176,7 @@ void TELVOCSPContext::LoginWithPIN(const BYTE* pin, DWORD length) {
 
 // Whether the cache holds this very PIN. Then the session counts as logged in, and the module is not asked.
 bool TELVOCSPContext::IsCachedPIN(const BYTE* pin, DWORD length, CachedPIN& cached) {
-  const auto held = m_pinCache->Hold();
+  const auto lock = m_pinCache->Lock();
   if (m_pinCache->IsPINSet() == 0) return false;
   g_contextLog.WriteLine("PIN is set");
   g_contextLog.WriteLine("Retrieving PIN length from cache");

@@ -9,7 +9,7 @@
 
 #include "common/LoadText.h"
 #include "common/WipeMemory.h"
-#include "cryptoki/LoginTurn.h"
+#include "cryptoki/LoginLock.h"
 #include "rating/CMyPasswordChecker.h"
 #include "resources/DialogIds.h"
 #include "ui/DialogHost.h"
@@ -220,7 +220,7 @@ void CChangePINDlg::ChangePIN(const char* currentPIN, const char* newPIN) const 
   std::memcpy(after.Data(), newPIN, after.Length());
   const auto newLength = static_cast<DWORD>(after.Length());
 
-  const LoginTurn turn;
+  const LoginLock lock;
   m_session->SetPIN(before.Data(), static_cast<DWORD>(before.Length()), after.Data(), newLength);
   if (m_cache) m_cache->SetPINCache(after.Data(), newLength);
   m_session->Login(CKU_USER, after.Data(), newLength);

@@ -17,5 +17,5 @@
 // `session` must be a read-write session and live until the return; null changes nothing, and OK then gives 1 as well.
 // `cache` may be empty. `tokenLabel` is shown in the title; for an empty one the title is "Change PIN".
 //
-// What the token refuses is shown to the user and not raised. The thread must not hold a LoginTurn.
+// What the token refuses is shown to the user and not raised. The thread must not hold a LoginLock.
 INT_PTR ChangePIN(Session* session, const boost::shared_ptr<CTELVOPINCache>& cache, const std::string& tokenLabel);

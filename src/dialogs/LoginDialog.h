@@ -40,7 +40,7 @@ class LoginDialog : public DialogController {
   void ShowTitle(DialogView& view) const;
   // Whether there is a PIN to log in with; else the user is asked for one.
   bool HasPIN(DialogView& view) const;
-  // One login of the session, in its turn.
+  // One login of the session, under the login lock.
   void LogSessionIn(BYTE* pin, DWORD length) const;
 
   CSecureEditEx m_edit;

@@ -1,7 +1,7 @@
 // CPHashData, CPHashSessionKey: what a hash is fed with.
 #include "common/ReverseBytes.h"
 #include "context/CCSPContext.h"
-#include "cryptoki/LoginTurn.h"
+#include "cryptoki/LoginLock.h"
 #include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
@@ -12,8 +12,8 @@ namespace {
 
 // No other thread logs the token out before the value is read.
 KeyValue LoginAndRead(CCSPContext& context, CCSPSecretKey& key) {
-  LoginTurn turn;
-  context.Login(turn);
+  LoginLock lock;
+  context.Login(lock);
   return ReadKeyValue(key);
 }
 

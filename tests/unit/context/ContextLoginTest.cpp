@@ -478,7 +478,7 @@ class LookingCache : public CTELVOPINCache {
 
  private:
   void Look() const {
-    std::recursive_mutex& mutex = *Hold().mutex();
+    std::recursive_mutex& mutex = *Lock().mutex();
     ++looks;
     if (!IsTaken(mutex)) ++found;
   }

@@ -311,7 +311,7 @@ TEST(InterfaceEndTest, OfTheObjectsOfATokenIsOneForAll) {
 // Three places behind the interface's own: what logs in under a turn that is taken already, and what the list of
 // contexts needs.
 TEST(InterfaceEndTest, OfAContextIsThreePlacesBehindItsOperations) {
-  using Under = void (CCSPContext::*)(LoginTurn&);
+  using Under = void (CCSPContext::*)(LoginLock&);
   EXPECT_EQ((Places{54, 55, 56}), (Places{PlaceOf(static_cast<Under>(&CCSPContext::Login)), PlaceOf(&CCSPContext::Copy),
                                           PlaceOf(&CCSPContext::IsOnlyOwnerOfSession)}));
   EXPECT_EQ(57U, PlacesOf<CCSPContext>());

@@ -1,4 +1,4 @@
-// LoginTurn: while a thread holds it, no other thread of the process logs a token in or out, or makes or destroys an
+// LoginLock: while a thread holds it, no other thread of the process logs a token in or out, or makes or destroys an
 // object of one. So a login and the private operation behind it stay together, and whoever reads all objects of a token
 // meets none that is gone by then.
 //
@@ -8,18 +8,18 @@
 
 #include <mutex>
 
-class LoginTurn {
+class LoginLock {
  public:
   // Waits for the turn.
-  LoginTurn() : m_lock(Mutex()) {}
-  ~LoginTurn() = default;
-  LoginTurn(const LoginTurn&) = delete;
-  LoginTurn& operator=(const LoginTurn&) = delete;
+  LoginLock() : m_lock(Mutex()) {}
+  ~LoginLock() = default;
+  LoginLock(const LoginLock&) = delete;
+  LoginLock& operator=(const LoginLock&) = delete;
 
   // Gives a turn back while it lives, and waits for it again at its end.
   class Pause {
    public:
-    explicit Pause(LoginTurn& turn) : m_lock(turn.m_lock) { m_lock.unlock(); }
+    explicit Pause(LoginLock& lock) : m_lock(lock.m_lock) { m_lock.unlock(); }
     ~Pause() { m_lock.lock(); }
     Pause(const Pause&) = delete;
     Pause& operator=(const Pause&) = delete;

@@ -4,18 +4,18 @@
 #include <thread>
 #include <vector>
 
-#include "cryptoki/LoginTurn.h"
+#include "cryptoki/LoginLock.h"
 
 namespace {
 
-TEST(LoginTurnTest, OneThreadAtATimeHasIt) {
+TEST(LoginLockTest, OneThreadAtATimeHasIt) {
   int inside = 0;
   int most = 0;
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&] {
       for (int round = 0; round < 200; ++round) {
-        const LoginTurn turn;
+        const LoginLock lock;
         ++inside;
         most = inside > most ? inside : most;
         --inside;
@@ -26,15 +26,15 @@ TEST(LoginTurnTest, OneThreadAtATimeHasIt) {
   EXPECT_EQ(1, most);
 }
 
-TEST(LoginTurnTest, APausedTurnIsAnotherThreadsUntilThePauseIsOver) {
-  LoginTurn turn;
+TEST(LoginLockTest, APausedLockIsAnotherThreadsUntilThePauseIsOver) {
+  LoginLock lock;
   {
-    const LoginTurn::Pause pause(turn);
-    std::async(std::launch::async, [] { const LoginTurn other; }).get();
+    const LoginLock::Pause pause(lock);
+    std::async(std::launch::async, [] { const LoginLock other; }).get();
   }
-  auto waiting = std::async(std::launch::async, [] { const LoginTurn other; });
+  auto waiting = std::async(std::launch::async, [] { const LoginLock other; });
   EXPECT_EQ(std::future_status::timeout, waiting.wait_for(std::chrono::milliseconds(20)));
-  const LoginTurn::Pause pause(turn);
+  const LoginLock::Pause pause(lock);
   waiting.get();
 }
 
