@@ -30,7 +30,6 @@ class CCSPHash;
 class CCSPSecretKey;
 class CCSPSecretKeyFactory;
 class CTELVOPINCache;
-class LoginLock;
 class Session;
 
 class CCSPContext {
@@ -56,7 +55,10 @@ class CCSPContext {
   virtual void SetContainer(const char* name, DWORD flags) = 0;
   // Asks the token for the session's state.
   virtual bool IsLoggedIn() = 0;
-  // Logs the session in, with the cached PIN or by asking the user. Each operation on a private object does that first.
+  // Logs the session in, with the cached PIN or by asking the user. Each operation on a private object does that first,
+  // under the LoginLock. A login that belongs to an operation of the caller is done under a LoginLock of the caller; it
+  // is given back while the user is asked.
+  //
   // A dialog that ends otherwise than by a cancel counts as a login. If nobody is logged in then, the operation fails.
   //
   // NTE_SILENT_CONTEXT when the user would have to be asked, SCARD_W_CANCELLED_BY_USER when he cancels; of a cached PIN
@@ -189,13 +191,7 @@ class CCSPContext {
   // NTE_NO_KEY when there is no such key. It does not log in.
   virtual void ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) = 0;
 
-  // Behind the interface.
-
-  // Login for an operation that follows under the same turn, so that no other thread logs the token out in between. The
-  // turn is given up while the user is asked.
-  virtual void Login(LoginLock& lock) = 0;
-
-  // What the list of contexts needs.
+  // After the interface: what the list of contexts needs.
 
   // A copy as the copy constructor makes it.
   virtual boost::shared_ptr<CCSPContext> Copy() const = 0;

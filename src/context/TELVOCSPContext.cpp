@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "common/CCSPContextError.h"
+#include "cryptoki/LoginLock.h"
 #include "log/Logs.h"
 #include "objects/CCSPSecretKey.h"
 
@@ -61,6 +62,7 @@ void TELVOCSPContext::SetContainer(const char* name, DWORD flags) { TakeName(nam
 bool TELVOCSPContext::IsLoggedIn() { return OpenedSession().IsLoggedIn(); }
 
 void TELVOCSPContext::Logout() {
+  const LoginLock lock;
   try {
     if (IsLoggedIn()) OpenedSession().Logout();
   } catch (...) {
@@ -79,6 +81,7 @@ void TELVOCSPContext::CloseSession() {
 }
 
 void TELVOCSPContext::RemoveSecretKey(DWORD handle) {
+  const LoginLock lock;
   const auto found = std::find_if(m_secretKeys.begin(), m_secretKeys.end(),
                                   [handle](const auto& key) { return key->GetKeyID() == handle; });
   if (found != m_secretKeys.end()) (*found)->DestroyObject();

@@ -12,7 +12,6 @@
 #include "common/WipeMemory.h"
 #include "context/CCSPContext.h"
 #include "cryptoki/CryptokiObjects.h"
-#include "cryptoki/LoginLock.h"
 #include "cryptoki/Session.h"
 #include "cryptoki/Slot.h"
 #include "cryptoki/Token.h"
@@ -71,7 +70,6 @@ class TELVOCSPContext : public CCSPContext {
   DWORD GetKeyBits() override;
   void ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob, DWORD* length) override;
   void ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) override;
-  void Login(LoginLock& lock) override;
   boost::shared_ptr<CCSPContext> Copy() const override;
   bool IsOnlyOwnerOfSession() const override;
 
@@ -122,9 +120,9 @@ class TELVOCSPContext : public CCSPContext {
   // Keys (TELVOCSPContextGenerate.cpp, ...Import.cpp, ...Export.cpp). The lock is given up while a key gets its id.
   void ReplaceKeyPair(DWORD bits);
   void CreateKeyPair(PublicKey& publicKey, PrivateKey& privateKey, DWORD bits);
-  DWORD GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory, LoginLock& lock);
+  DWORD GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory);
   boost::shared_ptr<CCSPSecretKey> CreateSecretKey(const BYTE* keyBytes, DWORD length, DWORD algorithm,
-                                                   CCSPSecretKeyFactory* factory, LoginLock& lock);
+                                                   CCSPSecretKeyFactory* factory);
   void ImportPublicKey(const BYTE* blob, DWORD length, DWORD* handle);
   void CreateImportedPublicKey(PublicKey& out, const BYTE* keyData, DWORD length);
   void ImportSessionKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory, DWORD flags);
@@ -133,7 +131,7 @@ class TELVOCSPContext : public CCSPContext {
   // Login (TELVOCSPContextLogin.cpp).
   void TakePINCache();
   bool LoginWithCachedPIN(WipedBuffer& pin);
-  void LoginByDialog(LoginLock& lock);
+  void LoginByDialog();
   // What LoginWithPIN found in the cache.
   struct CachedPIN {
     DWORD length = 0;

@@ -7,6 +7,7 @@
 #include "context/CertificateHolder.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/LoginLock.h"
 #include "log/Logs.h"
 
 namespace {
@@ -70,8 +71,8 @@ Attribute TELVOCSPContext::GetCertLabel(PCCERT_CONTEXT certificate) {
 void TELVOCSPContext::WriteCertificate(const BYTE* der, DWORD length) {
   if (der == nullptr || length == 0) return;
   g_contextLog.WriteLine("Login");
-  LoginLock lock;
-  Login(lock);
+  const LoginLock lock;
+  Login();
   Session& session = OpenedSession();
   g_contextLog.WriteLine("Checking Private Key");
   const std::vector<BYTE> id = ReadKeyID();

@@ -5,6 +5,7 @@
 #include "common/WipeMemory.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/LoginLock.h"
 #include "objects/CCSPHash.h"
 #include "objects/CCSPHashFactory.h"
 #include "objects/CCSPSecretKey.h"
@@ -63,8 +64,8 @@ boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::DeriveKey(const boost::shared_
     // Required: the length is the caller's. Bytes that there are none of are zero.
     WipedBuffer bytes(length);
     std::copy_n(material.Data(), std::min<std::size_t>(length, material.Length()), bytes.Data());
-    LoginLock lock;  // no other thread logs the token out before the object is made
-    auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory, lock);
+    const LoginLock lock;  // no other thread logs the token out before the object is made
+    auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory);
     m_secretKeys.push_back(key);
     return key;
   } catch (const CryptokiError& error) {

@@ -8,6 +8,7 @@
 #include "context/KeyBlobs.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/LoginLock.h"
 #include "objects/KeyValue.h"
 
 namespace {
@@ -111,8 +112,8 @@ void TELVOCSPContext::ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob,
   }
   // Required: the modulus is read, which the log shows, and not used.
   Reversed(*wrappingKey, &PublicKey::GetModulus, modulusLength);
-  LoginLock lock;
-  Login(lock);
+  const LoginLock lock;
+  Login();
   KeyValue value = ReadKeyValue(*secretKey);
   ReverseBytes(value.bytes.Data(), value.length);
 

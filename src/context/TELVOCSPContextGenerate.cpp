@@ -3,6 +3,7 @@
 #include "common/WipeMemory.h"
 #include "context/KeyTemplates.h"
 #include "context/TELVOCSPContext.h"
+#include "cryptoki/LoginLock.h"
 #include "log/Logs.h"
 #include "objects/CCSPSecretKey.h"
 #include "objects/CCSPSecretKeyFactory.h"
@@ -38,8 +39,8 @@ DWORD PairBits(DWORD flags) {
 }  // namespace
 
 void TELVOCSPContext::GenerateKeyPair(DWORD algorithm, DWORD flags, DWORD* handle, CCSPSecretKeyFactory* factory) {
-  LoginLock lock;
-  Login(lock);
+  const LoginLock lock;
+  Login();
   switch (algorithm) {
     case AT_KEYEXCHANGE:
     case CALG_RSA_KEYX:
@@ -52,7 +53,7 @@ void TELVOCSPContext::GenerateKeyPair(DWORD algorithm, DWORD flags, DWORD* handl
       *handle = m_signatureKeyHandle;
       break;
     default:
-      *handle = GenerateSecretKey(algorithm, flags, factory, lock);
+      *handle = GenerateSecretKey(algorithm, flags, factory);
       break;
   }
 }
@@ -79,11 +80,11 @@ void TELVOCSPContext::CreateKeyPair(PublicKey& publicKey, PrivateKey& privateKey
                                   PrivateKeyTemplate(m_containerName, bits), publicKey, privateKey);
 }
 
-DWORD TELVOCSPContext::GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory, LoginLock& lock) {
+DWORD TELVOCSPContext::GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory) {
   WipedBuffer bytes(SessionKeyLength(algorithm));
   const DWORD length = static_cast<DWORD>(bytes.Length());
   GenerateRandom(bytes.Data(), length);
-  const auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory, lock);
+  const auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory);
   // Required: the flags are the mode. CRYPT_EXPORTABLE is not looked at.
   key->SetMode(flags);
   m_secretKeys.push_back(key);
@@ -91,7 +92,7 @@ DWORD TELVOCSPContext::GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecre
 }
 
 boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::CreateSecretKey(const BYTE* keyBytes, DWORD length, DWORD algorithm,
-                                                                  CCSPSecretKeyFactory* factory, LoginLock& lock) {
+                                                                  CCSPSecretKeyFactory* factory) {
   g_contextLog.WriteLine("Creating Non Token Secret Key");
   const std::list<Attribute> attributes = SecretKeyTemplate(algorithm, keyBytes, length);
   g_contextLog.WriteLine("Creating object");
@@ -101,7 +102,7 @@ boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::CreateSecretKey(const BYTE* ke
   g_contextLog.WriteLine("Get Instance");
   auto key = [&] {
     // A new key may have to wait for its id.
-    const LoginLock::Pause pause(lock);
+    const LoginLock::Pause pause;
     return factory->CreateSecretKey(algorithm, &session, object.GetHandle());
   }();
   g_contextLog.WriteLine("Set Permission");

@@ -9,6 +9,7 @@
 #include "context/KeyTemplates.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/LoginLock.h"
 #include "log/Logs.h"
 #include "objects/KeyValue.h"
 
@@ -89,8 +90,8 @@ void TELVOCSPContext::ImportPublicKey(const BYTE* blob, DWORD length, DWORD* han
 // `keyData` is the bit length, the exponent and the modulus; the two latter with the most significant byte first.
 void TELVOCSPContext::CreateImportedPublicKey(PublicKey& out, const BYTE* keyData, DWORD length) {
   constexpr DWORD kModulus = 2 * sizeof(DWORD);
-  LoginLock lock;
-  Login(lock);
+  const LoginLock lock;
+  Login();
   BYTE id[ImportedKeyParts::kIDLength] = {};
   GenerateRandom(id, sizeof(id));
   DWORD bits = 0;
@@ -110,8 +111,8 @@ void TELVOCSPContext::ImportSessionKey(const BYTE* blob, DWORD length, DWORD* ha
   BYTE* const encrypted = copy.Data() + sizeof(header);
   // Required: as the platform writes such a blob, and not as ExportSessionKey does.
   ReverseBytes(encrypted, encryptedLength);
-  LoginLock lock;
-  Login(lock);
+  const LoginLock lock;
+  Login();
   g_contextLog.WriteLine("After Login");
   g_contextLog.WriteLine("Decrypt Init");
   Session& session = OpenedSession();
@@ -119,7 +120,7 @@ void TELVOCSPContext::ImportSessionKey(const BYTE* blob, DWORD length, DWORD* ha
   const KeyValue plain = DecryptKey(session, encrypted, encryptedLength);
   g_contextLog.WriteLine("Create Secret Key");
   g_contextLog.WriteHex("Secret Key Algorithm: ", header.blob.aiKeyAlg, true);
-  const auto key = CreateSecretKey(plain.bytes.Data(), plain.length, header.blob.aiKeyAlg, factory, lock);
+  const auto key = CreateSecretKey(plain.bytes.Data(), plain.length, header.blob.aiKeyAlg, factory);
   key->SetPermissions(flags);
   *handle = key->GetKeyID();
   g_contextLog.WriteLine("Secret Key Created");

@@ -11,6 +11,7 @@
 #include "context/TELVOCSPContext.h"
 #include "context/UnplugThreadManager.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/LoginLock.h"
 #include "dialogs/CSelectCard.h"
 #include "log/Logs.h"
 

@@ -12,6 +12,7 @@
 #include "context/AcquireFlags.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/LoginLock.h"
 #include "dialogs/CLoginEX.h"
 #include "log/Logs.h"
 #include "pin/PINCacheManager.h"
@@ -49,11 +50,7 @@ bool AreEqual(WipedBuffer& a, WipedBuffer& b) {
 }  // namespace
 
 void TELVOCSPContext::Login() {
-  LoginLock lock;
-  Login(lock);
-}
-
-void TELVOCSPContext::Login(LoginLock& lock) {
+  const LoginLock lock;
   std::list<WipedBuffer> refused;
   while (true) {
     TakePINCache();
@@ -65,7 +62,7 @@ void TELVOCSPContext::Login(LoginLock& lock) {
     if (LoginWithCachedPIN(pin)) return;
     refused.push_back(std::move(pin));
   }
-  LoginByDialog(lock);
+  LoginByDialog();
 }
 
 void TELVOCSPContext::TakePINCache() {
@@ -111,7 +108,7 @@ bool TELVOCSPContext::LoginWithCachedPIN(WipedBuffer& pin) {
   }
 }
 
-void TELVOCSPContext::LoginByDialog(LoginLock& lock) {
+void TELVOCSPContext::LoginByDialog() {
   g_contextLog.WriteLine("PIN Cache not found");
   if (m_signPending != 0) {
     g_contextLog.WriteFormatted("this->m_errFlags = ", m_errFlags, "%08X", true);
@@ -137,7 +134,7 @@ void TELVOCSPContext::LoginByDialog(LoginLock& lock) {
   dialog.AttachPINCache(m_pinCache);
   dialog.SetPINLimits(static_cast<DWORD>(m_tokenInfo.GetMinPinLen()), static_cast<DWORD>(m_tokenInfo.GetMaxPinLen()));
   const INT_PTR result = [&] {
-    const LoginLock::Pause pause(lock);
+    const LoginLock::Pause pause;
     return dialog.DoModal();
   }();
   // Required: every other result counts as a login, a failure of the dialog too. What follows then fails in the module.

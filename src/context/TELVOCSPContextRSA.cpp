@@ -9,6 +9,7 @@
 #include "common/ReverseBytes.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/LoginLock.h"
 #include "cryptoki/ModuleOutput.h"
 #include "log/Logs.h"
 
@@ -24,8 +25,8 @@ BYTE* Input(WipedBuffer& copy) { return copy.Length() == 0 ? nullptr : copy.Data
 void TELVOCSPContext::Sign(const BYTE* data, const DWORD* dataLength, BYTE* signature, DWORD* signatureLength) {
   if (m_hasPrivateKey == 0) throw CCSPContextError("Private Key not found for signing", NTE_NO_KEY);
   m_signPending = 1;
-  LoginLock lock;
-  Login(lock);
+  const LoginLock lock;
+  Login();
   Session& session = OpenedSession();
   g_contextLog.WriteLine("TELVOCSPContext::Sign Initialze Signing");
   session.SignInit(RsaPkcs(), m_privateKey);
@@ -44,8 +45,8 @@ void TELVOCSPContext::Verify(const BYTE* data, DWORD dataLength, const BYTE* sig
   if (signature == nullptr || signatureLength == 0) {
     throw CCSPContextError("Signature is NULL", ERROR_INVALID_PARAMETER);
   }
-  LoginLock lock;
-  Login(lock);
+  const LoginLock lock;
+  Login();
   Session& session = OpenedSession();
   try {
     // Required: whether the container has a public key is not looked at, unlike in the other three operations.
@@ -61,8 +62,8 @@ void TELVOCSPContext::Verify(const BYTE* data, DWORD dataLength, const BYTE* sig
 
 void TELVOCSPContext::Encrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWORD* outLength) {
   if (m_hasPublicKey == 0) throw CCSPContextError("Public Key does not exist for encrypting", NTE_BAD_KEY);
-  LoginLock lock;
-  Login(lock);
+  const LoginLock lock;
+  Login();
   Session& session = OpenedSession();
   // `data` and `out` may be the same buffer. Message or key may be in it.
   WipedBuffer copy = WipedCopy(data, dataLength);
@@ -77,8 +78,8 @@ void TELVOCSPContext::Encrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWO
 
 void TELVOCSPContext::Decrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWORD* outLength) {
   if (m_hasPrivateKey == 0) throw CCSPContextError("Private Key does not exist for decrypting", NTE_BAD_KEY);
-  LoginLock lock;
-  Login(lock);
+  const LoginLock lock;
+  Login();
   Session& session = OpenedSession();
   WipedBuffer copy = WipedCopy(data, dataLength);
   ReverseBytes(copy.Data(), static_cast<DWORD>(copy.Length()));

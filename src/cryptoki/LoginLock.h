@@ -1,38 +1,34 @@
 // LoginLock: while a thread holds it, no other thread of the process logs a token in or out, or makes or destroys an
-// object of one. So a login and the private operation behind it stay together, and whoever reads all objects of a token
+// object of one. So a login and the private operation after it stay together, and whoever reads all objects of a token
 // meets none that is gone by then.
 //
-// Never held across a dialog: a caller that shows one gives its turn back before and takes it again behind. Not
-// recursive: a thread that holds a turn takes no second one.
+// There is one lock for the process. A thread that holds it may take it again. Take it before any other lock, and hold
+// it across no dialog, pause, wait for a card, or static destructor: there, Pause gives it back.
 #pragma once
 
 #include <mutex>
 
 class LoginLock {
  public:
-  // Waits for the turn.
-  LoginLock() : m_lock(Mutex()) {}
-  ~LoginLock() = default;
+  // Waits until no other thread holds the lock.
+  LoginLock();
+  ~LoginLock();
   LoginLock(const LoginLock&) = delete;
   LoginLock& operator=(const LoginLock&) = delete;
 
-  // Gives a turn back while it lives, and waits for it again at its end.
+  // Gives the lock back while it lives, however often the calling thread has taken it, and waits for it again at its
+  // end. Does nothing in a thread that does not hold the lock.
   class Pause {
    public:
-    explicit Pause(LoginLock& lock) : m_lock(lock.m_lock) { m_lock.unlock(); }
-    ~Pause() { m_lock.lock(); }
+    Pause();
+    ~Pause();
     Pause(const Pause&) = delete;
     Pause& operator=(const Pause&) = delete;
 
    private:
-    std::unique_lock<std::mutex>& m_lock;
+    unsigned m_holds;
   };
 
  private:
-  static std::mutex& Mutex() {
-    static std::mutex mutex;
-    return mutex;
-  }
-
-  std::unique_lock<std::mutex> m_lock;
+  static std::mutex& Mutex();
 };

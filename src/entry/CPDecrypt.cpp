@@ -1,6 +1,5 @@
 // CPDecrypt: data, decrypted with the container's key pair or with a session key.
 #include "common/WipeMemory.h"
-#include "cryptoki/LoginLock.h"
 #include "entry/CCSPContextList.h"
 #include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
@@ -43,7 +42,6 @@ BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
     if (key) {
       g_entryLog.WriteLine("Secret Key Decrypt");
       g_entryLog.WriteLine("\r\nDecrypting ");
-      const LoginLock lock;  // the token has no private objects while another thread's login goes through a logout
       key->Decrypt(copy.Data(), *pcbDataLen, pbData, &length);
       if (fFinal != FALSE && !StripPadding(pbData, &length)) return FALSE;
     } else {

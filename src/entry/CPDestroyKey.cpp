@@ -1,5 +1,4 @@
 // CPDestroyKey, CPDuplicateKey.
-#include "cryptoki/LoginLock.h"
 #include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
@@ -10,8 +9,6 @@ BOOL WINAPI CPDestroyKey(HCRYPTPROV hProv, HCRYPTKEY hKey) {
   frame.LogNumber("\thkey: \t", hKey);
   return frame.Protect([&] {
     const auto context = g_contextList.FindContext(hProv);
-    // A session key's object stays where a logout of another thread hides it.
-    const LoginLock lock;
     // Required: both destroy the token object. The second time the module refuses, which nobody is told.
     context->RemoveSecretKey(static_cast<DWORD>(hKey));
     g_secretKeyFactory.DestroySecretKey(static_cast<DWORD>(hKey));

@@ -1,5 +1,4 @@
 // CPEncrypt: data, encrypted with the container's key pair or with a session key.
-#include "cryptoki/LoginLock.h"
 #include "entry/CCSPContextList.h"
 #include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
@@ -29,7 +28,6 @@ BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
     const auto key = FindSessionKey(frame, *context, hKey);
     if (!key) return FALSE;
     DWORD room = *pcbDataLen;
-    const LoginLock lock;  // the token has no private objects while another thread's login goes through a logout
     key->Encrypt(pbData, cbBufLen, pbData, &room);
     *pcbDataLen = room;
     return frame.Succeed();

@@ -1,23 +1,11 @@
 // CPHashData, CPHashSessionKey: what a hash is fed with.
 #include "common/ReverseBytes.h"
 #include "context/CCSPContext.h"
-#include "cryptoki/LoginLock.h"
+#include "context/SessionKeyValue.h"
 #include "entry/CCSPContextList.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHash.h"
-#include "objects/KeyValue.h"
-
-namespace {
-
-// No other thread logs the token out before the value is read.
-KeyValue LoginAndRead(CCSPContext& context, CCSPSecretKey& key) {
-  LoginLock lock;
-  context.Login(lock);
-  return ReadKeyValue(key);
-}
-
-}  // namespace
 
 BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, DWORD cbDataLen, DWORD dwFlags) {
   const EntryFrame frame("CPHashData");
@@ -50,7 +38,7 @@ BOOL WINAPI CPHashSessionKey(HCRYPTPROV hProv, HCRYPTHASH /*hHash*/, HCRYPTKEY h
     if (hash->IsFinished() != 0) {
       return frame.Refuse("\nCPHashSessionKey Error: Hash already in finished state", NTE_BAD_HASH_STATE);
     }
-    KeyValue value = LoginAndRead(*context, *key);
+    KeyValue value = LoginAndReadValue(*context, *key);
     if (dwFlags == CRYPT_LITTLE_ENDIAN) ReverseBytes(value.bytes.Data(), value.length);
     hash->SetData(value.bytes.Data(), value.length);
     hash->Finish();

@@ -1,6 +1,7 @@
 // CCSPSecretKey: what stands behind the HCRYPTKEY of a session key: the key's parameters as the platform sees them, and
 // the handle of the token's key object. It holds no key material; each encryption and decryption is one operation of
-// the token, and what lets calls chain is the IV alone. The concrete classes choose the mechanism for a mode.
+// the token, and what lets calls chain is the IV alone. The concrete classes choose the mechanism for a mode. Each
+// operation on the token takes the LoginLock: the token has no private objects while a login goes through its logout.
 //
 // Failures of a parameter are CCSPContextError, those of the token CryptokiError. Lengths count bytes unless said
 // otherwise. No operation is safe against another one on the same key at the same time. A key may outlive the context
