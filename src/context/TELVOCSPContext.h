@@ -91,7 +91,7 @@ class TELVOCSPContext : public CCSPContext {
   // Where the walk through the slots goes from one of them.
   enum class Step { kNextSlot, kStay, kEnd };
 
-  // Initialize (TELVOCSPContextInitialize.cpp).
+  // Initialize (SlotWalk.cpp).
   bool ReadSlots();
   void ChooseSlots(bool active);
   void SelectReader(std::string& reader);
@@ -112,12 +112,12 @@ class TELVOCSPContext : public CCSPContext {
   void RememberTokenInfo();
   void WatchReader(bool atEnd);
 
-  // The look-ups (TELVOCSPContextLookup.cpp). An empty name is filled with the name of what was found.
+  // The look-ups (ContainerLookup.cpp). An empty name is filled with the name of what was found.
   Certificate GetCert(std::list<Certificate>& certificates, std::string& containerName);
   PublicKey GetPublicKey(CryptokiObjects& objects, std::string& containerName);
   PrivateKey GetPrivateKey(CryptokiObjects& objects, std::string& containerName);
 
-  // Keys (TELVOCSPContextGenerate.cpp, ...Import.cpp, ...Export.cpp). The lock is given up while a key gets its id.
+  // Keys (KeyGeneration.cpp, KeyImport.cpp, KeyExport.cpp). The lock is given up while a key gets its id.
   void ReplaceKeyPair(DWORD bits);
   void CreateKeyPair(PublicKey& publicKey, PrivateKey& privateKey, DWORD bits);
   DWORD GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory);
@@ -128,7 +128,7 @@ class TELVOCSPContext : public CCSPContext {
   void ImportSessionKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory, DWORD flags);
   const PublicKey* FindWrappingKey(DWORD handle);
 
-  // Login (TELVOCSPContextLogin.cpp).
+  // Login (ContextLogin.cpp).
   void TakePINCache();
   bool LoginWithCachedPIN(WipedBuffer& pin);
   void LoginByDialog();
@@ -141,7 +141,7 @@ class TELVOCSPContext : public CCSPContext {
   void LoginWithNewPIN(const BYTE* pin, DWORD length, const CachedPIN& cached);
   void KeepPINOfOpenLogin(const BYTE* pin, DWORD length, const CachedPIN& cached);
 
-  // WriteCertificate (TELVOCSPContextCertificate.cpp).
+  // WriteCertificate (CertificateWriter.cpp).
   std::vector<BYTE> ReadKeyID();
   void LabelKeys(const Attribute& label);
   void ReplaceCertificate(Session& session, const std::list<Attribute>& attributes);

@@ -9,7 +9,7 @@
 #include "ContextTest.h"
 #include "Expect.h"
 #include "ScriptedDialogs.h"
-#include "context/CertificateHelpers.h"
+#include "context/unreached/CertificateHelpers.h"
 #include "context/UnplugThread.h"
 #include "dialogs/CLoginEX.h"
 #include "dialogs/unreached/CChangePwdDlg.h"

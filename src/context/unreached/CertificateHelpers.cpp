@@ -1,4 +1,4 @@
-#include "context/CertificateHelpers.h"
+#include "context/unreached/CertificateHelpers.h"
 
 #include <cstring>
 #include <vector>
