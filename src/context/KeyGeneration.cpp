@@ -1,12 +1,11 @@
-// Making keys: the container's RSA pair, and session keys.
+#include "context/KeyGeneration.h"
+
 #include "common/CCSPContextError.h"
 #include "common/WipeMemory.h"
+#include "context/CreateSecretKey.h"
 #include "context/KeyTemplates.h"
-#include "context/TELVOCSPContext.h"
-#include "cryptoki/LoginLock.h"
-#include "log/Logs.h"
+#include "context/LoggedInSession.h"
 #include "objects/CCSPSecretKey.h"
-#include "objects/CCSPSecretKeyFactory.h"
 
 namespace {
 
@@ -15,7 +14,7 @@ struct SessionKeyRow {
   DWORD length;  // in bytes
 };
 
-// Required: CALG_AES is here, whose random bytes are drawn before the key is refused, and CALG_AES_128 is not.
+// Required: CALG_AES is here, for which random bytes are made before the key is refused, and CALG_AES_128 is not.
 constexpr SessionKeyRow kSessionKeys[] = {
     {CALG_DES, 8},
     {CALG_3DES, 24},
@@ -38,75 +37,48 @@ DWORD PairBits(DWORD flags) {
 
 }  // namespace
 
-void TELVOCSPContext::GenerateKeyPair(DWORD algorithm, DWORD flags, DWORD* handle, CCSPSecretKeyFactory* factory) {
-  const LoginLock lock;
-  Login();
+DWORD KeyGeneration::Generate(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory) {
+  const LoggedInSession session(m_context);
   switch (algorithm) {
     case AT_KEYEXCHANGE:
     case CALG_RSA_KEYX:
-      ReplaceKeyPair(PairBits(flags));
-      *handle = m_exchangeKeyHandle;
-      break;
+      ReplaceKeyPair(*session, PairBits(flags));
+      return m_context.m_exchangeKeyHandle;
     case AT_SIGNATURE:
     case CALG_RSA_SIGN:
-      ReplaceKeyPair(PairBits(flags));
-      *handle = m_signatureKeyHandle;
-      break;
+      ReplaceKeyPair(*session, PairBits(flags));
+      return m_context.m_signatureKeyHandle;
     default:
-      *handle = GenerateSecretKey(algorithm, flags, factory);
-      break;
+      // Required: the flags are the mode. CRYPT_EXPORTABLE is not looked at.
+      return GenerateSecretKey(algorithm, flags, factory);
   }
 }
 
 // The old pair stays on the token, and in the context when this fails.
-void TELVOCSPContext::ReplaceKeyPair(DWORD bits) {
-  PublicKey publicKey;
-  PrivateKey privateKey;
-  CreateKeyPair(publicKey, privateKey, bits);
-  m_publicKey = publicKey;
-  m_privateKey = privateKey;
-  AssignKeyHandles();
-  m_hasPrivateKey = 1;
-  m_hasPublicKey = 1;
-}
-
-void TELVOCSPContext::CreateKeyPair(PublicKey& publicKey, PrivateKey& privateKey, DWORD bits) {
+void KeyGeneration::ReplaceKeyPair(Session& session, DWORD bits) {
   // A name that was cut would not be found again.
   constexpr std::size_t kLongestName = 63;
-  if (m_containerName.size() > kLongestName) {
+  const std::string& name = m_context.m_containerName;
+  if (name.size() > kLongestName) {
     throw CCSPContextError("Container name is too long for a key pair", NTE_BAD_KEYSET_PARAM);
   }
-  OpenedSession().GenerateKeyPair(Mechanism(CKM_RSA_PKCS_KEY_PAIR_GEN), PublicKeyTemplate(m_containerName, bits),
-                                  PrivateKeyTemplate(m_containerName, bits), publicKey, privateKey);
+  PublicKey publicKey;
+  PrivateKey privateKey;
+  session.GenerateKeyPair(Mechanism(CKM_RSA_PKCS_KEY_PAIR_GEN), PublicKeyTemplate(name, bits),
+                          PrivateKeyTemplate(name, bits), publicKey, privateKey);
+  m_context.m_publicKey = publicKey;
+  m_context.m_privateKey = privateKey;
+  m_context.AssignKeyHandles();
+  m_context.m_hasPrivateKey = 1;
+  m_context.m_hasPublicKey = 1;
 }
 
-DWORD TELVOCSPContext::GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory) {
+DWORD KeyGeneration::GenerateSecretKey(DWORD algorithm, DWORD mode, CCSPSecretKeyFactory* factory) {
   WipedBuffer bytes(SessionKeyLength(algorithm));
   const DWORD length = static_cast<DWORD>(bytes.Length());
-  GenerateRandom(bytes.Data(), length);
-  const auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory);
-  // Required: the flags are the mode. CRYPT_EXPORTABLE is not looked at.
-  key->SetMode(flags);
-  m_secretKeys.push_back(key);
+  m_context.GenerateRandom(bytes.Data(), length);
+  const auto key = CreateSecretKey(m_context, bytes.Data(), length, algorithm, factory);
+  key->SetMode(mode);
+  m_context.AddSecretKey(key);
   return key->GetKeyID();
-}
-
-boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::CreateSecretKey(const BYTE* keyBytes, DWORD length, DWORD algorithm,
-                                                                  CCSPSecretKeyFactory* factory) {
-  g_contextLog.WriteLine("Creating Non Token Secret Key");
-  const std::list<Attribute> attributes = SecretKeyTemplate(algorithm, keyBytes, length);
-  g_contextLog.WriteLine("Creating object");
-  Session& session = OpenedSession();
-  const CryptokiObject object = session.CreateObject(attributes);
-  g_contextLog.WriteLine("Object Created");
-  g_contextLog.WriteLine("Get Instance");
-  auto key = [&] {
-    // A new key may have to wait for its id.
-    const LoginLock::Pause pause;
-    return factory->CreateSecretKey(algorithm, &session, object.GetHandle());
-  }();
-  g_contextLog.WriteLine("Set Permission");
-  key->SetPermissions(CRYPT_EXPORTABLE);
-  g_contextLog.WriteLine("Return");
-  return key;
 }

@@ -1,5 +1,5 @@
 // KeyProviderInfo: the CRYPT_KEY_PROV_INFO of the provider's certificates. The one object of the process holds the two
-// texts of the last one, because a certificate's property may point to them as long as the next one is not set.
+// names of the last one, because a certificate's property may point to them as long as the next one is not set.
 #pragma once
 
 #include "common/Platform.h"

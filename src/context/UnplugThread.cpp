@@ -28,8 +28,8 @@ SCARD_READERSTATEA ReaderState(const std::string& readerName, DWORD currentState
   return state;
 }
 
-// The module pads with blanks, the reader's name has none behind it.
-std::string WithoutBlanksBehind(const std::string& text) { return text.substr(0, text.find_last_not_of(' ') + 1); }
+// The module pads with spaces; the reader's name has none at its end.
+std::string WithoutTrailingSpaces(const std::string& text) { return text.substr(0, text.find_last_not_of(' ') + 1); }
 
 }  // namespace
 
@@ -123,5 +123,5 @@ bool UnplugThread::IsOwnSlot(CK_SLOT_ID slot) const {
   const CK_UTF8CHAR* const text = info.slotDescription;
   const std::string description(text, std::find(text, text + sizeof(info.slotDescription), CK_UTF8CHAR{0}));
   if (description.empty()) g_contextLog.WriteHex("Failed to convert UTF8 string. Code ", GetLastError(), true);
-  return WithoutBlanksBehind(description) == m_readerName;
+  return WithoutTrailingSpaces(description) == m_readerName;
 }

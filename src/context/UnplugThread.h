@@ -1,5 +1,5 @@
-// UnplugThread: waits for the card to leave one reader and then clears the reader's PIN cache, which is all it does:
-// the sessions on a card that is gone are found dead by the next module call.
+// UnplugThread: waits for the card to leave one reader and then clears the reader's PIN cache. It does nothing else:
+// the next module call finds out that the sessions on the card are dead.
 #pragma once
 
 #include <atomic>
@@ -14,7 +14,7 @@
 
 class UnplugThread {
  public:
-  // `readerName` is the name of the PC/SC reader. `context` stays the caller's. `slotId` is kept and read by nothing.
+  // `readerName` is the name of the PC/SC reader. `context` stays the caller's. Nothing reads `slotId`.
   // Nothing runs before Start.
   UnplugThread(std::string readerName, DWORD slotId, boost::shared_ptr<CryptokiInterface> cryptoki,
                SCARDCONTEXT context);
@@ -25,10 +25,10 @@ class UnplugThread {
 
   const std::string& GetReaderName() const { return m_readerName; }
 
-  // Runs one of the two bodies on a thread of its own; a failure to start it is not noticed.
+  // Runs one of the two bodies on a thread of its own. A failure to start it is ignored.
   using Body = unsigned (UnplugThread::*)();
   void Start(Body body);
-  // Makes the body end when it next looks. A wait in PC/SC must be cancelled besides.
+  // Makes the body end when it next checks. A wait in PC/SC must also be cancelled.
   void AskToStop() { m_running = 0; }
 
   // The body that waits in PC/SC; it sleeps until something changes in the reader. Returns NTE_INVALID_HANDLE without a
@@ -44,7 +44,7 @@ class UnplugThread {
   bool IsOwnSlot(CK_SLOT_ID slot) const;
 
   std::string m_readerName;
-  [[maybe_unused]] DWORD m_slotId;  // Required: kept, and read by nothing
+  [[maybe_unused]] DWORD m_slotId;  // Required: nothing reads it
   std::unique_ptr<WorkerThread> m_thread;
   boost::shared_ptr<CryptokiInterface> m_cryptoki;
   SCARDCONTEXT m_context;

@@ -1,11 +1,11 @@
-// What kind of certificate one is. No flow of the provider asks.
+// What kind of certificate one is. Built because it is prescribed; no application reaches it.
 #pragma once
 
 #include "common/Platform.h"
 
-// Whether a certificate names itself as its issuer and its own key verifies it. Null is not.
+// Whether a certificate names itself as its issuer and its own key verifies it. False for null.
 bool IsSelfSigned(PCCERT_CONTEXT certificate);
 
-// Whether the basic constraints of a certificate make it one of a certification authority. Null, none, and such that
-// cannot be decoded do not.
+// Whether a certificate's basic constraints say that it is one of a certification authority. False for null, and for
+// constraints that are missing or cannot be decoded.
 bool IsCACertificate(PCCERT_CONTEXT certificate);

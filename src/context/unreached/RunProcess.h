@@ -1,4 +1,4 @@
-// A program that is run without a window. No flow of the provider does so. Windows only.
+// Runs a program without a window. Built because it is prescribed; no application reaches it. Windows only.
 #pragma once
 
 #include "common/Platform.h"

@@ -528,10 +528,9 @@ TEST_F(ContextLoginTest, NoOtherThreadLogsTheTokenInBetweenTheLogoutAndTheLoginW
   EXPECT_TRUE(login.HadToWait());
 }
 
-TEST_F(ContextLoginTest, NoOtherThreadLogsTheTokenInWhileItIsLoggedOut) {
+TEST_F(ContextLoginTest, NoOtherThreadLogsTheTokenInDuringALogout) {
   Bind();
-  LoginWithPIN("1234");
-  WaitingLogin login(m_module, "C_Logout");
+  WaitingLogin login(m_module, "C_GetSessionInfo");
   m_open.Logout();
   EXPECT_TRUE(login.HadToWait());
 }
