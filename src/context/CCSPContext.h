@@ -30,7 +30,6 @@ class CCSPHash;
 class CCSPSecretKey;
 class CCSPSecretKeyFactory;
 class CTELVOPINCache;
-class LoginTurn;
 class Session;
 
 class CCSPContext {
@@ -57,7 +56,9 @@ class CCSPContext {
   // Asks the token for the session's state.
   virtual bool IsLoggedIn() = 0;
   // Logs the session in, with the cached PIN or by asking the user. Each operation on a private object does that first.
-  // A dialog that ends otherwise than by a cancel counts as a login. If nobody is logged in then, the operation fails.
+  // A LoginLock that the caller holds keeps the session logged in until its end; it is given back while the user is
+  // asked. A dialog that ends otherwise than by a cancel counts as a login. If nobody is logged in then, the operation
+  // fails.
   //
   // NTE_SILENT_CONTEXT when the user would have to be asked, SCARD_W_CANCELLED_BY_USER when he cancels; of a cached PIN
   // SCARD_W_CHV_BLOCKED, or SCARD_W_CARD_NOT_AUTHENTICATED for another failure than a wrong PIN, which is forgotten and
@@ -73,18 +74,18 @@ class CCSPContext {
   virtual void Logout() = 0;
   // Throws nothing; a failure is logged.
   virtual void CloseSession() = 0;
-  // Shares the hash. Nobody looks whether it is there already.
+  // Shares the hash, also when the context has it already.
   virtual void AddHash(const boost::shared_ptr<CCSPHash>& hash);
-  // Required: an unknown handle is silent, but in a context without hashes NTE_BAD_HASH.
+  // Required: an unknown handle is ignored, but in a context without hashes it is NTE_BAD_HASH.
   virtual void RemoveHash(DWORD handle);
   // The same, by the hash's handle.
   virtual void RemoveHash(const boost::shared_ptr<CCSPHash>& hash);
   // NTE_BAD_HASH when there is none.
   virtual boost::shared_ptr<CCSPHash> GetHash(DWORD handle);
-  // Shares the key. Nobody looks whether it is there already.
+  // Shares the key, also when the context has it already.
   virtual void AddSecretKey(const boost::shared_ptr<CCSPSecretKey>& key);
-  // Forgets the session key, and destroys its object on the token, whose failure nobody is told; else an imported
-  // public key of that handle, whose failure is a CryptokiError. Unknown handles are silent.
+  // Forgets the session key, and destroys its object on the token, whose failure is ignored; else an imported public
+  // key of that handle, whose failure is a CryptokiError. Unknown handles are ignored.
   virtual void RemoveSecretKey(DWORD handle);
   // Forgets the session key, and leaves imported keys and the token's object alone. Null is nothing to do; NTE_NO_KEY
   // in a context without session keys.
@@ -93,19 +94,17 @@ class CCSPContext {
   virtual void Reserved() = 0;
   // NTE_NO_KEY when there is none.
   virtual boost::shared_ptr<CCSPSecretKey> GetSecretKey(DWORD handle);
-  // What the token's certificate object holds of a certificate; an attribute without type and value for null. Issuer
-  // and subject are DER, the serial number is big-endian. The label is the certificate's display name, or "TELVO" when
-  // it has none.
+  // What the token keeps of a certificate; an attribute without type and value for null. Issuer and subject are DER,
+  // the serial number is big-endian. The label is the certificate's display name, or "TELVO" when it has none.
   virtual Attribute GetCertIssuer(PCCERT_CONTEXT certificate) = 0;
   virtual Attribute GetCertSerialNumber(PCCERT_CONTEXT certificate) = 0;
   virtual Attribute GetCertSubject(PCCERT_CONTEXT certificate) = 0;
   virtual Attribute GetCertLabel(PCCERT_CONTEXT certificate) = 0;
-  // Logs in. Writes a certificate to the token in the place of the container's, and its label to the container's keys,
-  // whose CKA_ID it takes: CKR_ARGUMENTS_BAD without a private key. Null or a zero length is nothing to do. Bytes that
-  // are no certificate are written as well, and nobody compares the certificate's key with the container's. After a
-  // failure to write the container has no certificate.
+  // Logs in. Replaces the container's certificate on the token, and writes its label to the container's keys, whose
+  // CKA_ID it takes: CKR_ARGUMENTS_BAD without a private key. Null or a zero length does nothing. Bytes that are no
+  // certificate are written as well, and its key is not compared. After a failure the container has no certificate.
   virtual void WriteCertificate(const BYTE* der, DWORD length) = 0;
-  // Random bytes of the token. Null or a zero length is nothing to do.
+  // Random bytes of the token. Null or a zero length does nothing.
   virtual void GenerateRandom(BYTE* buffer, DWORD length) = 0;
   // Logs in. A new key, whose handle goes to `*handle`: the container's RSA pair, of the size in the upper 16 bits of
   // `flags` (other values than 512, 1024 and 2048 give 4096), or a session key with `flags` as its mode. `handle` must
@@ -122,7 +121,7 @@ class CCSPContext {
   // is not asked for the next one, which fails as cancelled.
   virtual void Sign(const BYTE* data, const DWORD* dataLength, BYTE* signature, DWORD* signatureLength) = 0;
   // Verifies by `key`, which is not kept, or by the container's public key for null. ERROR_INVALID_PARAMETER without
-  // data or signature; NTE_BAD_SIGNATURE for whatever failure of the module.
+  // data or signature; NTE_BAD_SIGNATURE for every failure of the module.
   virtual void Verify(const BYTE* data, DWORD dataLength, const BYTE* signature, DWORD signatureLength,
                       PublicKey* key) = 0;
   // A null `out` asks for the length. `data` and `out` may be the same. NTE_BAD_KEY without a public key, before the
@@ -151,9 +150,8 @@ class CCSPContext {
   // Binds the context to a token and to a container on it. May ask the user for a reader: std::runtime_error when the
   // smart card service knows none. Null `containerName` is no name. The module is shared; `useCount` is not read.
   //
-  // NTE_BAD_FLAGS, NTE_BAD_KEYSET_PARAM (a name of more than 260 characters), NTE_BAD_KEYSET (not found), NTE_EXISTS (a
-  // new one that is there), NTE_SILENT_CONTEXT, SCARD_W_CANCELLED_BY_USER, NTE_FAIL (no module, no card, or the named
-  // reader's token fails).
+  // NTE_BAD_FLAGS, NTE_BAD_KEYSET_PARAM (a name of more than 260 characters), NTE_BAD_KEYSET (not found), NTE_EXISTS,
+  // NTE_SILENT_CONTEXT, SCARD_W_CANCELLED_BY_USER, NTE_FAIL (no module, no card, or the named reader's token fails).
   virtual void Initialize(const char* containerName, DWORD flags, const boost::shared_ptr<Cryptoki>& cryptoki,
                           DWORD useCount) = 0;
   // Destroys the container's objects on the token, in a context of CRYPT_DELETEKEYSET with a container name; else it
@@ -169,7 +167,7 @@ class CCSPContext {
   virtual DWORD HasCertificate() const = 0;
   virtual DWORD HasPublicKey() const = 0;
   virtual DWORD HasPrivateKey() const = 0;
-  // Draws the two key handles, as far as they are 0. Reseeds the process's generator.
+  // Makes each of the two key handles that is 0 a random number. Reseeds the process's generator.
   virtual void AssignKeyHandles() = 0;
   // The two handles of the container's one pair. They are there without a pair, too; 0 before AssignKeyHandles.
   virtual DWORD GetSignatureKeyHandle() const = 0;
@@ -189,21 +187,17 @@ class CCSPContext {
   // NTE_NO_KEY when there is no such key. It does not log in.
   virtual void ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) = 0;
 
-  // Behind the interface.
-
-  // Login for an operation that follows under the same turn, so that no other thread logs the token out in between. The
-  // turn is given up while the user is asked.
-  virtual void Login(LoginTurn& turn) = 0;
-
-  // What the list of contexts needs.
-
+  // After the interface: what the list of contexts needs.
   // A copy as the copy constructor makes it.
   virtual boost::shared_ptr<CCSPContext> Copy() const = 0;
   // Whether no other context shares the session.
   virtual bool IsOnlyOwnerOfSession() const = 0;
 
-  // The enumerations. Each goes to its first row, or from where it stands to the next one, and returns it; null at the
-  // end, where it stays, and as long as it was not begun. What is returned belongs to the context.
+  // Whether a key handle stands for the container's key pair.
+  bool IsKeyPair(HCRYPTKEY key) const { return key == GetSignatureKeyHandle() || key == GetExchangeKeyHandle(); }
+
+  // The enumerations. Each goes to its first row or to the next one, and returns it, which is the context's. Null at
+  // the end, where it stays, and before the first call with `first`.
   const Algorithm* NextAlgorithm(bool first) { return Next(m_algorithms, m_algEnumIterator, first); }
   const Algorithm* NextAlgorithmEx(bool first) { return Next(m_algorithms, m_algExEnumIterator, first); }
   Certificate* NextCertificate(bool first) { return Next(m_certificates, m_certEnumIterator, first); }

@@ -1,4 +1,4 @@
-// CertificateHolder: a certificate of the platform, given back when the holder dies. May hold none.
+// CertificateHolder: owns a certificate of the platform, and frees it at its end. May hold none.
 #pragma once
 
 #include "common/Platform.h"

@@ -17,7 +17,7 @@ template <typename Code>
 void CheckAcquireFlags(const char* containerName, DWORD flags) {
   constexpr DWORD kUnsupported = 0x0FFFFF07;
   if ((flags & kUnsupported) != 0) Refuse("dwFlags contains an unsupported flag", NTE_BAD_FLAGS);
-  // Required: the next two compare the whole value, so that with any other flag beside them the pairs pass.
+  // Required: the next two compare the whole value. A pair together with any other flag passes.
   if (flags == (CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET)) {
     Refuse("CRYPT_NEWKEYSET and CRYPT_DELETEKEYSET cannot be both present", NTE_BAD_FLAGS);
   }

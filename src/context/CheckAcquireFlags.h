@@ -3,6 +3,6 @@
 
 #include "common/Platform.h"
 
-// Raises CCSPContextError NTE_BAD_FLAGS or NTE_BAD_KEYSET_PARAM when they do not. A null name is no name, an empty one
-// is.
+// Raises CCSPContextError NTE_BAD_FLAGS or NTE_BAD_KEYSET_PARAM when they do not. Null means that there is no name; the
+// empty string is a name.
 void CheckAcquireFlags(const char* containerName, DWORD flags);

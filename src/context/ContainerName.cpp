@@ -13,10 +13,10 @@ constexpr char kReaderMark[] = "\\\\.";
 constexpr std::size_t kReaderStart = 4;
 constexpr std::size_t kLongestReader = 255;
 
-// The logon of the platform puts one of these in front of the name.
+// The platform's logon puts one of these before the name.
 constexpr const char* kLogonPrefixes[] = {"SmartcardLogon-", "SmartcardUser-"};
 
-// Folding goes by the letters of ASCII, whatever the process's locale.
+// Only ASCII letters are folded, whatever the process's locale.
 bool StartsWithFolded(const std::string& text, std::size_t position, const std::string& prefix) {
   return text.size() - position >= prefix.size() &&
          boost::algorithm::iequals(text.substr(position, prefix.size()), prefix, std::locale::classic());
@@ -66,7 +66,7 @@ std::string BytesToHex(const BYTE* bytes, DWORD length) {
 std::string IdToContainerName(const BYTE* id, DWORD length) {
   if (id == nullptr || length == 0) return std::string();
   const BYTE* const end = std::find(id, id + length, BYTE{0});
-  // A zero byte at the front is not the end of a text but a byte that no text has.
+  // A zero byte at the front does not end a name: the identifier is not a readable string.
   if (end == id || !std::all_of(id, end, IsPlain)) return BytesToHex(id, length);
   return std::string(id, end);
 }

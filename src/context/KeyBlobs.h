@@ -1,5 +1,5 @@
-// The two kinds of key blobs, up to where their bytes begin. All numbers of a blob are little-endian, the modulus and
-// the encrypted key among them, but for the encrypted key that ExportSessionKey writes.
+// The headers of the two kinds of key blobs. All numbers of a blob are little-endian, also the modulus and the
+// encrypted key. Only the encrypted key that ExportSessionKey writes is big-endian.
 #pragma once
 
 #include "common/Platform.h"

@@ -65,7 +65,7 @@ std::list<Attribute> PublicKeyTemplate(const std::string& name, DWORD bits) {
       .Take();
 }
 
-// Required: CKA_ALWAYS_SENSITIVE stands in it twice.
+// Required: it has CKA_ALWAYS_SENSITIVE twice.
 std::list<Attribute> PrivateKeyTemplate(const std::string& name, DWORD bits) {
   return TemplateBuilder()
       .Number(CKA_CLASS, CKO_PRIVATE_KEY)

@@ -1,4 +1,4 @@
-// CKA_ID of an object of the token, and the container that it names.
+// The CKA_ID of a token's object, and the container that it names.
 #pragma once
 
 #include "common/Platform.h"

@@ -7,6 +7,16 @@
 #include <utility>
 
 #include "common/CCSPContextError.h"
+#include "context/CertificateAttributes.h"
+#include "context/CertificateWriter.h"
+#include "context/ContextLogin.h"
+#include "context/KeyDerivation.h"
+#include "context/KeyExport.h"
+#include "context/KeyGeneration.h"
+#include "context/KeyImport.h"
+#include "context/SlotWalk.h"
+#include "context/StorePropagation.h"
+#include "cryptoki/LoginLock.h"
 #include "log/Logs.h"
 #include "objects/CCSPSecretKey.h"
 
@@ -58,20 +68,30 @@ Session& TELVOCSPContext::OpenedSession() const {
 
 void TELVOCSPContext::SetContainer(const char* name, DWORD flags) { TakeName(name, flags); }
 
+void TELVOCSPContext::Initialize(const char* containerName, DWORD flags, const boost::shared_ptr<Cryptoki>& cryptoki,
+                                 DWORD /*useCount*/) {
+  SlotWalk(*this).Initialize(containerName, flags, cryptoki);
+}
+
+void TELVOCSPContext::Login() { ContextLogin(*this).Login(); }
+
+void TELVOCSPContext::LoginWithPIN(const BYTE* pin, DWORD length) { ContextLogin(*this).LoginWithPIN(pin, length); }
+
 bool TELVOCSPContext::IsLoggedIn() { return OpenedSession().IsLoggedIn(); }
 
 void TELVOCSPContext::Logout() {
+  const LoginLock lock;
   try {
     if (IsLoggedIn()) OpenedSession().Logout();
   } catch (...) {
-    // A token that cannot be logged out is as good as logged out to whoever asks for it.
+    // For the caller, a token that cannot be logged out counts as logged out.
   }
 }
 
 void TELVOCSPContext::CloseSession() {
   if (!m_session) return;
   try {
-    const LoginTurn turn;  // the session's own objects go with it
+    const LoginLock lock;  // the session's own objects go with it
     m_session->Close();
   } catch (...) {
     g_contextLog.WriteLine("Exception happened while closing session");
@@ -79,6 +99,7 @@ void TELVOCSPContext::CloseSession() {
 }
 
 void TELVOCSPContext::RemoveSecretKey(DWORD handle) {
+  const LoginLock lock;
   const auto found = std::find_if(m_secretKeys.begin(), m_secretKeys.end(),
                                   [handle](const auto& key) { return key->GetKeyID() == handle; });
   if (found != m_secretKeys.end()) (*found)->DestroyObject();
@@ -89,9 +110,25 @@ void TELVOCSPContext::RemoveSecretKey(const CCSPSecretKey* key) { CCSPContext::R
 
 void TELVOCSPContext::Reserved() {}
 
+Attribute TELVOCSPContext::GetCertIssuer(PCCERT_CONTEXT certificate) { return IssuerOf(certificate); }
+Attribute TELVOCSPContext::GetCertSerialNumber(PCCERT_CONTEXT certificate) { return SerialNumberOf(certificate); }
+Attribute TELVOCSPContext::GetCertSubject(PCCERT_CONTEXT certificate) { return SubjectOf(certificate); }
+Attribute TELVOCSPContext::GetCertLabel(PCCERT_CONTEXT certificate) { return LabelOf(certificate); }
+
+void TELVOCSPContext::WriteCertificate(const BYTE* der, DWORD length) { CertificateWriter(*this).Write(der, length); }
+
 void TELVOCSPContext::GenerateRandom(BYTE* buffer, DWORD length) {
   if (buffer == nullptr || length == 0) return;
   OpenedSession().GenerateRandom(buffer, length);
+}
+
+void TELVOCSPContext::GenerateKeyPair(DWORD algorithm, DWORD flags, DWORD* handle, CCSPSecretKeyFactory* factory) {
+  *handle = KeyGeneration(*this).Generate(algorithm, flags, factory);
+}
+
+void TELVOCSPContext::ImportKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory,
+                                DWORD flags) {
+  KeyImport(*this).Import(blob, length, handle, factory, flags);
 }
 
 PublicKey* TELVOCSPContext::GetImportedPublicKey(DWORD handle) {
@@ -102,6 +139,19 @@ PublicKey* TELVOCSPContext::GetImportedPublicKey(DWORD handle) {
   return key;
 }
 
+boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::DeriveKey(const boost::shared_ptr<CCSPHash>& hash, DWORD algorithm,
+                                                            DWORD length, CCSPSecretKeyFactory* factory) {
+  return DeriveSecretKey(*this, *hash, algorithm, length, factory);
+}
+
+void TELVOCSPContext::ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob, DWORD* length) {
+  KeyExport(*this).ExportSessionKey(key, exchangeKey, blob, length);
+}
+
+void TELVOCSPContext::ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) {
+  KeyExport(*this).ExportPublicKey(key, blob, length);
+}
+
 TokenInfo TELVOCSPContext::GetTokenInfo() {
   m_tokenInfo = m_token.GetTokenInfo();
   return m_tokenInfo;
@@ -109,30 +159,42 @@ TokenInfo TELVOCSPContext::GetTokenInfo() {
 
 void TELVOCSPContext::DeleteContainer() {
   if ((m_flags & CRYPT_DELETEKEYSET) == 0 || m_containerName.empty()) return;
-  const LoginTurn turn;
+  const LoginLock lock;
   if (m_hasCertificate != 0) {
     if (m_certificate.HasPublicKey()) DestroyOnToken(m_certificate.GetPublicKey());
     if (m_certificate.HasPrivateKey()) DestroyOnToken(m_certificate.GetPrivateKey());
     m_certificate.Destroy();
     return;
   }
-  // Required: only here do the flags change, and before the object is gone.
+  // Required: only without a certificate do the flags change, and that before the object is destroyed.
   if (std::exchange(m_hasPrivateKey, 0) != 0) m_privateKey.Destroy();
   if (std::exchange(m_hasPublicKey, 0) != 0) m_publicKey.Destroy();
+}
+
+DWORD TELVOCSPContext::PropagateCertificate() { return StorePropagation(*this).Propagate(); }
+
+// Required: the kind of store is ignored. Every certificate goes to the one that is given, a root store too.
+DWORD TELVOCSPContext::AddCertificatesToStore(HCERTSTORE store, DWORD /*rootStore*/, DWORD defaultOnly) {
+  return StorePropagation(*this).AddAll(store, defaultOnly);
+}
+
+DWORD TELVOCSPContext::AddCertificateToStore(const Certificate& certificate, HCERTSTORE store, const BYTE* der,
+                                             DWORD length, const std::string& containerName) {
+  return StorePropagation(*this).Add(certificate, store, der, length, containerName);
 }
 
 DWORD TELVOCSPContext::HasCertificate() const { return m_hasCertificate; }
 DWORD TELVOCSPContext::HasPublicKey() const { return m_hasPublicKey; }
 DWORD TELVOCSPContext::HasPrivateKey() const { return m_hasPrivateKey; }
 
-// The handles are labels, not secrets; they start from what the context's own handle leads to.
+// The handles are labels, not secrets. The seed comes from the context's own handle.
 // NOLINTBEGIN(cert-msc30-c,cert-msc50-cpp,cert-msc51-cpp,cert-msc32-c)
 void TELVOCSPContext::AssignKeyHandles() {
   constexpr DWORD kModulus = 0xFFFFFFFF;
-  const auto draw = [] { return static_cast<DWORD>(std::rand()); };
-  std::srand(m_handle > 0 ? draw() % m_handle : static_cast<DWORD>(std::time(nullptr)));
-  if (m_exchangeKeyHandle == 0) m_exchangeKeyHandle = draw() % kModulus;
-  if (m_signatureKeyHandle == 0) m_signatureKeyHandle = draw() % kModulus;
+  const auto random = [] { return static_cast<DWORD>(std::rand()); };
+  std::srand(m_handle > 0 ? random() % m_handle : static_cast<DWORD>(std::time(nullptr)));
+  if (m_exchangeKeyHandle == 0) m_exchangeKeyHandle = random() % kModulus;
+  if (m_signatureKeyHandle == 0) m_signatureKeyHandle = random() % kModulus;
 }
 // NOLINTEND(cert-msc30-c,cert-msc50-cpp,cert-msc51-cpp,cert-msc32-c)
 

@@ -3,16 +3,16 @@
 //
 // The container has one key pair, which answers to two handles: one stands for AT_KEYEXCHANGE, one for AT_SIGNATURE.
 // An operation that needs a session raises NTE_FAIL in a context without one (CRYPT_VERIFYCONTEXT).
+//
+// This class is what a context holds. Each larger operation is a class or a function of its own, named by what it does:
+// SlotWalk, ContextLogin, KeyGeneration, and so on.
 #pragma once
 
 #include <list>
 #include <string>
-#include <vector>
 
-#include "common/WipeMemory.h"
 #include "context/CCSPContext.h"
 #include "cryptoki/CryptokiObjects.h"
-#include "cryptoki/LoginTurn.h"
 #include "cryptoki/Session.h"
 #include "cryptoki/Slot.h"
 #include "cryptoki/Token.h"
@@ -71,11 +71,10 @@ class TELVOCSPContext : public CCSPContext {
   DWORD GetKeyBits() override;
   void ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob, DWORD* length) override;
   void ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) override;
-  void Login(LoginTurn& turn) override;
   boost::shared_ptr<CCSPContext> Copy() const override;
   bool IsOnlyOwnerOfSession() const override;
 
-  // The text of PP_UI_PROMPT. No dialog shows it.
+  // The string of PP_UI_PROMPT. No dialog shows it.
   const std::string& GetNoCardPrompt() const { return m_noCardPrompt; }
   void SetNoCardPrompt(const std::string& prompt) { m_noCardPrompt = prompt; }
 
@@ -84,69 +83,19 @@ class TELVOCSPContext : public CCSPContext {
   DWORD AddCertificateToStore(const Certificate& certificate, HCERTSTORE store, const BYTE* der, DWORD length,
                               const std::string& containerName);
 
- protected:
   // The session; CCSPContextError NTE_FAIL when there is none.
   Session& OpenedSession() const;
 
  private:
-  using SlotPosition = std::list<Slot>::iterator;
-  // Where the walk through the slots goes from one of them.
-  enum class Step { kNextSlot, kStay, kEnd };
-
-  // Initialize (TELVOCSPContextInitialize.cpp).
-  bool ReadSlots();
-  void ChooseSlots(bool active);
-  void SelectReader(std::string& reader);
-  SlotPosition WalkSlots();
-  Step VisitSlot(Slot& slot);
-  Step VisitNamedReader(Slot& slot);
-  Step VisitAnyReader(Slot& slot, const std::string& description);
-  void OpenNamedReader(Slot& slot);
-  bool OpenAnyReader(Slot& slot);
-  void OpenSession(const char* logLine);
-  bool TakeCertificateOfNamedReader();
-  bool TakeCertificateOfAnyReader();
-  bool TakeKeys(const char* beforePrivateKey, const char* beforePublicKey);
-  bool TakePublicKey(const char* before);
-  void ForgetObjects();
-  void CheckOutcome(bool atEnd) const;
-  void MakeContainerName();
-  void RememberTokenInfo();
-  void WatchReader(bool atEnd);
-
-  // The look-ups (TELVOCSPContextLookup.cpp). An empty name is filled with the name of what was found.
-  Certificate GetCert(std::list<Certificate>& certificates, std::string& containerName);
-  PublicKey GetPublicKey(CryptokiObjects& objects, std::string& containerName);
-  PrivateKey GetPrivateKey(CryptokiObjects& objects, std::string& containerName);
-
-  // Keys (TELVOCSPContextGenerate.cpp, ...Import.cpp, ...Export.cpp). A turn is given up while a key gets its id.
-  void ReplaceKeyPair(DWORD bits);
-  void CreateKeyPair(PublicKey& publicKey, PrivateKey& privateKey, DWORD bits);
-  DWORD GenerateSecretKey(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory, LoginTurn& turn);
-  boost::shared_ptr<CCSPSecretKey> CreateSecretKey(const BYTE* keyBytes, DWORD length, DWORD algorithm,
-                                                   CCSPSecretKeyFactory* factory, LoginTurn& turn);
-  void ImportPublicKey(const BYTE* blob, DWORD length, DWORD* handle);
-  void CreateImportedPublicKey(PublicKey& out, const BYTE* keyData, DWORD length);
-  void ImportSessionKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory, DWORD flags);
-  const PublicKey* FindWrappingKey(DWORD handle);
-
-  // Login (TELVOCSPContextLogin.cpp).
-  void TakePINCache();
-  bool LoginWithCachedPIN(WipedBuffer& pin);
-  void LoginByDialog(LoginTurn& turn);
-  // What LoginWithPIN found in the cache.
-  struct CachedPIN {
-    DWORD length = 0;
-    bool isOther = false;  // a PIN was cached, and it was not the given one
-  };
-  bool IsCachedPIN(const BYTE* pin, DWORD length, CachedPIN& cached);
-  void LoginWithNewPIN(const BYTE* pin, DWORD length, const CachedPIN& cached);
-  void KeepPINOfOpenLogin(const BYTE* pin, DWORD length, const CachedPIN& cached);
-
-  // WriteCertificate (TELVOCSPContextCertificate.cpp).
-  std::vector<BYTE> ReadKeyID();
-  void LabelKeys(const Attribute& label);
-  void ReplaceCertificate(Session& session, const std::list<Attribute>& attributes);
+  // The classes that do its work.
+  friend class CertificateWriter;
+  friend class ContextLogin;
+  friend class KeyExport;
+  friend class KeyGeneration;
+  friend class KeyImport;
+  friend class SlotVisit;
+  friend class SlotWalk;
+  friend class StorePropagation;
 
   std::string m_noCardPrompt = "Insert TELVO/Quillkey";
   boost::shared_ptr<Cryptoki> m_cryptoki;  // shared by all contexts

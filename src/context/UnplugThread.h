@@ -25,7 +25,7 @@ class UnplugThread {
 
   const std::string& GetReaderName() const { return m_readerName; }
 
-  // Runs one of the two bodies on a thread of its own; a failure to start it is not noticed.
+  // Runs one of the two bodies on a thread of its own. A failure to start it is ignored.
   using Body = unsigned (UnplugThread::*)();
   void Start(Body body);
   // The body ends at its next check. The caller must also cancel a wait in PC/SC.

@@ -30,7 +30,7 @@ UnplugThreadManager::~UnplugThreadManager() {
   for (const std::unique_ptr<UnplugThread>& thread : m_threads) {
     thread->AskToStop();
     SCardCancel(m_context);
-    // Required: once for each thread, though there is one context; all but the first fail.
+    // Required: once for each thread, although there is one context. All but the first fail.
     SCardReleaseContext(m_context);
   }
   // Else each load and unload of the library would leave a context with the service.

@@ -1,8 +1,8 @@
 // UnplugThreadManager: keeps one UnplugThread for each reader that a context was bound to, as long as the library is
 // loaded. One instance serves the process.
 //
-// Nothing here reports a failure: without PC/SC nobody watches, and a PIN stays cached until the process ends or a
-// wrong PIN clears it.
+// Nothing here reports a failure. Without PC/SC no reader is watched, and a PIN stays cached until the process ends or
+// the token refuses it.
 #pragma once
 
 #include <boost/shared_ptr.hpp>
@@ -14,8 +14,8 @@
 #include "common/SmartCard.h"
 #include "context/UnplugThread.h"
 
-// NeedsPolling tells from the result of GetVersionExA whether PC/SC cannot be waited for: version 5.2, or one that is
-// not known.
+// Whether a system of this version has no PC/SC that can be waited for: version 5.2, or an unknown one. `known` is the
+// result of GetVersionExA.
 bool NeedsPolling(BOOL known, const OSVERSIONINFOA& version);
 
 class UnplugThreadManager {
@@ -23,8 +23,7 @@ class UnplugThreadManager {
   // Asks the system for its version and, unless it needs polling, PC/SC for the one context of all threads.
   UnplugThreadManager();
   explicit UnplugThreadManager(bool polling);
-  // Stops the threads: asks all of them first, and then terminates one after the other, with half a second for each
-  // that has not stopped by then.
+  // Asks all threads to stop. Then each gets half a second, and is terminated.
   ~UnplugThreadManager();
   UnplugThreadManager(const UnplugThreadManager&) = delete;
   UnplugThreadManager& operator=(const UnplugThreadManager&) = delete;
@@ -40,7 +39,7 @@ class UnplugThreadManager {
   std::list<std::unique_ptr<UnplugThread>> m_threads;  // in order of creation
   SCARDCONTEXT m_context;                              // 0 when none was established
   DWORD m_polling;
-  // Over m_threads. Not taken by the destructor: when the process ends, its other threads died wherever they were.
+  // Over m_threads. The destructor does not take it: a thread that the end of the process killed may hold it.
   std::mutex m_mutex;
 };
 

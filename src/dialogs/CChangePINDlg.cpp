@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "common/WipeMemory.h"
-#include "cryptoki/LoginTurn.h"
+#include "cryptoki/LoginLock.h"
 #include "cryptoki/TriesLeft.h"
 #include "dialogs/StrengthBar.h"
 #include "resources/DialogIds.h"
@@ -190,7 +190,7 @@ void CChangePINDlg::ChangeAndLogIn(const char* currentPIN, const char* newPIN) c
   std::memcpy(after.Data(), newPIN, after.Length());
   const auto newLength = static_cast<DWORD>(after.Length());
 
-  const LoginTurn turn;
+  const LoginLock lock;
   m_session->SetPIN(before.Data(), static_cast<DWORD>(before.Length()), after.Data(), newLength);
   if (m_cache) m_cache->SetPINCache(after.Data(), newLength);
   m_session->Login(CKU_USER, after.Data(), newLength);

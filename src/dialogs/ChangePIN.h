@@ -17,5 +17,5 @@
 // `session` must be a read-write session and outlive the call. With a null one OK changes nothing and gives 1 as well.
 // `cache` may be empty. `tokenLabel` is shown in the title; when it is empty the title is "Change PIN".
 //
-// What the token refuses is shown to the user and not raised. The thread must not hold a LoginTurn.
+// What the token refuses is shown to the user and not raised. The thread must not hold a LoginLock.
 INT_PTR ChangePIN(Session* session, const boost::shared_ptr<CTELVOPINCache>& cache, const std::string& tokenLabel);

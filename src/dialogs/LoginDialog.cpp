@@ -1,6 +1,6 @@
 #include "dialogs/LoginDialog.h"
 
-#include "cryptoki/LoginTurn.h"
+#include "cryptoki/LoginLock.h"
 #include "resources/DialogIds.h"
 #include "ui/DialogHost.h"
 
@@ -28,6 +28,6 @@ bool LoginDialog::HasPIN(DialogView& view) const {
 }
 
 void LoginDialog::LogSessionIn(BYTE* pin, DWORD length) const {
-  const LoginTurn turn;
+  const LoginLock lock;
   m_session->Login(CKU_USER, pin, length);
 }

@@ -40,7 +40,7 @@ class LoginDialog : public DialogController {
   void ShowTitle(DialogView& view) const;
   // Whether the edit holds a PIN. If not, the status line asks the user for one.
   bool HasPIN(DialogView& view) const;
-  // One login of the session, in its turn.
+  // One login of the session, under the login lock.
   void LogSessionIn(BYTE* pin, DWORD length) const;
 
   CSecureEditEx m_edit;

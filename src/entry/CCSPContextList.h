@@ -23,7 +23,7 @@ class CCSPContextList {
   // handle. Reseeds the random numbers of the run-time library.
   virtual DWORD AddContext(CCSPContext& context);
   // Drops the context with the same handle, and closes its session when no other context shares it. Unknown handles are
-  // ignored. The thread must not hold a LoginTurn.
+  // ignored.
   virtual void RemoveContext(CCSPContext& context);
   // CCSPContextError NTE_BAD_UID for an unknown handle. All 64 bits count.
   virtual boost::shared_ptr<CCSPContext> FindContext(HCRYPTPROV handle);

@@ -1,6 +1,5 @@
 // CPDecrypt: data, decrypted with the container's key pair or with a session key.
 #include "common/WipeMemory.h"
-#include "cryptoki/LoginTurn.h"
 #include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
@@ -29,7 +28,7 @@ BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
   if (hHash != 0) return frame.Refuse("\nCPDecrypt Error: HASH not supported", ERROR_INVALID_PARAMETER);
   return frame.WithContext(hProv, [&](CCSPContext& context) -> BOOL {
     boost::shared_ptr<CCSPSecretKey> key;  // null: the key pair
-    if (!IsKeyPair(context, hKey)) {
+    if (!context.IsKeyPair(hKey)) {
       key = FindSessionKey(frame, context, hKey);
       if (!key) return FALSE;
     }
@@ -39,7 +38,6 @@ BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
     if (key) {
       g_entryLog.WriteLine("Secret Key Decrypt");
       g_entryLog.WriteLine("\r\nDecrypting ");
-      const LoginTurn turn;  // the token has no private objects while another thread's login goes through a logout
       key->Decrypt(copy.Data(), *pcbDataLen, pbData, &length);
       if (fFinal != FALSE && RemovePadding(frame, pbData, &length) == FALSE) return FALSE;
     } else {

@@ -1,5 +1,4 @@
 // CPDestroyKey: the end of a session key or of an imported public key.
-#include "cryptoki/LoginTurn.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPSecretKeyFactory.h"
@@ -8,8 +7,6 @@ BOOL WINAPI CPDestroyKey(HCRYPTPROV hProv, HCRYPTKEY hKey) {
   const EntryFrame frame("CPDestroyKey");
   frame.LogNumber("\thkey: \t", hKey);
   return frame.WithContext(hProv, [&](CCSPContext& context) {
-    // A session key's object stays where a logout of another thread hides it.
-    const LoginTurn turn;
     // Required: both destroy the object on the token. The module refuses the second time, and nobody is told.
     context.RemoveSecretKey(static_cast<DWORD>(hKey));
     g_secretKeyFactory.DestroySecretKey(static_cast<DWORD>(hKey));

@@ -1,5 +1,4 @@
 // CPEncrypt: data, encrypted with the container's key pair or with a session key.
-#include "cryptoki/LoginTurn.h"
 #include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
@@ -18,7 +17,7 @@ BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
   return frame.WithContext(hProv, [&](CCSPContext& context) -> BOOL {
     // Required: the two lengths swap their roles. For the key pair `*pcbDataLen` is the length of the input and
     // `cbBufLen` the room. For a session key it is the other way round.
-    if (IsKeyPair(context, hKey)) {
+    if (context.IsKeyPair(hKey)) {
       DWORD room = cbBufLen;
       context.Encrypt(pbData, *pcbDataLen, pbData, &room);
       *pcbDataLen = room;
@@ -27,7 +26,6 @@ BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
     const auto key = FindSessionKey(frame, context, hKey);
     if (!key) return FALSE;
     DWORD room = *pcbDataLen;
-    const LoginTurn turn;  // the token has no private objects while another thread's login goes through a logout
     key->Encrypt(pbData, cbBufLen, pbData, &room);
     *pcbDataLen = room;
     return frame.Succeed();

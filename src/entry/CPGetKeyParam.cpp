@@ -113,7 +113,7 @@ BOOL Read(Call& call, DWORD param) {
 
 // Finds out which key is asked. A look-up that fails has its line in the log, even if the next one succeeds.
 Outcome FindKey(Call& call, HCRYPTKEY handle) {
-  if (IsKeyPair(call.context, handle)) return kGoOn;
+  if (call.context.IsKeyPair(handle)) return kGoOn;
   try {
     call.sessionKey = call.context.GetSecretKey(static_cast<DWORD>(handle));
     return kGoOn;

@@ -1,21 +1,9 @@
 // CPHashSessionKey: gives a hash the value of a session key.
 #include "common/ReverseBytes.h"
-#include "cryptoki/LoginTurn.h"
+#include "context/SessionKeyValue.h"
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 #include "objects/CCSPHash.h"
-#include "objects/KeyValue.h"
-
-namespace {
-
-// No other thread logs the token out before the value is read.
-KeyValue LoginAndRead(CCSPContext& context, CCSPSecretKey& key) {
-  LoginTurn turn;
-  context.Login(turn);
-  return ReadKeyValue(key);
-}
-
-}  // namespace
 
 // Required: `hHash` is not read. The hash is looked for under the handle of the key.
 BOOL WINAPI CPHashSessionKey(HCRYPTPROV hProv, HCRYPTHASH /*hHash*/, HCRYPTKEY hKey, DWORD dwFlags) {
@@ -29,7 +17,7 @@ BOOL WINAPI CPHashSessionKey(HCRYPTPROV hProv, HCRYPTHASH /*hHash*/, HCRYPTKEY h
     if (hash->IsFinished() != 0) {
       return frame.Refuse("\nCPHashSessionKey Error: Hash already in finished state", NTE_BAD_HASH_STATE);
     }
-    KeyValue value = LoginAndRead(context, *key);
+    KeyValue value = LoginAndReadValue(context, *key);
     if (dwFlags == CRYPT_LITTLE_ENDIAN) ReverseBytes(value.bytes.Data(), value.length);
     hash->SetData(value.bytes.Data(), value.length);
     hash->Finish();

@@ -114,7 +114,7 @@ BOOL Set(const Call& call, DWORD param) {
 // Required: imported keys are not looked for. The line names CPGetKeyParam. The result is a code, which the caller
 // takes for a success.
 Outcome FindKey(Call& call, HCRYPTKEY handle) {
-  if (IsKeyPair(call.context, handle)) return kGoOn;
+  if (call.context.IsKeyPair(handle)) return kGoOn;
   try {
     call.sessionKey = call.context.GetSecretKey(static_cast<DWORD>(handle));
     return kGoOn;

@@ -11,7 +11,7 @@ namespace {
 BOOL VerifySignature(const EntryFrame& frame, CCSPContext& context, CCSPHash& hash, const BYTE* pbSignature,
                      DWORD cbSigLen, HCRYPTKEY hPubKey, DWORD dwFlags) {
   PublicKey* imported = nullptr;  // null: the container's key pair
-  if (!IsKeyPair(context, hPubKey)) imported = context.GetImportedPublicKey(static_cast<DWORD>(hPubKey));
+  if (!context.IsKeyPair(hPubKey)) imported = context.GetImportedPublicKey(static_cast<DWORD>(hPubKey));
   if (hash.IsFinished() == 0) hash.Finish();
   const bool bare = (dwFlags & CRYPT_NOHASHOID) != 0;
   const std::vector<BYTE> data = FetchHashBytes(hash, bare ? &CCSPHash::GetHash : &CCSPHash::GetPreSignData);

@@ -1,4 +1,4 @@
-// What the handle of a key stands for: the container's key pair, which the context uses itself, or a session key.
+// The session key that a handle stands for.
 #pragma once
 
 #include "common/Platform.h"
@@ -8,10 +8,6 @@
 #include "context/CCSPContext.h"
 #include "entry/EntryFrame.h"
 #include "objects/CCSPSecretKey.h"
-
-inline bool IsKeyPair(const CCSPContext& context, HCRYPTKEY key) {
-  return key == context.GetSignatureKeyHandle() || key == context.GetExchangeKeyHandle();
-}
 
 // The session key of that handle, for CPEncrypt and CPDecrypt. Null after a refusal: the message of the context is
 // logged, and the last error is NTE_BAD_KEY, whatever the context's code. Imported public keys are not looked for.

@@ -11,7 +11,7 @@
 
 #include "common/BytesAsText.h"
 #include "common/FormatNumber.h"
-#include "log/LogTurn.h"
+#include "log/LogLock.h"
 #include "settings/Settings.h"
 
 BYTE g_logStarted = 0;
@@ -101,7 +101,7 @@ bool CCSPLog::WithFile(Body body) {
     ReportStreamState(file, std::cerr);
     return false;
   }
-  const LogTurn turn;
+  const LogLock lock;
   body(file);
   file.flush();
   return true;

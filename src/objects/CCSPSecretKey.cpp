@@ -4,6 +4,7 @@
 
 #include "common/CCSPContextError.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/LoginLock.h"
 #include "cryptoki/ModuleOutput.h"
 
 namespace {
@@ -128,6 +129,7 @@ SecretKey CCSPSecretKey::ModuleKey(const Session& session) const {
 }
 
 void CCSPSecretKey::Encrypt(const BYTE* in, DWORD inLength, BYTE* out, DWORD* outLength) {
+  const LoginLock lock;
   const boost::shared_ptr<Session> session = m_session.Lock();
   if (!session) return;
   const DWORD readable = in == out ? std::max(inLength, *outLength) : *outLength;
@@ -144,6 +146,7 @@ void CCSPSecretKey::ChainOn(const BYTE* out, DWORD length, DWORD readable) {
 }
 
 void CCSPSecretKey::Decrypt(const BYTE* in, DWORD inLength, BYTE* out, DWORD* outLength) {
+  const LoginLock lock;
   const boost::shared_ptr<Session> session = m_session.Lock();
   if (!session) return;
   session->DecryptInit(ModuleMechanism(), ModuleKey(*session));
@@ -154,6 +157,7 @@ void CCSPSecretKey::Decrypt(const BYTE* in, DWORD inLength, BYTE* out, DWORD* ou
 }
 
 void CCSPSecretKey::GetKeyValue(BYTE* out, DWORD* length) {
+  const LoginLock lock;
   const boost::shared_ptr<Session> session = m_session.Lock();
   if (!session || !session->GetCryptoki()) return;
   CK_ATTRIBUTE value = {CKA_VALUE, out, *length};
@@ -161,6 +165,7 @@ void CCSPSecretKey::GetKeyValue(BYTE* out, DWORD* length) {
 }
 
 void CCSPSecretKey::DestroyObject() {
+  const LoginLock lock;
   const boost::shared_ptr<Session> session = m_session.Lock();
   if (!session || m_object == 0) return;
   try {

@@ -1,6 +1,7 @@
 // CCSPSecretKey: the object of a session key's HCRYPTKEY: the key's parameters as CryptoAPI sees them, and the handle
 // of the token's key object. It has no key material. Each encryption and decryption is one operation of the token; only
-// the IV connects one call to the next. The derived classes choose the mechanism for a mode.
+// the IV connects one call to the next. The derived classes choose the mechanism for a mode. Each
+// operation on the token takes the LoginLock, because the token has no private objects while a login logs it out first.
 //
 // A bad parameter raises CCSPContextError, a failure of the token CryptokiError. Lengths are in bytes unless a comment
 // says bits. Only one thread may use a key at a time. A key may live longer than its session (see Session.h), but then

@@ -37,12 +37,12 @@ CTELVOPINCache::~CTELVOPINCache() {
 }
 
 BYTE CTELVOPINCache::IsPINSet() const {
-  const auto lock = Hold();
+  const auto lock = Lock();
   return m_set;
 }
 
 void CTELVOPINCache::SetPINCache(const BYTE* pin, DWORD length) {
-  const auto lock = Hold();
+  const auto lock = Lock();
   g_pinCacheLog.WriteLine("SetPINCache - ENTER");
   g_pinCacheLog.WriteLine("Checking PINCACHE registry key");
   if (!Settings().IsOn(kSwitch)) {
@@ -76,7 +76,7 @@ void CTELVOPINCache::SetPINCache(const BYTE* pin, DWORD length) {
 }
 
 void CTELVOPINCache::GetPINCache(BYTE* out, DWORD* length) {
-  const auto lock = Hold();
+  const auto lock = Lock();
   g_pinCacheLog.WriteLine("GetPINCache - ENTER");
   if (m_set == 0) {
     g_pinCacheLog.WriteLine("PIN is not set");
@@ -109,7 +109,7 @@ void CTELVOPINCache::GetPINCache(BYTE* out, DWORD* length) {
 }
 
 void CTELVOPINCache::ClearPINCache() {
-  const auto lock = Hold();
+  const auto lock = Lock();
   if (HasBuffer()) {
     WipeBuffer();
     m_buffer.reset();

@@ -2,7 +2,7 @@
 // silently. The PIN is masked against a casual look at memory; that is no encryption. Its memory is kept out of the
 // page file and wiped before it is freed.
 //
-// No operation reports a failure other than by a log line and an unchanged state. Each takes the object's lock; Hold
+// No operation reports a failure other than by a log line and an unchanged state. Each takes the object's lock; Lock
 // makes several of them one step.
 #pragma once
 
@@ -34,7 +34,7 @@ class CTELVOPINCache {
 
   // Keeps other threads out until the lock is given back: a PIN that is asked for, measured and fetched under one lock
   // is the same PIN, and complete.
-  std::unique_lock<std::recursive_mutex> Hold() const { return std::unique_lock<std::recursive_mutex>(m_mutex); }
+  std::unique_lock<std::recursive_mutex> Lock() const { return std::unique_lock<std::recursive_mutex>(m_mutex); }
 
  protected:
   // Masks or unmasks `sourceLength` bytes; it is its own inverse. A null `destination` or a `*destinationLength` below

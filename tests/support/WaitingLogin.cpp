@@ -2,17 +2,17 @@
 
 #include "IsTaken.h"
 #include "PrivateMember.h"
-#include "cryptoki/LoginTurn.h"
+#include "cryptoki/LoginLock.h"
 
-struct TurnMutex {
+struct LoginMutex {
   using Type = std::mutex& (*)();
-  friend Type Expose(TurnMutex tag);
+  friend Type Expose(LoginMutex tag);
 };
 
-template struct PrivateMember<TurnMutex, &LoginTurn::Mutex>;
+template struct PrivateMember<LoginMutex, &LoginLock::Mutex>;
 
 WaitingLogin::WaitingLogin(ScriptedModule& module, const std::string& entry) {
   module.BeforeNext(entry, [this] { Ask(); });
 }
 
-void WaitingLogin::Ask() { m_hadToWait = IsTaken(Expose(TurnMutex())()); }
+void WaitingLogin::Ask() { m_hadToWait = IsTaken(Expose(LoginMutex())()); }

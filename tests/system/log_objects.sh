@@ -6,7 +6,7 @@ trap 'rm -rf "$folder"' EXIT
 
 cat >"$folder/wanted" <<'TABLE'
 context g_contextLog
-context/CertificateHelpers.cpp g_certificateLog
+context/unreached/CertificateHelpers.cpp g_certificateLog
 cryptoki/Cryptoki.cpp g_cryptokiLog
 cryptoki/CryptokiObject.cpp g_objectLog
 cryptoki/CryptokiObjects.cpp g_objectLog
@@ -24,7 +24,7 @@ TABLE
 cd "$1/src"
 grep -orE 'g_[A-Za-z]+Log\b' . --include=*.cpp --include=*.h | sed 's#^\./##; s/:/ /' |
   grep -vE '^(log/Logs\.h|entry/ProcessObjects\.cpp) ' |
-  sed -E '\#^context/CertificateHelpers#!s#^context/[^ ]* g_contextLog#context g_contextLog#
+  sed -E '\#^context/unreached/CertificateHelpers#!s#^context/[^ ]* g_contextLog#context g_contextLog#
     s#^entry/[^ ]* g_entryLog#entry g_entryLog#' |
   LC_ALL=C sort -u >"$folder/found"
 if ! diff "$folder/wanted" "$folder/found"; then

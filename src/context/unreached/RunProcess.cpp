@@ -10,7 +10,7 @@ struct CloseObject {
 };
 using Handle = std::unique_ptr<void, CloseObject>;
 
-constexpr DWORD kTurn = 100;  // milliseconds
+constexpr DWORD kRound = 100;  // milliseconds
 
 void ServeWindows() {
   MSG message;
@@ -35,7 +35,7 @@ bool RunProcess(const char* commandLine, bool wait, DWORD* exitCode) {
   const Handle process(started.hProcess);
   const Handle thread(started.hThread);
   if (!wait) return true;
-  while (WaitForSingleObject(process.get(), kTurn) == WAIT_TIMEOUT) ServeWindows();
+  while (WaitForSingleObject(process.get(), kRound) == WAIT_TIMEOUT) ServeWindows();
   if (exitCode != nullptr) GetExitCodeProcess(process.get(), exitCode);
   return true;
 }

@@ -430,6 +430,16 @@ TEST_F(CCSPContextTest, KeyHandlesAreDrawnFromTheContextsHandle) {
   EXPECT_EQ(signature, m_context.GetSignatureKeyHandle());
 }
 
+TEST_F(CCSPContextTest, ItsTwoHandlesAndNoOtherStandForTheKeyPair) {
+  m_context.SetHandle(500);
+  m_context.AssignKeyHandles();
+  const HCRYPTKEY exchange = m_context.GetExchangeKeyHandle();
+  const HCRYPTKEY signature = m_context.GetSignatureKeyHandle();
+  EXPECT_TRUE(m_context.IsKeyPair(exchange));
+  EXPECT_TRUE(m_context.IsKeyPair(signature));
+  EXPECT_FALSE(m_context.IsKeyPair(exchange + signature));
+}
+
 TEST_F(CCSPContextTest, AKeyHandleOnceSetStays) {
   m_context.SetHandle(500);
   m_context.AssignKeyHandles();

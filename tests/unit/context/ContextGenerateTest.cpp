@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "KeyTest.h"
-#include "cryptoki/LoginTurn.h"
+#include "cryptoki/LoginLock.h"
 
 namespace {
 
@@ -287,7 +287,7 @@ TEST_F(ContextGenerateTest, WhileAKeyWaitsForItsHandleOtherThreadsMayLogIn) {
   CCSPSecretKeyFactory factory(g_secretKeyLog, {[&] { return now; },
                                                 [&](DWORD) {
                                                   ++now;
-                                                  login = std::async(std::launch::async, [] { const LoginTurn turn; });
+                                                  login = std::async(std::launch::async, [] { const LoginLock lock; });
                                                   other = login.wait_for(std::chrono::seconds(20));
                                                 }});
   DWORD handle = 0;

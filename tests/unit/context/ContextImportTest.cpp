@@ -6,6 +6,7 @@
 
 #include "KeyBlobBytes.h"
 #include "KeyTest.h"
+#include "WaitingLogin.h"
 
 namespace {
 
@@ -210,6 +211,14 @@ TEST_F(ImportPublicKeyTest, IsDestroyedWithItsObjectWhereSessionKeysAre) {
   EXPECT_EQ((Calls{"C_DestroyObject(1, 3)"}), m_module.TakeCalls());
   EXPECT_CONTEXT_ERROR(0x8009000D, "Key was not found in Imported Public Key List",
                        m_context.GetImportedPublicKey(handle));
+}
+
+TEST_F(ImportPublicKeyTest, NoOtherThreadLogsTheTokenOutWhileItIsDestroyed) {
+  BindToPair();
+  const DWORD handle = Import(m_blob);
+  WaitingLogin login(m_module, "C_DestroyObject");
+  m_context.RemoveSecretKey(handle);
+  EXPECT_TRUE(login.HadToWait());
 }
 
 // --- Session keys

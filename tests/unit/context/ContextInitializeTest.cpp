@@ -32,7 +32,7 @@ class ContextInitializeTest : public ContextTest {
   }
 
   // Brings up two contexts. Whether a thread that asks while the second reads its last attribute has to wait.
-  bool IsTurnHeldToTheLastAttribute(const char* name) {
+  bool IsLockHeldToTheLastAttribute(const char* name) {
     int reads = 0;
     m_module.falsify = [&](CK_ATTRIBUTE&) { ++reads; };
     Initialize(name, 0);
@@ -371,7 +371,7 @@ TEST_F(ContextInitializeTest, FromTheSessionToTheLastObjectNoOtherThreadDestroys
     Initialize(name.c_str(), 0);
     EXPECT_TRUE(login.HadToWait()) << name;
     // The look-up of the keys reads them once more.
-    EXPECT_TRUE(IsTurnHeldToTheLastAttribute(name.c_str())) << name;
+    EXPECT_TRUE(IsLockHeldToTheLastAttribute(name.c_str())) << name;
   }
 }
 

@@ -8,6 +8,7 @@
 #include "IsTaken.h"
 #include "ScriptedDialogs.h"
 #include "WaitingLogin.h"
+#include "cryptoki/LoginLock.h"
 #include "log/Logs.h"
 #include "pin/PINCacheManager.h"
 
@@ -478,7 +479,7 @@ class LookingCache : public CTELVOPINCache {
 
  private:
   void Look() const {
-    std::recursive_mutex& mutex = *Hold().mutex();
+    std::recursive_mutex& mutex = *Lock().mutex();
     ++looks;
     if (!IsTaken(mutex)) ++found;
   }
@@ -525,6 +526,30 @@ TEST_F(ContextLoginTest, NoOtherThreadLogsTheTokenInBetweenTheLogoutAndTheLoginW
   WaitingLogin login(m_module, "C_GetSessionInfo");
   LoginWithPIN("1234");
   EXPECT_TRUE(login.HadToWait());
+}
+
+TEST_F(ContextLoginTest, NoOtherThreadLogsTheTokenInDuringALogout) {
+  Bind();
+  WaitingLogin login(m_module, "C_GetSessionInfo");
+  m_open.Logout();
+  EXPECT_TRUE(login.HadToWait());
+}
+
+TEST_F(ContextLoginTest, OtherThreadsMayLogInWhileTheUserIsAsked) {
+  Bind();
+  ScriptedDialogs dialogs;
+  WaitingLogin during;
+  dialogs.OnNext([&during](ScriptedDialog& dialog) {
+    during.Ask();
+    EnterPIN("1234")(dialog);
+  });
+  const LoginLock lock;  // of an operation that the login belongs to
+  m_open.Login();
+  EXPECT_EQ(1, dialogs.ShownCount());
+  EXPECT_FALSE(during.HadToWait());
+  WaitingLogin after;
+  after.Ask();
+  EXPECT_TRUE(after.HadToWait());
 }
 
 TEST_F(ContextLoginTest, AWrongPINOfAnApplicationSaysTheTriesLeftAndKeepsTheCache) {

@@ -308,14 +308,11 @@ TEST(InterfaceEndTest, OfTheObjectsOfATokenIsOneForAll) {
   EXPECT_EQ(22U, PlacesOf<Certificate>());
 }
 
-// Three places behind the interface's own: what logs in under a turn that is taken already, and what the list of
-// contexts needs.
-TEST(InterfaceEndTest, OfAContextIsThreePlacesBehindItsOperations) {
-  using Under = void (CCSPContext::*)(LoginTurn&);
-  EXPECT_EQ((Places{54, 55, 56}), (Places{PlaceOf(static_cast<Under>(&CCSPContext::Login)), PlaceOf(&CCSPContext::Copy),
-                                          PlaceOf(&CCSPContext::IsOnlyOwnerOfSession)}));
-  EXPECT_EQ(57U, PlacesOf<CCSPContext>());
-  EXPECT_EQ(57U, PlacesOf<TELVOCSPContext>());
+// Two places after the interface's own: what the list of contexts needs.
+TEST(InterfaceEndTest, OfAContextIsTwoPlacesAfterItsOperations) {
+  EXPECT_EQ((Places{54, 55}), (Places{PlaceOf(&CCSPContext::Copy), PlaceOf(&CCSPContext::IsOnlyOwnerOfSession)}));
+  EXPECT_EQ(56U, PlacesOf<CCSPContext>());
+  EXPECT_EQ(56U, PlacesOf<TELVOCSPContext>());
 }
 
 TEST(InterfaceEndTest, OfWhatTheProcessShares) {

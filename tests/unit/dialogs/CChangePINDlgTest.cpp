@@ -12,7 +12,7 @@
 #include "LogTest.h"
 #include "ScriptedDialogs.h"
 #include "ScriptedModule.h"
-#include "cryptoki/LoginTurn.h"
+#include "cryptoki/LoginLock.h"
 #include "cryptoki/Token.h"
 #include "dialogs/CChangePINDlg.h"
 #include "dialogs/ChangePIN.h"
@@ -797,9 +797,9 @@ TEST_F(CChangePINDlgTest, APinHandedOverIsCopiedForTheToken) {
   EXPECT_EQ("1234", std::string(pin.get(), pin.get() + 4));
 }
 
-// --- The turn of a login
+// --- The login lock
 
-TEST_F(CChangePINDlgTest, NobodyElseTakesTheTurnBetweenTheChangeAndTheLogin) {
+TEST_F(CChangePINDlgTest, NobodyElseTakesTheLoginLockBetweenTheChangeAndTheLogin) {
   std::vector<std::string> order;
   std::future<void> other;
   m_session.answerChange = [&] {
@@ -807,7 +807,7 @@ TEST_F(CChangePINDlgTest, NobodyElseTakesTheTurnBetweenTheChangeAndTheLogin) {
     auto isStarted = started.get_future();
     other = std::async(std::launch::async, [&order, promise = std::move(started)]() mutable {
       promise.set_value();
-      const LoginTurn turn;
+      const LoginLock lock;
       order.emplace_back("other");
     });
     isStarted.wait();
@@ -818,12 +818,12 @@ TEST_F(CChangePINDlgTest, NobodyElseTakesTheTurnBetweenTheChangeAndTheLogin) {
   EXPECT_EQ((std::vector<std::string>{"login", "other"}), order);
 }
 
-TEST_F(CChangePINDlgTest, TheTurnIsFreeWhileTheDialogStands) {
+TEST_F(CChangePINDlgTest, TheLoginLockIsFreeWhileTheDialogStands) {
   m_session.FailChange(CKR_PIN_INCORRECT);
   m_session.deviceError = 1;
   Run([](ScriptedDialog& dialog) {
     EnterAndClickOK(dialog);
-    std::async(std::launch::async, [] { const LoginTurn turn; }).get();
+    std::async(std::launch::async, [] { const LoginLock lock; }).get();
   });
 }
 

@@ -13,7 +13,7 @@
 #include "ScarceMemory.h"
 #include "ScriptedDialogs.h"
 #include "ScriptedModule.h"
-#include "cryptoki/LoginTurn.h"
+#include "cryptoki/LoginLock.h"
 #include "cryptoki/Token.h"
 #include "dialogs/CLoginEX.h"
 
@@ -407,16 +407,16 @@ TEST_F(CLoginEXTest, ThePinsBufferIsWipedWhenAnExceptionLeavesTheLogin) {
   EXPECT_TRUE(watch->WasWiped());
 }
 
-// --- The turn of a login
+// --- The login lock
 
-TEST_F(CLoginEXTest, NobodyElseTakesTheTurnWhileTheSessionLogsIn) {
+TEST_F(CLoginEXTest, NobodyElseTakesTheLoginLockWhileTheSessionLogsIn) {
   std::vector<std::string> order;
   std::thread other;
   m_session.answer = [&] {
     std::promise<void> started;
     other = std::thread([&] {
       started.set_value();
-      const LoginTurn turn;
+      const LoginLock lock;
       order.emplace_back("other");
     });
     started.get_future().wait();
@@ -428,12 +428,12 @@ TEST_F(CLoginEXTest, NobodyElseTakesTheTurnWhileTheSessionLogsIn) {
   EXPECT_EQ((std::vector<std::string>{"login", "other"}), order);
 }
 
-TEST_F(CLoginEXTest, TheTurnIsFreeWhileTheDialogStands) {
+TEST_F(CLoginEXTest, TheLoginLockIsFreeWhileTheDialogStands) {
   m_session.Fail(3);
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
     dialog.Type(kEdit, "1234");
     dialog.Click(kLogin);
-    std::async(std::launch::async, [] { const LoginTurn turn; }).get();
+    std::async(std::launch::async, [] { const LoginLock lock; }).get();
     dialog.Cancel();
   });
   EXPECT_EQ(2, m_dialog.DoModal());

@@ -9,7 +9,7 @@
 
 #include "HashEntryTest.h"
 #include "cryptoki/CryptokiError.h"
-#include "cryptoki/LoginTurn.h"
+#include "cryptoki/LoginLock.h"
 #include "objects/CCSPSecretKey.h"
 
 namespace {
@@ -82,7 +82,7 @@ TEST_F(CPHashSessionKeyTest, NoOtherThreadLogsTheTokenOutBeforeTheKeyIsRead) {
   std::future<void> other;
   key->m_onRead = [&other] {
     if (other.valid()) return;
-    other = std::async(std::launch::async, [] { const LoginTurn turn; });
+    other = std::async(std::launch::async, [] { const LoginLock lock; });
     EXPECT_EQ(std::future_status::timeout, other.wait_for(std::chrono::milliseconds(20)));
   };
   ExpectDone(CPHashSessionKey(m_handle, 0, hash, 0));

@@ -5,6 +5,7 @@
 
 #include "Expect.h"
 #include "SecretKeyTest.h"
+#include "WaitingLogin.h"
 #include "objects/C3DESKey.h"
 #include "objects/CAES_128Key.h"
 #include "objects/CDESKey.h"
@@ -704,6 +705,24 @@ TEST_F(KeyTest, ThePlainClassTakesAnIVOfAnyLengthAndOfNone) {
   key.GetIV(nullptr, &length);
   EXPECT_EQ(0U, length);
   EXPECT_EQ(kCbc, key.GetMode());
+}
+
+TEST_F(KeyTest, NoOtherThreadLogsTheTokenOutWhileAKeyIsUsed) {
+  const auto use = [this] {
+    Encrypt(Bytes(8));
+    Decrypt(Bytes(8));
+    Bytes value(8);
+    DWORD length = 8;
+    m_key->GetKeyValue(value.data(), &length);
+    m_key->DestroyObject();
+  };
+  for (const char* const entry :
+       {"C_EncryptInit", "C_Encrypt", "C_DecryptInit", "C_Decrypt", "C_GetAttributeValue", "C_DestroyObject"}) {
+    UseDES();
+    WaitingLogin login(*m_module, entry);
+    use();
+    EXPECT_TRUE(login.HadToWait()) << entry;
+  }
 }
 
 std::string NameOf(const ::testing::TestParamInfo<KeyCase>& info) { return info.param.name; }

@@ -446,7 +446,7 @@ TEST(PinCacheThreadsTest, AFetchUnderOneHoldIsOnePinWhileAWatcherClears) {
   });
   int wrong = 0;
   for (int i = 0; i < kRounds; ++i) {
-    const auto lock = cache.Hold();
+    const auto lock = cache.Lock();
     if (cache.IsPINSet() == 0) continue;
     DWORD length = 0;
     cache.GetPINCache(nullptr, &length);

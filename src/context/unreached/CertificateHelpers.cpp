@@ -1,4 +1,4 @@
-#include "context/CertificateHelpers.h"
+#include "context/unreached/CertificateHelpers.h"
 
 #include <cstring>
 #include <vector>
@@ -26,7 +26,7 @@ bool IsSelfSigned(PCCERT_CONTEXT certificate) {
   }
   g_certificateLog.WriteLine("Verify Subject Certificate Context");
   DWORD flags = CERT_STORE_SIGNATURE_FLAG;
-  // What did not hold stays set.
+  // The flag stays set when the signature is false.
   return CertVerifySubjectCertificateContext(certificate, certificate, &flags) != FALSE && flags == 0;
 }
 

@@ -1,5 +1,5 @@
-// Logging the session in: with the PIN that the process remembers, by asking the user, or with a PIN of the
-// application.
+#include "context/ContextLogin.h"
+
 #include <algorithm>
 #include <cstring>
 #include <list>
@@ -8,10 +8,9 @@
 
 #include "common/CCSPContextError.h"
 #include "common/FormatNumber.h"
-#include "common/WipeMemory.h"
 #include "context/AcquireFlags.h"
-#include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/LoginLock.h"
 #include "cryptoki/TriesLeft.h"
 #include "dialogs/CLoginEX.h"
 #include "log/Logs.h"
@@ -25,7 +24,7 @@ constexpr DWORD kCancelled = static_cast<DWORD>(SCARD_W_CANCELLED_BY_USER);
 
 // The cached PIN as one step, so that a PIN which the watcher clears meanwhile is no PIN. Empty when there is none.
 WipedBuffer FetchPIN(CTELVOPINCache& cache) {
-  const auto held = cache.Hold();
+  const auto lock = cache.Lock();
   DWORD length = 0;
   if (cache.IsPINSet() != 0) {
     g_contextLog.WriteLine("PIN Cache is set");
@@ -48,16 +47,12 @@ bool AreEqual(WipedBuffer& a, WipedBuffer& b) {
 
 }  // namespace
 
-void TELVOCSPContext::Login() {
-  LoginTurn turn;
-  Login(turn);
-}
-
-void TELVOCSPContext::Login(LoginTurn& turn) {
+void ContextLogin::Login() {
+  const LoginLock lock;
   std::list<WipedBuffer> refused;
   while (true) {
     TakePINCache();
-    WipedBuffer pin = FetchPIN(*m_pinCache);
+    WipedBuffer pin = FetchPIN(*m_context.m_pinCache);
     // A PIN that the token refused is not offered again, even if another context put it back meanwhile.
     const bool wasRefused =
         std::any_of(refused.begin(), refused.end(), [&pin](auto& old) { return AreEqual(old, pin); });
@@ -65,37 +60,37 @@ void TELVOCSPContext::Login(LoginTurn& turn) {
     if (LoginWithCachedPIN(pin)) return;
     refused.push_back(std::move(pin));
   }
-  LoginByDialog(turn);
+  LoginByDialog();
 }
 
-void TELVOCSPContext::TakePINCache() {
+void ContextLogin::TakePINCache() {
   g_contextLog.WriteLine("\nInitializing PIN cache");
-  const std::string serial = m_tokenInfo.GetSerial();
+  const std::string serial = m_context.m_tokenInfo.GetSerial();
   g_contextLog.Write("cardSerial:\t", serial.c_str(), true);
-  g_contextLog.Write("strReaderName:\t", m_readerName.c_str(), true);
-  if ((m_tokenInfo.GetFlags() & CKF_TOKEN_INITIALIZED) == 0) {
+  g_contextLog.Write("strReaderName:\t", m_context.m_readerName.c_str(), true);
+  if ((m_context.m_tokenInfo.GetFlags() & CKF_TOKEN_INITIALIZED) == 0) {
     g_contextLog.WriteLine("Token is not initialized");
-    if (IsSilent(m_flags)) g_contextLog.WriteLine("CRYPT_SILENT is set");
+    if (IsSilent(m_context.m_flags)) g_contextLog.WriteLine("CRYPT_SILENT is set");
     throw CCSPContextError("The Smart Card is not properly initialized", NTE_FAIL);
   }
   g_contextLog.WriteLine("Retrieving PIN cache");
-  m_pinCache = g_pinCacheManager.GetPINCache(m_readerName, serial);
+  m_context.m_pinCache = g_pinCacheManager.GetPINCache(m_context.m_readerName, serial);
 }
 
 // False when the token refused the PIN, which is forgotten then.
 //
 // Required: what a signature left pending stays pending.
-bool TELVOCSPContext::LoginWithCachedPIN(WipedBuffer& pin) {
+bool ContextLogin::LoginWithCachedPIN(WipedBuffer& pin) {
   g_contextLog.WriteLine("Login");
   try {
-    OpenedSession().Login(CKU_USER, pin.Data(), static_cast<DWORD>(pin.Length()));
+    m_context.OpenedSession().Login(CKU_USER, pin.Data(), static_cast<DWORD>(pin.Length()));
     g_contextLog.WriteLine("Log-in success");
     return true;
   } catch (const CryptokiError& error) {
     g_contextLog.WriteLine("Error in logging in to card");
     switch (error.GetCode()) {
       case CKR_PIN_INCORRECT:
-        m_pinCache->ClearPINCache();
+        m_context.m_pinCache->ClearPINCache();
         return false;
       case CKR_PIN_LOCKED:
         throw CCSPContextError(
@@ -111,94 +106,99 @@ bool TELVOCSPContext::LoginWithCachedPIN(WipedBuffer& pin) {
   }
 }
 
-void TELVOCSPContext::LoginByDialog(LoginTurn& turn) {
+void ContextLogin::LoginByDialog() {
   g_contextLog.WriteLine("PIN Cache not found");
-  if (m_signPending != 0) {
-    g_contextLog.WriteFormatted("this->m_errFlags = ", m_errFlags, "%08X", true);
-    // Required: a test of bits and not a comparison.
-    if ((m_errFlags & kCancelled) != 0) {
-      m_errFlags = 0;
-      m_signPending = 0;
-      FailCancelled();
-    }
-  }
-  if (IsSilent(m_flags)) {
+  if (m_context.m_signPending != 0) RefuseAfterCancel();
+  if (IsSilent(m_context.m_flags)) {
     throw CCSPContextError("User is not logged in, No PIN Cache found and the current context is Silent",
                            NTE_SILENT_CONTEXT);
   }
-  g_contextLog.WriteLine("Retrieving token name");
-  m_tokenName = m_tokenInfo.GetLabel();
-  g_contextLog.Write("Retrieved token name: ", m_tokenName.c_str(), true);
-
-  CLoginEX dialog;
-  dialog.SetSession(&OpenedSession());
-  dialog.SetTokenLabel(m_tokenName);
-  dialog.SetTokenFlags(static_cast<DWORD>(m_tokenInfo.GetFlags()));
-  dialog.AttachPINCache(m_pinCache);
-  dialog.SetPINLimits(static_cast<DWORD>(m_tokenInfo.GetMinPinLen()), static_cast<DWORD>(m_tokenInfo.GetMaxPinLen()));
-  const INT_PTR result = [&] {
-    const LoginTurn::Pause pause(turn);
-    return dialog.DoModal();
-  }();
   // Required: every other result counts as a login, a failure of the dialog too. What follows then fails in the module.
-  if (result == IDCANCEL) {
-    m_errFlags = m_signPending != 0 ? m_errFlags | kCancelled : 0;
-    m_signPending = 0;
+  if (AskUser() == IDCANCEL) {
+    m_context.m_errFlags = m_context.m_signPending != 0 ? m_context.m_errFlags | kCancelled : 0;
+    m_context.m_signPending = 0;
     FailCancelled();
   }
-  m_errFlags = 0;
-  m_signPending = 0;
+  m_context.m_errFlags = 0;
+  m_context.m_signPending = 0;
 }
 
-void TELVOCSPContext::LoginWithPIN(const BYTE* pin, DWORD length) {
+// Of two signatures in a row, the second one does not ask again after a cancel.
+void ContextLogin::RefuseAfterCancel() {
+  g_contextLog.WriteFormatted("this->m_errFlags = ", m_context.m_errFlags, "%08X", true);
+  // Required: a test of bits and not a comparison.
+  if ((m_context.m_errFlags & kCancelled) == 0) return;
+  m_context.m_errFlags = 0;
+  m_context.m_signPending = 0;
+  FailCancelled();
+}
+
+// The dialog's result. Other threads may log in while it is open.
+INT_PTR ContextLogin::AskUser() {
+  const TokenInfo& token = m_context.m_tokenInfo;
+  g_contextLog.WriteLine("Retrieving token name");
+  m_context.m_tokenName = token.GetLabel();
+  g_contextLog.Write("Retrieved token name: ", m_context.m_tokenName.c_str(), true);
+
+  CLoginEX dialog;
+  dialog.SetSession(&m_context.OpenedSession());
+  dialog.SetTokenLabel(m_context.m_tokenName);
+  dialog.SetTokenFlags(static_cast<DWORD>(token.GetFlags()));
+  dialog.AttachPINCache(m_context.m_pinCache);
+  dialog.SetPINLimits(static_cast<DWORD>(token.GetMinPinLen()), static_cast<DWORD>(token.GetMaxPinLen()));
+  const LoginLock::Pause pause;
+  return dialog.DoModal();
+}
+
+void ContextLogin::LoginWithPIN(const BYTE* pin, DWORD length) {
   if (pin == nullptr || length == 0) {
     g_contextLog.WriteLine("PIN and PIN length is not present");
     throw CCSPContextError("PIN and PIN Length should be present", ERROR_INVALID_PARAMETER);
   }
-  const std::string serial = m_tokenInfo.GetSerial();
+  const std::string serial = m_context.m_tokenInfo.GetSerial();
   g_contextLog.WriteLine("Retrieving PIN cache");
   g_contextLog.Write("Card serial: ", serial.c_str(), true);
-  g_contextLog.Write("Reader name: ", m_readerName.c_str(), true);
-  m_pinCache = g_pinCacheManager.GetPINCache(m_readerName, serial);
+  g_contextLog.Write("Reader name: ", m_context.m_readerName.c_str(), true);
+  m_context.m_pinCache = g_pinCacheManager.GetPINCache(m_context.m_readerName, serial);
 
-  const LoginTurn turn;
+  const LoginLock lock;
   CachedPIN cached;
   if (IsCachedPIN(pin, length, cached)) {
     g_contextLog.WriteLine("Login Successful.");
     return;
   }
-  if (m_pinCache->IsPINSet() != 0) {
-    Logout();
+  if (m_context.m_pinCache->IsPINSet() != 0) {
+    m_context.Logout();
     g_contextLog.WriteLine("Logout");
   }
   LoginWithNewPIN(pin, length, cached);
 }
 
 // Whether the cache holds this very PIN. Then the session counts as logged in, and the module is not asked.
-bool TELVOCSPContext::IsCachedPIN(const BYTE* pin, DWORD length, CachedPIN& cached) {
-  const auto held = m_pinCache->Hold();
-  if (m_pinCache->IsPINSet() == 0) return false;
+bool ContextLogin::IsCachedPIN(const BYTE* pin, DWORD length, CachedPIN& cached) {
+  const auto lock = m_context.m_pinCache->Lock();
+  if (m_context.m_pinCache->IsPINSet() == 0) return false;
   g_contextLog.WriteLine("PIN is set");
   g_contextLog.WriteLine("Retrieving PIN length from cache");
-  m_pinCache->GetPINCache(nullptr, &cached.length);
+  m_context.m_pinCache->GetPINCache(nullptr, &cached.length);
   if (cached.length == length) {
     g_contextLog.WriteLine("PIN length matched");
     g_contextLog.WriteLine("Retrieving PIN cache");
     WipedBuffer known(length);
     DWORD knownLength = length;
-    m_pinCache->GetPINCache(known.Data(), &knownLength);
+    m_context.m_pinCache->GetPINCache(known.Data(), &knownLength);
     if (std::memcmp(known.Data(), pin, length) == 0) return true;
   }
   cached.isOther = true;
   return false;
 }
 
-void TELVOCSPContext::LoginWithNewPIN(const BYTE* pin, DWORD length, const CachedPIN& cached) {
+void ContextLogin::LoginWithNewPIN(const BYTE* pin, DWORD length, const CachedPIN& cached) {
   g_contextLog.WriteLine("Login");
-  Session& session = OpenedSession();
+  Session& session = m_context.OpenedSession();
   try {
     session.Login(CKU_USER, const_cast<BYTE*>(pin), length);  // the module's interface knows no const
-    m_pinCache->SetPINCache(pin, length);
+    m_context.m_pinCache->SetPINCache(pin, length);
     g_contextLog.WriteLine("Login Successful. PIN Cache Set");
   } catch (const CryptokiError& error) {
     switch (error.GetCode()) {
@@ -215,12 +215,12 @@ void TELVOCSPContext::LoginWithNewPIN(const BYTE* pin, DWORD length, const Cache
   }
 }
 
-void TELVOCSPContext::KeepPINOfOpenLogin(const BYTE* pin, DWORD length, const CachedPIN& cached) {
-  if (length != cached.length && m_pinCache->IsPINSet() != 0) {
+void ContextLogin::KeepPINOfOpenLogin(const BYTE* pin, DWORD length, const CachedPIN& cached) {
+  if (length != cached.length && m_context.m_pinCache->IsPINSet() != 0) {
     throw CCSPContextError("User already Logged-in. Wrong PIN was submitted to the card", SCARD_W_WRONG_CHV);
   }
   if (cached.isOther) throw CCSPContextError("PIN does not match", SCARD_W_WRONG_CHV);
-  m_pinCache->SetPINCache(pin, length);
+  m_context.m_pinCache->SetPINCache(pin, length);
   g_contextLog.WriteLine("User Already Logged-in. PIN Cache Set");
   g_contextLog.WriteLine("Login Successfull");
 }

@@ -1,4 +1,5 @@
-// The objects of a container: those whose CKA_ID the container's name stands for.
+#include "context/ContainerLookup.h"
+
 #include <cstring>
 #include <vector>
 
@@ -6,7 +7,6 @@
 #include "common/FormatNumber.h"
 #include "context/ContainerName.h"
 #include "context/ObjectID.h"
-#include "context/TELVOCSPContext.h"
 #include "log/Logs.h"
 
 namespace {
@@ -14,10 +14,10 @@ namespace {
 [[noreturn]] void ThrowBadKeySet(const std::string& message) { throw CCSPContextError(message, NTE_BAD_KEYSET); }
 
 // The bytes up to the first zero byte, whatever they are.
-std::string AsText(const std::vector<BYTE>& id) {
-  std::string text(id.begin(), id.end());
-  text.resize(std::strlen(text.c_str()));
-  return text;
+std::string AsString(const std::vector<BYTE>& id) {
+  std::string name(id.begin(), id.end());
+  name.resize(std::strlen(name.c_str()));
+  return name;
 }
 
 bool IsDefault(Certificate& certificate) {
@@ -50,11 +50,11 @@ Certificate& DefaultOrFirst(std::list<Certificate>& certificates) {
   return certificates.front();
 }
 
-// Required: the second comparison is with the plain hexadecimal form, also of an identifier that is a text. Keys are
-// found by the form of IdToContainerName instead.
+// Required: the second comparison is with the plain hexadecimal form, also of an identifier that is
+// a readable string. Keys are found by the form of IdToContainerName instead.
 bool Answers(Certificate& certificate, const std::string& containerName) {
   const std::vector<BYTE> id = ReadID(certificate);
-  if (AsText(id) == containerName) {
+  if (AsString(id) == containerName) {
     g_contextLog.WriteLine("GetCert() - Container name found, Exit");
     return true;
   }
@@ -66,7 +66,7 @@ bool Answers(Certificate& certificate, const std::string& containerName) {
   return true;
 }
 
-// What the look-ups of the two keys say; everything else of them is the same.
+// What the log says of the two look-ups of keys; everything else of them is the same.
 struct KeyTexts {
   const char* noneFound;
   const char* atEnd;
@@ -86,7 +86,7 @@ Key FindKey(std::list<Key> keys, std::string& containerName, const KeyTexts& tex
   }
   for (Key& key : keys) {
     const std::vector<BYTE> id = ReadID(key);
-    if (AsText(id) == containerName) return key;
+    if (AsString(id) == containerName) return key;
     if (IdToContainerName(id.data(), static_cast<DWORD>(id.size())) == containerName) return key;
   }
   g_contextLog.WriteLine(texts.atEnd);
@@ -96,7 +96,7 @@ Key FindKey(std::list<Key> keys, std::string& containerName, const KeyTexts& tex
 
 }  // namespace
 
-Certificate TELVOCSPContext::GetCert(std::list<Certificate>& certificates, std::string& containerName) {
+Certificate GetCert(std::list<Certificate>& certificates, std::string& containerName) {
   if (certificates.empty()) ThrowBadKeySet("No Certificate Found");
   if (containerName.empty()) {
     Certificate& chosen = DefaultOrFirst(certificates);
@@ -113,13 +113,13 @@ Certificate TELVOCSPContext::GetCert(std::list<Certificate>& certificates, std::
   ThrowBadKeySet("Reached end of list but certificate not found");
 }
 
-PublicKey TELVOCSPContext::GetPublicKey(CryptokiObjects& objects, std::string& containerName) {
+PublicKey GetPublicKey(CryptokiObjects& objects, std::string& containerName) {
   return FindKey(objects.GetPublicKeys(false), containerName,
                  {"No Public Key Found", "Is end of Public Key list", "End of Public Key list",
                   "Reached end of list but Public Key not found"});
 }
 
-PrivateKey TELVOCSPContext::GetPrivateKey(CryptokiObjects& objects, std::string& containerName) {
+PrivateKey GetPrivateKey(CryptokiObjects& objects, std::string& containerName) {
   return FindKey(objects.GetPrivateKeys(false), containerName,
                  {"No Private Key Found", "Is end of Private Key List", "End of Private Key List",
                   "Reached end of list but Private Key not found"});

@@ -3,7 +3,7 @@
 #include "LogTest.h"
 #include "SampleCertificates.h"
 #include "ScriptedCertStore.h"
-#include "context/CertificateHelpers.h"
+#include "context/unreached/CertificateHelpers.h"
 
 namespace {
 

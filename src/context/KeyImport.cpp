@@ -1,13 +1,15 @@
-// Keys that an application brings in: public keys, and session keys that were encrypted for the container.
+#include "context/KeyImport.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
 
 #include "common/CCSPContextError.h"
 #include "common/ReverseBytes.h"
+#include "context/CreateSecretKey.h"
 #include "context/KeyBlobs.h"
 #include "context/KeyTemplates.h"
-#include "context/TELVOCSPContext.h"
+#include "context/LoggedInSession.h"
 #include "cryptoki/CryptokiError.h"
 #include "log/Logs.h"
 #include "objects/KeyValue.h"
@@ -39,7 +41,7 @@ KeyValue DecryptKey(Session& session, BYTE* encrypted, DWORD length) {
   if (allocated > kMaxKeyLength) throw CryptokiError(CKR_GENERAL_ERROR);
   KeyValue plain{WipedBuffer(allocated), 0};
   g_contextLog.WriteLine("Decrypt 2");
-  // Required: the same operation once more. The module keeps it alive over the question for the length.
+  // Required: the same operation once more. A question for the length does not end it.
   CK_ULONG claimed = allocated;
   session.Decrypt(encrypted, length, plain.bytes.Data(), &claimed);
   plain.length = static_cast<DWORD>(std::min(claimed, allocated));
@@ -48,17 +50,16 @@ KeyValue DecryptKey(Session& session, BYTE* encrypted, DWORD length) {
 
 }  // namespace
 
-void TELVOCSPContext::ImportKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory,
-                                DWORD flags) {
+void KeyImport::Import(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory, DWORD flags) {
   if (blob == nullptr || length == 0) throw CCSPContextError("Data should not be NULL", NTE_INVALID_PARAMETER);
   if (handle == nullptr) throw CCSPContextError("Key Handle should not be NULL", NTE_INVALID_PARAMETER);
   try {
     switch (blob[0]) {
       case PUBLICKEYBLOB:
-        ImportPublicKey(blob, length, handle);
+        *handle = ImportPublicKey(blob, length);
         break;
       case SIMPLEBLOB:
-        ImportSessionKey(blob, length, handle, factory, flags);
+        *handle = ImportSessionKey(blob, length, factory, flags);
         break;
       default:
         throw CCSPContextError("Blob Type not Supported", NTE_BAD_TYPE);
@@ -68,7 +69,7 @@ void TELVOCSPContext::ImportKey(const BYTE* blob, DWORD length, DWORD* handle, C
   }
 }
 
-void TELVOCSPContext::ImportPublicKey(const BYTE* blob, DWORD length, DWORD* handle) {
+DWORD KeyImport::ImportPublicKey(const BYTE* blob, DWORD length) {
   // Required: a key that was exported as the signature key is not taken.
   if (ReadHeader<BLOBHEADER>(blob, length).aiKeyAlg != CALG_RSA_KEYX) {
     throw CCSPContextError("\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB", NTE_BAD_ALGID);
@@ -81,47 +82,44 @@ void TELVOCSPContext::ImportPublicKey(const BYTE* blob, DWORD length, DWORD* han
   // Required: all that follows is the modulus, whatever the bit length says of it. The module judges.
   ReverseBytes(copy.Data() + kModulus, length - kModulus);
   ReverseBytes(copy.Data() + kExponent, sizeof(RSAPUBKEY::pubexp));
-  PublicKey key;
-  CreateImportedPublicKey(key, copy.Data() + kKeyData, length - kKeyData);
-  *handle = m_importedKeys.AddKey(key);
+  return m_context.m_importedKeys.AddKey(CreatePublicKey(copy.Data() + kKeyData, length - kKeyData));
 }
 
-// `keyData` is the bit length, the exponent and the modulus; the two latter with the most significant byte first.
-void TELVOCSPContext::CreateImportedPublicKey(PublicKey& out, const BYTE* keyData, DWORD length) {
+// `keyData` is the bit length, the exponent and the modulus. Of the latter two, the most significant byte comes first.
+PublicKey KeyImport::CreatePublicKey(const BYTE* keyData, DWORD length) {
   constexpr DWORD kModulus = 2 * sizeof(DWORD);
-  LoginTurn turn;
-  Login(turn);
+  const LoggedInSession session(m_context);
   BYTE id[ImportedKeyParts::kIDLength] = {};
-  GenerateRandom(id, sizeof(id));
+  m_context.GenerateRandom(id, sizeof(id));
   DWORD bits = 0;
   std::memcpy(&bits, keyData, sizeof(bits));
   const std::list<Attribute> attributes =
       ImportedPublicKeyTemplate({id, keyData + kModulus, length - kModulus, bits, keyData + sizeof(bits)});
-  out = PublicKey(OpenedSession().CreateObject(attributes));
-  out.TakeAttributes(attributes);
+  PublicKey key(session->CreateObject(attributes));
+  key.TakeAttributes(attributes);
+  return key;
 }
 
-void TELVOCSPContext::ImportSessionKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory,
-                                       DWORD flags) {
-  if (m_hasPrivateKey == 0) throw CCSPContextError("Private Key does not exist in this context", NTE_BAD_KEYSET);
+DWORD KeyImport::ImportSessionKey(const BYTE* blob, DWORD length, CCSPSecretKeyFactory* factory, DWORD permissions) {
+  if (m_context.m_hasPrivateKey == 0) {
+    throw CCSPContextError("Private Key does not exist in this context", NTE_BAD_KEYSET);
+  }
   const auto header = ReadHeader<SimpleBlobHeader>(blob, length);
   const DWORD encryptedLength = length - static_cast<DWORD>(sizeof(header));
   WipedBuffer copy = WipedCopy(blob, length);
   BYTE* const encrypted = copy.Data() + sizeof(header);
   // Required: as the platform writes such a blob, and not as ExportSessionKey does.
   ReverseBytes(encrypted, encryptedLength);
-  LoginTurn turn;
-  Login(turn);
+  const LoggedInSession session(m_context);
   g_contextLog.WriteLine("After Login");
   g_contextLog.WriteLine("Decrypt Init");
-  Session& session = OpenedSession();
-  session.DecryptInit(Mechanism(CKM_RSA_PKCS), m_privateKey);
-  const KeyValue plain = DecryptKey(session, encrypted, encryptedLength);
+  session->DecryptInit(Mechanism(CKM_RSA_PKCS), m_context.m_privateKey);
+  const KeyValue plain = DecryptKey(*session, encrypted, encryptedLength);
   g_contextLog.WriteLine("Create Secret Key");
   g_contextLog.WriteHex("Secret Key Algorithm: ", header.blob.aiKeyAlg, true);
-  const auto key = CreateSecretKey(plain.bytes.Data(), plain.length, header.blob.aiKeyAlg, factory, turn);
-  key->SetPermissions(flags);
-  *handle = key->GetKeyID();
+  const auto key = CreateSecretKey(m_context, plain.bytes.Data(), plain.length, header.blob.aiKeyAlg, factory);
+  key->SetPermissions(permissions);
   g_contextLog.WriteLine("Secret Key Created");
-  m_secretKeys.push_back(key);
+  m_context.AddSecretKey(key);
+  return key->GetKeyID();
 }

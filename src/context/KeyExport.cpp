@@ -1,4 +1,5 @@
-// Keys that leave the provider as blobs: public keys, and session keys encrypted with a public key.
+#include "context/KeyExport.h"
+
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -6,7 +7,7 @@
 #include "common/CCSPContextError.h"
 #include "common/ReverseBytes.h"
 #include "context/KeyBlobs.h"
-#include "context/TELVOCSPContext.h"
+#include "context/LoggedInSession.h"
 #include "cryptoki/CryptokiError.h"
 #include "objects/KeyValue.h"
 
@@ -54,11 +55,8 @@ void EncryptInto(Session& session, KeyValue& value, BYTE* out, DWORD room, DWORD
 
 }  // namespace
 
-void TELVOCSPContext::ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) {
-  const bool ofPair = key == m_signatureKeyHandle || key == m_exchangeKeyHandle;
-  if (ofPair && m_hasPublicKey == 0) throw CCSPContextError("Public Key not found in this context", NTE_NO_KEY);
-  const PublicKey& publicKey = ofPair ? m_publicKey : *GetImportedPublicKey(key);
-
+void KeyExport::ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) {
+  const PublicKey& publicKey = FindPublicKey(key);
   const DWORD modulusLength = LengthOf(publicKey, &PublicKey::GetModulus);
   const DWORD exponentLength = LengthOf(publicKey, &PublicKey::GetPublicExponent);
   const DWORD needed = modulusLength + static_cast<DWORD>(sizeof(PublicKeyBlobHeader));
@@ -73,30 +71,36 @@ void TELVOCSPContext::ExportPublicKey(DWORD key, BYTE* blob, DWORD* length) {
 
   // Required: an imported key is written as a signature key, too.
   const PublicKeyBlobHeader header = {
-      HeaderOf(PUBLICKEYBLOB, key == m_exchangeKeyHandle ? CALG_RSA_KEYX : CALG_RSA_SIGN),
+      HeaderOf(PUBLICKEYBLOB, key == m_context.m_exchangeKeyHandle ? CALG_RSA_KEYX : CALG_RSA_SIGN),
       RSAPUBKEY{kRSAMagic, modulusLength * 8, ExponentField(exponent)}};
   std::memcpy(blob, &header, sizeof(header));
   std::copy(modulus.begin(), modulus.end(), blob + sizeof(header));
 }
 
+const PublicKey& KeyExport::FindPublicKey(DWORD handle) {
+  if (!m_context.IsKeyPair(handle)) return *m_context.GetImportedPublicKey(handle);
+  if (m_context.m_hasPublicKey == 0) throw CCSPContextError("Public Key not found in this context", NTE_NO_KEY);
+  return m_context.m_publicKey;
+}
+
 // Null when the handle is a session key's, or 0.
-const PublicKey* TELVOCSPContext::FindWrappingKey(DWORD handle) {
+const PublicKey* KeyExport::FindWrappingKey(DWORD handle) {
   if (handle == 0) return nullptr;
-  if (handle == m_signatureKeyHandle || handle == m_exchangeKeyHandle) {
-    if (m_hasPublicKey != 0) return &m_publicKey;
+  if (m_context.IsKeyPair(handle)) {
+    if (m_context.m_hasPublicKey != 0) return &m_context.m_publicKey;
     throw CCSPContextError("Public Key for encrypting symmetric key not found in this context", NTE_BAD_PUBLIC_KEY);
   }
   try {
-    return GetImportedPublicKey(handle);
+    return m_context.GetImportedPublicKey(handle);
   } catch (const CCSPContextError&) {
-    GetSecretKey(handle);  // or there is no such key at all
+    m_context.GetSecretKey(handle);  // or there is no such key at all
     return nullptr;
   }
 }
 
-void TELVOCSPContext::ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob, DWORD* length) {
+void KeyExport::ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob, DWORD* length) {
   const PublicKey* const wrappingKey = FindWrappingKey(exchangeKey);
-  const auto secretKey = GetSecretKey(key);
+  const auto secretKey = m_context.GetSecretKey(key);
   if ((secretKey->GetPermissions() & CRYPT_EXPORTABLE) == 0) {
     throw CCSPContextError("\nCPExportKey Error: You do not have permission to export the key", NTE_BAD_PUBLIC_KEY);
   }
@@ -111,16 +115,18 @@ void TELVOCSPContext::ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob,
   }
   // Required: the modulus is read, which the log shows, and not used.
   Reversed(*wrappingKey, &PublicKey::GetModulus, modulusLength);
-  LoginTurn turn;
-  Login(turn);
-  KeyValue value = ReadKeyValue(*secretKey);
+  WriteSessionKey(*secretKey, *wrappingKey, blob, length);
+}
+
+void KeyExport::WriteSessionKey(CCSPSecretKey& key, const PublicKey& wrappingKey, BYTE* blob, DWORD* length) {
+  const LoggedInSession session(m_context);
+  KeyValue value = ReadKeyValue(key);
   ReverseBytes(value.bytes.Data(), value.length);
 
-  const SimpleBlobHeader header = {HeaderOf(SIMPLEBLOB, secretKey->GetAlgID()), CALG_RSA_KEYX};
+  const SimpleBlobHeader header = {HeaderOf(SIMPLEBLOB, key.GetAlgID()), CALG_RSA_KEYX};
   const DWORD headerRoom = std::min<DWORD>(sizeof(header), *length);
   std::memcpy(blob, &header, headerRoom);
-  Session& session = OpenedSession();
-  session.EncryptInit(Mechanism(CKM_RSA_PKCS), *wrappingKey);
+  session->EncryptInit(Mechanism(CKM_RSA_PKCS), wrappingKey);
   // Required: the encrypted key stays big-endian, although ImportKey takes a little-endian one.
-  EncryptInto(session, value, blob + headerRoom, *length - headerRoom, length);
+  EncryptInto(*session, value, blob + headerRoom, *length - headerRoom, length);
 }

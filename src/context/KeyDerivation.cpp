@@ -1,10 +1,12 @@
-// Session keys made of a hash.
+#include "context/KeyDerivation.h"
+
 #include <algorithm>
 
 #include "common/CCSPContextError.h"
 #include "common/WipeMemory.h"
-#include "context/TELVOCSPContext.h"
+#include "context/CreateSecretKey.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/LoginLock.h"
 #include "objects/CCSPHash.h"
 #include "objects/CCSPHashFactory.h"
 #include "objects/CCSPSecretKey.h"
@@ -31,7 +33,7 @@ boost::shared_ptr<CCSPHash> HashOfPad(CCSPHashFactory& factory, ALG_ID algorithm
   return hash;
 }
 
-// The digests of the value in two pads, one behind the other.
+// The digests of the value in two pads, one after the other.
 WipedBuffer Stretch(const WipedBuffer& value, ALG_ID algorithm, Session* session) {
   CCSPHashFactory factory;
   const auto first = HashOfPad(factory, algorithm, session, 0x36, value);
@@ -56,16 +58,16 @@ WipedBuffer KeyMaterial(CCSPHash& hash, ALG_ID key, Session* session) {
 
 }  // namespace
 
-boost::shared_ptr<CCSPSecretKey> TELVOCSPContext::DeriveKey(const boost::shared_ptr<CCSPHash>& hash, DWORD algorithm,
-                                                            DWORD length, CCSPSecretKeyFactory* factory) {
+boost::shared_ptr<CCSPSecretKey> DeriveSecretKey(TELVOCSPContext& context, CCSPHash& hash, ALG_ID algorithm,
+                                                 DWORD length, CCSPSecretKeyFactory* factory) {
   try {
-    const WipedBuffer material = KeyMaterial(*hash, algorithm, m_session.get());
-    // Required: the length is the caller's. Bytes that there are none of are zero.
+    const WipedBuffer material = KeyMaterial(hash, algorithm, context.GetSession());
+    // Required: the length is the caller's. Bytes that the material lacks are zero.
     WipedBuffer bytes(length);
     std::copy_n(material.Data(), std::min<std::size_t>(length, material.Length()), bytes.Data());
-    LoginTurn turn;  // no other thread logs the token out before the object is made
-    auto key = CreateSecretKey(bytes.Data(), length, algorithm, factory, turn);
-    m_secretKeys.push_back(key);
+    const LoginLock lock;  // no other thread logs the token out before the object is made
+    auto key = CreateSecretKey(context, bytes.Data(), length, algorithm, factory);
+    context.AddSecretKey(key);
     return key;
   } catch (const CryptokiError& error) {
     throw CCSPContextError(error.GetText(), NTE_FAIL);

@@ -1,4 +1,4 @@
-#include "log/LogTurn.h"
+#include "log/LogLock.h"
 
 #include <atomic>
 
@@ -6,7 +6,7 @@ namespace {
 
 constexpr DWORD kLongestWait = 100;  // milliseconds
 
-// Static objects that go down behind the mutex may still log. The mark outlives the mutex: a compiler drops what a
+// Static objects that are destroyed after the mutex may still log. The mark outlives the mutex: a compiler drops what a
 // destructor stores into its own object.
 std::atomic<bool> g_isMutexClosed{false};
 
@@ -40,8 +40,8 @@ LogMutex& Mutex() {
 
 }  // namespace
 
-LogTurn::LogTurn() : m_taken(!g_isMutexClosed && Mutex().Take()) {}
+LogLock::LogLock() : m_taken(!g_isMutexClosed && Mutex().Take()) {}
 
-LogTurn::~LogTurn() {
+LogLock::~LogLock() {
   if (m_taken) Mutex().GiveBack();
 }

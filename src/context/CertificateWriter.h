@@ -1,0 +1,23 @@
+// CertificateWriter: writes a certificate to the token. It becomes the container's certificate, tied to the container's
+// keys by their CKA_ID and nothing else, and the keys take its label.
+#pragma once
+
+#include <vector>
+
+#include "context/TELVOCSPContext.h"
+
+class CertificateWriter {
+ public:
+  explicit CertificateWriter(TELVOCSPContext& context) : m_context(context) {}
+
+  // What CCSPContext::WriteCertificate says.
+  void Write(const BYTE* der, DWORD length);
+
+ private:
+  std::vector<BYTE> ReadKeyID();
+  std::list<Attribute> DescribeCertificate(PCCERT_CONTEXT certificate);
+  void LabelKeys(const Attribute& label);
+  void ReplaceCertificate(Session& session, const std::list<Attribute>& attributes);
+
+  TELVOCSPContext& m_context;
+};

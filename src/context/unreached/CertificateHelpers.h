@@ -1,0 +1,11 @@
+// What kind of certificate one is. Built because it is prescribed; no application reaches it.
+#pragma once
+
+#include "common/Platform.h"
+
+// Whether a certificate names itself as its issuer and its own key verifies it. False for null.
+bool IsSelfSigned(PCCERT_CONTEXT certificate);
+
+// Whether a certificate's basic constraints say that it is one of a certification authority. False for null, and for
+// constraints that are missing or cannot be decoded.
+bool IsCACertificate(PCCERT_CONTEXT certificate);
