@@ -2,7 +2,6 @@
 // question with it. A row says what a parameter is for a session key, and what it is for any other key: the key pair of
 // the context or an imported public key.
 #include "common/SortedTable.h"
-#include "entry/DataKey.h"
 #include "entry/ProviderInterface.h"
 #include "entry/keyparam/KeyParamBytes.h"
 #include "entry/keyparam/KeyParamCall.h"

@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "common/SortedTable.h"
-#include "entry/DataKey.h"
 #include "entry/EncodedLength.h"
 #include "entry/ParamCall.h"
 #include "entry/ProviderInterface.h"

@@ -1,7 +1,6 @@
 // CPVerifySignature: whether a signature is that of a hash.
 #include <vector>
 
-#include "entry/DataKey.h"
 #include "entry/EntryFrame.h"
 #include "entry/HashBytes.h"
 #include "entry/ProviderInterface.h"

@@ -11,7 +11,7 @@ cryptoki/Cryptoki.cpp g_cryptokiLog
 cryptoki/CryptokiObject.cpp g_objectLog
 cryptoki/CryptokiObjects.cpp g_objectLog
 cryptoki/PrivateKey.cpp g_objectLog
-cryptoki/Session.cpp g_sessionLog
+cryptoki/SessionObjects.cpp g_sessionLog
 dialogs/CLoginEX.cpp g_loginLog
 dialogs/unreached/CChangePwdDlg.cpp g_changePwdLog
 entry g_entryLog
