@@ -11,13 +11,11 @@
 #include "context/KeyTemplates.h"
 #include "context/LoggedInSession.h"
 #include "cryptoki/CryptokiError.h"
+#include "cryptoki/ModuleLimits.h"
 #include "log/Logs.h"
 #include "objects/KeyValue.h"
 
 namespace {
-
-// A module that claims more for a key is not believed.
-constexpr CK_ULONG kMaxKeyLength = CK_ULONG{16} * 1024 * 1024;
 
 [[noreturn]] void FailBadBlob() { throw CCSPContextError("Blob Length is invalid", NTE_BAD_DATA); }
 
@@ -38,7 +36,7 @@ KeyValue DecryptKey(Session& session, BYTE* encrypted, DWORD length) {
   g_contextLog.WriteLine("Decrypt");
   CK_ULONG allocated = 0;
   session.Decrypt(encrypted, length, nullptr, &allocated);
-  if (allocated > kMaxKeyLength) throw CryptokiError(CKR_GENERAL_ERROR);
+  if (allocated > kMaxValueLength) throw CryptokiError(CKR_GENERAL_ERROR);
   KeyValue plain{WipedBuffer(allocated), 0};
   g_contextLog.WriteLine("Decrypt 2");
   // Required: the same operation once more. A question for the length does not end it.
