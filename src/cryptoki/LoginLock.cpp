@@ -1,10 +1,20 @@
 #include "cryptoki/LoginLock.h"
 
+#include "common/Platform.h"
+
 #include <atomic>
 #include <thread>
 #include <utility>
 
 namespace {
+
+// Asking for the thread's id clears the last error on Windows, which a caller of the provider may be about to read.
+std::thread::id ThisThread() {
+  const DWORD lastError = GetLastError();
+  const std::thread::id id = std::this_thread::get_id();
+  SetLastError(lastError);
+  return id;
+}
 
 struct State {
   std::mutex mutex;
@@ -19,12 +29,12 @@ State& TheState() {
   return state;
 }
 
-bool IsOwner() { return TheState().owner == std::this_thread::get_id(); }
+bool IsOwner() { return TheState().owner == ThisThread(); }
 
 void Take(unsigned holds) {
   State& state = TheState();
   state.mutex.lock();
-  state.owner = std::this_thread::get_id();
+  state.owner = ThisThread();
   state.holds = holds;
 }
 

@@ -248,6 +248,7 @@ TEST_F(WindowsFaceTest, ADigest) {
   ASSERT_EQ(CKR_OK, w.C_DigestInit(session, &sha));
   ASSERT_EQ(CKR_OK, w.C_Digest(session, BytesOf(data), 3, BytesOf(digest), &length));
   EXPECT_EQ(FromHex("a9993e364706816aba3e25717850c26c9cd0d89d"), digest);
+  ASSERT_EQ(CKR_OK, w.C_DigestInit(session, &sha));
   EXPECT_EQ(CKR_ARGUMENTS_BAD, w.C_Digest(session, BytesOf(data), 3, BytesOf(digest), nullptr));
 }
 
