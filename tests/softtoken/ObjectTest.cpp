@@ -52,6 +52,8 @@ TEST_F(LoggedOutTest, APrivateKeyIsNotUsed) {
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN,
             f.C_DeriveKey(session, &rsa, pair.privateKey, secret.Data(), secret.Count(), &made));
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, f.C_WrapKey(session, &rsa, pair.publicKey, pair.privateKey, wrapped, &length));
+  CK_MECHANISM sha = {CKM_SHA_1, nullptr, 0};
+  ASSERT_EQ(CKR_OK, f.C_DigestInit(session, &sha));
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, f.C_DigestKey(session, pair.privateKey));
 }
 
