@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Failure.h"
+#include "SharedNames.h"
 
 namespace softtoken {
 

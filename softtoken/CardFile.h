@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "Secret.h"
+#include "SharedNames.h"
 
 namespace softtoken {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "Secret.h"
+#include "SharedNames.h"
 
 namespace softtoken {
 

@@ -1,6 +1,6 @@
 // The entries of SoftToken that make keys, wrap keys and begin digests.
+#include "SharedNames.h"
 #include "SoftToken.h"
-#include "Templates.h"
 
 namespace softtoken {
 

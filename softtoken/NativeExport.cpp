@@ -1,5 +1,5 @@
 // The one exported function of the shared library.
-#include "NativeTable.h"
+#include "SharedNames.h"
 
 extern "C" CK_RV C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR functionList) {
   return softtoken::NativeTable().standard.C_GetFunctionList(functionList);

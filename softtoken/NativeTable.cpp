@@ -1,5 +1,3 @@
-#include "NativeTable.h"
-
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -8,6 +6,7 @@
 #include <utility>
 
 #include "Settings.h"
+#include "SharedNames.h"
 #include "SoftToken.h"
 
 namespace softtoken {
@@ -141,10 +140,9 @@ ExtendedFunctionList MakeTable() {
 }
 
 }  // namespace
+}  // namespace softtoken
 
-ExtendedFunctionList& NativeTable() {
-  static ExtendedFunctionList table = MakeTable();
+ExtendedFunctionList& pkcs11::NativeTable() {
+  static ExtendedFunctionList table = softtoken::MakeTable();
   return table;
 }
-
-}  // namespace softtoken

@@ -6,7 +6,7 @@
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
 
-#include "Failure.h"
+#include "SharedNames.h"
 
 namespace softtoken {
 namespace {

@@ -5,7 +5,7 @@
 #include <openssl/types.h>
 #include <optional>
 
-#include "Secret.h"
+#include "SharedNames.h"
 #include "cryptoki/Pkcs11.h"
 
 namespace softtoken {

@@ -4,8 +4,8 @@
 #include <iterator>
 #include <tuple>
 
+#include "SharedNames.h"
 #include "SoftToken.h"
-#include "Templates.h"
 
 namespace softtoken {
 namespace {

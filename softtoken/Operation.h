@@ -5,8 +5,8 @@
 #include <memory>
 #include <type_traits>
 
-#include "Failure.h"
 #include "Oaep.h"
+#include "SharedNames.h"
 #include "cryptoki/Pkcs11.h"
 
 namespace softtoken {

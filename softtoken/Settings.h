@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Secret.h"
+#include "SharedNames.h"
 
 namespace softtoken {
 

@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <vector>
 
-#include "Failure.h"
 #include "Files.h"
+#include "SharedNames.h"
 
 namespace softtoken {
 namespace {

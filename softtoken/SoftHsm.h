@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "Secret.h"
+#include "SharedNames.h"
 #include "cryptoki/Pkcs11.h"
 
 namespace softtoken {

@@ -9,12 +9,11 @@
 #include <vector>
 
 #include "Card.h"
-#include "Failure.h"
 #include "KeyTraits.h"
-#include "Mechanisms.h"
 #include "Operation.h"
 #include "PcscReaders.h"
 #include "Settings.h"
+#include "SharedNames.h"
 #include "SoftHsm.h"
 #include "VirtualAttributes.h"
 

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "ProviderTemplates.h"
-#include "Templates.h"
+#include "SharedNames.h"
 #include "TokenTest.h"
 #include "VirtualAttributes.h"
 

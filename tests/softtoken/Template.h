@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "WindowsTypes.h"
+#include "pkcs11/WindowsTypes.h"
 
 namespace softtoken::testing {
 
@@ -41,7 +41,7 @@ class BasicTemplate {
 };
 
 using Template = BasicTemplate<CK_ULONG, CK_ATTRIBUTE>;
-using WindowsTemplate = BasicTemplate<windows::Number, windows::Attribute>;
+using WindowsTemplate = BasicTemplate<pkcs11::windows::Number, pkcs11::windows::Attribute>;
 
 inline std::string FromHex(std::string_view hex) {
   std::string bytes;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "NativeTable.h"
+#include "SharedNames.h"
 #include "Template.h"
 
 namespace softtoken::testing {

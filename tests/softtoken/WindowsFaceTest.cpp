@@ -5,11 +5,13 @@
 #include "ProviderTemplates.h"
 #include "TokenTest.h"
 #include "Verifier.h"
-#include "WindowsAttributes.h"
-#include "WindowsFace.h"
-#include "WindowsMechanism.h"
+#include "pkcs11/WindowsAttributes.h"
+#include "pkcs11/WindowsFace.h"
+#include "pkcs11/WindowsMechanism.h"
 
 namespace softtoken::testing {
+
+namespace windows = pkcs11::windows;
 namespace {
 
 using windows::Attribute;

@@ -1,10 +1,10 @@
-#include "WindowsMechanism.h"
+#include "pkcs11/WindowsMechanism.h"
 
 #include <cstring>
 
-#include "Mechanisms.h"
+#include "pkcs11/Mechanisms.h"
 
-namespace softtoken::windows {
+namespace pkcs11::windows {
 namespace {
 
 CK_RSA_PKCS_OAEP_PARAMS NativeOf(const OaepParameters& parameters) {
@@ -54,4 +54,4 @@ MechanismIn::MechanismIn(const Mechanism* mechanism) : m_given(mechanism != null
   }
 }
 
-}  // namespace softtoken::windows
+}  // namespace pkcs11::windows

@@ -1,9 +1,9 @@
 // Mechanisms between the Windows layout and the native one.
 #pragma once
 
-#include "WindowsTypes.h"
+#include "pkcs11/WindowsTypes.h"
 
-namespace softtoken::windows {
+namespace pkcs11::windows {
 
 // MechanismIn is the native form of a mechanism. Initial vectors and the source data of OAEP are not copied.
 //
@@ -31,4 +31,4 @@ class MechanismIn {
   } m_parameters = {};
 };
 
-}  // namespace softtoken::windows
+}  // namespace pkcs11::windows

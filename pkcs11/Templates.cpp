@@ -1,11 +1,11 @@
-#include "Templates.h"
+#include "pkcs11/Templates.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "Failure.h"
+#include "pkcs11/Failure.h"
 
-namespace softtoken {
+namespace pkcs11 {
 namespace {
 
 // Classes of objects, as bits.
@@ -178,4 +178,4 @@ std::vector<CK_ATTRIBUTE> TemplateFor(Making making, CK_OBJECT_CLASS objectClass
   return filtered;
 }
 
-}  // namespace softtoken
+}  // namespace pkcs11

@@ -4,10 +4,10 @@
 #include <optional>
 #include <vector>
 
-#include "Failure.h"
 #include "cryptoki/Pkcs11.h"
+#include "pkcs11/Failure.h"
 
-namespace softtoken {
+namespace pkcs11 {
 
 // The parameter of a mechanism.
 enum class Parameter {
@@ -41,4 +41,4 @@ inline void CheckMechanism(const CK_MECHANISM* mechanism) {
 // Offered returns those of `types` that the card offers, in the order of the card's own table.
 std::vector<CK_MECHANISM_TYPE> Offered(const std::vector<CK_MECHANISM_TYPE>& types);
 
-}  // namespace softtoken
+}  // namespace pkcs11

@@ -1,8 +1,8 @@
-#include "Mechanisms.h"
+#include "pkcs11/Mechanisms.h"
 
 #include <algorithm>
 
-namespace softtoken {
+namespace pkcs11 {
 namespace {
 
 enum class Key { Rsa, Other };
@@ -128,4 +128,4 @@ std::vector<CK_MECHANISM_TYPE> Offered(const std::vector<CK_MECHANISM_TYPE>& typ
   return offered;
 }
 
-}  // namespace softtoken
+}  // namespace pkcs11

@@ -3,9 +3,9 @@
 
 #include <vector>
 
-#include "WindowsTypes.h"
+#include "pkcs11/WindowsTypes.h"
 
-namespace softtoken::windows {
+namespace pkcs11::windows {
 
 // The kinds of attribute values, as far as the two layouts differ.
 enum class ValueKind {
@@ -66,4 +66,4 @@ inline Number Narrowed(CK_ULONG value) { return value < kUnavailable ? static_ca
 // Widened returns a 32-bit number as a native one; all ones stay all ones.
 inline CK_ULONG Widened(Number value) { return value == kUnavailable ? CK_UNAVAILABLE_INFORMATION : value; }
 
-}  // namespace softtoken::windows
+}  // namespace pkcs11::windows

@@ -1,9 +1,9 @@
-// How refusals are reported inside the software token.
+// How refusals are reported inside the modules.
 #pragma once
 
 #include "cryptoki/Pkcs11.h"
 
-namespace softtoken {
+namespace pkcs11 {
 
 // Failure is thrown, by value, where something is refused. The entry catches it and returns its CK_RV.
 struct Failure {
@@ -14,7 +14,7 @@ inline void Require(bool condition, CK_RV code) {
   if (!condition) throw Failure{code};
 }
 
-// Check throws any result of a call to SoftHSM other than CKR_OK.
+// Check throws any result of a call other than CKR_OK.
 inline void Check(CK_RV result) { Require(result == CKR_OK, result); }
 
-}  // namespace softtoken
+}  // namespace pkcs11

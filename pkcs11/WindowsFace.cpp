@@ -1,4 +1,4 @@
-#include "WindowsFace.h"
+#include "pkcs11/WindowsFace.h"
 
 #include <algorithm>
 #include <cstring>
@@ -6,12 +6,12 @@
 #include <new>
 #include <vector>
 
-#include "Failure.h"
-#include "NativeTable.h"
-#include "WindowsAttributes.h"
-#include "WindowsMechanism.h"
+#include "pkcs11/Failure.h"
+#include "pkcs11/NativeTable.h"
+#include "pkcs11/WindowsAttributes.h"
+#include "pkcs11/WindowsMechanism.h"
 
-namespace softtoken::windows {
+namespace pkcs11::windows {
 namespace {
 
 CK_FUNCTION_LIST& Native() { return NativeTable().standard; }
@@ -388,4 +388,4 @@ FunctionList& Table() {
   return table;
 }
 
-}  // namespace softtoken::windows
+}  // namespace pkcs11::windows

@@ -1,13 +1,18 @@
-// Bytes that must be wiped after use: PINs, the key of a card's store, and strings that contain them.
+// Bytes that must be wiped after use: PINs, keys, and strings that contain them.
 #pragma once
 
 #include <cstddef>
 #include <memory>
-#include <openssl/crypto.h>
 #include <string_view>
 #include <vector>
 
-namespace softtoken {
+namespace pkcs11 {
+
+// Wipe overwrites memory with zero. The compiler cannot leave it out.
+inline void Wipe(void* memory, std::size_t length) {
+  volatile unsigned char* byte = static_cast<unsigned char*>(memory);
+  while (length-- != 0) *byte++ = 0;
+}
 
 // WipingAllocator overwrites memory before it is released. So a vector that grows leaves no copy in memory.
 template <typename T>
@@ -20,7 +25,7 @@ struct WipingAllocator {
 
   T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
   void deallocate(T* memory, std::size_t count) {
-    OPENSSL_cleanse(memory, count * sizeof(T));
+    Wipe(memory, count * sizeof(T));
     std::allocator<T>().deallocate(memory, count);
   }
 
@@ -37,4 +42,4 @@ inline std::string_view TextOf(const Secret& secret) {
   return {reinterpret_cast<const char*>(secret.data()), secret.size()};
 }
 
-}  // namespace softtoken
+}  // namespace pkcs11

@@ -1,11 +1,11 @@
-#include "WindowsAttributes.h"
+#include "pkcs11/WindowsAttributes.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "Failure.h"
+#include "pkcs11/Failure.h"
 
-namespace softtoken::windows {
+namespace pkcs11::windows {
 namespace {
 
 constexpr CK_ATTRIBUTE_TYPE kNumbers[] = {
@@ -141,4 +141,4 @@ void TemplateOut::FinishOne(Attribute& attribute, const Item& item, CK_RV& resul
   attribute.ulValueLen = static_cast<Number>(count * sizeof(Number));
 }
 
-}  // namespace softtoken::windows
+}  // namespace pkcs11::windows

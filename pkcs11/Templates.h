@@ -5,7 +5,7 @@
 
 #include "cryptoki/Pkcs11.h"
 
-namespace softtoken {
+namespace pkcs11 {
 
 // How an object is made.
 enum class Making { Created, Generated, Unwrapped, Derived };
@@ -28,4 +28,4 @@ bool AsksFor(const CK_ATTRIBUTE* attributes, CK_ULONG count, CK_ATTRIBUTE_TYPE t
 std::vector<CK_ATTRIBUTE> TemplateFor(Making making, CK_OBJECT_CLASS objectClass, const CK_ATTRIBUTE* attributes,
                                       CK_ULONG count);
 
-}  // namespace softtoken
+}  // namespace pkcs11

@@ -11,7 +11,7 @@
 // The attribute is part of a function's type, and both compilers expect it in this place.
 #define TELVO_WINDOWS_ABI __attribute__((ms_abi))
 
-namespace softtoken::windows {
+namespace pkcs11::windows {
 
 using Number = std::uint32_t;
 
@@ -194,4 +194,4 @@ static_assert(sizeof(InitializeArguments) == 44);
 static_assert(offsetof(FunctionList, C_Initialize) == 2, "the entries come directly after the version");
 static_assert(offsetof(FunctionList, C_LoginExtended) == 2 + 72 * sizeof(void*), "entry 72, counted from zero");
 
-}  // namespace softtoken::windows
+}  // namespace pkcs11::windows

@@ -1,0 +1,7 @@
+// The one exported function of the Wine library; telvopkcs11.def gives it its public name.
+#include "pkcs11/WindowsFace.h"
+
+extern "C" pkcs11::windows::Number TELVO_WINDOWS_ABI
+WindowsGetFunctionList(pkcs11::windows::FunctionList** functionList) {
+  return pkcs11::windows::Table().C_GetFunctionList(functionList);
+}
