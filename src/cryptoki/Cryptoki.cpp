@@ -12,7 +12,7 @@
 namespace {
 
 // Guards the lists and the last result: all contexts share one object.
-std::mutex g_mutex;
+std::mutex g_moduleMutex;
 
 }  // namespace
 
@@ -28,13 +28,13 @@ void Cryptoki::Keep(CK_RV result) {
 }
 
 void Cryptoki::Initialize() {
-  const std::lock_guard<std::mutex> lock(g_mutex);
+  const std::lock_guard<std::mutex> lock(g_moduleMutex);
   m_lastResult = Module().C_Initialize(nullptr);
   if (m_lastResult != CKR_CRYPTOKI_ALREADY_INITIALIZED) Check(m_lastResult);
 }
 
 CryptokiInfo Cryptoki::GetInfo() {
-  const std::lock_guard<std::mutex> lock(g_mutex);
+  const std::lock_guard<std::mutex> lock(g_moduleMutex);
   CK_INFO raw = {};
   Keep(Module().C_GetInfo(&raw));
   CryptokiInfo info;
@@ -57,7 +57,7 @@ std::list<Slot> Cryptoki::GetAllSlots() {
 
 template <typename ReadInfo>
 std::list<Slot> Cryptoki::ListSlots(CK_BBOOL tokenPresent, std::list<Slot>& slots, ReadInfo readInfo) {
-  const std::lock_guard<std::mutex> lock(g_mutex);
+  const std::lock_guard<std::mutex> lock(g_moduleMutex);
   CryptokiInterface& module = Module();
   CK_ULONG count = 0;
   Keep(module.C_GetSlotList(tokenPresent, nullptr, &count));

@@ -15,12 +15,12 @@ using namespace keyparam;
 
 // What a parameter is for one kind of key: a function, or a refusal in its place.
 struct Action {
-  Outcome (*function)(const Call& call);
+  Outcome (*function)(const KeyParamCall& call);
   const char* refusal;
   DWORD code;
 };
 
-constexpr Action Do(Outcome (*function)(const Call& call)) { return {function, nullptr, 0}; }
+constexpr Action Do(Outcome (*function)(const KeyParamCall& call)) { return {function, nullptr, 0}; }
 
 template <typename Code>
 constexpr Action Refused(const char* line, Code code) {
@@ -87,20 +87,20 @@ static_assert(IsAscending(kReadRows), "FindRow searches by bisection");
 
 // Null is a parameter that has no row.
 template <typename Row>
-Outcome Run(const Row* row, const Call& call) {
+Outcome Run(const Row* row, const KeyParamCall& call) {
   if (row == nullptr) return call.frame.Refuse("\nCPGetKeyParam Error: dwParam not supported", NTE_BAD_TYPE);
   const Action& action = call.sessionKey ? row->sessionKey : row->otherKey;
   if (action.function == nullptr) return call.frame.Refuse(action.refusal, action.code);
   return action.function(call);
 }
 
-BOOL Ask(const Call& call, DWORD param) {
+BOOL Ask(const KeyParamCall& call, DWORD param) {
   if (const Outcome end = Run(FindRow(kAskRows, param), call)) return *end;
   g_entryLog.WriteHex("\npbData is NULL. pcDataLen is set to: ", *call.length, true);
   return call.frame.Succeed();
 }
 
-BOOL Read(Call& call, DWORD param) {
+BOOL Read(KeyParamCall& call, DWORD param) {
   const ReadRow* const row = FindRow(kReadRows, param);
   if (row != nullptr) {
     call.smallBufferLine = row->smallBufferLine;
@@ -111,7 +111,7 @@ BOOL Read(Call& call, DWORD param) {
 }
 
 // Finds out which key is asked. A look-up that fails has its line in the log, even if the next one succeeds.
-Outcome FindKey(Call& call, HCRYPTKEY handle) {
+Outcome FindKey(KeyParamCall& call, HCRYPTKEY handle) {
   if (call.context.IsKeyPair(handle)) return kGoOn;
   try {
     call.sessionKey = call.context.GetSecretKey(static_cast<DWORD>(handle));
@@ -139,7 +139,7 @@ BOOL WINAPI CPGetKeyParam(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD dwParam, BYTE*
   frame.LogNumber("\tDataLen:", *pcbDataLen);
   if (dwFlags != 0) return frame.Refuse("\nCPGetKeyParam Error: Invalid dwFlags ", NTE_BAD_FLAGS);
   return frame.WithContext(hProv, [&](CCSPContext& context) -> BOOL {
-    Call call = {{frame, context}, pbData, pcbDataLen, {}};
+    KeyParamCall call = {{frame, context}, pbData, pcbDataLen, {}};
     if (const Outcome end = FindKey(call, hKey)) return *end;
     return pbData == nullptr ? Ask(call, dwParam) : Read(call, dwParam);
   });

@@ -17,20 +17,20 @@ using namespace provparam;
 // Answers of a fixed size, and of a fixed value.
 
 template <DWORD size>
-Outcome FixedSize(Call& call) {
+Outcome FixedSize(ProvParamCall& call) {
   call.size = size;
   return kGoOn;
 }
 
 template <DWORD value>
-Outcome WriteNumber(Call& call) {
+Outcome WriteNumber(ProvParamCall& call) {
   const DWORD number = value;
   std::memcpy(call.data, &number, sizeof(number));
   return kGoOn;
 }
 
 // Required: the caller gets 0, whatever the flags of the context are. The log shows them.
-Outcome WriteKeysetType(Call& call) {
+Outcome WriteKeysetType(ProvParamCall& call) {
   g_entryLog.WriteLine("\nCPGetProvParam PP_KEYSET_TYPE");
   const DWORD type = call.context.GetFlags() & CRYPT_MACHINE_KEYSET;
   std::memcpy(call.ownBytes.data(), &type, sizeof(type));
@@ -41,22 +41,22 @@ Outcome WriteKeysetType(Call& call) {
 // Parameters without an answer.
 
 // Required: the result is the code, which the caller takes for a success. No last error is set.
-Outcome RefuseKeyExchangePIN(Call& /*call*/) {
+Outcome RefuseKeyExchangePIN(ProvParamCall& /*call*/) {
   g_entryLog.WriteLine("PP_KEYEXCHANGE_PIN not supported");
   return static_cast<BOOL>(NTE_BAD_TYPE);
 }
 
-Outcome AcceptHardwareRNG(Call& call) {
+Outcome AcceptHardwareRNG(ProvParamCall& call) {
   return call.frame.SucceedWith("\nCPGetProvParam Success. PP_USE_HARDWARE_RNG supported");
 }
 
-struct Row {
+struct ProvParamRow {
   DWORD key;
-  Outcome (*measure)(Call& call);
-  Outcome (*write)(Call& call);  // null when the first step ends the function
+  Outcome (*measure)(ProvParamCall& call);
+  Outcome (*write)(ProvParamCall& call);  // null when the first step ends the function
 };
 
-constexpr Row kRows[] = {
+constexpr ProvParamRow kProvParamRows[] = {
     {PP_ENUMALGS, FixedSize<sizeof(PROV_ENUMALGS)>, WriteAlgorithm},
     {PP_ENUMCONTAINERS, MeasureNextContainer, WriteNextContainer},
     {PP_IMPTYPE, FixedSize<4>, WriteNumber<CRYPT_IMPL_MIXED | CRYPT_IMPL_REMOVABLE>},
@@ -79,9 +79,9 @@ constexpr Row kRows[] = {
     {PP_SMARTCARD_GUID, FixedSize<16>, WriteCardSerial},
     {PP_ROOT_CERTSTORE, FixedSize<8>, WriteRootStore},
 };
-static_assert(IsAscending(kRows), "FindRow searches by bisection");
+static_assert(IsAscending(kProvParamRows), "FindRow searches by bisection");
 
-BOOL Answer(Call& call, const Row& row) {
+BOOL Answer(ProvParamCall& call, const ProvParamRow& row) {
   if (const Outcome end = row.measure(call)) return *end;
   if (call.data == nullptr) {
     *call.length = call.size;
@@ -112,8 +112,8 @@ BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD*
     return frame.RefuseNumber("\nCPGetProvParam Error: Unsupported Flag(s): ", dwFlags, NTE_BAD_FLAGS);
   }
   g_entryLog.WriteHex("\ndwParam: ", dwParam, true);
-  const Row* const row = FindRow(kRows, dwParam);
+  const ProvParamRow* const row = FindRow(kProvParamRows, dwParam);
   if (row == nullptr) return frame.Refuse("\nCPGetProvParam dwParam not supported", NTE_BAD_TYPE);
-  Call call = {{frame, *context}, pbData, pcbDataLen, dwFlags, 0, {}, {}, pbData};
+  ProvParamCall call = {{frame, *context}, pbData, pcbDataLen, dwFlags, 0, {}, {}, pbData};
   return Answer(call, *row);
 }

@@ -80,7 +80,7 @@ Outcome WriteCertificate(const Call& call) {
   return kGoOn;
 }
 
-struct Row {
+struct KeyParamRow {
   DWORD key;
   Outcome (*sessionKey)(const Call& call);
   Outcome (*keyPair)(const Call& call);  // null: refused
@@ -88,7 +88,7 @@ struct Row {
 };
 
 // Required: the key pair accepts some parameters that it cannot have. They have no effect.
-constexpr Row kRows[] = {
+constexpr KeyParamRow kKeyParamRows[] = {
     {KP_IV, SetIV, nullptr, "CPSetKeyParam Error: KP_IV valid only on Symmetric Keys"},
     {KP_SALT, AddSalt, nullptr, "CPSetKeyParam Error: KP_SALT valid only on Symmetric Keys"},
     {KP_PADDING, SetPadding, SetPadding, nullptr},
@@ -99,10 +99,10 @@ constexpr Row kRows[] = {
     {KP_EFFECTIVE_KEYLEN, Nothing, Nothing, nullptr},
     {KP_CERTIFICATE, WriteCertificate, WriteCertificate, nullptr},
 };
-static_assert(IsAscending(kRows), "FindRow searches by bisection");
+static_assert(IsAscending(kKeyParamRows), "FindRow searches by bisection");
 
 BOOL Set(const Call& call, DWORD param) {
-  const Row* const row = FindRow(kRows, param);
+  const KeyParamRow* const row = FindRow(kKeyParamRows, param);
   if (row == nullptr) return call.frame.Refuse("\nCPSetKeyParam Error: Bad key type", NTE_BAD_TYPE);
   const auto action = call.sessionKey ? row->sessionKey : row->keyPair;
   if (action == nullptr) return call.frame.Refuse(row->refusal, NTE_BAD_TYPE);

@@ -10,7 +10,7 @@ bool RemovePKCSPadding(BYTE* data, DWORD* length) {
   const BYTE count = data[*length - 1];
   if (count == 0 || count > *length) return false;
   BYTE* const padding = data + (*length - count);
-  if (!std::all_of(padding, padding + count, [count](BYTE byte) { return byte == count; })) return false;
+  if (!std::all_of(padding, padding + count, [count](BYTE value) { return value == count; })) return false;
   WipeMemory(padding, count);
   *length -= count;
   return true;

@@ -2,11 +2,11 @@
 
 namespace {
 
-constexpr DWORD kKeyLength = 24;
+constexpr DWORD kTripleDESKeyLength = 24;
 
 }  // namespace
 
-C3DESKey::C3DESKey() : CDESKey(CALG_3DES, kKeyLength) {}
+C3DESKey::C3DESKey() : CDESKey(CALG_3DES, kTripleDESKeyLength) {}
 C3DESKey::~C3DESKey() = default;
 
 void C3DESKey::SetMode(DWORD mode) { SetTripleMode(mode); }

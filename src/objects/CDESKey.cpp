@@ -4,15 +4,15 @@
 
 namespace {
 
-constexpr DWORD kKeyLength = 8;
-constexpr DWORD kBlockLength = 8;
-constexpr DWORD kBlockBits = 64;
-constexpr DWORD kFeedbackBits = 8;
+constexpr DWORD kDESKeyLength = 8;
+constexpr DWORD kDESBlockLength = 8;
+constexpr DWORD kDESBlockBits = 64;
+constexpr DWORD kDESFeedbackBits = 8;
 
 }  // namespace
 
-CDESKey::CDESKey() : CDESKey(CALG_DES, kKeyLength) {}
-CDESKey::CDESKey(ALG_ID algorithm, DWORD keyLength) : CCSPSecretKey(algorithm, keyLength, kBlockBits) {}
+CDESKey::CDESKey() : CDESKey(CALG_DES, kDESKeyLength) {}
+CDESKey::CDESKey(ALG_ID algorithm, DWORD keyLength) : CCSPSecretKey(algorithm, keyLength, kDESBlockBits) {}
 CDESKey::~CDESKey() = default;
 
 void CDESKey::SetAlgID(DWORD /*algorithm*/) {}
@@ -23,12 +23,12 @@ void CDESKey::SetMode(DWORD mode) {
   CCSPSecretKey::SetMode(mode);
   switch (mode) {
     case CRYPT_MODE_CBC:
-      return UseMode(kBlockBits, CKM_DES_CBC, kBlockLength);
+      return UseMode(kDESBlockBits, CKM_DES_CBC, kDESBlockLength);
     case CRYPT_MODE_ECB:
-      return UseMode(kBlockBits, CKM_DES_ECB, 0);
+      return UseMode(kDESBlockBits, CKM_DES_ECB, 0);
     case CRYPT_MODE_OFB:
     case CRYPT_MODE_CFB:
-      return UseMode(kFeedbackBits, CKM_DES_CBC, kBlockLength);
+      return UseMode(kDESFeedbackBits, CKM_DES_CBC, kDESBlockLength);
     default:
       return;
   }
@@ -49,7 +49,7 @@ void CDESKey::SetTripleMode(DWORD mode) {
 }
 
 void CDESKey::SetIV(const BYTE* iv, DWORD length) {
-  if (iv == nullptr || length != kBlockLength) {
+  if (iv == nullptr || length != kDESBlockLength) {
     throw CCSPContextError("Initial Vector should be 8 for DES Keys", NTE_BAD_DATA);
   }
   UseIV(iv, length);

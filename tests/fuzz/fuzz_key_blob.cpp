@@ -6,12 +6,12 @@
 #include <fuzzer/FuzzedDataProvider.h>
 #include <memory>
 
-#include "KeyBlobBytes.h"
-#include "ScriptedModule.h"
 #include "common/CCSPContextError.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
 #include "log/Logs.h"
+#include "module/KeyBlobBytes.h"
+#include "module/ScriptedModule.h"
 #include "objects/CCSPSecretKeyFactory.h"
 
 namespace {

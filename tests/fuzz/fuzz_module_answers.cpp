@@ -7,9 +7,9 @@
 #include <fuzzer/FuzzedDataProvider.h>
 #include <stdexcept>
 
-#include "ScriptedModule.h"
 #include "cryptoki/Cryptoki.h"
 #include "cryptoki/CryptokiError.h"
+#include "module/ScriptedModule.h"
 
 namespace {
 

@@ -4,14 +4,14 @@
 #include <cstdint>
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include "ScriptedClock.h"
-#include "ScriptedModule.h"
 #include "common/CCSPContextError.h"
 #include "cryptoki/CryptokiError.h"
 #include "cryptoki/Session.h"
 #include "cryptoki/Token.h"
 #include "log/Logs.h"
+#include "module/ScriptedModule.h"
 #include "objects/CCSPSecretKeyFactory.h"
+#include "platform/ScriptedClock.h"
 
 namespace {
 

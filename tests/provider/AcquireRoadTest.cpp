@@ -4,8 +4,8 @@
 #include <array>
 #include <gtest/gtest.h>
 
-#include "LogLines.h"
 #include "RoadTest.h"
+#include "fixtures/LogLines.h"
 
 namespace {
 
@@ -78,78 +78,75 @@ const Calls kCalls = {
 
 // The lines of a list of certificates that are read without their keys.
 std::string BareCertificates() {
-  return LogLine("GetCertificates - Entry") + LogLine("GetCertificates - iteration begins") +
-         LogValue("Iteration: ", "1") + LogLine("GetCertificates - Enter") +
-         LogLine("GetCertificates - Get bare info") + LogValue("Iteration: ", "2") +
-         LogValue("Object is not certificate. Object class: ", "2") + LogValue("Iteration: ", "3") +
-         LogValue("Object is not certificate. Object class: ", "3") + LogLine("GetCertificates - Exit");
+  return Line("GetCertificates - Entry") + Line("GetCertificates - iteration begins") + Value("Iteration: ", "1") +
+         Line("GetCertificates - Enter") + Line("GetCertificates - Get bare info") + Value("Iteration: ", "2") +
+         Value("Object is not certificate. Object class: ", "2") + Value("Iteration: ", "3") +
+         Value("Object is not certificate. Object class: ", "3") + Line("GetCertificates - Exit");
 }
 
 std::string LinkedKey() {
-  return LogLine("Trying to get ID length") + LogLine("Trying to get ID") +
-         LogLine("Trying to find matching ID from certificate list") + LogLine("Object found. Certificate exists") +
-         LogLine("Cert does not exist");
+  return Line("Trying to get ID length") + Line("Trying to get ID") +
+         Line("Trying to find matching ID from certificate list") + Line("Object found. Certificate exists") +
+         Line("Cert does not exist");
 }
 
 std::string Keys() {
-  return BareCertificates() + LogLine("GetPrivateKeys::Iterating through objects") + LogValue("Iteration: ", "1") +
-         LogValue("Iteration: ", "2") + LogValue("Iteration: ", "3") + LinkedKey() +
+  return BareCertificates() + Line("GetPrivateKeys::Iterating through objects") + Value("Iteration: ", "1") +
+         Value("Iteration: ", "2") + Value("Iteration: ", "3") + LinkedKey() +
 
-         BareCertificates() + LogLine("GetPrivateKeys::Iterating through objects") + LogValue("Iteration: ", "1") +
-         LogValue("Iteration: ", "2") + LinkedKey() + LogValue("Iteration: ", "3");
+         BareCertificates() + Line("GetPrivateKeys::Iterating through objects") + Value("Iteration: ", "1") +
+         Value("Iteration: ", "2") + LinkedKey() + Value("Iteration: ", "3");
 }
 
 std::string Modulus() {
-  const std::string start = LogLine("GetModulus - Entry") + LogLine("GetModulus - Check attrList.size()") +
-                            LogLine("GetModulus - Iterating through attribute list") +
-                            LogLine("GetModulus - ATTR_MODULUS Found");
-  return LogLine("GetCertificates - Getting private key modulus length") + start +
-         LogLine("GetModulus - pModulus is NULL, returning ulModulusLen") + LogLine("GetModulus - Exit") +
-         LogLine("GetCertificates - Getting private key modulus") + start +
-         LogLine("GetModulus - Trying to get Modulus") + LogLine("GetModulus - Copying modulus") +
-         LogLine("GetModulus - Exit: pModulus retrieved");
+  const std::string start = Line("GetModulus - Entry") + Line("GetModulus - Check attrList.size()") +
+                            Line("GetModulus - Iterating through attribute list") +
+                            Line("GetModulus - ATTR_MODULUS Found");
+  return Line("GetCertificates - Getting private key modulus length") + start +
+         Line("GetModulus - pModulus is NULL, returning ulModulusLen") + Line("GetModulus - Exit") +
+         Line("GetCertificates - Getting private key modulus") + start + Line("GetModulus - Trying to get Modulus") +
+         Line("GetModulus - Copying modulus") + Line("GetModulus - Exit: pModulus retrieved");
 }
 
 std::string LinkedCertificates() {
-  return LogLine("GetCertificates - Entry") + Keys() + LogLine("GetCertificates - iteration begins") +
-         LogValue("Iteration: ", "1") + LogLine("GetCertificates - Enter") +
-         LogLine("GetCertificates - Get bare info") + LogLine("GetCertificates - Getting certificate ID length") +
-         LogLine("GetCertificates - Getting certificate ID length") +
-         LogLine("GetCertificates - Trying to find matching private key") +
-         LogLine("\nPrivate key exist for this Certificate") + Modulus() +
-         LogLine("GetCertificates - Trying to find matching public key") +
-         LogLine("\nPublic key exist for this Certificate") + LogValue("Iteration: ", "2") +
-         LogValue("Object is not certificate. Object class: ", "2") + LogValue("Iteration: ", "3") +
-         LogValue("Object is not certificate. Object class: ", "3") + LogLine("GetCertificates - Exit");
+  return Line("GetCertificates - Entry") + Keys() + Line("GetCertificates - iteration begins") +
+         Value("Iteration: ", "1") + Line("GetCertificates - Enter") + Line("GetCertificates - Get bare info") +
+         Line("GetCertificates - Getting certificate ID length") +
+         Line("GetCertificates - Getting certificate ID length") +
+         Line("GetCertificates - Trying to find matching private key") +
+         Line("\nPrivate key exist for this Certificate") + Modulus() +
+         Line("GetCertificates - Trying to find matching public key") +
+         Line("\nPublic key exist for this Certificate") + Value("Iteration: ", "2") +
+         Value("Object is not certificate. Object class: ", "2") + Value("Iteration: ", "3") +
+         Value("Object is not certificate. Object class: ", "3") + Line("GetCertificates - Exit");
 }
 
 // What comes before the walk through the slots.
 std::string Beginning(const std::string& container) {
   std::array<char, MAX_PATH> program = {};
   GetModuleFileNameA(nullptr, program.data(), static_cast<DWORD>(program.size()));
-  return LogValue("\tNOTE: Using module: ", program.data()) +
-         LogValue("\tNOTE: Process Id: ", std::to_string(GetCurrentProcessId())) +
-         LogLine("\n================================================================================") +
-         LogLine("\nCPAcquireContext") + LogValue("\tContainer Name: ", container) +
-         LogValue("\tdwFlags: \t", "00000000") + LogLine("\nRetrieving Crypto Wrapper") +
-         LogLine("\nInitializing Context") + LogLine("\nInitialize Base Class") + LogLine("\nGet Active Slot List") +
-         LogValue("\nSlots Found: ", "1");
+  return Value("\tNOTE: Using module: ", program.data()) +
+         Value("\tNOTE: Process Id: ", std::to_string(GetCurrentProcessId())) +
+         Line("\n================================================================================") +
+         Line("\nCPAcquireContext") + Value("\tContainer Name: ", container) + Value("\tdwFlags: \t", "00000000") +
+         Line("\nRetrieving Crypto Wrapper") + Line("\nInitializing Context") + Line("\nInitialize Base Class") +
+         Line("\nGet Active Slot List") + Value("\nSlots Found: ", "1");
 }
 
 std::string End() {
-  return LogLine("\nSlot List Loop done") + LogValue("Token Label: ", "TELVO Token                     ") +
-         LogLine("\nAddUnplugThread ") + LogLine("\nInitialization Finished") + LogLine("\nCPAcquireContext Success");
+  return Line("\nSlot List Loop done") + Value("Token Label: ", "TELVO Token                     ") +
+         Line("\nAddUnplugThread ") + Line("\nInitialization Finished") + Line("\nCPAcquireContext Success");
 }
 
 TEST_F(RoadTest, OfOneAcquireByReaderAndContainer) {
   HCRYPTPROV context = 0;
   ASSERT_TRUE(CryptAcquireContextA(&context, kContainer, kProviderName, PROV_RSA_FULL, 0));
-  EXPECT_EQ(Beginning(kContainer) + LogLine("\nIterating thru Readers") + LogLine("TELVO Reader A") +
-                LogLine("Reader Name found") + LogLine("Retrieving Session") + LogLine("\nRetrieving Token") +
-                LogLine("\nOpening Session") + LogLine("\nRetrieving Objects") + LogLine("\nObjects Retrieved") +
-                LogLine("\nRetrieving Certificates") + LinkedCertificates() + LogLine("Retrieving Certificate") +
-                LogLine("\nChecking the Cert iterator") + LogLine("GetCert() - Container name found, Exit") +
-                LogLine("Retrieving Public Key") + LogLine("Retrieving Private Key") + End(),
+  EXPECT_EQ(Beginning(kContainer) + Line("\nIterating thru Readers") + Line("TELVO Reader A") +
+                Line("Reader Name found") + Line("Retrieving Session") + Line("\nRetrieving Token") +
+                Line("\nOpening Session") + Line("\nRetrieving Objects") + Line("\nObjects Retrieved") +
+                Line("\nRetrieving Certificates") + LinkedCertificates() + Line("Retrieving Certificate") +
+                Line("\nChecking the Cert iterator") + Line("GetCert() - Container name found, Exit") +
+                Line("Retrieving Public Key") + Line("Retrieving Private Key") + End(),
             m_provider.TakeLog());
   EXPECT_EQ(kCalls, m_module.TakeCalls());
   CryptReleaseContext(context, 0);
@@ -160,12 +157,12 @@ TEST_F(RoadTest, OfOneAcquireByReaderAndContainer) {
 TEST_F(RoadTest, OfOneAcquireByContainer) {
   HCRYPTPROV context = 0;
   ASSERT_TRUE(CryptAcquireContextA(&context, "one", kProviderName, PROV_RSA_FULL, 0));
-  EXPECT_EQ(Beginning("one") + LogLine("\nIterating thru Readers") + LogLine("TELVO Reader A") +
-                LogLine("\nNo Reader name Provided") + LogLine("\nRetrieving Token") + LogLine("\nStarting Session") +
-                LogLine("\nRetrieving objects") + LogLine("\nGetting Certs") + LinkedCertificates() +
-                LogLine("\nGetting Default Certificate") + LogLine("\nChecking the Cert iterator") +
-                LogLine("GetCert() - Container name found, Exit") + LogLine("\nGetting Default Public Key") +
-                LogLine("\nGetting Default Private Key") + End(),
+  EXPECT_EQ(Beginning("one") + Line("\nIterating thru Readers") + Line("TELVO Reader A") +
+                Line("\nNo Reader name Provided") + Line("\nRetrieving Token") + Line("\nStarting Session") +
+                Line("\nRetrieving objects") + Line("\nGetting Certs") + LinkedCertificates() +
+                Line("\nGetting Default Certificate") + Line("\nChecking the Cert iterator") +
+                Line("GetCert() - Container name found, Exit") + Line("\nGetting Default Public Key") +
+                Line("\nGetting Default Private Key") + End(),
             m_provider.TakeLog());
   EXPECT_EQ(kCalls, m_module.TakeCalls());
   CryptReleaseContext(context, 0);

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "LogLines.h"
 #include "ProviderTest.h"
+#include "fixtures/LogLines.h"
 
 namespace {
 
@@ -12,8 +12,6 @@ using ::testing::HasSubstr;
 constexpr DWORD kVerify = 0xF0000000;
 constexpr DWORD kNew = 0x8;
 constexpr DWORD kDelete = 0x10;
-constexpr DWORD kMachine = 0x20;
-constexpr DWORD kSilent = 0x40;
 
 const char kExists[] = "8009000F";
 const char kNotFound[] = "80090016";
@@ -61,7 +59,7 @@ TEST_F(OneCardTest, AContainerIsAcquiredByReaderAndName) {
 TEST_F(OneCardTest, WithoutANameTheCardsContainerIsAcquiredAndNobodyIsAsked) {
   m_cardA.AddContainer("one");
   EXPECT_EQ("true", AcquireResult(nullptr, 0));
-  EXPECT_THAT(TakeLog(), HasSubstr(LogValue("\nContainer: ", "one")));
+  EXPECT_THAT(TakeLog(), HasSubstr(Value("\nContainer: ", "one")));
 }
 
 TEST_F(OneCardTest, AContainerThatIsNowhereIsAcquiredAllTheSame) {
@@ -72,7 +70,7 @@ TEST_F(OneCardTest, AContainerThatIsNowhereIsAcquiredAllTheSame) {
 TEST_F(TwoCardsTest, TheFirstCardThatHoldsTheContainerIsTaken) {
   m_cardA.AddContainer("other");
   m_cardB.AddContainer("one");
-  EXPECT_EQ("true", AcquireResult("one", kSilent));
+  EXPECT_EQ("true", AcquireResult("one", CRYPT_SILENT));
   EXPECT_EQ(kReaderB, VisitedLast());
 }
 
@@ -84,15 +82,15 @@ TEST_F(TwoCardsTest, ANamedReaderIsNotLeftForTheOtherCard) {
 
 TEST_F(TwoCardsTest, ASilentContextWithoutANameTakesTheFirstCardWithAContainer) {
   m_cardB.AddContainer("one");
-  EXPECT_EQ("true", AcquireResult(nullptr, kSilent));
+  EXPECT_EQ("true", AcquireResult(nullptr, CRYPT_SILENT));
   EXPECT_EQ(kReaderB, VisitedLast());
 }
 
 TEST_F(TwoCardsTest, APublicKeyAloneIsAContainerOnlyOfANamedReader) {
   m_cardA.AddPublicKey("one");
   EXPECT_EQ("true", AcquireResult("one", 0));
-  EXPECT_EQ(kNotFound, AcquireResult("one", kMachine));
-  EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), kMachine));
+  EXPECT_EQ(kNotFound, AcquireResult("one", DWORD{CRYPT_MACHINE_KEYSET}));
+  EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), DWORD{CRYPT_MACHINE_KEYSET}));
   EXPECT_EQ(kExists, AcquireResult(Named(kReaderA, "one").c_str(), kNew));
 }
 
@@ -100,11 +98,12 @@ TEST_F(TwoCardsTest, APublicKeyAloneIsAContainerOnlyOfANamedReader) {
 
 TEST_F(TwoCardsTest, AContainerThatIsNowhereIsNotFoundUnderALowFlag) {
   m_cardA.AddContainer("other");
-  for (const DWORD flags : {kDelete, kSilent, kMachine}) EXPECT_EQ(kNotFound, AcquireResult("one", flags)) << flags;
+  for (const DWORD flags : {kDelete, DWORD{CRYPT_SILENT}, DWORD{CRYPT_MACHINE_KEYSET}})
+    EXPECT_EQ(kNotFound, AcquireResult("one", flags)) << flags;
 }
 
 TEST_F(TwoCardsTest, UnderANamedReaderAMissingContainerIsAcquiredAlsoUnderALowFlag) {
-  for (const DWORD flags : {kSilent, kMachine}) {
+  for (const DWORD flags : {DWORD{CRYPT_SILENT}, DWORD{CRYPT_MACHINE_KEYSET}}) {
     EXPECT_EQ("true", AcquireResult(Named(kReaderB, "one").c_str(), flags)) << flags;
   }
 }
@@ -130,11 +129,11 @@ TEST_F(TwoCardsTest, ANewContainerUnderANamedReaderIsAcquired) {
   EXPECT_EQ("true", AcquireResult(Named(kReaderB, "one").c_str(), kNew));
 }
 
-TEST_F(OneCardTest, ASilentNewContainerIsNotFound) { EXPECT_EQ(kNotFound, AcquireResult("one", kNew | kSilent)); }
+TEST_F(OneCardTest, ASilentNewContainerIsNotFound) { EXPECT_EQ(kNotFound, AcquireResult("one", kNew | CRYPT_SILENT)); }
 
 TEST_F(OneCardTest, NewAndDeleteAreRefusedUnlessAnotherFlagIsWithThem) {
   EXPECT_EQ("80090009", AcquireResult("one", kNew | kDelete));
-  EXPECT_EQ(kNotFound, AcquireResult("one", kNew | kDelete | kSilent));
+  EXPECT_EQ(kNotFound, AcquireResult("one", kNew | kDelete | CRYPT_SILENT));
 }
 
 // --- Deleted containers
@@ -151,7 +150,7 @@ TEST_F(OneCardTest, ADeletionThatTheCardRefusesIsASuccessWithAHandle) {
   m_cardA.AddContainer("one");
   EXPECT_EQ("true", AcquireResult("one", kDelete));
   EXPECT_EQ(3U, m_cardA.CountObjects());
-  EXPECT_THAT(TakeLog(), ::testing::EndsWith(LogLine("\nCPAcquireContext Success")));
+  EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nCPAcquireContext Success")));
 }
 
 // --- Verification
@@ -159,18 +158,18 @@ TEST_F(OneCardTest, ADeletionThatTheCardRefusesIsASuccessWithAHandle) {
 TEST_F(TwoCardsTest, VerificationNeedsNoNameAndTakesNone) {
   EXPECT_EQ("true", AcquireResult(nullptr, kVerify));
   EXPECT_EQ("80090009", AcquireResult("one", kVerify));
-  EXPECT_EQ("true", AcquireResult("one", kVerify | kSilent));
-  EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), kVerify | kSilent));
+  EXPECT_EQ("true", AcquireResult("one", kVerify | CRYPT_SILENT));
+  EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), kVerify | CRYPT_SILENT));
 }
 
 TEST_F(NoCardTest, VerificationNeedsNoCard) { EXPECT_EQ("true", AcquireResult(nullptr, kVerify)); }
 
 // --- No card
 
-TEST_F(NoCardTest, ASilentContextNeedsTheUser) { EXPECT_EQ("80090022", AcquireResult(nullptr, kSilent)); }
+TEST_F(NoCardTest, ASilentContextNeedsTheUser) { EXPECT_EQ("80090022", AcquireResult(nullptr, CRYPT_SILENT)); }
 
 TEST_F(NoCardTest, ANamedContainerFails) {
-  EXPECT_EQ("80090020", AcquireResult("one", kSilent));
+  EXPECT_EQ("80090020", AcquireResult("one", CRYPT_SILENT));
   EXPECT_EQ("80090020", AcquireResult("one", 0));
   EXPECT_EQ("80090020", AcquireResult(Named(kReaderA, "one").c_str(), 0));
 }
@@ -188,7 +187,7 @@ TEST_F(OneCardTest, ANullHandleIsInvalid) {
 TEST_F(OneCardTest, AFailureClearsTheHandleAndADeletionLeavesItAlone) {
   const auto acquire = Export<AcquireFunction>("CPAcquireContext");
   HCRYPTPROV handle = 0x1122334455667788;
-  EXPECT_FALSE(acquire(&handle, "one", kMachine, nullptr));
+  EXPECT_FALSE(acquire(&handle, "one", CRYPT_MACHINE_KEYSET, nullptr));
   EXPECT_EQ(0U, handle);
 
   m_cardA.AddCertificate("one");
@@ -217,40 +216,39 @@ TEST_F(OneCardTest, TwoContextsOfOneSecondHaveDifferentHandles) {
 std::string Opening(const std::string& container, const std::string& flags) {
   char program[1000] = {};
   GetModuleFileNameA(nullptr, program, sizeof(program));
-  return LogValue("\tNOTE: Using module: ", program) +
-         LogValue("\tNOTE: Process Id: ", std::to_string(GetCurrentProcessId())) +
-         LogLine("\n================================================================================") +
-         LogLine("\nCPAcquireContext") + LogValue("\tContainer Name: ", container) + LogValue("\tdwFlags: \t", flags);
+  return Value("\tNOTE: Using module: ", program) +
+         Value("\tNOTE: Process Id: ", std::to_string(GetCurrentProcessId())) +
+         Line("\n================================================================================") +
+         Line("\nCPAcquireContext") + Value("\tContainer Name: ", container) + Value("\tdwFlags: \t", flags);
 }
 
 TEST_F(OneCardTest, ASuccessfulAcquisitionIsLogged) {
   // Keys are listed with the certificates of their identifiers.
-  const std::string keysOfAnEmptyCard =
-      LogLine("GetCertificates - Entry") + LogLine("GetCertificates - iteration begins") +
-      LogLine("GetCertificates - Exit") + LogLine("GetPrivateKeys::Iterating through objects");
+  const std::string keysOfAnEmptyCard = Line("GetCertificates - Entry") + Line("GetCertificates - iteration begins") +
+                                        Line("GetCertificates - Exit") +
+                                        Line("GetPrivateKeys::Iterating through objects");
   ASSERT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), 0));
-  EXPECT_EQ(Opening("\\\\.\\TELVO Reader A\\one", "00000000") + LogLine("\nRetrieving Crypto Wrapper") +
-                LogLine("\nInitializing Context") + LogLine("\nInitialize Base Class") +
-                LogLine("\nGet Active Slot List") + LogValue("\nSlots Found: ", "1") +
-                LogLine("\nIterating thru Readers") + LogLine("TELVO Reader A") + LogLine("Reader Name found") +
-                LogLine("Retrieving Session") + LogLine("\nRetrieving Token") + LogLine("\nOpening Session") +
-                LogLine("\nRetrieving Objects") + LogLine("\nObjects Retrieved") +
-                LogLine("\nRetrieving Certificates") + LogLine("GetCertificates - Entry") + keysOfAnEmptyCard +
-                keysOfAnEmptyCard + LogLine("GetCertificates - iteration begins") + LogLine("GetCertificates - Exit") +
-                LogLine("Retrieving Certificate") + LogLine("Retrieving Private Key 2") + keysOfAnEmptyCard +
-                LogLine("No Private Key Found") + LogLine("Retrieving Public Key 3") + keysOfAnEmptyCard +
-                LogLine("No Public Key Found") + LogLine("\nSlot List Loop done") +
-                LogValue("Token Label: ", "Card A                          ") + LogLine("\nAddUnplugThread ") +
-                LogLine("\nInitialization Finished") + LogLine("\nCPAcquireContext Success"),
+  EXPECT_EQ(Opening("\\\\.\\TELVO Reader A\\one", "00000000") + Line("\nRetrieving Crypto Wrapper") +
+                Line("\nInitializing Context") + Line("\nInitialize Base Class") + Line("\nGet Active Slot List") +
+                Value("\nSlots Found: ", "1") + Line("\nIterating thru Readers") + Line("TELVO Reader A") +
+                Line("Reader Name found") + Line("Retrieving Session") + Line("\nRetrieving Token") +
+                Line("\nOpening Session") + Line("\nRetrieving Objects") + Line("\nObjects Retrieved") +
+                Line("\nRetrieving Certificates") + Line("GetCertificates - Entry") + keysOfAnEmptyCard +
+                keysOfAnEmptyCard + Line("GetCertificates - iteration begins") + Line("GetCertificates - Exit") +
+                Line("Retrieving Certificate") + Line("Retrieving Private Key 2") + keysOfAnEmptyCard +
+                Line("No Private Key Found") + Line("Retrieving Public Key 3") + keysOfAnEmptyCard +
+                Line("No Public Key Found") + Line("\nSlot List Loop done") +
+                Value("Token Label: ", "Card A                          ") + Line("\nAddUnplugThread ") +
+                Line("\nInitialization Finished") + Line("\nCPAcquireContext Success"),
             TakeLog());
 }
 
 TEST_F(NoCardTest, AFailedAcquisitionIsLogged) {
   ASSERT_EQ("80090020", AcquireResult("one", 0));
-  EXPECT_EQ(Opening("one", "00000000") + LogLine("\nRetrieving Crypto Wrapper") + LogLine("\nInitializing Context") +
-                LogLine("\nInitialize Base Class") + LogLine("\nGet Active Slot List") +
-                LogLine("\nNo Active Slot found") + LogLine("\nGet All Slots") + LogValue("\nSlots Found: ", "2") +
-                LogLine("\nRetrieve Active Slot List") + LogLine("No Active Slot found"),
+  EXPECT_EQ(Opening("one", "00000000") + Line("\nRetrieving Crypto Wrapper") + Line("\nInitializing Context") +
+                Line("\nInitialize Base Class") + Line("\nGet Active Slot List") + Line("\nNo Active Slot found") +
+                Line("\nGet All Slots") + Value("\nSlots Found: ", "2") + Line("\nRetrieve Active Slot List") +
+                Line("No Active Slot found"),
             TakeLog());
 }
 

@@ -6,14 +6,12 @@
 
 namespace {
 
-constexpr DWORD kSilent = 0x40;
-
 class LoginTest : public ProviderTest {
  protected:
   LoginTest() {
     m_cardB.Remove();
     m_cardA.AddContainer("one");
-    EXPECT_EQ("true", AcquireResult("one", kSilent));
+    EXPECT_EQ("true", AcquireResult("one", CRYPT_SILENT));
   }
   ~LoginTest() override {
     if (m_other != 0) CryptReleaseContext(m_other, 0);
@@ -35,7 +33,7 @@ class LoginTest : public ProviderTest {
   }
 
   HCRYPTPROV OpenAnother() {
-    EXPECT_EQ("true", Result(CryptAcquireContextA(&m_other, "one", kProviderName, PROV_RSA_FULL, kSilent)));
+    EXPECT_EQ("true", Result(CryptAcquireContextA(&m_other, "one", kProviderName, PROV_RSA_FULL, CRYPT_SILENT)));
     return m_other;
   }
 

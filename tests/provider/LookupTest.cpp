@@ -3,20 +3,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "LogLines.h"
 #include "ProviderTest.h"
+#include "fixtures/LogLines.h"
 
 namespace {
 
 using ::testing::HasSubstr;
 
-constexpr DWORD kMachine = 0x20;
-
 class LookupTest : public ProviderTest {
  protected:
   LookupTest() { m_cardB.Remove(); }
 
-  bool Finds(const std::string& container) { return Acquire(container.c_str(), kMachine); }
+  bool Finds(const std::string& container) { return Acquire(container.c_str(), CRYPT_MACHINE_KEYSET); }
 };
 
 // --- Names in requests
@@ -86,14 +84,14 @@ TEST_F(LookupTest, AnIdentifierWithAZeroByteIsFoundByItsText) {
   EXPECT_TRUE(Finds("A"));
   EXPECT_TRUE(Finds("410042"));
   EXPECT_TRUE(Acquire(nullptr, 0));
-  EXPECT_THAT(TakeLog(), HasSubstr(LogValue("\nContainer: ", "A")));
+  EXPECT_THAT(TakeLog(), HasSubstr(Value("\nContainer: ", "A")));
 }
 
 TEST_F(LookupTest, AnIdentifierThatBeginsWithAZeroByteIsHexadecimal) {
   m_cardA.AddCertificate(std::string("\0A", 2));
   EXPECT_TRUE(Finds("0041"));
   EXPECT_TRUE(Acquire(nullptr, 0));
-  EXPECT_THAT(TakeLog(), HasSubstr(LogValue("\nContainer: ", "0041")));
+  EXPECT_THAT(TakeLog(), HasSubstr(Value("\nContainer: ", "0041")));
 }
 
 // --- Which certificate
@@ -102,8 +100,7 @@ TEST_F(LookupTest, WithoutADefaultTheFirstCertificateIsTaken) {
   for (const char* id : {"one", "two", "three"}) m_cardA.AddCertificate(id);
   EXPECT_TRUE(Acquire(nullptr, 0));
   // The card lists its certificates by label and identifier.
-  EXPECT_THAT(TakeLog(),
-              HasSubstr(LogLine("\nRetrieving the very first container") + LogValue("\nContainer: ", "one")));
+  EXPECT_THAT(TakeLog(), HasSubstr(Line("\nRetrieving the very first container") + Value("\nContainer: ", "one")));
 }
 
 TEST_F(LookupTest, TheCertificateThatTheCardMarksIsTaken) {
@@ -111,7 +108,7 @@ TEST_F(LookupTest, TheCertificateThatTheCardMarksIsTaken) {
   m_cardA.AddCertificate("two", "Default");
   m_cardA.AddCertificate("three", "Z");
   EXPECT_TRUE(Acquire(nullptr, 0));
-  EXPECT_THAT(TakeLog(), HasSubstr(LogLine("\nCKA_DEFAULT_CERT TRUE") + LogValue("\nContainer: ", "two")));
+  EXPECT_THAT(TakeLog(), HasSubstr(Line("\nCKA_DEFAULT_CERT TRUE") + Value("\nContainer: ", "two")));
 }
 
 }  // namespace

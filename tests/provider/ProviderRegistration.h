@@ -6,8 +6,8 @@
 
 #include <string>
 
-#include "TempFolder.h"
-#include "TestRegistry.h"
+#include "platform/TempFolder.h"
+#include "platform/TestRegistry.h"
 
 extern const char kProviderName[];
 

@@ -5,16 +5,16 @@
 
 #include <gtest/gtest.h>
 
-#include "LogLines.h"
 #include "common/FormatNumber.h"
+#include "fixtures/LogLines.h"
 
 namespace {
 
 constexpr char kSerial[] = "01 23 45 67 89 AB CD EF";
 
 std::string Frame(const std::string& function) {
-  return LogLine("\n================================================================================") +
-         LogLine("\n" + function);
+  return Line("\n================================================================================") +
+         Line("\n" + function);
 }
 
 // What the log shows of a pointer.
@@ -43,33 +43,33 @@ TEST_F(RoadTest, OfOneSignature) {
   const std::string handleLabel = "\thHash: \t ";
   const std::string handle = log.substr(log.find(handleLabel) + handleLabel.size(), 8);
   EXPECT_EQ(
-      Frame("CPCreateHash") + LogValue("\tALGID: \t", "00008004") + LogValue("\tdwFlags: ", "00000000") +
-          LogLine("Retrieving context.") + LogLine("Retrieving session.") + LogLine("Get hash instance") +
-          LogLine("Get hash ID.") + LogLine("Add hash.") + LogValue("\thHash: \t", handle) +
-          LogLine("\nRequesting for Hash: ") + LogLine("SHA-1") + LogLine("\nCPCreateHash Success") +
+      Frame("CPCreateHash") + Value("\tALGID: \t", "00008004") + Value("\tdwFlags: ", "00000000") +
+          Line("Retrieving context.") + Line("Retrieving session.") + Line("Get hash instance") + Line("Get hash ID.") +
+          Line("Add hash.") + Value("\thHash: \t", handle) + Line("\nRequesting for Hash: ") + Line("SHA-1") +
+          Line("\nCPCreateHash Success") +
 
-          Frame("CPHashData") + LogValue("\tpbData:    ", Low32(message)) + LogValue("\tdwFlags:   ", "00000000") +
-          LogValue("\tcbDataLen: ", "00000003") + LogLine("\nCPHashData Success") +
+          Frame("CPHashData") + Value("\tpbData:    ", Low32(message)) + Value("\tdwFlags:   ", "00000000") +
+          Value("\tcbDataLen: ", "00000003") + Line("\nCPHashData Success") +
 
-          Frame("CPSignHash") + LogValue("\tdwKeySpec: \t", "00000001") + LogValue("\tszDescription: \t", "00000000") +
-          LogValue("\tdwFlags: \t", "00000000") + LogValue("\tpbSignature: \t", Low32(signature)) +
-          LogValue("\tpcbSigLen: \t", "00000080") +
+          Frame("CPSignHash") + Value("\tdwKeySpec: \t", "00000001") + Value("\tszDescription: \t", "00000000") +
+          Value("\tdwFlags: \t", "00000000") + Value("\tpbSignature: \t", Low32(signature)) +
+          Value("\tpcbSigLen: \t", "00000080") +
           "Data to be hashed: 61 62 63 \n"
           "Hash result: 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 00 00 00 00 \n" +
-          LogLine("\nRetrieving Raw Hash Data and OID") + LogValue("\nHash Length ", "23") +
+          Line("\nRetrieving Raw Hash Data and OID") + Value("\nHash Length ", "23") +
           "Hash Value 30 21 30 09 06 05 2B 0E 03 02 1A 05 00 04 14 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 "
           "00 00 00 00 \n" +
-          LogLine("\nInitializing PIN cache") + LogValue("cardSerial:\t", kSerial) +
-          LogValue("strReaderName:\t", "TELVO Reader A") + LogLine("Retrieving PIN cache") +
-          LogLine("PINCacheManager::GetPINCache - ENTER") + LogValue("Reader Name: ", "TELVO Reader A") +
-          LogValue("Serial Number: ", kSerial) + LogLine("PINCache search loop - entry") +
-          LogValue("Reader Name (cache): ", "TELVO Reader A") + LogValue("Serial number (cache): ", kSerial) +
-          LogLine("PIN Cache is set") + LogLine("GetPINCache - ENTER") + LogLine("GetPINCache - ENTER") +
-          LogLine("GetPINCache - EXIT") + LogLine("Login") + LogLine("Log-in success") +
-          LogLine("TELVOCSPContext::Sign Initialze Signing") + LogLine("TELVOCSPContext::Sign Pre Signing") +
-          LogLine("TELVOCSPContext::Sign Post Signing") + LogLine("\nCPSignHash Success") +
+          Line("\nInitializing PIN cache") + Value("cardSerial:\t", kSerial) +
+          Value("strReaderName:\t", "TELVO Reader A") + Line("Retrieving PIN cache") +
+          Line("PINCacheManager::GetPINCache - ENTER") + Value("Reader Name: ", "TELVO Reader A") +
+          Value("Serial Number: ", kSerial) + Line("PINCache search loop - entry") +
+          Value("Reader Name (cache): ", "TELVO Reader A") + Value("Serial number (cache): ", kSerial) +
+          Line("PIN Cache is set") + Line("GetPINCache - ENTER") + Line("GetPINCache - ENTER") +
+          Line("GetPINCache - EXIT") + Line("Login") + Line("Log-in success") +
+          Line("TELVOCSPContext::Sign Initialze Signing") + Line("TELVOCSPContext::Sign Pre Signing") +
+          Line("TELVOCSPContext::Sign Post Signing") + Line("\nCPSignHash Success") +
 
-          Frame("CPDestroyHash") + LogValue("\thHash: \t", handle) + LogLine("\nCPDestroyHash Success"),
+          Frame("CPDestroyHash") + Value("\thHash: \t", handle) + Line("\nCPDestroyHash Success"),
       log);
   EXPECT_EQ(
       (Calls{"C_DigestInit(1, CKM_SHA_1)", "C_Digest(1, 3 bytes, null)", "C_Digest(1, 3 bytes, room 20)", "C_Logout(1)",

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "LoadedModule.h"
 #include "ProviderRegistration.h"
-#include "ScriptedModule.h"
+#include "module/LoadedModule.h"
+#include "module/ScriptedModule.h"
 
 constexpr char kContainer[] = "\\\\.\\TELVO Reader A\\one";
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "ScriptedObjects.h"
+#include "module/ScriptedObjects.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "DialogDriver.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CCryptoWrapper.h"
+#include "dialogs/DialogDriver.h"
 #include "pin/CTELVOPINCache.h"
 
 class TokenDialogTest : public testing::Test {

@@ -1,8 +1,8 @@
 // The dialogs that change a PIN as users meet them: real windows, a session on a token, a user at the keyboard.
-#include "PictureStand.h"
 #include "TokenDialogTest.h"
 #include "cryptoki/CryptokiError.h"
 #include "dialogs/ChangePIN.h"
+#include "dialogs/PictureStand.h"
 #include "dialogs/unreached/CCLoginDlg.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <iostream>
 #include <string>
 
-#include "DialogDriver.h"
+#include "dialogs/DialogDriver.h"
 
 namespace {
 

@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "StandIn.h"
-#include "TempFolder.h"
-#include "TestRegistry.h"
 #include "log/CCSPLog.h"
+#include "platform/StandIn.h"
+#include "platform/TempFolder.h"
+#include "platform/TestRegistry.h"
 
 namespace {
 

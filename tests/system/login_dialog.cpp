@@ -1,8 +1,8 @@
 // The login dialog as users meet it: a real window, a session on a token, a user at the keyboard.
-#include "Expect.h"
-#include "PictureStand.h"
 #include "TokenDialogTest.h"
 #include "dialogs/CLoginEX.h"
+#include "dialogs/PictureStand.h"
+#include "fixtures/Expect.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-#include "DialogDriver.h"
-#include "PictureStand.h"
 #include "dialogs/CSelectCard.h"
+#include "dialogs/DialogDriver.h"
+#include "dialogs/PictureStand.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "TempFolder.h"
+#include "platform/TempFolder.h"
 #include "telvotool/Image.h"
 
 namespace {

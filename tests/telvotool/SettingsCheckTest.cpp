@@ -1,8 +1,8 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
-#include "TempFolder.h"
-#include "TestRegistry.h"
+#include "platform/TempFolder.h"
+#include "platform/TestRegistry.h"
 #include "telvotool/SettingsCheck.h"
 
 namespace {

@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "AnsweringSession.h"
-#include "DialogDriver.h"
 #include "dialogs/CChangePINDlg.h"
+#include "dialogs/DialogDriver.h"
 #include "dialogs/unreached/CCLoginDlg.h"
+#include "module/AnsweringSession.h"
 
 namespace {
 

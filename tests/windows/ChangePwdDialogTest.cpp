@@ -2,17 +2,17 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "DialogDriver.h"
-#include "LogTest.h"
+#include "dialogs/DialogDriver.h"
 #include "dialogs/unreached/CChangePwdDlg.h"
+#include "fixtures/LogFile.h"
 
 namespace {
 
-constexpr int kNew = 1003;
-constexpr int kRepeated = 1004;
+constexpr int kPwdNew = 1003;
+constexpr int kPwdRepeated = 1004;
 constexpr int kClose = 1087;
-constexpr int kOK = 1105;
-constexpr int kCurrent = 1106;
+constexpr int kPwdOK = 1105;
+constexpr int kPwdCurrent = 1106;
 
 class ChangePwdDialogTest : public LogTest {
  protected:
@@ -35,8 +35,8 @@ class ChangePwdDialogTest : public LogTest {
 TEST_F(ChangePwdDialogTest, OpensWithTheTokensNameAndTheFocusOnTheOldPin) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               EXPECT_EQ("Schimba PIN-ul pentru Anna's card", user.Title());
-              EXPECT_TRUE(user.HasFocus(kCurrent));
-              EXPECT_FALSE(user.IsEnabled(kOK));
+              EXPECT_TRUE(user.HasFocus(kPwdCurrent));
+              EXPECT_FALSE(user.IsEnabled(kPwdOK));
               EXPECT_EQ("Cod PIN vechi:", user.Text(1091));
               EXPECT_EQ("Cod PIN nou:", user.Text(1093));
               EXPECT_EQ("Verificati codul PIN nou:", user.Text(1094));
@@ -45,14 +45,14 @@ TEST_F(ChangePwdDialogTest, OpensWithTheTokensNameAndTheFocusOnTheOldPin) {
 
 TEST_F(ChangePwdDialogTest, HandsAllThreePinsOverAndWritesThemToTheLog) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
-              user.Type(kCurrent, "1234567890");
-              user.Type(kNew, "567");
-              user.Type(kRepeated, "4321");
-              EXPECT_EQ("********", user.Text(kCurrent));
-              EXPECT_FALSE(user.IsEnabled(kOK));
-              user.Type(kNew, "8");
-              EXPECT_TRUE(user.IsEnabled(kOK));
-              user.Click(kOK);
+              user.Type(kPwdCurrent, "1234567890");
+              user.Type(kPwdNew, "567");
+              user.Type(kPwdRepeated, "4321");
+              EXPECT_EQ("********", user.Text(kPwdCurrent));
+              EXPECT_FALSE(user.IsEnabled(kPwdOK));
+              user.Type(kPwdNew, "8");
+              EXPECT_TRUE(user.IsEnabled(kPwdOK));
+              user.Click(kPwdOK);
             }));
   EXPECT_EQ("12345678", std::string(m_current, m_current + m_dialog.GetCurrentPINLength()));
   EXPECT_EQ("5678", std::string(m_new, m_new + m_dialog.GetNewPINLength()));

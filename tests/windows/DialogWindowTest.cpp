@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 #include <stdexcept>
 
-#include "DialogDriver.h"
+#include "dialogs/DialogDriver.h"
+#include "fixtures/ErrorCodes.h"
 #include "resources/DialogIds.h"
 #include "ui/DialogHost.h"
 
@@ -107,8 +108,9 @@ TEST(DialogWindowTest, EnterDoesNotClickADefaultButtonThatIsDisabled) {
 
 TEST(DialogWindowTest, AResultWithTheTopBitSetArrivesUnchanged) {
   Probe probe(IDD_LOGIN);
-  probe.command = [](DialogView& view, int, UINT) { view.End(INT_PTR{0x8009002D}); };
-  EXPECT_EQ(INT_PTR{0x8009002D}, ShowUntilItEnds(probe, [](DialogDriver& user) { user.Click(IDC_LOGIN); }));
+  probe.command = [](DialogView& view, int, UINT) { view.End(INT_PTR{Code(NTE_INTERNAL_ERROR)}); };
+  EXPECT_EQ(INT_PTR{Code(NTE_INTERNAL_ERROR)},
+            ShowUntilItEnds(probe, [](DialogDriver& user) { user.Click(IDC_LOGIN); }));
 }
 
 TEST(DialogWindowTest, WhatAnEventDoesBehindTheEndStillHappens) {

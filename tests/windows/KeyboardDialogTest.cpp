@@ -1,7 +1,7 @@
 // The login dialog with the on-screen keyboard as a real window.
 #include <gtest/gtest.h>
 
-#include "DialogDriver.h"
+#include "dialogs/DialogDriver.h"
 #include "dialogs/unreached/CCLoginDlg.h"
 
 namespace {

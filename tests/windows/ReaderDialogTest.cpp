@@ -1,9 +1,10 @@
 // The reader dialog as a real window, with readers of the test's own.
 #include <gtest/gtest.h>
 
-#include "DialogDriver.h"
-#include "ScriptedWinSCard.h"
 #include "dialogs/CSelectCard.h"
+#include "dialogs/DialogDriver.h"
+#include "fixtures/ErrorCodes.h"
+#include "platform/ScriptedWinSCard.h"
 
 namespace {
 
@@ -80,7 +81,7 @@ TEST_F(ReaderDialogTest, CancelEscapeAndTheCloseBoxChooseNothing) {
 }
 
 TEST_F(ReaderDialogTest, AListThatFailsEndsTheDialogBeforeItIsShown) {
-  m_pcsc.FailNext("SCardListReadersA", 0x8010002E);
+  m_pcsc.FailNext("SCardListReadersA", Code(SCARD_E_NO_READERS_AVAILABLE));
   try {
     m_dialog.DoModal();
     ADD_FAILURE() << "nothing came out";

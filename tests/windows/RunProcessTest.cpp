@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "StandIn.h"
 #include "context/unreached/RunProcess.h"
+#include "platform/StandIn.h"
 
 namespace {
 

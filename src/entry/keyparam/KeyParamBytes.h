@@ -8,7 +8,7 @@ namespace keyparam {
 using GetBytes = void (CCSPSecretKey::*)(BYTE* out, DWORD* length);
 
 template <GetBytes getBytes>
-Outcome AskBytes(const Call& call) {
+Outcome AskBytes(const KeyParamCall& call) {
   DWORD length = 0;
   ((*call.sessionKey).*getBytes)(nullptr, &length);
   *call.length = length;
@@ -17,7 +17,7 @@ Outcome AskBytes(const Call& call) {
 
 // Required: the key takes the caller's bytes and hands out none, and the caller's length stays as it was.
 template <GetBytes getBytes>
-Outcome ReadBytes(const Call& call) {
+Outcome ReadBytes(const KeyParamCall& call) {
   DWORD length = 0;
   ((*call.sessionKey).*getBytes)(nullptr, &length);
   if (*call.length < length) return RefuseSmallBuffer(call);

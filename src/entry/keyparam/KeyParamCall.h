@@ -10,7 +10,7 @@
 
 namespace keyparam {
 
-struct Call : ParamCall {
+struct KeyParamCall : ParamCall {
   BYTE* data;  // null asks for the size
   DWORD* length;
   boost::shared_ptr<CCSPSecretKey> sessionKey;  // null: another key
@@ -21,7 +21,7 @@ struct Call : ParamCall {
 };
 
 // Required: the caller's length stays as it was.
-inline Outcome RefuseSmallBuffer(const Call& call) {
+inline Outcome RefuseSmallBuffer(const KeyParamCall& call) {
   return call.frame.Refuse(call.smallBufferLine, call.smallBufferCode);
 }
 

@@ -9,18 +9,20 @@ namespace {
 constexpr char kPairsWithCertificateOnly[] =
     "KP_CERTIFICATE is only for RSA Public/private Key pairs that has certificate in them";
 
-Attribute ValueOfCertificate(const Call& call) { return call.context.GetDefaultCertificate()->GetAttribute(CKA_VALUE); }
+Attribute ValueOfCertificate(const KeyParamCall& call) {
+  return call.context.GetDefaultCertificate()->GetAttribute(CKA_VALUE);
+}
 
 }  // namespace
 
-Outcome AskCertificate(const Call& call) {
+Outcome AskCertificate(const KeyParamCall& call) {
   if (call.context.HasCertificate() == 0) return call.frame.Refuse(kPairsWithCertificateOnly, NTE_BAD_TYPE);
   *call.length = static_cast<DWORD>(ValueOfCertificate(call).GetReadableLength());
   return kGoOn;
 }
 
 // Required: the buffer is cleared even for a key that has no certificate.
-Outcome ReadCertificate(const Call& call) {
+Outcome ReadCertificate(const KeyParamCall& call) {
   std::memset(call.data, 0, *call.length);
   if (call.sessionKey) return call.frame.Refuse(kPairsOnly, NTE_BAD_TYPE);
   // Required: a different code than without a buffer.

@@ -8,8 +8,8 @@ namespace keyparam {
 inline constexpr char kPairsOnly[] = "KP_CERTIFICATE is only for RSA Public/private Key pairs";
 
 // Of any key but a session key.
-Outcome AskCertificate(const Call& call);
+Outcome AskCertificate(const KeyParamCall& call);
 // Of any key. Clears the whole buffer first.
-Outcome ReadCertificate(const Call& call);
+Outcome ReadCertificate(const KeyParamCall& call);
 
 }  // namespace keyparam

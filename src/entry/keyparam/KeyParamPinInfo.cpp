@@ -25,12 +25,12 @@ constexpr PinInfo kPinInfo = {6, 0, 0, 2, 4, {6, 0, 0}, 0};
 
 }  // namespace
 
-Outcome AskPinInfo(const Call& call) {
+Outcome AskPinInfo(const KeyParamCall& call) {
   *call.length = sizeof(kPinInfo);
   return kGoOn;
 }
 
-Outcome ReadPinInfo(const Call& call) {
+Outcome ReadPinInfo(const KeyParamCall& call) {
   if (*call.length < sizeof(kPinInfo)) return RefuseSmallBuffer(call);
   std::memcpy(call.data, &kPinInfo, sizeof(kPinInfo));
   *call.length = sizeof(kPinInfo);

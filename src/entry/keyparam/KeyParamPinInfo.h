@@ -5,7 +5,7 @@
 
 namespace keyparam {
 
-Outcome AskPinInfo(const Call& call);
-Outcome ReadPinInfo(const Call& call);
+Outcome AskPinInfo(const KeyParamCall& call);
+Outcome ReadPinInfo(const KeyParamCall& call);
 
 }  // namespace keyparam

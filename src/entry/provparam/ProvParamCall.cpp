@@ -2,7 +2,7 @@
 
 namespace provparam {
 
-BOOL RefuseSmallBuffer(const Call& call, DWORD size) {
+BOOL RefuseSmallBuffer(const ProvParamCall& call, DWORD size) {
   const char* const given = "\nCPGetProvParam Error: pcbDataLen value is less than actual value, pcbDataLen is";
   const char* const needed = "\nCPGetProvParam Error: pcbDataLen value is less than actual value, dataLen is ";
   g_entryLog.WriteHex(given, *call.length, true);

@@ -11,7 +11,7 @@
 
 namespace provparam {
 
-struct Call : ParamCall {
+struct ProvParamCall : ParamCall {
   BYTE* data;  // in the second step not null, and its first `size` bytes are zero
   DWORD* length;
   DWORD flags;
@@ -22,6 +22,6 @@ struct Call : ParamCall {
 };
 
 // The buffer is smaller than the answer: logs both sizes, tells the caller the second one, ERROR_MORE_DATA.
-BOOL RefuseSmallBuffer(const Call& call, DWORD size);
+BOOL RefuseSmallBuffer(const ProvParamCall& call, DWORD size);
 
 }  // namespace provparam

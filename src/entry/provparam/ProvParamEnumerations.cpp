@@ -21,7 +21,7 @@ DWORD ProtocolsOf(ALG_ID algorithm) {
 
 // Runs a step in a protected region. Required: here the caller sees the module's own code.
 template <typename Step>
-Outcome ProtectStep(const Call& call, Step step) {
+Outcome ProtectStep(const ProvParamCall& call, Step step) {
   Outcome outcome;
   const BOOL done = call.frame.Protect(
       [&] {
@@ -32,7 +32,7 @@ Outcome ProtectStep(const Call& call, Step step) {
   return done != FALSE ? outcome : Outcome(FALSE);
 }
 
-Outcome RefuseEndOfContainers(const Call& call) {
+Outcome RefuseEndOfContainers(const ProvParamCall& call) {
   return call.frame.Refuse("\nCPGetProvParam Cert Enumeration (PP_ENUMCONTAINERS) done", ERROR_NO_MORE_ITEMS);
 }
 
@@ -40,7 +40,7 @@ constexpr DWORD kContainerNameSize = 128;
 
 }  // namespace
 
-Outcome WriteAlgorithm(Call& call) {
+Outcome WriteAlgorithm(ProvParamCall& call) {
   const Algorithm* const row = call.context.NextAlgorithm((call.flags & CRYPT_FIRST) != 0);
   if (row == nullptr) {
     return call.frame.Refuse("\nCPGetProvParam Algorithm Enumeration (PP_ENUMALGS) done", ERROR_NO_MORE_ITEMS);
@@ -55,7 +55,7 @@ Outcome WriteAlgorithm(Call& call) {
   return kGoOn;
 }
 
-Outcome WriteAlgorithmEx(Call& call) {
+Outcome WriteAlgorithmEx(ProvParamCall& call) {
   const Algorithm* const row = call.context.NextAlgorithmEx((call.flags & CRYPT_FIRST) != 0);
   if (row == nullptr) {
     return call.frame.Refuse("\nCPGetProvParam Algorithm Enumeration (PP_ENUMALGS_EX) done", ERROR_NO_MORE_ITEMS);
@@ -76,7 +76,7 @@ Outcome WriteAlgorithmEx(Call& call) {
 }
 
 // Required: the position moves in this step, so a question for the size moves it, too.
-Outcome MeasureNextContainer(Call& call) {
+Outcome MeasureNextContainer(ProvParamCall& call) {
   return ProtectStep(call, [&]() -> Outcome {
     // Required: the whole value counts, not a bit of it.
     if (call.flags != CRYPT_FIRST && call.flags != CRYPT_NEXT) return call.frame.RefuseSilently(ERROR_NO_MORE_ITEMS);
@@ -91,7 +91,7 @@ Outcome MeasureNextContainer(Call& call) {
 
 // Required: with CRYPT_NEXT the caller still has the buffer of kContainerNameSize bytes that CRYPT_FIRST asked for,
 // even if the length now says less.
-Outcome WriteNextContainer(Call& call) {
+Outcome WriteNextContainer(ProvParamCall& call) {
   return ProtectStep(call, [&]() -> Outcome {
     std::memset(call.data, 0, *call.length);
     Certificate* const certificate = call.context.CurrentCertificate();

@@ -6,10 +6,10 @@
 namespace provparam {
 
 // PP_ENUMALGS and PP_ENUMALGS_EX, whose sizes are fixed.
-Outcome WriteAlgorithm(Call& call);
-Outcome WriteAlgorithmEx(Call& call);
+Outcome WriteAlgorithm(ProvParamCall& call);
+Outcome WriteAlgorithmEx(ProvParamCall& call);
 // PP_ENUMCONTAINERS
-Outcome MeasureNextContainer(Call& call);
-Outcome WriteNextContainer(Call& call);
+Outcome MeasureNextContainer(ProvParamCall& call);
+Outcome WriteNextContainer(ProvParamCall& call);
 
 }  // namespace provparam

@@ -8,21 +8,21 @@ namespace provparam {
 namespace {
 
 // The name is the answer, up to its first zero byte.
-void MeasureString(Call& call, const std::string& name) {
+void MeasureString(ProvParamCall& call, const std::string& name) {
   call.name = name.substr(0, name.find('\0'));
   call.size = static_cast<DWORD>(call.name.size() + 1);
 }
 
-void CopyString(Call& call) { std::memcpy(call.data, call.name.c_str(), call.name.size() + 1); }
+void CopyString(ProvParamCall& call) { std::memcpy(call.data, call.name.c_str(), call.name.size() + 1); }
 
 }  // namespace
 
-Outcome MeasureName(Call& call) {
+Outcome MeasureName(ProvParamCall& call) {
   MeasureString(call, call.context.GetProviderName());
   return kGoOn;
 }
 
-Outcome WriteName(Call& call) {
+Outcome WriteName(ProvParamCall& call) {
   CopyString(call);
   *call.length = call.size;
   g_entryLog.WriteLine("");
@@ -30,26 +30,26 @@ Outcome WriteName(Call& call) {
   return kGoOn;
 }
 
-Outcome MeasureContainer(Call& call) {
+Outcome MeasureContainer(ProvParamCall& call) {
   MeasureString(call, call.context.GetContainerName());
   g_entryLog.WriteHex("\nContainer Name Len: ", call.size, true);
   return kGoOn;
 }
 
-Outcome WriteContainer(Call& call) {
+Outcome WriteContainer(ProvParamCall& call) {
   CopyString(call);
   *call.length = call.size;
   g_entryLog.WriteLine(("\n" + call.name).c_str());
   return kGoOn;
 }
 
-Outcome MeasureReader(Call& call) {
+Outcome MeasureReader(ProvParamCall& call) {
   MeasureString(call, call.context.GetReaderName());
   return kGoOn;
 }
 
 // Required: without a reader only this step fails. The caller's length stays as it was, with a reader too.
-Outcome WriteReader(Call& call) {
+Outcome WriteReader(ProvParamCall& call) {
   if (call.name.empty()) {
     return call.frame.Refuse("\nThe current context is currently NOT associated with any smart card reader",
                              NTE_BAD_TYPE);
@@ -58,7 +58,7 @@ Outcome WriteReader(Call& call) {
   return kGoOn;
 }
 
-Outcome WriteCardSerial(Call& call) {
+Outcome WriteCardSerial(ProvParamCall& call) {
   const std::string serial = call.context.GetTokenInfo().GetSerial();
   std::memcpy(call.data, serial.data(), std::min<std::size_t>(serial.size(), call.size));
   g_entryLog.WriteBytes("\nSerial Number Retrieved: ", call.data, call.size, true);

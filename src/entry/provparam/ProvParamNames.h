@@ -6,15 +6,15 @@
 namespace provparam {
 
 // PP_NAME
-Outcome MeasureName(Call& call);
-Outcome WriteName(Call& call);
+Outcome MeasureName(ProvParamCall& call);
+Outcome WriteName(ProvParamCall& call);
 // PP_CONTAINER and PP_UNIQUE_CONTAINER
-Outcome MeasureContainer(Call& call);
-Outcome WriteContainer(Call& call);
+Outcome MeasureContainer(ProvParamCall& call);
+Outcome WriteContainer(ProvParamCall& call);
 // PP_SMARTCARD_READER
-Outcome MeasureReader(Call& call);
-Outcome WriteReader(Call& call);
+Outcome MeasureReader(ProvParamCall& call);
+Outcome WriteReader(ProvParamCall& call);
 // PP_SMARTCARD_GUID, whose size is fixed. A CryptokiError of the token leaves the function.
-Outcome WriteCardSerial(Call& call);
+Outcome WriteCardSerial(ProvParamCall& call);
 
 }  // namespace provparam

@@ -26,7 +26,7 @@ bool IsDescriptor(BYTE* data, DWORD length) {
 // Both steps build the same descriptor. For flags that do not name one part of it `onOtherFlags` runs instead. Where
 // the platform fails, the last error is the platform's.
 template <typename OnOtherFlags>
-Outcome BuildDescriptor(Call& call, DWORD* length, OnOtherFlags onOtherFlags) {
+Outcome BuildDescriptor(ProvParamCall& call, DWORD* length, OnOtherFlags onOtherFlags) {
   const std::unique_ptr<SECURITY_DESCRIPTOR> descriptor(new (std::nothrow) SECURITY_DESCRIPTOR());
   if (!descriptor) return call.frame.RefuseSilently(NTE_NO_MEMORY);
   if (InitializeSecurityDescriptor(descriptor.get(), SECURITY_DESCRIPTOR_REVISION) == FALSE) return FALSE;
@@ -44,7 +44,7 @@ Outcome BuildDescriptor(Call& call, DWORD* length, OnOtherFlags onOtherFlags) {
 }  // namespace
 
 // Required: flags that do not name one part of a descriptor are no failure. The answer is then empty.
-Outcome MeasureDescriptor(Call& call) {
+Outcome MeasureDescriptor(ProvParamCall& call) {
   g_entryLog.WriteLine("\nCPGetProvParam PP_KEYSET_SEC_DESCR");
   // A copy, because the caller's own length is still compared with the size.
   DWORD length = call.data != nullptr ? *call.length : 0;
@@ -54,7 +54,7 @@ Outcome MeasureDescriptor(Call& call) {
   });
 }
 
-Outcome WriteDescriptor(Call& call) {
+Outcome WriteDescriptor(ProvParamCall& call) {
   g_entryLog.WriteLine("\nCPGetProvParam PP_KEYSET_SEC_DESCR 2");
   return BuildDescriptor(call, call.length, [&] {
     const bool isValid = IsDescriptor(call.data, *call.length);

@@ -5,7 +5,7 @@
 
 namespace provparam {
 
-Outcome MeasureDescriptor(Call& call);
-Outcome WriteDescriptor(Call& call);
+Outcome MeasureDescriptor(ProvParamCall& call);
+Outcome WriteDescriptor(ProvParamCall& call);
 
 }  // namespace provparam

@@ -13,7 +13,7 @@ namespace {
 std::atomic<HCERTSTORE> g_userStore{nullptr};
 std::atomic<HCERTSTORE> g_rootStore{nullptr};
 
-void WriteStoreHandle(Call& call, HCERTSTORE store) {
+void WriteStoreHandle(ProvParamCall& call, HCERTSTORE store) {
   const auto handle = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(store));
   std::memcpy(call.data, &handle, sizeof(handle));
   *call.length = sizeof(handle);
@@ -22,7 +22,7 @@ void WriteStoreHandle(Call& call, HCERTSTORE store) {
 }  // namespace
 
 // Required: a store that does not open is a null handle and no failure.
-Outcome WriteUserStore(Call& call) {
+Outcome WriteUserStore(ProvParamCall& call) {
   g_entryLog.WriteLine("\nCPGetProvParam: Requesting User Cert Store Handle");
   auto* const store = CertOpenSystemStoreA(0, "MY");
   g_userStore = store;
@@ -39,7 +39,7 @@ Outcome WriteUserStore(Call& call) {
   return kGoOn;
 }
 
-Outcome WriteRootStore(Call& call) {
+Outcome WriteRootStore(ProvParamCall& call) {
   g_entryLog.WriteLine("\nCPGetProvParam: Requesting Root Cert Store Handle");
   auto* const store = CertOpenSystemStoreA(0, "ROOT");
   g_rootStore = store;

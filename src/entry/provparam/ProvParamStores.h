@@ -6,7 +6,7 @@
 
 namespace provparam {
 
-Outcome WriteUserStore(Call& call);
-Outcome WriteRootStore(Call& call);
+Outcome WriteUserStore(ProvParamCall& call);
+Outcome WriteRootStore(ProvParamCall& call);
 
 }  // namespace provparam

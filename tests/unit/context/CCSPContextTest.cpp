@@ -3,10 +3,12 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
-#include "ContextTest.h"
-#include "Expect.h"
-#include "PrivateMember.h"
 #include "cryptoki/CryptokiError.h"
+#include "fixtures/ContextTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/OpenContext.h"
+#include "fixtures/PrivateMember.h"
 #include "log/Logs.h"
 #include "objects/CCSPHash.h"
 #include "objects/CCSPSecretKey.h"
@@ -42,24 +44,6 @@ class FakeKey : public CCSPSecretKey {
 
  private:
   DWORD m_id;
-};
-
-// A way into what a context keeps to itself.
-class OpenContext : public TELVOCSPContext {
- public:
-  OpenContext() : TELVOCSPContext(static_cast<HINSTANCE>(nullptr)) {}
-  OpenContext(const OpenContext&) = default;
-  OpenContext& operator=(const OpenContext&) = delete;
-
-  using CCSPContext::m_algEnumIterator;
-  using CCSPContext::m_algorithms;
-  using CCSPContext::m_certEnumIterator;
-  using CCSPContext::m_certificates;
-  using CCSPContext::m_errFlags;
-  using CCSPContext::m_importedKeys;
-  using CCSPContext::m_pinCache;
-  using CCSPContext::m_signPending;
-  using CCSPContext::m_tokenName;
 };
 
 class CCSPContextTest : public ContextTest {
@@ -106,13 +90,13 @@ TEST_F(CCSPContextTest, AHashIsFoundByItsHandle) {
   const auto hash = boost::make_shared<FakeHash>(5);
   m_context.AddHash(hash);
   EXPECT_EQ(hash, m_context.GetHash(5));
-  EXPECT_CONTEXT_ERROR(0x80090002, "Hash not found in this context", m_context.GetHash(6));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH), "Hash not found in this context", m_context.GetHash(6));
 }
 
 TEST_F(CCSPContextTest, WithoutHashesGettingAndRemovingOneFail) {
-  EXPECT_CONTEXT_ERROR(0x80090002, "Hash not found in this context", m_context.GetHash(5));
-  EXPECT_CONTEXT_ERROR(0x80090002, "Hash not found in this context", m_context.RemoveHash(5));
-  EXPECT_CONTEXT_ERROR(0x80090002, "Hash not found in this context",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH), "Hash not found in this context", m_context.GetHash(5));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH), "Hash not found in this context", m_context.RemoveHash(5));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH), "Hash not found in this context",
                        m_context.RemoveHash(boost::make_shared<FakeHash>(5)));
 }
 
@@ -140,11 +124,11 @@ TEST_F(CCSPContextTest, ASessionKeyIsFoundByItsHandle) {
   const auto key = boost::make_shared<FakeKey>(5);
   m_context.AddSecretKey(key);
   EXPECT_EQ(key, m_context.GetSecretKey(5));
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Symmetric Key not found in this context", m_context.GetSecretKey(6));
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Symmetric Key not found in this context", m_context.GetSecretKey(6));
 }
 
 TEST_F(CCSPContextTest, WithoutSessionKeysGettingOneFails) {
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Symmetric Key not found in this context", m_context.GetSecretKey(5));
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Symmetric Key not found in this context", m_context.GetSecretKey(5));
 }
 
 TEST_F(CCSPContextTest, ASessionKeyRemovedByItsHandleIsDestroyedOnTheToken) {
@@ -165,7 +149,7 @@ TEST_F(CCSPContextTest, ASessionKeyRemovedAsAnObjectStaysOnTheToken) {
 
 TEST_F(CCSPContextTest, WithoutSessionKeysRemovingAnObjectFailsUnlessItIsNull) {
   const FakeKey key(5);
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Symmetric Key not found in this context", m_context.RemoveSecretKey(&key));
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Symmetric Key not found in this context", m_context.RemoveSecretKey(&key));
   m_context.RemoveSecretKey(nullptr);
 }
 
@@ -186,7 +170,7 @@ TEST_F(CCSPContextTest, AnImportedKeyIsRemovedByTheHandleThatNoSessionKeyHas) {
   m_module.ForgetCalls();
   context.RemoveSecretKey(handle);
   EXPECT_EQ(Calls{"C_DestroyObject(1, 4)"}, m_module.TakeCalls());
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Key was not found in Imported Public Key List",
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Key was not found in Imported Public Key List",
                        context.GetImportedPublicKey(handle));
 }
 
@@ -209,7 +193,7 @@ TEST_F(CCSPContextTest, RemovingASessionKeyAsAnObjectLeavesImportedKeysAlone) {
 // --- The container
 
 TEST_F(CCSPContextTest, WithoutACertificateThereIsNoDefaultOne) {
-  EXPECT_CONTEXT_ERROR(0x80090011, "Default Certificate not found", m_context.GetDefaultCertificate());
+  EXPECT_CONTEXT_ERROR(Code(NTE_NOT_FOUND), "Default Certificate not found", m_context.GetDefaultCertificate());
 }
 
 TEST_F(CCSPContextTest, TheSizeOfAKeyPairIsThePrivateKeys) {
@@ -227,7 +211,7 @@ TEST_F(CCSPContextTest, TheSizeOfAPublicKeyAloneIsItsOwn) {
 }
 
 TEST_F(CCSPContextTest, WithoutAKeyPairThereIsNoSize) {
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Key Pair does not exist", m_context.GetKeyBits());
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Key Pair does not exist", m_context.GetKeyBits());
 }
 
 TEST_F(CCSPContextTest, TokenInformationIsAskedAnew) {
@@ -258,8 +242,8 @@ TEST_F(CCSPContextTest, RandomBytesAreTheTokens) {
 
 TEST_F(CCSPContextTest, WhatNeedsASessionFailsWithoutOne) {
   BYTE bytes[3] = {};
-  EXPECT_CONTEXT_ERROR(0x80090020, "The context has no session", m_context.GenerateRandom(bytes, sizeof(bytes)));
-  EXPECT_CONTEXT_ERROR(0x80090020, "The context has no session", m_context.IsLoggedIn());
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "The context has no session", m_context.GenerateRandom(bytes, sizeof(bytes)));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "The context has no session", m_context.IsLoggedIn());
   m_context.GenerateRandom(bytes, 0);
   m_context.Logout();
   m_context.CloseSession();
@@ -386,7 +370,7 @@ TEST_F(CCSPContextTest, ACopyHasNoSlot) {
 
 TEST_F(CCSPContextTest, ACopyRemembersNoCancelledDialog) {
   OpenContext context;
-  context.m_errFlags = 0x8010006E;
+  context.m_errFlags = Code(SCARD_W_CANCELLED_BY_USER);
   context.m_signPending = 1;
   const OpenContext copy(context);
   EXPECT_EQ(0U, copy.m_errFlags);

@@ -1,14 +1,15 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "Expect.h"
 #include "context/CheckAcquireFlags.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
 
 namespace {
 
 TEST(CheckAcquireFlagsTest, EachUnsupportedBitIsRefused) {
   for (const DWORD bit : {0x1U, 0x2U, 0x4U, 0x100U, 0x200U, 0x8000U, 0x10000U, 0x1000000U, 0x8000000U}) {
-    EXPECT_CONTEXT_ERROR(0x80090009, "dwFlags contains an unsupported flag", CheckAcquireFlags(nullptr, bit));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "dwFlags contains an unsupported flag", CheckAcquireFlags(nullptr, bit));
   }
 }
 
@@ -17,7 +18,7 @@ TEST(CheckAcquireFlagsTest, EachSupportedBitPasses) {
 }
 
 TEST(CheckAcquireFlagsTest, NewAndDeleteAloneAreRefused) {
-  EXPECT_CONTEXT_ERROR(0x80090009, "CRYPT_NEWKEYSET and CRYPT_DELETEKEYSET cannot be both present",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "CRYPT_NEWKEYSET and CRYPT_DELETEKEYSET cannot be both present",
                        CheckAcquireFlags("name", 0x18));
 }
 
@@ -27,7 +28,7 @@ TEST(CheckAcquireFlagsTest, NewAndDeleteWithAnyOtherFlagPass) {
 }
 
 TEST(CheckAcquireFlagsTest, VerifyAndNewAloneAreRefused) {
-  EXPECT_CONTEXT_ERROR(0x80090009, "CRYPT_VERIFYCONTEXT and CRYPT_NEWKEYSET cannot be both present",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "CRYPT_VERIFYCONTEXT and CRYPT_NEWKEYSET cannot be both present",
                        CheckAcquireFlags(nullptr, 0xF0000008));
 }
 
@@ -37,12 +38,12 @@ TEST(CheckAcquireFlagsTest, VerifyAndNewWithAnyOtherFlagPass) {
 }
 
 TEST(CheckAcquireFlagsTest, VerifyWithANameIsRefused) {
-  EXPECT_CONTEXT_ERROR(0x80090009, "CRYPT_VERIFYCONTEXT is set but a container name is found",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "CRYPT_VERIFYCONTEXT is set but a container name is found",
                        CheckAcquireFlags("name", 0xF0000000));
 }
 
 TEST(CheckAcquireFlagsTest, AnEmptyNameIsANameToVerify) {
-  EXPECT_CONTEXT_ERROR(0x80090009, "CRYPT_VERIFYCONTEXT is set but a container name is found",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "CRYPT_VERIFYCONTEXT is set but a container name is found",
                        CheckAcquireFlags("", 0xF0000000));
   CheckAcquireFlags("", 0xF0000040);
 }
@@ -51,14 +52,14 @@ TEST(CheckAcquireFlagsTest, ASilentVerifyMayHaveAName) { CheckAcquireFlags("name
 
 TEST(CheckAcquireFlagsTest, AnyOfTheTopBitsCountsAsVerify) {
   for (const DWORD bit : {0x10000000U, 0x20000000U, 0x40000000U, 0x80000000U}) {
-    EXPECT_CONTEXT_ERROR(0x80090009, "CRYPT_VERIFYCONTEXT is set but a container name is found",
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "CRYPT_VERIFYCONTEXT is set but a container name is found",
                          CheckAcquireFlags("name", bit));
   }
 }
 
 TEST(CheckAcquireFlagsTest, ANameOf260CharactersPassesAndOneOf261DoesNot) {
   CheckAcquireFlags(std::string(260, 'n').c_str(), 0);
-  EXPECT_CONTEXT_ERROR(0x8009001F, "Container Length is greater than MAX_PATH",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEYSET_PARAM), "Container Length is greater than MAX_PATH",
                        CheckAcquireFlags(std::string(261, 'n').c_str(), 0));
 }
 
@@ -67,7 +68,8 @@ TEST(CheckAcquireFlagsTest, WithATopBitTheLengthIsNotChecked) {
 }
 
 TEST(CheckAcquireFlagsTest, AnUnsupportedBitIsFoundFirst) {
-  EXPECT_CONTEXT_ERROR(0x80090009, "dwFlags contains an unsupported flag", CheckAcquireFlags("name", 0xF0000001));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "dwFlags contains an unsupported flag",
+                       CheckAcquireFlags("name", 0xF0000001));
 }
 
 }  // namespace

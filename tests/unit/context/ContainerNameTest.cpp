@@ -2,8 +2,8 @@
 #include <string>
 #include <vector>
 
-#include "LogTest.h"
 #include "context/ContainerName.h"
+#include "fixtures/LogFile.h"
 
 namespace {
 

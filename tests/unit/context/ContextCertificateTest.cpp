@@ -5,13 +5,15 @@
 #include <stdexcept>
 #include <thread>
 
-#include "ContextTest.h"
-#include "DerCertificate.h"
-#include "Expect.h"
-#include "SampleCertificates.h"
-#include "ScriptedCertStore.h"
-#include "ScriptedDialogs.h"
+#include "dialogs/ScriptedDialogs.h"
+#include "fixtures/ContextTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/OpenContext.h"
 #include "log/Logs.h"
+#include "module/DerCertificate.h"
+#include "module/SampleCertificates.h"
+#include "platform/ScriptedCertStore.h"
 
 namespace {
 
@@ -39,13 +41,6 @@ const char kCreate[] =
     "CKA_CLASS=1, "
     "CKA_ID=6F6E65, "
     "CKA_VALUE=3082012B3081D602... (303 bytes)})";
-
-class OpenContext : public TELVOCSPContext {
- public:
-  OpenContext() : TELVOCSPContext(static_cast<HINSTANCE>(nullptr)) {}
-
-  using CCSPContext::m_certificates;
-};
 
 class ContextCertificateTest : public ContextTest {
  protected:
@@ -366,8 +361,8 @@ TEST_F(ContextCertificateTest, AFailedLoginEndsTheWriting) {
   m_open.Initialize("\\\\.\\Reader A\\one", 0x40, m_cryptoki, 1);
   m_module.ForgetCalls();
   TakeLog();
-  EXPECT_CONTEXT_ERROR(0x80090022, "User is not logged in, No PIN Cache found and the current context is Silent",
-                       Write());
+  EXPECT_CONTEXT_ERROR(Code(NTE_SILENT_CONTEXT),
+                       "User is not logged in, No PIN Cache found and the current context is Silent", Write());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
   EXPECT_THAT(TakeLog(), EndsWith(Line("PIN Cache not found")));
 }
@@ -378,7 +373,7 @@ TEST_F(ContextCertificateTest, ACancelledDialogEndsTheWriting) {
   m_module.ForgetCalls();
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
-  EXPECT_CONTEXT_ERROR(0x8010006E, "User Interface cancelled by user", Write());
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CANCELLED_BY_USER), "User Interface cancelled by user", Write());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
@@ -386,7 +381,7 @@ TEST_F(ContextCertificateTest, AContextForVerificationCannotWrite) {
   OpenContext context;
   context.Initialize(nullptr, 0xF0000000, m_cryptoki, 1);
   EXPECT_CONTEXT_ERROR(
-      0x80090020, "The Smart Card is not properly initialized",
+      Code(NTE_FAIL), "The Smart Card is not properly initialized",
       context.WriteCertificate(kHolderCertificate.data(), static_cast<DWORD>(kHolderCertificate.size())));
 }
 

@@ -1,8 +1,9 @@
 // Session keys of hashes. A digest of the scripted module is four bytes with the message's length, then the message.
 #include <gtest/gtest.h>
 
-#include "KeyBlobBytes.h"
-#include "KeyTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/KeyTest.h"
+#include "module/KeyBlobBytes.h"
 #include "objects/CCSPHashFactory.h"
 
 namespace {
@@ -164,13 +165,13 @@ TEST_F(ContextDeriveTest, AesIsRefusedBehindItsPads) {
   BindToNewContainer();
   const auto hash = HashOf("abc", CALG_SHA1);
   Forget();
-  EXPECT_CONTEXT_ERROR(0x80090008, "Invalid Secret Key Algorithm ID", Derive(hash, CALG_AES, 16));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "Invalid Secret Key Algorithm ID", Derive(hash, CALG_AES, 16));
   EXPECT_EQ(9U, m_module.TakeCalls().size());
 }
 
 TEST_F(ContextDeriveTest, AHashWithoutDataIsTheHashsFailure) {
   BindToNewContainer();
-  EXPECT_CONTEXT_ERROR(0x8009000C, "No Data was added to be hash",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "No Data was added to be hash",
                        Derive(m_hashes.CreateHash(CALG_SHA1, m_context.GetSession()), CALG_DES, 7));
 }
 
@@ -178,13 +179,13 @@ TEST_F(ContextDeriveTest, ADigestThatFailsIsTheHashsFailure) {
   BindToNewContainer();
   const auto hash = HashOf("abc", CALG_SHA1);
   m_module.FailOnCall("C_DigestInit", 3, CKR_DEVICE_REMOVED);
-  EXPECT_CONTEXT_ERROR(0x80090020, "Failed to Initialize Hash Operation", Derive(hash, CALG_3DES, 21));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Failed to Initialize Hash Operation", Derive(hash, CALG_3DES, 21));
 }
 
 TEST_F(ContextDeriveTest, AnObjectThatTheModuleRefusesIsNteFailWithItsText) {
   BindToNewContainer();
   m_module.FailNext("C_CreateObject", CKR_ATTRIBUTE_VALUE_INVALID);
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_ATTRIBUTE_VALUE_INVALID),
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_ATTRIBUTE_VALUE_INVALID),
                        Derive(HashOf("abc", CALG_SHA1), CALG_DES, 7));
   EXPECT_EQ(0U, m_factory.Count());
 }

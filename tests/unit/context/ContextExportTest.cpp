@@ -4,8 +4,9 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-#include "KeyBlobBytes.h"
-#include "KeyTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/KeyTest.h"
+#include "module/KeyBlobBytes.h"
 
 namespace {
 
@@ -94,9 +95,9 @@ TEST_F(ExportPublicKeyTest, ABlobOfTheExchangeKeyComesBackInAndOneOfTheSignature
   BindToPair(16);
   const DWORD imported = Import(ExportPublic(Exchange()));
   EXPECT_EQ(PublicKeyBlob(CALG_RSA_SIGN, Counting(16, 0x81)), ExportPublic(imported));
-  EXPECT_CONTEXT_ERROR(0x80090008, "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
                        Import(ExportPublic(Signature())));
-  EXPECT_CONTEXT_ERROR(0x80090008, "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
                        Import(ExportPublic(imported)));
 }
 
@@ -112,7 +113,7 @@ TEST_F(ExportPublicKeyTest, ABufferThatIsTooShortIsRefusedAndLeftAlone) {
   BindToPair(16);
   DWORD length = 35;
   Bytes blob(35, 0xEE);
-  EXPECT_CONTEXT_ERROR(234, "More Data Needed for Public Key BLOB",
+  EXPECT_CONTEXT_ERROR(Code(ERROR_MORE_DATA), "More Data Needed for Public Key BLOB",
                        m_context.ExportPublicKey(Exchange(), blob.data(), &length));
   EXPECT_EQ(Bytes(35, 0xEE), blob);
   EXPECT_EQ(35U, length);
@@ -130,16 +131,16 @@ TEST_F(ExportPublicKeyTest, OfALongerBufferTheRestIsLeftAlone) {
 TEST_F(ExportPublicKeyTest, WithoutAPairThereIsNoPublicKey) {
   BindToNewContainer();
   DWORD length = 0;
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Public Key not found in this context",
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Public Key not found in this context",
                        m_context.ExportPublicKey(Exchange(), nullptr, &length));
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Public Key not found in this context",
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Public Key not found in this context",
                        m_context.ExportPublicKey(Signature(), nullptr, &length));
 }
 
 TEST_F(ExportPublicKeyTest, AnUnknownHandleIsNoImportedKey) {
   BindToPair(16);
   DWORD length = 0;
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Key was not found in Imported Public Key List",
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Key was not found in Imported Public Key List",
                        m_context.ExportPublicKey(0xFF000000, nullptr, &length));
 }
 
@@ -147,7 +148,7 @@ TEST_F(ExportPublicKeyTest, ASessionKeyHasNoPublicPart) {
   BindToPair(16);
   DWORD length = 0;
   const DWORD key = MakeSessionKey();
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Key was not found in Imported Public Key List",
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Key was not found in Imported Public Key List",
                        m_context.ExportPublicKey(key, nullptr, &length));
 }
 
@@ -326,7 +327,7 @@ TEST_F(ExportSessionKeyTest, DoesNotComeBackInUnlessItsKeyIsTurned) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   const Bytes blob = Export(key, Exchange());
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_ENCRYPTED_DATA_INVALID), Import(blob));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_ENCRYPTED_DATA_INVALID), Import(blob));
   const Bytes encrypted(blob.begin() + 12, blob.end());
   const DWORD imported = Import(SimpleBlob(CALG_3DES, Reversed(encrypted)));
   // The value was turned when it left.
@@ -347,7 +348,7 @@ TEST_F(ExportSessionKeyTest, AnImportedKeyMayLeaveOnlyWhenItWasBroughtInSo) {
   EXPECT_EQ(60U, SizeOf(free, Exchange()));
   for (const DWORD flags : {0U, 0xFFFFFFFEU}) {
     const DWORD held = Import(blob, flags);
-    EXPECT_CONTEXT_ERROR(0x80090015, "\nCPExportKey Error: You do not have permission to export the key",
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_PUBLIC_KEY), "\nCPExportKey Error: You do not have permission to export the key",
                          SizeOf(held, Exchange()));
   }
 }
@@ -356,7 +357,7 @@ TEST_F(ExportSessionKeyTest, WithoutAPairThePublicKeyIsNotFound) {
   BindToNewContainer();
   const DWORD key = MakeSessionKey();
   for (const DWORD handle : {Signature(), Exchange()}) {
-    EXPECT_CONTEXT_ERROR(0x80090015, "Public Key for encrypting symmetric key not found in this context",
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_PUBLIC_KEY), "Public Key for encrypting symmetric key not found in this context",
                          SizeOf(key, handle));
   }
 }
@@ -366,9 +367,9 @@ constexpr char kOnlyPublic[] = "\nCPExportKey Error: A session key is encrypted 
 TEST_F(ExportSessionKeyTest, WithoutAWrappingKeyIsRefused) {
   BindToPair();
   const DWORD key = MakeSessionKey();
-  EXPECT_CONTEXT_ERROR(0x80090015, kOnlyPublic, SizeOf(key, 0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_PUBLIC_KEY), kOnlyPublic, SizeOf(key, 0));
   DWORD said = 0;
-  EXPECT_CONTEXT_ERROR(0x80090015, kOnlyPublic, Export(key, 0, 60, said));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_PUBLIC_KEY), kOnlyPublic, Export(key, 0, 60, said));
   EXPECT_EQ(Bytes(60, 0xEE), m_written);
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
@@ -377,27 +378,28 @@ TEST_F(ExportSessionKeyTest, ASessionKeyDoesNotWrap) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   const DWORD wrapping = MakeSessionKey();
-  EXPECT_CONTEXT_ERROR(0x80090015, kOnlyPublic, SizeOf(key, wrapping));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_PUBLIC_KEY), kOnlyPublic, SizeOf(key, wrapping));
 }
 
 TEST_F(ExportSessionKeyTest, AnUnknownWrappingKeyIsNoSessionKeyEither) {
   BindToPair();
   const DWORD key = MakeSessionKey();
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Symmetric Key not found in this context", SizeOf(key, 0xFF000000));
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Symmetric Key not found in this context", SizeOf(key, 0xFF000000));
 }
 
 TEST_F(ExportSessionKeyTest, AnUnknownSessionKeyIsNotFound) {
   BindToPair();
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Symmetric Key not found in this context", SizeOf(0xFF000000, Exchange()));
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Symmetric Key not found in this context", SizeOf(0xFF000000, Exchange()));
   // Before the wrapping key is looked at for what it is.
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Symmetric Key not found in this context", SizeOf(0xFF000000, 0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Symmetric Key not found in this context", SizeOf(0xFF000000, 0));
 }
 
 TEST_F(ExportSessionKeyTest, AMissingPermissionIsToldBeforeAMissingWrappingKey) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   m_context.GetSecretKey(key)->SetPermissions(0);
-  EXPECT_CONTEXT_ERROR(0x80090015, "\nCPExportKey Error: You do not have permission to export the key", SizeOf(key, 0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_PUBLIC_KEY), "\nCPExportKey Error: You do not have permission to export the key",
+                       SizeOf(key, 0));
 }
 
 // Each of the module's calls may be the one that fails.

@@ -5,8 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "KeyTest.h"
 #include "cryptoki/LoginLock.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/KeyTest.h"
 
 namespace {
 
@@ -169,7 +170,8 @@ TEST_F(ContextGenerateTest, ANameOf63CharactersIsLabelAndIdentifierOfAPair) {
 
 TEST_F(ContextGenerateTest, ANameOf64CharactersIsRefusedForAPairBeforeTheModuleMakesOne) {
   BindToNewContainer(std::string(64, 'n'));
-  EXPECT_CONTEXT_ERROR(0x8009001F, "Container name is too long for a key pair", Generate(AT_KEYEXCHANGE, 0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEYSET_PARAM), "Container name is too long for a key pair",
+                       Generate(AT_KEYEXCHANGE, 0));
   EXPECT_EQ(Calls{m_loginCall}, m_module.TakeCalls());
 }
 
@@ -230,7 +232,7 @@ TEST_F(ContextGenerateTest, TheFlagsAreTheModeOfASessionKeyAndItsPermissionIsToB
 
 TEST_F(ContextGenerateTest, AesIsRefusedBehindItsRandomBytes) {
   BindToNewContainer();
-  EXPECT_CONTEXT_ERROR(0x80090008, kNoSecretKey, Generate(CALG_AES, 0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), kNoSecretKey, Generate(CALG_AES, 0));
   EXPECT_EQ((Calls{m_loginCall, "C_GenerateRandom(1, room 16)"}), m_module.TakeCalls());
   EXPECT_EQ(LoginLines() + Line("Creating Non Token Secret Key") + Line("Secret Key"), TakeLog());
 }
@@ -238,7 +240,7 @@ TEST_F(ContextGenerateTest, AesIsRefusedBehindItsRandomBytes) {
 TEST_F(ContextGenerateTest, OtherAlgorithmsAreRefusedBehindTheLogin) {
   BindToNewContainer();
   for (const DWORD algorithm : {0U, 3U, 0x660EU, 0x6610U, 0x8004U, 0xFFFFFFFFU}) {
-    EXPECT_CONTEXT_ERROR(0x80090008, kUnknownAlgorithm, Generate(algorithm, 0));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), kUnknownAlgorithm, Generate(algorithm, 0));
     EXPECT_EQ(Calls{m_loginCall}, m_module.TakeCalls());
   }
 }
@@ -246,14 +248,14 @@ TEST_F(ContextGenerateTest, OtherAlgorithmsAreRefusedBehindTheLogin) {
 TEST_F(ContextGenerateTest, WithoutALoginNothingIsMade) {
   BindToNewContainer();
   m_module.FailNext("C_LoginExtended", CKR_PIN_LOCKED);
-  EXPECT_CONTEXT_ERROR(0x8010006C,
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CHV_BLOCKED),
                        "The card cannot be accessed because the maximum number of PIN entry attempts has been reached",
                        Generate(0, 0));
 }
 
 TEST_F(ContextGenerateTest, AContextForVerificationMakesNothing) {
   m_context.Initialize(nullptr, CRYPT_VERIFYCONTEXT, m_cryptoki, 1);
-  EXPECT_CONTEXT_ERROR(0x80090020, "The Smart Card is not properly initialized", Generate(CALG_DES, 0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "The Smart Card is not properly initialized", Generate(CALG_DES, 0));
 }
 
 TEST_F(ContextGenerateTest, ASessionKeyThatTheModuleRefusesIsNotKept) {

@@ -4,9 +4,10 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-#include "KeyBlobBytes.h"
-#include "KeyTest.h"
-#include "WaitingLogin.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/KeyTest.h"
+#include "module/KeyBlobBytes.h"
+#include "module/WaitingLogin.h"
 
 namespace {
 
@@ -39,20 +40,22 @@ constexpr char kBadLength[] = "Blob Length is invalid";
 TEST_F(ContextImportTest, ABlobIsRequired) {
   DWORD handle = 0;
   const BYTE byte = 6;
-  EXPECT_CONTEXT_ERROR(0x80090027, "Data should not be NULL", m_context.ImportKey(nullptr, 9, &handle, &m_factory, 0));
-  EXPECT_CONTEXT_ERROR(0x80090027, "Data should not be NULL", m_context.ImportKey(&byte, 0, &handle, &m_factory, 0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_INVALID_PARAMETER), "Data should not be NULL",
+                       m_context.ImportKey(nullptr, 9, &handle, &m_factory, 0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_INVALID_PARAMETER), "Data should not be NULL",
+                       m_context.ImportKey(&byte, 0, &handle, &m_factory, 0));
 }
 
 TEST_F(ContextImportTest, APlaceForTheHandleIsRequired) {
   const BYTE byte = 9;
-  EXPECT_CONTEXT_ERROR(0x80090027, "Key Handle should not be NULL",
+  EXPECT_CONTEXT_ERROR(Code(NTE_INVALID_PARAMETER), "Key Handle should not be NULL",
                        m_context.ImportKey(&byte, 1, nullptr, &m_factory, 0));
 }
 
 TEST_F(ContextImportTest, OtherTypesOfBlobsAreRefusedWhateverTheirLength) {
   for (int type = 0; type < 256; ++type) {
     if (type == 1 || type == 6) continue;
-    EXPECT_CONTEXT_ERROR(0x8009000A, "Blob Type not Supported", Import({static_cast<BYTE>(type)}));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_TYPE), "Blob Type not Supported", Import({static_cast<BYTE>(type)}));
   }
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
@@ -126,7 +129,7 @@ TEST_F(ImportPublicKeyTest, ASecondImportIsAnotherKey) {
 
 TEST_F(ImportPublicKeyTest, AnotherAlgorithmThanKeyExchangeIsRefused) {
   for (const unsigned algorithm : {0x2400U, 0U, 0xA401U, 0x6603U}) {
-    EXPECT_CONTEXT_ERROR(0x80090008, "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
                          Import(PublicKeyBlob(algorithm, m_modulus)));
   }
   EXPECT_EQ(Calls(), m_module.TakeCalls());
@@ -134,14 +137,14 @@ TEST_F(ImportPublicKeyTest, AnotherAlgorithmThanKeyExchangeIsRefused) {
 
 TEST_F(ImportPublicKeyTest, OfABlobThatIsShorterThanItsHeaderNothingIsReadBehindTheEnd) {
   for (int length = 1; length < 20; ++length) {
-    EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(Bytes(m_blob.begin(), m_blob.begin() + length)));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), kBadLength, Import(Bytes(m_blob.begin(), m_blob.begin() + length)));
   }
 }
 
 TEST_F(ImportPublicKeyTest, AWrongAlgorithmIsToldOfAShortBlobThatHoldsOne) {
   const Bytes blob = PublicKeyBlob(CALG_RSA_SIGN, m_modulus);
   for (int length = 8; length < 20; ++length) {
-    EXPECT_CONTEXT_ERROR(0x80090008, "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
                          Import(Bytes(blob.begin(), blob.begin() + length)));
   }
 }
@@ -192,15 +195,15 @@ TEST_F(ImportPublicKeyTest, AllFourBytesOfTheExponentAreTurned) {
 TEST_F(ImportPublicKeyTest, AFailureOfTheModuleIsNteFailWithItsText) {
   BindToPair();
   m_module.FailNext("C_GenerateRandom", CKR_RANDOM_NO_RNG);
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_RANDOM_NO_RNG), Import(m_blob));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_RANDOM_NO_RNG), Import(m_blob));
   m_module.FailNext("C_CreateObject", CKR_DEVICE_MEMORY);
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_DEVICE_MEMORY), Import(m_blob));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_MEMORY), Import(m_blob));
 }
 
 TEST_F(ImportPublicKeyTest, AFailedLoginIsItsOwn) {
   BindToPair();
   m_module.FailNext("C_LoginExtended", CKR_DEVICE_REMOVED);
-  EXPECT_CONTEXT_ERROR(0x8010006F, "Failed to authenticate to TELVO Card", Import(m_blob));
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CARD_NOT_AUTHENTICATED), "Failed to authenticate to TELVO Card", Import(m_blob));
 }
 
 TEST_F(ImportPublicKeyTest, IsDestroyedWithItsObjectWhereSessionKeysAre) {
@@ -209,7 +212,7 @@ TEST_F(ImportPublicKeyTest, IsDestroyedWithItsObjectWhereSessionKeysAre) {
   m_module.ForgetCalls();
   m_context.RemoveSecretKey(handle);
   EXPECT_EQ((Calls{"C_DestroyObject(1, 3)"}), m_module.TakeCalls());
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Key was not found in Imported Public Key List",
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Key was not found in Imported Public Key List",
                        m_context.GetImportedPublicKey(handle));
 }
 
@@ -267,7 +270,8 @@ TEST_F(ImportSessionKeyTest, Aes128IsImportedThoughItCannotBeGenerated) {
 
 TEST_F(ImportSessionKeyTest, OfAnotherAlgorithmIsRefusedBehindTheDecryption) {
   BindToPair();
-  EXPECT_CONTEXT_ERROR(0x80090008, "Invalid Secret Key Algorithm ID", Import(BlobOf(CALG_AES, Counting(16, 1))));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "Invalid Secret Key Algorithm ID",
+                       Import(BlobOf(CALG_AES, Counting(16, 1))));
   EXPECT_EQ((Calls{"C_LoginExtended", "C_DecryptInit", "C_Decrypt", "C_Decrypt"}), m_module.TakeCallNames());
   EXPECT_THAT(TakeLog(), EndsWith(Value("Secret Key Algorithm: ", "6611") + Line("Creating Non Token Secret Key") +
                                   Line("Secret Key")));
@@ -275,7 +279,7 @@ TEST_F(ImportSessionKeyTest, OfAnotherAlgorithmIsRefusedBehindTheDecryption) {
 
 TEST_F(ImportSessionKeyTest, WithoutAPrivateKeyIsRefusedWithoutALogin) {
   BindToNewContainer();
-  EXPECT_CONTEXT_ERROR(0x80090016, "Private Key does not exist in this context",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEYSET), "Private Key does not exist in this context",
                        Import(BlobOf(CALG_DES, Counting(8, 1))));
   EXPECT_EQ(Calls(), m_module.TakeCalls());
   EXPECT_EQ("", TakeLog());
@@ -283,54 +287,54 @@ TEST_F(ImportSessionKeyTest, WithoutAPrivateKeyIsRefusedWithoutALogin) {
 
 TEST_F(ImportSessionKeyTest, WithoutAPrivateKeyAShortBlobIsRefusedForThat) {
   BindToNewContainer();
-  EXPECT_CONTEXT_ERROR(0x80090016, "Private Key does not exist in this context", Import({1, 2, 0, 0}));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEYSET), "Private Key does not exist in this context", Import({1, 2, 0, 0}));
 }
 
 TEST_F(ImportSessionKeyTest, OfABlobThatIsShorterThanItsHeaderNothingIsReadBehindTheEnd) {
   BindToPair();
   const Bytes blob = BlobOf(CALG_DES, Counting(8, 1));
   for (int length = 1; length < 12; ++length) {
-    EXPECT_CONTEXT_ERROR(0x80090005, kBadLength, Import(Bytes(blob.begin(), blob.begin() + length)));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), kBadLength, Import(Bytes(blob.begin(), blob.begin() + length)));
   }
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
 TEST_F(ImportSessionKeyTest, OfABlobWithoutAnEncryptedKeyIsTheModulesMatter) {
   BindToPair();
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_ENCRYPTED_DATA_INVALID), Import(SimpleBlob(CALG_DES, {})));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_ENCRYPTED_DATA_INVALID), Import(SimpleBlob(CALG_DES, {})));
   EXPECT_EQ("C_Decrypt(1, 0 bytes, null)", m_module.TakeCalls()[2]);
 }
 
 TEST_F(ImportSessionKeyTest, ABigEndianBlobIsTurnedTheWrongWay) {
   BindToPair();
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_ENCRYPTED_DATA_INVALID),
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_ENCRYPTED_DATA_INVALID),
                        Import(SimpleBlob(CALG_DES, EncryptedKey(Counting(8, 1), 48))));
 }
 
 // Each of the module's calls may be the one that fails.
-struct FailureCase {
+struct ImportFailure {
   const char* name;
   const char* entry;
   int call;
 };
 
-class ImportFailureTest : public ImportSessionKeyTest, public ::testing::WithParamInterface<FailureCase> {};
+class ImportFailureTest : public ImportSessionKeyTest, public ::testing::WithParamInterface<ImportFailure> {};
 
 TEST_P(ImportFailureTest, IsNteFailWithTheModulesText) {
   BindToPair();
   m_module.FailOnCall(GetParam().entry, GetParam().call, CKR_DEVICE_REMOVED);
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_DEVICE_REMOVED), Import(BlobOf(CALG_DES, Counting(8, 1))));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_REMOVED), Import(BlobOf(CALG_DES, Counting(8, 1))));
   EXPECT_EQ(0U, m_factory.Count());
 }
 
-constexpr FailureCase kFailures[] = {
+constexpr ImportFailure kImportFailures[] = {
     {"DecryptInit", "C_DecryptInit", 1},
     {"TheQuestionForTheLength", "C_Decrypt", 1},
     {"TheDecryption", "C_Decrypt", 2},
     {"TheObject", "C_CreateObject", 1},
 };
 
-INSTANTIATE_TEST_SUITE_P(Calls, ImportFailureTest, ::testing::ValuesIn(kFailures),
+INSTANTIATE_TEST_SUITE_P(Calls, ImportFailureTest, ::testing::ValuesIn(kImportFailures),
                          [](const auto& row) { return row.param.name; });
 
 TEST_F(ImportSessionKeyTest, AnAbsurdLengthIsAFailureOfTheModule) {
@@ -338,7 +342,7 @@ TEST_F(ImportSessionKeyTest, AnAbsurdLengthIsAFailureOfTheModule) {
   m_module.falsifyCount = [](const std::string& entry, CK_ULONG& count) {
     if (entry == "C_Decrypt") count = CK_UNAVAILABLE_INFORMATION;
   };
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_GENERAL_ERROR), Import(BlobOf(CALG_DES, Counting(8, 1))));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_GENERAL_ERROR), Import(BlobOf(CALG_DES, Counting(8, 1))));
 }
 
 TEST_F(ImportSessionKeyTest, ALengthThatGrowsInTheSecondCallCountsUpToWhatWasAllocated) {

@@ -3,14 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ContextTest.h"
-#include "Expect.h"
-#include "SampleCertificates.h"
-#include "ScriptedDialogs.h"
-#include "ScriptedWinSCard.h"
-#include "WaitingLogin.h"
 #include "context/ObjectID.h"
+#include "dialogs/ScriptedDialogs.h"
+#include "fixtures/ContextTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
 #include "log/Logs.h"
+#include "module/SampleCertificates.h"
+#include "module/WaitingLogin.h"
+#include "platform/ScriptedWinSCard.h"
 
 namespace {
 
@@ -21,7 +22,6 @@ constexpr DWORD kVerify = 0xF0000000;
 constexpr DWORD kNew = 0x8;
 constexpr DWORD kDelete = 0x10;
 constexpr DWORD kMachine = 0x20;
-constexpr DWORD kSilent = 0x40;
 
 class ContextInitializeTest : public ContextTest {
  protected:
@@ -67,7 +67,7 @@ std::string Propagated() {
 // --- The module and the arguments
 
 TEST_F(ContextInitializeTest, WithoutAModuleItFails) {
-  EXPECT_CONTEXT_ERROR(0x80090020, "Module Name should be present",
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Module Name should be present",
                        m_context.Initialize("name", 0, boost::shared_ptr<Cryptoki>(), 1));
   EXPECT_EQ("", TakeLog());
 }
@@ -221,7 +221,7 @@ TEST_F(ContextInitializeTest, AReaderThatNobodyHasEndsWithoutASession) {
 
 TEST_F(ContextInitializeTest, AReaderThatNobodyHasIsNotFoundUnderALowFlag) {
   m_module.InsertToken("Reader A");
-  EXPECT_EQ(kNotFound, InitializeError(Named("Reader X", "one").c_str(), kSilent));
+  EXPECT_EQ(kNotFound, InitializeError(Named("Reader X", "one").c_str(), CRYPT_SILENT));
 }
 
 TEST_F(ContextInitializeTest, AnEmptyDescriptionAndNoReaderNameAreEqual) {
@@ -428,18 +428,18 @@ TEST_F(ContextInitializeTest, WithEveryTokenPassedOverASuccessHasNoSession) {
   Initialize("one", 0);
   EXPECT_EQ(nullptr, m_context.GetSession());
   BYTE random[4] = {};
-  EXPECT_CONTEXT_ERROR(0x80090020, "The context has no session", m_context.GenerateRandom(random, 4));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "The context has no session", m_context.GenerateRandom(random, 4));
 }
 
 TEST_F(ContextInitializeTest, AContainerThatIsNowhereIsNotFoundUnderEachLowFlag) {
   AddContainer(m_module.InsertToken("Reader A"), Text("other"));
-  for (const DWORD flags : {kDelete, kMachine, kSilent, DWORD{0x80}})
+  for (const DWORD flags : {kDelete, kMachine, DWORD{CRYPT_SILENT}, DWORD{0x80}})
     EXPECT_EQ(kNotFound, InitializeError("one", flags));
 }
 
 TEST_F(ContextInitializeTest, UnderANamedReaderAMissingContainerIsASuccessAlsoWithALowFlag) {
   m_module.InsertToken("Reader A");
-  for (const DWORD flags : {DWORD{0}, kDelete, kMachine, kSilent}) {
+  for (const DWORD flags : {DWORD{0}, kDelete, kMachine, DWORD{CRYPT_SILENT}}) {
     EXPECT_EQ("nothing", InitializeError(Named("Reader A", "one").c_str(), flags));
     EXPECT_EQ(kNothingFound, Found());
     EXPECT_EQ("Reader A", m_context.GetReaderName());
@@ -515,7 +515,7 @@ TEST_F(ContextInitializeTest, ANamelessNewContainerOnATokenThatHoldsAnythingExis
 
 TEST_F(ContextInitializeTest, ASilentNewContainerThatDoesNotExistIsNotFound) {
   m_module.InsertToken("Reader A");
-  EXPECT_EQ(kNotFound, InitializeError("one", kNew | kSilent));
+  EXPECT_EQ(kNotFound, InitializeError("one", kNew | CRYPT_SILENT));
 }
 
 TEST_F(ContextInitializeTest, ANewContainerWithEveryTokenPassedOverFails) {
@@ -557,7 +557,7 @@ TEST_F(ContextInitializeTest, VerificationSucceedsWithoutAToken) {
 }
 
 TEST_F(ContextInitializeTest, VerificationWithALowFlagAndNoSlotIsNotFound) {
-  EXPECT_EQ(kNotFound, InitializeError(nullptr, kVerify | kSilent));
+  EXPECT_EQ(kNotFound, InitializeError(nullptr, kVerify | CRYPT_SILENT));
 }
 
 TEST_F(ContextInitializeTest, VerificationOfANewContainerSaysThatItExistsAndTouchesNoToken) {
@@ -580,7 +580,7 @@ TEST_F(ContextInitializeTest, VerificationOfANewContainerWithoutATokenIsNotFound
 
 TEST_F(ContextInitializeTest, ASilentVerificationWithAReaderGetsNoWatcher) {
   m_module.InsertToken("Reader A");
-  Initialize(Named("Reader A", "one").c_str(), kVerify | kSilent);
+  Initialize(Named("Reader A", "one").c_str(), kVerify | CRYPT_SILENT);
   EXPECT_EQ(nullptr, m_context.GetSession());
   EXPECT_EQ("Reader A", m_context.GetReaderName());
   EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nSlot List Loop done") + Line("Failed to get token info") +
@@ -589,7 +589,7 @@ TEST_F(ContextInitializeTest, ASilentVerificationWithAReaderGetsNoWatcher) {
 
 TEST_F(ContextInitializeTest, AVerificationWithANameAndNoTokenFails) {
   m_module.AddEmptyReader("Reader A");
-  EXPECT_EQ("80090020: No Active Slot found", InitializeError("one", kVerify | kSilent));
+  EXPECT_EQ("80090020: No Active Slot found", InitializeError("one", kVerify | CRYPT_SILENT));
 }
 
 // --- Several tokens, or none
@@ -597,19 +597,19 @@ TEST_F(ContextInitializeTest, AVerificationWithANameAndNoTokenFails) {
 TEST_F(ContextInitializeTest, ASilentContextTakesTheFirstTokenThatHoldsAContainer) {
   m_module.InsertToken("Reader A");
   AddContainer(m_module.InsertToken("Reader B"), Text("one"));
-  Initialize(nullptr, kSilent);
+  Initialize(nullptr, CRYPT_SILENT);
   EXPECT_EQ("Reader B", m_context.GetReaderName());
   EXPECT_EQ("one", m_context.GetContainerName());
 }
 
 TEST_F(ContextInitializeTest, ASilentContextWithoutATokenNeedsTheUser) {
   m_module.AddEmptyReader("Reader A");
-  EXPECT_EQ("80090022: CSP needs UI to operate but CRYPT_SILENT flag is set", InitializeError(nullptr, kSilent));
+  EXPECT_EQ("80090022: CSP needs UI to operate but CRYPT_SILENT flag is set", InitializeError(nullptr, CRYPT_SILENT));
 }
 
 TEST_F(ContextInitializeTest, ASilentContextWithANameAndWithoutATokenFails) {
   m_module.AddEmptyReader("Reader A");
-  EXPECT_EQ("80090020: No Active Slot found", InitializeError("one", kSilent));
+  EXPECT_EQ("80090020: No Active Slot found", InitializeError("one", CRYPT_SILENT));
   EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nRetrieve Active Slot List")));
 }
 
@@ -746,7 +746,7 @@ TEST_F(ReaderChoiceTest, AChoiceWithoutACardFails) {
 TEST_F(ReaderChoiceTest, AReadersListThatFailsLeavesInitializeAsItIs) {
   m_module.InsertToken("Reader A");
   m_module.InsertToken("Reader B");
-  m_pcsc.FailNext("SCardListReadersA", 0x8010001D);
+  m_pcsc.FailNext("SCardListReadersA", Code(SCARD_E_NO_SERVICE));
   m_dialogs.OnNext([](ScriptedDialog&) { ADD_FAILURE(); });
   try {
     Initialize(nullptr, 0);

@@ -5,16 +5,17 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-#include "ContextTest.h"
-#include "Expect.h"
-#include "HeapWatch.h"
-#include "KeyBlobBytes.h"
-#include "ScriptedClock.h"
+#include "fixtures/ContextTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
 #include "log/Logs.h"
+#include "module/KeyBlobBytes.h"
 #include "objects/CCSPHash.h"
 #include "objects/CCSPHashFactory.h"
 #include "objects/CCSPSecretKey.h"
 #include "objects/CCSPSecretKeyFactory.h"
+#include "platform/HeapWatch.h"
+#include "platform/ScriptedClock.h"
 
 namespace {
 
@@ -105,7 +106,7 @@ TEST_F(ContextKeyWipingTest, ADecryptedKeyIsWiped) {
 TEST_F(ContextKeyWipingTest, ADecryptedKeyThatTheModuleRefusesIsWiped) {
   m_watching->entry = "C_Decrypt";
   m_watching->FailNext("C_CreateObject", CKR_DEVICE_MEMORY);
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_DEVICE_MEMORY), Import());
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_MEMORY), Import());
   ExpectWiped();
 }
 

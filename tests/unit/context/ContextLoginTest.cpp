@@ -3,14 +3,16 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-#include "ContextTest.h"
-#include "Expect.h"
-#include "IsTaken.h"
-#include "ScriptedDialogs.h"
-#include "WaitingLogin.h"
 #include "cryptoki/LoginLock.h"
+#include "dialogs/ScriptedDialogs.h"
+#include "fixtures/ContextTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/OpenContext.h"
 #include "log/Logs.h"
+#include "module/WaitingLogin.h"
 #include "pin/PINCacheManager.h"
+#include "platform/IsTaken.h"
 
 namespace {
 
@@ -19,15 +21,6 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 const char kSerial[] = "01 23 45 67 89 AB CD EF";
-constexpr DWORD kCancelled = 0x8010006E;
-
-class OpenContext : public TELVOCSPContext {
- public:
-  OpenContext() : TELVOCSPContext(static_cast<HINSTANCE>(nullptr)) {}
-
-  using CCSPContext::m_errFlags;
-  using CCSPContext::m_signPending;
-};
 
 class ContextLoginTest : public ContextTest {
  protected:
@@ -76,7 +69,7 @@ TEST_F(ContextLoginTest, ATokenThatIsNotInitialisedFailsBeforeTheCacheIsTouched)
   m_token.flags = 0;
   Bind();
   CachePIN("1234");
-  EXPECT_CONTEXT_ERROR(0x80090020, kNotInitialized, m_open.Login());
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), kNotInitialized, m_open.Login());
   EXPECT_EQ(Line("\nInitializing PIN cache") + Value("cardSerial:\t", kSerial) + Value("strReaderName:\t", "Reader A") +
                 Line("Token is not initialized"),
             TakeLog());
@@ -86,14 +79,14 @@ TEST_F(ContextLoginTest, ATokenThatIsNotInitialisedFailsBeforeTheCacheIsTouched)
 TEST_F(ContextLoginTest, ASilentContextSaysSoOfATokenThatIsNotInitialised) {
   m_token.flags = 0;
   Bind(0x40);
-  EXPECT_CONTEXT_ERROR(0x80090020, kNotInitialized, m_open.Login());
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), kNotInitialized, m_open.Login());
   EXPECT_THAT(TakeLog(), EndsWith(Line("Token is not initialized") + Line("CRYPT_SILENT is set")));
 }
 
 TEST_F(ContextLoginTest, AContextForVerificationCannotLogIn) {
   OpenContext context;
   context.Initialize(nullptr, 0xF0000000, m_cryptoki, 1);
-  EXPECT_CONTEXT_ERROR(0x80090020, kNotInitialized, context.Login());
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), kNotInitialized, context.Login());
 }
 
 // --- The remembered PIN
@@ -144,7 +137,7 @@ TEST_F(ContextLoginTest, ASilentContextForgetsAStalePINAndFails) {
   m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
   Bind(0x40);
   CachePIN("9999");
-  EXPECT_CONTEXT_ERROR(0x80090022, kSilentMessage, m_open.Login());
+  EXPECT_CONTEXT_ERROR(Code(NTE_SILENT_CONTEXT), kSilentMessage, m_open.Login());
   EXPECT_EQ(0, Cache()->IsPINSet());
   EXPECT_EQ(2U, m_token.triesLeft);
   EXPECT_EQ(Calls{"C_LoginExtended"}, m_module.TakeCallNames());
@@ -163,7 +156,7 @@ TEST_F(ContextLoginTest, ARefusedPINThatAnotherContextPutsBackIsNotOfferedAgain)
       CachePIN("9999");
     });
   });
-  EXPECT_CONTEXT_ERROR(0x80090022, kSilentMessage, m_open.Login());
+  EXPECT_CONTEXT_ERROR(Code(NTE_SILENT_CONTEXT), kSilentMessage, m_open.Login());
   other.join();
   EXPECT_EQ(Calls{"C_LoginExtended"}, m_module.TakeCallNames());
 }
@@ -172,7 +165,7 @@ TEST_F(ContextLoginTest, ALockedTokenKeepsTheRememberedPIN) {
   Bind();
   CachePIN("1234");
   m_module.FailNext("C_LoginExtended", CKR_PIN_LOCKED);
-  EXPECT_CONTEXT_ERROR(0x8010006C,
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CHV_BLOCKED),
                        "The card cannot be accessed because the maximum number of PIN entry attempts has been reached",
                        m_open.Login());
   EXPECT_EQ("1234", CachedPIN());
@@ -183,7 +176,7 @@ TEST_F(ContextLoginTest, AnotherFailureWithTheRememberedPINIsNotAuthenticatedAnd
   Bind();
   CachePIN("1234");
   m_module.FailNext("C_LoginExtended", CKR_DEVICE_REMOVED);
-  EXPECT_CONTEXT_ERROR(0x8010006F, "Failed to authenticate to TELVO Card", m_open.Login());
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CARD_NOT_AUTHENTICATED), "Failed to authenticate to TELVO Card", m_open.Login());
   EXPECT_EQ("1234", CachedPIN());
   EXPECT_THAT(TakeLog(), EndsWith(Line("Error in logging in to card") + Value(ErrorText(CKR_DEVICE_REMOVED), "32")));
 }
@@ -191,7 +184,7 @@ TEST_F(ContextLoginTest, AnotherFailureWithTheRememberedPINIsNotAuthenticatedAnd
 TEST_F(ContextLoginTest, TriesLeftAsAnAnswerAreSuchAnotherFailure) {
   Bind();
   CachePIN("9999");
-  EXPECT_CONTEXT_ERROR(0x8010006F, "Failed to authenticate to TELVO Card", m_open.Login());
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CARD_NOT_AUTHENTICATED), "Failed to authenticate to TELVO Card", m_open.Login());
   EXPECT_EQ("9999", CachedPIN());
 }
 
@@ -236,7 +229,7 @@ TEST_F(ContextLoginTest, APINThatOneContextLearnsServesAnother) {
 
 TEST_F(ContextLoginTest, ASilentContextWithoutAPINFails) {
   Bind(0x40);
-  EXPECT_CONTEXT_ERROR(0x80090022, kSilentMessage, m_open.Login());
+  EXPECT_CONTEXT_ERROR(Code(NTE_SILENT_CONTEXT), kSilentMessage, m_open.Login());
   EXPECT_EQ(Opening() + Line("PIN Cache not found"), TakeLog());
 }
 
@@ -245,7 +238,7 @@ TEST_F(ContextLoginTest, ACancelledDialogIsCancelled) {
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
   m_open.m_errFlags = 7;
-  EXPECT_CONTEXT_ERROR(0x8010006E, kCancelledMessage, m_open.Login());
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CANCELLED_BY_USER), kCancelledMessage, m_open.Login());
   EXPECT_EQ(0U, m_open.m_errFlags);
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
@@ -253,7 +246,7 @@ TEST_F(ContextLoginTest, ACancelledDialogIsCancelled) {
 TEST_F(ContextLoginTest, EveryOtherResultOfTheDialogIsAFinishedLogin) {
   Bind();
   ScriptedDialogs dialogs;
-  dialogs.OnNext([](ScriptedDialog& dialog) { dialog.End(static_cast<INT_PTR>(0x80090020)); });
+  dialogs.OnNext([](ScriptedDialog& dialog) { dialog.End(static_cast<INT_PTR>(Code(NTE_FAIL))); });
   dialogs.OnNext([](ScriptedDialog& dialog) { dialog.End(-1); });
   dialogs.OnNext([](ScriptedDialog& dialog) { dialog.End(1); });
   for (int i = 0; i < 3; ++i) {
@@ -297,7 +290,7 @@ TEST_F(ContextLoginTest, ASilentContextWorksFromTheCacheUntilTheWatcherClearsIt)
   m_open.Login();
   m_open.Login();
   g_pinCacheManager.GetPINCache("Reader A")->ClearPINCache();
-  EXPECT_CONTEXT_ERROR(0x80090022, kSilentMessage, m_open.Login());
+  EXPECT_CONTEXT_ERROR(Code(NTE_SILENT_CONTEXT), kSilentMessage, m_open.Login());
 }
 
 TEST_F(ContextLoginTest, WithoutASessionTheUserIsNotAsked) {
@@ -305,7 +298,7 @@ TEST_F(ContextLoginTest, WithoutASessionTheUserIsNotAsked) {
   m_module.FailAlways("C_OpenSession", CKR_DEVICE_ERROR);
   m_open.Initialize("one", 0, m_cryptoki, 1);
   const ScriptedDialogs dialogs;
-  EXPECT_CONTEXT_ERROR(0x80090020, "The context has no session", m_open.Login());
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "The context has no session", m_open.Login());
   EXPECT_EQ(0, dialogs.ShownCount());
 }
 
@@ -323,14 +316,14 @@ TEST_F(SignatureLoginTest, BehindACancelledOneTheNextFailsWithoutADialogAndTheOn
   Bind();
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
-  EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, LoginToSign());
-  EXPECT_EQ(kCancelled, m_open.m_errFlags);
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CANCELLED_BY_USER), kCancelledMessage, LoginToSign());
+  EXPECT_EQ(Code(SCARD_W_CANCELLED_BY_USER), m_open.m_errFlags);
   EXPECT_EQ(0U, m_open.m_signPending);
   EXPECT_EQ(Opening() + Line("PIN Cache not found") + Value("this->m_errFlags = ", "00000000") +
                 Line("Retrieving token name") + Value("Retrieved token name: ", "TELVO Token                     "),
             TakeLog());
 
-  EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, LoginToSign());
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CANCELLED_BY_USER), kCancelledMessage, LoginToSign());
   EXPECT_EQ(1, dialogs.ShownCount());
   EXPECT_EQ(0U, m_open.m_errFlags);
   EXPECT_EQ(0U, m_open.m_signPending);
@@ -347,15 +340,15 @@ TEST_F(SignatureLoginTest, AThirdThatIsCancelledIsRememberedAgain) {
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
   dialogs.OnNext(CancelDialog());
-  for (int i = 0; i < 3; ++i) EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, LoginToSign());
-  EXPECT_EQ(kCancelled, m_open.m_errFlags);
+  for (int i = 0; i < 3; ++i) EXPECT_CONTEXT_ERROR(Code(SCARD_W_CANCELLED_BY_USER), kCancelledMessage, LoginToSign());
+  EXPECT_EQ(Code(SCARD_W_CANCELLED_BY_USER), m_open.m_errFlags);
   EXPECT_EQ(2, dialogs.ShownCount());
 }
 
 TEST_F(SignatureLoginTest, AnyCommonBitCountsAsCancelled) {
   Bind();
   m_open.m_errFlags = 2;
-  EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, LoginToSign());
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CANCELLED_BY_USER), kCancelledMessage, LoginToSign());
   m_open.m_errFlags = 1;
   ScriptedDialogs dialogs;
   dialogs.OnNext(EnterPIN("1234"));
@@ -366,7 +359,7 @@ TEST_F(SignatureLoginTest, ACancelElsewhereIsNotRemembered) {
   Bind();
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
-  EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, m_open.Login());
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CANCELLED_BY_USER), kCancelledMessage, m_open.Login());
   EXPECT_EQ(0U, m_open.m_errFlags);
 }
 
@@ -377,8 +370,8 @@ TEST_F(SignatureLoginTest, ACancelElsewhereIsRememberedWhenASignatureLoggedInFro
   Cache()->ClearPINCache();
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
-  EXPECT_CONTEXT_ERROR(kCancelled, kCancelledMessage, m_open.Login());
-  EXPECT_EQ(kCancelled, m_open.m_errFlags);
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CANCELLED_BY_USER), kCancelledMessage, m_open.Login());
+  EXPECT_EQ(Code(SCARD_W_CANCELLED_BY_USER), m_open.m_errFlags);
 }
 
 // --- The PIN of an application
@@ -386,9 +379,11 @@ TEST_F(SignatureLoginTest, ACancelElsewhereIsRememberedWhenASignatureLoggedInFro
 TEST_F(ContextLoginTest, APINOfAnApplicationIsRequired) {
   Bind();
   const BYTE pin = '1';
-  EXPECT_CONTEXT_ERROR(87, "PIN and PIN Length should be present", m_open.LoginWithPIN(nullptr, 4));
+  EXPECT_CONTEXT_ERROR(Code(ERROR_INVALID_PARAMETER), "PIN and PIN Length should be present",
+                       m_open.LoginWithPIN(nullptr, 4));
   EXPECT_EQ(Line("PIN and PIN length is not present"), TakeLog());
-  EXPECT_CONTEXT_ERROR(87, "PIN and PIN Length should be present", m_open.LoginWithPIN(&pin, 0));
+  EXPECT_CONTEXT_ERROR(Code(ERROR_INVALID_PARAMETER), "PIN and PIN Length should be present",
+                       m_open.LoginWithPIN(&pin, 0));
 }
 
 TEST_F(ContextLoginTest, APINOfAnApplicationLogsInAndIsRemembered) {
@@ -556,7 +551,7 @@ TEST_F(ContextLoginTest, AWrongPINOfAnApplicationSaysTheTriesLeftAndKeepsTheCach
   m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
   Bind();
   CachePIN("1234");
-  EXPECT_CONTEXT_ERROR(0x8010006B, "Wrong PIN, 2 retries remaining", LoginWithPIN("9999"));
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_WRONG_CHV), "Wrong PIN, 2 retries remaining", LoginWithPIN("9999"));
   EXPECT_EQ("1234", CachedPIN());
   EXPECT_THAT(TakeLog(), EndsWith(Line("Logout") + Line("Login")));
   EXPECT_EQ((Calls{"C_GetSessionInfo", "C_LoginExtended", "C_GetSessionInfo"}), m_module.TakeCallNames());
@@ -565,19 +560,19 @@ TEST_F(ContextLoginTest, AWrongPINOfAnApplicationSaysTheTriesLeftAndKeepsTheCach
 TEST_F(ContextLoginTest, AWrongPINWithoutTriesLeftIsBlocked) {
   Bind();
   m_module.FailNext("C_LoginExtended", CKR_PIN_INCORRECT);  // a module that says nothing of tries
-  EXPECT_CONTEXT_ERROR(0x8010006C, "PIN is blocked", LoginWithPIN("9999"));
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CHV_BLOCKED), "PIN is blocked", LoginWithPIN("9999"));
 }
 
 TEST_F(ContextLoginTest, ALockedTokenIsBlockedToAnApplication) {
   Bind();
   m_module.FailNext("C_LoginExtended", CKR_PIN_LOCKED);
-  EXPECT_CONTEXT_ERROR(0x8010006C, "PIN is blocked", LoginWithPIN("1234"));
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CHV_BLOCKED), "PIN is blocked", LoginWithPIN("1234"));
 }
 
 TEST_F(ContextLoginTest, AnotherFailureWithAnApplicationsPINIsNteFailWithItsText) {
   Bind();
   m_module.FailNext("C_LoginExtended", CKR_DEVICE_REMOVED);
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_DEVICE_REMOVED), LoginWithPIN("1234"));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_REMOVED), LoginWithPIN("1234"));
   EXPECT_EQ(0, Cache()->IsPINSet());
 }
 
@@ -585,14 +580,15 @@ TEST_F(ContextLoginTest, LoggedInAlreadyWithAPINOfAnotherLengthIsAWrongPIN) {
   Bind();
   CachePIN("99999");
   m_module.FailNext("C_LoginExtended", CKR_USER_ALREADY_LOGGED_IN);
-  EXPECT_CONTEXT_ERROR(0x8010006B, "User already Logged-in. Wrong PIN was submitted to the card", LoginWithPIN("1234"));
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_WRONG_CHV), "User already Logged-in. Wrong PIN was submitted to the card",
+                       LoginWithPIN("1234"));
 }
 
 TEST_F(ContextLoginTest, LoggedInAlreadyWithAnotherPINDoesNotMatch) {
   Bind();
   CachePIN("9999");
   m_module.FailNext("C_LoginExtended", CKR_USER_ALREADY_LOGGED_IN);
-  EXPECT_CONTEXT_ERROR(0x8010006B, "PIN does not match", LoginWithPIN("1234"));
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_WRONG_CHV), "PIN does not match", LoginWithPIN("1234"));
   EXPECT_EQ("9999", CachedPIN());
   EXPECT_THAT(TakeLog(), EndsWith(Line("Logout") + Line("Login")));
 }
@@ -611,7 +607,7 @@ TEST_F(ContextLoginTest, AnApplicationsPINNeedsASession) {
   OpenContext context;
   context.Initialize(nullptr, 0xF0000000, m_cryptoki, 1);
   const BYTE pin[] = {'1', '2'};
-  EXPECT_CONTEXT_ERROR(0x80090020, "The context has no session", context.LoginWithPIN(pin, 2));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "The context has no session", context.LoginWithPIN(pin, 2));
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ContextTest.h"
+#include "fixtures/ContextTest.h"
 #include "log/Logs.h"
 
 namespace {

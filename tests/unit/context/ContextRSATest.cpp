@@ -3,23 +3,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "ContextTest.h"
-#include "Expect.h"
-#include "ScriptedDialogs.h"
+#include "dialogs/ScriptedDialogs.h"
+#include "fixtures/ContextTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/OpenContext.h"
 #include "log/Logs.h"
 #include "pin/PINCacheManager.h"
 
 namespace {
 
 using ::testing::EndsWith;
-
-class OpenContext : public TELVOCSPContext {
- public:
-  OpenContext() : TELVOCSPContext(static_cast<HINSTANCE>(nullptr)) {}
-
-  using CCSPContext::m_errFlags;
-  using CCSPContext::m_signPending;
-};
 
 Bytes Reversed(Bytes bytes) { return Bytes(bytes.rbegin(), bytes.rend()); }
 
@@ -104,7 +98,7 @@ TEST_F(ContextRSATest, WithoutAPrivateKeyThereIsNoSignatureAndNoLogin) {
   const DWORD dataLength = 3;
   DWORD length = 64;
   BYTE signature[64] = {};
-  EXPECT_CONTEXT_ERROR(0x8009000D, "Private Key not found for signing",
+  EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Private Key not found for signing",
                        m_open.Sign(reinterpret_cast<const BYTE*>("abc"), &dataLength, signature, &length));
   EXPECT_EQ(0U, m_open.m_signPending);
   EXPECT_EQ(Calls(), m_module.TakeCalls());
@@ -130,8 +124,8 @@ TEST_F(ContextRSATest, BehindACancelledSignatureTheNextFailsWithoutADialog) {
   g_pinCacheManager.GetPINCache("Reader A")->ClearPINCache();
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
-  EXPECT_CONTEXT_ERROR(0x8010006E, "User Interface cancelled by user", Sign("abc"));
-  EXPECT_CONTEXT_ERROR(0x8010006E, "User Interface cancelled by user", Sign("abc"));
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CANCELLED_BY_USER), "User Interface cancelled by user", Sign("abc"));
+  EXPECT_CONTEXT_ERROR(Code(SCARD_W_CANCELLED_BY_USER), "User Interface cancelled by user", Sign("abc"));
   EXPECT_EQ(1, dialogs.ShownCount());
   dialogs.OnNext(EnterPIN("1234"));
   EXPECT_EQ(Reversed(PaddedAbc('S')), Sign("abc"));
@@ -153,13 +147,13 @@ TEST_F(ContextRSATest, ASignatureMadeHereIsAcceptedHere) {
 
 TEST_F(ContextRSATest, AWrongSignatureIsBad) {
   Bind();
-  EXPECT_CONTEXT_ERROR(0x80090006, ErrorText(CKR_SIGNATURE_INVALID), Verify("abd", Sign("abc")));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_SIGNATURE), ErrorText(CKR_SIGNATURE_INVALID), Verify("abd", Sign("abc")));
 }
 
 TEST_F(ContextRSATest, ADeadSessionIsABadSignatureWithAnotherMessage) {
   Bind();
   m_module.FailNext("C_VerifyInit", CKR_SESSION_HANDLE_INVALID);
-  EXPECT_CONTEXT_ERROR(0x80090006, ErrorText(CKR_SESSION_HANDLE_INVALID), Verify("abc", PaddedAbc('S')));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_SIGNATURE), ErrorText(CKR_SESSION_HANDLE_INVALID), Verify("abc", PaddedAbc('S')));
 }
 
 TEST_F(ContextRSATest, AnImportedKeyVerifiesInThePlaceOfTheContainers) {
@@ -179,24 +173,27 @@ TEST_F(ContextRSATest, WithoutAPublicKeyTheModuleIsAskedAllTheSame) {
   const BYTE pin[] = {'1', '2', '3', '4'};
   m_open.LoginWithPIN(pin, sizeof(pin));
   m_module.ForgetCalls();
-  EXPECT_CONTEXT_ERROR(0x80090006, ErrorText(CKR_KEY_HANDLE_INVALID), Verify("abc", PaddedAbc('S')));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_SIGNATURE), ErrorText(CKR_KEY_HANDLE_INVALID), Verify("abc", PaddedAbc('S')));
   EXPECT_EQ("C_VerifyInit(1, CKM_RSA_PKCS, 0)", m_module.TakeCalls()[1]);
 }
 
 TEST_F(ContextRSATest, AMessageAndASignatureAreRequiredToVerify) {
   Bind();
   const BYTE byte[] = {1};
-  EXPECT_CONTEXT_ERROR(87, "Message Digest is NULL", m_open.Verify(nullptr, 1, byte, 1, nullptr));
-  EXPECT_CONTEXT_ERROR(87, "Message Digest is NULL", m_open.Verify(byte, 0, byte, 1, nullptr));
-  EXPECT_CONTEXT_ERROR(87, "Signature is NULL", m_open.Verify(byte, 1, nullptr, 1, nullptr));
-  EXPECT_CONTEXT_ERROR(87, "Signature is NULL", m_open.Verify(byte, 1, byte, 0, nullptr));
+  EXPECT_CONTEXT_ERROR(Code(ERROR_INVALID_PARAMETER), "Message Digest is NULL",
+                       m_open.Verify(nullptr, 1, byte, 1, nullptr));
+  EXPECT_CONTEXT_ERROR(Code(ERROR_INVALID_PARAMETER), "Message Digest is NULL",
+                       m_open.Verify(byte, 0, byte, 1, nullptr));
+  EXPECT_CONTEXT_ERROR(Code(ERROR_INVALID_PARAMETER), "Signature is NULL", m_open.Verify(byte, 1, nullptr, 1, nullptr));
+  EXPECT_CONTEXT_ERROR(Code(ERROR_INVALID_PARAMETER), "Signature is NULL", m_open.Verify(byte, 1, byte, 0, nullptr));
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
 TEST_F(ContextRSATest, ASilentContextWithoutAPINCannotVerify) {
   Bind(0x40);
   g_pinCacheManager.GetPINCache("Reader A")->ClearPINCache();
-  EXPECT_CONTEXT_ERROR(0x80090022, "User is not logged in, No PIN Cache found and the current context is Silent",
+  EXPECT_CONTEXT_ERROR(Code(NTE_SILENT_CONTEXT),
+                       "User is not logged in, No PIN Cache found and the current context is Silent",
                        Verify("abc", PaddedAbc('S')));
 }
 
@@ -244,7 +241,7 @@ TEST_F(ContextCipherTest, OnlyTheLoginIsLogged) {
 TEST_F(ContextCipherTest, WhatIsEncryptedHereCannotBeDecryptedHereAsItIs) {
   Bind();
   const Bytes cipher = InPlace(&CCSPContext::Encrypt, Text("abc"));
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_ENCRYPTED_DATA_INVALID), InPlace(&CCSPContext::Decrypt, cipher));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_ENCRYPTED_DATA_INVALID), InPlace(&CCSPContext::Decrypt, cipher));
   EXPECT_EQ(Text("abc"), InPlace(&CCSPContext::Decrypt, Reversed(cipher)));
 }
 
@@ -260,36 +257,38 @@ TEST_F(ContextCipherTest, ALengthOfZeroIsANullInputToTheModule) {
   Bind();
   BYTE byte = 0;
   DWORD length = 1;
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_ENCRYPTED_DATA_INVALID), m_open.Decrypt(&byte, 0, &byte, &length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_ENCRYPTED_DATA_INVALID), m_open.Decrypt(&byte, 0, &byte, &length));
   EXPECT_EQ("C_Decrypt(1, null of 0, room 1)", m_module.TakeCalls()[2]);
 }
 
 TEST_F(ContextCipherTest, WithoutAPublicKeyNothingIsEncrypted) {
   DWORD length = 0;
-  EXPECT_CONTEXT_ERROR(0x80090003, "Public Key does not exist for encrypting",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEY), "Public Key does not exist for encrypting",
                        m_open.Encrypt(nullptr, 0, nullptr, &length));
 }
 
 TEST_F(ContextCipherTest, WithoutAPrivateKeyNothingIsDecrypted) {
   DWORD length = 0;
-  EXPECT_CONTEXT_ERROR(0x80090003, "Private Key does not exist for decrypting",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEY), "Private Key does not exist for decrypting",
                        m_open.Decrypt(nullptr, 0, nullptr, &length));
 }
 
 TEST_F(ContextCipherTest, AModulesFailureIsNteFailWithItsText) {
   Bind();
   m_module.FailNext("C_EncryptInit", CKR_DEVICE_REMOVED);
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_DEVICE_REMOVED), InPlace(&CCSPContext::Encrypt, Text("abc")));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_REMOVED), InPlace(&CCSPContext::Encrypt, Text("abc")));
   m_module.FailNext("C_DecryptInit", CKR_DEVICE_REMOVED);
-  EXPECT_CONTEXT_ERROR(0x80090020, ErrorText(CKR_DEVICE_REMOVED), InPlace(&CCSPContext::Decrypt, Text("abc")));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_REMOVED), InPlace(&CCSPContext::Decrypt, Text("abc")));
 }
 
 TEST_F(ContextCipherTest, AFailedLoginIsNotRewritten) {
   Bind(0x40);
   g_pinCacheManager.GetPINCache("Reader A")->ClearPINCache();
-  EXPECT_CONTEXT_ERROR(0x80090022, "User is not logged in, No PIN Cache found and the current context is Silent",
+  EXPECT_CONTEXT_ERROR(Code(NTE_SILENT_CONTEXT),
+                       "User is not logged in, No PIN Cache found and the current context is Silent",
                        InPlace(&CCSPContext::Encrypt, Text("abc")));
-  EXPECT_CONTEXT_ERROR(0x80090022, "User is not logged in, No PIN Cache found and the current context is Silent",
+  EXPECT_CONTEXT_ERROR(Code(NTE_SILENT_CONTEXT),
+                       "User is not logged in, No PIN Cache found and the current context is Silent",
                        InPlace(&CCSPContext::Decrypt, Text("abc")));
 }
 

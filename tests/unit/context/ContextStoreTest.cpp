@@ -3,15 +3,17 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-#include "ContextTest.h"
-#include "Expect.h"
-#include "IsTaken.h"
-#include "PrivateMember.h"
-#include "SampleCertificates.h"
-#include "ScriptedCertStore.h"
 #include "context/CertificateHolder.h"
 #include "context/KeyProviderInfo.h"
+#include "fixtures/ContextTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/OpenContext.h"
+#include "fixtures/PrivateMember.h"
 #include "log/Logs.h"
+#include "module/SampleCertificates.h"
+#include "platform/IsTaken.h"
+#include "platform/ScriptedCertStore.h"
 
 struct NamesMutex {
   using Type = std::mutex KeyProviderInfo::*;
@@ -28,13 +30,6 @@ using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
 
 const char kKey[] = ", Brenholt Devices CSP v4.5, type 1, flags 0, parameters 0, spec 1";
-
-class OpenContext : public TELVOCSPContext {
- public:
-  OpenContext() : TELVOCSPContext(static_cast<HINSTANCE>(nullptr)) {}
-
-  using CCSPContext::m_certificates;
-};
 
 class ContextStoreTest : public ContextTest {
  protected:
@@ -149,7 +144,7 @@ TEST_F(ContextStoreTest, WhatIsNoCertificateIsLoggedAndTheOthersFollow) {
 TEST_F(ContextStoreTest, ThePlatformsCodeStandsBehindWhatIsNoCertificate) {
   AddCertificate("one", kFirstCertificate);
   Bind("one");
-  m_stores.Refuse("CertCreateCertificateContext", 0x8009310B);
+  m_stores.Refuse("CertCreateCertificateContext", Code(CRYPT_E_ASN1_BADTAG));
   EXPECT_EQ(1U, m_open.AddCertificatesToStore(m_store, 0, 0));
   EXPECT_EQ(Name("one") + Value("\nFailed to CertCreateCertificateContext: ", "8009310B") +
                 Line("\nAdd Cert To Store Failed "),

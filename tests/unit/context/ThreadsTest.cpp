@@ -5,16 +5,15 @@
 #include <thread>
 #include <vector>
 
-#include "EntryTest.h"
 #include "common/CCSPContextError.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextList.h"
+#include "fixtures/EntryTest.h"
 #include "objects/CCSPSecretKeyFactory.h"
 #include "pin/PINCacheManager.h"
 
 namespace {
 
-constexpr DWORD kSilent = 0x40;
 constexpr int kRounds = 25;
 
 class ThreadsTest : public EntryTest {
@@ -28,7 +27,7 @@ class ThreadsTest : public EntryTest {
   // a PIN that the watcher took away.
   static bool UseToken(const std::string& reader) {
     HCRYPTPROV handle = 0;
-    if (CPAcquireContext(&handle, ("\\\\.\\" + reader + "\\one").c_str(), kSilent, nullptr) == FALSE) return false;
+    if (CPAcquireContext(&handle, ("\\\\.\\" + reader + "\\one").c_str(), CRYPT_SILENT, nullptr) == FALSE) return false;
     const auto context = g_contextList.FindContext(handle);
     bool good = context->HasPrivateKey() != 0;
     try {
@@ -81,7 +80,7 @@ TEST_F(ThreadsTest, EightThreadsUseContextsOfTheirOwnOnTwoTokens) {
 TEST_F(ThreadsTest, FourThreadsMakeAndDestroyKeysInContextsOfTheirOwnOnTwoTokens) {
   std::vector<HCRYPTPROV> providers;
   for (int number = 0; number < 4; ++number) {
-    providers.push_back(AcquireHandle(number % 2 == 0 ? "\\\\.\\Reader A\\one" : "\\\\.\\Reader B\\one", kSilent));
+    providers.push_back(AcquireHandle(number % 2 == 0 ? "\\\\.\\Reader A\\one" : "\\\\.\\Reader B\\one", CRYPT_SILENT));
     const BYTE pin[] = {'1', '2', '3', '4'};
     g_contextList.FindContext(providers.back())->LoginWithPIN(pin, sizeof(pin));
   }
@@ -105,7 +104,7 @@ TEST_F(ThreadsTest, ContextsAreAcquiredWhileOtherThreadsMakeAndDestroyKeysOnTheS
   std::atomic<int> makers{4};
   std::vector<std::thread> threads;
   for (int number = 0; number < 4; ++number) {
-    const HCRYPTPROV provider = AcquireHandle("\\\\.\\Reader A\\one", kSilent);
+    const HCRYPTPROV provider = AcquireHandle("\\\\.\\Reader A\\one", CRYPT_SILENT);
     const BYTE pin[] = {'1', '2', '3', '4'};
     g_contextList.FindContext(provider)->LoginWithPIN(pin, sizeof(pin));
     threads.emplace_back([provider, &failures, &makers] {
@@ -119,7 +118,7 @@ TEST_F(ThreadsTest, ContextsAreAcquiredWhileOtherThreadsMakeAndDestroyKeysOnTheS
     threads.emplace_back([name, &failures, &makers] {
       while (makers != 0) {
         HCRYPTPROV handle = 0;
-        const bool acquired = CPAcquireContext(&handle, name, kSilent, nullptr) != FALSE;
+        const bool acquired = CPAcquireContext(&handle, name, CRYPT_SILENT, nullptr) != FALSE;
         if (!acquired || CPReleaseContext(handle, 0) == FALSE) ++failures;
       }
     });
@@ -138,7 +137,7 @@ TEST_F(ThreadsTest, ContextsAreAcquiredWhileOtherThreadsReleaseTheirsWithKeys) {
         HCRYPTPROV handle = 0;
         HCRYPTKEY key = 0;
         const BYTE pin[] = "1234";
-        const bool done = CPAcquireContext(&handle, "one", kSilent, nullptr) != FALSE &&
+        const bool done = CPAcquireContext(&handle, "one", CRYPT_SILENT, nullptr) != FALSE &&
                           CPSetProvParam(handle, PP_SIGNATURE_PIN, pin, 0) != FALSE &&
                           CPGenKey(handle, CALG_3DES, 0, &key) != FALSE && CPReleaseContext(handle, 0) != FALSE;
         if (!done) ++failures;

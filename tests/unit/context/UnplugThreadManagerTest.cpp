@@ -5,11 +5,11 @@
 #include <optional>
 #include <thread>
 
-#include "LogTest.h"
-#include "ScriptedModule.h"
-#include "ScriptedWinSCard.h"
 #include "context/UnplugThreadManager.h"
+#include "fixtures/LogFile.h"
+#include "module/ScriptedModule.h"
 #include "pin/PINCacheManager.h"
+#include "platform/ScriptedWinSCard.h"
 
 namespace {
 

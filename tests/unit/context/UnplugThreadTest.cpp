@@ -3,11 +3,12 @@
 #include <gtest/gtest.h>
 #include <map>
 
-#include "LogTest.h"
-#include "ScriptedModule.h"
-#include "ScriptedWinSCard.h"
 #include "context/UnplugThread.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/LogFile.h"
+#include "module/ScriptedModule.h"
 #include "pin/PINCacheManager.h"
+#include "platform/ScriptedWinSCard.h"
 
 namespace {
 
@@ -79,7 +80,7 @@ class WatchReaderTest : public UnplugThreadTest {
 
 TEST_F(WatchReaderTest, WithoutAContextTheBodyEndsAtOnce) {
   UnplugThread thread(m_reader, 0, m_module, 0);
-  EXPECT_EQ(0x80090026u, thread.WatchReader());
+  EXPECT_EQ(Code(NTE_INVALID_HANDLE), thread.WatchReader());
   EXPECT_EQ("", TakeLog());
   EXPECT_EQ(Waits{}, m_pcsc.TakeCalls());
 }
@@ -137,15 +138,17 @@ TEST_F(WatchReaderTest, AReturnWithoutAChangeCountsAsRemoval) {
 
 TEST_F(WatchReaderTest, TheLastReaderThatIsGoneCountsAsRemoval) {
   const auto cache = LoggedIn();
-  EXPECT_EQ((Waits{Wait("00000020"), Wait("00000022")}), Watch({{0x8010002E, kPresent | kChanged}}));
+  EXPECT_EQ((Waits{Wait("00000020"), Wait("00000022")}),
+            Watch({{Code(SCARD_E_NO_READERS_AVAILABLE), kPresent | kChanged}}));
   EXPECT_EQ(Line("\nCard was removed") + CacheFound() + Line("\nClearing PIN Cache"), m_log);
   EXPECT_EQ(0, cache->IsPINSet());
 }
 
 TEST_F(WatchReaderTest, AReaderThatIsGoneAmongOthersIsLoggedAndClearsNothing) {
   const auto cache = LoggedIn();
-  EXPECT_EQ((Waits{Wait("00000020"), Wait("00000020"), Wait("00000020")}),
-            Watch({{0x80100009, kEmpty | kChanged}, {0x80100009, kEmpty | kChanged}}));
+  EXPECT_EQ(
+      (Waits{Wait("00000020"), Wait("00000020"), Wait("00000020")}),
+      Watch({{Code(SCARD_E_UNKNOWN_READER), kEmpty | kChanged}, {Code(SCARD_E_UNKNOWN_READER), kEmpty | kChanged}}));
   const std::string failure = Line("Reader was unplugged") + Value("SCardGetStatusChange: ", "80100009");
   EXPECT_EQ(failure + failure, m_log);
   EXPECT_EQ(1, cache->IsPINSet());

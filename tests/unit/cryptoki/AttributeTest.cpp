@@ -2,10 +2,10 @@
 #include <list>
 #include <memory>
 
-#include "HeapWatch.h"
-#include "ScriptedObjects.h"
 #include "cryptoki/Attribute.h"
 #include "cryptoki/AttributeTemplate.h"
+#include "module/ScriptedObjects.h"
+#include "platform/HeapWatch.h"
 
 namespace {
 

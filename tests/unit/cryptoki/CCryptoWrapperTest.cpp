@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "Expect.h"
-#include "LoadedModule.h"
-#include "LogTest.h"
-#include "ScriptedModule.h"
 #include "cryptoki/CCryptoWrapper.h"
+#include "fixtures/Expect.h"
+#include "fixtures/LogFile.h"
+#include "module/LoadedModule.h"
+#include "module/ScriptedModule.h"
 
 namespace {
 

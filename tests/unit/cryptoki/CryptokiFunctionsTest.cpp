@@ -7,10 +7,10 @@
 #include <thread>
 #include <tuple>
 
-#include "Expect.h"
-#include "LoadedModule.h"
-#include "ScriptedModule.h"
 #include "cryptoki/CryptokiFunctions.h"
+#include "fixtures/Expect.h"
+#include "module/LoadedModule.h"
+#include "module/ScriptedModule.h"
 
 namespace {
 

@@ -2,12 +2,12 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
-#include "Expect.h"
-#include "LogTest.h"
-#include "ScriptedModule.h"
 #include "cryptoki/CryptokiObject.h"
 #include "cryptoki/Data.h"
 #include "cryptoki/Session.h"
+#include "fixtures/Expect.h"
+#include "fixtures/LogFile.h"
+#include "module/ScriptedModule.h"
 
 namespace {
 

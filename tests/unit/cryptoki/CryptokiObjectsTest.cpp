@@ -2,11 +2,11 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
-#include "Expect.h"
-#include "LogTest.h"
-#include "ScriptedModule.h"
 #include "cryptoki/CryptokiObjects.h"
 #include "cryptoki/Session.h"
+#include "fixtures/Expect.h"
+#include "fixtures/LogFile.h"
+#include "module/ScriptedModule.h"
 
 namespace {
 

@@ -2,10 +2,10 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
-#include "Expect.h"
-#include "LogTest.h"
-#include "ScriptedModule.h"
 #include "cryptoki/Cryptoki.h"
+#include "fixtures/Expect.h"
+#include "fixtures/LogFile.h"
+#include "module/ScriptedModule.h"
 
 namespace {
 

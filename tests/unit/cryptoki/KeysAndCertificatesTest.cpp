@@ -2,15 +2,15 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
-#include "Expect.h"
-#include "LogTest.h"
-#include "ScriptedModule.h"
 #include "cryptoki/Certificate.h"
 #include "cryptoki/Data.h"
 #include "cryptoki/PrivateKey.h"
 #include "cryptoki/PublicKey.h"
 #include "cryptoki/SecretKey.h"
 #include "cryptoki/Session.h"
+#include "fixtures/Expect.h"
+#include "fixtures/LogFile.h"
+#include "module/ScriptedModule.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <thread>
 #include <vector>
 
-#include "WaitingLogin.h"
 #include "cryptoki/LoginLock.h"
+#include "module/WaitingLogin.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
-#include "Expect.h"
-#include "LogTest.h"
-#include "ScriptedModule.h"
 #include "cryptoki/Session.h"
 #include "cryptoki/Token.h"
+#include "fixtures/Expect.h"
+#include "fixtures/LogFile.h"
+#include "module/ScriptedModule.h"
 
 namespace {
 

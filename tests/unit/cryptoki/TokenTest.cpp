@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <stdexcept>
 
-#include "Expect.h"
-#include "ScriptedModule.h"
 #include "cryptoki/Token.h"
+#include "fixtures/Expect.h"
+#include "module/ScriptedModule.h"
 
 namespace {
 

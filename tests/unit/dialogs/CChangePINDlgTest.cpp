@@ -7,16 +7,16 @@
 #include <string>
 #include <vector>
 
-#include "AnsweringSession.h"
-#include "HeapWatch.h"
-#include "LogTest.h"
-#include "ScriptedDialogs.h"
-#include "ScriptedModule.h"
 #include "cryptoki/LoginLock.h"
 #include "cryptoki/Token.h"
 #include "dialogs/CChangePINDlg.h"
 #include "dialogs/ChangePIN.h"
+#include "dialogs/ScriptedDialogs.h"
 #include "dialogs/StrengthBar.h"
+#include "fixtures/LogFile.h"
+#include "module/AnsweringSession.h"
+#include "module/ScriptedModule.h"
+#include "platform/HeapWatch.h"
 
 namespace {
 

@@ -7,22 +7,23 @@
 #include <thread>
 #include <vector>
 
-#include "AnsweringSession.h"
-#include "HeapWatch.h"
-#include "LogTest.h"
-#include "ScarceMemory.h"
-#include "ScriptedDialogs.h"
-#include "ScriptedModule.h"
 #include "cryptoki/LoginLock.h"
 #include "cryptoki/Token.h"
 #include "dialogs/CLoginEX.h"
+#include "dialogs/ScriptedDialogs.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/LogFile.h"
+#include "module/AnsweringSession.h"
+#include "module/ScriptedModule.h"
+#include "platform/HeapWatch.h"
+#include "platform/ScarceMemory.h"
 
 namespace {
 
-constexpr int kLogin = 1001;
-constexpr int kEdit = 1002;
-constexpr int kCancel = 1087;
-constexpr int kStatus = 1092;
+constexpr int kLoginButton = 1001;
+constexpr int kLoginEdit = 1002;
+constexpr int kLoginCancel = 1087;
+constexpr int kLoginStatus = 1092;
 
 class OpenLogin : public CLoginEX {
  public:
@@ -71,12 +72,12 @@ TEST_F(CLoginEXTest, OpensWithTheLabelInItsTitleAndNothingToLogInWith) {
     EXPECT_EQ(119, dialog.GetResource());
     EXPECT_EQ("Enter PIN for TELVO Token", dialog.GetTitle());
     EXPECT_EQ(112, dialog.GetSmallIcon());
-    EXPECT_EQ(16U, dialog.GetTextLimit(kEdit));
-    EXPECT_FALSE(dialog.IsEnabled(kLogin));
-    EXPECT_TRUE(dialog.IsEnabled(kEdit));
-    EXPECT_EQ(kEdit, dialog.GetFocus());
-    EXPECT_EQ("", dialog.GetText(kStatus));
-    EXPECT_FALSE(dialog.Click(kLogin));
+    EXPECT_EQ(16U, dialog.GetTextLimit(kLoginEdit));
+    EXPECT_FALSE(dialog.IsEnabled(kLoginButton));
+    EXPECT_TRUE(dialog.IsEnabled(kLoginEdit));
+    EXPECT_EQ(kLoginEdit, dialog.GetFocus());
+    EXPECT_EQ("", dialog.GetText(kLoginStatus));
+    EXPECT_FALSE(dialog.Click(kLoginButton));
     dialog.Cancel();
   });
   EXPECT_EQ(2, m_dialog.DoModal());
@@ -95,9 +96,9 @@ TEST_F(CLoginEXTest, KeepsTheTitleOfTheTemplateForAnEmptyLabel) {
 TEST_F(CLoginEXTest, DrawsTheStatusLineRedAndBoldAndNothingElse) {
   COLORREF color = 0;
   DialogFont font;
-  EXPECT_TRUE(m_dialog.GetTextColor(kStatus, color));
+  EXPECT_TRUE(m_dialog.GetTextColor(kLoginStatus, color));
   EXPECT_EQ(250U, color);
-  EXPECT_TRUE(m_dialog.GetTextFont(kStatus, font));
+  EXPECT_TRUE(m_dialog.GetTextFont(kLoginStatus, font));
   EXPECT_EQ(16, font.height);
   EXPECT_EQ(700, font.weight);
   EXPECT_STREQ("Arial", font.face);
@@ -106,16 +107,16 @@ TEST_F(CLoginEXTest, DrawsTheStatusLineRedAndBoldAndNothingElse) {
 }
 
 TEST_F(CLoginEXTest, WatchesTheEditAlone) {
-  EXPECT_TRUE(m_dialog.WatchesInput(kEdit));
-  EXPECT_FALSE(m_dialog.WatchesInput(kLogin));
+  EXPECT_TRUE(m_dialog.WatchesInput(kLoginEdit));
+  EXPECT_FALSE(m_dialog.WatchesInput(kLoginButton));
 }
 
 // --- Cancel
 
 TEST_F(CLoginEXTest, TheCancelButtonEndsWithTwo) {
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "1234");
-    EXPECT_TRUE(dialog.Click(kCancel));
+    dialog.Type(kLoginEdit, "1234");
+    EXPECT_TRUE(dialog.Click(kLoginCancel));
   });
   EXPECT_EQ(2, m_dialog.DoModal());
   EXPECT_TRUE(m_session.pins.empty());
@@ -146,12 +147,12 @@ TEST_F(CLoginEXTest, WithoutACacheNothingIsCached) {
 
 TEST_F(CLoginEXTest, ThePinNeverStandsInTheWindow) {
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "1234");
-    EXPECT_EQ("****", dialog.GetText(kEdit));
-    dialog.Press(kEdit, VK_BACK);
-    dialog.Type(kEdit, "5");
-    dialog.Click(kLogin);
-    EXPECT_TRUE(dialog.ShowedOnlyAsterisks(kEdit));
+    dialog.Type(kLoginEdit, "1234");
+    EXPECT_EQ("****", dialog.GetText(kLoginEdit));
+    dialog.Press(kLoginEdit, VK_BACK);
+    dialog.Type(kLoginEdit, "5");
+    dialog.Click(kLoginButton);
+    EXPECT_TRUE(dialog.ShowedOnlyAsterisks(kLoginEdit));
   });
   m_dialog.DoModal();
   EXPECT_EQ(std::vector<std::string>{"1235"}, m_session.pins);
@@ -165,18 +166,18 @@ TEST_F(CLoginEXTest, APinOfEightCharactersLogsIn) {
 
 TEST_F(CLoginEXTest, APinOfNineCharactersEndsTheDialogWithAnInternalError) {
   m_dialogs.OnNext(EnterPIN("123456789"));
-  EXPECT_EQ(INT_PTR{0x8009002D}, m_dialog.DoModal());
+  EXPECT_EQ(INT_PTR{Code(NTE_INTERNAL_ERROR)}, m_dialog.DoModal());
   EXPECT_TRUE(m_session.pins.empty());
   EXPECT_EQ("", TakeLog());
 }
 
 TEST_F(CLoginEXTest, APinThatCannotBeReadForWantOfMemoryEndsTheDialogWithAnInternalError) {
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "1234");
+    dialog.Type(kLoginEdit, "1234");
     const ScarceMemory scarce;
-    dialog.Click(kLogin);
+    dialog.Click(kLoginButton);
   });
-  EXPECT_EQ(INT_PTR{0x8009002D}, m_dialog.DoModal());
+  EXPECT_EQ(INT_PTR{Code(NTE_INTERNAL_ERROR)}, m_dialog.DoModal());
   EXPECT_TRUE(m_session.pins.empty());
   EXPECT_EQ("", TakeLog());
 }
@@ -197,10 +198,10 @@ TEST_F(CLoginEXTest, TheShortestLengthIsNotLookedAt) {
 TEST_F(CLoginEXTest, WithoutASessionTheLoginButtonDoesNothing) {
   m_dialog.SetSession(nullptr);
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "1234");
-    EXPECT_TRUE(dialog.Click(kLogin));
+    dialog.Type(kLoginEdit, "1234");
+    EXPECT_TRUE(dialog.Click(kLoginButton));
     EXPECT_FALSE(dialog.HasEnded());
-    EXPECT_EQ("", dialog.GetText(kStatus));
+    EXPECT_EQ("", dialog.GetText(kLoginStatus));
     dialog.Cancel();
   });
   m_dialog.DoModal();
@@ -211,13 +212,13 @@ TEST_F(CLoginEXTest, WithoutASessionTheLoginButtonDoesNothing) {
 
 TEST_F(CLoginEXTest, AnEditThatWasEmptiedAgainAsksForAPin) {
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "1");
-    EXPECT_TRUE(dialog.IsEnabled(kLogin));
-    dialog.Press(kEdit, VK_BACK);
-    EXPECT_TRUE(dialog.IsEnabled(kLogin));
-    EXPECT_TRUE(dialog.Click(kLogin));
-    EXPECT_EQ("Please Enter PIN Value!", dialog.GetText(kStatus));
-    EXPECT_EQ(kEdit, dialog.GetFocus());
+    dialog.Type(kLoginEdit, "1");
+    EXPECT_TRUE(dialog.IsEnabled(kLoginButton));
+    dialog.Press(kLoginEdit, VK_BACK);
+    EXPECT_TRUE(dialog.IsEnabled(kLoginButton));
+    EXPECT_TRUE(dialog.Click(kLoginButton));
+    EXPECT_EQ("Please Enter PIN Value!", dialog.GetText(kLoginStatus));
+    EXPECT_EQ(kLoginEdit, dialog.GetFocus());
     EXPECT_FALSE(dialog.HasEnded());
     dialog.Cancel();
   });
@@ -228,10 +229,10 @@ TEST_F(CLoginEXTest, AnEditThatWasEmptiedAgainAsksForAPin) {
 TEST_F(CLoginEXTest, AnEmptyPinIsAskedForAlsoWithoutASession) {
   m_dialog.SetSession(nullptr);
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "1");
-    dialog.Press(kEdit, VK_BACK);
-    dialog.Click(kLogin);
-    EXPECT_EQ("Please Enter PIN Value!", dialog.GetText(kStatus));
+    dialog.Type(kLoginEdit, "1");
+    dialog.Press(kLoginEdit, VK_BACK);
+    dialog.Click(kLoginButton);
+    EXPECT_EQ("Please Enter PIN Value!", dialog.GetText(kLoginStatus));
     dialog.Cancel();
   });
   m_dialog.DoModal();
@@ -239,7 +240,7 @@ TEST_F(CLoginEXTest, AnEmptyPinIsAskedForAlsoWithoutASession) {
 
 TEST_F(CLoginEXTest, ASecondRunStartsEmpty) {
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "12345678");
+    dialog.Type(kLoginEdit, "12345678");
     dialog.Cancel();
   });
   EXPECT_EQ(2, m_dialog.DoModal());
@@ -253,12 +254,12 @@ TEST_F(CLoginEXTest, ASecondRunStartsEmpty) {
 TEST_F(CLoginEXTest, ACountOfThreeIsShownAndTheDialogStays) {
   m_session.Fail(3);
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "0000");
-    dialog.Click(kLogin);
-    EXPECT_EQ("Incorrect PIN, 3 trials left", dialog.GetText(kStatus));
-    EXPECT_TRUE(dialog.IsEnabled(kEdit));
-    EXPECT_TRUE(dialog.IsEnabled(kLogin));
-    EXPECT_EQ("****", dialog.GetText(kEdit));
+    dialog.Type(kLoginEdit, "0000");
+    dialog.Click(kLoginButton);
+    EXPECT_EQ("Incorrect PIN, 3 trials left", dialog.GetText(kLoginStatus));
+    EXPECT_TRUE(dialog.IsEnabled(kLoginEdit));
+    EXPECT_TRUE(dialog.IsEnabled(kLoginButton));
+    EXPECT_EQ("****", dialog.GetText(kLoginEdit));
     EXPECT_EQ(Entered() + Line("Catch Cryptoki error") + Line("Wrong PIN") + Line("Load string") +
                   Line("There are retries left"),
               TakeLog());
@@ -271,13 +272,13 @@ TEST_F(CLoginEXTest, ACountOfThreeIsShownAndTheDialogStays) {
 TEST_F(CLoginEXTest, ARightPinBehindAWrongOneClearsTheStatusLine) {
   m_session.Fail(2);
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "0000");
-    dialog.Click(kLogin);
+    dialog.Type(kLoginEdit, "0000");
+    dialog.Click(kLoginButton);
     m_session.answer = nullptr;
-    for (int i = 0; i < 4; ++i) dialog.Press(kEdit, VK_BACK);
-    dialog.Type(kEdit, "1234");
-    dialog.Click(kLogin);
-    EXPECT_EQ("", dialog.GetText(kStatus));
+    for (int i = 0; i < 4; ++i) dialog.Press(kLoginEdit, VK_BACK);
+    dialog.Type(kLoginEdit, "1234");
+    dialog.Click(kLoginButton);
+    EXPECT_EQ("", dialog.GetText(kLoginStatus));
   });
   EXPECT_EQ(1, m_dialog.DoModal());
   EXPECT_EQ((std::vector<std::string>{"0000", "1234"}), m_session.pins);
@@ -294,9 +295,9 @@ class TriesLeftTest : public CLoginEXTest, public ::testing::WithParamInterface<
 TEST_P(TriesLeftTest, AreTheResultOfTheLogin) {
   m_session.Fail(GetParam().code);
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "0000");
-    dialog.Click(kLogin);
-    EXPECT_EQ(GetParam().status, dialog.GetText(kStatus));
+    dialog.Type(kLoginEdit, "0000");
+    dialog.Click(kLoginButton);
+    EXPECT_EQ(GetParam().status, dialog.GetText(kLoginStatus));
     dialog.Cancel();
   });
   m_dialog.DoModal();
@@ -314,7 +315,7 @@ class FailingLoginTest : public CLoginEXTest, public ::testing::WithParamInterfa
 TEST_P(FailingLoginTest, EndsTheDialogWithAFailure) {
   m_session.Fail(GetParam());
   m_dialogs.OnNext(EnterPIN("1234"));
-  EXPECT_EQ(INT_PTR{0x80090020}, m_dialog.DoModal());
+  EXPECT_EQ(INT_PTR{Code(NTE_FAIL)}, m_dialog.DoModal());
   EXPECT_EQ(Entered() + Line("Catch Cryptoki error") + Line("NTE_FAIL"), TakeLog());
   EXPECT_EQ(0, m_cache->IsPINSet());
 }
@@ -325,24 +326,24 @@ INSTANTIATE_TEST_SUITE_P(Codes, FailingLoginTest, ::testing::Values(0, 15, 16, 0
 TEST_F(CLoginEXTest, ALockedPinLeavesNothingButCancel) {
   m_session.Fail(CKR_PIN_LOCKED);
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "0000");
-    dialog.Click(kLogin);
-    EXPECT_EQ("PIN Locked", dialog.GetText(kStatus));
-    EXPECT_FALSE(dialog.IsEnabled(kEdit));
-    EXPECT_FALSE(dialog.IsEnabled(kLogin));
+    dialog.Type(kLoginEdit, "0000");
+    dialog.Click(kLoginButton);
+    EXPECT_EQ("PIN Locked", dialog.GetText(kLoginStatus));
+    EXPECT_FALSE(dialog.IsEnabled(kLoginEdit));
+    EXPECT_FALSE(dialog.IsEnabled(kLoginButton));
     EXPECT_FALSE(dialog.HasEnded());
     EXPECT_EQ(Entered() + Line("Catch Cryptoki error") + Line("Pin is locked"), TakeLog());
-    EXPECT_TRUE(dialog.Click(kCancel));
+    EXPECT_TRUE(dialog.Click(kLoginCancel));
   });
   EXPECT_EQ(2, m_dialog.DoModal());
 }
 
 TEST_F(CLoginEXTest, ACountOfZeroWouldBeALockedPin) {
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
-    EXPECT_EQ(0x8010006CU, m_dialog.OnWrongPIN(dialog, 0));
-    EXPECT_EQ("PIN Locked", dialog.GetText(kStatus));
-    EXPECT_FALSE(dialog.IsEnabled(kEdit));
-    EXPECT_FALSE(dialog.IsEnabled(kLogin));
+    EXPECT_EQ(Code(SCARD_W_CHV_BLOCKED), m_dialog.OnWrongPIN(dialog, 0));
+    EXPECT_EQ("PIN Locked", dialog.GetText(kLoginStatus));
+    EXPECT_FALSE(dialog.IsEnabled(kLoginEdit));
+    EXPECT_FALSE(dialog.IsEnabled(kLoginButton));
     EXPECT_EQ(Line("Wrong PIN") + Line("Load string") + Line("PIN is locked"), TakeLog());
     dialog.Cancel();
   });
@@ -384,8 +385,8 @@ TEST_P(LoginMemoryTest, ThePinsBufferIsWiped) {
     if (GetParam() != CKR_OK) throw CryptokiError(GetParam());
   };
   m_dialogs.OnNext([&](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "1234");
-    dialog.Click(kLogin);
+    dialog.Type(kLoginEdit, "1234");
+    dialog.Click(kLoginButton);
     EXPECT_TRUE(watch->WasReleased());
     EXPECT_TRUE(watch->WasWiped());
     dialog.Cancel();
@@ -431,8 +432,8 @@ TEST_F(CLoginEXTest, NobodyElseTakesTheLoginLockWhileTheSessionLogsIn) {
 TEST_F(CLoginEXTest, TheLoginLockIsFreeWhileTheDialogStands) {
   m_session.Fail(3);
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "1234");
-    dialog.Click(kLogin);
+    dialog.Type(kLoginEdit, "1234");
+    dialog.Click(kLoginButton);
     std::async(std::launch::async, [] { const LoginLock lock; }).get();
     dialog.Cancel();
   });
@@ -444,7 +445,7 @@ TEST_F(CLoginEXTest, TheLoginLockIsFreeWhileTheDialogStands) {
 TEST_F(CLoginEXTest, ReadingThePinWithoutALengthIsAnInvalidParameter) {
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
     BYTE out[8] = {};
-    EXPECT_EQ(0x80090027U, m_dialog.ReadLoginPIN(dialog, out, nullptr));
+    EXPECT_EQ(Code(NTE_INVALID_PARAMETER), m_dialog.ReadLoginPIN(dialog, out, nullptr));
     dialog.Cancel();
   });
   m_dialog.DoModal();
@@ -452,16 +453,16 @@ TEST_F(CLoginEXTest, ReadingThePinWithoutALengthIsAnInvalidParameter) {
 
 TEST_F(CLoginEXTest, ReadingThePinTellsItsLengthAndCopiesItWhereThereIsAnOutput) {
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "12345678");
+    dialog.Type(kLoginEdit, "12345678");
     DWORD length = 0;
     EXPECT_EQ(0U, m_dialog.ReadLoginPIN(dialog, nullptr, &length));
     EXPECT_EQ(8U, length);
     BYTE out[8] = {};
     EXPECT_EQ(0U, m_dialog.ReadLoginPIN(dialog, out, &length));
     EXPECT_EQ("12345678", std::string(out, out + 8));
-    dialog.Type(kEdit, "9");
+    dialog.Type(kLoginEdit, "9");
     length = 77;
-    EXPECT_EQ(0x8009002DU, m_dialog.ReadLoginPIN(dialog, out, &length));
+    EXPECT_EQ(Code(NTE_INTERNAL_ERROR), m_dialog.ReadLoginPIN(dialog, out, &length));
     EXPECT_EQ(77U, length);
     dialog.Cancel();
   });
@@ -479,13 +480,13 @@ TEST_F(CLoginEXTest, CountsTheTriesOfATokenDownToTheLock) {
   module->ForgetCalls();
   m_dialog.SetSession(&session);
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "0000");
-    dialog.Click(kLogin);
-    EXPECT_EQ("Incorrect PIN, 2 trials left", dialog.GetText(kStatus));
-    dialog.Click(kLogin);
-    EXPECT_EQ("Incorrect PIN, 1 trials left", dialog.GetText(kStatus));
-    dialog.Click(kLogin);
-    EXPECT_EQ("PIN Locked", dialog.GetText(kStatus));
+    dialog.Type(kLoginEdit, "0000");
+    dialog.Click(kLoginButton);
+    EXPECT_EQ("Incorrect PIN, 2 trials left", dialog.GetText(kLoginStatus));
+    dialog.Click(kLoginButton);
+    EXPECT_EQ("Incorrect PIN, 1 trials left", dialog.GetText(kLoginStatus));
+    dialog.Click(kLoginButton);
+    EXPECT_EQ("PIN Locked", dialog.GetText(kLoginStatus));
     dialog.Cancel();
   });
   EXPECT_EQ(2, m_dialog.DoModal());

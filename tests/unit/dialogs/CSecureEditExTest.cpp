@@ -5,13 +5,13 @@
 #include <utility>
 #include <vector>
 
-#include "HeapWatch.h"
-#include "ScriptedDialogs.h"
 #include "dialogs/CSecureEditEx.h"
+#include "dialogs/ScriptedDialogs.h"
+#include "platform/HeapWatch.h"
 
 namespace {
 
-constexpr int kEdit = 1002;
+constexpr int kSecureEdit = 1002;
 
 // Opens what is inside.
 class OpenEdit : public CSecureEditEx {
@@ -32,9 +32,9 @@ class EditDialog : public DialogController {
   int GetResource() const override { return 119; }
   void OnOpen(DialogView& /*view*/) override {}
   void OnCommand(DialogView& view, int control, UINT notification) override {
-    if (control == kEdit && notification == EN_UPDATE) edit.OnUpdate(view);
+    if (control == kSecureEdit && notification == EN_UPDATE) edit.OnUpdate(view);
   }
-  bool WatchesInput(int control) const override { return control == kEdit; }
+  bool WatchesInput(int control) const override { return control == kSecureEdit; }
   void BeforeInput(DialogView& view, int /*control*/, UINT message, WPARAM key) override {
     edit.BeforeInput(view, message, key);
   }
@@ -42,19 +42,19 @@ class EditDialog : public DialogController {
     edit.AfterInput(view, message);
   }
 
-  OpenEdit edit{kEdit};
+  OpenEdit edit{kSecureEdit};
 };
 
 class CSecureEditExTest : public ::testing::Test {
  protected:
   std::string Plain() const { return m_controller.edit.GetPlainText(m_dialog).get(); }
-  std::string Window() const { return m_dialog.GetText(kEdit); }
-  std::size_t Caret() const { return m_dialog.GetSelection(kEdit).end; }
+  std::string Window() const { return m_dialog.GetText(kSecureEdit); }
+  std::size_t Caret() const { return m_dialog.GetSelection(kSecureEdit).end; }
   bool HasSelection() const {
-    const TextSelection selection = m_dialog.GetSelection(kEdit);
+    const TextSelection selection = m_dialog.GetSelection(kSecureEdit);
     return selection.start != selection.end;
   }
-  void SetCaret(std::size_t place) { m_dialog.Select(kEdit, {place, place}); }
+  void SetCaret(std::size_t place) { m_dialog.Select(kSecureEdit, {place, place}); }
 
   EditDialog m_controller;
   ScriptedDialog m_dialog{m_controller};
@@ -63,88 +63,88 @@ class CSecureEditExTest : public ::testing::Test {
 TEST_F(CSecureEditExTest, IsEmptyAtFirst) { EXPECT_EQ("", Plain()); }
 
 TEST_F(CSecureEditExTest, KeepsWhatIsTypedAndShowsAsterisks) {
-  m_dialog.Type(kEdit, "1a$Z");
+  m_dialog.Type(kSecureEdit, "1a$Z");
   EXPECT_EQ("1a$Z", Plain());
   EXPECT_EQ("****", Window());
   EXPECT_EQ(4U, Caret());
-  EXPECT_TRUE(m_dialog.ShowedOnlyAsterisks(kEdit));
+  EXPECT_TRUE(m_dialog.ShowedOnlyAsterisks(kSecureEdit));
 }
 
 TEST_F(CSecureEditExTest, ScrollsToTheCaretWithEachCharacter) {
-  m_dialog.Type(kEdit, "12");
-  EXPECT_EQ(2, m_dialog.GetScrolls(kEdit));
+  m_dialog.Type(kSecureEdit, "12");
+  EXPECT_EQ(2, m_dialog.GetScrolls(kSecureEdit));
 }
 
 TEST_F(CSecureEditExTest, InsertsAtTheCaret) {
-  m_dialog.Type(kEdit, "14");
-  m_dialog.Press(kEdit, VK_LEFT);
-  m_dialog.Type(kEdit, "23");
+  m_dialog.Type(kSecureEdit, "14");
+  m_dialog.Press(kSecureEdit, VK_LEFT);
+  m_dialog.Type(kSecureEdit, "23");
   EXPECT_EQ("1234", Plain());
   EXPECT_EQ("****", Window());
   EXPECT_EQ(3U, Caret());
-  m_dialog.Press(kEdit, VK_HOME);
-  m_dialog.Type(kEdit, "0");
+  m_dialog.Press(kSecureEdit, VK_HOME);
+  m_dialog.Type(kSecureEdit, "0");
   EXPECT_EQ("01234", Plain());
   EXPECT_EQ(1U, Caret());
 }
 
 TEST_F(CSecureEditExTest, BackspaceDeletesBeforeTheCaretAndDeleteBehindIt) {
-  m_dialog.Type(kEdit, "12345");
-  m_dialog.Press(kEdit, VK_LEFT);
-  m_dialog.Press(kEdit, VK_LEFT);
-  m_dialog.Press(kEdit, VK_BACK);
+  m_dialog.Type(kSecureEdit, "12345");
+  m_dialog.Press(kSecureEdit, VK_LEFT);
+  m_dialog.Press(kSecureEdit, VK_LEFT);
+  m_dialog.Press(kSecureEdit, VK_BACK);
   EXPECT_EQ("1245", Plain());
   EXPECT_EQ(2U, Caret());
-  m_dialog.Press(kEdit, VK_DELETE);
+  m_dialog.Press(kSecureEdit, VK_DELETE);
   EXPECT_EQ("125", Plain());
   EXPECT_EQ(2U, Caret());
   EXPECT_EQ("***", Window());
 }
 
 TEST_F(CSecureEditExTest, APastedTextIsTakenOverWhole) {
-  m_dialog.Type(kEdit, "19");
+  m_dialog.Type(kSecureEdit, "19");
   SetCaret(1);
-  m_dialog.Paste(kEdit, "2345678");
+  m_dialog.Paste(kSecureEdit, "2345678");
   EXPECT_EQ("123456789", Plain());
   EXPECT_EQ("*********", Window());
   EXPECT_EQ(8U, Caret());
-  EXPECT_TRUE(m_dialog.ShowedOnlyAsterisks(kEdit));
+  EXPECT_TRUE(m_dialog.ShowedOnlyAsterisks(kSecureEdit));
 }
 
 TEST_F(CSecureEditExTest, AsterisksAreCharactersLikeOthers) {
-  m_dialog.Type(kEdit, "*1*");
+  m_dialog.Type(kSecureEdit, "*1*");
   EXPECT_EQ("*1*", Plain());
 }
 
 TEST_F(CSecureEditExTest, CharactersAboveAsciiAreKeptAsTheyAre) {
-  m_dialog.Type(kEdit, "\xE4\xFF");
+  m_dialog.Type(kSecureEdit, "\xE4\xFF");
   EXPECT_EQ("\xE4\xFF", Plain());
   EXPECT_EQ("**", Window());
 }
 
 TEST_F(CSecureEditExTest, PositionsAndKeyBytesStayAlignedBeyondTheKeysLength) {
   const std::string digits = "0123456789012345678901234567890123456789";
-  m_dialog.Type(kEdit, digits);
+  m_dialog.Type(kSecureEdit, digits);
   EXPECT_EQ(digits, Plain());
   SetCaret(1);
-  m_dialog.Type(kEdit, "abc");
+  m_dialog.Type(kSecureEdit, "abc");
   EXPECT_EQ("0abc" + digits.substr(1), Plain());
-  m_dialog.Press(kEdit, VK_BACK);
+  m_dialog.Press(kSecureEdit, VK_BACK);
   SetCaret(20);
-  m_dialog.Press(kEdit, VK_DELETE);
+  m_dialog.Press(kSecureEdit, VK_DELETE);
   EXPECT_EQ("0ab" + digits.substr(1, 17) + digits.substr(19), Plain());
 }
 
 TEST_F(CSecureEditExTest, ATextThatAnotherProgramPutsThereIsTakenOver) {
-  m_dialog.SetText(kEdit, "1234");
+  m_dialog.SetText(kSecureEdit, "1234");
   EXPECT_EQ("1234", Plain());
   EXPECT_EQ("****", Window());
-  m_dialog.SetText(kEdit, "");
+  m_dialog.SetText(kSecureEdit, "");
   EXPECT_EQ("", Plain());
 }
 
 TEST_F(CSecureEditExTest, AnUpdateWithoutAChangeOfLengthChangesNothing) {
-  m_dialog.Type(kEdit, "1234");
+  m_dialog.Type(kSecureEdit, "1234");
   SetCaret(2);
   m_controller.edit.OnUpdate(m_dialog);
   EXPECT_EQ("1234", Plain());
@@ -154,25 +154,25 @@ TEST_F(CSecureEditExTest, AnUpdateWithoutAChangeOfLengthChangesNothing) {
 // --- No selection
 
 TEST_F(CSecureEditExTest, ADoubleClickSelectsNothing) {
-  m_dialog.Type(kEdit, "1234");
-  m_dialog.DoubleClick(kEdit);
+  m_dialog.Type(kSecureEdit, "1234");
+  m_dialog.DoubleClick(kSecureEdit);
   EXPECT_FALSE(HasSelection());
   EXPECT_EQ(0U, Caret());
-  m_dialog.Type(kEdit, "0");
+  m_dialog.Type(kSecureEdit, "0");
   EXPECT_EQ("01234", Plain());
 }
 
 TEST_F(CSecureEditExTest, TheMouseSelectsNothing) {
-  m_dialog.Type(kEdit, "1234");
-  m_dialog.Drag(kEdit, 1, 3);
+  m_dialog.Type(kSecureEdit, "1234");
+  m_dialog.Drag(kSecureEdit, 1, 3);
   EXPECT_FALSE(HasSelection());
   EXPECT_EQ(1U, Caret());
 }
 
 TEST_F(CSecureEditExTest, ShiftAndAnArrowSelectNothing) {
-  m_dialog.Type(kEdit, "1234");
+  m_dialog.Type(kSecureEdit, "1234");
   m_dialog.Hold(VK_SHIFT);
-  m_dialog.Press(kEdit, VK_LEFT);
+  m_dialog.Press(kSecureEdit, VK_LEFT);
   EXPECT_FALSE(HasSelection());
   EXPECT_EQ(3U, Caret());
 }
@@ -180,13 +180,13 @@ TEST_F(CSecureEditExTest, ShiftAndAnArrowSelectNothing) {
 class CollapsingMessageTest : public CSecureEditExTest, public ::testing::WithParamInterface<UINT> {};
 
 TEST_P(CollapsingMessageTest, LeavesNoSelection) {
-  m_dialog.Type(kEdit, "1234");
-  m_dialog.Select(kEdit, {1, 3});
-  const int scrolls = m_dialog.GetScrolls(kEdit);
-  m_dialog.SendInput(kEdit, GetParam());
+  m_dialog.Type(kSecureEdit, "1234");
+  m_dialog.Select(kSecureEdit, {1, 3});
+  const int scrolls = m_dialog.GetScrolls(kSecureEdit);
+  m_dialog.SendInput(kSecureEdit, GetParam());
   EXPECT_FALSE(HasSelection());
   EXPECT_EQ(1U, Caret());
-  EXPECT_EQ(scrolls + 1, m_dialog.GetScrolls(kEdit));
+  EXPECT_EQ(scrolls + 1, m_dialog.GetScrolls(kSecureEdit));
 }
 
 INSTANTIATE_TEST_SUITE_P(Messages, CollapsingMessageTest,
@@ -195,9 +195,9 @@ INSTANTIATE_TEST_SUITE_P(Messages, CollapsingMessageTest,
                                            WM_RBUTTONDBLCLK));
 
 TEST_F(CSecureEditExTest, OtherMessagesLeaveTheSelection) {
-  m_dialog.Type(kEdit, "1234");
-  m_dialog.Select(kEdit, {1, 3});
-  m_dialog.SendInput(kEdit, 0x0201);
+  m_dialog.Type(kSecureEdit, "1234");
+  m_dialog.Select(kSecureEdit, {1, 3});
+  m_dialog.SendInput(kSecureEdit, 0x0201);
   EXPECT_TRUE(HasSelection());
 }
 
@@ -209,16 +209,16 @@ struct ShiftCase {
 class EmptyingKeyTest : public CSecureEditExTest, public ::testing::WithParamInterface<ShiftCase> {};
 
 TEST_P(EmptyingKeyTest, EmptiesTheFieldAndTheStore) {
-  m_dialog.Type(kEdit, "12345");
+  m_dialog.Type(kSecureEdit, "12345");
   EXPECT_EQ("*****", Window());
   SetCaret(2);
   m_dialog.Hold(GetParam().shift);
-  m_dialog.Press(kEdit, GetParam().key);
+  m_dialog.Press(kSecureEdit, GetParam().key);
   EXPECT_EQ("", Window());
   EXPECT_EQ("", Plain());
   EXPECT_EQ(0U, Caret());
   m_dialog.Hold(GetParam().shift, false);
-  m_dialog.Type(kEdit, "6");
+  m_dialog.Type(kSecureEdit, "6");
   EXPECT_EQ("6", Plain());
 }
 
@@ -228,17 +228,17 @@ INSTANTIATE_TEST_SUITE_P(ShiftWithHomeOrEnd, EmptyingKeyTest,
                                            ShiftCase{VK_LSHIFT, VK_HOME}, ShiftCase{VK_RSHIFT, VK_HOME}));
 
 TEST_F(CSecureEditExTest, HomeAndEndAloneMoveTheCaret) {
-  m_dialog.Type(kEdit, "123");
-  m_dialog.Press(kEdit, VK_HOME);
+  m_dialog.Type(kSecureEdit, "123");
+  m_dialog.Press(kSecureEdit, VK_HOME);
   EXPECT_EQ(0U, Caret());
-  m_dialog.Press(kEdit, VK_END);
+  m_dialog.Press(kSecureEdit, VK_END);
   EXPECT_EQ(3U, Caret());
   EXPECT_EQ("123", Plain());
 }
 
 TEST_F(CSecureEditExTest, SignsWithTheNumbersOfHomeAndEndAreNoKeys) {
   m_dialog.Hold(VK_SHIFT);
-  m_dialog.Type(kEdit, "1#$");
+  m_dialog.Type(kSecureEdit, "1#$");
   EXPECT_EQ("1#$", Plain());
 }
 
@@ -248,17 +248,17 @@ TEST_F(CSecureEditExTest, ASetTextIsMaskedAndReadBack) {
   m_controller.edit.SetPlainText(m_dialog, "1234");
   EXPECT_EQ("****", Window());
   EXPECT_EQ("1234", Plain());
-  m_dialog.Press(kEdit, VK_END);
-  m_dialog.Type(kEdit, "5");
+  m_dialog.Press(kSecureEdit, VK_END);
+  m_dialog.Type(kSecureEdit, "5");
   EXPECT_EQ("12345", Plain());
   m_controller.edit.SetPlainText(m_dialog, "67");
   EXPECT_EQ("**", Window());
   EXPECT_EQ("67", Plain());
-  EXPECT_TRUE(m_dialog.ShowedOnlyAsterisks(kEdit));
+  EXPECT_TRUE(m_dialog.ShowedOnlyAsterisks(kSecureEdit));
 }
 
 TEST_F(CSecureEditExTest, NullClearsTheText) {
-  m_dialog.Type(kEdit, "1234");
+  m_dialog.Type(kSecureEdit, "1234");
   m_controller.edit.SetPlainText(m_dialog, nullptr);
   EXPECT_EQ("", Window());
   EXPECT_EQ("", Plain());
@@ -266,7 +266,7 @@ TEST_F(CSecureEditExTest, NullClearsTheText) {
 
 TEST_F(CSecureEditExTest, OutsideSecureModeTheWindowHoldsTheText) {
   m_controller.edit.SetSecureMode(0);
-  m_dialog.Type(kEdit, "12");
+  m_dialog.Type(kSecureEdit, "12");
   EXPECT_EQ("12", Window());
   EXPECT_EQ("12", Plain());
   m_controller.edit.SetPlainText(m_dialog, "345");
@@ -277,14 +277,14 @@ TEST_F(CSecureEditExTest, OutsideSecureModeTheWindowHoldsTheText) {
 }
 
 TEST_F(CSecureEditExTest, ChangingTheModeForgetsTheCharactersAndLeavesTheWindow) {
-  m_dialog.Type(kEdit, "1234");
+  m_dialog.Type(kSecureEdit, "1234");
   m_controller.edit.SetSecureMode(1);
   EXPECT_EQ("", Plain());
   EXPECT_EQ("****", Window());
 }
 
 TEST_F(CSecureEditExTest, ATextMovesOverBetweenTheModes) {
-  m_dialog.Type(kEdit, "1234");
+  m_dialog.Type(kSecureEdit, "1234");
   const auto masked = m_controller.edit.GetPlainText(m_dialog);
   m_controller.edit.SetSecureMode(0);
   m_controller.edit.SetPlainText(m_dialog, masked.get());
@@ -301,7 +301,7 @@ TEST_F(CSecureEditExTest, ATextMovesOverBetweenTheModes) {
 TEST_F(CSecureEditExTest, EachCharacterLiesMaskedInABlockOfItsOwn) {
   m_controller.edit.SetKey();
   const std::string digits = "0123456789012345678901234567890123456789";
-  m_dialog.Type(kEdit, digits);
+  m_dialog.Type(kSecureEdit, digits);
   ASSERT_EQ(40U, m_controller.edit.m_store.size());
   for (std::size_t i = 0; i < digits.size(); ++i) {
     EXPECT_EQ(static_cast<std::size_t>(digits[i]) ^ (0x80 + i % 32), m_controller.edit.m_store[i][0]) << i;
@@ -310,30 +310,30 @@ TEST_F(CSecureEditExTest, EachCharacterLiesMaskedInABlockOfItsOwn) {
 
 TEST_F(CSecureEditExTest, TheMaskFollowsThePositionOfACharacter) {
   m_controller.edit.SetKey();
-  m_dialog.Type(kEdit, "13");
+  m_dialog.Type(kSecureEdit, "13");
   SetCaret(1);
-  m_dialog.Type(kEdit, "2");
+  m_dialog.Type(kSecureEdit, "2");
   EXPECT_EQ('1' ^ 0x80, m_controller.edit.m_store[0][0]);
   EXPECT_EQ('2' ^ 0x81, m_controller.edit.m_store[1][0]);
   EXPECT_EQ('3' ^ 0x82, m_controller.edit.m_store[2][0]);
   SetCaret(0);
-  m_dialog.Press(kEdit, VK_DELETE);
+  m_dialog.Press(kSecureEdit, VK_DELETE);
   EXPECT_EQ('2' ^ 0x80, m_controller.edit.m_store[0][0]);
   EXPECT_EQ('3' ^ 0x81, m_controller.edit.m_store[1][0]);
 }
 
 TEST_F(CSecureEditExTest, ADeletedCharacterIsWiped) {
-  m_dialog.Type(kEdit, "1234");
+  m_dialog.Type(kSecureEdit, "1234");
   SetCaret(1);
   const HeapWatch watch(m_controller.edit.m_store[1].get(), 1);
-  m_dialog.Press(kEdit, VK_DELETE);
+  m_dialog.Press(kSecureEdit, VK_DELETE);
   EXPECT_TRUE(watch.WasReleased());
   EXPECT_TRUE(watch.WasWiped());
 }
 
 TEST_F(CSecureEditExTest, CharactersAreWipedWhenTheModeEmptiesTheStore) {
   m_controller.edit.SetKey();
-  m_dialog.Type(kEdit, "1234");
+  m_dialog.Type(kSecureEdit, "1234");
   const HeapWatch watch(m_controller.edit.m_store[3].get(), 1);
   m_controller.edit.SetSecureMode(0);
   EXPECT_TRUE(watch.WasReleased());
@@ -341,7 +341,7 @@ TEST_F(CSecureEditExTest, CharactersAreWipedWhenTheModeEmptiesTheStore) {
 }
 
 TEST_F(CSecureEditExTest, CharactersAreWipedWithTheEdit) {
-  auto edit = std::make_unique<OpenEdit>(kEdit);
+  auto edit = std::make_unique<OpenEdit>(kSecureEdit);
   edit->SetKey();
   edit->SetPlainText(m_dialog, "1234");
   const HeapWatch watch(edit->m_store[0].get(), 1);
@@ -351,7 +351,7 @@ TEST_F(CSecureEditExTest, CharactersAreWipedWithTheEdit) {
 }
 
 TEST_F(CSecureEditExTest, TheKeyIsWipedWithTheEdit) {
-  auto edit = std::make_unique<OpenEdit>(kEdit);
+  auto edit = std::make_unique<OpenEdit>(kSecureEdit);
   edit->SetKey();
   const HeapWatch watch(edit->m_key.Data(), 32);
   edit.reset();
@@ -360,7 +360,7 @@ TEST_F(CSecureEditExTest, TheKeyIsWipedWithTheEdit) {
 }
 
 TEST_F(CSecureEditExTest, APlainTextIsWipedWhenItIsLetGo) {
-  m_dialog.Type(kEdit, "1234");
+  m_dialog.Type(kSecureEdit, "1234");
   CSecureEditEx::PlainText text = m_controller.edit.GetPlainText(m_dialog);
   const HeapWatch watch(text.get(), 4);
   text.reset();
@@ -375,7 +375,7 @@ TEST(CSecureEditExKeyTest, TheKeyIsThirtyTwoCallsOfTheGeneratorWithoutASeedOfIts
   for (int i = 0; i < 32; ++i) std::rand();
   const int next = std::rand();
   std::srand(1);
-  const CSecureEditEx edit(kEdit);
+  const CSecureEditEx edit(kSecureEdit);
   EXPECT_EQ(next, std::rand());
 }
 

@@ -3,9 +3,10 @@
 #include <string>
 #include <vector>
 
-#include "ScriptedDialogs.h"
-#include "ScriptedWinSCard.h"
 #include "dialogs/CSelectCard.h"
+#include "dialogs/ScriptedDialogs.h"
+#include "fixtures/ErrorCodes.h"
+#include "platform/ScriptedWinSCard.h"
 
 namespace {
 
@@ -111,7 +112,7 @@ TEST_F(CSelectCardTest, ANullTargetForTheNameIsRaised) {
 }
 
 TEST_F(CSelectCardTest, AContextThatIsNotEstablishedIsRaisedWithItsCode) {
-  m_pcsc.FailNext("SCardEstablishContext", 0x8010001D);
+  m_pcsc.FailNext("SCardEstablishContext", Code(SCARD_E_NO_SERVICE));
   {
     CSelectCard dialog;
     EXPECT_EQ("SCardEstablishContext Failed: 0x8010001D", Failure(dialog));

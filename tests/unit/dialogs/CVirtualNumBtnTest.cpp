@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "ScriptedDialogs.h"
 #include "dialogs/CVirtualNumBtn.h"
+#include "dialogs/ScriptedDialogs.h"
 
 namespace {
 

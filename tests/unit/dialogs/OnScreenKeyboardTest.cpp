@@ -3,20 +3,20 @@
 #include <string>
 #include <vector>
 
-#include "ScriptedDialogs.h"
 #include "dialogs/OnScreenKeyboard.h"
+#include "dialogs/ScriptedDialogs.h"
 
 namespace {
 
-constexpr int kEdit = 1002;
-constexpr int kShift = 1064;
+constexpr int kTypedEdit = 1002;
+constexpr int kShiftKey = 1064;
 
-class KeyboardDialog : public DialogController {
+class TypingDialog : public DialogController {
  public:
   int GetResource() const override { return 106; }
   void OnOpen(DialogView& /*view*/) override {}
   void OnCommand(DialogView& view, int control, UINT notification) override {
-    if (notification == BN_CLICKED) keyboard.Press(view, control, kEdit);
+    if (notification == BN_CLICKED) keyboard.Press(view, control, kTypedEdit);
   }
 
   OnScreenKeyboard keyboard;
@@ -26,12 +26,12 @@ class OnScreenKeyboardTest : public ::testing::Test {
  protected:
   // What the keys of the digit row send, in the order of the labels: that of the 0, then those of 1 to 9.
   std::string DigitRow() {
-    m_dialog.SetText(kEdit, "");
+    m_dialog.SetText(kTypedEdit, "");
     for (const int key : {1020, 1011, 1012, 1013, 1014, 1015, 1016, 1017, 1018, 1019}) m_dialog.Click(key);
-    return m_dialog.GetText(kEdit);
+    return m_dialog.GetText(kTypedEdit);
   }
 
-  KeyboardDialog m_controller;
+  TypingDialog m_controller;
   ScriptedDialog m_dialog{m_controller};
 };
 
@@ -48,14 +48,14 @@ TEST_F(OnScreenKeyboardTest, TheFirstLabelsAreThoseOfTheZeroKey) {
 
 TEST_F(OnScreenKeyboardTest, WithShiftDigitKeysSendTheirSigns) {
   m_controller.keyboard.LabelDigits(m_dialog, DigitKeyLabels());
-  m_dialog.Click(kShift);
+  m_dialog.Click(kShiftKey);
   EXPECT_EQ(")(*&^%$#@!", DigitRow());
 }
 
 TEST_F(OnScreenKeyboardTest, AControlThatIsNoKeySendsNothing) {
-  m_controller.keyboard.Press(m_dialog, 1007, kEdit);
-  m_controller.keyboard.Press(m_dialog, 1051, kEdit);
-  EXPECT_EQ("", m_dialog.GetText(kEdit));
+  m_controller.keyboard.Press(m_dialog, 1007, kTypedEdit);
+  m_controller.keyboard.Press(m_dialog, 1051, kTypedEdit);
+  EXPECT_EQ("", m_dialog.GetText(kTypedEdit));
 }
 
 // --- The shuffle

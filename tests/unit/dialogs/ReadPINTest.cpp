@@ -1,22 +1,23 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
-#include "ScarceMemory.h"
-#include "ScriptedDialogs.h"
 #include "dialogs/ReadPIN.h"
+#include "dialogs/ScriptedDialogs.h"
 #include "dialogs/unreached/CChangePwdDlg.h"
+#include "fixtures/ErrorCodes.h"
+#include "platform/ScarceMemory.h"
 
 namespace {
 
-constexpr int kEdit = 1106;
+constexpr int kPINEdit = 1106;
 
 // Runs a dialog in whose edit "******" is seen; `read` looks at it as at a text that is shown.
 template <typename Read>
 void WithSixCharacters(Read read) {
   ScriptedDialogs dialogs;
   dialogs.OnNextThenCancel([&](ScriptedDialog& dialog) {
-    dialog.Type(kEdit, "123456");
-    CSecureEditEx edit(kEdit);
+    dialog.Type(kPINEdit, "123456");
+    CSecureEditEx edit(kPINEdit);
     edit.SetSecureMode(0);
     read(dialog, edit);
   });
@@ -39,7 +40,7 @@ TEST(ReadPINTest, ATextThatHasOutgrownItsRoomIsNotCopied) {
   WithSixCharacters([](const DialogView& view, const CSecureEditEx& edit) {
     BYTE room[7] = {};
     DWORD length = 5;
-    EXPECT_EQ(0x8009002DU, ReadPIN(view, edit, 9, room, &length));
+    EXPECT_EQ(Code(NTE_INTERNAL_ERROR), ReadPIN(view, edit, 9, room, &length));
     EXPECT_EQ(5U, length);
     EXPECT_EQ(0, room[0]);
   });
@@ -50,8 +51,8 @@ TEST(ReadPINTest, WithoutMemoryForTheTextNothingIsRead) {
     BYTE room[7] = {};
     DWORD length = 6;
     const ScarceMemory scarce;
-    EXPECT_EQ(0x8009002DU, ReadPIN(view, edit, 9, nullptr, &length));
-    EXPECT_EQ(0x8009002DU, ReadPIN(view, edit, 9, room, &length));
+    EXPECT_EQ(Code(NTE_INTERNAL_ERROR), ReadPIN(view, edit, 9, nullptr, &length));
+    EXPECT_EQ(Code(NTE_INTERNAL_ERROR), ReadPIN(view, edit, 9, room, &length));
     EXPECT_EQ(6U, length);
     EXPECT_EQ(0, room[0]);
   });

@@ -5,10 +5,11 @@
 #include <set>
 #include <vector>
 
-#include "ContextTest.h"
-#include "Expect.h"
-#include "WaitingLogin.h"
 #include "entry/CCSPContextList.h"
+#include "fixtures/ContextTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "module/WaitingLogin.h"
 
 namespace {
 
@@ -95,10 +96,10 @@ TEST_F(CCSPContextListTest, ThousandsOfContextsHaveHandlesOfTheirOwnAndEachIsFou
 }
 
 TEST_F(CCSPContextListTest, AnUnknownHandleIsBad) {
-  EXPECT_CONTEXT_ERROR(0x80090001, "The context does not exist", m_list.FindContext(0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_UID), "The context does not exist", m_list.FindContext(0));
   TELVOCSPContext context(nullptr);
   const DWORD handle = m_list.AddContext(context);
-  EXPECT_CONTEXT_ERROR(0x80090001, "The context does not exist", m_list.FindContext(HCRYPTPROV{handle} + 1));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_UID), "The context does not exist", m_list.FindContext(HCRYPTPROV{handle} + 1));
 }
 
 TEST_F(CCSPContextListTest, AHandleWithUpperBitsIsBad) {

@@ -1,11 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "EntryTest.h"
-#include "Expect.h"
-#include "WaitingLogin.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextList.h"
+#include "fixtures/EntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "module/WaitingLogin.h"
 
 namespace {
 
@@ -59,7 +60,7 @@ TEST_F(CPAcquireContextTest, ANullNameIsLoggedAsSuch) {
 
 TEST_F(CPAcquireContextTest, ANullResultIsAnInvalidHandleAndTheModuleStaysUnloaded) {
   EXPECT_FALSE(CPAcquireContext(nullptr, "one", 0, nullptr));
-  EXPECT_EQ(6U, GetLastError());
+  EXPECT_EQ(Code(ERROR_INVALID_HANDLE), GetLastError());
   EXPECT_EQ(ProcessLines() + FrameLines("CPAcquireContext") + Value("\tContainer Name: ", "one") +
                 Value("\tdwFlags: \t", "00000000") + Line("\nCPAcquireContext Error: Handle is Invalid"),
             TakeLog());
@@ -69,7 +70,7 @@ TEST_F(CPAcquireContextTest, ANullResultIsAnInvalidHandleAndTheModuleStaysUnload
 
 TEST_F(CPAcquireContextTest, AContextsErrorIsItsMessageAndItsCode) {
   EXPECT_FALSE(Call("one", 1));
-  EXPECT_EQ(0x80090009U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_FLAGS), GetLastError());
   EXPECT_EQ(0U, m_handle);
   EXPECT_THAT(TakeLog(), EndsWith(Line("\nInitializing Context") + Line("\nInitialize Base Class") +
                                   Line("dwFlags contains an unsupported flag")));
@@ -79,7 +80,7 @@ TEST_F(CPAcquireContextTest, AModulesErrorIsItsTextAndNteFail) {
   m_module.InsertToken("Reader A");
   m_module.FailNext("C_GetSlotList", CKR_DEVICE_ERROR);
   EXPECT_FALSE(Call("one", 0));
-  EXPECT_EQ(0x80090020U, GetLastError());
+  EXPECT_EQ(Code(NTE_FAIL), GetLastError());
   EXPECT_EQ(0U, m_handle);
   EXPECT_THAT(TakeLog(), EndsWith(Line("\nGet Active Slot List") + Line(ErrorText(CKR_DEVICE_ERROR))));
 }
@@ -92,7 +93,7 @@ TEST_F(CPAcquireContextTest, AFailureKeepsTheUseCountRaised) {
 TEST_F(CPAcquireContextTest, WithoutAModuleNameItFails) {
   g_cryptoWrapper.m_moduleName.clear();
   EXPECT_FALSE(Call("one", 0));
-  EXPECT_EQ(0x80090020U, GetLastError());
+  EXPECT_EQ(Code(NTE_FAIL), GetLastError());
   EXPECT_EQ(0U, CCryptoWrapper::GetUseCount());
   EXPECT_THAT(TakeLog(), EndsWith(Line("\nRetrieving Crypto Wrapper") + Line("PKCS#11 Module is not set")));
 }
@@ -121,14 +122,14 @@ TEST_F(CPAcquireContextTest, WhileAContainerIsDeletedNoOtherThreadReadsItsObject
 TEST_F(CPAcquireContextTest, AnEmptyNameIsRefusedForVerificationUnlessItIsSilent) {
   m_module.InsertToken("Reader A");
   EXPECT_FALSE(Call("", 0xF0000000));
-  EXPECT_EQ(0x80090009U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_FLAGS), GetLastError());
   EXPECT_TRUE(Call("", 0xF0000040));
 }
 
 TEST_F(CPAcquireContextTest, NewAndDeleteWithSilentPassTheFlagsCheck) {
   m_module.InsertToken("Reader A");
   EXPECT_FALSE(Call("one", 0x58));
-  EXPECT_EQ(0x80090016U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_KEYSET), GetLastError());
 }
 
 TEST_F(CPAcquireContextTest, ASuccessfulDeletionGivesNoHandleAndKeepsTheUseCountRaised) {
@@ -155,7 +156,7 @@ TEST_F(CPAcquireContextTest, AFailedDeletionIsASuccessWithALiveHandle) {
 TEST_F(CPAcquireContextTest, ADeletionOfWhatIsNotThereFails) {
   m_module.InsertToken("Reader A");
   EXPECT_FALSE(Call("one", 0x10));
-  EXPECT_EQ(0x80090016U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_KEYSET), GetLastError());
 }
 
 TEST_F(CPAcquireContextTest, AllReleasedLeavesTheModuleLoadedAndTheNextOneFindsIt) {

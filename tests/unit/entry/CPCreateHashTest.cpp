@@ -1,11 +1,12 @@
 // CPCreateHash.
 #include <gtest/gtest.h>
 
-#include "HashEntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/HashEntryTest.h"
 
 namespace {
 
-constexpr HCRYPTHASH kUntouched = 0x1122334455667788;
+constexpr HCRYPTHASH kUntouchedHash = 0x1122334455667788;
 
 class CPCreateHashTest : public HashEntryTest {
  protected:
@@ -14,7 +15,7 @@ class CPCreateHashTest : public HashEntryTest {
     return FrameLines("CPCreateHash") + Value("\tALGID: \t", algorithm) + Value("\tdwFlags: ", flags);
   }
 
-  HCRYPTHASH m_hash = kUntouched;
+  HCRYPTHASH m_hash = kUntouchedHash;
 };
 
 TEST_F(CPCreateHashTest, ASuccessIsLoggedFromEndToEnd) {
@@ -31,43 +32,43 @@ TEST_F(CPCreateHashTest, ASuccessIsLoggedFromEndToEnd) {
 }
 
 TEST_F(CPCreateHashTest, FlagsAreRefusedBeforeTheContextIsLookedUp) {
-  ExpectRefused(0x80090009, CPCreateHash(m_unknown, CALG_SHA1, 0, 1, &m_hash));
+  ExpectRefused(Code(NTE_BAD_FLAGS), CPCreateHash(m_unknown, CALG_SHA1, 0, 1, &m_hash));
   EXPECT_EQ(Begin("00008004", "00000001") + Line("\nCPCreateHash Error: Invalid flags specified."), TakeLog());
-  EXPECT_EQ(kUntouched, m_hash);
+  EXPECT_EQ(kUntouchedHash, m_hash);
 }
 
 TEST_F(CPCreateHashTest, AnUnknownContextIsABadUid) {
-  ExpectRefused(0x80090001, CPCreateHash(m_unknown, CALG_SHA1, 0, 0, &m_hash));
+  ExpectRefused(Code(NTE_BAD_UID), CPCreateHash(m_unknown, CALG_SHA1, 0, 0, &m_hash));
   EXPECT_EQ(Begin("00008004", "00000000") + Line("Retrieving context.") + Line("The context does not exist"),
             TakeLog());
 }
 
 TEST_F(CPCreateHashTest, ANullResultIsAnInvalidParameter) {
-  ExpectRefused(87, CPCreateHash(m_handle, CALG_SHA1, 0, 0, nullptr));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPCreateHash(m_handle, CALG_SHA1, 0, 0, nullptr));
   EXPECT_EQ(Begin("00008004", "00000000") + Line("\nCPCreateHash Error: phHash is NULL"), TakeLog());
   EXPECT_EQ(0U, g_hashFactory.Count());
 }
 
 TEST_F(CPCreateHashTest, FlagsAreRefusedBeforeANullResult) {
-  ExpectRefused(0x80090009, CPCreateHash(m_handle, CALG_SHA1, 0, 1, nullptr));
+  ExpectRefused(Code(NTE_BAD_FLAGS), CPCreateHash(m_handle, CALG_SHA1, 0, 1, nullptr));
   EXPECT_EQ(Begin("00008004", "00000001") + Line("\nCPCreateHash Error: Invalid flags specified."), TakeLog());
 }
 
 TEST_F(CPCreateHashTest, ARefusedAlgorithmLeavesTheHandleAsItWas) {
-  ExpectRefused(0x80090008, Create(CALG_SHA_384));
+  ExpectRefused(Code(NTE_BAD_ALGID), Create(CALG_SHA_384));
   EXPECT_EQ(Begin("0000800D", "00000000") + Line("Retrieving context.") + Line("Retrieving session.") +
                 Line("Get hash instance") + Line("Algorithm not found"),
             TakeLog());
-  ExpectRefused(0x80090008, Create(CALG_RSA_SIGN));
+  ExpectRefused(Code(NTE_BAD_ALGID), Create(CALG_RSA_SIGN));
   EXPECT_EQ(Begin("00002400", "00000000") + Line("Retrieving context.") + Line("Retrieving session.") +
                 Line("Get hash instance") + Line("Invalid Hash Algorithm ID"),
             TakeLog());
-  EXPECT_EQ(kUntouched, m_hash);
+  EXPECT_EQ(kUntouchedHash, m_hash);
 }
 
 TEST_F(CPCreateHashTest, AContextWithoutASessionMakesNoHash) {
   const HCRYPTPROV handle = AcquireHandle(nullptr, 0xF0000000);
-  ExpectRefused(0x80090020, CPCreateHash(handle, CALG_SHA1, 0, 0, &m_hash));
+  ExpectRefused(Code(NTE_FAIL), CPCreateHash(handle, CALG_SHA1, 0, 0, &m_hash));
   EXPECT_EQ(Begin("00008004", "00000000") + Line("Retrieving context.") + Line("Retrieving session.") +
                 Line("Get hash instance") + Line("Session should be defined in creating a hash"),
             TakeLog());

@@ -1,9 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "DataEntryTest.h"
-#include "WaitingLogin.h"
 #include "cryptoki/CryptokiError.h"
+#include "fixtures/DataEntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "module/WaitingLogin.h"
 
 namespace {
 
@@ -90,7 +91,7 @@ TEST_F(CPDecryptTest, WithoutFinalThePaddingStaysAndTheFullLengthIsTold) {
 TEST_F(CPDecryptTest, ALastBlockThatEndsInZeroIsBadDataWithoutALineAndItsBytesStay) {
   const Bytes plain = {1, 2, 3, 4, 5, 6, 7, 0};
   EXPECT_EQ(plain, Decrypt(plain, TRUE));
-  ExpectRefused(0x80090005, m_result);
+  ExpectRefused(Code(NTE_BAD_DATA), m_result);
   EXPECT_EQ(8U, m_length);
   EXPECT_THAT(TakeLog(),
               EndsWith(Line("Secret Key Decrypt") + Line("\r\nDecrypting ") + Line("Removing PKCS Padding")));
@@ -139,7 +140,7 @@ TEST_F(CPDecryptTest, WithoutABufferAndALengthTheModuleIsAskedForTheLength) {
 
 TEST_F(CPDecryptTest, WithoutABufferThereIsNoPaddingToTakeOff) {
   m_length = 0;
-  ExpectRefused(0x80090005, CPDecrypt(m_handle, MakeKeyHandle(), 0, TRUE, 0, nullptr, &m_length));
+  ExpectRefused(Code(NTE_BAD_DATA), CPDecrypt(m_handle, MakeKeyHandle(), 0, TRUE, 0, nullptr, &m_length));
   EXPECT_EQ(0U, m_length);
 }
 
@@ -204,7 +205,7 @@ TEST_F(CPDecryptTest, EitherHandleOfTheKeyPairDecryptsWithItAndNeverTakesAPaddin
 TEST_F(CPDecryptTest, AHandleOfThePairWithAnUpperBitIsABadKey) {
   for (const HCRYPTKEY key : {SignatureKey() | kUpperBit, ExchangeKey() | kUpperBit}) {
     Bytes data = Encrypted("abc");
-    ExpectRefused(0x80090003, CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
+    ExpectRefused(Code(NTE_BAD_KEY), CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
     EXPECT_EQ(Begin(key, data.data(), "00000010") + Line("Symmetric Key not found in this context"), TakeLog());
   }
 }
@@ -213,7 +214,7 @@ TEST_F(CPDecryptTest, AKeyPairThatIsNotThereIsTheContextsFailure) {
   const HCRYPTPROV other = AcquireHandle("\\\\.\\Reader A\\none", CRYPT_SILENT);
   const HCRYPTKEY key = g_contextList.FindContext(other)->GetExchangeKeyHandle();
   Bytes data(16);
-  ExpectRefused(0x80090003, CPDecrypt(other, key, 0, FALSE, 0, data.data(), &m_length));
+  ExpectRefused(Code(NTE_BAD_KEY), CPDecrypt(other, key, 0, FALSE, 0, data.data(), &m_length));
   EXPECT_EQ(
       Begin(key, data.data(), "00000010") + Line("RSA Key Decrypt") + Line("Private Key does not exist for decrypting"),
       TakeLog());
@@ -223,20 +224,20 @@ TEST_F(CPDecryptTest, AKeyPairThatIsNotThereIsTheContextsFailure) {
 // --- Refusals
 
 TEST_F(CPDecryptTest, AHashIsRefusedBeforeTheContextIsLookedUp) {
-  ExpectRefused(87, CPDecrypt(m_unknown, 7, 5, FALSE, 0, nullptr, &m_length));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPDecrypt(m_unknown, 7, 5, FALSE, 0, nullptr, &m_length));
   EXPECT_EQ(Begin(7, nullptr, "00000010") + Line("\nCPDecrypt Error: HASH not supported"), TakeLog());
 }
 
 TEST_F(CPDecryptTest, WithoutALengthTheCallIsRefused) {
   Bytes data(16);
-  ExpectRefused(87, CPDecrypt(m_handle, 7, 5, FALSE, 0, data.data(), nullptr));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPDecrypt(m_handle, 7, 5, FALSE, 0, data.data(), nullptr));
   EXPECT_EQ(BeginWithoutLength(7, data.data()) + Line("\nCPDecrypt Error: pcbDataLen is NULL"), TakeLog());
 }
 
 TEST_F(CPDecryptTest, ALengthWithoutDataIsRefusedBeforeAnythingIsDecrypted) {
   const HCRYPTKEY session = MakeKeyHandle();
   for (const HCRYPTKEY key : {session, SignatureKey()}) {
-    ExpectRefused(87, CPDecrypt(m_handle, key, 0, FALSE, 0, nullptr, &m_length));
+    ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPDecrypt(m_handle, key, 0, FALSE, 0, nullptr, &m_length));
     EXPECT_EQ(Begin(key, nullptr, "00000010") + Line("\nCPDecrypt Error: pbData is NULL"), TakeLog());
   }
   EXPECT_EQ(16U, m_length);
@@ -244,14 +245,14 @@ TEST_F(CPDecryptTest, ALengthWithoutDataIsRefusedBeforeAnythingIsDecrypted) {
 }
 
 TEST_F(CPDecryptTest, AnUnknownContextIsABadUid) {
-  ExpectRefused(0x80090001, CPDecrypt(m_unknown, 7, 0, FALSE, 0, nullptr, &m_length));
+  ExpectRefused(Code(NTE_BAD_UID), CPDecrypt(m_unknown, 7, 0, FALSE, 0, nullptr, &m_length));
   EXPECT_EQ(Begin(7, nullptr, "00000010") + Line("The context does not exist"), TakeLog());
 }
 
 TEST_F(CPDecryptTest, AnUnknownKeyIsABadKeyAlthoughTheContextSaysNoKey) {
   const HCRYPTKEY key = NoKey();
   Bytes data(16, 0xEE);
-  ExpectRefused(0x80090003, CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
+  ExpectRefused(Code(NTE_BAD_KEY), CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
   EXPECT_EQ(Begin(key, data.data(), "00000010") + Line("Symmetric Key not found in this context"), TakeLog());
   EXPECT_EQ(Bytes(16, 0xEE), data);
   EXPECT_EQ(16U, m_length);
@@ -260,7 +261,7 @@ TEST_F(CPDecryptTest, AnUnknownKeyIsABadKeyAlthoughTheContextSaysNoKey) {
 TEST_F(CPDecryptTest, AnImportedPublicKeyIsABadKey) {
   const HCRYPTKEY key = ImportPublicKey();
   Bytes data(16);
-  ExpectRefused(0x80090003, CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
+  ExpectRefused(Code(NTE_BAD_KEY), CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
   EXPECT_EQ(Begin(key, data.data(), "00000010") + Line("Symmetric Key not found in this context"), TakeLog());
 }
 
@@ -268,7 +269,7 @@ TEST_F(CPDecryptTest, AFailureOfTheModuleIsItsTextAndNteFailAndTheLengthStays) {
   const HCRYPTKEY key = MakeKeyHandle();
   Bytes data(16, 0xEE);
   m_module.FailNext("C_Decrypt", CKR_DEVICE_REMOVED);
-  ExpectRefused(0x80090020, CPDecrypt(m_handle, key, 0, TRUE, 0, data.data(), &m_length));
+  ExpectRefused(Code(NTE_FAIL), CPDecrypt(m_handle, key, 0, TRUE, 0, data.data(), &m_length));
   EXPECT_EQ(Begin(key, data.data(), "00000010", "00000001") + Line("Secret Key Decrypt") + Line("\r\nDecrypting ") +
                 Line(ErrorText(CKR_DEVICE_REMOVED)),
             TakeLog());

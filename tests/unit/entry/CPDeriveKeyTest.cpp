@@ -1,7 +1,10 @@
 // CPDeriveKey.
 #include <gtest/gtest.h>
 
-#include "KeyEntryTest.h"
+#include "common/FormatNumber.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/KeyEntryTest.h"
+#include "objects/CCSPHash.h"
 
 namespace {
 
@@ -24,7 +27,18 @@ class CPDeriveKeyTest : public KeyEntryTest {
     return OnToken().objects[object].attributes[CKA_VALUE];
   }
 
-  const HCRYPTHASH m_hash = MakeHashOf("abc");
+  CCSPHash& Hash() { return *Context().GetHash(static_cast<DWORD>(m_hash)); }
+  // A SHA-1 hash of "abc"; what it logged is forgotten.
+  HCRYPTHASH MakeHash() {
+    HCRYPTHASH hash = 0;
+    EXPECT_TRUE(CPCreateHash(m_handle, CALG_SHA1, 0, 0, &hash));
+    const Bytes message = Text("abc");
+    EXPECT_TRUE(CPHashData(m_handle, hash, message.data(), static_cast<DWORD>(message.size()), 0));
+    Forget();
+    return hash;
+  }
+
+  const HCRYPTHASH m_hash = MakeHash();
 };
 
 constexpr char kNot64[] = "\nCPDeriveKey Error: Algo is DES but Key length in bits is not 64";
@@ -58,40 +72,40 @@ TEST_F(CPDeriveKeyTest, AKeyOfThreeDesKeysOf168BitsHas21Bytes) {
 }
 
 TEST_F(CPDeriveKeyTest, AHandleIsRequired) {
-  ExpectRefused(87, CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380000, nullptr));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380000, nullptr));
   EXPECT_EQ(Begin("6601", m_hash, "380000") + Line("\nCPDeriveKey Error: phKey is NULL"), TakeLog());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
 TEST_F(CPDeriveKeyTest, OtherRefusalsAreToldBeforeAMissingPlaceForTheHandle) {
-  ExpectRefused(0x80090008, CPDeriveKey(m_handle, CALG_RC2, m_hash, 0x00380000, nullptr));
+  ExpectRefused(Code(NTE_BAD_ALGID), CPDeriveKey(m_handle, CALG_RC2, m_hash, 0x00380000, nullptr));
   EXPECT_EQ(Begin("6602", m_hash, "380000") + Value("\nCPDeriveKey Error: Unsupported ALGID = ", "6602"), TakeLog());
-  ExpectRefused(0x80090009, CPDeriveKey(m_handle, CALG_DES, m_hash, 0, nullptr));
-  ExpectRefused(0x80090009, CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00400000, nullptr));
-  ExpectRefused(0x80090001, CPDeriveKey(m_unknown, CALG_DES, m_hash, 0x00380000, nullptr));
-  ExpectRefused(0x80090002, CPDeriveKey(m_handle, CALG_DES, m_hash + 1, 0x00380000, nullptr));
+  ExpectRefused(Code(NTE_BAD_FLAGS), CPDeriveKey(m_handle, CALG_DES, m_hash, 0, nullptr));
+  ExpectRefused(Code(NTE_BAD_FLAGS), CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00400000, nullptr));
+  ExpectRefused(Code(NTE_BAD_UID), CPDeriveKey(m_unknown, CALG_DES, m_hash, 0x00380000, nullptr));
+  ExpectRefused(Code(NTE_BAD_HASH), CPDeriveKey(m_handle, CALG_DES, m_hash + 1, 0x00380000, nullptr));
   TakeLog();
-  ExpectRefused(0x80090009, CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380008, nullptr));
+  ExpectRefused(Code(NTE_BAD_FLAGS), CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380008, nullptr));
   EXPECT_EQ(Begin("6601", m_hash, "380008") + Value("\nCPDeriveKey Error: Unsupported dwFlags: ", "00000008"),
             TakeLog());
-  Object(m_hash)->Finish();
-  ExpectRefused(0x8009000C, CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380000, nullptr));
+  Hash().Finish();
+  ExpectRefused(Code(NTE_BAD_HASH_STATE), CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380000, nullptr));
 }
 
 TEST_F(CPDeriveKeyTest, OtherAlgorithmsAreRefused) {
   for (const ALG_ID algorithm : {0U, 0x6602U, 0x6611U, 0x660FU, 0x6610U, 0x6801U, 0xA400U}) {
-    ExpectNoKey(0x80090008, algorithm, 0x00380000,
+    ExpectNoKey(Code(NTE_BAD_ALGID), algorithm, 0x00380000,
                 Value("\nCPDeriveKey Error: Unsupported ALGID = ", FormatNumber("%0X", algorithm)));
   }
 }
 
 TEST_F(CPDeriveKeyTest, AnUnknownAlgorithmIsToldBeforeMissingFlags) {
-  ExpectNoKey(0x80090008, 0x6611, 0, Value("\nCPDeriveKey Error: Unsupported ALGID = ", "6611"));
+  ExpectNoKey(Code(NTE_BAD_ALGID), 0x6611, 0, Value("\nCPDeriveKey Error: Unsupported ALGID = ", "6611"));
 }
 
 TEST_F(CPDeriveKeyTest, FlagsOfZeroAreRefused) {
   for (const ALG_ID algorithm : {0x6601U, 0x6603U, 0x660EU, 0x6609U}) {
-    ExpectNoKey(0x80090009, algorithm, 0,
+    ExpectNoKey(Code(NTE_BAD_FLAGS), algorithm, 0,
                 Line("\nCPDeriveKey Error: dwFlags is 0, Upper 16 bit of dwFlags should contain the Key Length"));
   }
 }
@@ -99,16 +113,16 @@ TEST_F(CPDeriveKeyTest, FlagsOfZeroAreRefused) {
 TEST_F(CPDeriveKeyTest, FlagsWithoutALengthAreRefused) {
   for (const ALG_ID algorithm : {0x6601U, 0x6603U, 0x660EU, 0x6609U}) {
     for (const DWORD flags : {1U, 0xFFFFU}) {
-      ExpectNoKey(0x80090009, algorithm, flags,
+      ExpectNoKey(Code(NTE_BAD_FLAGS), algorithm, flags,
                   Line("\nCPDeriveKey Error: Upper 16 bit of dwFlags should contain the Key Length"));
     }
   }
 }
 
 TEST_F(CPDeriveKeyTest, TheLengthsThatTheTextsSpeakOfAreRefused) {
-  ExpectNoKey(0x80090009, CALG_DES, 0x00400000, Line(kNot64));
-  ExpectNoKey(0x80090009, CALG_3DES, 0x00C00000, Line(kNot192));
-  ExpectNoKey(0x80090009, CALG_AES_128, 0x00800000, Line(kNot128));
+  ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_DES, 0x00400000, Line(kNot64));
+  ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_3DES, 0x00C00000, Line(kNot192));
+  ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_AES_128, 0x00800000, Line(kNot128));
 }
 
 // No length but the one is taken, and for two-key DES none at all.
@@ -121,53 +135,58 @@ TEST_F(CPDeriveKeyTest, EveryOtherLengthIsRefused) {
   for (const Rule& rule : {Rule{CALG_DES, 56, kNot64}, Rule{CALG_3DES, 168, kNot192}, Rule{CALG_AES_128, 112, kNot128},
                            Rule{CALG_3DES_112, 0, kNot128}}) {
     for (DWORD bits = 1; bits < 300; ++bits) {
-      if (bits != rule.taken) ExpectNoKey(0x80090009, rule.algorithm, bits << 16U, Line(rule.line));
+      if (bits != rule.taken) ExpectNoKey(Code(NTE_BAD_FLAGS), rule.algorithm, bits << 16U, Line(rule.line));
     }
-    ExpectNoKey(0x80090009, rule.algorithm, 0xFFFF0000, Line(rule.line));
+    ExpectNoKey(Code(NTE_BAD_FLAGS), rule.algorithm, 0xFFFF0000, Line(rule.line));
   }
 }
 
 TEST_F(CPDeriveKeyTest, TwoKeyDesIsRefusedAtTheLengthOfItsText) {
-  ExpectNoKey(0x80090009, CALG_3DES_112, 0x00700000, Line(kNot128));
-  ExpectNoKey(0x80090009, CALG_3DES_112, 0x00800000, Line(kNot128));
+  ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_3DES_112, 0x00700000, Line(kNot128));
+  ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_3DES_112, 0x00800000, Line(kNot128));
 }
 
 TEST_F(CPDeriveKeyTest, ALengthIsToldBeforeAnUnknownContext) {
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090009, CPDeriveKey(m_unknown, CALG_DES, m_hash, 0x00400000, &key));
-  ExpectRefused(0x80090001, CPDeriveKey(m_unknown, CALG_DES, m_hash, 0x00380000, &key));
+  ExpectRefused(Code(NTE_BAD_FLAGS), CPDeriveKey(m_unknown, CALG_DES, m_hash, 0x00400000, &key));
+  ExpectRefused(Code(NTE_BAD_UID), CPDeriveKey(m_unknown, CALG_DES, m_hash, 0x00380000, &key));
   EXPECT_EQ(kUntouched, key);
 }
 
 TEST_F(CPDeriveKeyTest, AnUnknownHashIsABadHash) {
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090002, CPDeriveKey(m_handle, CALG_DES, m_hash + 1, 0x00380000, &key));
+  ExpectRefused(Code(NTE_BAD_HASH), CPDeriveKey(m_handle, CALG_DES, m_hash + 1, 0x00380000, &key));
   EXPECT_EQ(Begin("6601", m_hash + 1, "380000") + Line("Hash not found in this context"), TakeLog());
 }
 
 TEST_F(CPDeriveKeyTest, AFinishedHashIsABadState) {
-  Object(m_hash)->Finish();
+  Hash().Finish();
   Forget();
-  ExpectNoKey(0x8009000C, CALG_DES, 0x00380000, Line("\nCPDeriveKey Error: Hash already in finished state"));
+  ExpectNoKey(Code(NTE_BAD_HASH_STATE), CALG_DES, 0x00380000,
+              Line("\nCPDeriveKey Error: Hash already in finished state"));
 }
 
 TEST_F(CPDeriveKeyTest, AFinishedHashIsToldBeforeBadFlags) {
-  Object(m_hash)->Finish();
+  Hash().Finish();
   Forget();
-  ExpectNoKey(0x8009000C, CALG_DES, 0x00380008, Line("\nCPDeriveKey Error: Hash already in finished state"));
+  ExpectNoKey(Code(NTE_BAD_HASH_STATE), CALG_DES, 0x00380008,
+              Line("\nCPDeriveKey Error: Hash already in finished state"));
 }
 
 TEST_F(CPDeriveKeyTest, ASecondKeyOfTheSameHashIsABadState) {
   HCRYPTKEY key = 0;
   ExpectDone(CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380000, &key));
   Forget();
-  ExpectNoKey(0x8009000C, CALG_DES, 0x00380000, Line("\nCPDeriveKey Error: Hash already in finished state"));
+  ExpectNoKey(Code(NTE_BAD_HASH_STATE), CALG_DES, 0x00380000,
+              Line("\nCPDeriveKey Error: Hash already in finished state"));
 }
 
 TEST_F(CPDeriveKeyTest, TheLowFlagsThatAreNotAcceptedAreRefusedAndLogged) {
-  ExpectNoKey(0x80090009, CALG_DES, 0x00380008, Value("\nCPDeriveKey Error: Unsupported dwFlags: ", "00000008"));
+  ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_DES, 0x00380008,
+              Value("\nCPDeriveKey Error: Unsupported dwFlags: ", "00000008"));
   // All of them are shown, those beside that would pass as well.
-  ExpectNoKey(0x80090009, CALG_DES, 0x0038801F, Value("\nCPDeriveKey Error: Unsupported dwFlags: ", "0000801F"));
+  ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_DES, 0x0038801F,
+              Value("\nCPDeriveKey Error: Unsupported dwFlags: ", "0000801F"));
 }
 
 TEST_F(CPDeriveKeyTest, EachLowFlagByItselfPassesOrNot) {
@@ -175,14 +194,14 @@ TEST_F(CPDeriveKeyTest, EachLowFlagByItselfPassesOrNot) {
     const DWORD flag = DWORD{1} << bit;
     const bool accepted = flag == 1 || flag == 2 || flag == 4 || flag == 0x10;
     HCRYPTKEY key = 0;
-    EXPECT_EQ(accepted, CPDeriveKey(m_handle, CALG_DES, MakeHashOf("abc"), 0x00380000 | flag, &key) != FALSE) << flag;
+    EXPECT_EQ(accepted, CPDeriveKey(m_handle, CALG_DES, MakeHash(), 0x00380000 | flag, &key) != FALSE) << flag;
   }
 }
 
 TEST_F(CPDeriveKeyTest, AnObjectThatTheModuleRefusesIsNteFail) {
   m_module.FailNext("C_CreateObject", CKR_ATTRIBUTE_VALUE_INVALID);
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090020, CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380000, &key));
+  ExpectRefused(Code(NTE_FAIL), CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380000, &key));
   EXPECT_EQ(kUntouched, key);
 }
 

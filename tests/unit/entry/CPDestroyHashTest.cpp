@@ -1,7 +1,8 @@
 // CPDestroyHash.
 #include <gtest/gtest.h>
 
-#include "HashEntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/HashEntryTest.h"
 
 namespace {
 
@@ -19,10 +20,10 @@ TEST_F(CPDestroyHashTest, TheHashIsGoneFromContextAndFactory) {
 }
 
 TEST_F(CPDestroyHashTest, UnknownHandlesAreRefused) {
-  ExpectRefused(0x80090001, CPDestroyHash(m_unknown, 5));
+  ExpectRefused(Code(NTE_BAD_UID), CPDestroyHash(m_unknown, 5));
   EXPECT_EQ(FrameLines("CPDestroyHash") + Value("\thHash: \t", "00000005") + Line("The context does not exist"),
             TakeLog());
-  ExpectRefused(0x80090002, CPDestroyHash(m_handle, 5));
+  ExpectRefused(Code(NTE_BAD_HASH), CPDestroyHash(m_handle, 5));
   EXPECT_EQ(FrameLines("CPDestroyHash") + Value("\thHash: \t", "00000005") + Line("Hash not found in this context"),
             TakeLog());
 }

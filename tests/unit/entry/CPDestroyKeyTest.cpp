@@ -2,10 +2,11 @@
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
-#include "KeyBlobBytes.h"
-#include "KeyEntryTest.h"
-#include "WaitingLogin.h"
 #include "cryptoki/CryptokiError.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/KeyEntryTest.h"
+#include "module/KeyBlobBytes.h"
+#include "module/WaitingLogin.h"
 #include "objects/CCSPSecretKeyFactory.h"
 
 namespace {
@@ -108,7 +109,7 @@ TEST_F(CPDestroyKeyTest, TheHandlesOfThePairAreNothingToDoEither) {
 
 TEST_F(CPDestroyKeyTest, AnUnknownContextIsABadUid) {
   const HCRYPTKEY key = MakeSessionKey();
-  ExpectRefused(0x80090001, CPDestroyKey(m_unknown, key));
+  ExpectRefused(Code(NTE_BAD_UID), CPDestroyKey(m_unknown, key));
   EXPECT_EQ(Begin(key) + Line("The context does not exist"), TakeLog());
   EXPECT_EQ(1U, g_secretKeyFactory.Count());
 }
@@ -122,7 +123,7 @@ TEST_F(CPDestroyKeyTest, AModuleThatDestroysNoSessionKeyIsNotTold) {
 TEST_F(CPDestroyKeyTest, AModuleThatDestroysNoPublicKeyIsNteFail) {
   const HCRYPTKEY key = Import(PublicKeyBlob(CALG_RSA_KEYX, Counting(32, 0xA1)));
   m_module.FailNext("C_DestroyObject", CKR_DEVICE_REMOVED);
-  ExpectRefused(0x80090020, CPDestroyKey(m_handle, key));
+  ExpectRefused(Code(NTE_FAIL), CPDestroyKey(m_handle, key));
   EXPECT_EQ(Begin(key) + Line(ErrorText(CKR_DEVICE_REMOVED)), TakeLog());
 }
 

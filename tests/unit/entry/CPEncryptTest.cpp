@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "DataEntryTest.h"
-#include "WaitingLogin.h"
 #include "cryptoki/CryptokiError.h"
+#include "fixtures/DataEntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "module/WaitingLogin.h"
 
 namespace {
 
@@ -44,7 +45,7 @@ TEST_F(CPEncryptTest, OfASessionKeysHandleTheUpperBitsDoNotCount) {
 
 TEST_F(CPEncryptTest, AHandleOfThePairWithAnUpperBitIsABadKey) {
   for (const HCRYPTKEY key : {SignatureKey() | kUpperBit, ExchangeKey() | kUpperBit}) {
-    ExpectRefused(0x80090003, CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
+    ExpectRefused(Code(NTE_BAD_KEY), CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
     EXPECT_EQ(Begin(m_data.data(), "00000010", "00000010") + Line("Symmetric Key not found in this context"),
               TakeLog());
   }
@@ -63,7 +64,7 @@ TEST_F(CPEncryptTest, ForASessionKeyTheBufferIsTheInputAndTheLengthTheRoom) {
 TEST_F(CPEncryptTest, ALengthBelowTheBufferIsTooLittleRoom) {
   const HCRYPTKEY key = MakeKeyHandle();
   m_length = 8;
-  ExpectRefused(0x80090020, CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
+  ExpectRefused(Code(NTE_FAIL), CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
   EXPECT_EQ(8U, m_length);
   EXPECT_EQ(Begin(m_data.data(), "00000010", "00000008") +
                 Line("The output of the function is too large to fit in the supplied buffer."),
@@ -76,7 +77,7 @@ TEST_F(CPEncryptTest, FinalAndFlagsAreLoggedAndNothingIsPadded) {
   EXPECT_EQ(16U, m_length);
   EXPECT_EQ(Begin(m_data.data(), "00000010", "00000010", "00000001", "00000040") + Line("\nCPEncrypt Success"),
             TakeLog());
-  ExpectRefused(0x80090020, CPEncrypt(m_handle, key, 0, TRUE, 0, m_data.data(), &m_length, 15));
+  ExpectRefused(Code(NTE_FAIL), CPEncrypt(m_handle, key, 0, TRUE, 0, m_data.data(), &m_length, 15));
 }
 
 TEST_F(CPEncryptTest, SuccessiveCallsChainOnTheLastBlock) {
@@ -140,7 +141,7 @@ TEST_F(CPEncryptTest, WithoutABufferTheKeyPairAnswersTheLength) {
 TEST_F(CPEncryptTest, AKeyPairThatIsNotThereIsTheContextsFailure) {
   const HCRYPTPROV other = AcquireHandle("\\\\.\\Reader A\\none", CRYPT_SILENT);
   const HCRYPTKEY key = g_contextList.FindContext(other)->GetExchangeKeyHandle();
-  ExpectRefused(0x80090003, CPEncrypt(other, key, 0, FALSE, 0, m_data.data(), &m_length, 32));
+  ExpectRefused(Code(NTE_BAD_KEY), CPEncrypt(other, key, 0, FALSE, 0, m_data.data(), &m_length, 32));
   EXPECT_EQ(Begin(m_data.data(), "00000020", "00000010") + Line("Public Key does not exist for encrypting"), TakeLog());
   EXPECT_EQ(16U, m_length);
 }
@@ -148,29 +149,30 @@ TEST_F(CPEncryptTest, AKeyPairThatIsNotThereIsTheContextsFailure) {
 // --- Refusals
 
 TEST_F(CPEncryptTest, AHashIsRefusedBeforeTheContextIsLookedUp) {
-  ExpectRefused(87, CPEncrypt(m_unknown, 0, 5, FALSE, 0, m_data.data(), &m_length, 32));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPEncrypt(m_unknown, 0, 5, FALSE, 0, m_data.data(), &m_length, 32));
   EXPECT_EQ(Begin(m_data.data(), "00000020", "00000010") + Line("\nCPEncrypt Error: HASH not supported"), TakeLog());
 }
 
 TEST_F(CPEncryptTest, WithoutALengthTheCallIsRefused) {
-  ExpectRefused(87, CPEncrypt(m_handle, MakeKeyHandle(), 5, FALSE, 0, m_data.data(), nullptr, 32));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER),
+                CPEncrypt(m_handle, MakeKeyHandle(), 5, FALSE, 0, m_data.data(), nullptr, 32));
   EXPECT_EQ(BeginWithoutLength(m_data.data(), "00000020") + Line("\nCPEncrypt Error: pcbDataLen is NULL"), TakeLog());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
 TEST_F(CPEncryptTest, AnUnknownContextIsABadUid) {
-  ExpectRefused(0x80090001, CPEncrypt(m_unknown, 0, 0, FALSE, 0, m_data.data(), &m_length, 32));
+  ExpectRefused(Code(NTE_BAD_UID), CPEncrypt(m_unknown, 0, 0, FALSE, 0, m_data.data(), &m_length, 32));
   EXPECT_EQ(Begin(m_data.data(), "00000020", "00000010") + Line("The context does not exist"), TakeLog());
 }
 
 TEST_F(CPEncryptTest, AnUnknownKeyIsABadKeyAlthoughTheContextSaysNoKey) {
-  ExpectRefused(0x80090003, CPEncrypt(m_handle, NoKey(), 0, FALSE, 0, m_data.data(), &m_length, 32));
+  ExpectRefused(Code(NTE_BAD_KEY), CPEncrypt(m_handle, NoKey(), 0, FALSE, 0, m_data.data(), &m_length, 32));
   EXPECT_EQ(Begin(m_data.data(), "00000020", "00000010") + Line("Symmetric Key not found in this context"), TakeLog());
   EXPECT_EQ(16U, m_length);
 }
 
 TEST_F(CPEncryptTest, AnImportedPublicKeyIsABadKey) {
-  ExpectRefused(0x80090003, CPEncrypt(m_handle, ImportPublicKey(), 0, FALSE, 0, m_data.data(), &m_length, 32));
+  ExpectRefused(Code(NTE_BAD_KEY), CPEncrypt(m_handle, ImportPublicKey(), 0, FALSE, 0, m_data.data(), &m_length, 32));
   EXPECT_EQ(Begin(m_data.data(), "00000020", "00000010") + Line("Symmetric Key not found in this context"), TakeLog());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
@@ -178,7 +180,7 @@ TEST_F(CPEncryptTest, AnImportedPublicKeyIsABadKey) {
 TEST_F(CPEncryptTest, AFailureOfTheModuleIsItsTextAndNteFailAndTheLengthStays) {
   const HCRYPTKEY key = MakeKeyHandle();
   m_module.FailNext("C_EncryptInit", CKR_DEVICE_REMOVED);
-  ExpectRefused(0x80090020, CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
+  ExpectRefused(Code(NTE_FAIL), CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
   EXPECT_EQ(Begin(m_data.data(), "00000010", "00000010") + Line(ErrorText(CKR_DEVICE_REMOVED)), TakeLog());
   EXPECT_EQ(16U, m_length);
   EXPECT_EQ(Counting(32, 0), m_data);

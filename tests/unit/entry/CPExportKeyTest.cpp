@@ -1,9 +1,10 @@
 // CPExportKey.
 #include <gtest/gtest.h>
 
-#include "KeyBlobBytes.h"
-#include "KeyEntryTest.h"
 #include "cryptoki/CryptokiError.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/KeyEntryTest.h"
+#include "module/KeyBlobBytes.h"
 
 namespace {
 
@@ -63,7 +64,8 @@ TEST_F(CPExportKeyTest, TheUpperBitsOfBothHandlesDoNotCount) {
 }
 
 TEST_F(CPExportKeyTest, ALengthIsRequired) {
-  ExpectRefused(87, CPExportKey(m_handle, Exchange(), 0, PUBLICKEYBLOB, 0, nullptr, nullptr));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER),
+                CPExportKey(m_handle, Exchange(), 0, PUBLICKEYBLOB, 0, nullptr, nullptr));
   EXPECT_EQ(FrameLines("CPExportKey") + Value("\tdwBlobType:\t", "00000006") + Value("\tdwFlags: \t", "00000000") +
                 Line("\nCPExportKey Error: pcbDataLen is NULL"),
             TakeLog());
@@ -72,7 +74,7 @@ TEST_F(CPExportKeyTest, ALengthIsRequired) {
 TEST_F(CPExportKeyTest, OtherTypesOfBlobsAreBad) {
   DWORD length = 5;
   for (const DWORD type : {0U, 2U, 7U, 0x106U, 0xFFFFFFFFU}) {
-    ExpectRefused(0x8009000A, CPExportKey(m_handle, Exchange(), 0, type, 0, nullptr, &length));
+    ExpectRefused(Code(NTE_BAD_TYPE), CPExportKey(m_handle, Exchange(), 0, type, 0, nullptr, &length));
     EXPECT_EQ(Begin(Hex8(type), "00000000", "00000005") + Line("\nCPExportKey Error: Invalid Blob Type"), TakeLog());
   }
   EXPECT_EQ(5U, length);
@@ -80,14 +82,14 @@ TEST_F(CPExportKeyTest, OtherTypesOfBlobsAreBad) {
 
 TEST_F(CPExportKeyTest, ABadTypeOnAnUnknownContextIsABadUid) {
   DWORD length = 0;
-  ExpectRefused(0x80090001, CPExportKey(m_unknown, 0, 0, 99, 0, nullptr, &length));
+  ExpectRefused(Code(NTE_BAD_UID), CPExportKey(m_unknown, 0, 0, 99, 0, nullptr, &length));
   EXPECT_EQ(Begin("00000063", "00000000", "00000000") + Line("The context does not exist"), TakeLog());
 }
 
 TEST_F(CPExportKeyTest, AShortBufferForAPublicKeyIsMoreData) {
   Bytes blob(147);
   DWORD length = 147;
-  ExpectRefused(234, CPExportKey(m_handle, Exchange(), 0, PUBLICKEYBLOB, 0, blob.data(), &length));
+  ExpectRefused(Code(ERROR_MORE_DATA), CPExportKey(m_handle, Exchange(), 0, PUBLICKEYBLOB, 0, blob.data(), &length));
   EXPECT_EQ(Begin("00000006", "00000000", "00000093") + Line("More Data Needed for Public Key BLOB"), TakeLog());
 }
 
@@ -95,7 +97,7 @@ TEST_F(CPExportKeyTest, AShortBufferForASessionKeyIsNteFail) {
   const HCRYPTKEY key = MakeSessionKey();
   Bytes blob(139);
   DWORD length = 139;
-  ExpectRefused(0x80090020, CPExportKey(m_handle, key, Exchange(), SIMPLEBLOB, 0, blob.data(), &length));
+  ExpectRefused(Code(NTE_FAIL), CPExportKey(m_handle, key, Exchange(), SIMPLEBLOB, 0, blob.data(), &length));
   EXPECT_EQ(Begin("00000001", "00000000", "0000008B") + LoginLines() + Line(ErrorText(CKR_BUFFER_TOO_SMALL)),
             TakeLog());
 }
@@ -103,7 +105,7 @@ TEST_F(CPExportKeyTest, AShortBufferForASessionKeyIsNteFail) {
 TEST_F(CPExportKeyTest, WithoutAPublicKeyItIsABadOne) {
   const HCRYPTKEY key = MakeSessionKey();
   DWORD length = 0;
-  ExpectRefused(0x80090015, CPExportKey(m_handle, key, 0, SIMPLEBLOB, 0, nullptr, &length));
+  ExpectRefused(Code(NTE_BAD_PUBLIC_KEY), CPExportKey(m_handle, key, 0, SIMPLEBLOB, 0, nullptr, &length));
   EXPECT_EQ(Begin("00000001", "00000000", "00000000") +
                 Line("\nCPExportKey Error: A session key is encrypted with a public key only"),
             TakeLog());
@@ -112,7 +114,7 @@ TEST_F(CPExportKeyTest, WithoutAPublicKeyItIsABadOne) {
 TEST_F(CPExportKeyTest, AKeyThatMayNotLeaveIsABadPublicKey) {
   const HCRYPTKEY key = Import(SimpleBlob(CALG_DES, Reversed(EncryptedKey(Counting(8, 1), 128))));
   DWORD length = 0;
-  ExpectRefused(0x80090015, CPExportKey(m_handle, key, Exchange(), SIMPLEBLOB, 0, nullptr, &length));
+  ExpectRefused(Code(NTE_BAD_PUBLIC_KEY), CPExportKey(m_handle, key, Exchange(), SIMPLEBLOB, 0, nullptr, &length));
   EXPECT_EQ(Begin("00000001", "00000000", "00000000") +
                 Line("\nCPExportKey Error: You do not have permission to export the key"),
             TakeLog());

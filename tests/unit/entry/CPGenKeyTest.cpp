@@ -1,8 +1,9 @@
 // CPGenKey.
 #include <gtest/gtest.h>
 
-#include "KeyEntryTest.h"
 #include "cryptoki/CryptokiError.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/KeyEntryTest.h"
 
 namespace {
 
@@ -34,22 +35,22 @@ TEST_F(CPGenKeyTest, APairIsLoggedAndCalledForFromEndToEnd) {
 }
 
 TEST_F(CPGenKeyTest, AHandleIsRequiredAndNothingIsMadeWithoutOne) {
-  ExpectRefused(87, CPGenKey(m_handle, AT_SIGNATURE, 0, nullptr));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPGenKey(m_handle, AT_SIGNATURE, 0, nullptr));
   EXPECT_EQ(Begin("00000002", "00000000") + Line("\nCPGenKey Error: phKey is NULL"), TakeLog());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
 TEST_F(CPGenKeyTest, OtherRefusalsAreToldBeforeAMissingPlaceForTheHandle) {
-  ExpectRefused(0x80090001, CPGenKey(m_unknown, AT_SIGNATURE, 0, nullptr));
+  ExpectRefused(Code(NTE_BAD_UID), CPGenKey(m_unknown, AT_SIGNATURE, 0, nullptr));
   EXPECT_EQ(Begin("00000002", "00000000") + Line("The context does not exist"), TakeLog());
   const HCRYPTPROV verify = AcquireHandle(nullptr, CRYPT_VERIFYCONTEXT);
-  ExpectRefused(0x80090010, CPGenKey(verify, AT_SIGNATURE, 0, nullptr));
+  ExpectRefused(Code(NTE_PERM), CPGenKey(verify, AT_SIGNATURE, 0, nullptr));
   EXPECT_EQ(Begin("00000002", "00000000") + Line("\nCPGenKey Error: FLAG IS VERIFY"), TakeLog());
 }
 
 TEST_F(CPGenKeyTest, AnUnknownContextIsABadUid) {
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090001, CPGenKey(m_unknown, AT_SIGNATURE, 0, &key));
+  ExpectRefused(Code(NTE_BAD_UID), CPGenKey(m_unknown, AT_SIGNATURE, 0, &key));
   EXPECT_EQ(Begin("00000002", "00000000") + Line("The context does not exist"), TakeLog());
   EXPECT_EQ(kUntouched, key);
 }
@@ -58,7 +59,7 @@ TEST_F(CPGenKeyTest, AContextForVerificationGetsNoPair) {
   const HCRYPTPROV verify = AcquireHandle(nullptr, CRYPT_VERIFYCONTEXT);
   for (const ALG_ID algorithm : {ALG_ID{1}, ALG_ID{2}}) {
     HCRYPTKEY key = kUntouched;
-    ExpectRefused(0x80090010, CPGenKey(verify, algorithm, 0, &key));
+    ExpectRefused(Code(NTE_PERM), CPGenKey(verify, algorithm, 0, &key));
     EXPECT_EQ(Begin(Hex8(algorithm), "00000000") + Line("\nCPGenKey Error: FLAG IS VERIFY"), TakeLog());
     EXPECT_EQ(kUntouched, key);
   }
@@ -68,13 +69,13 @@ TEST_F(CPGenKeyTest, AContextForVerificationGetsNoPair) {
 TEST_F(CPGenKeyTest, OneOfTheFourUpperBitsCountsAsVerification) {
   const HCRYPTPROV verify = AcquireHandle(nullptr, 0x10000000);
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090010, CPGenKey(verify, AT_KEYEXCHANGE, 0, &key));
+  ExpectRefused(Code(NTE_PERM), CPGenKey(verify, AT_KEYEXCHANGE, 0, &key));
 }
 
 TEST_F(CPGenKeyTest, ASessionKeyInAContextForVerificationIsTheContextsMatter) {
   const HCRYPTPROV verify = AcquireHandle(nullptr, CRYPT_VERIFYCONTEXT);
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090020, CPGenKey(verify, CALG_DES, 0, &key));
+  ExpectRefused(Code(NTE_FAIL), CPGenKey(verify, CALG_DES, 0, &key));
   EXPECT_EQ(Begin("00006601", "00000000") + Line("\nInitializing PIN cache") + Value("cardSerial:\t", "") +
                 Value("strReaderName:\t", "") + Line("Token is not initialized") +
                 Line("The Smart Card is not properly initialized"),
@@ -84,13 +85,13 @@ TEST_F(CPGenKeyTest, ASessionKeyInAContextForVerificationIsTheContextsMatter) {
 TEST_F(CPGenKeyTest, TheRsaAlgorithmsPassTheTestOfVerification) {
   const HCRYPTPROV verify = AcquireHandle(nullptr, CRYPT_VERIFYCONTEXT);
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090020, CPGenKey(verify, CALG_RSA_SIGN, 0, &key));
-  ExpectRefused(0x80090020, CPGenKey(verify, CALG_RSA_KEYX, 0, &key));
+  ExpectRefused(Code(NTE_FAIL), CPGenKey(verify, CALG_RSA_SIGN, 0, &key));
+  ExpectRefused(Code(NTE_FAIL), CPGenKey(verify, CALG_RSA_KEYX, 0, &key));
 }
 
 TEST_F(CPGenKeyTest, AnUnknownAlgorithmIsRefusedBehindTheLogin) {
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090008, CPGenKey(m_handle, 0, 0, &key));
+  ExpectRefused(Code(NTE_BAD_ALGID), CPGenKey(m_handle, 0, 0, &key));
   EXPECT_EQ(Begin("00000000", "00000000") + LoginLines() + Line("Algorithm not supported for Key Generation"),
             TakeLog());
   EXPECT_EQ(kUntouched, key);
@@ -99,7 +100,7 @@ TEST_F(CPGenKeyTest, AnUnknownAlgorithmIsRefusedBehindTheLogin) {
 TEST_F(CPGenKeyTest, AFailureOfTheModuleIsNteFail) {
   m_module.FailNext("C_GenerateKeyPair", CKR_DEVICE_MEMORY);
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090020, CPGenKey(m_handle, AT_KEYEXCHANGE, 0, &key));
+  ExpectRefused(Code(NTE_FAIL), CPGenKey(m_handle, AT_KEYEXCHANGE, 0, &key));
   EXPECT_EQ(Begin("00000001", "00000000") + LoginLines() + Line(ErrorText(CKR_DEVICE_MEMORY)), TakeLog());
   EXPECT_EQ(kUntouched, key);
 }

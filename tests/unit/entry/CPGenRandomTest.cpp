@@ -2,8 +2,9 @@
 #include <gtest/gtest.h>
 #include <vector>
 
-#include "EntryTest.h"
 #include "cryptoki/CryptokiError.h"
+#include "fixtures/EntryTest.h"
+#include "fixtures/ErrorCodes.h"
 
 namespace {
 
@@ -49,21 +50,21 @@ TEST_F(CPGenRandomTest, NoBytesAskNothingOfTheModule) {
 
 TEST_F(CPGenRandomTest, AnUnknownHandleIsRefused) {
   EXPECT_FALSE(CPGenRandom(m_handle + (HCRYPTPROV{1} << 32U), 16, m_buffer.data()));
-  EXPECT_EQ(0x80090001U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_UID), GetLastError());
   EXPECT_EQ(Opening(m_buffer.data(), "10") + Line("The context does not exist"), TakeLog());
 }
 
 TEST_F(CPGenRandomTest, AModulesErrorIsItsTextAndNteFail) {
   m_module.FailNext("C_GenerateRandom", CKR_DEVICE_REMOVED);
   EXPECT_FALSE(CPGenRandom(m_handle, 16, m_buffer.data()));
-  EXPECT_EQ(0x80090020U, GetLastError());
+  EXPECT_EQ(Code(NTE_FAIL), GetLastError());
   EXPECT_EQ(Opening(m_buffer.data(), "10") + Line(ErrorText(CKR_DEVICE_REMOVED)), TakeLog());
 }
 
 TEST_F(CPGenRandomTest, AContextWithoutASessionFails) {
   const HCRYPTPROV verify = AcquireHandle(nullptr, 0xF0000000);
   EXPECT_FALSE(CPGenRandom(verify, 16, m_buffer.data()));
-  EXPECT_EQ(0x80090020U, GetLastError());
+  EXPECT_EQ(Code(NTE_FAIL), GetLastError());
   EXPECT_EQ(Opening(m_buffer.data(), "10") + Line("The context has no session"), TakeLog());
 }
 

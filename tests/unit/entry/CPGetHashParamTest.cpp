@@ -2,12 +2,12 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
-#include "HashEntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/HashEntryTest.h"
 
 namespace {
 
 constexpr DWORD kAlgID = 1;
-constexpr DWORD kHashValue = 2;
 constexpr DWORD kHashSize = 4;
 
 class CPGetHashParamTest : public HashEntryTest {
@@ -58,7 +58,7 @@ TEST_F(CPGetHashParamTest, ANumberTakesFourBytes) {
     EXPECT_EQ(4U, m_length);
     m_length = 3;
     TakeLog();
-    ExpectRefused(234, Get(hash, param));
+    ExpectRefused(Code(ERROR_MORE_DATA), Get(hash, param));
     EXPECT_EQ(3U, m_length);
     EXPECT_EQ(Begin("0000000" + std::to_string(param), "00000000", m_buffer, "00000003") + TooSmall(), TakeLog());
     EXPECT_EQ(0U, Number());
@@ -72,7 +72,7 @@ TEST_F(CPGetHashParamTest, ANumberTakesFourBytes) {
 TEST_F(CPGetHashParamTest, AskingForTheLengthOfTheValueLeavesTheHashOpen) {
   const HCRYPTHASH hash = MakeHashOf("ab");
   m_length = 0;
-  ExpectDone(GetLength(hash, kHashValue));
+  ExpectDone(GetLength(hash, HP_HASHVAL));
   EXPECT_EQ(20U, m_length);
   EXPECT_EQ(Begin("00000002", "00000000", nullptr, "00000000") + Success(), TakeLog());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
@@ -82,24 +82,24 @@ TEST_F(CPGetHashParamTest, AskingForTheLengthOfTheValueLeavesTheHashOpen) {
 TEST_F(CPGetHashParamTest, AReadOfTheValueFinishesTheHash) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   m_length = 20;
-  ExpectDone(Get(hash, kHashValue));
+  ExpectDone(Get(hash, HP_HASHVAL));
   EXPECT_EQ(20U, m_length);
   EXPECT_EQ(0, std::memcmp(m_buffer, "\0\0\0\3abc\0", 8));
   EXPECT_EQ(Begin("00000002", "00000000", m_buffer, "00000014") + LinesOfAbc() + Success(), TakeLog());
-  ExpectRefused(0x8009000C, Feed(hash, "d"));
+  ExpectRefused(Code(NTE_BAD_HASH_STATE), Feed(hash, "d"));
 }
 
 TEST_F(CPGetHashParamTest, ALargerBufferLeavesTheLengthAtItsLargerValue) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   m_length = 64;
-  ExpectDone(Get(hash, kHashValue));
+  ExpectDone(Get(hash, HP_HASHVAL));
   EXPECT_EQ(64U, m_length);
 }
 
 TEST_F(CPGetHashParamTest, ABufferTooSmallForTheValueGivesTheLength) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   m_length = 19;
-  ExpectRefused(234, Get(hash, kHashValue));
+  ExpectRefused(Code(ERROR_MORE_DATA), Get(hash, HP_HASHVAL));
   EXPECT_EQ(20U, m_length);
   EXPECT_EQ(Begin("00000002", "00000000", m_buffer, "00000013") + TooSmall(), TakeLog());
   EXPECT_EQ(0U, Object(hash)->IsFinished());
@@ -109,7 +109,7 @@ TEST_F(CPGetHashParamTest, AValueLongerThanTheBufferIsNotWritten) {
   const HCRYPTHASH hash = MakeHash();
   Object(hash)->SetHash(Counting(40, 1).data(), 40);
   m_length = 39;
-  ExpectRefused(234, Get(hash, kHashValue));
+  ExpectRefused(Code(ERROR_MORE_DATA), Get(hash, HP_HASHVAL));
   EXPECT_EQ(39U, m_length);
   EXPECT_EQ(Begin("00000002", "00000000", m_buffer, "00000027") + Line("Buffer to retrieve Hash is too small"),
             TakeLog());
@@ -118,14 +118,14 @@ TEST_F(CPGetHashParamTest, AValueLongerThanTheBufferIsNotWritten) {
 TEST_F(CPGetHashParamTest, WithoutDataThereIsNoValue) {
   const HCRYPTHASH hash = MakeHash();
   m_length = 20;
-  ExpectRefused(0x8009000C, Get(hash, kHashValue));
+  ExpectRefused(Code(NTE_BAD_HASH_STATE), Get(hash, HP_HASHVAL));
   EXPECT_EQ(Begin("00000002", "00000000", m_buffer, "00000014") + Line("No Data was added to be hash"), TakeLog());
 }
 
 TEST_F(CPGetHashParamTest, AFailureOfTheTokenIsNteFail) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   m_module.FailNext("C_DigestInit", CKR_DEVICE_ERROR);
-  ExpectRefused(0x80090020, Get(hash, kHashValue));
+  ExpectRefused(Code(NTE_FAIL), Get(hash, HP_HASHVAL));
   EXPECT_EQ(Begin("00000002", "00000000", m_buffer, "00000064") + "Data to be hashed: 61 62 63 \n" +
                 Line("Failed to Initialize Hash Operation"),
             TakeLog());
@@ -134,7 +134,7 @@ TEST_F(CPGetHashParamTest, AFailureOfTheTokenIsNteFail) {
 TEST_F(CPGetHashParamTest, AnotherParameterIsABadType) {
   const HCRYPTHASH hash = MakeHash();
   for (BYTE* const data : {m_buffer, static_cast<BYTE*>(nullptr)}) {
-    ExpectRefused(0x8009000A, CPGetHashParam(m_handle, hash, 3, data, &m_length, 0));
+    ExpectRefused(Code(NTE_BAD_TYPE), CPGetHashParam(m_handle, hash, 3, data, &m_length, 0));
     EXPECT_EQ(Begin("00000003", "00000000", data, "00000064") +
                   Line("\nCPGetHASHParam Error: Invalid dwParam, dwParam not supported"),
               TakeLog());
@@ -142,13 +142,13 @@ TEST_F(CPGetHashParamTest, AnotherParameterIsABadType) {
 }
 
 TEST_F(CPGetHashParamTest, FlagsAreRefusedBeforeTheContextIsLookedUp) {
-  ExpectRefused(0x80090009, CPGetHashParam(m_unknown, 0, kAlgID, m_buffer, &m_length, 1));
+  ExpectRefused(Code(NTE_BAD_FLAGS), CPGetHashParam(m_unknown, 0, kAlgID, m_buffer, &m_length, 1));
   EXPECT_EQ(Begin("00000001", "00000001", m_buffer, "00000064") + Line("\nCPGetHASHParam Error: Unsupported Flag(s)"),
             TakeLog());
 }
 
 TEST_F(CPGetHashParamTest, ANullLengthIsAnInvalidParameterInThePlaceOfItsLine) {
-  ExpectRefused(87, CPGetHashParam(m_handle, MakeHash(), kAlgID, m_buffer, nullptr, 0));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPGetHashParam(m_handle, MakeHash(), kAlgID, m_buffer, nullptr, 0));
   EXPECT_EQ(FrameLines("CPGethashParam") + Value("\tdwParam:    ", "00000001") + Value("\tdwFlags:    ", "00000000") +
                 Value("\tpbData:     ", Hex8(m_buffer)) + Line("\nCPGetHashParam Error: pcbDataLen is NULL"),
             TakeLog());
@@ -163,9 +163,9 @@ TEST_F(CPGetHashParamTest, TheFirstLineAloneSpellsTheNameWithASmallH) {
 
 TEST_F(CPGetHashParamTest, UnknownHandlesAreRefused) {
   const std::string begin = Begin("00000001", "00000000", m_buffer, "00000064");
-  ExpectRefused(0x80090001, CPGetHashParam(m_unknown, 5, kAlgID, m_buffer, &m_length, 0));
+  ExpectRefused(Code(NTE_BAD_UID), CPGetHashParam(m_unknown, 5, kAlgID, m_buffer, &m_length, 0));
   EXPECT_EQ(begin + Line("The context does not exist"), TakeLog());
-  ExpectRefused(0x80090002, Get(5, kAlgID));
+  ExpectRefused(Code(NTE_BAD_HASH), Get(5, kAlgID));
   EXPECT_EQ(begin + Line("Hash not found in this context"), TakeLog());
 }
 

@@ -3,9 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "Expect.h"
-#include "KeyParamTest.h"
-#include "SampleCertificates.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/KeyParamTest.h"
+#include "module/SampleCertificates.h"
 
 namespace {
 
@@ -82,13 +83,6 @@ const char kPairsWithCertificateOnly[] =
     "KP_CERTIFICATE is only for RSA Public/private Key pairs that has certificate in them";
 const char kNotSupported[] = "\nCPGetKeyParam Error: dwParam not supported";
 
-constexpr DWORD kBadType = 0x8009000A;
-constexpr DWORD kBadFlags = 0x80090009;
-constexpr DWORD kBadKey = 0x80090003;
-constexpr DWORD kBadKeyState = 0x8009000B;
-constexpr DWORD kMoreData = 234;
-constexpr DWORD kInvalidParameter = 87;
-
 struct AskRow {
   const char* name;
   DWORD param;
@@ -111,24 +105,26 @@ struct AskRow {
 };
 
 const AskRow kAskRows[] = {
-    {"IV", 1, Length(8), Length(16), Refused(kNoIV, kBadType)},
-    {"Salt", 2, Refused("Salt does not exist", kBadKeyState), Refused("Salt does not exist", kBadKeyState),
-     Refused(kNoSalt, kBadType)},
+    {"IV", 1, Length(8), Length(16), Refused(kNoIV, Code(NTE_BAD_TYPE))},
+    {"Salt", 2, Refused("Salt does not exist", Code(NTE_BAD_KEY_STATE)),
+     Refused("Salt does not exist", Code(NTE_BAD_KEY_STATE)), Refused(kNoSalt, Code(NTE_BAD_TYPE))},
     {"Padding", 3, Length(4), Length(4), Length(4)},
     {"Mode", 4, Length(4), Length(4), Length(4)},
     {"ModeBits", 5, Length(4), Length(4), Length(4)},
-    {"Permissions", 6, Length(4), Length(4), Refused(kNoPermissions, kBadType)},
+    {"Permissions", 6, Length(4), Length(4), Refused(kNoPermissions, Code(NTE_BAD_TYPE))},
     {"Algorithm", 7, Length(4), Length(4), Length(4)},
     {"BlockLength", 8, Length(4), Length(4), Length(4)},
     {"KeyLength", 9, Length(4), Length(4), Length(4)},
-    {"EffectiveKeyLength", 19, Refused(kNotRC2, kBadFlags), Refused(kNotRC2, kBadFlags), Refused(kNoIV, kBadType)},
-    {"Certificate", 26, Refused(kPairsOnly, kBadType), Refused(kPairsOnly, kBadType), Length(2)},
+    {"EffectiveKeyLength", 19, Refused(kNotRC2, Code(NTE_BAD_FLAGS)), Refused(kNotRC2, Code(NTE_BAD_FLAGS)),
+     Refused(kNoIV, Code(NTE_BAD_TYPE))},
+    {"Certificate", 26, Refused(kPairsOnly, Code(NTE_BAD_TYPE)), Refused(kPairsOnly, Code(NTE_BAD_TYPE)), Length(2)},
     {"PinInfo", 44, Length(36), Length(36), Length(36)},
-    {"SaltEx", 10, Refused(kNotSupported, kBadType), Refused(kNotSupported, kBadType),
-     Refused(kNotSupported, kBadType)},
-    {"Zero", 0, Refused(kNotSupported, kBadType), Refused(kNotSupported, kBadType), Refused(kNotSupported, kBadType)},
-    {"Largest", 0xFFFFFFFF, Refused(kNotSupported, kBadType), Refused(kNotSupported, kBadType),
-     Refused(kNotSupported, kBadType)},
+    {"SaltEx", 10, Refused(kNotSupported, Code(NTE_BAD_TYPE)), Refused(kNotSupported, Code(NTE_BAD_TYPE)),
+     Refused(kNotSupported, Code(NTE_BAD_TYPE))},
+    {"Zero", 0, Refused(kNotSupported, Code(NTE_BAD_TYPE)), Refused(kNotSupported, Code(NTE_BAD_TYPE)),
+     Refused(kNotSupported, Code(NTE_BAD_TYPE))},
+    {"Largest", 0xFFFFFFFF, Refused(kNotSupported, Code(NTE_BAD_TYPE)), Refused(kNotSupported, Code(NTE_BAD_TYPE)),
+     Refused(kNotSupported, Code(NTE_BAD_TYPE))},
 };
 
 template <typename Row>
@@ -205,18 +201,20 @@ const std::string kInSession = "\n\nIn Symmetric Key *pbData: ";
 const std::string kInPair = "\n\nIn RSA *pbData: ";
 
 std::vector<ReadRow> ReadRows() {
-  const Answer noMode = NotRead("KP_MODE valid only on Symmetric Keys", kBadType);
-  const Answer noModeBits = NotRead("KP_MODE_BITS valid only on Symmetric Keys", kBadType);
-  const Answer notRC2 = NotRead("\nCPGetKeyParam Error: Invalid Effective Keylen,Alg ID is NOT CALG_RC2", kBadFlags);
+  const Answer noMode = NotRead("KP_MODE valid only on Symmetric Keys", Code(NTE_BAD_TYPE));
+  const Answer noModeBits = NotRead("KP_MODE_BITS valid only on Symmetric Keys", Code(NTE_BAD_TYPE));
+  const Answer notRC2 =
+      NotRead("\nCPGetKeyParam Error: Invalid Effective Keylen,Alg ID is NOT CALG_RC2", Code(NTE_BAD_FLAGS));
   const Answer keyPair = Wrote({0x00, 0xA4, 0, 0});
   const Answer blocksOf64 = Measured(Word(64), Value(kInSession, "40"));
-  const Answer unsupported = NotRead(kNotSupported, kBadType);
+  const Answer unsupported = NotRead(kNotSupported, Code(NTE_BAD_TYPE));
   Answer pinInfo = Wrote(
       {6, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 4, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
   pinInfo.length = 36;
   return {
-      {"IV", 1, ForAll(Wrote({}), NotRead(kNoIV, kBadType))},
-      {"Salt", 2, ForAll(NotRead("Salt does not exist", kBadKeyState), NotRead(kNoSalt, kBadType))},
+      {"IV", 1, ForAll(Wrote({}), NotRead(kNoIV, Code(NTE_BAD_TYPE)))},
+      {"Salt", 2,
+       ForAll(NotRead("Salt does not exist", Code(NTE_BAD_KEY_STATE)), NotRead(kNoSalt, Code(NTE_BAD_TYPE)))},
       {"Padding", 3, ForAll(Wrote(Word(1)), Wrote(Word(1)))},
       {"Mode", 4, ForAll(Wrote(Word(1)), noMode)},
       {"ModeBits", 5,
@@ -234,7 +232,7 @@ std::vector<ReadRow> ReadRows() {
                Measured(Word(24), Value(kInSession, "0")), Measured(Word(16), Value(kInSession, "0")),
                Measured(Word(0, 4), Value(kInPair, "0")),
                Measured(Word(0, 2), Value("\n\nIn RSA *pbData (imported Public Key): ", "0")))},
-      {"EffectiveKeyLength", 19, ForAll(notRC2, NotRead("KP_EFFECTIVE_KEYLEN", kBadType))},
+      {"EffectiveKeyLength", 19, ForAll(notRC2, NotRead("KP_EFFECTIVE_KEYLEN", Code(NTE_BAD_TYPE)))},
       {"PinInfo", 44, ForAll(pinInfo, pinInfo)},
       {"SaltEx", 10, ForAll(unsupported, unsupported)},
       {"Zero", 0, ForAll(unsupported, unsupported)},
@@ -276,7 +274,7 @@ struct SmallRow {
   std::vector<KeyKind> kinds;
   DWORD length;  // one byte too few
   const char* line;
-  DWORD code = kMoreData;
+  DWORD code = Code(ERROR_MORE_DATA);
   DWORD cleared = 0;  // bytes at the begin of the buffer
 };
 
@@ -291,13 +289,16 @@ const SmallRow kSmallRows[] = {
     {"Padding", 3, kAllKinds, 3, "\nCPGetKeyParam Error: Invalid PADDING"},
     {"Mode", 4, kSessionKinds, 3, "\nCPGetKeyParam Error: Invalid MODE"},
     {"ModeBits", 5, kSessionKinds, 3, "\nCPGetKeyParam Error: Invalid MODE"},
-    {"Permissions", 6, kAllKinds, 3, "\nCPGetKeyParam Error: invalid KP_PERMISSIONS", kInvalidParameter},
+    {"Permissions", 6, kAllKinds, 3, "\nCPGetKeyParam Error: invalid KP_PERMISSIONS", Code(ERROR_INVALID_PARAMETER)},
     {"Algorithm", 7, kAllKinds, 3, "\nCPGetKeyParam Error: Invalid ALGID "},
-    {"BlockLength", 8, kAllKinds, 3, "\nCPGetKeyParam Error: Invalid BLOCKLEN", kMoreData, 3},
-    {"KeyLength", 9, kAllKinds, 3, "\nCPGetKeyParam Error: Invalid KEYLEN pcbDataLen", kMoreData, 3},
-    {"KeyLengthOfTwoBytes", 9, kAllKinds, 2, "\nCPGetKeyParam Error: Invalid KEYLEN pcbDataLen", kMoreData, 2},
-    {"KeyLengthOfNoBytes", 9, kAllKinds, 0, "\nCPGetKeyParam Error: Invalid KEYLEN pcbDataLen", kMoreData, 0},
-    {"Certificate", 26, kOtherKinds, 1, "\nCPGetKeyParam Error: Invalid KP_CERTIFICATE Length", kMoreData, 1},
+    {"BlockLength", 8, kAllKinds, 3, "\nCPGetKeyParam Error: Invalid BLOCKLEN", Code(ERROR_MORE_DATA), 3},
+    {"KeyLength", 9, kAllKinds, 3, "\nCPGetKeyParam Error: Invalid KEYLEN pcbDataLen", Code(ERROR_MORE_DATA), 3},
+    {"KeyLengthOfTwoBytes", 9, kAllKinds, 2, "\nCPGetKeyParam Error: Invalid KEYLEN pcbDataLen", Code(ERROR_MORE_DATA),
+     2},
+    {"KeyLengthOfNoBytes", 9, kAllKinds, 0, "\nCPGetKeyParam Error: Invalid KEYLEN pcbDataLen", Code(ERROR_MORE_DATA),
+     0},
+    {"Certificate", 26, kOtherKinds, 1, "\nCPGetKeyParam Error: Invalid KP_CERTIFICATE Length", Code(ERROR_MORE_DATA),
+     1},
     {"PinInfo", 44, kAllKinds, 35, "\nCPGetKeyParam Error: Invalid KP_PIN_INFO Length"},
 };
 
@@ -368,7 +369,7 @@ TEST_F(CPGetKeyParamTest, ASaltIsMeasuredAndTakesTheBytesOfTheBuffer) {
 TEST_F(CPGetKeyParamTest, ABufferTooSmallForTheSaltIsRefused) {
   Begin();
   SessionKey(KeyKind::kAes).AddSalt(reinterpret_cast<const BYTE*>("salt!"), 5);
-  ExpectRefused(Read(KeyKind::kAes, 2, 4), kMoreData, 4);
+  ExpectRefused(Read(KeyKind::kAes, 2, 4), Code(ERROR_MORE_DATA), 4);
   EXPECT_EQ(Opening(KeyKind::kAes, 2, 4) + Line("\nCPGetKeyParam Error: Invalid SALT"), TakeLog());
 }
 
@@ -382,7 +383,7 @@ TEST_F(CPGetKeyParamTest, TheSignaturePairCallsItselfAKeyOfExchange) {
 
 TEST_F(CPGetKeyParamTest, APairHasPermissionsOnlyWithABuffer) {
   Begin();
-  ExpectRefused(Ask(KeyKind::kSignaturePair, 6), kBadType, 4711);
+  ExpectRefused(Ask(KeyKind::kSignaturePair, 6), Code(NTE_BAD_TYPE), 4711);
   EXPECT_TRUE(Read(KeyKind::kSignaturePair, 6));
   ExpectBuffer({3, 0, 0, 0});
 }
@@ -397,13 +398,13 @@ TEST_F(CPGetKeyParamTest, ThePaddingOfAnyKeyIsOne) {
 
 TEST_F(CPGetKeyParamTest, TheEffectiveLengthOfAPairIsRefusedInTheWordsOfTheIV) {
   Begin();
-  ExpectRefused(Ask(KeyKind::kExchangePair, 19), kBadType, 4711);
+  ExpectRefused(Ask(KeyKind::kExchangePair, 19), Code(NTE_BAD_TYPE), 4711);
   EXPECT_EQ(AskOpening(KeyKind::kExchangePair, 19) + Line("KP_IV valid only on Symmetric Keys"), TakeLog());
 }
 
 TEST_F(CPGetKeyParamTest, AKeyLengthClearsTwoBytesThatAreTooFew) {
   Begin();
-  ExpectRefused(Read(KeyKind::kAes, 9, 2), kMoreData, 2);
+  ExpectRefused(Read(KeyKind::kAes, 9, 2), Code(ERROR_MORE_DATA), 2);
   ExpectBuffer({0, 0});
 }
 
@@ -424,7 +425,7 @@ TEST_F(CPGetKeyParamTest, AKeyOfRc2HasAnEffectiveLength) {
   EXPECT_EQ(kGiven, m_length);
   TakeLog();
   EXPECT_FALSE(ReadOf(0xA00009, 19, 3));
-  EXPECT_EQ(kMoreData, GetLastError());
+  EXPECT_EQ(Code(ERROR_MORE_DATA), GetLastError());
   ExpectBuffer({});
   EXPECT_EQ(Arguments(19, 3, m_buffer.data()) + Line("\nCPGetKeyParam Error: Invalid EFFECTIVE LEN"), TakeLog());
   EXPECT_TRUE(CPGetKeyParam(m_handle, 0xA00009, 19, nullptr, &m_length, 0));
@@ -437,7 +438,7 @@ TEST_F(CPGetKeyParamTest, WithoutAKeyPairThereIsNoLength) {
   m_token.Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
   BeginWithToken();
   for (const DWORD param : {8U, 9U}) {
-    ExpectRefused(Read(KeyKind::kExchangePair, param), 0x8009000D, kGiven);
+    ExpectRefused(Read(KeyKind::kExchangePair, param), Code(NTE_NO_KEY), kGiven);
     ExpectBuffer({0, 0, 0, 0});
     EXPECT_EQ(Opening(KeyKind::kExchangePair, param) + Line("Key Pair does not exist"), TakeLog());
   }
@@ -478,7 +479,7 @@ TEST_F(CPGetKeyParamTest, ACertificateOfASessionKeyClearsTheBufferAndIsRefused) 
   Begin();
   for (const KeyKind kind : kSessionKeys) {
     SCOPED_TRACE(NameOf(kind));
-    ExpectRefused(Read(kind, 26, 30), kBadType, 30);
+    ExpectRefused(Read(kind, 26, 30), Code(NTE_BAD_TYPE), 30);
     ExpectBuffer(Bytes(30, 0));
     EXPECT_EQ(Opening(kind, 26, 30) + Line(kPairsOnly), TakeLog());
   }
@@ -489,7 +490,7 @@ TEST_F(CPGetKeyParamTest, WithoutACertificateTheBufferIsClearedAndTheKeyIsBad) {
   BeginWithToken();
   for (const KeyKind kind : kOtherKeys) {
     SCOPED_TRACE(NameOf(kind));
-    ExpectRefused(Read(kind, 26, 30), kBadKey, 30);
+    ExpectRefused(Read(kind, 26, 30), Code(NTE_BAD_KEY), 30);
     ExpectBuffer(Bytes(30, 0));
     EXPECT_EQ(Opening(kind, 26, 30) + Line(kPairsWithCertificateOnly), TakeLog());
   }
@@ -500,7 +501,7 @@ TEST_F(CPGetKeyParamTest, WithoutACertificateAndABufferTheTypeIsBad) {
   BeginWithToken();
   for (const KeyKind kind : kOtherKeys) {
     SCOPED_TRACE(NameOf(kind));
-    ExpectRefused(Ask(kind, 26), kBadType, 4711);
+    ExpectRefused(Ask(kind, 26), Code(NTE_BAD_TYPE), 4711);
     EXPECT_EQ(AskOpening(kind, 26) + Line(kPairsWithCertificateOnly), TakeLog());
   }
 }
@@ -511,7 +512,7 @@ TEST_F(CPGetKeyParamTest, ACertificateWithoutAPrivateKeyIsMeasuredButNotRead) {
   EXPECT_TRUE(Ask(KeyKind::kSignaturePair, 26));
   EXPECT_EQ(2U, m_length);
   TakeLog();
-  ExpectRefused(Read(KeyKind::kSignaturePair, 26, 30), kBadType, 30);
+  ExpectRefused(Read(KeyKind::kSignaturePair, 26, 30), Code(NTE_BAD_TYPE), 30);
   ExpectBuffer(Bytes(30, 0));
   EXPECT_EQ(Opening(KeyKind::kSignaturePair, 26, 30) + Line("Private Key does not exist"), TakeLog());
 }
@@ -530,7 +531,7 @@ TEST_F(CPGetKeyParamTest, AModulesFailureIsAFailure) {
   Begin();
   Context().GetDefaultCertificate()->SetAttributes({});
   m_module.FailNext("C_GetAttributeValue", CKR_DEVICE_REMOVED);
-  ExpectRefused(Read(KeyKind::kExchangePair, 26, 30), 0x80090020, 30);
+  ExpectRefused(Read(KeyKind::kExchangePair, 26, 30), Code(NTE_FAIL), 30);
   EXPECT_EQ(Opening(KeyKind::kExchangePair, 26, 30) + Line(ErrorText(CKR_DEVICE_REMOVED)), TakeLog());
 }
 
@@ -538,7 +539,7 @@ TEST_F(CPGetKeyParamTest, AModulesFailureIsAFailure) {
 
 TEST_F(CPGetKeyParamTest, AnUnknownKeyIsLoggedTwice) {
   Begin();
-  ExpectRefused(ReadOf(m_unknownKey, 3), 0x8009000D, kGiven);
+  ExpectRefused(ReadOf(m_unknownKey, 3), Code(NTE_NO_KEY), kGiven);
   ExpectBuffer({});
   EXPECT_EQ(Arguments(3, kGiven, m_buffer.data()) + Line("Symmetric Key not found in this context") +
                 Line("\nCPGetKeyParam Error: Key does not exist in this context "),
@@ -552,24 +553,24 @@ TEST_F(CPGetKeyParamTest, UpperBitsCountInAHandleOfThePairAndInNoOther) {
     EXPECT_TRUE(ReadOf(m_handles[kind] | kUpperBit, 3)) << NameOf(kind);
   }
   for (const KeyKind kind : kKeyPairs) {
-    ExpectRefused(ReadOf(m_handles[kind] | kUpperBit, 3), 0x8009000D, kGiven);
+    ExpectRefused(ReadOf(m_handles[kind] | kUpperBit, 3), Code(NTE_NO_KEY), kGiven);
   }
 }
 
 TEST_F(CPGetKeyParamTest, AnUnknownKeyComesBeforeAnUnknownParameter) {
   Begin();
-  ExpectRefused(ReadOf(m_unknownKey, 10), 0x8009000D, kGiven);
+  ExpectRefused(ReadOf(m_unknownKey, 10), Code(NTE_NO_KEY), kGiven);
 }
 
 TEST_F(CPGetKeyParamTest, AnUnknownContextIsRefused) {
   m_handle = 0x1234567890;
-  ExpectRefused(ReadOf(1, 3), 0x80090001, kGiven);
+  ExpectRefused(ReadOf(1, 3), Code(NTE_BAD_UID), kGiven);
   EXPECT_EQ(Arguments(3, kGiven, m_buffer.data()) + Line("The context does not exist"), TakeLog());
 }
 
 TEST_F(CPGetKeyParamTest, FlagsAreRefusedBeforeTheContextIsSought) {
   m_length = kGiven;
-  ExpectRefused(CPGetKeyParam(0x1234567890, 1, 3, m_buffer.data(), &m_length, 1), kBadFlags, kGiven);
+  ExpectRefused(CPGetKeyParam(0x1234567890, 1, 3, m_buffer.data(), &m_length, 1), Code(NTE_BAD_FLAGS), kGiven);
   EXPECT_EQ(Arguments(3, kGiven, m_buffer.data(), 1) + Line("\nCPGetKeyParam Error: Invalid dwFlags "), TakeLog());
 }
 
@@ -578,7 +579,7 @@ TEST_F(CPGetKeyParamTest, ANullLengthIsAnInvalidParameterAndChangesNothing) {
   for (const KeyKind kind : kAllKeys) {
     SetLastError(4711);
     EXPECT_EQ(FALSE, CPGetKeyParam(m_handle, m_handles.at(kind), 26, m_buffer.data(), nullptr, 0));
-    EXPECT_EQ(kInvalidParameter, GetLastError());
+    EXPECT_EQ(Code(ERROR_INVALID_PARAMETER), GetLastError());
     ExpectBuffer({});
     EXPECT_EQ(FrameLines("CPGetKeyParam") + Value("\tdwParam:", "0000001A") + Value("\tdwFlags:", "00000000") +
                   Value("\tpbData: ", Hex8(m_buffer.data())) + Line("\nCPGetKeyParam Error: pcbDataLen is NULL"),

@@ -3,13 +3,14 @@
 #include <gtest/gtest.h>
 #include <vector>
 
-#include "EntryTest.h"
-#include "Expect.h"
-#include "SampleCertificates.h"
-#include "ScriptedCertStore.h"
-#include "ScriptedSecurity.h"
 #include "entry/CCSPContextList.h"
+#include "fixtures/EntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
 #include "log/Logs.h"
+#include "module/SampleCertificates.h"
+#include "platform/ScriptedCertStore.h"
+#include "platform/ScriptedSecurity.h"
 
 namespace {
 
@@ -63,10 +64,8 @@ class CPGetProvParamTest : public EntryTest {
     return text;
   }
   std::string Arguments(DWORD param, DWORD length, DWORD flags, const void* data) {
-    return FrameLines("CPGetProvParam") + Value("\tdwParam: \t", Hex("%08X", param)) +
-           Value("\tdwFlags: \t", Hex("%08X", flags)) +
-           Value("\tpbData: \t", Hex("%08X", reinterpret_cast<std::uintptr_t>(data))) +
-           Value("\tpcbDataLen: \t", Hex("%08X", length));
+    return FrameLines("CPGetProvParam") + Value("\tdwParam: \t", Hex8(param)) + Value("\tdwFlags: \t", Hex8(flags)) +
+           Value("\tpbData: \t", Hex8(data)) + Value("\tpcbDataLen: \t", Hex8(length));
   }
   // All lines up to the first pass.
   std::string Opening(DWORD param, DWORD length, DWORD flags = 0) {
@@ -114,7 +113,7 @@ class CPGetProvParamTest : public EntryTest {
 TEST_F(CPGetProvParamTest, ANullLengthIsAnInvalidParameterInThePlaceOfItsLine) {
   Begin();
   EXPECT_FALSE(CPGetProvParam(m_handle, 3, nullptr, nullptr, 1));
-  EXPECT_EQ(87U, GetLastError());
+  EXPECT_EQ(Code(ERROR_INVALID_PARAMETER), GetLastError());
   EXPECT_EQ(FrameLines("CPGetProvParam") + Value("\tdwParam: \t", "00000003") + Value("\tdwFlags: \t", "00000001") +
                 Value("\tpbData: \t", "00000000") + Line("\nCPGetProvParam Error: pcbDataLen is NULL"),
             TakeLog());
@@ -123,14 +122,14 @@ TEST_F(CPGetProvParamTest, ANullLengthIsAnInvalidParameterInThePlaceOfItsLine) {
 TEST_F(CPGetProvParamTest, AnUnknownHandleIsRefused) {
   m_handle = 0x1234567890;
   EXPECT_FALSE(Call(3, 4));
-  EXPECT_EQ(0x80090001U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_UID), GetLastError());
   EXPECT_EQ(Arguments(3, 4, 0, m_buffer.data()) + Line("The context does not exist"), TakeLog());
 }
 
 TEST_F(CPGetProvParamTest, AllFlagsAtOnceAreRefused) {
   Begin();
   EXPECT_FALSE(Call(3, 4, 0xFFFFFFFF));
-  EXPECT_EQ(0x80090009U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_FLAGS), GetLastError());
   EXPECT_EQ(
       Arguments(3, 4, 0xFFFFFFFF, m_buffer.data()) + Value("\nCPGetProvParam Error: Unsupported Flag(s): ", "FFFFFFFF"),
       TakeLog());
@@ -139,7 +138,7 @@ TEST_F(CPGetProvParamTest, AllFlagsAtOnceAreRefused) {
 TEST_F(CPGetProvParamTest, AnUnknownHandleIsRefusedBeforeAllFlagsAtOnce) {
   m_handle = 0x1234567890;
   EXPECT_FALSE(Call(3, 4, 0xFFFFFFFF));
-  EXPECT_EQ(0x80090001U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_UID), GetLastError());
   EXPECT_EQ(Arguments(3, 4, 0xFFFFFFFF, m_buffer.data()) + Line("The context does not exist"), TakeLog());
 }
 
@@ -151,7 +150,7 @@ TEST_F(CPGetProvParamTest, AnyOtherFlagsAreAccepted) {
 TEST_F(CPGetProvParamTest, ABufferTooSmallIsToldTheSizeAndLeftAlone) {
   Begin();
   EXPECT_FALSE(Call(1, 31, kFirst));
-  EXPECT_EQ(234U, GetLastError());
+  EXPECT_EQ(Code(ERROR_MORE_DATA), GetLastError());
   EXPECT_EQ(32U, m_length);
   EXPECT_EQ(Bytes(), Answer(0));
   EXPECT_EQ(Opening(1, 31, kFirst) + SmallBuffer("1F", "20"), TakeLog());
@@ -162,7 +161,7 @@ TEST_F(CPGetProvParamTest, OtherParametersAreOfABadType) {
   for (const DWORD param : {0U, 7U, 21U, 31U, 33U, 37U, 44U, 47U, 0xFFFFFFFFU}) {
     SetLastError(4711);
     EXPECT_FALSE(Call(param, 100)) << param;
-    EXPECT_EQ(0x8009000AU, GetLastError());
+    EXPECT_EQ(Code(NTE_BAD_TYPE), GetLastError());
     EXPECT_EQ(Opening(param, 100) + Line("\nCPGetProvParam dwParam not supported"), TakeLog());
   }
 }
@@ -234,7 +233,7 @@ TEST_F(CPGetProvParamTest, TheNameIsTheProviders) {
 TEST_F(CPGetProvParamTest, ANameNeedsRoomForItsZero) {
   Begin();
   EXPECT_FALSE(Call(4, 25));
-  EXPECT_EQ(234U, GetLastError());
+  EXPECT_EQ(Code(ERROR_MORE_DATA), GetLastError());
   EXPECT_EQ(26U, m_length);
 }
 
@@ -271,7 +270,7 @@ TEST_F(CPGetProvParamTest, WithoutAReaderOnlyTheReadFails) {
   EXPECT_EQ(1U, m_length);
   TakeLog();
   EXPECT_FALSE(Call(43, 100));
-  EXPECT_EQ(0x8009000AU, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_TYPE), GetLastError());
   EXPECT_EQ(100U, m_length);
   EXPECT_EQ(Opening(43, 100) + Line("\nThe current context is currently NOT associated with any smart card reader"),
             TakeLog());
@@ -304,12 +303,12 @@ TEST_F(CPGetProvParamTest, AModulesErrorLeavesTheFunctionForTheCardsSerial) {
 
 TEST_F(CPGetProvParamTest, AskedForThePinItReturnsTheCodeItself) {
   Begin();
-  EXPECT_EQ(static_cast<BOOL>(0x8009000AU), Call(32, 100));
+  EXPECT_EQ(static_cast<BOOL>(Code(NTE_BAD_TYPE)), Call(32, 100));
   EXPECT_EQ(4711U, GetLastError());
   EXPECT_EQ(100U, m_length);
   EXPECT_EQ(Bytes(), Answer(0));
   EXPECT_EQ(Opening(32, 100) + Line("PP_KEYEXCHANGE_PIN not supported"), TakeLog());
-  EXPECT_EQ(static_cast<BOOL>(0x8009000AU), Ask(32));
+  EXPECT_EQ(static_cast<BOOL>(Code(NTE_BAD_TYPE)), Ask(32));
   EXPECT_EQ(4711U, m_length);
 }
 
@@ -351,7 +350,7 @@ TEST_F(CPGetProvParamTest, AlgorithmsAreEnumeratedWithTheirLeastLength) {
   TakeLog();
   for (int i = 0; i < 2; ++i) {  // it stays at the end
     EXPECT_FALSE(Call(1, 40, kNext));
-    EXPECT_EQ(259U, GetLastError());
+    EXPECT_EQ(Code(ERROR_NO_MORE_ITEMS), GetLastError());
     EXPECT_EQ(Opening(1, 40, kNext) + Line("\nCPGetProvParam Algorithm Enumeration (PP_ENUMALGS) done"), TakeLog());
   }
   EXPECT_TRUE(Call(1, 40, 0x81));  // one bit of the flags counts
@@ -406,7 +405,7 @@ TEST_F(CPGetProvParamTest, AlgorithmsInFullHaveAllLengthsProtocolsAndNames) {
     EXPECT_EQ("RSA_SIGN", TextAt(24));
     EXPECT_EQ("RSA Signature", TextAt(48));
   }
-  EXPECT_EQ(259U, GetLastError());
+  EXPECT_EQ(Code(ERROR_NO_MORE_ITEMS), GetLastError());
   EXPECT_EQ(11, rows);
   EXPECT_THAT(TakeLog(),
               EndsWith(Opening(22, 88, kNext) + Line("\nCPGetProvParam Algorithm Enumeration (PP_ENUMALGS_EX) done")));
@@ -417,7 +416,7 @@ TEST_F(CPGetProvParamTest, AnEnumerationThatWasNotBegunIsAtItsEnd) {
   for (const DWORD param : {1U, 2U, 22U}) {
     SetLastError(4711);
     EXPECT_FALSE(Call(param, 500, kNext)) << param;
-    EXPECT_EQ(259U, GetLastError());
+    EXPECT_EQ(Code(ERROR_NO_MORE_ITEMS), GetLastError());
   }
 }
 
@@ -451,7 +450,7 @@ TEST_F(ContainersTest, EachCertificateIsAContainer) {
   TakeLog();
   for (int i = 0; i < 2; ++i) {
     EXPECT_FALSE(Call(2, 128, kNext));
-    EXPECT_EQ(259U, GetLastError());
+    EXPECT_EQ(Code(ERROR_NO_MORE_ITEMS), GetLastError());
     EXPECT_EQ(Opening(2, 128, kNext) + Line("\nCPGetProvParam Cert Enumeration (PP_ENUMCONTAINERS) done"), TakeLog());
   }
 }
@@ -464,7 +463,7 @@ TEST_F(ContainersTest, OfOneIdentifierEachCertificateCountsAndAKeyPairAloneDoesN
   EXPECT_TRUE(Call(2, 128, kNext));
   EXPECT_EQ("one", TextAt(0));
   EXPECT_FALSE(Call(2, 128, kNext));
-  EXPECT_EQ(259U, GetLastError());
+  EXPECT_EQ(Code(ERROR_NO_MORE_ITEMS), GetLastError());
   EXPECT_TRUE(Call(2, 128, kFirst));
 }
 
@@ -490,7 +489,7 @@ TEST_F(ContainersTest, AQuestionForTheSizeMovesToo) {
 TEST_F(ContainersTest, TheFirstOneDemands128Bytes) {
   BeginWith({Text("one")});
   EXPECT_FALSE(Call(2, 127, kFirst));
-  EXPECT_EQ(234U, GetLastError());
+  EXPECT_EQ(Code(ERROR_MORE_DATA), GetLastError());
   EXPECT_EQ(128U, m_length);
   EXPECT_EQ(Bytes(), Answer(0));
   EXPECT_EQ(Opening(2, 127, kFirst) + SmallBuffer("7F", "80"), TakeLog());
@@ -501,7 +500,7 @@ TEST_F(ContainersTest, AnyOtherFlagsEndItAtOnce) {
   for (const DWORD flags : {0U, 3U, 4U, 0x81U}) {
     SetLastError(4711);
     EXPECT_FALSE(Call(2, 128, flags)) << flags;
-    EXPECT_EQ(259U, GetLastError());
+    EXPECT_EQ(Code(ERROR_NO_MORE_ITEMS), GetLastError());
     EXPECT_EQ(Opening(2, 128, flags), TakeLog());
   }
 }
@@ -509,7 +508,7 @@ TEST_F(ContainersTest, AnyOtherFlagsEndItAtOnce) {
 TEST_F(ContainersTest, ATokenWithoutCertificatesHasNone) {
   BeginWith({});
   EXPECT_FALSE(Ask(2, kFirst));
-  EXPECT_EQ(259U, GetLastError());
+  EXPECT_EQ(Code(ERROR_NO_MORE_ITEMS), GetLastError());
   EXPECT_EQ(AskOpening(2, kFirst) + Line("\nCPGetProvParam Cert Enumeration (PP_ENUMCONTAINERS) done"), TakeLog());
 }
 
@@ -519,7 +518,7 @@ TEST_F(ContainersTest, ANameOf127CharactersFitsAndTheNextLongerOneIsToldItsNeed)
   EXPECT_EQ(std::string(127, 'a'), TextAt(0));
   TakeLog();
   EXPECT_FALSE(Call(2, 128, kNext));
-  EXPECT_EQ(234U, GetLastError());
+  EXPECT_EQ(Code(ERROR_MORE_DATA), GetLastError());
   EXPECT_EQ(129U, m_length);
   EXPECT_EQ(Bytes(128, 0), Answer(128));
   EXPECT_EQ(Opening(2, 128, kNext) + SmallBuffer("80", "81"), TakeLog());
@@ -620,7 +619,7 @@ TEST_F(CPGetProvParamTest, ASecurityDescriptorInALongerBufferHasTheBuffersLength
 TEST_F(CPGetProvParamTest, ABufferTooSmallForTheSecurityDescriptorIsLeftAlone) {
   Begin();
   EXPECT_FALSE(Call(8, 19, 4));
-  EXPECT_EQ(234U, GetLastError());
+  EXPECT_EQ(Code(ERROR_MORE_DATA), GetLastError());
   EXPECT_EQ(20U, m_length);
   EXPECT_EQ(Bytes(), Answer(0));
   EXPECT_EQ(Opening(8, 19, 4) + Line(kDescriptor) + SmallBuffer("13", "14"), TakeLog());
@@ -681,9 +680,9 @@ class DescriptorFailureTest : public CPGetProvParamTest {
 
 TEST_F(DescriptorFailureTest, NoMemoryIsToldAsSuch) {
   m_security.LackMemoryOnCall(1);
-  ExpectFailureInTheFirstPass(0x8009000E);
+  ExpectFailureInTheFirstPass(Code(NTE_NO_MEMORY));
   m_security.LackMemoryOnCall(2);
-  ExpectFailureInTheSecondPass(0x8009000E);
+  ExpectFailureInTheSecondPass(Code(NTE_NO_MEMORY));
 }
 
 TEST_F(DescriptorFailureTest, ADescriptorThatCannotBeBegunLeavesThePlatformsCode) {
@@ -720,7 +719,7 @@ TEST_F(DescriptorFailureTest, ADescriptorThatCannotBeMadeRelativeIsASuccessOfThe
 TEST_F(DescriptorFailureTest, FlagsThatNameNoPartLackMemoryLikeAnyOther) {
   m_security.LackMemoryOnCall(1);
   EXPECT_FALSE(Ask(8, 3));
-  EXPECT_EQ(0x8009000EU, GetLastError());
+  EXPECT_EQ(Code(NTE_NO_MEMORY), GetLastError());
 }
 
 // --- Certificate stores
@@ -794,7 +793,7 @@ TEST_F(StoreParameterTest, TheRootStoreGetsAllCertificates) {
 TEST_F(StoreParameterTest, ARootStoreThatDoesNotOpenIsAFailure) {
   m_stores.Refuse("CertOpenSystemStoreA", 5);
   EXPECT_FALSE(Call(46, 100));
-  EXPECT_EQ(5U, GetLastError());
+  EXPECT_EQ(Code(ERROR_ACCESS_DENIED), GetLastError());
   EXPECT_EQ(100U, m_length);
   EXPECT_EQ(Opening(46, 100) + Line("\nCPGetProvParam: Requesting Root Cert Store Handle") +
                 Line("\nCPGetProvParam Error: Requesting Cert Root Store Handle Failed to Open Cert"),

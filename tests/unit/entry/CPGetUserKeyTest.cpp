@@ -1,7 +1,8 @@
 // CPGetUserKey.
 #include <gtest/gtest.h>
 
-#include "KeyEntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/KeyEntryTest.h"
 
 namespace {
 
@@ -29,19 +30,19 @@ TEST_F(CPGetUserKeyTest, EachKeySpecGivesItsHandleInFull) {
 }
 
 TEST_F(CPGetUserKeyTest, WithoutAPlaceForTheHandleItIsABadKeyWithoutALine) {
-  ExpectRefused(0x80090003, CPGetUserKey(m_handle, AT_SIGNATURE, nullptr));
+  ExpectRefused(Code(NTE_BAD_KEY), CPGetUserKey(m_handle, AT_SIGNATURE, nullptr));
   EXPECT_EQ(Begin("00000002"), TakeLog());
 }
 
 TEST_F(CPGetUserKeyTest, AMissingPlaceIsToldBeforeABadKeySpec) {
-  ExpectRefused(0x80090003, CPGetUserKey(m_unknown, 0, nullptr));
+  ExpectRefused(Code(NTE_BAD_KEY), CPGetUserKey(m_unknown, 0, nullptr));
   EXPECT_EQ(Begin("00000000"), TakeLog());
 }
 
 TEST_F(CPGetUserKeyTest, AKeySpecWithoutEitherBitIsNoKeyBeforeTheContextIsLookedUp) {
   HCRYPTKEY key = kUntouched;
   for (const DWORD keySpec : {0U, 4U, 0xFFFFFFFCU}) {
-    ExpectRefused(0x8009000D, CPGetUserKey(m_unknown, keySpec, &key));
+    ExpectRefused(Code(NTE_NO_KEY), CPGetUserKey(m_unknown, keySpec, &key));
     EXPECT_EQ(Begin(Hex8(keySpec)) + Line("\nCPGetUserKey Error: Invalid dwKeySpec"), TakeLog());
   }
   EXPECT_EQ(kUntouched, key);
@@ -49,7 +50,7 @@ TEST_F(CPGetUserKeyTest, AKeySpecWithoutEitherBitIsNoKeyBeforeTheContextIsLooked
 
 TEST_F(CPGetUserKeyTest, AnUnknownContextIsABadUid) {
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090001, CPGetUserKey(m_unknown, 3, &key));
+  ExpectRefused(Code(NTE_BAD_UID), CPGetUserKey(m_unknown, 3, &key));
   EXPECT_EQ(Begin("00000003") + Line("The context does not exist"), TakeLog());
 }
 
@@ -66,7 +67,7 @@ TEST_F(CPGetUserKeyTest, WithoutAPrivateKeyThereIsNone) {
   const HCRYPTPROV empty = AcquireHandle("\\\\.\\Reader A\\two", CRYPT_NEWKEYSET);
   for (const DWORD keySpec : {1U, 2U}) {
     HCRYPTKEY key = kUntouched;
-    ExpectRefused(0x8009000D, CPGetUserKey(empty, keySpec, &key));
+    ExpectRefused(Code(NTE_NO_KEY), CPGetUserKey(empty, keySpec, &key));
     EXPECT_EQ(Begin(Hex8(keySpec)) + Line(kNoPrivateKey), TakeLog());
     EXPECT_EQ(kUntouched, key);
   }

@@ -1,7 +1,8 @@
 // CPHashData.
 #include <gtest/gtest.h>
 
-#include "HashEntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/HashEntryTest.h"
 
 namespace {
 
@@ -36,16 +37,16 @@ TEST_F(CPHashDataTest, ALengthOfZeroOnAFreshHashSucceedsAndChangesNothing) {
 }
 
 TEST_F(CPHashDataTest, FlagsAreRefusedBeforeTheContextIsLookedUp) {
-  ExpectRefused(0x80090009, CPHashData(m_unknown, 0, m_data.data(), 3, 1));
+  ExpectRefused(Code(NTE_BAD_FLAGS), CPHashData(m_unknown, 0, m_data.data(), 3, 1));
   EXPECT_EQ(
       Begin(m_data.data(), "00000001", "00000003") + Line("\nCPHashData Error: Invalid dwFlags, dwFlags not supported"),
       TakeLog());
 }
 
 TEST_F(CPHashDataTest, UnknownHandlesAreRefused) {
-  ExpectRefused(0x80090001, CPHashData(m_unknown, 5, nullptr, 0, 0));
+  ExpectRefused(Code(NTE_BAD_UID), CPHashData(m_unknown, 5, nullptr, 0, 0));
   EXPECT_EQ(Begin(nullptr, "00000000", "00000000") + Line("The context does not exist"), TakeLog());
-  ExpectRefused(0x80090002, CPHashData(m_handle, 5, nullptr, 0, 0));
+  ExpectRefused(Code(NTE_BAD_HASH), CPHashData(m_handle, 5, nullptr, 0, 0));
   EXPECT_EQ(Begin(nullptr, "00000000", "00000000") + Line("Hash not found in this context"), TakeLog());
 }
 
@@ -53,7 +54,7 @@ TEST_F(CPHashDataTest, AFinishedHashTakesNoMore) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   Object(hash)->Finish();
   TakeLog();
-  ExpectRefused(0x8009000C, CPHashData(m_handle, hash, m_data.data(), 3, 0));
+  ExpectRefused(Code(NTE_BAD_HASH_STATE), CPHashData(m_handle, hash, m_data.data(), 3, 0));
   EXPECT_EQ(Begin(m_data.data(), "00000000", "00000003") + Line("\nCPHashData Error: Invalid Hash State"), TakeLog());
   EXPECT_EQ(3U, PendingOf(hash));
 }

@@ -7,9 +7,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "HashEntryTest.h"
 #include "cryptoki/CryptokiError.h"
 #include "cryptoki/LoginLock.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/HashEntryTest.h"
 #include "objects/CCSPSecretKey.h"
 
 namespace {
@@ -100,23 +101,23 @@ TEST_F(CPHashSessionKeyTest, LittleEndianTurnsTheKeyEndForEnd) {
 TEST_F(CPHashSessionKeyTest, AKeyOfAnotherHandleThanAnyHashIsABadHash) {
   const HCRYPTHASH hash = MakeHash();
   MakeKey(hash + 1);
-  ExpectRefused(0x80090002, CPHashSessionKey(m_handle, hash, hash + 1, 0));
+  ExpectRefused(Code(NTE_BAD_HASH), CPHashSessionKey(m_handle, hash, hash + 1, 0));
   EXPECT_EQ(Begin("0") + Line("Hash not found in this context"), TakeLog());
 }
 
 TEST_F(CPHashSessionKeyTest, AHashWithoutAKeyOfItsHandleIsNoKey) {
   const HCRYPTHASH hash = MakeHash();
-  ExpectRefused(0x8009000D, CPHashSessionKey(m_handle, hash, hash, 0));
+  ExpectRefused(Code(NTE_NO_KEY), CPHashSessionKey(m_handle, hash, hash, 0));
   EXPECT_EQ(Begin("0") + Line("Symmetric Key not found in this context"), TakeLog());
 }
 
 TEST_F(CPHashSessionKeyTest, OtherFlagsAreRefusedBeforeTheContextIsLookedUp) {
-  ExpectRefused(0x80090009, CPHashSessionKey(m_unknown, 0, 0, 0x1A));
+  ExpectRefused(Code(NTE_BAD_FLAGS), CPHashSessionKey(m_unknown, 0, 0, 0x1A));
   EXPECT_EQ(Begin("1A") + Line("\nCPHashSessionKey Error: Invalid dwFlags"), TakeLog());
 }
 
 TEST_F(CPHashSessionKeyTest, AnUnknownContextIsABadUid) {
-  ExpectRefused(0x80090001, CPHashSessionKey(m_unknown, 0, 0, 1));
+  ExpectRefused(Code(NTE_BAD_UID), CPHashSessionKey(m_unknown, 0, 0, 1));
   EXPECT_EQ(Begin("1") + Line("The context does not exist"), TakeLog());
 }
 
@@ -126,7 +127,7 @@ TEST_F(CPHashSessionKeyTest, AFinishedHashIsRefusedBeforeTheLogin) {
   const auto key = MakeKey(hash);
   m_module.ForgetCalls();
   TakeLog();
-  ExpectRefused(0x8009000C, CPHashSessionKey(m_handle, 0, hash, 0));
+  ExpectRefused(Code(NTE_BAD_HASH_STATE), CPHashSessionKey(m_handle, 0, hash, 0));
   EXPECT_EQ(Begin("0") + Line("\nCPHashSessionKey Error: Hash already in finished state"), TakeLog());
   EXPECT_EQ(Calls(), key->m_reads);
   EXPECT_EQ(Calls(), m_module.TakeCalls());
@@ -136,7 +137,7 @@ TEST_F(CPHashSessionKeyTest, AFailureOfTheModuleIsItsTextAndNteFail) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   MakeKey(hash)->m_failure = CKR_ATTRIBUTE_SENSITIVE;
   RememberPIN();
-  ExpectRefused(0x80090020, CPHashSessionKey(m_handle, 0, hash, 0));
+  ExpectRefused(Code(NTE_FAIL), CPHashSessionKey(m_handle, 0, hash, 0));
   EXPECT_THAT(TakeLog(), EndsWith(Line(ErrorText(CKR_ATTRIBUTE_SENSITIVE))));
   // The data is still there.
   DWORD length = 0;

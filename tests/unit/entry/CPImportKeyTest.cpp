@@ -1,13 +1,15 @@
 // CPImportKey.
 #include <gtest/gtest.h>
 
-#include "KeyBlobBytes.h"
-#include "KeyEntryTest.h"
+#include "common/FormatNumber.h"
 #include "cryptoki/CryptokiError.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/KeyEntryTest.h"
+#include "module/KeyBlobBytes.h"
 
 namespace {
 
-const Bytes kModulus = Counting(128, 0x81);
+const Bytes kImportedModulus = Counting(128, 0x81);
 
 class CPImportKeyTest : public KeyEntryTest {
  protected:
@@ -22,7 +24,7 @@ class CPImportKeyTest : public KeyEntryTest {
 };
 
 TEST_F(CPImportKeyTest, APublicKeyIsLoggedFromEndToEnd) {
-  const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, kModulus);
+  const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, kImportedModulus);
   HCRYPTKEY key = kUntouched;
   ExpectDone(CallWith(blob, &key, 0xAB));
   EXPECT_EQ(Begin(blob.data(), 148, 0xAB) + LoginLines() + Line("\nCPImportKey Success"), TakeLog());
@@ -43,28 +45,28 @@ TEST_F(CPImportKeyTest, ASessionKeyIsLoggedFromEndToEnd) {
 }
 
 TEST_F(CPImportKeyTest, AHandleIsRequiredByTheContext) {
-  const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, kModulus);
-  ExpectRefused(0x80090027, CallWith(blob, nullptr));
+  const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, kImportedModulus);
+  ExpectRefused(Code(NTE_INVALID_PARAMETER), CallWith(blob, nullptr));
   EXPECT_EQ(Begin(blob.data(), 148, 0) + Line("Key Handle should not be NULL"), TakeLog());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
 TEST_F(CPImportKeyTest, ABlobIsRequiredByTheContext) {
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090027, CPImportKey(m_handle, nullptr, 20, 0, 0, &key));
+  ExpectRefused(Code(NTE_INVALID_PARAMETER), CPImportKey(m_handle, nullptr, 20, 0, 0, &key));
   EXPECT_EQ(Begin(nullptr, 20, 0) + Line("Data should not be NULL"), TakeLog());
   EXPECT_EQ(kUntouched, key);
 }
 
 TEST_F(CPImportKeyTest, AnUnknownContextIsToldFirst) {
-  ExpectRefused(0x80090001, CPImportKey(m_unknown, nullptr, 0, 0, 0, nullptr));
+  ExpectRefused(Code(NTE_BAD_UID), CPImportKey(m_unknown, nullptr, 0, 0, 0, nullptr));
   EXPECT_EQ(Begin(nullptr, 0, 0) + Line("The context does not exist"), TakeLog());
 }
 
 TEST_F(CPImportKeyTest, ABlobThatIsNoneIsBadData) {
   HCRYPTKEY key = kUntouched;
   const Bytes blob = {6, 2};
-  ExpectRefused(0x80090005, CallWith(blob, &key));
+  ExpectRefused(Code(NTE_BAD_DATA), CallWith(blob, &key));
   EXPECT_EQ(Begin(blob.data(), 2, 0) + Line("Blob Length is invalid"), TakeLog());
   EXPECT_EQ(kUntouched, key);
 }
@@ -78,7 +80,7 @@ TEST_F(CPImportKeyTest, APublicKeyGoesOutAndComesIn) {
   ExpectDone(CallWith(blob, &key));
   Bytes again(148);
   ExpectDone(CPExportKey(m_handle, key, 0, PUBLICKEYBLOB, 0, again.data(), &length));
-  EXPECT_EQ(PublicKeyBlob(CALG_RSA_SIGN, kModulus), again);
+  EXPECT_EQ(PublicKeyBlob(CALG_RSA_SIGN, kImportedModulus), again);
 }
 
 TEST_F(CPImportKeyTest, ASignatureKeyGoesOutAndDoesNotComeIn) {
@@ -87,15 +89,15 @@ TEST_F(CPImportKeyTest, ASignatureKeyGoesOutAndDoesNotComeIn) {
   ExpectDone(CPExportKey(m_handle, Context().GetSignatureKeyHandle(), 0, PUBLICKEYBLOB, 0, blob.data(), &length));
   Forget();
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090008, CallWith(blob, &key));
+  ExpectRefused(Code(NTE_BAD_ALGID), CallWith(blob, &key));
   EXPECT_EQ(Begin(blob.data(), 148, 0) + Line("\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB"), TakeLog());
 }
 
 TEST_F(CPImportKeyTest, AFailureOfTheModuleIsNteFail) {
   m_module.FailNext("C_CreateObject", CKR_DEVICE_MEMORY);
-  const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, kModulus);
+  const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, kImportedModulus);
   HCRYPTKEY key = kUntouched;
-  ExpectRefused(0x80090020, CallWith(blob, &key));
+  ExpectRefused(Code(NTE_FAIL), CallWith(blob, &key));
   EXPECT_EQ(Begin(blob.data(), 148, 0) + LoginLines() + Line(ErrorText(CKR_DEVICE_MEMORY)), TakeLog());
 }
 

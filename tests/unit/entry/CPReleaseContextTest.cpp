@@ -1,10 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "EntryTest.h"
-#include "Expect.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextList.h"
+#include "fixtures/EntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
 
 namespace {
 
@@ -33,7 +34,7 @@ TEST_F(CPReleaseContextTest, ItsFlagsAreLoggedAndIgnored) {
 }
 
 TEST_F(CPReleaseContextTest, AnUnknownHandleLeavesTheFunctionAsAnException) {
-  EXPECT_CONTEXT_ERROR(0x80090001, "The context does not exist", CPReleaseContext(5, 0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_UID), "The context does not exist", CPReleaseContext(5, 0));
   EXPECT_EQ(FrameLines("CPReleaseContext") + Value("\tdwFlags:", "00000000"), TakeLog());
 }
 

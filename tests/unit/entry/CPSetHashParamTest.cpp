@@ -1,15 +1,14 @@
 // The value that a hash is given: CPSetHashParam.
 #include <gtest/gtest.h>
 
-#include "HashEntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/HashEntryTest.h"
 
 namespace {
 
-constexpr DWORD kHashValue = 2;
-
 class CPSetHashParamTest : public HashEntryTest {
  protected:
-  BOOL Set(HCRYPTHASH hash) { return CPSetHashParam(m_handle, hash, kHashValue, m_value.data(), 0); }
+  BOOL Set(HCRYPTHASH hash) { return CPSetHashParam(m_handle, hash, HP_HASHVAL, m_value.data(), 0); }
   static std::string Begin(const std::string& param, HCRYPTHASH hash, const std::string& flags) {
     return FrameLines("CPSetHashParam") + Value("\tdwParam: \t", param) + Value("\thHash: \t\t", Hex8(hash)) +
            Value("\tdwFlags: \t", flags);
@@ -27,37 +26,37 @@ TEST_F(CPSetHashParamTest, AFreshHashTakesExactlyItsLength) {
             TakeLog());
   Bytes value(20);
   DWORD length = 20;
-  ExpectDone(CPGetHashParam(m_handle, hash, kHashValue, value.data(), &length, 0));
+  ExpectDone(CPGetHashParam(m_handle, hash, HP_HASHVAL, value.data(), &length, 0));
   EXPECT_EQ(m_value, value);
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
 TEST_F(CPSetHashParamTest, AHashWithDataIsABadHash) {
   const HCRYPTHASH hash = MakeHashOf("abc");
-  ExpectRefused(0x80090002, Set(hash));
+  ExpectRefused(Code(NTE_BAD_HASH), Set(hash));
   EXPECT_EQ(Begin("00000002", hash, "00000000") + Line("\nCPSetHashParam Error: Hash Value is not NULL"), TakeLog());
   EXPECT_EQ(0U, Object(hash)->IsFinished());
 }
 
 TEST_F(CPSetHashParamTest, FlagsAreRefusedUnderTheNameOfTheOtherFunction) {
-  ExpectRefused(0x80090009, CPSetHashParam(m_unknown, 5, 1, nullptr, 1));
+  ExpectRefused(Code(NTE_BAD_FLAGS), CPSetHashParam(m_unknown, 5, 1, nullptr, 1));
   EXPECT_EQ(Begin("00000001", 5, "00000001") + Line("\nCPGetHASHParam Error: Unsupported Flag(s)"), TakeLog());
 }
 
 TEST_F(CPSetHashParamTest, AnotherParameterIsABadType) {
-  ExpectRefused(0x8009000A, CPSetHashParam(m_unknown, 5, 1, nullptr, 0));
+  ExpectRefused(Code(NTE_BAD_TYPE), CPSetHashParam(m_unknown, 5, 1, nullptr, 0));
   EXPECT_EQ(Begin("00000001", 5, "00000000") + Line("\nCPSetHashParam Error: dwFlags is not HASHVVAL"), TakeLog());
 }
 
 TEST_F(CPSetHashParamTest, NullDataIsAnInvalidParameter) {
-  ExpectRefused(87, CPSetHashParam(m_unknown, 5, 2, nullptr, 0));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPSetHashParam(m_unknown, 5, 2, nullptr, 0));
   EXPECT_EQ(Begin("00000002", 5, "00000000") + Line("\nCPSetHashParam Error: pbData is NULL"), TakeLog());
 }
 
 TEST_F(CPSetHashParamTest, UnknownHandlesAreRefused) {
-  ExpectRefused(0x80090001, CPSetHashParam(m_unknown, 5, 2, m_value.data(), 0));
+  ExpectRefused(Code(NTE_BAD_UID), CPSetHashParam(m_unknown, 5, 2, m_value.data(), 0));
   EXPECT_EQ(Begin("00000002", 5, "00000000") + Line("The context does not exist"), TakeLog());
-  ExpectRefused(0x80090002, Set(5));
+  ExpectRefused(Code(NTE_BAD_HASH), Set(5));
   EXPECT_EQ(Begin("00000002", 5, "00000000") + Line("Hash not found in this context"), TakeLog());
 }
 

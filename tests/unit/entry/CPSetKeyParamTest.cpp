@@ -3,21 +3,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "DerCertificate.h"
-#include "Expect.h"
-#include "KeyParamTest.h"
-#include "SampleCertificates.h"
-#include "ScriptedDialogs.h"
+#include "dialogs/ScriptedDialogs.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/KeyParamTest.h"
+#include "module/DerCertificate.h"
+#include "module/SampleCertificates.h"
 
 namespace {
 
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::ValuesIn;
-
-constexpr DWORD kBadType = 0x8009000A;
-constexpr DWORD kBadFlags = 0x80090009;
-constexpr DWORD kInvalidParameter = 87;
 
 const Bytes kOne = {1, 0, 0, 0};
 
@@ -33,10 +30,6 @@ class CPSetKeyParamTest : public KeyParamTest {
            Value("\tdwFlags: \t", Hex8(flags));
   }
   static std::string Success() { return Line("\nCPSetKeyParam Success"); }
-  static void ExpectRefused(BOOL result, DWORD code) {
-    EXPECT_EQ(FALSE, result);
-    EXPECT_EQ(code, GetLastError());
-  }
   // Everything but IV and salt, in the order of the parameters.
   std::vector<DWORD> StateOf(KeyKind kind) {
     const CCSPSecretKey& key = SessionKey(kind);
@@ -69,18 +62,18 @@ struct SetRow {
   Outcome keyPair;
 };
 
-const Outcome kBadKeyType = Refused(Line("\nCPSetKeyParam Error: Bad key type"), kBadType);
-const Outcome kBadPadding = Refused(Line("\nCPSetKeyParam invalid PADDING"), kBadFlags);
+const Outcome kBadKeyType = Refused(Line("\nCPSetKeyParam Error: Bad key type"), Code(NTE_BAD_TYPE));
+const Outcome kBadPadding = Refused(Line("\nCPSetKeyParam invalid PADDING"), Code(NTE_BAD_FLAGS));
 
 Outcome BadPermission(const std::string& number) {
-  return Refused(Value("\nCPSetKeyParam Error: Invalid permission in pbData: ", number), kBadFlags);
+  return Refused(Value("\nCPSetKeyParam Error: Invalid permission in pbData: ", number), Code(NTE_BAD_FLAGS));
 }
 
 const SetRow kSetRows[] = {
     {"IV", 1, Bytes(16, 7), Done(Line("Initial Vector Set!")),
-     Refused(Line("CPSetKeyParam Error: KP_IV valid only on Symmetric Keys"), kBadType)},
-    {"Salt", 2, Bytes(16, 7), Refused(Line("Salt does not exist"), 0x8009000B),
-     Refused(Line("CPSetKeyParam Error: KP_SALT valid only on Symmetric Keys"), kBadType)},
+     Refused(Line("CPSetKeyParam Error: KP_IV valid only on Symmetric Keys"), Code(NTE_BAD_TYPE))},
+    {"Salt", 2, Bytes(16, 7), Refused(Line("Salt does not exist"), Code(NTE_BAD_KEY_STATE)),
+     Refused(Line("CPSetKeyParam Error: KP_SALT valid only on Symmetric Keys"), Code(NTE_BAD_TYPE))},
     {"Padding", 3, kOne, Done(), Done()},
     {"AnotherPadding", 3, {2, 0, 0, 0}, kBadPadding, kBadPadding},
     {"PaddingWithAHighBit", 3, {1, 0, 0, 0x80}, kBadPadding, kBadPadding},
@@ -91,7 +84,7 @@ const SetRow kSetRows[] = {
     {"OnePermissionTooMany", 6, {0x40, 0, 0, 0}, BadPermission("40"), BadPermission("40")},
     {"PermissionsFarOff", 6, {0x01, 0, 0, 0x80}, BadPermission("80000001"), BadPermission("80000001")},
     {"SaltEx", 10, Bytes(sizeof(CRYPT_INTEGER_BLOB), 0), Done(),
-     Refused(Line("CPSetKeyParam Error: KP_SALT_EX valid only on Symmetric Keys"), kBadType)},
+     Refused(Line("CPSetKeyParam Error: KP_SALT_EX valid only on Symmetric Keys"), Code(NTE_BAD_TYPE))},
     {"EffectiveKeyLength", 19, {40, 0, 0, 0}, Done(), Done()},
     {"Algorithm", 7, kOne, kBadKeyType, kBadKeyType},
     {"BlockLength", 8, kOne, kBadKeyType, kBadKeyType},
@@ -154,7 +147,7 @@ TEST_F(CPSetKeyParamTest, TheModeIsTheKeysMatter) {
 
 TEST_F(CPSetKeyParamTest, AModeThatTheKeyRefusesIsRefused) {
   Begin();
-  ExpectRefused(Set(KeyKind::kAes, 4, {7, 0, 0, 0}), kBadFlags);
+  ExpectRefused(Code(NTE_BAD_FLAGS), Set(KeyKind::kAes, 4, {7, 0, 0, 0}));
   EXPECT_EQ(Opening(4) + Line("Invalid Mode specified"), TakeLog());
   EXPECT_TRUE(Set(KeyKind::kDes, 4, {7, 0, 0, 0}));
 }
@@ -197,7 +190,7 @@ TEST_F(CPSetKeyParamTest, AModeOfAKeyPairIsAcceptedAndChangesNothing) {
 TEST_F(CPSetKeyParamTest, PermissionsUpToSixBitsAreAccepted) {
   Begin();
   EXPECT_TRUE(Set(KeyKind::kDes, 6, {0x3F, 0, 0, 0}));
-  ExpectRefused(Set(KeyKind::kDes, 6, {0x40, 0, 0, 0}), kBadFlags);
+  ExpectRefused(Code(NTE_BAD_FLAGS), Set(KeyKind::kDes, 6, {0x40, 0, 0, 0}));
   EXPECT_EQ(0x3FU, SessionKey(KeyKind::kDes).GetPermissions());
 }
 
@@ -218,7 +211,7 @@ TEST_F(CPSetKeyParamTest, OnlyKpSaltExGivesAKeyItsFirstSalt) {
   const Bytes salt = Counting(5, 1);
   for (const KeyKind kind : kSessionKeys) {
     SCOPED_TRACE(NameOf(kind));
-    ExpectRefused(Set(kind, 2, Bytes(16, 7)), 0x8009000B);
+    ExpectRefused(Code(NTE_BAD_KEY_STATE), Set(kind, 2, Bytes(16, 7)));
     EXPECT_TRUE(Set(kind, 10, BlobOf(salt)));
     EXPECT_EQ(5U, SaltLength(kind));
     EXPECT_TRUE(Set(kind, 2, Counting(5, 1)));
@@ -231,7 +224,7 @@ TEST_F(CPSetKeyParamTest, OnlyKpSaltExGivesAKeyItsFirstSalt) {
 TEST_F(CPSetKeyParamTest, AnEmptyBlobAddsNoSalt) {
   Begin();
   EXPECT_TRUE(Set(KeyKind::kDes, 10, BlobOf({})));
-  ExpectRefused(Set(KeyKind::kDes, 2, Bytes(16, 7)), 0x8009000B);
+  ExpectRefused(Code(NTE_BAD_KEY_STATE), Set(KeyKind::kDes, 2, Bytes(16, 7)));
 }
 
 TEST_F(CPSetKeyParamTest, ABlobNeedNotBeAligned) {
@@ -299,7 +292,7 @@ TEST_F(CertificateOfKeyTest, IsWhatIsReadAfterwards) {
 
 TEST_F(CertificateOfKeyTest, OfALengthBeyond32BitsIsBadData) {
   BeginLoggedIn();
-  ExpectRefused(Set(KeyKind::kExchangePair, 26, {0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFF}), 0x80090005);
+  ExpectRefused(Code(NTE_BAD_DATA), Set(KeyKind::kExchangePair, 26, {0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFF}));
   EXPECT_EQ(Opening(26) + Line("The encoded length is too large"), TakeLog());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
@@ -307,7 +300,7 @@ TEST_F(CertificateOfKeyTest, OfALengthBeyond32BitsIsBadData) {
 TEST_F(CertificateOfKeyTest, ThatTheTokenRefusesIsAFailure) {
   BeginLoggedIn();
   m_module.FailNext("C_CreateObject", CKR_DEVICE_MEMORY);
-  ExpectRefused(Set(KeyKind::kExchangePair, 26, kHolderCertificate), 0x80090020);
+  ExpectRefused(Code(NTE_FAIL), Set(KeyKind::kExchangePair, 26, kHolderCertificate));
   EXPECT_THAT(TakeLog(),
               EndsWith(Line("Creating Certificate") + Line("Catch....") + Line(ErrorText(CKR_DEVICE_MEMORY))));
 }
@@ -316,7 +309,7 @@ TEST_F(CertificateOfKeyTest, NeedsALogin) {
   Begin();
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
-  ExpectRefused(Set(KeyKind::kExchangePair, 26, kHolderCertificate), 0x8010006E);
+  ExpectRefused(Code(SCARD_W_CANCELLED_BY_USER), Set(KeyKind::kExchangePair, 26, kHolderCertificate));
   EXPECT_THAT(TakeLog(), EndsWith(Line("User Interface cancelled by user")));
 }
 
@@ -324,7 +317,7 @@ TEST_F(CertificateOfKeyTest, OfAContextWithoutKeysFailsAtTheIdentifier) {
   m_token.Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
   BeginWithToken();
   LogIn();
-  ExpectRefused(Set(KeyKind::kExchangePair, 26, kHolderCertificate), 0x80090020);
+  ExpectRefused(Code(NTE_FAIL), Set(KeyKind::kExchangePair, 26, kHolderCertificate));
   EXPECT_THAT(TakeLog(), EndsWith(Line("Get Public Key ID 1") + Line(ErrorText(CKR_ARGUMENTS_BAD))));
 }
 
@@ -333,8 +326,8 @@ TEST_F(CertificateOfKeyTest, OfAContextWithoutKeysFailsAtTheIdentifier) {
 TEST_F(CPSetKeyParamTest, AnUnknownKeyIsANumberAndNotFalse) {
   Begin();
   const BOOL result = CPSetKeyParam(m_handle, m_unknownKey, 3, kOne.data(), 0);
-  EXPECT_EQ(0x80090003U, static_cast<DWORD>(result));
-  EXPECT_EQ(0x8009000DU, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_KEY), static_cast<DWORD>(result));
+  EXPECT_EQ(Code(NTE_NO_KEY), GetLastError());
   EXPECT_EQ(Arguments(3, kOne.data(), 0) + Line("\nCPGetKeyParam Error: Key does not exist in this context "),
             TakeLog());
 }
@@ -343,8 +336,8 @@ TEST_F(CPSetKeyParamTest, AnImportedKeyIsAnUnknownOne) {
   Begin();
   for (const DWORD param : {1U, 2U, 3U, 4U, 5U, 6U, 10U, 19U, 26U, 7U}) {
     SetLastError(4711);
-    EXPECT_EQ(0x80090003U, static_cast<DWORD>(Set(KeyKind::kImported, param, kHolderCertificate))) << param;
-    EXPECT_EQ(0x8009000DU, GetLastError());
+    EXPECT_EQ(Code(NTE_BAD_KEY), static_cast<DWORD>(Set(KeyKind::kImported, param, kHolderCertificate))) << param;
+    EXPECT_EQ(Code(NTE_NO_KEY), GetLastError());
     EXPECT_EQ(Opening(param) + Line("\nCPGetKeyParam Error: Key does not exist in this context "), TakeLog());
     EXPECT_EQ(Calls(), m_module.TakeCalls());
   }
@@ -356,23 +349,23 @@ TEST_F(CPSetKeyParamTest, UpperBitsCountInAHandleOfThePairAndInNoOther) {
   EXPECT_EQ(TRUE, CPSetKeyParam(m_handle, m_handles[KeyKind::kDes] | kUpperBit, 3, kOne.data(), 0));
   for (const KeyKind kind : kKeyPairs) {
     const BOOL result = CPSetKeyParam(m_handle, m_handles[kind] | kUpperBit, 3, kOne.data(), 0);
-    EXPECT_EQ(0x80090003U, static_cast<DWORD>(result)) << NameOf(kind);
-    EXPECT_EQ(0x8009000DU, GetLastError());
+    EXPECT_EQ(Code(NTE_BAD_KEY), static_cast<DWORD>(result)) << NameOf(kind);
+    EXPECT_EQ(Code(NTE_NO_KEY), GetLastError());
   }
 }
 
 TEST_F(CPSetKeyParamTest, AnUnknownContextIsRefused) {
-  ExpectRefused(CPSetKeyParam(0x1234567890, 1, 3, kOne.data(), 0), 0x80090001);
+  ExpectRefused(Code(NTE_BAD_UID), CPSetKeyParam(0x1234567890, 1, 3, kOne.data(), 0));
   EXPECT_EQ(Arguments(3, kOne.data(), 0) + Line("The context does not exist"), TakeLog());
 }
 
 TEST_F(CPSetKeyParamTest, FlagsAreRefusedInTheNameOfTheOtherFunction) {
-  ExpectRefused(CPSetKeyParam(0x1234567890, 1, 3, nullptr, 1), kBadFlags);
+  ExpectRefused(Code(NTE_BAD_FLAGS), CPSetKeyParam(0x1234567890, 1, 3, nullptr, 1));
   EXPECT_EQ(Arguments(3, nullptr, 1) + Line("\nCPGetKeyParam Error: Invalid dwFlags "), TakeLog());
 }
 
 TEST_F(CPSetKeyParamTest, NoDataIsAnInvalidParameter) {
-  ExpectRefused(CPSetKeyParam(0x1234567890, 1, 3, nullptr, 0), kInvalidParameter);
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPSetKeyParam(0x1234567890, 1, 3, nullptr, 0));
   EXPECT_EQ(Arguments(3, nullptr, 0) + Line("\nCPSetKeyParam Error: pbData is NULL"), TakeLog());
 }
 

@@ -1,14 +1,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "EntryTest.h"
-#include "Expect.h"
 #include "entry/CCSPContextList.h"
+#include "fixtures/EntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
 #include "pin/PINCacheManager.h"
 
 namespace {
 
-const char kSuccess[] = "\nCPSetProvParam Success";
+const char kSetSuccess[] = "\nCPSetProvParam Success";
 const char kSerial[] = "01 23 45 67 89 AB CD EF";
 
 class CPSetProvParamTest : public EntryTest {
@@ -43,14 +44,14 @@ TEST_F(CPSetProvParamTest, ASecurityDescriptorIsAcceptedAndDropped) {
   const char data[] = "anything";
   EXPECT_TRUE(Call(8, data, 0xABCDEF));
   EXPECT_EQ(0U, GetLastError());
-  EXPECT_EQ(Opening("00000008", data, "00abcdef") + Line(kSuccess), TakeLog());
+  EXPECT_EQ(Opening("00000008", data, "00abcdef") + Line(kSetSuccess), TakeLog());
 }
 
 TEST_F(CPSetProvParamTest, APinPromptIsAcceptedAndDropped) {
   const char data[] = "anything";
   EXPECT_TRUE(Call(44, data));
   EXPECT_EQ(0U, GetLastError());
-  EXPECT_EQ(Opening("0000002c", data) + Line(kSuccess), TakeLog());
+  EXPECT_EQ(Opening("0000002c", data) + Line(kSetSuccess), TakeLog());
 }
 
 TEST_F(CPSetProvParamTest, TheUserInterfacePromptReplacesTheOneForNoCard) {
@@ -59,7 +60,7 @@ TEST_F(CPSetProvParamTest, TheUserInterfacePromptReplacesTheOneForNoCard) {
   EXPECT_TRUE(Call(21, data));
   EXPECT_EQ(0U, GetLastError());
   EXPECT_EQ("The card, please", NoCardPrompt());
-  EXPECT_EQ(Opening("00000015", data) + Line(kSuccess), TakeLog());
+  EXPECT_EQ(Opening("00000015", data) + Line(kSetSuccess), TakeLog());
 }
 
 TEST_F(CPSetProvParamTest, APinLogsInAndStaysOutOfTheLog) {
@@ -72,7 +73,7 @@ TEST_F(CPSetProvParamTest, APinLogsInAndStaysOutOfTheLog) {
     EXPECT_TRUE(m_token.loggedIn);
     EXPECT_EQ(Opening(param == 32 ? "00000020" : "00000021", pin) + Line("Set PIN") + Line("Retrieving PIN cache") +
                   Value("Card serial: ", kSerial) + Value("Reader name: ", "Reader A") + Line("Login") +
-                  Line("Login Successful. PIN Cache Set") + Line(kSuccess),
+                  Line("Login Successful. PIN Cache Set") + Line(kSetSuccess),
               TakeLog());
   }
 }
@@ -81,14 +82,14 @@ TEST_F(CPSetProvParamTest, AWrongPinTellsTheTriesLeft) {
   m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
   const char pin[] = "9999";
   EXPECT_FALSE(Call(32, pin));
-  EXPECT_EQ(0x8010006BU, GetLastError());
+  EXPECT_EQ(Code(SCARD_W_WRONG_CHV), GetLastError());
   EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("Login") + Line("Wrong PIN, 2 retries remaining")));
 }
 
 TEST_F(CPSetProvParamTest, AnEmptyPinIsAnInvalidParameter) {
   const char pin[] = "";
   EXPECT_FALSE(Call(32, pin));
-  EXPECT_EQ(87U, GetLastError());
+  EXPECT_EQ(Code(ERROR_INVALID_PARAMETER), GetLastError());
   EXPECT_EQ(Opening("00000020", pin) + Line("Set PIN") + Line("PIN and PIN length is not present") +
                 Line("PIN and PIN Length should be present"),
             TakeLog());
@@ -105,7 +106,7 @@ TEST_F(CPSetProvParamTest, AModulesErrorLeavesTheFunction) {
 TEST_F(CPSetProvParamTest, AContextWithoutASessionTakesNoPin) {
   m_handle = AcquireHandle(nullptr, 0xF0000000);
   EXPECT_FALSE(Call(32, "1234"));
-  EXPECT_EQ(0x80090020U, GetLastError());
+  EXPECT_EQ(Code(NTE_FAIL), GetLastError());
   EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("Login") + Line("The context has no session")));
 }
 
@@ -119,7 +120,7 @@ TEST_F(CPSetProvParamTest, AnyOtherParameterIsOfABadType) {
   for (const DWORD param : {0U, 1U, 2U, 31U, 45U, 0xFFFFFFFFU}) {
     SetLastError(4711);
     EXPECT_FALSE(Call(param, "data"));
-    EXPECT_EQ(0x8009000AU, GetLastError());
+    EXPECT_EQ(Code(NTE_BAD_TYPE), GetLastError());
     EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nCPSetProvParam Error: Invalid dwParam"))) << param;
   }
 }
@@ -127,14 +128,14 @@ TEST_F(CPSetProvParamTest, AnyOtherParameterIsOfABadType) {
 TEST_F(CPSetProvParamTest, NullDataIsRefusedBeforeTheHandleIsLookedAt) {
   m_handle = 0x1234567890;
   EXPECT_FALSE(Call(32, nullptr));
-  EXPECT_EQ(87U, GetLastError());
+  EXPECT_EQ(Code(ERROR_INVALID_PARAMETER), GetLastError());
   EXPECT_EQ(Opening("00000020", nullptr) + Line("\nData should not be null"), TakeLog());
 }
 
 TEST_F(CPSetProvParamTest, AnUnknownHandleIsRefused) {
   m_handle = 0x1234567890;
   EXPECT_FALSE(Call(38, nullptr));
-  EXPECT_EQ(0x80090001U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_UID), GetLastError());
   EXPECT_EQ(Opening("00000026", nullptr) + Line("The context does not exist"), TakeLog());
 }
 

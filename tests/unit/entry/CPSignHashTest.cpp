@@ -4,6 +4,7 @@
 
 #include "SignatureEntryTest.h"
 #include "cryptoki/CryptokiError.h"
+#include "fixtures/ErrorCodes.h"
 #include "objects/CCSPHash.h"
 
 namespace {
@@ -89,7 +90,7 @@ TEST_F(CPSignHashTest, AnotherKeySpecIsNoKeyBeforeTheContextIsLookedUp) {
     DWORD length = 7;
     SetLastError(4711);
     EXPECT_FALSE(CPSignHash(m_unknown, 1, keySpec, nullptr, 2, nullptr, &length)) << keySpec;
-    EXPECT_EQ(0x8009000DU, GetLastError());
+    EXPECT_EQ(Code(NTE_NO_KEY), GetLastError());
     EXPECT_EQ(7U, length);
     EXPECT_EQ(Begin(keySpec, 2, nullptr, 7) + Line("Invalid dwKeySpec!!"), TakeLog());
   }
@@ -110,7 +111,7 @@ TEST_F(CPSignHashTest, OtherFlagsAreRefusedWhenTheHashIsFinished) {
   const HCRYPTHASH hash = HashOf("abc");
   DWORD length = 0;
   EXPECT_FALSE(CPSignHash(m_provider, hash, 1, nullptr, 2, nullptr, &length));
-  EXPECT_EQ(0x80090009U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_FLAGS), GetLastError());
   EXPECT_EQ(Begin(1, 2, nullptr, 0) + DigestLines() + Line("\nCPSignHash Error: Invalid dwFlags"), TakeLog());
   EXPECT_EQ(1U, g_contextList.FindContext(m_provider)->GetHash(static_cast<DWORD>(hash))->IsFinished());
   EXPECT_FALSE(CPHashData(m_provider, hash, reinterpret_cast<const BYTE*>("d"), 1, 0));
@@ -136,10 +137,10 @@ TEST_F(CPSignHashTest, TheSsl3ConcatenationIsSignedWithoutAPrefix) {
 TEST_F(CPSignHashTest, UnknownHandlesAreBad) {
   DWORD length = 7;
   EXPECT_FALSE(CPSignHash(m_unknown, 1, 1, nullptr, 0, nullptr, &length));
-  EXPECT_EQ(0x80090001U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_UID), GetLastError());
   EXPECT_EQ(Begin(1, 0, nullptr, 7) + Line("The context does not exist"), TakeLog());
   EXPECT_FALSE(CPSignHash(m_provider, 1, 1, nullptr, 0, nullptr, &length));
-  EXPECT_EQ(0x80090002U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_HASH), GetLastError());
   EXPECT_EQ(Begin(1, 0, nullptr, 7) + Line("Hash not found in this context"), TakeLog());
 }
 
@@ -147,7 +148,7 @@ TEST_F(CPSignHashTest, AHashWithoutDataIsNotSigned) {
   const HCRYPTHASH hash = HashOf("");
   DWORD length = 7;
   EXPECT_FALSE(CPSignHash(m_provider, hash, 1, nullptr, 0, nullptr, &length));
-  EXPECT_EQ(0x8009000CU, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_HASH_STATE), GetLastError());
   EXPECT_EQ(7U, length);
   EXPECT_EQ(Begin(1, 0, nullptr, 7) + Line("No Data was added to be hash"), TakeLog());
 }
@@ -156,13 +157,13 @@ TEST_F(CPSignHashTest, AModulesFailureIsNteFail) {
   const HCRYPTHASH hash = HashOf("abc");
   m_module.FailNext("C_SignInit", CKR_DEVICE_REMOVED);
   EXPECT_EQ(Bytes(), Sign(hash));
-  EXPECT_EQ(0x80090020U, GetLastError());
+  EXPECT_EQ(Code(NTE_FAIL), GetLastError());
   EXPECT_THAT(TakeLog(), EndsWith(Line(ErrorText(CKR_DEVICE_REMOVED))));
 }
 
 TEST_F(CPSignHashTest, ALengthIsRequiredInThePlaceOfItsLine) {
   EXPECT_FALSE(CPSignHash(m_provider, HashOf("abc"), 3, nullptr, 0, nullptr, nullptr));
-  EXPECT_EQ(87U, GetLastError());
+  EXPECT_EQ(Code(ERROR_INVALID_PARAMETER), GetLastError());
   EXPECT_EQ(FrameLines("CPSignHash") + Value("\tdwKeySpec: \t", "00000003") + Value("\tszDescription: \t", "00000000") +
                 Value("\tdwFlags: \t", "00000000") + Value("\tpbSignature: \t", "00000000") +
                 Line("\nCPSignHash Error: pcbSigLen is NULL"),

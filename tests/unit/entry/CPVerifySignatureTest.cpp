@@ -4,6 +4,7 @@
 
 #include "SignatureEntryTest.h"
 #include "cryptoki/CryptokiError.h"
+#include "fixtures/ErrorCodes.h"
 #include "objects/CCSPHash.h"
 
 namespace {
@@ -56,7 +57,7 @@ TEST_F(CPVerifySignatureTest, TheLowestFlagAloneDecidesWhatIsVerified) {
 
 TEST_F(CPVerifySignatureTest, AWrongSignatureIsBad) {
   EXPECT_FALSE(Verify(HashOf("abd"), Signed(WithPrefix())));
-  EXPECT_EQ(0x80090006U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_SIGNATURE), GetLastError());
   EXPECT_THAT(TakeLog(), EndsWith(LoginLines() + Line(ErrorText(CKR_SIGNATURE_INVALID))));
 }
 
@@ -65,11 +66,11 @@ TEST_F(CPVerifySignatureTest, ADescriptionIsRefusedFirst) {
 }
 
 TEST_F(CPVerifySignatureTest, HashAndKeyOfZeroAreABadHash) {
-  ExpectRefusedAtOnce(0x80090002, "\nCPVerifySignature Error: pHash is NULL", 0, 0, nullptr, 0);
+  ExpectRefusedAtOnce(Code(NTE_BAD_HASH), "\nCPVerifySignature Error: pHash is NULL", 0, 0, nullptr, 0);
 }
 
 TEST_F(CPVerifySignatureTest, AKeyOfZeroIsABadKey) {
-  ExpectRefusedAtOnce(0x80090003, "\nCPVerifySignature Error: Invalid Public Key", 1, 0, nullptr, 0);
+  ExpectRefusedAtOnce(Code(NTE_BAD_KEY), "\nCPVerifySignature Error: Invalid Public Key", 1, 0, nullptr, 0);
 }
 
 TEST_F(CPVerifySignatureTest, ASignatureIsRequired) {
@@ -83,10 +84,10 @@ TEST_F(CPVerifySignatureTest, ASignatureIsRequired) {
 TEST_F(CPVerifySignatureTest, UnknownHandlesAreBad) {
   const BYTE signature[] = {1};
   EXPECT_FALSE(CPVerifySignature(m_unknown, 1, signature, 1, 1, nullptr, 0));
-  EXPECT_EQ(0x80090001U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_UID), GetLastError());
   EXPECT_EQ(Begin(0, 1) + Line("The context does not exist"), TakeLog());
   EXPECT_FALSE(CPVerifySignature(m_provider, 1, signature, 1, 1, nullptr, 0));
-  EXPECT_EQ(0x80090002U, GetLastError());
+  EXPECT_EQ(Code(NTE_BAD_HASH), GetLastError());
   EXPECT_EQ(Begin(0, 1) + Line("Hash not found in this context"), TakeLog());
 }
 
@@ -94,7 +95,7 @@ TEST_F(CPVerifySignatureTest, AKeyThatNobodyImportedIsNotFoundAndTheHashStaysOpe
   const BYTE signature[] = {1};
   const HCRYPTHASH hash = HashOf("abc");
   EXPECT_FALSE(CPVerifySignature(m_provider, hash, signature, 1, HCRYPTKEY{0x01FFFFFF}, nullptr, 0));
-  EXPECT_EQ(0x8009000DU, GetLastError());
+  EXPECT_EQ(Code(NTE_NO_KEY), GetLastError());
   EXPECT_EQ(Begin(0, 1) + Line("Key was not found in Imported Public Key List"), TakeLog());
   EXPECT_EQ(0U, g_contextList.FindContext(m_provider)->GetHash(static_cast<DWORD>(hash))->IsFinished());
 }
@@ -118,7 +119,7 @@ TEST_F(CPVerifySignatureTest, AHandleOfThePairWithAnUpperBitIsNotThePairs) {
   const auto context = g_contextList.FindContext(m_provider);
   for (const HCRYPTKEY key : {context->GetSignatureKeyHandle(), context->GetExchangeKeyHandle()}) {
     EXPECT_FALSE(CPVerifySignature(m_provider, HashOf("abc"), signature.data(), 128, key | kUpperBit, nullptr, 0));
-    EXPECT_EQ(0x8009000DU, GetLastError());
+    EXPECT_EQ(Code(NTE_NO_KEY), GetLastError());
   }
 }
 

@@ -1,10 +1,11 @@
 // The length of a DER object, from its header.
 #include <gtest/gtest.h>
 
-#include "DerCertificate.h"
-#include "Expect.h"
-#include "SampleCertificates.h"
 #include "entry/EncodedLength.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "module/DerCertificate.h"
+#include "module/SampleCertificates.h"
 
 namespace {
 
@@ -53,16 +54,16 @@ TEST(EncodedLengthOf, CertificatesIsTheirSize) {
 
 TEST(EncodedLengthOf, MoreThanFourOctetsIsBadData) {
   const Bytes tooMany = {0x30, 0x85, 0x01, 0x00, 0x00, 0x00, 0x00};
-  EXPECT_CONTEXT_ERROR(0x80090005, "The encoded length is too large", EncodedLength(tooMany.data()));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), "The encoded length is too large", EncodedLength(tooMany.data()));
   const Bytes allBits = {0x30, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-  EXPECT_CONTEXT_ERROR(0x80090005, "The encoded length is too large", EncodedLength(allBits.data()));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), "The encoded length is too large", EncodedLength(allBits.data()));
 }
 
 TEST(EncodedLengthOf, ATotalBeyond32BitsIsBadData) {
   const Bytes justTooLong = {0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFA};
-  EXPECT_CONTEXT_ERROR(0x80090005, "The encoded length is too large", EncodedLength(justTooLong.data()));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), "The encoded length is too large", EncodedLength(justTooLong.data()));
   const Bytes longest = {0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFF};
-  EXPECT_CONTEXT_ERROR(0x80090005, "The encoded length is too large", EncodedLength(longest.data()));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), "The encoded length is too large", EncodedLength(longest.data()));
 }
 
 }  // namespace

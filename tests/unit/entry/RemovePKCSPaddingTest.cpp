@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "ScriptedObjects.h"
 #include "entry/RemovePKCSPadding.h"
+#include "module/ScriptedObjects.h"
 
 namespace {
 

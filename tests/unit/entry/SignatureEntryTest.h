@@ -1,12 +1,12 @@
 // SignatureEntryTest: the fixture of tests of signing and verifying hashes. The scripted module's results can be read
-// (tests/support/ScriptedCrypto.cpp).
+// (tests/support/module/ScriptedCrypto.cpp).
 #pragma once
 
-#include "EntryTest.h"
-#include "KeyBlobBytes.h"
-#include "KeyLines.h"
 #include "common/FormatNumber.h"
 #include "entry/CCSPContextList.h"
+#include "fixtures/EntryTest.h"
+#include "fixtures/KeyLines.h"
+#include "module/KeyBlobBytes.h"
 
 class SignatureEntryTest : public EntryTest {
  protected:
@@ -56,7 +56,6 @@ class SignatureEntryTest : public EntryTest {
     return block;
   }
 
-  static std::string Hex8(std::uint64_t number) { return FormatNumber("%08X", static_cast<DWORD>(number)); }
   // What computing the SHA-1 digest of "abc" logs.
   static std::string DigestLines() {
     return "Data to be hashed: 61 62 63 \nHash result: 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 00 00 00 00 \n";

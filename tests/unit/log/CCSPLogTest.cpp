@@ -7,11 +7,11 @@
 #include <thread>
 #include <vector>
 
-#include "LogTest.h"
-#include "TurnWatch.h"
 #include "common/FormatNumber.h"
+#include "fixtures/LogFile.h"
 #include "log/CCSPLog.h"
 #include "log/Logs.h"
+#include "platform/LogLockWatch.h"
 
 namespace {
 
@@ -176,14 +176,14 @@ TEST_F(CCSPLogTest, ItemsOfTwoThreadsStayWhole) {
 }
 
 TEST_F(CCSPLogTest, AnItemStandsInTheFileWhenItsTurnEnds) {
-  std::string atTheEndOfTheTurn;
-  const TurnWatch watch([&] { atTheEndOfTheTurn = TakeLog(); });
+  std::string beforeTheUnlock;
+  const LogLockWatch watch([&] { beforeTheUnlock = TakeLog(); });
   m_log.WriteLine("line");
-  EXPECT_EQ("line   \n", atTheEndOfTheTurn);
+  EXPECT_EQ("line   \n", beforeTheUnlock);
   m_log.WriteBytes("bytes ", reinterpret_cast<const BYTE*>("A"), 1, true);
-  EXPECT_EQ("bytes 41 \n", atTheEndOfTheTurn);
+  EXPECT_EQ("bytes 41 \n", beforeTheUnlock);
   m_log.WriteHexDump(reinterpret_cast<const BYTE*>("A"), 1);
-  EXPECT_EQ("41\tA\n", atTheEndOfTheTurn);
+  EXPECT_EQ("41\tA\n", beforeTheUnlock);
 }
 
 #if !defined(_WIN32)

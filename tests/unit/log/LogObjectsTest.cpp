@@ -5,16 +5,17 @@
 #include <new>
 #include <string>
 
-#include "AnsweringSession.h"
-#include "ContextTest.h"
-#include "Expect.h"
-#include "ScriptedDialogs.h"
 #include "context/UnplugThread.h"
 #include "context/unreached/CertificateHelpers.h"
 #include "dialogs/CLoginEX.h"
+#include "dialogs/ScriptedDialogs.h"
 #include "dialogs/unreached/CChangePwdDlg.h"
 #include "entry/ProviderInterface.h"
+#include "fixtures/ContextTest.h"
+#include "fixtures/Expect.h"
+#include "fixtures/Renew.h"
 #include "log/Logs.h"
+#include "module/AnsweringSession.h"
 #include "objects/CCSPHashFactory.h"
 #include "objects/CCSPSecretKeyFactory.h"
 #include "pin/PINCacheManager.h"
@@ -38,7 +39,7 @@ class LogObjectsTest : public ContextTest {
   LogObjectsTest() {
     for (const Named& object : kObjects) {
       m_registry.SetText(kProductKey, "CSPDIR", m_folder.File(object.name));
-      new (&object.log) CCSPLog(200000);
+      Renew(object.log, 200000U);
     }
   }
 

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "LogTest.h"
-#include "TestRegistry.h"
+#include "fixtures/LogFile.h"
 #include "log/CCSPLog.h"
+#include "platform/TestRegistry.h"
 
 namespace {
 

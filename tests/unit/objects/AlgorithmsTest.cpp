@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "ScriptedObjects.h"
+#include "module/ScriptedObjects.h"
 #include "objects/Algorithms.h"
 
 namespace {

@@ -5,8 +5,9 @@
 #include <typeinfo>
 #include <vector>
 
-#include "Expect.h"
-#include "HashTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/HashTest.h"
 #include "objects/Algorithms.h"
 #include "objects/CCSPHashFactory.h"
 #include "objects/SHA1MD5Hash.h"
@@ -46,13 +47,13 @@ TEST_F(CCSPHashFactoryTest, ThreeNamesAreSpelledOtherwiseThanThoseOfTheirAlgorit
 }
 
 TEST_F(CCSPHashFactoryTest, AnAlgorithmOutsideTheTableIsNotFound) {
-  EXPECT_CONTEXT_ERROR(0x80090008, "Algorithm not found", Make(CALG_SHA_384));
-  EXPECT_CONTEXT_ERROR(0x80090008, "Algorithm not found", Make(0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "Algorithm not found", Make(CALG_SHA_384));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "Algorithm not found", Make(0));
 }
 
 TEST_F(CCSPHashFactoryTest, AnAlgorithmThatDoesNotHashIsInvalid) {
   for (const ALG_ID id : {0x2400U, 0xA400U, 0x6601U, 0x6603U, 0x6609U, 0x660EU}) {
-    EXPECT_CONTEXT_ERROR(0x80090008, "Invalid Hash Algorithm ID", Make(id));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "Invalid Hash Algorithm ID", Make(id));
   }
   EXPECT_EQ(0U, m_factory.Count());
 }
@@ -61,9 +62,9 @@ TEST_F(CCSPHashFactoryTest, WithoutASessionTheGeneratorStaysAsItIs) {
   std::srand(5);
   const int expected = std::rand();
   std::srand(5);
-  EXPECT_CONTEXT_ERROR(0x80090020, "Session should be defined in creating a hash",
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Session should be defined in creating a hash",
                        m_factory.CreateHash(CALG_SHA1, nullptr));
-  EXPECT_CONTEXT_ERROR(0x80090020, "Session should be defined in creating a hash",
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Session should be defined in creating a hash",
                        m_factory.CreateHash(CALG_SHA_384, nullptr));
   EXPECT_EQ(expected, std::rand());
 }
@@ -98,7 +99,7 @@ TEST_F(CCSPHashFactoryTest, ADuplicateIsTheSourceAndTheFactoryKeepsOneMore) {
 TEST_F(CCSPHashFactoryTest, AHashWithoutItsSessionIsNotDuplicated) {
   const auto source = Make(CALG_SHA1);
   m_session.reset();
-  EXPECT_CONTEXT_ERROR(0x80090020, "Session should be defined in creating a hash", m_factory.DuplicateHash(source));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Session should be defined in creating a hash", m_factory.DuplicateHash(source));
 }
 
 TEST_F(CCSPHashFactoryTest, ADestroyedHashIsForgottenAndLivesWhileItIsHeld) {

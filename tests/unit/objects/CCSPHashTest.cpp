@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "Expect.h"
-#include "HashTest.h"
-#include "MessageLength.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/HashTest.h"
+#include "fixtures/MessageLength.h"
 #include "objects/CCSPHash.h"
 #include "objects/TELVOCSPHash.h"
 
@@ -59,7 +60,8 @@ TEST_F(CCSPHashTest, ABufferTooSmallForTheDataLeavesTheLengthAsGiven) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   Bytes buffer(3);
   m_length = 2;
-  EXPECT_CONTEXT_ERROR(234, "Buffer to retrieve Data to hash is too small", hash->GetData(buffer.data(), &m_length));
+  EXPECT_CONTEXT_ERROR(Code(ERROR_MORE_DATA), "Buffer to retrieve Data to hash is too small",
+                       hash->GetData(buffer.data(), &m_length));
   EXPECT_EQ(2U, m_length);
 }
 
@@ -88,7 +90,7 @@ TEST_F(CCSPHashTest, EachAlgorithmHasItsMechanismAndLength) {
 TEST_F(CCSPHashTest, ANewHashHasNothingToHash) {
   for (const ALG_ID algorithm : {0x8003U, 0x8004U, 0x800CU, 0x800EU}) {
     const auto hash = Make(algorithm);
-    EXPECT_CONTEXT_ERROR(0x8009000C, "No Data was added to be hash", hash->GetHash(nullptr, &m_length));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "No Data was added to be hash", hash->GetHash(nullptr, &m_length));
     EXPECT_EQ(0U, hash->IsFinished());
   }
   EXPECT_EQ(Calls(), m_module->TakeCalls());
@@ -98,7 +100,7 @@ TEST_F(CCSPHashTest, AMessageOfMoreThan32BitsOfLengthIsNoDataToHash) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   {
     const MessageLength length(*hash, std::size_t{1} << 32U);
-    EXPECT_CONTEXT_ERROR(0x80090002, "No Data to Hash", hash->GetHash(nullptr, &m_length));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH), "No Data to Hash", hash->GetHash(nullptr, &m_length));
   }
   EXPECT_EQ(0U, hash->IsFinished());
   EXPECT_EQ(Calls(), m_module->TakeCalls());
@@ -109,7 +111,8 @@ TEST_F(CCSPHashTest, WithABufferOneByteTooSmallARetrySucceedsWithoutTheToken) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   Bytes buffer(20);
   m_length = 19;
-  EXPECT_CONTEXT_ERROR(234, "Buffer to retrieve Hash is too small", hash->GetHash(buffer.data(), &m_length));
+  EXPECT_CONTEXT_ERROR(Code(ERROR_MORE_DATA), "Buffer to retrieve Hash is too small",
+                       hash->GetHash(buffer.data(), &m_length));
   EXPECT_EQ(19U, m_length);
   EXPECT_EQ(Bytes(20), buffer);
   m_module->ForgetCalls();
@@ -140,15 +143,16 @@ TEST_F(CCSPHashTest, FinishAndComputeFinish) {
 TEST_F(CCSPHashTest, FinishedWithoutAValueIsSaid) {
   const auto hash = Make(CALG_SHA1);
   hash->SetFinished(1);
-  EXPECT_CONTEXT_ERROR(0x8009000C, "Hash was completed but no Hash Data Found", hash->GetHash(nullptr, &m_length));
-  EXPECT_CONTEXT_ERROR(0x8009000C, "Hash was completed but no Hash Data Found",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "Hash was completed but no Hash Data Found",
+                       hash->GetHash(nullptr, &m_length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "Hash was completed but no Hash Data Found",
                        hash->GetPreSignData(nullptr, &m_length));
 }
 
 TEST_F(CCSPHashTest, AFailureOfTheTokenIsNteFailAndCanBeRetried) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   m_module->FailNext("C_DigestInit", CKR_DEVICE_ERROR);
-  EXPECT_CONTEXT_ERROR(0x80090020, "Failed to Initialize Hash Operation", hash->GetHash(nullptr, &m_length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Failed to Initialize Hash Operation", hash->GetHash(nullptr, &m_length));
   EXPECT_EQ(0x30U, GetLastError());
   EXPECT_EQ(0U, hash->IsFinished());
   EXPECT_EQ(Text("abc"), DataOf(*hash));
@@ -158,7 +162,7 @@ TEST_F(CCSPHashTest, AFailureOfTheTokenIsNteFailAndCanBeRetried) {
 TEST_F(CCSPHashTest, AFailureOfTheFirstDigestIsNteFail) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   m_module->FailNext("C_Digest", CKR_DEVICE_ERROR);
-  EXPECT_CONTEXT_ERROR(0x80090020, "Failed to Initialize Hash Operation", hash->GetHash(nullptr, &m_length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Failed to Initialize Hash Operation", hash->GetHash(nullptr, &m_length));
   EXPECT_EQ(0x30U, GetLastError());
   EXPECT_EQ(0U, hash->IsFinished());
 }
@@ -166,7 +170,7 @@ TEST_F(CCSPHashTest, AFailureOfTheFirstDigestIsNteFail) {
 TEST_F(CCSPHashTest, AFailureOfTheSecondDigestLeavesTheHashWithoutAValue) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   m_module->FailOnCall("C_Digest", 2, CKR_DEVICE_REMOVED);
-  EXPECT_CONTEXT_ERROR(0x80090020, "Failed to Initialize Hash Operation", hash->GetHash(nullptr, &m_length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Failed to Initialize Hash Operation", hash->GetHash(nullptr, &m_length));
   EXPECT_EQ(0x32U, GetLastError());
   EXPECT_EQ(0U, hash->IsFinished());
   EXPECT_EQ("Data to be hashed: 61 62 63 \n", TakeLog());
@@ -184,15 +188,16 @@ TEST_F(CCSPHashTest, ALengthOfTheModuleCountsUpToWhatWasAllocated) {
 TEST_F(CCSPHashTest, AnAbsurdLengthOfTheModuleIsAFailure) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   m_module->falsifyCount = [](const std::string&, CK_ULONG& count) { count = 0xFFFFFFFF; };
-  EXPECT_CONTEXT_ERROR(0x80090020, "Failed to Initialize Hash Operation", hash->GetHash(nullptr, &m_length));
-  EXPECT_EQ(5U, GetLastError());
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Failed to Initialize Hash Operation", hash->GetHash(nullptr, &m_length));
+  EXPECT_EQ(Code(ERROR_ACCESS_DENIED), GetLastError());
 }
 
 TEST_F(CCSPHashTest, ADigestOfLengthZeroIsNoHashData) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   int call = 0;
   m_module->falsifyCount = [&call](const std::string&, CK_ULONG& count) { count = ++call == 1 ? 20 : 0; };
-  EXPECT_CONTEXT_ERROR(0x8009000C, "Hash was completed but no Hash Data Found", hash->GetHash(nullptr, &m_length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "Hash was completed but no Hash Data Found",
+                       hash->GetHash(nullptr, &m_length));
   EXPECT_EQ(1U, hash->IsFinished());
 }
 
@@ -201,7 +206,7 @@ TEST_F(CCSPHashTest, AHashThatOutlivesItsSessionHasNone) {
   const auto finished = MakeOf(CALG_SHA1, "abc");
   finished->Finish();
   m_session.reset();
-  EXPECT_CONTEXT_ERROR(0x8009000C, "No Session assigned to Hash", open->GetHash(nullptr, &m_length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "No Session assigned to Hash", open->GetHash(nullptr, &m_length));
   EXPECT_EQ(DigestOf("abc", 20), ValueOf(*finished));
 }
 
@@ -209,7 +214,7 @@ TEST_F(CCSPHashTest, ASessionWithoutAnOwnerIsNotKept) {
   Session session = *m_session;
   const auto hash = m_factory.CreateHash(CALG_SHA1, &session);
   Add(*hash, "abc");
-  EXPECT_CONTEXT_ERROR(0x8009000C, "No Session assigned to Hash", hash->GetHash(nullptr, &m_length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "No Session assigned to Hash", hash->GetHash(nullptr, &m_length));
 }
 
 // --- SetHash
@@ -238,11 +243,12 @@ TEST_F(CCSPHashTest, TheLengthOfAValueThatIsSetIsNotCompared) {
 TEST_F(CCSPHashTest, SettingNothingDropsTheValueAndKeepsTheState) {
   const auto finished = MakeOf(CALG_SHA1, "abc");
   finished->Finish();
-  EXPECT_CONTEXT_ERROR(0x80090005, "No Data Found to Set Hash Digest", finished->SetHash(nullptr, 20));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), "No Data Found to Set Hash Digest", finished->SetHash(nullptr, 20));
   EXPECT_EQ(1U, finished->IsFinished());
-  EXPECT_CONTEXT_ERROR(0x8009000C, "Hash was completed but no Hash Data Found", finished->GetHash(nullptr, &m_length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "Hash was completed but no Hash Data Found",
+                       finished->GetHash(nullptr, &m_length));
   const auto open = MakeOf(CALG_SHA1, "abc");
-  EXPECT_CONTEXT_ERROR(0x80090005, "No Data Found to Set Hash Digest", open->SetHash(m_prefix.data(), 0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), "No Data Found to Set Hash Digest", open->SetHash(m_prefix.data(), 0));
   EXPECT_EQ(0U, open->IsFinished());
 }
 
@@ -262,7 +268,7 @@ TEST_F(CCSPHashTest, ABufferTooSmallForThePreSignDataLeavesTheLengthAsGiven) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   Bytes buffer(35);
   m_length = 34;
-  EXPECT_CONTEXT_ERROR(234, "Buffer is too small to retrieve pre-sign data",
+  EXPECT_CONTEXT_ERROR(Code(ERROR_MORE_DATA), "Buffer is too small to retrieve pre-sign data",
                        hash->GetPreSignData(buffer.data(), &m_length));
   EXPECT_EQ(34U, m_length);
 }
@@ -270,7 +276,7 @@ TEST_F(CCSPHashTest, ABufferTooSmallForThePreSignDataLeavesTheLengthAsGiven) {
 TEST_F(CCSPHashTest, WithoutAPrefixThereIsNoPreSignData) {
   TELVOCSPHash hash;
   hash.SetHash(m_prefix.data(), 4);
-  EXPECT_CONTEXT_ERROR(0x8009000C, "No OID Present", hash.GetPreSignData(nullptr, &m_length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "No OID Present", hash.GetPreSignData(nullptr, &m_length));
 }
 
 TEST_F(CCSPHashTest, APrefixCanBeSet) {
@@ -300,7 +306,7 @@ TEST_F(CCSPHashTest, APrefixLongerThanItsRoomIsCut) {
 TEST_F(CCSPHashTest, AHashThatNobodyMadeHasNoSession) {
   TELVOCSPHash hash;
   Add(hash, "abc");
-  EXPECT_CONTEXT_ERROR(0x8009000C, "No Session assigned to Hash", hash.GetHash(nullptr, &m_length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "No Session assigned to Hash", hash.GetHash(nullptr, &m_length));
 }
 
 TEST_F(CCSPHashTest, ACopyHasAllButNameAndDigestLength) {

@@ -7,8 +7,9 @@
 #include <typeinfo>
 #include <vector>
 
-#include "Expect.h"
-#include "SecretKeyTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/SecretKeyTest.h"
 #include "objects/C3DESKey.h"
 #include "objects/C3DES_112Key.h"
 #include "objects/CAES_128Key.h"
@@ -45,21 +46,21 @@ TEST_F(CCSPSecretKeyFactoryTest, FourAlgorithmsHaveAClass) {
 }
 
 TEST_F(CCSPSecretKeyFactoryTest, Aes256IsRefused) {
-  EXPECT_CONTEXT_ERROR(0x80090008, "Invalid Secret Key Algorithm ID", Make(0x6610, 1));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "Invalid Secret Key Algorithm ID", Make(0x6610, 1));
 }
 
 TEST_F(CCSPSecretKeyFactoryTest, OtherAlgorithmsAreRefused) {
   // AES-192, AES, RC2, SHA-1, RSA for exchange
   for (const ALG_ID algorithm : {0x660FU, 0x6611U, 0x6602U, 0x8004U, 0xA400U, 0U}) {
-    EXPECT_CONTEXT_ERROR(0x80090008, "Invalid Secret Key Algorithm ID", Make(algorithm, 1));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "Invalid Secret Key Algorithm ID", Make(algorithm, 1));
   }
   EXPECT_EQ(0U, m_factory.Count());
 }
 
 TEST_F(CCSPSecretKeyFactoryTest, WithoutASessionThereIsNoKeyWhateverTheAlgorithm) {
-  EXPECT_CONTEXT_ERROR(0x80090020, "Session should be defined in creating a secret key",
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Session should be defined in creating a secret key",
                        m_factory.CreateSecretKey(CALG_DES, nullptr, 1));
-  EXPECT_CONTEXT_ERROR(0x80090020, "Session should be defined in creating a secret key",
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Session should be defined in creating a secret key",
                        m_factory.CreateSecretKey(0x6610, nullptr, 1));
   EXPECT_EQ(0U, m_factory.Count());
 }
@@ -73,7 +74,7 @@ TEST(KeyTypeFromAlgIDTest, FourAlgorithmsHaveAKeyType) {
 
 TEST(KeyTypeFromAlgIDTest, AnyOtherIsRefused) {
   for (const ALG_ID algorithm : {0x660FU, 0x6610U, 0x6611U, 0x6602U, 0x8004U, 0U}) {
-    EXPECT_CONTEXT_ERROR(0x80090008, "Invalid Secret Key Algorithm ID", KeyTypeFromAlgID(algorithm));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "Invalid Secret Key Algorithm ID", KeyTypeFromAlgID(algorithm));
   }
 }
 

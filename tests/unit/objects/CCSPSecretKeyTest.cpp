@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "Expect.h"
-#include "SecretKeyTest.h"
-#include "WaitingLogin.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/SecretKeyTest.h"
+#include "module/WaitingLogin.h"
 #include "objects/C3DESKey.h"
 #include "objects/CAES_128Key.h"
 #include "objects/CDESKey.h"
@@ -142,8 +143,8 @@ TEST_P(EachKeyTest, PermissionsAndModeBitsAreStoredAsTheyAre) {
 
 TEST_P(EachKeyTest, PaddingIsThatOfPkcs5OrRefused) {
   m_key->SetPadding(1);
-  EXPECT_CONTEXT_ERROR(0x80090009, "Only supports PKCS5_PADDING", m_key->SetPadding(2));
-  EXPECT_CONTEXT_ERROR(0x80090009, "Only supports PKCS5_PADDING", m_key->SetPadding(0));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "Only supports PKCS5_PADDING", m_key->SetPadding(2));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "Only supports PKCS5_PADDING", m_key->SetPadding(0));
   EXPECT_EQ(1U, m_key->GetPadding());
 }
 
@@ -210,7 +211,7 @@ TEST_P(EachDESKeyTest, AnUnknownModeIsStoredAndChangesNothing) {
 
 TEST_F(KeyTest, AnUnknownModeOfAesIsStoredAndRefused) {
   UseAES();
-  EXPECT_CONTEXT_ERROR(0x80090009, "Invalid Mode specified", m_key->SetMode(7));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "Invalid Mode specified", m_key->SetMode(7));
   EXPECT_EQ(7U, m_key->GetMode());
   EXPECT_EQ(128U, m_key->GetBlockLength());
   EXPECT_EQ(128U, m_key->GetModeBits());
@@ -231,9 +232,9 @@ TEST_P(EachKeyTest, AnIVOfAnotherLengthIsRefusedAndTheOldOneStays) {
   const Bytes iv(64, 0xEE);
   for (const DWORD length : {0U, 1U, 7U, 8U, 9U, 15U, 16U, 17U, 24U}) {
     if (length == GetParam().ivLength) continue;
-    EXPECT_CONTEXT_ERROR(0x80090005, GetParam().ivRefused, m_key->SetIV(iv.data(), length));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), GetParam().ivRefused, m_key->SetIV(iv.data(), length));
   }
-  EXPECT_CONTEXT_ERROR(0x80090005, GetParam().ivRefused, m_key->SetIV(nullptr, GetParam().ivLength));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), GetParam().ivRefused, m_key->SetIV(nullptr, GetParam().ivLength));
   EXPECT_EQ(CbcWith(CountedText()), NextMechanism());
 }
 
@@ -281,7 +282,8 @@ TEST_P(EachKeyTest, ReadingTheIVIntoTooSmallABufferTellsItsLength) {
   m_key->SetMode(kCbc);
   Bytes buffer = CountedIV();
   DWORD length = GetParam().ivLength - 1;
-  EXPECT_CONTEXT_ERROR(234, "IV Length given is less than actual IV length", m_key->GetIV(buffer.data(), &length));
+  EXPECT_CONTEXT_ERROR(Code(ERROR_MORE_DATA), "IV Length given is less than actual IV length",
+                       m_key->GetIV(buffer.data(), &length));
   EXPECT_EQ(GetParam().ivLength, length);
   EXPECT_EQ(CbcWith(GetParam().zeros), NextMechanism());
 }
@@ -290,11 +292,11 @@ TEST_P(EachKeyTest, ReadingTheIVIntoTooSmallABufferTellsItsLength) {
 
 TEST_P(EachKeyTest, WithoutASaltThereIsNoLength) {
   DWORD length = 4711;
-  EXPECT_CONTEXT_ERROR(0x8009000B, "Salt does not exist", m_key->GetSalt(nullptr, &length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEY_STATE), "Salt does not exist", m_key->GetSalt(nullptr, &length));
   EXPECT_EQ(4711U, length);
   m_key->AddSalt(nullptr, 5);
   m_key->AddSalt(Bytes(5).data(), 0);
-  EXPECT_CONTEXT_ERROR(0x8009000B, "Salt does not exist", m_key->GetSalt(nullptr, &length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEY_STATE), "Salt does not exist", m_key->GetSalt(nullptr, &length));
 }
 
 TEST_P(EachKeyTest, WithoutASaltABufferIsLeftAlone) {
@@ -326,7 +328,8 @@ TEST_P(EachKeyTest, ReadingTheSaltIntoTooSmallABufferTellsItsLength) {
   m_key->AddSalt(Bytes(3).data(), 3);
   BYTE buffer[2] = {};
   DWORD length = 2;
-  EXPECT_CONTEXT_ERROR(234, "Salt Length given is less than actual salt length", m_key->GetSalt(buffer, &length));
+  EXPECT_CONTEXT_ERROR(Code(ERROR_MORE_DATA), "Salt Length given is less than actual salt length",
+                       m_key->GetSalt(buffer, &length));
   EXPECT_EQ(3U, length);
 }
 

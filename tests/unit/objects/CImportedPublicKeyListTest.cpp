@@ -1,9 +1,10 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
-#include "Expect.h"
-#include "ScriptedModule.h"
 #include "cryptoki/Token.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "module/ScriptedModule.h"
 #include "objects/CImportedPublicKeyList.h"
 
 namespace {
@@ -104,9 +105,9 @@ TEST_F(CImportedPublicKeyListTest, TheEndOfAListLeavesTheTokenAlone) {
 
 TEST(ImportedPublicKeyTest, WithoutBeingAddedAKeyIsNotValid) {
   ImportedPublicKey key;
-  EXPECT_CONTEXT_ERROR(0x8009000B, "Public Key state is invalid", key.GetPublicKey());
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEY_STATE), "Public Key state is invalid", key.GetPublicKey());
   key.SetPublicKey(PublicKey());
-  EXPECT_CONTEXT_ERROR(0x8009000B, "Public Key state is invalid", key.GetPublicKey());
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEY_STATE), "Public Key state is invalid", key.GetPublicKey());
 }
 
 TEST(ImportedPublicKeyTest, ACopyHasKeyIdAndState) {

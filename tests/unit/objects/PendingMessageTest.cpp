@@ -1,14 +1,14 @@
 #include <gtest/gtest.h>
 #include <vector>
 
-#include "HeapWatch.h"
 #include "objects/PendingMessage.h"
+#include "platform/HeapWatch.h"
 
 namespace {
 
 using Array = std::vector<BYTE>;
 
-Array Counting(std::size_t length) {
+Array CountingArray(std::size_t length) {
   Array bytes(length);
   for (std::size_t i = 0; i < length; ++i) bytes[i] = static_cast<BYTE>(i * 7 + i / 256);
   return bytes;
@@ -20,7 +20,7 @@ Array Whole(PendingMessage& message) {
 }
 
 TEST(PendingMessageTest, PiecesOfAnySizeKeepTheirOrder) {
-  const Array all = Counting(500000);
+  const Array all = CountingArray(500000);
   PendingMessage message;
   std::size_t piece = 1;
   for (std::size_t done = 0; done < all.size(); piece = piece * 3 % 7919) {
@@ -38,13 +38,13 @@ TEST(PendingMessageTest, PiecesOfAnySizeKeepTheirOrder) {
 TEST(PendingMessageTest, NothingIsAddedByNullOrByALengthOfZero) {
   PendingMessage message;
   message.Append(nullptr, 5);
-  message.Append(Counting(1).data(), 0);
+  message.Append(CountingArray(1).data(), 0);
   EXPECT_EQ(0U, message.Length());
   EXPECT_EQ(nullptr, message.Whole());
 }
 
 TEST(PendingMessageTest, MoreCanBeAddedAfterItWasTakenWhole) {
-  const Array all = Counting(1000);
+  const Array all = CountingArray(1000);
   PendingMessage message;
   message.Append(all.data(), 700);
   EXPECT_NE(nullptr, message.Whole());
@@ -53,7 +53,7 @@ TEST(PendingMessageTest, MoreCanBeAddedAfterItWasTakenWhole) {
 }
 
 TEST(PendingMessageTest, ACopyIsItsOwn) {
-  const Array all = Counting(1000);
+  const Array all = CountingArray(1000);
   PendingMessage message;
   message.Append(all.data(), 600);
   PendingMessage copy(message);
@@ -69,7 +69,7 @@ TEST(PendingMessageTest, ACopyIsItsOwn) {
 }
 
 TEST(PendingMessageTest, ItsMemoryIsWipedWhenItGoes) {
-  const Array all = Counting(100);
+  const Array all = CountingArray(100);
   PendingMessage message;
   message.Append(all.data(), all.size());
   const HeapWatch watch(message.Whole(), all.size());

@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "Expect.h"
-#include "HashTest.h"
-#include "MessageLength.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/Expect.h"
+#include "fixtures/HashTest.h"
+#include "fixtures/MessageLength.h"
 #include "objects/SHA1MD5Hash.h"
 
 namespace {
@@ -36,7 +37,7 @@ TEST_F(SHA1MD5HashTest, ThePreSignDataIsTheValueAlone) {
 }
 
 TEST_F(SHA1MD5HashTest, ANewHashHasNoDataToHash) {
-  EXPECT_CONTEXT_ERROR(0x80090002, "SHA1-MD5 Hash: No Data to Hash",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH), "SHA1-MD5 Hash: No Data to Hash",
                        Make(CALG_SSL3_SHAMD5)->GetHash(nullptr, &m_length));
 }
 
@@ -44,7 +45,7 @@ TEST_F(SHA1MD5HashTest, AMessageOfMoreThan32BitsOfLengthIsNoDataToHash) {
   const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
   {
     const MessageLength length(*hash, std::size_t{1} << 32U);
-    EXPECT_CONTEXT_ERROR(0x80090002, "SHA1-MD5 Hash: No Data to Hash", hash->GetHash(nullptr, &m_length));
+    EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH), "SHA1-MD5 Hash: No Data to Hash", hash->GetHash(nullptr, &m_length));
   }
   EXPECT_EQ(0U, hash->IsFinished());
   EXPECT_EQ(Calls(), m_module->TakeCalls());
@@ -54,13 +55,14 @@ TEST_F(SHA1MD5HashTest, AMessageOfMoreThan32BitsOfLengthIsNoDataToHash) {
 TEST_F(SHA1MD5HashTest, WithoutASessionItSaysSo) {
   const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
   m_session.reset();
-  EXPECT_CONTEXT_ERROR(0x8009000C, "SHA1-MD5 Hash: No Session assigned to Hash", hash->GetHash(nullptr, &m_length));
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "SHA1-MD5 Hash: No Session assigned to Hash",
+                       hash->GetHash(nullptr, &m_length));
 }
 
 TEST_F(SHA1MD5HashTest, AFailureOfTheTokenLeavesItOpen) {
   const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
   m_module->FailOnCall("C_DigestInit", 2, CKR_DEVICE_ERROR);
-  EXPECT_CONTEXT_ERROR(0x80090020, "SHA1-MD5 Hash: Failed to Initialize Hash Operation",
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "SHA1-MD5 Hash: Failed to Initialize Hash Operation",
                        hash->GetHash(nullptr, &m_length));
   EXPECT_EQ(0x30U, GetLastError());
   EXPECT_EQ(0U, hash->IsFinished());
@@ -70,13 +72,13 @@ TEST_F(SHA1MD5HashTest, AFailureOfTheTokenLeavesItOpen) {
 TEST_F(SHA1MD5HashTest, AFailureOfTheSecondDigestLeavesItOpenAndWithoutAValue) {
   const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
   m_module->FailOnCall("C_Digest", 2, CKR_DEVICE_REMOVED);
-  EXPECT_CONTEXT_ERROR(0x80090020, "SHA1-MD5 Hash: Failed to Initialize Hash Operation",
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "SHA1-MD5 Hash: Failed to Initialize Hash Operation",
                        hash->GetHash(nullptr, &m_length));
   EXPECT_EQ(0x32U, GetLastError());
   EXPECT_EQ(0U, hash->IsFinished());
   EXPECT_EQ(Text("abc"), DataOf(*hash));
   hash->SetFinished(1);
-  EXPECT_CONTEXT_ERROR(0x8009000C, "SHA1-MD5 Hash: Hash was completed but no Hash Data Found",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "SHA1-MD5 Hash: Hash was completed but no Hash Data Found",
                        hash->GetHash(nullptr, &m_length));
 }
 
@@ -90,7 +92,7 @@ TEST_F(SHA1MD5HashTest, AValueThatIsSetIsWhatIsSigned) {
 TEST_F(SHA1MD5HashTest, FinishedWithoutAValueIsSaid) {
   const auto hash = Make(CALG_SSL3_SHAMD5);
   hash->SetFinished(1);
-  EXPECT_CONTEXT_ERROR(0x8009000C, "SHA1-MD5 Hash: Hash was completed but no Hash Data Found",
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "SHA1-MD5 Hash: Hash was completed but no Hash Data Found",
                        hash->GetHash(nullptr, &m_length));
 }
 
@@ -98,7 +100,7 @@ TEST_F(SHA1MD5HashTest, ABufferOneByteTooSmallLeavesTheLengthAsGiven) {
   const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
   Bytes buffer(36);
   m_length = 35;
-  EXPECT_CONTEXT_ERROR(234, "SHA1-MD5 Hash: Buffer to retrieve Hash is too small",
+  EXPECT_CONTEXT_ERROR(Code(ERROR_MORE_DATA), "SHA1-MD5 Hash: Buffer to retrieve Hash is too small",
                        hash->GetHash(buffer.data(), &m_length));
   EXPECT_EQ(35U, m_length);
 }

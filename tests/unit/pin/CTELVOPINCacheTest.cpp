@@ -7,10 +7,11 @@
 #include <thread>
 #include <vector>
 
-#include "HeapWatch.h"
-#include "LogTest.h"
-#include "MemoryLocks.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/LogFile.h"
 #include "pin/CTELVOPINCache.h"
+#include "platform/HeapWatch.h"
+#include "platform/MemoryLocks.h"
 
 namespace {
 
@@ -384,9 +385,9 @@ TEST_F(CTELVOPINCacheTest, TheTransformWithoutSourceOrLengthIsAnInvalidParameter
   const BYTE source[1] = {1};
   BYTE out[1] = {};
   DWORD length = 1;
-  EXPECT_EQ(0x80090027U, m_cache.TransformPIN(nullptr, 1, out, &length));
-  EXPECT_EQ(0x80090027U, m_cache.TransformPIN(source, 0, out, &length));
-  EXPECT_EQ(0x80090027U, m_cache.TransformPIN(source, 1, out, nullptr));
+  EXPECT_EQ(Code(NTE_INVALID_PARAMETER), m_cache.TransformPIN(nullptr, 1, out, &length));
+  EXPECT_EQ(Code(NTE_INVALID_PARAMETER), m_cache.TransformPIN(source, 0, out, &length));
+  EXPECT_EQ(Code(NTE_INVALID_PARAMETER), m_cache.TransformPIN(source, 1, out, nullptr));
 }
 
 TEST_F(CTELVOPINCacheTest, TheTransformWithoutDestinationTellsTheLength) {
@@ -400,7 +401,7 @@ TEST_F(CTELVOPINCacheTest, TheTransformIntoTooSmallADestinationTellsTheLength) {
   const BYTE source[3] = {1, 2, 3};
   BYTE out[2] = {7, 7};
   DWORD length = 2;
-  EXPECT_EQ(0x80090028U, m_cache.TransformPIN(source, 3, out, &length));
+  EXPECT_EQ(Code(NTE_BUFFER_TOO_SMALL), m_cache.TransformPIN(source, 3, out, &length));
   EXPECT_EQ(3U, length);
   EXPECT_EQ(7, out[0]);
 }

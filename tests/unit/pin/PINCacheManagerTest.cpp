@@ -2,7 +2,7 @@
 #include <string>
 #include <thread>
 
-#include "LogTest.h"
+#include "fixtures/LogFile.h"
 #include "pin/PINCacheManager.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "TestRegistry.h"
+#include "platform/TestRegistry.h"
 
 namespace {
 

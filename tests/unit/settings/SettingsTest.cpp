@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "TestRegistry.h"
+#include "platform/TestRegistry.h"
 #include "settings/Settings.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-#include "ScriptedModule.h"
+#include "module/ScriptedModule.h"
 
 namespace {
 

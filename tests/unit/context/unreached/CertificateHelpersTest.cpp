@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "LogTest.h"
-#include "SampleCertificates.h"
-#include "ScriptedCertStore.h"
 #include "context/unreached/CertificateHelpers.h"
+#include "fixtures/LogFile.h"
+#include "module/SampleCertificates.h"
+#include "platform/ScriptedCertStore.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "AnsweringSession.h"
-#include "Expect.h"
-#include "HeapWatch.h"
-#include "LogTest.h"
-#include "ScriptedDialogs.h"
+#include "dialogs/ScriptedDialogs.h"
 #include "dialogs/unreached/CCLoginDlg.h"
+#include "fixtures/Expect.h"
+#include "fixtures/LogFile.h"
+#include "module/AnsweringSession.h"
+#include "platform/HeapWatch.h"
 
 namespace {
 

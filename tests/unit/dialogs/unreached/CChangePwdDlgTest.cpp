@@ -2,10 +2,10 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "HeapWatch.h"
-#include "LogTest.h"
-#include "ScriptedDialogs.h"
+#include "dialogs/ScriptedDialogs.h"
 #include "dialogs/unreached/CChangePwdDlg.h"
+#include "fixtures/LogFile.h"
+#include "platform/HeapWatch.h"
 
 namespace {
 

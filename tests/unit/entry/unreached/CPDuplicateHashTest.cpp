@@ -1,7 +1,8 @@
 // CPDuplicateHash.
 #include <gtest/gtest.h>
 
-#include "HashEntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/HashEntryTest.h"
 
 namespace {
 
@@ -26,27 +27,27 @@ TEST_F(CPDuplicateHashTest, TheCopyIsTheHashItself) {
   // The context has it twice.
   EXPECT_TRUE(CPDestroyHash(m_handle, hash));
   EXPECT_TRUE(CPDestroyHash(m_handle, m_copy));
-  ExpectRefused(0x80090002, CPDestroyHash(m_handle, m_copy));
+  ExpectRefused(Code(NTE_BAD_HASH), CPDestroyHash(m_handle, m_copy));
 }
 
 TEST_F(CPDuplicateHashTest, ReservedOrFlagsAreInvalid) {
   DWORD reserved = 0;
   const std::string refusal = Line("\nCPDuplicateHash Error: Reserved is not NULL or dwFlags is not 0");
-  ExpectRefused(87, CPDuplicateHash(m_unknown, 0, &reserved, 0, &m_copy));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPDuplicateHash(m_unknown, 0, &reserved, 0, &m_copy));
   EXPECT_EQ(Begin("00000000") + refusal, TakeLog());
-  ExpectRefused(87, CPDuplicateHash(m_unknown, 0, nullptr, 1, nullptr));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPDuplicateHash(m_unknown, 0, nullptr, 1, nullptr));
   EXPECT_EQ(Begin("00000001") + refusal, TakeLog());
 }
 
 TEST_F(CPDuplicateHashTest, ANullResultIsABadHash) {
-  ExpectRefused(0x80090002, CPDuplicateHash(m_unknown, 0, nullptr, 0, nullptr));
+  ExpectRefused(Code(NTE_BAD_HASH), CPDuplicateHash(m_unknown, 0, nullptr, 0, nullptr));
   EXPECT_EQ(Begin("00000000") + Line("\nCPDuplicateHash Error: pHash is NULL"), TakeLog());
 }
 
 TEST_F(CPDuplicateHashTest, UnknownHandlesAreRefused) {
-  ExpectRefused(0x80090001, CPDuplicateHash(m_unknown, 0, nullptr, 0, &m_copy));
+  ExpectRefused(Code(NTE_BAD_UID), CPDuplicateHash(m_unknown, 0, nullptr, 0, &m_copy));
   EXPECT_EQ(Begin("00000000") + Line("The context does not exist"), TakeLog());
-  ExpectRefused(0x80090002, Duplicate(5));
+  ExpectRefused(Code(NTE_BAD_HASH), Duplicate(5));
   EXPECT_EQ(Begin("00000000") + Line("Hash not found in this context"), TakeLog());
   EXPECT_EQ(kUntouched, m_copy);
 }

@@ -1,7 +1,8 @@
 // CPDuplicateKey.
 #include <gtest/gtest.h>
 
-#include "KeyEntryTest.h"
+#include "fixtures/ErrorCodes.h"
+#include "fixtures/KeyEntryTest.h"
 
 namespace {
 
@@ -10,7 +11,7 @@ using CPDuplicateKeyTest = KeyEntryTest;
 TEST_F(CPDuplicateKeyTest, IsNotImplementedAndClearsTheHandle) {
   HCRYPTKEY key = kUntouched;
   DWORD reserved = 7;
-  ExpectRefused(120, CPDuplicateKey(m_unknown, 5, &reserved, 0x1A, &key));
+  ExpectRefused(Code(ERROR_CALL_NOT_IMPLEMENTED), CPDuplicateKey(m_unknown, 5, &reserved, 0x1A, &key));
   EXPECT_EQ(FrameLines("CPDuplicateKey") + Value("\tdwFlags: \t", "0000001A") +
                 Line("\nCPDuplicateKey Error: Function not implemented"),
             TakeLog());
@@ -20,7 +21,7 @@ TEST_F(CPDuplicateKeyTest, IsNotImplementedAndClearsTheHandle) {
 }
 
 TEST_F(CPDuplicateKeyTest, AHandleIsRequired) {
-  ExpectRefused(87, CPDuplicateKey(m_handle, 5, nullptr, 0, nullptr));
+  ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPDuplicateKey(m_handle, 5, nullptr, 0, nullptr));
   EXPECT_EQ(
       FrameLines("CPDuplicateKey") + Value("\tdwFlags: \t", "00000000") + Line("\nCPDuplicateKey Error: phKey is NULL"),
       TakeLog());

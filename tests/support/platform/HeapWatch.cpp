@@ -1,0 +1,110 @@
+#include "platform/HeapWatch.h"
+
+#if defined(__has_feature)
+#if __has_feature(thread_sanitizer) || __has_feature(address_sanitizer)
+#define SANITIZER_HAS_THE_HEAP
+#include <sanitizer/allocator_interface.h>
+#endif
+#endif
+
+#include <algorithm>
+#include <cstdlib>
+#include <malloc.h>
+#include <new>
+
+// One block at a time is enough for the tests.
+namespace {
+
+const void* g_block = nullptr;
+std::size_t g_length = 0;
+bool g_released = false;
+bool g_wiped = false;
+HeapSearch* g_search = nullptr;
+
+std::size_t LengthOf(const void* block) {
+#if defined(SANITIZER_HAS_THE_HEAP)
+  return __sanitizer_get_allocated_size(block);
+#elif defined(_WIN32)
+  return _msize(const_cast<void*>(block));
+#else
+  return malloc_usable_size(const_cast<void*>(block));
+#endif
+}
+
+// Called with every block that is given back, while its bytes are still there.
+void Look(const volatile void* volatileBlock) noexcept {
+  const void* const block = const_cast<const void*>(volatileBlock);
+  if (block == nullptr) return;
+  if (g_search != nullptr) g_search->LookInto(static_cast<const char*>(block), LengthOf(block));
+  if (block != g_block) return;
+  const auto* bytes = static_cast<const unsigned char*>(g_block);
+  g_wiped = std::all_of(bytes, bytes + g_length, [](unsigned char byte) { return byte == 0; });
+  g_released = true;
+  g_block = nullptr;
+}
+
+}  // namespace
+
+#if defined(SANITIZER_HAS_THE_HEAP)
+
+namespace {
+const int g_installed = __sanitizer_install_malloc_and_free_hooks([](const volatile void*, std::size_t) {}, &Look);
+}  // namespace
+
+#else
+
+void* operator new(std::size_t size) {
+  void* block = std::malloc(size > 0 ? size : 1);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+
+void* operator new[](std::size_t size) { return operator new(size); }
+
+void operator delete(void* block) noexcept {
+  Look(block);
+  std::free(block);
+}
+
+void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
+void operator delete[](void* block) noexcept { operator delete(block); }
+void operator delete[](void* block, std::size_t) noexcept { operator delete(block); }
+
+#endif
+
+HeapWatch::HeapWatch(const void* block, std::size_t length) {
+  g_block = block;
+  g_length = length;
+  g_released = false;
+  g_wiped = false;
+}
+
+HeapWatch::~HeapWatch() { g_block = nullptr; }
+
+bool HeapWatch::WasReleased() const { return g_released; }
+
+bool HeapWatch::WasWiped() const { return g_wiped; }
+
+HeapSearch::HeapSearch(const std::vector<std::string_view>& secrets) {
+  for (const std::string_view secret : secrets) m_secrets.push_back({secret, false});
+  g_search = this;
+}
+
+HeapSearch::~HeapSearch() { g_search = nullptr; }
+
+void HeapSearch::LookInto(const char* block, std::size_t length) noexcept {
+  for (Secret& secret : m_secrets) {
+    // A sanitizer counts a block of no bytes as one byte, which nobody may read.
+    if (length < secret.bytes.size()) continue;
+    const char* const end = block + length;
+    if (std::search(block, end, secret.bytes.begin(), secret.bytes.end()) != end) secret.found = true;
+  }
+}
+
+std::vector<std::string_view> HeapSearch::Found() const {
+  std::vector<std::string_view> found;
+  for (const Secret& secret : m_secrets) {
+    if (secret.found) found.push_back(secret.bytes);
+  }
+  return found;
+}

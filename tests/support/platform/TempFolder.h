@@ -1,0 +1,22 @@
+// TempFolder: a folder of the test's own, gone with the object.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+class TempFolder {
+ public:
+  TempFolder();
+  ~TempFolder();
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  std::string File(const std::string& name) const { return (m_path / name).string(); }
+
+ private:
+  std::filesystem::path m_path;
+};
+
+// The bytes of a file from that place on; none when there is no file.
+std::string ReadFile(const std::string& name, std::size_t from = 0);
+void WriteFile(const std::string& name, const std::string& content);
