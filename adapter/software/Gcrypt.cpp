@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <malloc.h>
 
 #include "pkcs11/Failure.h"
+#include "pkcs11/Secret.h"
 
 namespace adapter::software {
 namespace {
@@ -27,17 +31,39 @@ const Hash* Find(CK_MECHANISM_TYPE Hash::*name, CK_MECHANISM_TYPE value) {
 // The library's notes would go to the standard error of whatever program loaded the adapter.
 void KeepSilent(void* /*context*/, int /*level*/, const char* /*format*/, std::va_list /*arguments*/) {}
 
-// The first pool of memory that is wiped when it is released. It grows by itself.
-constexpr unsigned kSecurePool = 32768;
+// The library leaves copies of what it works with in memory that it gives back. So all its memory is wiped then.
+void* Allocate(std::size_t size) { return std::malloc(size); }
+
+std::size_t SizeOf(void* block) {
+#if defined(_WIN32)
+  return _msize(block);
+#else
+  return malloc_usable_size(block);
+#endif
+}
+
+void Release(void* block) {
+  if (block == nullptr) return;
+  pkcs11::Wipe(block, SizeOf(block));
+  std::free(block);
+}
+
+void* Resize(void* block, std::size_t size) {
+  void* const larger = std::malloc(size);
+  if (block == nullptr || larger == nullptr) return larger;
+  std::memcpy(larger, block, std::min(size, SizeOf(block)));
+  Release(block);
+  return larger;
+}
+
+int IsSecure(const void* /*block*/) { return 0; }
 
 bool Start() {
   if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P) != 0) return true;
   gcry_set_log_handler(KeepSilent, nullptr);
+  gcry_set_allocation_handler(Allocate, Allocate, IsSecure, Resize, Release);
   if (gcry_check_version(GCRYPT_VERSION) == nullptr) return false;
-  gcry_control(GCRYCTL_DISABLE_SECMEM_WARN);
-  gcry_control(GCRYCTL_DISABLE_PRIV_DROP);
-  gcry_control(GCRYCTL_AUTO_EXPAND_SECMEM, kSecurePool);
-  gcry_control(GCRYCTL_INIT_SECMEM, kSecurePool, 0);
+  gcry_control(GCRYCTL_DISABLE_SECMEM, 0);  // the pool of memory that would be wiped, and no other
   gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
   return true;
 }

@@ -12,7 +12,8 @@
 namespace adapter::software {
 
 // StartGcrypt brings the library up, once in a process, and does nothing if another part of the process did so before.
-// Whatever calls the library calls this first. Throws Failure{CKR_GENERAL_ERROR} if the library is too old.
+// Whatever calls the library calls this first. The library then wipes all memory that it gives back. Throws
+// Failure{CKR_GENERAL_ERROR} if the library is too old.
 void StartGcrypt();
 
 // Succeed throws Failure for an error of the library: CKR_HOST_MEMORY if memory is lacking, `otherwise` for all others.

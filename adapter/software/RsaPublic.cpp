@@ -44,23 +44,11 @@ struct Key {
   Sexp expression;
 };
 
-// A copy in the library's own memory, which is wiped when it is released. S-expressions made of it are so, too.
-class SecretCopy {
- public:
-  SecretCopy(const CK_BYTE* data, std::size_t length) : m_bytes(gcry_malloc_secure(length)), m_length(length) {
-    Require(m_bytes != nullptr, CKR_HOST_MEMORY);
-    std::copy_n(data, length, static_cast<CK_BYTE*>(m_bytes));
-  }
-  ~SecretCopy() { gcry_free(m_bytes); }
-  SecretCopy(const SecretCopy&) = delete;
-  SecretCopy& operator=(const SecretCopy&) = delete;
-
-  int Length() const { return static_cast<int>(m_length); }
-  const void* Bytes() const { return m_bytes; }
-
- private:
-  void* m_bytes;
-  std::size_t m_length;
+// What is to be encrypted, or what a signature must contain.
+struct Data {
+  const CK_BYTE* bytes;
+  std::size_t length;
+  int Length() const { return static_cast<int>(length); }
 };
 
 struct MpiRelease {
@@ -75,20 +63,20 @@ Mpi Scan(const void* bytes, std::size_t length) {
 }
 
 // A block of CKM_RSA_X_509.
-Sexp BareBlock(const Key& key, const SecretCopy& data) {
-  Require(static_cast<std::size_t>(data.Length()) <= key.Size(), CKR_DATA_LEN_RANGE);
-  const Mpi number = Scan(data.Bytes(), static_cast<std::size_t>(data.Length()));
+Sexp BareBlock(const Key& key, const Data& data) {
+  Require(data.length <= key.Size(), CKR_DATA_LEN_RANGE);
+  const Mpi number = Scan(data.bytes, data.length);
   const Mpi modulus = Scan(key.modulus.digits.data(), key.Size());
   Require(gcry_mpi_cmp(number.get(), modulus.get()) < 0, CKR_DATA_INVALID);
   return Expression("(data (flags raw) (value %m))", number.get());
 }
 
-Sexp PaddedBlock(const Key& key, const SecretCopy& data) {
-  Require(static_cast<std::size_t>(data.Length()) + kPadding <= key.Size(), CKR_DATA_LEN_RANGE);
-  return Expression("(data (flags pkcs1) (value %b))", data.Length(), data.Bytes());
+Sexp PaddedBlock(const Key& key, const Data& data) {
+  Require(data.length + kPadding <= key.Size(), CKR_DATA_LEN_RANGE);
+  return Expression("(data (flags pkcs1) (value %b))", data.Length(), data.bytes);
 }
 
-Sexp OaepBlock(const Key& key, const CK_MECHANISM& mechanism, const SecretCopy& data) {
+Sexp OaepBlock(const Key& key, const CK_MECHANISM& mechanism, const Data& data) {
   Require(mechanism.pParameter != nullptr && mechanism.ulParameterLen == sizeof(CK_RSA_PKCS_OAEP_PARAMS),
           CKR_MECHANISM_PARAM_INVALID);
   const auto& oaep = *static_cast<const CK_RSA_PKCS_OAEP_PARAMS*>(mechanism.pParameter);
@@ -98,12 +86,12 @@ Sexp OaepBlock(const Key& key, const CK_MECHANISM& mechanism, const SecretCopy& 
           CKR_MECHANISM_PARAM_INVALID);
   Require(oaep.ulSourceDataLen <= INT_MAX && (oaep.pSourceData != nullptr || oaep.ulSourceDataLen == 0),
           CKR_MECHANISM_PARAM_INVALID);
-  Require(static_cast<std::size_t>(data.Length()) + 2 * hash->length + 2 <= key.Size(), CKR_DATA_LEN_RANGE);
+  Require(data.length + 2 * hash->length + 2 <= key.Size(), CKR_DATA_LEN_RANGE);
   return Expression("(data (flags oaep) (hash-algo %s) (label %b) (value %b))", gcry_md_algo_name(hash->algorithm),
-                    static_cast<int>(oaep.ulSourceDataLen), oaep.pSourceData, data.Length(), data.Bytes());
+                    static_cast<int>(oaep.ulSourceDataLen), oaep.pSourceData, data.Length(), data.bytes);
 }
 
-Sexp BlockToEncrypt(const Key& key, const CK_MECHANISM& mechanism, const SecretCopy& data) {
+Sexp BlockToEncrypt(const Key& key, const CK_MECHANISM& mechanism, const Data& data) {
   switch (mechanism.mechanism) {
     case CKM_RSA_PKCS:
       return PaddedBlock(key, data);
@@ -138,7 +126,7 @@ Sexp BlockToVerify(const Key& key, CK_MECHANISM_TYPE mechanism, const CK_BYTE* d
   }
   Require(mechanism == CKM_RSA_PKCS || mechanism == CKM_RSA_X_509, CKR_MECHANISM_INVALID);
   Require(length != 0 && length <= key.Size(), CKR_DATA_LEN_RANGE);
-  if (mechanism == CKM_RSA_X_509) return BareBlock(key, SecretCopy(data, length));
+  if (mechanism == CKM_RSA_X_509) return BareBlock(key, {data, length});
   Require(length + kPadding <= key.Size(), CKR_DATA_LEN_RANGE);
   return Expression("(data (flags pkcs1-raw) (value %b))", static_cast<int>(length), data);
 }
@@ -149,7 +137,7 @@ std::vector<CK_BYTE> Encrypt(const RsaPublicKey& publicKey, const CK_MECHANISM& 
                              std::size_t length) {
   const Key key(publicKey);
   Require(length != 0 && length <= key.Size(), CKR_DATA_LEN_RANGE);
-  const Sexp block = BlockToEncrypt(key, mechanism, SecretCopy(data, length));
+  const Sexp block = BlockToEncrypt(key, mechanism, {data, length});
   gcry_sexp_t answer = nullptr;
   Succeed(gcry_pk_encrypt(&answer, block.get(), key.expression.get()));
   return NumberOf(Sexp(answer), key.Size());
