@@ -1,5 +1,6 @@
 // A loadable PKCS #11 module whose entries do nothing, but for some. The environment variable TELVO_FAKE_MODULE says
 // what is wrong with it.
+#define CRYPTOKI_EXPORTS  // the header declares C_GetFunctionList, which is exported here
 #include <cstdlib>
 #include <string>
 
