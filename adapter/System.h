@@ -1,5 +1,5 @@
 // What the adapter needs of the platform. Names and paths are UTF-8. SystemWindows.cpp and SystemPosix.cpp are the two
-// ports; there is no other code that differs.
+// ports.
 #pragma once
 
 #include <cstdint>

@@ -9,7 +9,7 @@ path=Z:$folder
 path=${path//\//\\}
 no_settings() {
   "${run[@]}" reg delete "$product_key" /v AdapterSettings /f >/dev/null 2>&1 </dev/null || true
-  rm -f "$settings"
+  rm -rf "${settings%/*/*}"
 }
 prefix=$("${run[@]}" winepath -u 'C:\ProgramData' </dev/null | tr -d '\r')
 settings="$prefix/Brenholt Devices/TELVO CSP/telvopkcs11-adapter.conf"
