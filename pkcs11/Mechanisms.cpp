@@ -120,6 +120,12 @@ void CheckParameter(const CK_MECHANISM& mechanism) {
           CKR_MECHANISM_PARAM_INVALID);
 }
 
+std::vector<CK_MECHANISM_TYPE> AllMechanisms() {
+  std::vector<CK_MECHANISM_TYPE> all;
+  for (const Row& row : kRows) all.push_back(row.type);
+  return all;
+}
+
 std::vector<CK_MECHANISM_TYPE> Offered(const std::vector<CK_MECHANISM_TYPE>& types) {
   std::vector<CK_MECHANISM_TYPE> offered;
   for (const Row& row : kRows) {

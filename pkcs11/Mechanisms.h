@@ -38,6 +38,9 @@ inline void CheckMechanism(const CK_MECHANISM* mechanism) {
   CheckParameter(*mechanism);
 }
 
+// AllMechanisms returns all that the card's own table has, in its order.
+std::vector<CK_MECHANISM_TYPE> AllMechanisms();
+
 // Offered returns those of `types` that the card offers, in the order of the card's own table.
 std::vector<CK_MECHANISM_TYPE> Offered(const std::vector<CK_MECHANISM_TYPE>& types);
 

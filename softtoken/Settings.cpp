@@ -1,23 +1,14 @@
 #include "Settings.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <filesystem>
-#include <set>
 #include <system_error>
 
 #include "Files.h"
 
 namespace softtoken {
 namespace {
-
-std::string_view Trimmed(std::string_view text) {
-  constexpr std::string_view kWhiteSpace = " \t\r";
-  const std::size_t first = text.find_first_not_of(kWhiteSpace);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
-}
 
 std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
@@ -40,21 +31,15 @@ SlotSettings DefaultSlot(std::size_t number) {
 
 bool IsLetterOrDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
 
-// One walk over the lines of a file. Every error names the present line.
-class Parser {
+class Parser : private pkcs11::SettingsFile {
  public:
   Parser(const std::string& fileName, const std::optional<std::string>& defaultState)
-      : m_fileName(fileName), m_folder(FolderOf(fileName)) {
+      : SettingsFile(fileName, "[slot]"), m_folder(FolderOf(fileName)) {
     if (defaultState) m_settings.stateFolder = *defaultState;
   }
 
   Settings Parse(std::string_view text) {
-    while (!text.empty()) {
-      ++m_line;
-      const std::size_t end = text.find('\n');
-      ReadLine(Trimmed(text.substr(0, end)));
-      text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-    }
+    Walk(text);
     if (m_settings.slots.empty() && !m_settings.noReaders) Fail("there is no [slot]");
     if (!m_settings.slots.empty()) CloseBlock();
     if (m_settings.stateFolder.empty()) Fail("there is no 'state', and HOME is not set");
@@ -69,35 +54,12 @@ class Parser {
   static const Key kGlobalKeys[];
   static const Key kSlotKeys[];
 
-  [[noreturn]] void Fail(const std::string& message) const {
-    throw SettingsError(m_fileName + ':' + std::to_string(m_line) + ": " + message);
-  }
+  ReadValue FindKey(const std::string& name, bool inBlock) override;
 
-  [[noreturn]] void FailInBlock(const std::string& message) {
-    m_line = m_blockLine;
-    Fail(message);
-  }
-
-  void ReadLine(std::string_view line) {
-    if (line.empty() || line.front() == '#' || line.front() == ';') return;
-    if (line.front() == '[') return OpenBlock(line);
-    const std::size_t equals = line.find('=');
-    if (equals == std::string_view::npos) Fail("this is neither 'key = value' nor [slot]");
-    const std::string name(Trimmed(line.substr(0, equals)));
-    const std::string_view value = Trimmed(line.substr(equals + 1));
-    if (value.empty()) Fail('\'' + name + "' has no value");
-    ReadSetting(name, value);
-  }
-
-  void ReadSetting(const std::string& name, std::string_view value);
-
-  void OpenBlock(std::string_view line) {
-    if (line != "[slot]") Fail("unknown block " + std::string(line));
+  void BeginBlock() override {
     if (m_settings.noReaders) Fail("a [slot] behind 'readers = none'");
     if (!m_settings.slots.empty()) CloseBlock();
     m_settings.slots.push_back(DefaultSlot(m_settings.slots.size() + 1));
-    m_seen.clear();
-    m_blockLine = m_line;
   }
 
   // A block without a reader or serial gets the defaults. Another block may have the same.
@@ -108,11 +70,6 @@ class Parser {
       if (slot.reader == last.reader) FailInBlock("a second slot with the reader '" + last.reader + '\'');
       if (slot.serial == last.serial) FailInBlock("a second slot with the serial '" + last.serial + '\'');
     }
-  }
-
-  std::string Text(std::string_view value, std::size_t limit) const {
-    if (value.size() > limit) Fail("the value has more than " + std::to_string(limit) + " bytes");
-    return std::string(value);
   }
 
   Secret Pin(std::string_view value) const {
@@ -149,13 +106,6 @@ class Parser {
     Slot().serial = std::string(value);
   }
 
-  // Whether the value is a number from 1 to `most`; if so, it is stored in `number`.
-  static bool ReadNumber(std::string_view value, unsigned most, unsigned& number) {
-    const char* const end = value.data() + value.size();
-    const auto [stop, error] = std::from_chars(value.data(), end, number);
-    return error == std::errc() && stop == end && number >= 1 && number <= most;
-  }
-
   void ReadTries(std::string_view value) {
     if (!ReadNumber(value, kMaxTries, Slot().tries)) {
       Fail("'tries' is a number from 1 to " + std::to_string(kMaxTries));
@@ -187,9 +137,7 @@ class Parser {
     }
   }
 
-  const std::string m_fileName, m_folder;
-  std::size_t m_line = 0, m_blockLine = 0;
-  std::set<std::string> m_seen;
+  const std::string m_folder;
   Settings m_settings;
 };
 
@@ -211,14 +159,8 @@ const Parser::Key Parser::kSlotKeys[] = {
     {"presence", &Parser::ReadPresence},
 };
 
-void Parser::ReadSetting(const std::string& name, std::string_view value) {
-  const bool global = m_settings.slots.empty();
-  const Key* const begin = global ? std::begin(kGlobalKeys) : std::begin(kSlotKeys);
-  const Key* const end = global ? std::end(kGlobalKeys) : std::end(kSlotKeys);
-  const Key* const key = std::find_if(begin, end, [&](const Key& row) { return row.name == name; });
-  if (key == end) Fail("unknown key '" + name + (global ? "' before the first [slot]" : "' in a [slot]"));
-  if (!m_seen.insert(name).second) Fail('\'' + name + "' is given twice");
-  (this->*key->read)(value);
+Parser::ReadValue Parser::FindKey(const std::string& name, bool inBlock) {
+  return inBlock ? FindRow(*this, kSlotKeys, name) : FindRow(*this, kGlobalKeys, name);
 }
 
 std::optional<std::string> Environment(const char* name) {

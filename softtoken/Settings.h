@@ -2,12 +2,12 @@
 #pragma once
 
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "SharedNames.h"
+#include "pkcs11/SettingsFile.h"
 
 namespace softtoken {
 
@@ -43,10 +43,7 @@ struct Settings {
   std::vector<SlotSettings> slots;  // readers and serials are unique
 };
 
-// SettingsError names the file and line that cannot be used.
-class SettingsError : public std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+using pkcs11::SettingsError;
 
 // ParseSettings reads the text of a settings file. Relative paths in it start at the folder of `fileName`. Without a
 // `state` line the state folder is `defaultState`; if that has no value, the line is needed. Throws SettingsError.

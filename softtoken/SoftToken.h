@@ -27,6 +27,7 @@ class SoftToken {
  public:
   // Makes the state folder and the cards that are missing, and starts SoftHSM. Throws std::exception.
   explicit SoftToken(Settings settings);
+  static std::unique_ptr<SoftToken> Make();  // with the settings of this process
 
   // Stop ends SoftHSM. Only the destructor may follow. Without Stop, the destructor leaves SoftHSM running.
   void Stop();

@@ -1,0 +1,103 @@
+#include "adapter/ReadObject.h"
+
+#include <algorithm>
+
+namespace adapter {
+namespace {
+
+// Classes of objects, as bits.
+enum : unsigned {
+  kData = 1,
+  kCertificate = 2,
+  kPublic = 4,
+  kPrivate = 8,
+  kSecret = 16,
+  kKeys = kPublic | kPrivate | kSecret,
+  kAll = kData | kCertificate | kKeys,
+};
+
+struct Row {
+  CK_ATTRIBUTE_TYPE type;
+  unsigned classes;
+};
+
+constexpr Row kRows[] = {
+    {CKA_TOKEN, kAll},
+    {CKA_PRIVATE, kAll},
+    {CKA_MODIFIABLE, kAll},
+    {CKA_LABEL, kAll},
+    {CKA_ID, kAll},
+    {CKA_APPLICATION, kData},
+    {CKA_OBJECT_ID, kData},
+    {CKA_CERTIFICATE_TYPE, kCertificate},
+    {CKA_VALUE, kCertificate},
+    {CKA_ISSUER, kCertificate},
+    {CKA_SERIAL_NUMBER, kCertificate},
+    {CKA_TRUSTED, kCertificate},
+    {CKA_SUBJECT, kCertificate | kPublic | kPrivate},
+    {CKA_KEY_TYPE, kKeys},
+    {CKA_LOCAL, kKeys},
+    {CKA_DERIVE, kKeys},
+    {CKA_KEY_GEN_MECHANISM, kKeys},
+    {CKA_MODULUS, kPublic | kPrivate},
+    {CKA_PUBLIC_EXPONENT, kPublic | kPrivate},
+    {CKA_MODULUS_BITS, kPublic | kPrivate},
+    {CKA_ENCRYPT, kPublic | kSecret},
+    {CKA_VERIFY, kPublic | kSecret},
+    {CKA_VERIFY_RECOVER, kPublic},
+    {CKA_WRAP, kPublic | kSecret},
+    {CKA_SENSITIVE, kPrivate | kSecret},
+    {CKA_EXTRACTABLE, kPrivate | kSecret},
+    {CKA_ALWAYS_SENSITIVE, kPrivate | kSecret},
+    {CKA_NEVER_EXTRACTABLE, kPrivate | kSecret},
+    {CKA_DECRYPT, kPrivate | kSecret},
+    {CKA_SIGN, kPrivate | kSecret},
+    {CKA_SIGN_RECOVER, kPrivate},
+    {CKA_UNWRAP, kPrivate | kSecret},
+    {CKA_ALWAYS_AUTHENTICATE, kPrivate},
+    {CKA_VALUE_LEN, kSecret},
+};
+
+unsigned BitOf(CK_OBJECT_CLASS objectClass) {
+  switch (objectClass) {
+    case CKO_DATA:
+      return kData;
+    case CKO_CERTIFICATE:
+      return kCertificate;
+    case CKO_PUBLIC_KEY:
+      return kPublic;
+    case CKO_PRIVATE_KEY:
+      return kPrivate;
+    case CKO_SECRET_KEY:
+      return kSecret;
+    default:
+      return 0;
+  }
+}
+
+std::vector<CK_ATTRIBUTE_TYPE> TypesOf(CK_OBJECT_CLASS objectClass) {
+  std::vector<CK_ATTRIBUTE_TYPE> types;
+  for (const Row& row : kRows) {
+    if ((row.classes & BitOf(objectClass)) != 0) types.push_back(row.type);
+  }
+  return types;
+}
+
+}  // namespace
+
+bool IsRead(CK_OBJECT_CLASS objectClass, CK_ATTRIBUTE_TYPE type) {
+  return type == CKA_CLASS || std::any_of(std::begin(kRows), std::end(kRows), [&](const Row& row) {
+           return row.type == type && (row.classes & BitOf(objectClass)) != 0;
+         });
+}
+
+Values ReadObject(LowerSession& session, CK_OBJECT_HANDLE object) {
+  const std::optional<CK_ULONG> objectClass = session.Read(object, {CKA_CLASS}).Number(CKA_CLASS);
+  // Objects of a maker's own classes, of profiles and of hardware features are nothing to the provider.
+  if (!objectClass || BitOf(*objectClass) == 0) return {};
+  Values values = session.Read(object, TypesOf(*objectClass));
+  values.SetNumber(CKA_CLASS, *objectClass);
+  return values;
+}
+
+}  // namespace adapter
