@@ -24,7 +24,7 @@ bool IsAbsolute(const std::string& path);
 bool IsSeparator(char c);
 
 struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
+  void operator()(std::FILE* file) const { static_cast<void>(std::fclose(file)); }
 };
 using File = std::unique_ptr<std::FILE, CloseFile>;
 

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "TempFolder.h"
 #include "Variable.h"
 #include "adapter/Module.h"
+#include "platform/TempFolder.h"
 
 namespace adapter::testing {
 namespace {

@@ -1,9 +1,9 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
-#include "TempFolder.h"
 #include "Variable.h"
 #include "adapter/Settings.h"
+#include "platform/TempFolder.h"
 
 namespace adapter::testing {
 namespace {

@@ -5,10 +5,10 @@
 #include <thread>
 
 #include "Bytes.h"
-#include "TempFolder.h"
 #include "adapter/Module.h"
 #include "adapter/ResultNames.h"
 #include "adapter/Trace.h"
+#include "platform/TempFolder.h"
 
 namespace adapter::testing {
 namespace {

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "Bytes.h"
-#include "HeapWatch.h"
 #include "adapter/software/Cipher.h"
 #include "adapter/software/Digest.h"
 #include "adapter/software/RsaPublic.h"
 #include "adapter/software/SaltedDigest.h"
+#include "platform/HeapWatch.h"
 
 namespace adapter::testing {
 namespace {

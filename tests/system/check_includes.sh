@@ -60,6 +60,11 @@ refuses "an include in angle brackets" \
   'src/low/Low.h:2: src/low includes "high/part/High.cpp" of src/high, which it does not use'
 
 good_tree
+source_file src/low/Low.cpp
+source_file src/high/part/High.cpp '"low/Low.cpp"'
+refuses "a source that is included" 'src/high/part/High.cpp:2: includes "low/Low.cpp", which is compiled by itself'
+
+good_tree
 source_file src/new/New.h
 refuses "a folder without a row" 'src/new/New.h: its folder has no row in docs/architecture.md'
 
