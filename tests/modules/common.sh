@@ -93,5 +93,6 @@ main() {
     exit 2
   fi
   folder=$(realpath -m "$folder")
+  . "$modules/../../cmake/close-inherited.sh"
   if [ "$action" = up ]; then set_up "$folder"; else "$action" "$folder"; fi
 }
