@@ -1,10 +1,14 @@
 // module_user sign|decrypt INPUT OUTPUT: one private operation by CKM_RSA_PKCS, of the module and the key that the
-// environment names as tests/modules/common.sh says. It uses nothing of the project's, so that a set-up is judged by
-// itself.
+// environment names as tests/modules/common.sh says. It uses nothing of the project's but, under Wine, the bridge.
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <dlfcn.h>
+#endif
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <dlfcn.h>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -22,6 +26,11 @@ std::string Environment(const char* name) {
   return value == nullptr ? std::string() : value;
 }
 
+template <typename Container>
+CK_ULONG Length(const Container& container) {
+  return static_cast<CK_ULONG>(container.size());
+}
+
 void Check(CK_RV result, const char* what) {
   if (result == CKR_OK) return;
   char text[20] = {};
@@ -37,11 +46,22 @@ Bytes FromHex(const std::string& text) {
   return bytes;
 }
 
+#if defined(_WIN32)
+void* FindGetFunctionList(const std::string& path) {
+  const HMODULE library = LoadLibraryA(path.c_str());
+  return library == nullptr ? nullptr : reinterpret_cast<void*>(GetProcAddress(library, "C_GetFunctionList"));
+}
+#else
+void* FindGetFunctionList(const std::string& path) {
+  void* const library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  return library == nullptr ? nullptr : ::dlsym(library, "C_GetFunctionList");
+}
+#endif
+
 CK_FUNCTION_LIST& Load() {
-  void* const library = ::dlopen(Environment("MODULE").c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library == nullptr) throw std::runtime_error(::dlerror());
-  const auto get = reinterpret_cast<CK_C_GetFunctionList>(::dlsym(library, "C_GetFunctionList"));
-  if (get == nullptr) throw std::runtime_error("there is no C_GetFunctionList");
+  const std::string path = Environment("MODULE");
+  const auto get = reinterpret_cast<CK_C_GetFunctionList>(FindGetFunctionList(path));
+  if (get == nullptr) throw std::runtime_error(path + " is no module");
   CK_FUNCTION_LIST* list = nullptr;
   Check(get(&list), "C_GetFunctionList");
   return *list;
@@ -74,14 +94,14 @@ CK_SESSION_HANDLE LogIn(CK_FUNCTION_LIST& module) {
   Check(module.C_OpenSession(FindSlot(module), CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr, &session),
         "C_OpenSession");
   std::string pin = Environment("PIN");
-  Check(module.C_Login(session, CKU_USER, reinterpret_cast<CK_BYTE*>(pin.data()), pin.size()), "C_Login");
+  Check(module.C_Login(session, CKU_USER, reinterpret_cast<CK_BYTE*>(pin.data()), Length(pin)), "C_Login");
   return session;
 }
 
 CK_OBJECT_HANDLE FindKey(CK_FUNCTION_LIST& module, CK_SESSION_HANDLE session) {
   CK_OBJECT_CLASS privateKey = CKO_PRIVATE_KEY;
   Bytes id = FromHex(Environment("ID"));
-  CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &privateKey, sizeof privateKey}, {CKA_ID, id.data(), id.size()}};
+  CK_ATTRIBUTE wanted[] = {{CKA_CLASS, &privateKey, sizeof privateKey}, {CKA_ID, id.data(), Length(id)}};
   CK_OBJECT_HANDLE found[2] = {};
   CK_ULONG count = 0;
   Check(module.C_FindObjectsInit(session, wanted, std::size(wanted)), "C_FindObjectsInit");
@@ -96,13 +116,13 @@ Bytes Apply(CK_FUNCTION_LIST& module, bool sign, Bytes data) {
   const CK_OBJECT_HANDLE key = FindKey(module, session);
   CK_MECHANISM mechanism = {CKM_RSA_PKCS, nullptr, 0};
   Bytes result(512);
-  CK_ULONG length = result.size();
+  CK_ULONG length = Length(result);
   if (sign) {
     Check(module.C_SignInit(session, &mechanism, key), "C_SignInit");
-    Check(module.C_Sign(session, data.data(), data.size(), result.data(), &length), "C_Sign");
+    Check(module.C_Sign(session, data.data(), Length(data), result.data(), &length), "C_Sign");
   } else {
     Check(module.C_DecryptInit(session, &mechanism, key), "C_DecryptInit");
-    Check(module.C_Decrypt(session, data.data(), data.size(), result.data(), &length), "C_Decrypt");
+    Check(module.C_Decrypt(session, data.data(), Length(data), result.data(), &length), "C_Decrypt");
   }
   result.resize(length);
   return result;

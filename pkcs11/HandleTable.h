@@ -1,0 +1,52 @@
+// Handles of our own for things of a module: 32 bits, never 0, and not used again while in use.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <utility>
+
+#include "pkcs11/Failure.h"
+
+namespace pkcs11 {
+
+// HandleTable gives each value an upper handle: the next number that is free. A number comes back only after all
+// others. Values stay where they are in memory until they are erased.
+template <typename Value>
+class HandleTable {
+ public:
+  // Throws Failure{CKR_HOST_MEMORY} when all handles are in use.
+  CK_ULONG Insert(Value value) {
+    Require(m_values.size() < UINT32_MAX, CKR_HOST_MEMORY);
+    do {
+      ++m_last;
+    } while (m_last == 0 || m_values.count(m_last) != 0);
+    m_values.emplace(m_last, std::move(value));
+    return m_last;
+  }
+
+  // Find returns null for a handle that is not in use.
+  Value* Find(CK_ULONG handle) {
+    const auto found = m_values.find(handle);
+    return found == m_values.end() ? nullptr : &found->second;
+  }
+
+  bool Erase(CK_ULONG handle) { return m_values.erase(handle) != 0; }
+
+  template <typename Condition>
+  void EraseIf(Condition condition) {
+    for (auto entry = m_values.begin(); entry != m_values.end();) {
+      entry = condition(entry->second) ? m_values.erase(entry) : std::next(entry);
+    }
+  }
+
+  auto begin() { return m_values.begin(); }
+  auto end() { return m_values.end(); }
+  auto begin() const { return m_values.begin(); }
+  auto end() const { return m_values.end(); }
+
+ private:
+  std::map<CK_ULONG, Value> m_values;
+  std::uint32_t m_last = 0;
+};
+
+}  // namespace pkcs11
