@@ -14,6 +14,7 @@
 
 struct Flow {
   const char* name;
+  const char* description;
   void (*run)();
   // The function of the module that does this work when the token does it itself; null when it always does.
   const char* byModule;

@@ -1,6 +1,6 @@
 // matrix_flows FLOW: runs a flow and prints "FLOW<TAB>works|cannot|failed<TAB>reason".
-// matrix_flows --list: prints the flows, each with the function of the module that may do its work.
-// matrix_flows --sign-often: what two processes do at the same time.
+// matrix_flows --list: prints the flows, each with the function of the module that may do its work, and its
+// description. matrix_flows --sign-often: what two processes do at the same time.
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -11,7 +11,7 @@ namespace {
 
 void List() {
   for (const Flow& flow : AllFlows()) {
-    std::printf("%s\t%s\n", flow.name, flow.byModule == nullptr ? "-" : flow.byModule);
+    std::printf("%s\t%s\t%s\n", flow.name, flow.byModule == nullptr ? "-" : flow.byModule, flow.description);
   }
 }
 

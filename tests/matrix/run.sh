@@ -3,6 +3,9 @@
 # for each: "FLOW<TAB>works|emulated|cannot|failed<TAB>reason". BUILD is a build folder, build/windows or build/host. MODULE is a set-up
 # of tests/modules, below the adapter, or softtoken, the software token without it.
 #
+# What fails and is in the file limits is what this module cannot do, for the reason that is given there. What is there and works
+# has failed.
+#
 # FOLDER keeps what a flow printed, the trace of the adapter (FLOW.trace), and the files that went between the flow and OpenSSL.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
@@ -139,6 +142,17 @@ start() {
 # token_did ENTRY: the module's function did the work. Only the adapter's trace tells; without one nobody else can have done it.
 token_did() { [ ! -e "$folder/trace" ] || grep -Eq "$1\b.*CKR_OK" "$folder/trace"; }
 
+# apply_limits FLOW: changes outcome and reason by what the module is known not to do.
+apply_limits() {
+  local limit
+  limit=$(awk -F'\t' -v module="$module" -v flow="$1" '$1 == module && $2 == flow { print $3 }' "$here/limits")
+  [ -n "$limit" ] || return 0
+  case $outcome in
+    failed) outcome=cannot reason=$limit ;;
+    works | emulated) outcome=failed reason="it works, but the limits say: $limit" ;;
+  esac
+}
+
 # run_flow FLOW ENTRY
 run_flow() {
   local flow=$1 entry=$2 code=0 outcome reason
@@ -149,7 +163,10 @@ run_flow() {
   if [ "$outcome" = works ] && [ "$(type -t "judge_$flow")" = function ] && ! "judge_$flow" >"$folder/$flow.judge" 2>&1; then
     outcome=failed reason="OpenSSL refuses it"
   fi
-  if [ "$outcome" = works ] && [ "$entry" != - ] && ! token_did "$entry"; then outcome=emulated; fi
+  if [ "$outcome" = works ] && [ "$entry" != - ] && ! token_did "$entry"; then
+    outcome=emulated reason="the adapter does in software what $entry would do"
+  fi
+  apply_limits "$flow"
   [ ! -e "$folder/trace" ] || mv "$folder/trace" "$folder/$flow.trace"
   printf '%s\t%s\t%s\n' "$flow" "$outcome" "$reason"
 }
@@ -159,7 +176,7 @@ prepare_token
 prepare_exchange
 prepare_authority
 "${run[@]}" --list | tr -d '\r' >"$folder/flows"
-while IFS=$'\t' read -r flow entry <&3; do
+while IFS=$'\t' read -r flow entry _ <&3; do
   if [ $# -gt 0 ] && [[ " $* " != *" $flow "* ]]; then continue; fi
   run_flow "$flow" "$entry"
 done 3<"$folder/flows"
