@@ -35,6 +35,17 @@ void Report(const Flow& flow) {
   std::printf("%s\t%s\t%s\n", flow.name, outcome, reason.c_str());
 }
 
+int RunSignOften() {
+  try {
+    const Registered registered;
+    SignOften();
+    return 0;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
+}
+
 const Flow* Find(const std::string& name) {
   for (const Flow& flow : AllFlows()) {
     if (flow.name == name) return &flow;
@@ -50,11 +61,7 @@ int main(int count, char** arguments) {
     List();
     return 0;
   }
-  if (name == "--sign-often") {
-    const Registered registered;
-    SignOften();
-    return 0;
-  }
+  if (name == "--sign-often") return RunSignOften();
   const Flow* const flow = Find(name);
   if (flow == nullptr) {
     std::fprintf(stderr, "usage: matrix_flows FLOW | --list\n");
