@@ -67,7 +67,7 @@ def main():
     if notes.texts:
         print("\n## Notes\n")
         for number, text in enumerate(notes.texts, 1):
-            print(f"{number}. {text}")
+            print(f"{number}. {text[0].upper()}{text[1:].rstrip('.')}.")
 
 
 main()
