@@ -1,11 +1,14 @@
 # To be sourced by bash. Two virtual PC/SC readers, "TELVO Reader A 00 00" and "TELVO Reader B 00 00", with cards to put in
 # and to pull:
 #
-#   readers_up FOLDER        starts pcscd with these readers; FOLDER is for its settings and its log
+#   readers_up FOLDER [CARD...]   starts pcscd with these readers; FOLDER is for its settings and its log. CARD is the
+#                            command of another kind of card than virtual_card.py's, which is called with the same arguments
 #   card insert A            puts the card into reader A; card remove A pulls it
 #   readers_down             ends all of it; call it in a trap
 #   use_winscard FOLDER WINSCARD_FOLDER
 #                            programs of FOLDER find these readers under Wine, whose own PC/SC knows none
+#
+# The variable reader_name_a gives reader A another name, to which the service adds " 00 00".
 #
 # A machine has one pcscd. Tests of several build folders wait for each other; a pcscd that is not a test's is left alone,
 # and readers_up fails.
@@ -13,6 +16,7 @@
 # vpcd serves two readers at its port and the one behind it; the second of each pair, "... 00 01", stays unused.
 reader_port_a=35963
 reader_port_b=35979
+reader_name_a="TELVO Reader A"
 
 pcscd_answers() {
   python3 -c 'import socket; socket.socket(socket.AF_UNIX).connect("/run/pcscd/pcscd.comm")' 2>/dev/null
@@ -46,6 +50,8 @@ start_talk() {
 # The lock is the card program's to keep: a program that outlives the test, like Wine's server, must not inherit it.
 readers_up() {
   local folder=$1 lock
+  local cards=("${@:2}")
+  [ $# -gt 1 ] || cards=(python3 "$(dirname "${BASH_SOURCE[0]}")/virtual_card.py")
   exec {lock}>"${TMPDIR:-/tmp}/telvo-readers.lock"
   flock -w 240 "$lock" || { echo "readers_up: another test does not let go of pcscd" >&2; return 1; }
   if pcscd_answers; then
@@ -53,7 +59,7 @@ readers_up() {
     return 1
   fi
   mkdir -p "$folder/readers.d"
-  write_reader "$folder" "TELVO Reader A" $reader_port_a driver-a.so
+  write_reader "$folder" "$reader_name_a" $reader_port_a driver-a.so
   write_reader "$folder" "TELVO Reader B" $reader_port_b driver-b.so
   "${as_root[@]}" pcscd -f -c "$folder/readers.d" >"$folder/pcscd.log" 2>&1 {lock}>&- </dev/null &
   pcscd_pid=$!
@@ -62,7 +68,7 @@ readers_up() {
     kill -0 $pcscd_pid 2>/dev/null || { cat "$folder/pcscd.log" >&2; return 1; }
     sleep 0.1
   done
-  start_talk cards python3 "$(dirname "${BASH_SOURCE[0]}")/virtual_card.py" A=$reader_port_a B=$reader_port_b
+  start_talk cards "${cards[@]}" A=$reader_port_a B=$reader_port_b
   exec {lock}>&-
 }
 

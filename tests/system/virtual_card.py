@@ -7,27 +7,38 @@ input all cards are pulled.
 
 vpcd's messages are a length (16 bits, big-endian) and as many bytes, both ways. One byte from the reader is a control
 code, of which only the question for the ATR wants an answer; anything longer is a command to the card.
+
+These cards answer no command. A program with another kind of card gives run() a function that makes one.
 """
 import socket
 import struct
 import sys
 import threading
 
-ATR = bytes([0x3B, 0x85, 0x00]) + b"TELVO"  # five historical bytes, T=0
 GET_ATR = 4
-NOT_SUPPORTED = b"\x6d\x00"
 
 
-class Card:
-    def __init__(self, port):
+class EmptyCard:
+    atr = bytes([0x3B, 0x85, 0x00]) + b"TELVO"  # five historical bytes, T=0
+
+    def reset(self):
+        pass
+
+    def answer(self, command):
+        return b"\x6d\x00"  # not supported
+
+
+class Reader:
+    def __init__(self, port, make_card):
         self.port = port
+        self.make_card = make_card
         self.connection = None
 
     def insert(self):
         if self.connection is None:
             self.connection = socket.create_connection(("127.0.0.1", self.port), 5)
             self.connection.settimeout(None)
-            threading.Thread(target=serve, args=(self.connection,), daemon=True).start()
+            threading.Thread(target=serve, args=(self.connection, self.make_card()), daemon=True).start()
 
     def remove(self):
         if self.connection is not None:
@@ -46,33 +57,35 @@ def receive(connection, length):
     return data
 
 
-def serve(connection):
+def serve(connection, card):
     try:
         while True:
             (length,) = struct.unpack(">H", receive(connection, 2))
             message = receive(connection, length)
             if length > 1:
-                answer = NOT_SUPPORTED
+                answer = card.answer(message)
             elif message[0] == GET_ATR:
-                answer = ATR
+                answer = card.atr
             else:
+                card.reset()  # the power was switched, or the reader reset the card
                 continue
             connection.sendall(struct.pack(">H", len(answer)) + answer)
     except (OSError, EOFError):
         pass  # the card was pulled
 
 
-def main():
-    cards = {}
-    for argument in sys.argv[1:]:
+def run(arguments, make_card):
+    readers = {}
+    for argument in arguments:
         name, port = argument.split("=")
-        cards[name] = Card(int(port))
+        readers[name] = Reader(int(port), make_card)
     for line in sys.stdin:
         command, name = line.split()
-        {"insert": Card.insert, "remove": Card.remove}[command](cards[name])
+        {"insert": Reader.insert, "remove": Reader.remove}[command](readers[name])
         print(command, name, flush=True)
-    for card in cards.values():
-        card.remove()
+    for reader in readers.values():
+        reader.remove()
 
 
-main()
+if __name__ == "__main__":
+    run(sys.argv[1:], EmptyCard)
