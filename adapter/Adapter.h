@@ -179,8 +179,9 @@ class Adapter {
   ObjectTable m_objects;
   std::map<CK_SLOT_ID, std::unique_ptr<Token>> m_tokens;
   pkcs11::HandleTable<Session> m_sessions;
-  CK_SESSION_HANDLE m_entered = 0;     // the session of the last call; 0 when that was one without
-  std::vector<CK_SLOT_ID> m_reported;  // the slots with a token, as C_WaitForSlotEvent told last
+  CK_SESSION_HANDLE m_entered = 0;  // the session of the last call; 0 when that was one without
+  // The slots with a token, as C_WaitForSlotEvent told last; at first as they were when they were first looked at.
+  std::optional<std::vector<CK_SLOT_ID>> m_reported;
 };
 
 }  // namespace adapter

@@ -20,8 +20,7 @@ namespace adapter {
 // token.
 class TokenObjects {
  public:
-  TokenObjects(CK_SLOT_ID slot, ObjectTable& table, LowerSession& session, const Login& login,
-               std::string defaultCertificate)
+  TokenObjects(CK_SLOT_ID slot, ObjectTable& table, LowerSession& session, Login& login, std::string defaultCertificate)
       : m_slot(slot),
         m_table(table),
         m_session(session),
@@ -58,8 +57,9 @@ class TokenObjects {
   const CK_SLOT_ID m_slot;
   ObjectTable& m_table;
   LowerSession& m_session;
-  const Login& m_login;
+  Login& m_login;
   const std::string m_defaultCertificate;
+  bool m_seesAll = false;                                // the last list has all private objects
   std::optional<std::set<pkcs11::Secret>> m_privateIds;  // known since a login
 };
 
