@@ -30,8 +30,9 @@ class TokenObjects {
   // Refresh lists the module's objects anew. Throws Failure.
   void Refresh();
 
-  // Lower returns the module's handle of an object of the token. Throws Failure{CKR_KEY_HANDLE_INVALID} for a private
-  // key that the token does not have, and CKR_OBJECT_HANDLE_INVALID for another object.
+  // Lower returns the module's handle of an object of the token. Throws Failure: CKR_USER_NOT_LOGGED_IN when the module
+  // has lost the login that the object needs, else CKR_KEY_HANDLE_INVALID for a private key that the token does not
+  // have, and CKR_OBJECT_HANDLE_INVALID for another object.
   CK_OBJECT_HANDLE Lower(Object& object);
 
   // Adopt makes the object for what the module has just made, and returns the provider's handle. Values that the module
