@@ -1,6 +1,7 @@
 // The adapter: the entries of the provider's module, in native layout, over an ordinary module.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <vector>
@@ -28,7 +29,12 @@ class Adapter {
   ~Adapter();
   Adapter(const Adapter&) = delete;
   Adapter& operator=(const Adapter&) = delete;
-  static std::unique_ptr<Adapter> Make();  // with the settings of this process
+  static std::unique_ptr<Adapter> Make();  // with the settings of this process, and a watch over idle logins
+
+  // WatchIdle names a function that is called whenever a login is kept which the provider has ended. EndIdleLogins ends
+  // those that were not used for too long, and returns when the next one is due; no value if none is kept.
+  void WatchIdle(std::function<void()> watch) { m_watchIdle = std::move(watch); }
+  std::optional<std::chrono::steady_clock::time_point> EndIdleLogins();
 
   // Stop ends the logins and the module. Only the destructor may follow. The destructor itself calls nothing of the
   // module: at the end of the process the module may be gone.
@@ -173,6 +179,7 @@ class Adapter {
 
   Settings m_settings;
   Clock m_clock;
+  std::function<void()> m_watchIdle = [] {};
   std::unique_ptr<Module> m_module;
   bool m_stopped = false;
   Slots m_slots;

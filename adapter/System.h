@@ -1,5 +1,5 @@
 // What the adapter needs of the platform. Names and paths are UTF-8. SystemWindows.cpp and SystemPosix.cpp are the two
-// ports; there is no other code that differs.
+// ports; besides them only certificates are read by different code.
 #pragma once
 
 #include <cstdint>
@@ -41,6 +41,9 @@ void* FindSymbol(const Library& library, const char* name);
 
 // The file that Load would load for a name without folders, if it can be told beforehand; else the name itself.
 std::string FindLibrary(const std::string& name);
+
+// StayLoaded keeps the library that contains this code loaded until the process ends.
+void StayLoaded();
 
 // The number of the present thread, as debuggers show it.
 std::uint64_t ThreadNumber();

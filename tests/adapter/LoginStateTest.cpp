@@ -102,6 +102,18 @@ TEST_F(LoginStateTest, EndsWithoutUse) {
   EXPECT_EQ(2, module.Count("C_Login"));
 }
 
+TEST_F(LoginStateTest, TellsWhenItEndsWithoutUse) {
+  Begin();
+  EXPECT_FALSE(adapter->EndIdleLogins());
+  ASSERT_EQ(CKR_OK, Login(session));
+  EXPECT_FALSE(adapter->EndIdleLogins());
+  ASSERT_EQ(CKR_OK, Logout(session));
+  EXPECT_EQ(now + settings.loginLife, adapter->EndIdleLogins());
+  now += settings.loginLife;
+  EXPECT_FALSE(adapter->EndIdleLogins());
+  EXPECT_FALSE(module.loggedIn);
+}
+
 TEST_F(LoginStateTest, DoesNotEndWhileTheProviderIsLoggedIn) {
   Begin();
   ASSERT_EQ(CKR_OK, Login(session));
