@@ -1,5 +1,5 @@
 // What the adapter needs of the platform. Names and paths are UTF-8. SystemWindows.cpp and SystemPosix.cpp are the two
-// ports; besides them only certificates are read by different code.
+// ports.
 #pragma once
 
 #include <cstdint>

@@ -10,7 +10,22 @@
 namespace adapter::system {
 namespace {
 
-constexpr wchar_t kProductKey[] = L"SOFTWARE\\Brenholt Devices Ltd.\\TELVO SDK";
+// The settings are below the first of these that exists, as those of the provider are.
+constexpr const wchar_t* kProductKeys[] = {
+    L"SOFTWARE\\Brenholt Devices Ltd.\\TELVO SDK",
+    L"SOFTWARE\\Brenholt Devices Ltd.\\TELVO-Quillkey Client Kit",
+    L"SOFTWARE\\Brenholt Devices Ltd.\\BHD Quillkey Cryptographic USB Token Client Kit",
+};
+
+const wchar_t* ProductKey() {
+  for (const wchar_t* name : kProductKeys) {
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, name, 0, KEY_READ, &key) != ERROR_SUCCESS) continue;
+    RegCloseKey(key);
+    return name;
+  }
+  return kProductKeys[0];
+}
 
 std::wstring Wide(const std::string& text) {
   const int size = static_cast<int>(text.size());
@@ -60,9 +75,10 @@ std::optional<std::string> Environment(const char* name) {
 
 std::optional<std::string> RegistryText(const char* name) {
   const std::wstring wideName = Wide(name);
+  const wchar_t* const key = ProductKey();
   DWORD length = 0;
   const auto get = [&](wchar_t* text) {
-    return RegGetValueW(HKEY_LOCAL_MACHINE, kProductKey, wideName.c_str(), RRF_RT_REG_SZ, nullptr, text, &length) ==
+    return RegGetValueW(HKEY_LOCAL_MACHINE, key, wideName.c_str(), RRF_RT_REG_SZ, nullptr, text, &length) ==
            ERROR_SUCCESS;
   };
   if (!get(nullptr)) return std::nullopt;

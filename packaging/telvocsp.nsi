@@ -1,12 +1,15 @@
 ; The installer: the provider into the system folder and into the registry, telvotool beside the documents.
 ; makensis -DBUILD=folder-with-the-files -DDOCS=folder -DOUTPUT=setup.exe telvocsp.nsi
 ;
-; Silent: telvocsp-setup.exe /S, and uninstall.exe /S. Exit codes: 0 done, 1 cancelled, 2 failed.
+; Silent: telvocsp-setup.exe /S, with /ADAPTER also the adapter, and uninstall.exe /S. Exit codes: 0 done, 1 cancelled,
+; 2 failed.
 Unicode true
 Target amd64-unicode  ; the 64-bit installer: the 32-bit one does nothing where there is no 32-bit Windows
 SetCompressor /SOLID lzma
 !include "MUI2.nsh"
 !include "x64.nsh"
+!include "FileFunc.nsh"
+!include "Sections.nsh"
 
 !define NAME "Brenholt Devices CSP v4.5"
 !define VERSION "4.5"
@@ -26,6 +29,7 @@ VIAddVersionKey "FileVersion" "${VERSION}"
 VIAddVersionKey "LegalCopyright" ""
 
 !insertmacro MUI_PAGE_WELCOME
+!insertmacro MUI_PAGE_COMPONENTS
 !insertmacro MUI_PAGE_INSTFILES
 !insertmacro MUI_PAGE_FINISH
 !insertmacro MUI_UNPAGE_CONFIRM
@@ -42,24 +46,17 @@ VIAddVersionKey "LegalCopyright" ""
   ${EndIf}
 !macroend
 
-Function .onInit
-  !insertmacro Prepare
-FunctionEnd
-
-Function un.onInit
-  !insertmacro Prepare
-FunctionEnd
-
-; A library that a program has loaded cannot be replaced or deleted, but it can be renamed; the old one goes with the
-; next start of Windows.
+; A library in the system folder that a program has loaded cannot be replaced or deleted, but it can be renamed; the old
+; one goes with the next start of Windows. The name of the library is on the stack.
 !macro GiveWay un
 Function ${un}GiveWay
+  Pop $1
   ClearErrors
-  Delete "$SYSDIR\telvocsp.dll"
+  Delete "$SYSDIR\$1"
   ${If} ${Errors}
     GetTempFileName $0 "$SYSDIR"
     Delete "$0"
-    Rename "$SYSDIR\telvocsp.dll" "$0"
+    Rename "$SYSDIR\$1" "$0"
     Delete /REBOOTOK "$0"
   ${EndIf}
 FunctionEnd
@@ -67,8 +64,40 @@ FunctionEnd
 !insertmacro GiveWay ""
 !insertmacro GiveWay "un."
 
-Section
+; What telvopkcs11.dll in the system folder is, on the stack: "none", "adapter" or "other". The version resource tells.
+!macro KindOfModule un
+Function ${un}KindOfModule
+  StrCpy $0 "none"
   ${DisableX64FSRedirection}
+  ${If} ${FileExists} "$SYSDIR\telvopkcs11.dll"
+    StrCpy $0 "other"
+    System::Call 'version::GetFileVersionInfoSizeW(w "$SYSDIR\telvopkcs11.dll", p 0) i .r1'
+    ${If} $1 > 0
+      System::Alloc $1
+      Pop $2
+      System::Call 'version::GetFileVersionInfoW(w "$SYSDIR\telvopkcs11.dll", i 0, i r1, p r2) i .r3'
+      System::Call 'version::VerQueryValueW(p r2, w "\StringFileInfo\040904B0\FileDescription", *p .r4, *i .r5) i .r3'
+      ${If} $3 != 0
+        System::Call 'kernel32::lstrcpynW(w .r5, p r4, i 100)'
+        ${If} $5 == "telvopkcs11 adapter"
+          StrCpy $0 "adapter"
+        ${EndIf}
+      ${EndIf}
+      System::Free $2
+    ${EndIf}
+  ${EndIf}
+  ${EnableX64FSRedirection}
+  Push $0
+FunctionEnd
+!macroend
+!insertmacro KindOfModule ""
+!insertmacro KindOfModule "un."
+
+Section "The provider" ProviderSection
+  SectionIn RO
+  Call SpareOtherModule
+  ${DisableX64FSRedirection}
+  Push "telvocsp.dll"
   Call GiveWay
   ClearErrors
   SetOutPath "$SYSDIR"
@@ -117,6 +146,56 @@ Section
   ${EndIf}
 SectionEnd
 
+Section /o "The adapter: any PKCS #11 module behind the provider" AdapterSection
+  ${DisableX64FSRedirection}
+  Push "telvopkcs11.dll"
+  Call GiveWay
+  ClearErrors
+  SetOutPath "$SYSDIR"
+  File "/oname=telvopkcs11.dll" "${BUILD}\adapter.dll"
+  ${EnableX64FSRedirection}
+  ${If} ${Errors}
+    MessageBox MB_OK|MB_ICONSTOP "The adapter cannot be written. Close the programs that use the provider, and try again." /SD IDOK
+    SetErrorLevel 2
+    Abort
+  ${EndIf}
+SectionEnd
+
+; Called before anything is changed: the module of a card's maker is not replaced.
+Function SpareOtherModule
+  ${IfNot} ${SectionIsSelected} ${AdapterSection}
+    Return
+  ${EndIf}
+  Call KindOfModule
+  Pop $0
+  ${If} $0 == "other"
+    MessageBox MB_OK|MB_ICONSTOP "The system folder has a telvopkcs11.dll of another maker, which is not replaced. Remove the \
+        software of that card first, or install without the adapter." /SD IDOK
+    SetErrorLevel 2
+    Abort
+  ${EndIf}
+FunctionEnd
+
+; The adapter is installed when it is chosen, and again over an older one.
+Function .onInit
+  !insertmacro Prepare
+  ${GetParameters} $0
+  ClearErrors
+  ${GetOptions} $0 "/ADAPTER" $1
+  ${IfNot} ${Errors}
+    !insertmacro SelectSection ${AdapterSection}
+  ${EndIf}
+  Call KindOfModule
+  Pop $0
+  ${If} $0 == "adapter"
+    !insertmacro SelectSection ${AdapterSection}
+  ${EndIf}
+FunctionEnd
+
+Function un.onInit
+  !insertmacro Prepare
+FunctionEnd
+
 Section "Uninstall"
   ReadRegDWORD $1 HKLM "${UNINSTALL_KEY}" "OwnsSettings"
   ${If} $1 == 1
@@ -126,7 +205,23 @@ Section "Uninstall"
   DeleteRegKey HKLM "${PROVIDER_KEY}"
   DeleteRegKey HKLM "${UNINSTALL_KEY}"
 
+  Call un.KindOfModule
+  Pop $0
+  ${If} $0 == "adapter"
+    ${DisableX64FSRedirection}
+    Push "telvopkcs11.dll"
+    Call un.GiveWay
+    ${EnableX64FSRedirection}
+    DeleteRegValue HKLM "${COMPANY_KEY}\TELVO SDK" "AdapterSettings"
+    DeleteRegValue HKLM "${COMPANY_KEY}\TELVO-Quillkey Client Kit" "AdapterSettings"
+    DeleteRegValue HKLM "${COMPANY_KEY}\BHD Quillkey Cryptographic USB Token Client Kit" "AdapterSettings"
+    Delete "$APPDATA\Brenholt Devices\TELVO CSP\telvopkcs11-adapter.conf"  ; of all users
+    RMDir "$APPDATA\Brenholt Devices\TELVO CSP"
+    RMDir "$APPDATA\Brenholt Devices"  ; only when it is empty
+  ${EndIf}
+
   ${DisableX64FSRedirection}
+  Push "telvocsp.dll"
   Call un.GiveWay
   ${EnableX64FSRedirection}
   Delete "$INSTDIR\telvotool.exe"

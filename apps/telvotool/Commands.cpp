@@ -126,6 +126,17 @@ const std::vector<Command>& Commands() {
        "  telvotool log on C:\\Temp\\csp.log\n"
        "  telvotool log off\n",
        SwitchLog},
+      {"adapter",
+       "use PATH | show",
+       "put another PKCS #11 module behind the provider (as administrator), or say which one it is",
+       1,
+       2,
+       {"--init", "--label", "--serial", "--reader", "--tries", "--keep-login", "--login-life", "--default-certificate",
+        "--trace"},
+       "  telvotool adapter use \"C:\\Program Files\\OpenSC Project\\OpenSC\\pkcs11\\opensc-pkcs11.dll\"\n"
+       "  telvotool adapter use module.dll --label \"My token\" --trace C:\\Temp\\module.txt\n"
+       "  telvotool adapter show\n",
+       ManageAdapter},
   };
   return commands;
 }

@@ -39,5 +39,6 @@ int VerifyFile(const Options& options);
 int DeleteContainer(const Options& options);
 int ChangePin(const Options& options);
 int SwitchLog(const Options& options);
+int ManageAdapter(const Options& options);
 
 }  // namespace tool

@@ -1,9 +1,11 @@
 // doctor: one line for each finding: "ok", "warn" or "FAIL", and after a semicolon what to do.
 #include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <winscard.h>
 
 #include "cryptoki/CryptokiError.h"
+#include "telvotool/AdapterModule.h"
 #include "telvotool/Cards.h"
 #include "telvotool/Certificates.h"
 #include "telvotool/Commands.h"
@@ -12,6 +14,7 @@
 #include "telvotool/Image.h"
 #include "telvotool/Registry.h"
 #include "telvotool/SettingsCheck.h"
+#include "telvotool/Text.h"
 
 namespace tool {
 
@@ -101,6 +104,42 @@ bool CheckModule(Report& report) {
   } catch (const CryptokiError& error) {
     report.Fail("module", path + " does not start: " + error.GetText(), "install the software of your card anew");
     return false;
+  }
+}
+
+void CheckAdapterSlot(Report& report, const AdapterSlot& slot) {
+  const std::string subject = "adapter, reader " + slot.reader;
+  const std::string who = "token \"" + slot.label + "\", serial " + slot.serial;
+  if (!slot.isShown) {
+    report.Ok(subject, who + ", left out by the settings");
+  } else if (!slot.initialised) {
+    report.Warn(subject, who + ", not initialised", "initialise it by the module's own tools");
+  } else if (slot.lacks.empty()) {
+    report.Ok(subject, who + ", has " + Listed(slot.has));
+  } else {
+    report.Warn(subject,
+                who + (slot.has.empty() ? "" : ", has " + Listed(slot.has)) + ", cannot have " + Listed(slot.lacks),
+                "do that by the module's own tools");
+  }
+}
+
+// Without settings of the adapter it is not in use.
+void CheckAdapter(Report& report) {
+  const std::string path = AdapterSettingsPath();
+  if (!std::filesystem::exists(std::filesystem::path(Wide(path)))) return;
+  constexpr char kToDo[] = "\"telvotool adapter use PATH\", as administrator";
+  try {
+    const adapter::Settings settings = adapter::ReadSettings(path);
+    const AdapterModule module = Probe(settings);
+    report.Ok("adapter", settings.module + ", " + module.description + ", by " + path);
+    for (const AdapterSlot& slot : module.slots) CheckAdapterSlot(report, slot);
+    if (module.slots.empty()) report.Warn("adapter", "the module has no token", "put one in before it is used");
+    report.Ok("adapter", std::string("does by itself: ") + kEmulated);
+    if (!settings.trace.empty()) {
+      report.Warn("adapter", "the trace is on, " + settings.trace, "switch it off when you are done");
+    }
+  } catch (const std::exception& error) {
+    report.Fail("adapter", error.what(), kToDo);
   }
 }
 
@@ -230,6 +269,7 @@ int Doctor(const Options&) {
   CheckRegistration(report);
   CheckProvider(report);
   CheckSmartCardService(report);
+  CheckAdapter(report);
   const bool cardIsIn = CheckModule(report) && CheckReaders(report);
   CheckSettings(report);
   CheckDefault(report, CRYPT_MACHINE_DEFAULT, "default provider of type 1 of this computer");

@@ -26,6 +26,14 @@ constexpr Option kOptions[] = {
     {"--signer", "FILE", "accept no signature but one by this certificate (DER or PEM)"},
     {"--dll", "PATH", "the provider's library; the one beside this program or in the system folder when not given"},
     {"--yes", nullptr, "do not ask"},
+    {"--init", "STRING", "what the module wants to be initialised with; few modules do"},
+    {"--label", "LABEL", "only the token with this label"},
+    {"--serial", "SERIAL", "only the token with this serial number"},
+    {"--tries", "N", "tries that a wrong PIN leaves, 1 to 15, when the token does not tell; 3 when not given"},
+    {"--keep-login", "yes|no", "no: each logout of the provider reaches the token; yes when not given"},
+    {"--login-life", "SECONDS", "seconds without use after which a kept login ends, 1 to 86400; 300 when not given"},
+    {"--default-certificate", "LABEL", "the certificate that is the token's default"},
+    {"--trace", "FILE", "write each call of the module to FILE, without PINs, keys and data"},
     {"--help", nullptr, "show the help of the command"},
 };
 

@@ -14,16 +14,6 @@ namespace tool {
 
 namespace {
 
-// The key that the provider reads, or the product's own when there is none yet.
-RegistryKey ProductKeyForWriting() {
-  const Settings existing;
-  if (existing.Key() == nullptr) return CreateForWriting(kProductPath);
-  HKEY key = nullptr;
-  const LSTATUS status = RegOpenKeyExA(existing.Key(), nullptr, 0, KEY_READ | KEY_WRITE, &key);
-  if (status != ERROR_SUCCESS) throw Failure("the product's settings cannot be written", static_cast<DWORD>(status));
-  return RegistryKey(key);
-}
-
 // A path that the provider accepts: complete, in a folder that exists, and not too long.
 std::string LogPath(const std::string& given) {
   constexpr std::size_t kLongest = 259;

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "settings/Settings.h"
 #include "telvotool/Errors.h"
 
 namespace tool {
@@ -28,6 +29,15 @@ RegistryKey CreateForWriting(const std::string& path) {
   RequireWritten(
       RegCreateKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, nullptr, 0, KEY_READ | KEY_WRITE, nullptr, &key, nullptr),
       "HKLM\\" + path);
+  return RegistryKey(key);
+}
+
+RegistryKey ProductKeyForWriting() {
+  const Settings existing;
+  if (existing.Key() == nullptr) return CreateForWriting(kProductPath);
+  HKEY key = nullptr;
+  const LSTATUS status = RegOpenKeyExA(existing.Key(), nullptr, 0, KEY_READ | KEY_WRITE, &key);
+  if (status != ERROR_SUCCESS) throw Failure("the product's settings cannot be written", static_cast<DWORD>(status));
   return RegistryKey(key);
 }
 

@@ -19,6 +19,9 @@ extern const char kProductPath[];
 RegistryKey OpenForReading(const std::string& path);
 RegistryKey CreateForWriting(const std::string& path);
 
+// The key with the product's settings that the provider reads, or the first of its keys when there is none yet.
+RegistryKey ProductKeyForWriting();
+
 // A value of type REG_SZ or REG_EXPAND_SZ, the latter with its variables expanded. No value for any other type.
 std::optional<std::string> ReadText(const RegistryKey& key, const char* name);
 std::optional<DWORD> ReadNumber(const RegistryKey& key, const char* name);

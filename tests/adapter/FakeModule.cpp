@@ -1,6 +1,7 @@
 // A loadable PKCS #11 module whose entries do nothing, but for some. The environment variable TELVO_FAKE_MODULE says
 // what is wrong with it.
 #define CRYPTOKI_EXPORTS  // the header declares C_GetFunctionList, which is exported here
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -54,6 +55,45 @@ CK_RV Sign(CK_SESSION_HANDLE /*session*/, CK_BYTE_PTR /*data*/, CK_ULONG /*dataL
 
 CK_RV SeedRandom(CK_SESSION_HANDLE /*session*/, CK_BYTE_PTR /*seed*/, CK_ULONG /*seedLen*/) { return 0x80000007; }
 
+// Its only slot has a token that signs, but cannot decrypt and is read-only.
+CK_RV GetSlotList(CK_BBOOL /*tokenPresent*/, CK_SLOT_ID_PTR slotList, CK_ULONG_PTR count) {
+  *count = Fault() == "has no slot" ? 0 : 1;
+  if (slotList != nullptr) slotList[0] = 7;
+  return CKR_OK;
+}
+
+template <std::size_t size>
+void SetField(CK_UTF8CHAR (&field)[size], std::string text) {
+  text.resize(size, ' ');
+  std::copy(text.begin(), text.end(), field);
+}
+
+CK_RV GetInfo(CK_INFO_PTR info) {
+  SetField(info->manufacturerID, "Nobody");
+  SetField(info->libraryDescription, "Fake module");
+  info->libraryVersion = {1, 2};
+  info->cryptokiVersion = {2, 40};
+  return CKR_OK;
+}
+
+CK_RV GetSlotInfo(CK_SLOT_ID /*slot*/, CK_SLOT_INFO_PTR info) {
+  SetField(info->slotDescription, "Fake reader");
+  return CKR_OK;
+}
+
+CK_RV GetTokenInfo(CK_SLOT_ID /*slot*/, CK_TOKEN_INFO_PTR info) {
+  SetField(info->label, "Fake token");
+  SetField(info->serialNumber, "12");
+  info->flags = CKF_TOKEN_INITIALIZED | CKF_WRITE_PROTECTED;
+  return CKR_OK;
+}
+
+CK_RV GetMechanismInfo(CK_SLOT_ID /*slot*/, CK_MECHANISM_TYPE type, CK_MECHANISM_INFO_PTR info) {
+  if (type != CKM_RSA_PKCS) return CKR_MECHANISM_INVALID;
+  info->flags = CKF_SIGN;
+  return CKR_OK;
+}
+
 template <typename... P>
 auto NothingFor(CK_RV (* /*entry*/)(P...)) {
   return &DoNothing<P...>;
@@ -68,6 +108,11 @@ EXPORTED CK_RV C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR functionList) {
 #define ENTRY(name, parameters, arguments) g_table.name = NothingFor(decltype(g_table.name){});
 #include "cryptoki/CryptokiEntries.inc"
   g_table.C_Initialize = &Initialize;
+  g_table.C_GetInfo = &GetInfo;
+  g_table.C_GetSlotList = &GetSlotList;
+  g_table.C_GetSlotInfo = &GetSlotInfo;
+  g_table.C_GetTokenInfo = &GetTokenInfo;
+  g_table.C_GetMechanismInfo = &GetMechanismInfo;
   g_table.C_Sign = &Sign;
   g_table.C_SeedRandom = &SeedRandom;
   const std::string fault = Fault();

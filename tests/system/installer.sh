@@ -1,10 +1,10 @@
 #!/bin/bash
-# installer.sh SYSTEM SETUP SOFTTOKEN NATIVE_SOFTTOKEN -- RUN...
+# installer.sh SYSTEM SETUP SOFTTOKEN NATIVE_SOFTTOKEN FAKE_MODULE -- RUN...
 # The installer, silently: what it puts where, that the provider works from there, and that the uninstaller leaves nothing
 # behind, neither a file nor a key. It changes the registry and the system folder of the whole prefix: it must run alone.
 set -eu
-setup=$2 softtoken=$3 native_softtoken=$4
-shift 5
+setup=$2 softtoken=$3 native_softtoken=$4 fake_module=$5
+shift 6
 run=("$@")
 folder=$(mktemp -d)
 cd "$folder"
@@ -15,6 +15,7 @@ wine_run() { "${run[@]}" "$@" </dev/null; }
 drive=$(wine_run winepath -u 'C:\' | tr -d '\r')
 system=$drive/windows/system32
 installed="$drive/Program Files/Brenholt Devices/TELVO CSP"
+data="$drive/ProgramData/Brenholt Devices"
 company='HKLM\Software\Brenholt Devices Ltd.'
 provider_key='HKLM\Software\Microsoft\Cryptography\Defaults\Provider\Brenholt Devices CSP v4.5'
 uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\telvocsp'
@@ -30,7 +31,7 @@ uninstall() {
 }
 clean_up() {
   [ ! -e "$installed/uninstall.exe" ] || uninstall || true
-  rm -f "$system/telvopkcs11.dll"
+  rm -rf "$system/telvopkcs11.dll" "$data"
   for key in "$company" 'HKCU\Software\Microsoft\SystemCertificates\My'; do
     wine_run reg delete "$key" /f >/dev/null 2>&1 || true
   done
@@ -99,4 +100,42 @@ wine_run "$setup" /S
 wine_run reg query "$company\\TELVO SDK" >/dev/null 2>&1 && fail "a new key hides the older one"
 uninstall
 [ "$(value "$older" CSPLOG)" = 0 ] || fail "the settings of somebody else are gone"
+wine_run reg delete "$older" /f >/dev/null
+
+echo "the adapter beside another maker's module"
+code=0
+snapshot before
+wine_run "$setup" /S /ADAPTER || code=$?
+[ $code = 2 ] || fail "the installer ends with $code over another telvopkcs11.dll"
+cmp -s "$softtoken" "$system/telvopkcs11.dll" || fail "another maker's module was replaced"
+snapshot after
+diff before.files after.files || fail "a refused installation left files"
+diff before.registry after.registry || fail "a refused installation left something in the registry"
+wine_run "$setup" /S || fail "the installer ends with $? without the adapter"
+cmp -s "$softtoken" "$system/telvopkcs11.dll" || fail "the adapter is not off by default"
+uninstall
+cmp -s "$softtoken" "$system/telvopkcs11.dll" || fail "the uninstaller took another maker's module away"
+rm "$system/telvopkcs11.dll"
+
+echo "the adapter"
+unset TELVO_SOFTTOKEN_CONF  # with it Wine takes the software token for any library of that name
+snapshot before
+wine_run "$setup" /S || fail "the installer ends with $?"
+[ ! -e "$system/telvopkcs11.dll" ] || fail "the adapter is not off by default"
+wine_run "$setup" /S /ADAPTER || fail "the installer ends with $? with the adapter"
+grep -q C_GetFunctionList "$system/telvopkcs11.dll" || fail "the adapter is not there"
+cp "$fake_module" fake.dll
+tool adapter use fake.dll
+settings="$data/TELVO CSP/telvopkcs11-adapter.conf"
+[ -s "$settings" ] || fail "no settings of the adapter"
+# Over an older adapter, which needs no switch.
+cp "$system/telvopkcs11.dll" adapter.dll
+printf 'older' >>"$system/telvopkcs11.dll"
+wine_run "$setup" /S || fail "the installer ends with $? over an adapter"
+cmp -s adapter.dll "$system/telvopkcs11.dll" || fail "an older adapter was not replaced"
+[ -s "$settings" ] || fail "the settings of the adapter are gone"
+uninstall
+snapshot after
+diff before.files after.files || fail "files are left behind with the adapter"
+diff before.registry after.registry || fail "the registry is not as it was before the adapter"
 echo "the installer: installed, used, removed"
