@@ -50,6 +50,9 @@ CK_FLAGS TriesFlags() {
 CK_RV Enter(const char* name, CK_SESSION_HANDLE session) {
   S().calls.emplace_back(name);
   if (S().removal != CKR_OK) return S().removal;
+  if (S().fail) {
+    if (const CK_RV failed = S().fail(name)) return failed;
+  }
   return S().sessions.count(session) != 0 ? CKR_OK : CKR_SESSION_HANDLE_INVALID;
 }
 
@@ -93,7 +96,7 @@ CK_RV GetInfo(CK_INFO_PTR info) {
 
 CK_RV GetSlotList(CK_BBOOL, CK_SLOT_ID_PTR list, CK_ULONG_PTR count) {
   const CK_ULONG room = *count;
-  *count = S().slots.size();
+  *count = S().Told(S().slots.size());
   if (list == nullptr) return CKR_OK;
   if (room < S().slots.size()) return CKR_BUFFER_TOO_SMALL;
   for (const ScriptedSlot& slot : S().slots) *list++ = slot.id;
@@ -122,8 +125,9 @@ CK_RV GetTokenInfo(CK_SLOT_ID id, CK_TOKEN_INFO_PTR info) {
 }
 
 CK_RV GetMechanismList(CK_SLOT_ID, CK_MECHANISM_TYPE_PTR list, CK_ULONG_PTR count) {
-  if (list != nullptr) std::copy(S().mechanisms.begin(), S().mechanisms.end(), list);
-  *count = S().mechanisms.size();
+  const std::size_t given = std::min<std::size_t>(*count, S().mechanisms.size());
+  if (list != nullptr) std::copy_n(S().mechanisms.begin(), given, list);
+  *count = S().Told(S().mechanisms.size());
   return CKR_OK;
 }
 
@@ -229,7 +233,7 @@ CK_RV FindObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE_PTR objects, CK_UL
   const std::size_t given = std::min<std::size_t>(most, found.size());
   std::copy_n(found.begin(), given, objects);
   found.erase(found.begin(), found.begin() + static_cast<std::ptrdiff_t>(given));
-  *count = S().foundLie.value_or(given);
+  *count = S().foundLie.value_or(S().Told(given));
   return CKR_OK;
 }
 
@@ -246,7 +250,7 @@ CK_RV ReadOne(const Attributes& object, CK_ATTRIBUTE& attribute) {
   }
   if (attribute.pValue != nullptr && attribute.ulValueLen < value->second.size()) return CKR_BUFFER_TOO_SMALL;
   if (attribute.pValue != nullptr) std::memcpy(attribute.pValue, value->second.data(), value->second.size());
-  attribute.ulValueLen = S().attributeLie.value_or(value->second.size());
+  attribute.ulValueLen = S().attributeLie.value_or(S().Told(value->second.size()));
   return CKR_OK;
 }
 
@@ -320,7 +324,7 @@ CK_RV FinishUse(const char* name, CK_SESSION_HANDLE session, CK_BYTE_PTR data, C
   const std::string input(reinterpret_cast<char*>(data), length);
   std::string result = S().use ? S().use(S().mechanism, input) : "signed:" + input;
   const CK_ULONG room = *outLength;
-  *outLength = S().lengthLie.value_or(result.size());
+  *outLength = S().lengthLie.value_or(S().Told(result.size()));
   if (room < result.size()) {
     if (!S().keepsOperation) S().working.erase(session);
     return CKR_BUFFER_TOO_SMALL;

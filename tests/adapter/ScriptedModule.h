@@ -57,6 +57,12 @@ struct Script {
   // What a private key makes of the input; by default 'signed:' and the input, up to the length of the modulus.
   std::function<std::string(CK_MECHANISM_TYPE, const std::string&)> use;
 
+  // For a module that answers anything: the result of a call instead of its work, CKR_OK for the work; and a number
+  // that the module tells instead of the true one. What it writes stays inside the caller's buffers.
+  std::function<CK_RV(const char* entry)> fail;
+  std::function<CK_ULONG(CK_ULONG truth)> falsify;
+  CK_ULONG Told(CK_ULONG truth) const { return falsify ? falsify(truth) : truth; }
+
   // State.
   bool loggedIn = false, officer = false;
   std::set<CK_SESSION_HANDLE> sessions;
