@@ -1,6 +1,7 @@
 // The adapter: the entries of the provider's module, in native layout, over an ordinary module.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <vector>
@@ -28,7 +29,12 @@ class Adapter {
   ~Adapter();
   Adapter(const Adapter&) = delete;
   Adapter& operator=(const Adapter&) = delete;
-  static std::unique_ptr<Adapter> Make();  // with the settings of this process
+  static std::unique_ptr<Adapter> Make();  // with the settings of this process, and a watch over idle logins
+
+  // WatchIdle names a function that is called whenever a login is kept which the provider has ended. EndIdleLogins ends
+  // those that were not used for too long, and returns when the next one is due; no value if none is kept.
+  void WatchIdle(std::function<void()> watch) { m_watchIdle = std::move(watch); }
+  std::optional<std::chrono::steady_clock::time_point> EndIdleLogins();
 
   // Stop ends the logins and the module. Only the destructor may follow. The destructor itself calls nothing of the
   // module: at the end of the process the module may be gone.
@@ -173,14 +179,16 @@ class Adapter {
 
   Settings m_settings;
   Clock m_clock;
+  std::function<void()> m_watchIdle = [] {};
   std::unique_ptr<Module> m_module;
   bool m_stopped = false;
   Slots m_slots;
   ObjectTable m_objects;
   std::map<CK_SLOT_ID, std::unique_ptr<Token>> m_tokens;
   pkcs11::HandleTable<Session> m_sessions;
-  CK_SESSION_HANDLE m_entered = 0;     // the session of the last call; 0 when that was one without
-  std::vector<CK_SLOT_ID> m_reported;  // the slots with a token, as C_WaitForSlotEvent told last
+  CK_SESSION_HANDLE m_entered = 0;  // the session of the last call; 0 when that was one without
+  // The slots with a token, as C_WaitForSlotEvent told last; at first as they were when they were first looked at.
+  std::optional<std::vector<CK_SLOT_ID>> m_reported;
 };
 
 }  // namespace adapter

@@ -123,7 +123,26 @@ CK_RV Adapter::C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_
   return tells ? TokenOf(*m_sessions.Find(session)).User().TriesLeft() : result;
 }
 
-CK_RV Adapter::C_Logout(CK_SESSION_HANDLE session) { return TokenOf(Enter(session)).User().LogOut(); }
+CK_RV Adapter::C_Logout(CK_SESSION_HANDLE session) {
+  Login& user = TokenOf(Enter(session)).User();
+  const CK_RV result = user.LogOut();
+  if (user.IdleAt()) m_watchIdle();
+  return result;
+}
+
+std::optional<std::chrono::steady_clock::time_point> Adapter::EndIdleLogins() {
+  std::optional<std::chrono::steady_clock::time_point> next;
+  for (auto& [slot, token] : m_tokens) {
+    try {
+      token->User().EndIfIdle();
+    } catch (const Failure&) {
+      // The token is gone, and the login with it. The next call of the provider is told so.
+    }
+    const auto due = token->User().IdleAt();
+    if (due && (!next || *due < *next)) next = due;
+  }
+  return next;
+}
 
 CK_RV Adapter::C_InitPIN(CK_SESSION_HANDLE session, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) {
   const Session& entered = Enter(session);

@@ -78,6 +78,7 @@ Adapter::~Adapter() {
 void Adapter::LookAtSlots() {
   m_entered = 0;
   m_slots.Refresh();
+  if (!m_reported) m_reported = m_slots.List(true);
   // A session with a token that is not there is over, and so is one with a token that was exchanged.
   for (auto& [slot, token] : m_tokens) {
     const Slot& now = m_slots.Known(slot);
@@ -202,15 +203,15 @@ CK_RV Adapter::C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID_PTR slot, CK_VOID_P
   LookAtSlots();
   const std::vector<CK_SLOT_ID> now = m_slots.List(true);
   std::vector<CK_SLOT_ID> changed;
-  std::set_symmetric_difference(now.begin(), now.end(), m_reported.begin(), m_reported.end(),
-                                std::back_inserter(changed));
+  std::vector<CK_SLOT_ID>& told = *m_reported;
+  std::set_symmetric_difference(now.begin(), now.end(), told.begin(), told.end(), std::back_inserter(changed));
   if (changed.empty()) return CKR_NO_EVENT;
   *slot = changed.front();
-  const auto known = std::lower_bound(m_reported.begin(), m_reported.end(), *slot);
-  if (known != m_reported.end() && *known == *slot) {
-    m_reported.erase(known);
+  const auto known = std::lower_bound(told.begin(), told.end(), *slot);
+  if (known != told.end() && *known == *slot) {
+    told.erase(known);
   } else {
-    m_reported.insert(known, *slot);
+    told.insert(known, *slot);
   }
   return CKR_OK;
 }

@@ -37,7 +37,7 @@ CK_RV Login::LogIn(CK_USER_TYPE user, const CK_BYTE* pin, CK_ULONG length) {
 }
 
 CK_RV Login::LogInUser(const CK_BYTE* pin, CK_ULONG length) {
-  const bool known = m_real && m_accepted && m_accepted->Matches(pin, length) && IsStillReal();
+  const bool known = m_real && m_accepted && m_accepted->Matches(pin, length) && IsStillGood();
   if (known) {
     Enter(pin, length);
     return CKR_OK;
@@ -63,12 +63,14 @@ void Login::Enter(const CK_BYTE* pin, CK_ULONG length) {
   Used();
 }
 
-bool Login::IsStillReal() {
+bool Login::IsConfirmed() {
+  if (!m_real) return false;
   CK_SESSION_INFO info = {};
   Check(m_session.Call<&CK_FUNCTION_LIST::C_GetSessionInfo>(&info));
-  const bool isUser = info.state == CKS_RW_USER_FUNCTIONS || info.state == CKS_RO_USER_FUNCTIONS;
-  return isUser && (TokenFlags() & CKF_USER_PIN_LOCKED) == 0;
+  return info.state == CKS_RW_USER_FUNCTIONS || info.state == CKS_RO_USER_FUNCTIONS;
 }
+
+bool Login::IsStillGood() { return IsConfirmed() && (TokenFlags() & CKF_USER_PIN_LOCKED) == 0; }
 
 CK_RV Login::CallLogin(CK_USER_TYPE user, const CK_BYTE* pin, CK_ULONG length) {
   return m_session.Call<&CK_FUNCTION_LIST::C_Login>(user, Text(pin), length);

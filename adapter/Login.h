@@ -42,6 +42,8 @@ class Login {
   // What the module has: whether the user is logged in there, and a number that changes with each real login and
   // logout, because handles of private objects may die then.
   bool IsReal() const { return m_real; }
+  // IsConfirmed asks the module whether it still is so: it then shows private objects, too.
+  bool IsConfirmed();
   unsigned Life() const { return m_life; }
 
   // The PIN of the login that the provider has open, for keys that want it before each use. Empty without one.
@@ -59,7 +61,7 @@ class Login {
   std::optional<std::chrono::steady_clock::time_point> IdleAt() const;
 
  private:
-  bool IsStillReal();
+  bool IsStillGood();
   CK_RV LogInUser(const CK_BYTE* pin, CK_ULONG length);
   CK_RV LogInReally(CK_USER_TYPE user, const CK_BYTE* pin, CK_ULONG length);
   CK_RV CallLogin(CK_USER_TYPE user, const CK_BYTE* pin, CK_ULONG length);

@@ -1,6 +1,7 @@
 #include "pkcs11/NativeTable.h"
 
 #include "adapter/Adapter.h"
+#include "adapter/IdleWatch.h"
 #include "pkcs11/FunctionTable.h"
 
 namespace adapter {
@@ -8,7 +9,9 @@ namespace adapter {
 std::unique_ptr<Adapter> Adapter::Make() {
   Settings settings = LoadSettings();
   auto module = std::make_unique<Module>(settings);
-  return std::make_unique<Adapter>(std::move(module), std::move(settings), std::chrono::steady_clock::now);
+  auto made = std::make_unique<Adapter>(std::move(module), std::move(settings), std::chrono::steady_clock::now);
+  made->WatchIdle(StartIdleWatch);
+  return made;
 }
 
 }  // namespace adapter

@@ -42,6 +42,9 @@ void* FindSymbol(const Library& library, const char* name);
 // The file that Load would load for a name without folders, if it can be told beforehand; else the name itself.
 std::string FindLibrary(const std::string& name);
 
+// StayLoaded keeps the library that contains this code loaded until the process ends.
+void StayLoaded();
+
 // The number of the present thread, as debuggers show it.
 std::uint64_t ThreadNumber();
 

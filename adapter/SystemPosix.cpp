@@ -45,6 +45,12 @@ void* FindSymbol(const Library& library, const char* name) { return ::dlsym(libr
 
 std::string FindLibrary(const std::string& name) { return name; }
 
+void StayLoaded() {
+  Dl_info info = {};
+  if (::dladdr(reinterpret_cast<const void*>(&StayLoaded), &info) == 0 || info.dli_fname == nullptr) return;
+  ::dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
+}
+
 std::uint64_t ThreadNumber() { return static_cast<std::uint64_t>(::syscall(SYS_gettid)); }
 
 std::string LocalTime() {

@@ -129,6 +129,12 @@ std::string FindLibrary(const std::string& name) {
   return Narrow(path.substr(0, length));
 }
 
+void StayLoaded() {
+  HMODULE module = nullptr;
+  GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                     reinterpret_cast<LPCWSTR>(&StayLoaded), &module);
+}
+
 std::uint64_t ThreadNumber() { return GetCurrentThreadId(); }
 
 std::string LocalTime() {

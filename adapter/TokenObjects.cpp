@@ -8,6 +8,7 @@
 namespace adapter {
 
 using pkcs11::Failure;
+using pkcs11::Require;
 using pkcs11::Secret;
 
 namespace {
@@ -21,7 +22,8 @@ bool HasSame(const Values& a, const Values& b, CK_ATTRIBUTE_TYPE type) { return 
 
 void TokenObjects::Refresh() {
   std::vector<Listed> listed = List();
-  if (m_login.IsReal()) {
+  m_seesAll = m_login.IsConfirmed();
+  if (m_seesAll) {
     m_privateIds.emplace();
     for (const Listed& object : listed) {
       if (object.Class() == CKO_PRIVATE_KEY) m_privateIds->insert(object.Id());
@@ -110,7 +112,7 @@ CK_OBJECT_HANDLE TokenObjects::FindSame(const Listed& item, const std::set<CK_OB
 void TokenObjects::DropMissing(const std::set<CK_OBJECT_HANDLE>& listed) {
   std::vector<CK_OBJECT_HANDLE> missing;
   for (const auto& [handle, object] : m_table) {
-    const bool asleep = !m_login.IsReal() && object.NeedsLogin() && object.lower;
+    const bool asleep = !m_seesAll && object.NeedsLogin() && object.lower;
     const bool mine = object.slot == m_slot && object.IsOnToken();
     if (mine && !asleep && listed.count(handle) == 0) missing.push_back(handle);
   }
@@ -123,8 +125,10 @@ CK_OBJECT_HANDLE TokenObjects::Lower(Object& object) {
     object.lower = Search(object);
     object.life = m_login.Life();
   }
-  if (!object.lower) throw Failure{object.IsPrivateKey() ? CKR_KEY_HANDLE_INVALID : CKR_OBJECT_HANDLE_INVALID};
-  return *object.lower;
+  if (object.lower) return *object.lower;
+  // The module may have lost the login. Then it hides what is there.
+  Require(!object.NeedsLogin() || m_login.IsConfirmed(), CKR_USER_NOT_LOGGED_IN);
+  throw Failure{object.IsPrivateKey() ? CKR_KEY_HANDLE_INVALID : CKR_OBJECT_HANDLE_INVALID};
 }
 
 // The module's object with the class and identifier of ours; of several, the one with our label. Without an identifier,

@@ -20,8 +20,7 @@ namespace adapter {
 // token.
 class TokenObjects {
  public:
-  TokenObjects(CK_SLOT_ID slot, ObjectTable& table, LowerSession& session, const Login& login,
-               std::string defaultCertificate)
+  TokenObjects(CK_SLOT_ID slot, ObjectTable& table, LowerSession& session, Login& login, std::string defaultCertificate)
       : m_slot(slot),
         m_table(table),
         m_session(session),
@@ -31,8 +30,9 @@ class TokenObjects {
   // Refresh lists the module's objects anew. Throws Failure.
   void Refresh();
 
-  // Lower returns the module's handle of an object of the token. Throws Failure{CKR_KEY_HANDLE_INVALID} for a private
-  // key that the token does not have, and CKR_OBJECT_HANDLE_INVALID for another object.
+  // Lower returns the module's handle of an object of the token. Throws Failure: CKR_USER_NOT_LOGGED_IN when the module
+  // has lost the login that the object needs, else CKR_KEY_HANDLE_INVALID for a private key that the token does not
+  // have, and CKR_OBJECT_HANDLE_INVALID for another object.
   CK_OBJECT_HANDLE Lower(Object& object);
 
   // Adopt makes the object for what the module has just made, and returns the provider's handle. Values that the module
@@ -58,8 +58,9 @@ class TokenObjects {
   const CK_SLOT_ID m_slot;
   ObjectTable& m_table;
   LowerSession& m_session;
-  const Login& m_login;
+  Login& m_login;
   const std::string m_defaultCertificate;
+  bool m_seesAll = false;                                // the last list has all private objects
   std::optional<std::set<pkcs11::Secret>> m_privateIds;  // known since a login
 };
 
