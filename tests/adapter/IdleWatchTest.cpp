@@ -3,9 +3,9 @@
 #include <thread>
 
 #include "ScriptedModule.h"
-#include "TempFolder.h"
 #include "Variable.h"
 #include "pkcs11/NativeTable.h"
+#include "platform/TempFolder.h"
 
 namespace adapter::testing {
 namespace {

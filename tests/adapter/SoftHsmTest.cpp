@@ -8,10 +8,10 @@
 
 #include "Bytes.h"
 #include "Certificates.h"
-#include "TempFolder.h"
 #include "Variable.h"
 #include "adapter/software/RsaPublic.h"
 #include "pkcs11/NativeTable.h"
+#include "platform/TempFolder.h"
 #include "softtoken/ProviderTemplates.h"
 
 namespace adapter::testing {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "PrivateMember.h"
+#include "fixtures/PrivateMember.h"
 #include "pkcs11/HandleTable.h"
 
 using pkcs11::HandleTable;

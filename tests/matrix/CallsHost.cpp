@@ -3,8 +3,8 @@
 
 #include "Calls.h"
 #include "Flow.h"
-#include "TestRegistry.h"
 #include "entry/ProviderInterface.h"
+#include "platform/TestRegistry.h"
 
 // On Windows it is ProviderRegistration.cpp's.
 std::string Environment(const char* name) {
