@@ -115,6 +115,16 @@ void Login::Lost() {
   m_pin = {};
 }
 
+bool Login::Renew() {
+  if (!IsUser()) return false;
+  const pkcs11::Secret pin = m_pin;
+  Lost();
+  if (LogInReally(CKU_USER, pin.data(), static_cast<CK_ULONG>(pin.size())) != CKR_OK) return false;
+  Accept(pin.data(), static_cast<CK_ULONG>(pin.size()));
+  Enter(pin.data(), static_cast<CK_ULONG>(pin.size()));
+  return true;
+}
+
 void Login::Forget() {
   Lost();
   m_triesLeft = 0;

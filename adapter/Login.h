@@ -54,6 +54,8 @@ class Login {
   void Used() { m_lastUse = m_clock(); }
   void Lost();
   void Forget();
+  // Renew logs in anew when the module has lost a login that the provider has open. Returns whether that worked.
+  bool Renew();
 
   // EndIfIdle ends a kept login that was not used for its life. IdleAt is when that will be; no value without a kept
   // login.

@@ -113,18 +113,24 @@ Secret Token::Decrypt(Object& key, CK_MECHANISM mechanism, const Secret& data) {
   return result;
 }
 
+// The module may have lost the login, with a card that was put back for example. The provider has just shown the PIN.
 template <auto Init, auto Finish>
 Secret Token::Use(Object& key, CK_MECHANISM mechanism, const Secret& data) {
   Require(m_login.IsUser(), CKR_USER_NOT_LOGGED_IN);
   m_login.Used();
   try {
-    Check(BeginUse<Init>(key, mechanism));
-    Authenticate(key);
-    return m_session.Finish<Finish>(data, ModulusSize(key.values));
+    return UseOnce<Init, Finish>(key, mechanism, data);
   } catch (const Failure& failure) {
-    if (failure.code == CKR_USER_NOT_LOGGED_IN) m_login.Lost();
-    throw;
+    if (failure.code != CKR_USER_NOT_LOGGED_IN || !m_login.Renew()) throw;
   }
+  return UseOnce<Init, Finish>(key, mechanism, data);
+}
+
+template <auto Init, auto Finish>
+Secret Token::UseOnce(Object& key, CK_MECHANISM mechanism, const Secret& data) {
+  Check(BeginUse<Init>(key, mechanism));
+  Authenticate(key);
+  return m_session.Finish<Finish>(data, ModulusSize(key.values));
 }
 
 // The handle may have died, with another process for example. Then the key is looked for once more.

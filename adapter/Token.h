@@ -47,6 +47,8 @@ class Token {
  private:
   template <auto Init, auto Finish>
   pkcs11::Secret Use(Object& key, CK_MECHANISM mechanism, const pkcs11::Secret& data);
+  template <auto Init, auto Finish>
+  pkcs11::Secret UseOnce(Object& key, CK_MECHANISM mechanism, const pkcs11::Secret& data);
   template <auto Init>
   CK_RV BeginUse(Object& key, CK_MECHANISM& mechanism);
   void Authenticate(const Object& key);

@@ -157,14 +157,26 @@ TEST_F(LoginStateTest, IsMadeAnewWhenAnotherProgramLockedThePin) {
 }
 
 // ykcs11 after a card was pulled and put back.
-TEST_F(LoginStateTest, EndsWhenTheModuleSaysThatNobodyIsLoggedIn) {
+TEST_F(LoginStateTest, IsRenewedWhenTheModuleSaysThatNobodyIsLoggedIn) {
   AddPublicKey("1");
   AddPrivateKey("1");
   Begin();
   ASSERT_EQ(CKR_OK, Login(session));
   module.loggedIn = false;
+  EXPECT_EQ(CKR_OK, SignOnce());
+  EXPECT_EQ(2, module.Count("C_Login"));
+}
+
+TEST_F(LoginStateTest, EndsWhenItCannotBeRenewed) {
+  AddPublicKey("1");
+  AddPrivateKey("1");
+  Begin();
+  ASSERT_EQ(CKR_OK, Login(session));
+  module.loggedIn = false;
+  module.pin = "777777";
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, SignOnce());
-  EXPECT_EQ(CKR_OK, Login(session));
+  EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, Logout(session));
+  EXPECT_EQ(CKR_OK, Login(session, "777777"));
   EXPECT_EQ(CKR_OK, SignOnce());
 }
 
