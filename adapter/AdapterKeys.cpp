@@ -12,7 +12,6 @@ using pkcs11::AsksFor;
 using pkcs11::Check;
 using pkcs11::CheckMechanism;
 using pkcs11::CheckTemplate;
-using pkcs11::Failure;
 using pkcs11::Making;
 using pkcs11::Require;
 using pkcs11::Secret;

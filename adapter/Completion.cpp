@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "adapter/Certificate.h"
+#include "pkcs11/ObjectClasses.h"
 
 namespace adapter {
 
@@ -11,16 +12,7 @@ using pkcs11::Secret;
 
 namespace {
 
-enum : unsigned {
-  kData = 1,
-  kCertificate = 2,
-  kPublic = 4,
-  kPrivate = 8,
-  kSecret = 16,
-  kHidden = kPrivate | kSecret,
-  kKeys = kPublic | kHidden,
-  kAll = kData | kCertificate | kKeys,
-};
+using namespace pkcs11::classes;
 
 // What a missing boolean is.
 enum class Otherwise { No, Yes, IfSigns, IfDecrypts };
@@ -56,23 +48,6 @@ constexpr Flag kFlags[] = {
     {CKA_LOCAL, kKeys, Otherwise::No},
     {CKA_DERIVE, kKeys, Otherwise::No},
 };
-
-unsigned BitOf(CK_OBJECT_CLASS objectClass) {
-  switch (objectClass) {
-    case CKO_DATA:
-      return kData;
-    case CKO_CERTIFICATE:
-      return kCertificate;
-    case CKO_PUBLIC_KEY:
-      return kPublic;
-    case CKO_PRIVATE_KEY:
-      return kPrivate;
-    case CKO_SECRET_KEY:
-      return kSecret;
-    default:
-      return 0;
-  }
-}
 
 // What certificate and public key say of the key with one identifier.
 struct KeyFacts {

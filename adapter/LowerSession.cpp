@@ -7,7 +7,6 @@ namespace adapter {
 
 using pkcs11::Check;
 using pkcs11::Failure;
-using pkcs11::Require;
 using pkcs11::Secret;
 
 namespace {
@@ -103,6 +102,7 @@ Values LowerSession::Read(CK_OBJECT_HANDLE object, const std::vector<CK_ATTRIBUT
 std::vector<CK_ATTRIBUTE> LowerSession::AskLengths(CK_OBJECT_HANDLE object,
                                                    const std::vector<CK_ATTRIBUTE_TYPE>& types) {
   std::vector<CK_ATTRIBUTE> attributes;
+  attributes.reserve(types.size());
   for (const CK_ATTRIBUTE_TYPE type : types) attributes.push_back({type, nullptr, CK_UNAVAILABLE_INFORMATION});
   const CK_RV result =
       Call<&CK_FUNCTION_LIST::C_GetAttributeValue>(object, attributes.data(), static_cast<CK_ULONG>(attributes.size()));

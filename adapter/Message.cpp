@@ -12,7 +12,7 @@ struct Prefix {
   std::size_t length;
 };
 
-struct Row {
+struct MessageRow {
   CK_MECHANISM_TYPE mechanism, digest, bare;
   Prefix prefix;
 };
@@ -30,7 +30,7 @@ constexpr Prefix Sha2(CK_BYTE name, CK_BYTE length) {
           19};
 }
 
-constexpr Row kRows[] = {
+constexpr MessageRow kMessageRows[] = {
     {CKM_MD5_RSA_PKCS, CKM_MD5, CKM_RSA_PKCS, kMd5},
     {CKM_SHA1_RSA_PKCS, CKM_SHA_1, CKM_RSA_PKCS, kSha1},
     {CKM_SHA224_RSA_PKCS, CKM_SHA224, CKM_RSA_PKCS, Sha2(4, 28)},
@@ -47,9 +47,10 @@ constexpr Row kRows[] = {
 }  // namespace
 
 Message::Message(CK_MECHANISM_TYPE mechanism) : m_bare(mechanism) {
-  const Row* const row = std::find_if(std::begin(kRows), std::end(kRows),
-                                      [&](const Row& candidate) { return candidate.mechanism == mechanism; });
-  if (row == std::end(kRows)) return;
+  const MessageRow* const row =
+      std::find_if(std::begin(kMessageRows), std::end(kMessageRows),
+                   [&](const MessageRow& candidate) { return candidate.mechanism == mechanism; });
+  if (row == std::end(kMessageRows)) return;
   m_bare = row->bare;
   m_bytes.assign(row->prefix.bytes.begin(), row->prefix.bytes.begin() + row->prefix.length);
   m_digest = std::make_unique<software::Digest>(row->digest);

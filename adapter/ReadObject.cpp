@@ -2,26 +2,19 @@
 
 #include <algorithm>
 
+#include "pkcs11/ObjectClasses.h"
+
 namespace adapter {
 namespace {
 
-// Classes of objects, as bits.
-enum : unsigned {
-  kData = 1,
-  kCertificate = 2,
-  kPublic = 4,
-  kPrivate = 8,
-  kSecret = 16,
-  kKeys = kPublic | kPrivate | kSecret,
-  kAll = kData | kCertificate | kKeys,
-};
+using namespace pkcs11::classes;
 
-struct Row {
+struct ReadRow {
   CK_ATTRIBUTE_TYPE type;
   unsigned classes;
 };
 
-constexpr Row kRows[] = {
+constexpr ReadRow kReadRows[] = {
     {CKA_TOKEN, kAll},
     {CKA_PRIVATE, kAll},
     {CKA_MODIFIABLE, kAll},
@@ -58,26 +51,9 @@ constexpr Row kRows[] = {
     {CKA_VALUE_LEN, kSecret},
 };
 
-unsigned BitOf(CK_OBJECT_CLASS objectClass) {
-  switch (objectClass) {
-    case CKO_DATA:
-      return kData;
-    case CKO_CERTIFICATE:
-      return kCertificate;
-    case CKO_PUBLIC_KEY:
-      return kPublic;
-    case CKO_PRIVATE_KEY:
-      return kPrivate;
-    case CKO_SECRET_KEY:
-      return kSecret;
-    default:
-      return 0;
-  }
-}
-
 std::vector<CK_ATTRIBUTE_TYPE> TypesOf(CK_OBJECT_CLASS objectClass) {
   std::vector<CK_ATTRIBUTE_TYPE> types;
-  for (const Row& row : kRows) {
+  for (const ReadRow& row : kReadRows) {
     if ((row.classes & BitOf(objectClass)) != 0) types.push_back(row.type);
   }
   return types;
@@ -86,7 +62,7 @@ std::vector<CK_ATTRIBUTE_TYPE> TypesOf(CK_OBJECT_CLASS objectClass) {
 }  // namespace
 
 bool IsRead(CK_OBJECT_CLASS objectClass, CK_ATTRIBUTE_TYPE type) {
-  return type == CKA_CLASS || std::any_of(std::begin(kRows), std::end(kRows), [&](const Row& row) {
+  return type == CKA_CLASS || std::any_of(std::begin(kReadRows), std::end(kReadRows), [&](const ReadRow& row) {
            return row.type == type && (row.classes & BitOf(objectClass)) != 0;
          });
 }

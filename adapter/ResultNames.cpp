@@ -6,14 +6,14 @@
 namespace adapter {
 namespace {
 
-struct Row {
+struct ResultRow {
   CK_RV result;
   const char* name;
 };
 
 #define NAME(result) \
   { result, #result }
-constexpr Row kRows[] = {
+constexpr ResultRow kResultRows[] = {
     NAME(CKR_OK),
     NAME(CKR_CANCEL),
     NAME(CKR_HOST_MEMORY),
@@ -114,11 +114,11 @@ constexpr Row kRows[] = {
 }  // namespace
 
 std::string ResultName(CK_RV result) {
-  const auto* const row = std::find_if(std::begin(kRows), std::end(kRows),
-                                       [&](const Row& candidate) { return candidate.result == result; });
-  if (row != std::end(kRows)) return row->name;
+  const auto* const row = std::find_if(std::begin(kResultRows), std::end(kResultRows),
+                                       [&](const ResultRow& candidate) { return candidate.result == result; });
+  if (row != std::end(kResultRows)) return row->name;
   char number[32] = {};
-  std::snprintf(number, sizeof number, "0x%08lX", static_cast<unsigned long>(result));
+  static_cast<void>(std::snprintf(number, sizeof number, "0x%08lX", static_cast<unsigned long>(result)));
   return number;
 }
 

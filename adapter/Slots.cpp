@@ -34,7 +34,7 @@ std::string PlainText(const CK_UTF8CHAR* field, std::size_t size) {
 }
 
 std::string SerialOf(const CK_TOKEN_INFO& token) {
-  const std::string serial = PlainText(token.serialNumber, sizeof token.serialNumber);
+  std::string serial = PlainText(token.serialNumber, sizeof token.serialNumber);
   if (serial.find_first_not_of("0 ") != std::string::npos) return serial;
   software::Digest digest(CKM_SHA256);
   digest.Update(token.manufacturerID, sizeof token.manufacturerID);

@@ -61,7 +61,8 @@ std::string LocalTime() {
   ::localtime_r(&seconds, &local);
   char text[64] = {};
   const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
-  std::snprintf(text + length, sizeof text - length, ".%03d", static_cast<int>(sinceEpoch.count() % 1000));
+  static_cast<void>(
+      std::snprintf(text + length, sizeof text - length, ".%03d", static_cast<int>(sinceEpoch.count() % 1000)));
   return text;
 }
 

@@ -141,8 +141,8 @@ std::string LocalTime() {
   SYSTEMTIME time = {};
   GetLocalTime(&time);
   char text[64] = {};
-  std::snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u:%02u.%03u", time.wYear, time.wMonth, time.wDay, time.wHour,
-                time.wMinute, time.wSecond, time.wMilliseconds);
+  static_cast<void>(std::snprintf(text, sizeof text, "%04u-%02u-%02u %02u:%02u:%02u.%03u", time.wYear, time.wMonth,
+                                  time.wDay, time.wHour, time.wMinute, time.wSecond, time.wMilliseconds));
   return text;
 }
 

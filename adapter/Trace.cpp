@@ -23,7 +23,7 @@ bool Contains(const std::array<std::string_view, count>& names, const std::strin
 
 std::string Hexadecimal(CK_ULONG number) {
   char text[32] = {};
-  std::snprintf(text, sizeof text, "0x%lX", static_cast<unsigned long>(number));
+  static_cast<void>(std::snprintf(text, sizeof text, "0x%lX", static_cast<unsigned long>(number)));
   return text;
 }
 
@@ -33,7 +33,7 @@ std::string TracedArguments::NextName() {
   constexpr char kBetween[] = "(, )";
   m_names += std::strspn(m_names, kBetween);
   const std::size_t length = std::strcspn(m_names, kBetween);
-  const std::string name(m_names, length);
+  std::string name(m_names, length);
   m_names += length;
   return name;
 }
@@ -90,7 +90,7 @@ void Trace::Note(const std::string& text) noexcept {
 
 void Trace::WriteCall(const char* name, double milliseconds, CK_RV result, const std::string& arguments) {
   char time[64] = {};
-  std::snprintf(time, sizeof time, " %.3f ms ", milliseconds);
+  static_cast<void>(std::snprintf(time, sizeof time, " %.3f ms ", milliseconds));
   WriteLine(name + (time + ResultName(result)) + arguments);
 }
 
@@ -99,8 +99,8 @@ void Trace::WriteLine(const std::string& text) {
       system::LocalTime() + " thread " + std::to_string(system::ThreadNumber()) + ' ' + text + '\n';
   const std::lock_guard<std::mutex> lock(m_mutex);
   if (!m_file) return;
-  std::fwrite(line.data(), 1, line.size(), m_file.get());
-  std::fflush(m_file.get());
+  static_cast<void>(std::fwrite(line.data(), 1, line.size(), m_file.get()));
+  static_cast<void>(std::fflush(m_file.get()));
 }
 
 }  // namespace adapter

@@ -26,6 +26,7 @@ struct CK_SESSION_HANDLE;
 struct CK_OBJECT_HANDLE;
 using CK_SESSION_HANDLE_PTR = CK_SESSION_HANDLE*;
 using CK_OBJECT_HANDLE_PTR = CK_OBJECT_HANDLE*;
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the parameters of a type cannot stand in parentheses.
 #define ENTRY(name, parameters, arguments) using name = CK_RV parameters;
 #include "cryptoki/CryptokiEntries.inc"
 }  // namespace marked

@@ -4,22 +4,12 @@
 #include <cstring>
 
 #include "pkcs11/Failure.h"
+#include "pkcs11/ObjectClasses.h"
 
 namespace pkcs11 {
 namespace {
 
-// Classes of objects, as bits.
-enum : unsigned {
-  kNowhere = 0,
-  kData = 1,
-  kCertificate = 2,
-  kPublic = 4,
-  kPrivate = 8,
-  kSecret = 16,
-  kKeys = kPublic | kPrivate | kSecret,
-  kHidden = kPrivate | kSecret,
-  kAll = kData | kCertificate | kKeys,
-};
+using namespace pkcs11::classes;
 
 // Ways of making an object, as bits.
 enum : unsigned {
@@ -96,23 +86,6 @@ constexpr Place kPlaces[] = {
     {CKA_DEFAULT_CERT, kNowhere, kAnyhow},
 };
 
-unsigned BitOf(CK_OBJECT_CLASS objectClass) {
-  switch (objectClass) {
-    case CKO_DATA:
-      return kData;
-    case CKO_CERTIFICATE:
-      return kCertificate;
-    case CKO_PUBLIC_KEY:
-      return kPublic;
-    case CKO_PRIVATE_KEY:
-      return kPrivate;
-    case CKO_SECRET_KEY:
-      return kSecret;
-    default:
-      return kAll;  // SoftHSM refuses the class itself
-  }
-}
-
 unsigned BitOf(Making making) {
   switch (making) {
     case Making::Created:
@@ -162,13 +135,15 @@ bool AsksFor(const CK_ATTRIBUTE* attributes, CK_ULONG count, CK_ATTRIBUTE_TYPE t
 
 std::vector<CK_ATTRIBUTE> TemplateFor(Making making, CK_OBJECT_CLASS objectClass, const CK_ATTRIBUTE* attributes,
                                       CK_ULONG count) {
+  const unsigned bit = BitOf(objectClass);
+  const unsigned classes = bit != kNowhere ? bit : kAll;  // the module refuses another class itself
   std::vector<CK_ATTRIBUTE> filtered;
   filtered.reserve(count + 1);
   for (CK_ULONG i = 0; i < count; ++i) {
     const Place* const place = std::find_if(std::begin(kPlaces), std::end(kPlaces),
                                             [&](const Place& row) { return row.type == attributes[i].type; });
-    const bool taken = place == std::end(kPlaces) ||
-                       ((place->classes & BitOf(objectClass)) != 0 && (place->makings & BitOf(making)) != 0);
+    const bool taken =
+        place == std::end(kPlaces) || ((place->classes & classes) != 0 && (place->makings & BitOf(making)) != 0);
     if (taken) filtered.push_back(attributes[i]);
   }
   if (objectClass == CKO_CERTIFICATE && Find(attributes, count, CKA_CERTIFICATE_TYPE) == nullptr) {

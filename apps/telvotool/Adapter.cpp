@@ -40,7 +40,7 @@ std::string Absolute(const std::string& path) {
 // The complete path of the module. It may be given by its name alone when Windows finds it.
 std::string ModulePath(const std::string& given) {
   const std::string found = FindLibrary(given);
-  const std::string path = Absolute(found.empty() ? given : found);
+  std::string path = Absolute(found.empty() ? given : found);
   if (!std::filesystem::exists(std::filesystem::path(Wide(path)))) {
     throw Failure(path + " is not there", kNotThere, "give the complete path of the module");
   }

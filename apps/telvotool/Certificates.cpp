@@ -77,14 +77,14 @@ std::string SubjectOf(PCCERT_CONTEXT certificate) {
   const DWORD length = CertNameToStrW(X509_ASN_ENCODING, name, CERT_X500_NAME_STR, nullptr, 0);
   std::wstring text(length, L'\0');
   CertNameToStrW(X509_ASN_ENCODING, name, CERT_X500_NAME_STR, text.data(), length);
-  return Narrow(text.c_str());
+  return Narrow(text.substr(0, text.find(L'\0')));
 }
 
 std::string LastDayOf(PCCERT_CONTEXT certificate) {
   SYSTEMTIME time = {};
   FileTimeToSystemTime(&certificate->pCertInfo->NotAfter, &time);
   char text[24];
-  std::snprintf(text, sizeof(text), "%04d-%02d-%02d", time.wYear, time.wMonth, time.wDay);
+  static_cast<void>(std::snprintf(text, sizeof(text), "%04d-%02d-%02d", time.wYear, time.wMonth, time.wDay));
   return text;
 }
 
@@ -96,7 +96,7 @@ std::string ThumbprintOf(PCCERT_CONTEXT certificate) {
   std::string text;
   for (const BYTE byte : hash) {
     char digits[3];
-    std::snprintf(digits, sizeof(digits), "%02X", byte);
+    static_cast<void>(std::snprintf(digits, sizeof(digits), "%02X", byte));
     text += digits;
   }
   return text;

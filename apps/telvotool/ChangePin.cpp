@@ -2,6 +2,7 @@
 #include "telvotool/ChangePin.h"
 
 #include <cstdio>
+#include <cstring>
 
 #include "cryptoki/CCryptoWrapper.h"
 #include "telvotool/Cards.h"
@@ -14,7 +15,7 @@ namespace {
 
 PinChange ChangePinIn(const std::string& reader) {
   for (Slot& slot : CCryptoWrapper::GetCryptoki()->GetActiveSlots()) {
-    if (reader != slot.GetSlotDescription().c_str()) continue;
+    if (std::strcmp(reader.c_str(), slot.GetSlotDescription().c_str()) != 0) continue;
     Token& token = slot.GetToken();
     const TokenInfo info = token.GetTokenInfo();
     Session session = token.OpenSession(CKF_RW_SESSION | CKF_SERIAL_SESSION, nullptr, nullptr);
@@ -32,7 +33,7 @@ int ChangePin(const Options& options) {
   std::printf(
       "note: the login dialog takes at most 8 characters; a longer PIN can be set here, "
       "but only be given by --pin-file or --pin-stdin\n");
-  std::fflush(stdout);  // before the dialog
+  static_cast<void>(std::fflush(stdout));  // before the dialog
   switch (ChangePinIn(reader)) {
     case PinChange::kChanged:
       std::printf("changed: the PIN of the card in %s\n", reader.c_str());

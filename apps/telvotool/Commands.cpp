@@ -172,14 +172,16 @@ void PrintHelp(const Command& command) {
 }
 
 int WrongUsage(const std::string& command, const std::string& what) {
-  std::fprintf(stderr, "telvotool%s: %s\n  see: telvotool%s --help\n", command.c_str(), what.c_str(), command.c_str());
+  static_cast<void>(std::fprintf(stderr, "telvotool%s: %s\n  see: telvotool%s --help\n", command.c_str(), what.c_str(),
+                                 command.c_str()));
   return kUsage;
 }
 
 int Failed(const Command& command, const Failure& failure) {
   const std::string code = failure.Code() == 0 ? "" : ": " + CodeText(failure.Code());
-  std::fprintf(stderr, "telvotool %s: %s%s\n", command.name, failure.what(), code.c_str());
-  if (!failure.Advice().empty()) std::fprintf(stderr, "  what to do: %s\n", failure.Advice().c_str());
+  static_cast<void>(std::fprintf(stderr, "telvotool %s: %s%s\n", command.name, failure.what(), code.c_str()));
+  if (!failure.Advice().empty())
+    static_cast<void>(std::fprintf(stderr, "  what to do: %s\n", failure.Advice().c_str()));
   return failure.Exit();
 }
 

@@ -50,8 +50,9 @@ class Unfinished {
     if (m_complete) return;
     try {
       RemoveContainer(m_target, m_pin);
-    } catch (const Failure& failure) {
-      std::fprintf(stderr, "telvotool enrol: what was begun stays on the card: %s\n", failure.what());
+    } catch (const std::exception& failure) {
+      static_cast<void>(
+          std::fprintf(stderr, "telvotool enrol: what was begun stays on the card: %s\n", failure.what()));
     }
   }
   Unfinished(const Unfinished&) = delete;

@@ -79,7 +79,7 @@ const ErrorRow* FindError(DWORD code) {
 
 std::string Hex(DWORD code) {
   char text[16];
-  std::snprintf(text, sizeof(text), "0x%08lX", static_cast<unsigned long>(code));
+  static_cast<void>(std::snprintf(text, sizeof(text), "0x%08lX", static_cast<unsigned long>(code)));
   return text;
 }
 

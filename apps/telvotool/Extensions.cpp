@@ -34,6 +34,7 @@ Bytes EncodeKeyUsage() {
 
 Bytes EncodePurposes(const std::vector<std::string>& purposes) {
   std::vector<char*> oids;
+  oids.reserve(purposes.size());
   for (const std::string& purpose : purposes) oids.push_back(const_cast<char*>(purpose.c_str()));
   const CERT_ENHKEY_USAGE usage = {static_cast<DWORD>(oids.size()), oids.data()};
   return Encode(X509_ENHANCED_KEY_USAGE, &usage, kCannotEncode);

@@ -25,7 +25,7 @@ std::string MachineName(WORD machine) {
   if (machine == IMAGE_FILE_MACHINE_AMD64) return "x86-64";
   if (machine == IMAGE_FILE_MACHINE_I386) return "x86";
   char text[8];
-  std::snprintf(text, sizeof(text), "0x%04X", machine);
+  static_cast<void>(std::snprintf(text, sizeof(text), "0x%04X", machine));
   return text;
 }
 

@@ -27,8 +27,9 @@ void PrintContainer(const std::string& reader, const std::string& name) {
 }
 
 void Confirm(const std::string& name) {
-  std::fprintf(stderr, "The key of \"%s\" will be gone for good. Type the name to delete it: ", name.c_str());
-  std::fflush(stderr);
+  static_cast<void>(
+      std::fprintf(stderr, "The key of \"%s\" will be gone for good. Type the name to delete it: ", name.c_str()));
+  static_cast<void>(std::fflush(stderr));
   std::string answer;
   std::getline(std::cin, answer);
   if (!answer.empty() && answer.back() == '\r') answer.pop_back();

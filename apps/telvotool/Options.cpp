@@ -70,7 +70,9 @@ Options::Options(const std::vector<std::string>& arguments, const std::vector<st
     } else if (equals != std::string::npos) {
       value = argument->substr(equals + 1);
     } else {
-      if (++argument == arguments.end()) throw UsageError(name + " needs a value: " + name + " " + option->value);
+      if (++argument == arguments.end()) {
+        throw UsageError(std::string(name).append(" needs a value: ").append(name).append(" ").append(option->value));
+      }
       value = *argument;
     }
     if (!m_values.emplace(name, value).second) throw UsageError(name + " is given twice");

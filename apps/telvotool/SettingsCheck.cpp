@@ -37,7 +37,7 @@ std::string EffectOf(const Setting& setting, const StoredSetting& stored) {
 
 bool IsNumber(const char* text) {
   char* end = nullptr;
-  std::strtol(text, &end, 10);
+  static_cast<void>(std::strtol(text, &end, 10));
   return end != text;
 }
 

@@ -157,7 +157,7 @@ std::string TrustOf(PCCERT_CONTEXT certificate) {
   if ((status & CERT_TRUST_IS_UNTRUSTED_ROOT) != 0) return "no: its root is not among those of this computer";
   if ((status & CERT_TRUST_IS_PARTIAL_CHAIN) != 0) return "no: its issuer is not known to this computer";
   char text[40];
-  std::snprintf(text, sizeof(text), "no: chain status 0x%08lX", static_cast<unsigned long>(status));
+  static_cast<void>(std::snprintf(text, sizeof(text), "no: chain status 0x%08lX", static_cast<unsigned long>(status)));
   return text;
 }
 

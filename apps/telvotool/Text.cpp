@@ -26,7 +26,7 @@ bool SameButCase(const std::string& left, const std::string& right) {
 }
 
 std::string WithoutTrailingSpaces(const std::string& text) {
-  const std::string shown = text.c_str();
+  const std::string shown = text.substr(0, text.find('\0'));
   return shown.substr(0, shown.find_last_not_of(' ') + 1);
 }
 

@@ -8,17 +8,17 @@ namespace {
 
 using software::Digest;
 
-struct Vector {
+struct DigestVector {
   const char* name;
   CK_MECHANISM_TYPE mechanism;
   const char* abc;      // the digest of "abc"
   const char* nothing;  // the digest of the empty message
 };
 
-void PrintTo(const Vector& test, std::ostream* out) { *out << test.name; }
+void PrintTo(const DigestVector& test, std::ostream* out) { *out << test.name; }
 
 // MD5: RFC 1321. SHA-1 and SHA-2: FIPS 180-4 and NIST's examples for it. RIPEMD-160: the paper of its authors.
-const Vector kVectors[] = {
+const DigestVector kDigestVectors[] = {
     {"Md5", CKM_MD5, "900150983cd24fb0d6963f7d28e17f72", "d41d8cd98f00b204e9800998ecf8427e"},
     {"Sha1", CKM_SHA_1, "a9993e364706816aba3e25717850c26c9cd0d89d", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
     {"Ripemd160", CKM_RIPEMD160, "8eb208f7e05d987a9b044a8e98c6b087f15a0bfc",
@@ -37,7 +37,7 @@ const Vector kVectors[] = {
      "47d0d13c5d85f2b0ff8318d2877eec2f63b931bd47417a81a538327af927da3e"},
 };
 
-class DigestVectorTest : public ::testing::TestWithParam<Vector> {};
+class DigestVectorTest : public ::testing::TestWithParam<DigestVector> {};
 
 TEST_P(DigestVectorTest, InOnePiece) {
   Digest digest(GetParam().mechanism);
@@ -61,7 +61,7 @@ TEST_P(DigestVectorTest, TheLengthIsKnownBefore) {
   EXPECT_EQ(FromHex(GetParam().nothing).size(), Digest::Length(GetParam().mechanism));
 }
 
-INSTANTIATE_TEST_SUITE_P(Vectors, DigestVectorTest, ::testing::ValuesIn(kVectors),
+INSTANTIATE_TEST_SUITE_P(Vectors, DigestVectorTest, ::testing::ValuesIn(kDigestVectors),
                          [](const auto& test) { return test.param.name; });
 
 TEST(DigestTest, AMillionTimesTheLetterA) {

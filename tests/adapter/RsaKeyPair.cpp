@@ -10,13 +10,13 @@
 namespace adapter::testing {
 namespace {
 
-struct Free {
+struct FreeKey {
   void operator()(BIGNUM* number) const { BN_free(number); }
   void operator()(EVP_PKEY_CTX* context) const { EVP_PKEY_CTX_free(context); }
   void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
 };
 template <typename T>
-using Owned = std::unique_ptr<T, Free>;
+using Owned = std::unique_ptr<T, FreeKey>;
 
 void Require(bool condition) {
   if (!condition) throw std::runtime_error("OpenSSL refuses");
