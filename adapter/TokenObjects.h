@@ -17,7 +17,7 @@ namespace adapter {
 //
 // Before a login, each public key and each certificate of an RSA key that has an identifier gets a stand-in for its
 // private key. A login shows which identifiers truly have one; that is remembered for as long as the process knows the
-// token.
+// token. A stand-in without a key is dropped by the first Refresh after that login.
 class TokenObjects {
  public:
   TokenObjects(CK_SLOT_ID slot, ObjectTable& table, LowerSession& session, Login& login, std::string defaultCertificate)

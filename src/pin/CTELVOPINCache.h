@@ -2,6 +2,10 @@
 // silently. The PIN is masked against a casual look at memory; that is no encryption. Its memory is kept out of the
 // page file and wiped before it is freed.
 //
+// No time ends a PIN. It ends when its card is pulled (UnplugThread), when the card refuses it (ContextLogin), when
+// another card logs in at its reader (PINCacheManager), when another PIN replaces it, and with the process or the
+// library.
+//
 // No operation reports a failure other than by a log line and an unchanged state. Each takes the object's lock; Lock
 // makes several of them one step.
 #pragma once

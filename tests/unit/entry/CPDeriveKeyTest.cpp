@@ -46,7 +46,7 @@ constexpr char kNot192[] = "\nCPDeriveKey Error: Algo is 3DES (Triple Length Key
 constexpr char kNot128[] =
     "\nCPDeriveKey Error: Algo is 3DES (Double Length Key)/AES but Key length in bits is not 128";
 
-TEST_F(CPDeriveKeyTest, ADesKeyOf56BitsIsLoggedAndCalledForFromEndToEnd) {
+TEST_F(CPDeriveKeyTest, ADesKeyOf56BitsHas7BytesAndIsLoggedFromEndToEnd) {
   HCRYPTKEY key = kUntouched;
   ExpectDone(CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380000, &key));
   EXPECT_EQ(Begin("6601", m_hash, "380000") +
