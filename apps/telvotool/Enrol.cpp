@@ -53,6 +53,8 @@ class Unfinished {
     } catch (const std::exception& failure) {
       static_cast<void>(
           std::fprintf(stderr, "telvotool enrol: what was begun stays on the card: %s\n", failure.what()));
+    } catch (...) {
+      static_cast<void>(std::fprintf(stderr, "telvotool enrol: what was begun stays on the card\n"));
     }
   }
   Unfinished(const Unfinished&) = delete;
