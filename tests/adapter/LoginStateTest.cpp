@@ -167,6 +167,21 @@ TEST_F(LoginStateTest, IsRenewedWhenTheModuleSaysThatNobodyIsLoggedIn) {
   EXPECT_EQ(2, module.Count("C_Login"));
 }
 
+// The session stays, the login is gone, and the private keys are hidden and have other handles afterwards.
+TEST_F(LoginStateTest, LostWithACardThatWasPutBackLetsTheKeysBeFoundAgain) {
+  module.privateKeysDie = true;
+  AddPublicKey("1");
+  AddPrivateKey("1");
+  Begin();
+  ASSERT_EQ(CKR_OK, Login(session));
+  ASSERT_EQ(CKR_OK, SignOnce());
+  ASSERT_EQ(CKR_OK, Logout(session));
+  module.LogOutAsPulled();
+  EXPECT_NE(0U, FindOne(session, Attributes{{CKA_CLASS, Number(CKO_PRIVATE_KEY)}}));
+  ASSERT_EQ(CKR_OK, Login(session));
+  EXPECT_EQ(CKR_OK, SignOnce());
+}
+
 TEST_F(LoginStateTest, EndsWhenItCannotBeRenewed) {
   AddPublicKey("1");
   AddPrivateKey("1");

@@ -78,6 +78,15 @@ void LetHandlesDie() {
   S().objects = moved;
 }
 
+}  // namespace
+
+void Script::LogOutAsPulled() {
+  loggedIn = false;
+  LetHandlesDie();
+}
+
+namespace {
+
 Attributes Taken(const CK_ATTRIBUTE* attributes, CK_ULONG count) {
   Attributes taken;
   for (CK_ULONG i = 0; i < count; ++i) {

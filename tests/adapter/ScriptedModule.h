@@ -77,6 +77,8 @@ struct Script {
   CK_OBJECT_HANDLE Add(const Attributes& attributes);
   int Count(const std::string& name) const;
   void TakeCalls() { calls.clear(); }
+  // The card was pulled and put back, and the module kept the session.
+  void LogOutAsPulled();
 };
 
 Script& TheScript();
