@@ -1,5 +1,6 @@
 #include "adapter/Login.h"
 
+#include "adapter/Patience.h"
 #include "adapter/Tries.h"
 
 namespace adapter {
@@ -20,7 +21,8 @@ bool IsWrongPin(CK_RV result) {
 
 CK_FLAGS Login::TokenFlags() {
   CK_TOKEN_INFO info = {};
-  const CK_RV result = m_module.Call<&CK_FUNCTION_LIST::C_GetTokenInfo>(m_session.Slot(), &info);
+  const CK_RV result =
+      Patiently([&] { return m_module.Call<&CK_FUNCTION_LIST::C_GetTokenInfo>(m_session.Slot(), &info); });
   return result == CKR_OK ? info.flags : 0;
 }
 
@@ -72,8 +74,19 @@ bool Login::IsConfirmed() {
 
 bool Login::IsStillGood() { return IsConfirmed() && (TokenFlags() & CKF_USER_PIN_LOCKED) == 0; }
 
+// A slot that is neither hardware nor a reader.
+bool Login::IsSoftware() {
+  CK_SLOT_INFO info = {};
+  const CK_RV result = m_module.Call<&CK_FUNCTION_LIST::C_GetSlotInfo>(m_session.Slot(), &info);
+  return result == CKR_OK && (info.flags & (CKF_HW_SLOT | CKF_REMOVABLE_DEVICE)) == 0;
+}
+
+// A software token that has compared the PIN says whether it is right, and CKR_GENERAL_ERROR means that it did not come
+// so far: no try is spent. A card may have counted the try before its answer was lost. It is not asked twice.
 CK_RV Login::CallLogin(CK_USER_TYPE user, const CK_BYTE* pin, CK_ULONG length) {
-  return m_session.Call<&CK_FUNCTION_LIST::C_Login>(user, Text(pin), length);
+  const auto ask = [&] { return m_session.Call<&CK_FUNCTION_LIST::C_Login>(user, Text(pin), length); };
+  const CK_RV result = ask();
+  return result == CKR_GENERAL_ERROR && IsSoftware() ? Patiently(ask) : result;
 }
 
 // Another part of the process may be logged in to the module. The PIN has to be asked all the same.
@@ -149,17 +162,23 @@ CK_RV Login::ChangePin(const CK_BYTE* oldPin, CK_ULONG oldLength, const CK_BYTE*
   return m_session.Call<&CK_FUNCTION_LIST::C_SetPIN>(Text(oldPin), oldLength, Text(newPin), newLength);
 }
 
-// Some modules change a PIN only for a user who is logged in.
+// Some modules change a PIN only for a user who is logged in. openCryptoki does it without a login, too, but then keeps
+// the key that its private objects are encrypted with under the old PIN: they are lost.
 CK_RV Login::SetPin(const CK_BYTE* oldPin, CK_ULONG oldLength, const CK_BYTE* newPin, CK_ULONG newLength) {
   if (m_role == Role::SecurityOfficer) return ChangePin(oldPin, oldLength, newPin, newLength);
-  CK_RV result = ChangePin(oldPin, oldLength, newPin, newLength);
-  if (result == CKR_USER_NOT_LOGGED_IN && !m_real) {
-    result = LogInReally(CKU_USER, oldPin, oldLength);
-    if (result == CKR_OK) {
-      Accept(oldPin, oldLength);
-      result = ChangePin(oldPin, oldLength, newPin, newLength);
-    }
+  const bool known = IsConfirmed();
+  if (!known) {
+    const CK_RV result = LogInReally(CKU_USER, oldPin, oldLength);
+    if (result != CKR_OK) return WrongPin(result);
+    Accept(oldPin, oldLength);
   }
+  const CK_RV result = ChangeAcceptedPin(oldPin, oldLength, newPin, newLength);
+  if (!known && m_role == Role::None) LogOutReally();
+  return result;
+}
+
+CK_RV Login::ChangeAcceptedPin(const CK_BYTE* oldPin, CK_ULONG oldLength, const CK_BYTE* newPin, CK_ULONG newLength) {
+  const CK_RV result = ChangePin(oldPin, oldLength, newPin, newLength);
   if (result == CKR_PIN_INCORRECT || result == CKR_PIN_LOCKED) {
     // On many cards a wrong PIN ends the login.
     LogOutReally();
@@ -169,7 +188,6 @@ CK_RV Login::SetPin(const CK_BYTE* oldPin, CK_ULONG oldLength, const CK_BYTE* ne
   m_triesLeft = 0;
   if (m_real) m_accepted.emplace(newPin, newLength);
   if (IsUser()) m_pin.assign(newPin, newPin + newLength);
-  if (!m_settings.keepLogin && m_role == Role::None) LogOutReally();
   return result;
 }
 

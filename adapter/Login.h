@@ -66,12 +66,14 @@ class Login {
   bool IsStillGood();
   CK_RV LogInUser(const CK_BYTE* pin, CK_ULONG length);
   CK_RV LogInReally(CK_USER_TYPE user, const CK_BYTE* pin, CK_ULONG length);
+  bool IsSoftware();
   CK_RV CallLogin(CK_USER_TYPE user, const CK_BYTE* pin, CK_ULONG length);
   void LogOutReally();
   void Accept(const CK_BYTE* pin, CK_ULONG length);
   void Enter(const CK_BYTE* pin, CK_ULONG length);
   CK_RV WrongPin(CK_RV result);
   CK_FLAGS TokenFlags();
+  CK_RV ChangeAcceptedPin(const CK_BYTE* oldPin, CK_ULONG oldLength, const CK_BYTE* newPin, CK_ULONG newLength);
   CK_RV ChangePin(const CK_BYTE* oldPin, CK_ULONG oldLength, const CK_BYTE* newPin, CK_ULONG newLength);
 
   Module& m_module;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "adapter/Patience.h"
 #include "adapter/software/Digest.h"
 #include "pkcs11/Failure.h"
 
@@ -87,7 +88,8 @@ void Slots::Look(Slot& slot) {
   slot.listed = m_module.Call<&CK_FUNCTION_LIST::C_GetSlotInfo>(slot.lower, &slot.info) == CKR_OK;
   if (!slot.listed || (slot.info.flags & CKF_TOKEN_PRESENT) == 0) return;
   CK_TOKEN_INFO token = {};
-  if (m_module.Call<&CK_FUNCTION_LIST::C_GetTokenInfo>(slot.lower, &token) != CKR_OK) return;
+  const CK_RV result = Patiently([&] { return m_module.Call<&CK_FUNCTION_LIST::C_GetTokenInfo>(slot.lower, &token); });
+  if (result != CKR_OK) return;
   // Some modules have an extra slot for a token that is still to be made.
   slot.isIn = (token.flags & (CKF_TOKEN_INITIALIZED | CKF_USER_PIN_INITIALIZED)) != 0;
   if (!slot.isIn) return;

@@ -167,6 +167,21 @@ TEST_F(LoginStateTest, IsRenewedWhenTheModuleSaysThatNobodyIsLoggedIn) {
   EXPECT_EQ(2, module.Count("C_Login"));
 }
 
+// The session stays, the login is gone, and the private keys are hidden and have other handles afterwards.
+TEST_F(LoginStateTest, LostWithACardThatWasPutBackLetsTheKeysBeFoundAgain) {
+  module.privateKeysDie = true;
+  AddPublicKey("1");
+  AddPrivateKey("1");
+  Begin();
+  ASSERT_EQ(CKR_OK, Login(session));
+  ASSERT_EQ(CKR_OK, SignOnce());
+  ASSERT_EQ(CKR_OK, Logout(session));
+  module.LogOutAsPulled();
+  EXPECT_NE(0U, FindOne(session, Attributes{{CKA_CLASS, Number(CKO_PRIVATE_KEY)}}));
+  ASSERT_EQ(CKR_OK, Login(session));
+  EXPECT_EQ(CKR_OK, SignOnce());
+}
+
 TEST_F(LoginStateTest, EndsWhenItCannotBeRenewed) {
   AddPublicKey("1");
   AddPrivateKey("1");
@@ -243,6 +258,75 @@ TEST_F(LoginStateTest, TakesTheNewPinAfterAChange) {
   EXPECT_EQ(1, module.Count("C_Login"));
   ASSERT_EQ(CKR_OK, Logout(session));
   EXPECT_EQ(3U, Login(session, "123456"));
+}
+
+// openCryptoki changes a PIN without a login, too, and its private keys can never be read again.
+TEST_F(LoginStateTest, IsMadeBeforeAChangeOfThePinReachesTheModule) {
+  Begin();
+  bool loggedIn = false;
+  module.fail = [&](const std::string& entry) {
+    if (entry == "C_SetPIN") loggedIn = module.loggedIn;
+    return CK_RV{CKR_OK};
+  };
+  EXPECT_EQ(CKR_OK, ChangePin("123456", "777777"));
+  EXPECT_TRUE(loggedIn);
+  EXPECT_FALSE(module.loggedIn);
+}
+
+TEST_F(LoginStateTest, IsMadeAnewForAChangeOfThePinWhenTheModuleLostIt) {
+  Begin();
+  ASSERT_EQ(CKR_OK, Login(session));
+  module.loggedIn = false;
+  module.changePinNeedsLogin = true;
+  EXPECT_EQ(CKR_OK, ChangePin("123456", "777777"));
+  EXPECT_TRUE(module.loggedIn);
+}
+
+TEST_F(LoginStateTest, SpendsOneTryForAWrongPinOfAChange) {
+  Begin();
+  EXPECT_EQ(CKR_PIN_INCORRECT, ChangePin("1", "777777"));
+  EXPECT_EQ(1U, module.wrong);
+  EXPECT_EQ(0, module.Count("C_SetPIN"));
+}
+
+// A new PIN that the token refuses.
+TEST_F(LoginStateTest, MadeForAChangeOfThePinEndsWithItsFailure) {
+  module.changePinAnswer = CKR_PIN_LEN_RANGE;
+  Begin();
+  EXPECT_EQ(CKR_PIN_LEN_RANGE, ChangePin("123456", "7"));
+  EXPECT_FALSE(module.loggedIn);
+}
+
+// SoftHSM2 while another process logs in.
+TEST_F(LoginStateTest, IsTriedAgainWhenASoftwareTokenFails) {
+  Begin();
+  int failures = 3;
+  module.fail = [&](const std::string& entry) {
+    return entry == "C_Login" && failures-- > 0 ? CK_RV{CKR_GENERAL_ERROR} : CK_RV{CKR_OK};
+  };
+  EXPECT_EQ(CKR_OK, Login(session));
+  EXPECT_EQ(4, module.Count("C_Login"));
+}
+
+TEST_F(LoginStateTest, IsNotTriedForEver) {
+  Begin();
+  module.fail = [](const std::string& entry) { return entry == "C_Login" ? CK_RV{CKR_GENERAL_ERROR} : CK_RV{CKR_OK}; };
+  EXPECT_EQ(CKR_GENERAL_ERROR, Login(session));
+}
+
+// Nobody knows whether the card has counted the try.
+TEST_F(LoginStateTest, IsNotTriedAgainWhenACardFails) {
+  module.slots[0].flags = CKF_HW_SLOT | CKF_REMOVABLE_DEVICE;
+  Begin();
+  module.fail = [](const std::string& entry) { return entry == "C_Login" ? CK_RV{CKR_GENERAL_ERROR} : CK_RV{CKR_OK}; };
+  EXPECT_EQ(CKR_GENERAL_ERROR, Login(session));
+  EXPECT_EQ(1, module.Count("C_Login"));
+}
+
+TEST_F(LoginStateTest, IsNotTriedAgainAfterAWrongPin) {
+  Begin();
+  EXPECT_EQ(3U, Login(session, "1"));
+  EXPECT_EQ(1, module.Count("C_Login"));
 }
 
 // NSS changes a PIN only for a user who is logged in.

@@ -25,8 +25,8 @@ namespace {
 
 Script& S() { return TheScript(); }
 
-const ScriptedSlot* SlotOf(CK_SLOT_ID id) {
-  for (const ScriptedSlot& slot : S().slots) {
+ScriptedSlot* SlotOf(CK_SLOT_ID id) {
+  for (ScriptedSlot& slot : S().slots) {
     if (slot.id == id) return &slot;
   }
   return nullptr;
@@ -78,6 +78,15 @@ void LetHandlesDie() {
   S().objects = moved;
 }
 
+}  // namespace
+
+void Script::LogOutAsPulled() {
+  loggedIn = false;
+  LetHandlesDie();
+}
+
+namespace {
+
 Attributes Taken(const CK_ATTRIBUTE* attributes, CK_ULONG count) {
   Attributes taken;
   for (CK_ULONG i = 0; i < count; ++i) {
@@ -108,13 +117,17 @@ CK_RV GetSlotInfo(CK_SLOT_ID id, CK_SLOT_INFO_PTR info) {
   if (slot == nullptr) return CKR_SLOT_ID_INVALID;
   *info = {};
   Fill(info->slotDescription, slot->description);
-  info->flags = slot->tokenIn ? CKF_TOKEN_PRESENT : 0;
+  info->flags = slot->flags | (slot->tokenIn ? CKF_TOKEN_PRESENT : 0);
   return CKR_OK;
 }
 
 CK_RV GetTokenInfo(CK_SLOT_ID id, CK_TOKEN_INFO_PTR info) {
-  const ScriptedSlot* const slot = SlotOf(id);
+  ScriptedSlot* const slot = SlotOf(id);
   if (slot == nullptr || !slot->tokenIn) return CKR_TOKEN_NOT_PRESENT;
+  if (slot->failures > 0) {
+    --slot->failures;
+    return CKR_GENERAL_ERROR;
+  }
   *info = {};
   Fill(info->label, slot->label);
   Fill(info->manufacturerID, "Scripted");
@@ -200,6 +213,7 @@ CK_RV SetPin(CK_SESSION_HANDLE session, CK_UTF8CHAR_PTR oldPin, CK_ULONG oldLeng
   if (const CK_RV failed = Enter("C_SetPIN", session)) return failed;
   if (S().changePinNeedsLogin && !S().loggedIn) return CKR_USER_NOT_LOGGED_IN;
   if (S().pin != std::string(reinterpret_cast<char*>(oldPin), oldLength)) return WrongPin();
+  if (S().changePinAnswer != CKR_OK) return S().changePinAnswer;
   S().pin.assign(reinterpret_cast<char*>(newPin), newLength);
   return CKR_OK;
 }

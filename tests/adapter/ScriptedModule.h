@@ -19,6 +19,8 @@ struct ScriptedSlot {
   CK_SLOT_ID id = 0;
   std::string description = "Reader";
   bool tokenIn = true;
+  CK_FLAGS flags = 0;  // besides that of the token
+  int failures = 0;    // how often C_GetTokenInfo still fails
   bool initialised = true;
   std::string label = "Card", serial = "1234567890ABCDEF";
 };
@@ -44,7 +46,7 @@ struct Script {
   bool keepsOperation = false;       // an operation stays after its failure
   bool stopsAtBadAttribute = false;  // fails a whole read for one attribute
   CK_RV removal = CKR_OK;            // what all calls on sessions answer
-  CK_RV changePinAnswer = CKR_OK;
+  CK_RV changePinAnswer = CKR_OK;    // to the right old PIN
   bool changePinNeedsLogin = false;
   bool leavesOrphan = false;             // a pair fails after its public key was made
   bool stateIsPublic = false;            // another program logged the user out
@@ -75,6 +77,8 @@ struct Script {
   CK_OBJECT_HANDLE Add(const Attributes& attributes);
   int Count(const std::string& name) const;
   void TakeCalls() { calls.clear(); }
+  // The card was pulled and put back, and the module kept the session.
+  void LogOutAsPulled();
 };
 
 Script& TheScript();

@@ -42,6 +42,21 @@ TEST_F(SlotsTest, HaveIdsFromZeroThatStayWhileTheModulesListChanges) {
   EXPECT_EQ(CKR_SLOT_ID_INVALID, Call<&Adapter::C_GetSlotInfo>(CK_SLOT_ID{0}, &info));
 }
 
+// SoftHSM2 while another process logs in.
+TEST_F(SlotsTest, KeepATokenThatFailsForAMoment) {
+  module.slots = {MakeSlot(1, "A")};
+  module.slots[0].failures = 3;
+  Start();
+  EXPECT_EQ((Ids{0}), Slots(true));
+}
+
+TEST_F(SlotsTest, HaveNoTokenWhenItFailsForEver) {
+  module.slots = {MakeSlot(1, "A")};
+  module.slots[0].failures = 1000000;
+  Start();
+  EXPECT_EQ(Ids{}, Slots(true));
+}
+
 TEST_F(SlotsTest, HaveNamesThatAreUniqueAndNotEmpty) {
   module.slots = {MakeSlot(1, "Reader"), MakeSlot(2, "Reader"), MakeSlot(3, ""),
                   MakeSlot(4, std::string("Linux\0\0x", 8)), MakeSlot(5, "Reader")};

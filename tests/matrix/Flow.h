@@ -57,6 +57,7 @@ void WriteCertificate();
 void DeleteThePair();
 
 // --- KeyFlows.cpp
+void TimeSignature();  // no flow: prints the median of ten signatures in one context
 void SignSha1();
 void SignSha256();
 void SignSha512();

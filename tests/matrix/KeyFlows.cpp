@@ -1,4 +1,8 @@
 // What is done with the key pair of a container, and random numbers.
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
 #include "Flow.h"
 
 namespace {
@@ -15,6 +19,22 @@ Bytes Changed(Bytes bytes) {
 }
 
 }  // namespace
+
+// The first signature is not counted: it looks for the key.
+void TimeSignature() {
+  constexpr int kTimes = 10;
+  const OpenContainer context;
+  const Bytes message = ReadExchange("message");
+  context.Sign(CALG_SHA_256, message);
+  std::vector<double> times;
+  for (int i = 0; i < kTimes; ++i) {
+    const auto start = std::chrono::steady_clock::now();
+    context.Sign(CALG_SHA_256, message);
+    times.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
+  }
+  std::sort(times.begin(), times.end());
+  std::printf("%.1f ms (%.1f to %.1f)\n", (times[kTimes / 2 - 1] + times[kTimes / 2]) / 2, times.front(), times.back());
+}
 
 void SignSha1() { SignBy(CALG_SHA1); }
 void SignSha256() { SignBy(CALG_SHA_256); }

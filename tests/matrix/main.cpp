@@ -1,6 +1,7 @@
 // matrix_flows FLOW: runs a flow and prints "FLOW<TAB>works|cannot|failed<TAB>reason".
 // matrix_flows --list: prints the flows, each with the function of the module that may do its work, and its
-// description. matrix_flows --sign-often: what two processes do at the same time.
+// description. matrix_flows --sign-often: what two processes do at the same time. matrix_flows --time-signature: prints
+// the milliseconds of a signature.
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -35,10 +36,10 @@ void Report(const Flow& flow) {
   std::printf("%s\t%s\t%s\n", flow.name, outcome, reason.c_str());
 }
 
-int RunSignOften() {
+int RunAlone(void (*work)()) {
   try {
     const Registered registered;
-    SignOften();
+    work();
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
@@ -61,7 +62,8 @@ int main(int count, char** arguments) {
     List();
     return 0;
   }
-  if (name == "--sign-often") return RunSignOften();
+  if (name == "--sign-often") return RunAlone(&SignOften);
+  if (name == "--time-signature") return RunAlone(&TimeSignature);
   const Flow* const flow = Find(name);
   if (flow == nullptr) {
     std::fprintf(stderr, "usage: matrix_flows FLOW | --list\n");
