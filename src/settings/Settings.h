@@ -20,7 +20,7 @@ struct Setting {
   const char* fallback;  // used instead when the value is absent or longer
 };
 
-// A new setting is a new row here.
+// A new setting is a new row here, and a new SettingForm if none fits.
 inline constexpr Setting kSettings[] = {
     {"CSPLOG", SettingForm::kSwitch, 31, "0"},  // 32 bytes would leave no room for a terminating zero: off
     {"CSPDIR", SettingForm::kPath, 260, ""},
