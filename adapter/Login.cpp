@@ -10,6 +10,9 @@ using pkcs11::Require;
 
 namespace {
 
+// How long the token's flags are believed.
+constexpr std::chrono::seconds kFlagsHold(5);
+
 CK_UTF8CHAR* Text(const CK_BYTE* pin) { return const_cast<CK_UTF8CHAR*>(pin); }  // the module's interface has no const
 
 // A PIN that no PIN of this token can be is a wrong one: the user is told how many tries are left.
@@ -56,6 +59,7 @@ void Login::Accept(const CK_BYTE* pin, CK_ULONG length) {
   m_real = true;
   ++m_life;
   m_accepted.emplace(pin, length);
+  m_flagsRead = m_clock();
 }
 
 void Login::Enter(const CK_BYTE* pin, CK_ULONG length) {
@@ -72,7 +76,14 @@ bool Login::IsConfirmed() {
   return info.state == CKS_RW_USER_FUNCTIONS || info.state == CKS_RO_USER_FUNCTIONS;
 }
 
-bool Login::IsStillGood() { return IsConfirmed() && (TokenFlags() & CKF_USER_PIN_LOCKED) == 0; }
+// The login itself is asked for each time: a card that was pulled, or whose PIN another program used up, has lost it.
+// The token's flags show a lock that the module's login outlives; they cost as much again.
+bool Login::IsStillGood() {
+  if (!IsConfirmed()) return false;
+  if (m_clock() - m_flagsRead < kFlagsHold) return true;
+  m_flagsRead = m_clock();
+  return (TokenFlags() & CKF_USER_PIN_LOCKED) == 0;
+}
 
 // A slot that is neither hardware nor a reader.
 bool Login::IsSoftware() {

@@ -87,6 +87,7 @@ class Login {
   std::optional<software::SaltedDigest> m_accepted;  // of the PIN of the real login
   pkcs11::Secret m_pin;
   std::chrono::steady_clock::time_point m_lastUse;
+  std::chrono::steady_clock::time_point m_flagsRead;  // when the token last said that its PIN is not locked
 };
 
 }  // namespace adapter

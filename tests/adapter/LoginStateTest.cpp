@@ -152,8 +152,27 @@ TEST_F(LoginStateTest, IsMadeAnewWhenAnotherProgramLockedThePin) {
   ASSERT_EQ(CKR_OK, Login(session));
   ASSERT_EQ(CKR_OK, Logout(session));
   module.wrong = module.lockAfter;
+  now += std::chrono::seconds(5);
   EXPECT_EQ(CKR_PIN_LOCKED, Login(session));
   EXPECT_FALSE(module.loggedIn);
+}
+
+// A card takes some 40 ms for the question.
+TEST_F(LoginStateTest, AsksForALockedPinAtMostEveryFiveSeconds) {
+  Begin();
+  ASSERT_EQ(CKR_OK, Login(session));
+  const auto asked = [&] {
+    const int before = module.Count("C_GetTokenInfo");
+    EXPECT_EQ(CKR_OK, Logout(session));
+    EXPECT_EQ(CKR_OK, Login(session));
+    return module.Count("C_GetTokenInfo") - before;
+  };
+  EXPECT_EQ(0, asked());
+  now += std::chrono::milliseconds(4999);
+  EXPECT_EQ(0, asked());
+  now += std::chrono::milliseconds(1);
+  EXPECT_EQ(1, asked());
+  EXPECT_EQ(0, asked());
 }
 
 // ykcs11 after a card was pulled and put back.

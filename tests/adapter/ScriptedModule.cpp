@@ -122,6 +122,7 @@ CK_RV GetSlotInfo(CK_SLOT_ID id, CK_SLOT_INFO_PTR info) {
 }
 
 CK_RV GetTokenInfo(CK_SLOT_ID id, CK_TOKEN_INFO_PTR info) {
+  S().calls.emplace_back("C_GetTokenInfo");
   ScriptedSlot* const slot = SlotOf(id);
   if (slot == nullptr || !slot->tokenIn) return CKR_TOKEN_NOT_PRESENT;
   if (slot->failures > 0) {
