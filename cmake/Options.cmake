@@ -70,12 +70,13 @@ function(telvo_precompile_from owner)
 endfunction()
 
 # The sources of a folder are compiled as one, which takes a fifth of the time: most of it is headers. The preset host compiles
-# each source by itself, so that one that does not include what it needs is found, and a change compiles one source.
-option(TELVO_UNITY "Compile the sources of a folder as one" ON)
+# each source but tests by itself, so that one that does not include what it needs is found, and a change compiles one source.
+option(TELVO_UNITY "Compile the product's sources of a folder as one" ON)
 
-# telvo_unity(target) does so for a target whose sources are all added. Names without linkage must differ within a folder.
+# telvo_unity(target [TESTS]) does so for a target whose sources are all added. Names without linkage must differ within a
+# folder.
 function(telvo_unity target)
-  if(NOT TELVO_UNITY)
+  if(NOT TELVO_UNITY AND NOT "TESTS" IN_LIST ARGN)
     return()
   endif()
   set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
