@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "adapter/Module.h"
@@ -12,6 +13,7 @@
 #include "adapter/Settings.h"
 #include "adapter/Slots.h"
 #include "adapter/Token.h"
+#include "pkcs11/Search.h"
 
 namespace adapter {
 
@@ -118,17 +120,11 @@ class Adapter {
   }
 
  private:
-  // A search is done completely at its beginning.
-  struct Search {
-    std::vector<CK_OBJECT_HANDLE> found;
-    std::size_t next = 0;
-  };
-
   struct Session {
     CK_SLOT_ID slot;
     bool readWrite;
     unsigned presence;  // of its token; it is over when the token has another one
-    std::unique_ptr<Search> search;
+    std::optional<pkcs11::Search> search;
     std::unique_ptr<Operation> operation;
   };
 

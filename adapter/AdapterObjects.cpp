@@ -197,33 +197,26 @@ CK_RV Adapter::C_FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE_PTR att
   CheckTemplate(attributes, count);
   Require(!entered.search, CKR_OPERATION_ACTIVE);
   TokenOf(entered).Objects().Refresh();
-  auto search = std::make_unique<Search>();
+  std::vector<CK_OBJECT_HANDLE> found;
   for (const auto& [handle, object] : m_objects) {
-    const bool found = IsVisible(entered, object) && object.values.Matches(attributes, count);
-    if (found) search->found.push_back(handle);
+    if (IsVisible(entered, object) && object.values.Matches(attributes, count)) found.push_back(handle);
   }
-  std::sort(search->found.begin(), search->found.end(), [this](CK_OBJECT_HANDLE a, CK_OBJECT_HANDLE b) {
+  std::sort(found.begin(), found.end(), [this](CK_OBJECT_HANDLE a, CK_OBJECT_HANDLE b) {
     return RankOf(*m_objects.Find(a), a) < RankOf(*m_objects.Find(b), b);
   });
-  entered.search = std::move(search);
+  entered.search = pkcs11::Search{std::move(found)};
   return CKR_OK;
 }
 
 CK_RV Adapter::C_FindObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE_PTR objects, CK_ULONG maxCount,
                              CK_ULONG_PTR count) {
-  const Session& entered = Enter(session);
-  Require(count != nullptr && (objects != nullptr || maxCount == 0), CKR_ARGUMENTS_BAD);
-  Require(entered.search != nullptr, CKR_OPERATION_NOT_INITIALIZED);
-  Search& search = *entered.search;
-  *count = std::min<CK_ULONG>(maxCount, static_cast<CK_ULONG>(search.found.size() - search.next));
-  std::copy_n(search.found.begin() + static_cast<std::ptrdiff_t>(search.next), *count, objects);
-  search.next += *count;
+  pkcs11::HandOut(Enter(session).search, objects, maxCount, count);
   return CKR_OK;
 }
 
 CK_RV Adapter::C_FindObjectsFinal(CK_SESSION_HANDLE session) {
   Session& entered = Enter(session);
-  Require(entered.search != nullptr, CKR_OPERATION_NOT_INITIALIZED);
+  Require(entered.search.has_value(), CKR_OPERATION_NOT_INITIALIZED);
   entered.search.reset();
   return CKR_OK;
 }

@@ -67,7 +67,7 @@ CK_RV Adapter::C_OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, CK_VOID_PTR /*appl
   const bool readWrite = (flags & CKF_RW_SESSION) != 0;
   Require(readWrite || token.User().Seen() != Role::SecurityOfficer, CKR_SESSION_READ_WRITE_SO_EXISTS);
   token.Open(m_slots.At(slot).serial);
-  *session = m_sessions.Insert({slot, readWrite, token.Presence(), nullptr, nullptr});
+  *session = m_sessions.Insert({slot, readWrite, token.Presence(), std::nullopt, nullptr});
   return CKR_OK;
 }
 

@@ -171,27 +171,19 @@ CK_RV SoftToken::C_FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE_PTR a
   Session& entered = Enter(session);
   CheckTemplate(attributes, count);
   Require(!entered.search, CKR_OPERATION_ACTIVE);
-  auto search = std::make_unique<Search>();
-  search->found = FindAll(entered, {attributes, attributes + count});
-  entered.search = std::move(search);
+  entered.search = pkcs11::Search{FindAll(entered, {attributes, attributes + count})};
   return CKR_OK;
 }
 
 CK_RV SoftToken::C_FindObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE_PTR objects, CK_ULONG maxCount,
                                CK_ULONG_PTR count) {
-  const Session& entered = Enter(session);
-  Require(count != nullptr && (objects != nullptr || maxCount == 0), CKR_ARGUMENTS_BAD);
-  Require(entered.search != nullptr, CKR_OPERATION_NOT_INITIALIZED);
-  Search& search = *entered.search;
-  *count = std::min<CK_ULONG>(maxCount, search.found.size() - search.next);
-  std::copy_n(search.found.begin() + static_cast<std::ptrdiff_t>(search.next), *count, objects);
-  search.next += *count;
+  pkcs11::HandOut(Enter(session).search, objects, maxCount, count);
   return CKR_OK;
 }
 
 CK_RV SoftToken::C_FindObjectsFinal(CK_SESSION_HANDLE session) {
   Session& entered = Enter(session);
-  Require(entered.search != nullptr, CKR_OPERATION_NOT_INITIALIZED);
+  Require(entered.search.has_value(), CKR_OPERATION_NOT_INITIALIZED);
   entered.search.reset();
   return CKR_OK;
 }

@@ -65,7 +65,7 @@ CK_RV SoftToken::C_OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, CK_VOID_PTR /*ap
   const bool readWrite = (flags & CKF_RW_SESSION) != 0;
   Require(readWrite || card.LoggedIn() != Role::SecurityOfficer, CKR_SESSION_READ_WRITE_SO_EXISTS);
   const CK_SESSION_HANDLE lower = card.OpenSession(flags);
-  m_sessions.emplace(++g_lastSession, Session{slot, card, lower, readWrite, false, nullptr, std::nullopt});
+  m_sessions.emplace(++g_lastSession, Session{slot, card, lower, readWrite, false, std::nullopt, std::nullopt});
   *session = g_lastSession;
   return CKR_OK;
 }

@@ -16,6 +16,7 @@
 #include "SharedNames.h"
 #include "SoftHsm.h"
 #include "VirtualAttributes.h"
+#include "pkcs11/Search.h"
 
 namespace softtoken {
 
@@ -100,19 +101,13 @@ class SoftToken {
   }
 
  private:
-  // A search is done completely at its beginning, because it includes virtual attributes.
-  struct Search {
-    std::vector<CK_OBJECT_HANDLE> found;
-    std::size_t next = 0;
-  };
-
   struct Session {
     CK_SLOT_ID slot;
     Card& card;
     CK_SESSION_HANDLE lower;  // SoftHSM's
     bool readWrite;
     bool removed;  // its card was pulled, and no call has reported that yet
-    std::unique_ptr<Search> search;
+    std::optional<pkcs11::Search> search;
     std::optional<Operation> operation;
   };
 

@@ -124,7 +124,9 @@ TEST_F(ChangeDialogTest, TheLargerLoginDialogChangesThePinBehindItsLogin) {
 
 // --- Run by scripts/pictures
 
-TEST_F(ChangeDialogTest, DISABLED_StandsForAPicture) {
+class ChangePicture : public ChangeDialogTest {};
+
+TEST_F(ChangePicture, Stands) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               user.Type(kCurrent, "123456");
               user.Type(kNew, "Quill-42");

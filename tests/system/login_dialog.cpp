@@ -293,14 +293,18 @@ TEST_F(LoginDialogTest, WhatIsCopiedAreAsterisks) {
 }
 
 // Run by login_dialog.sh, alone and without a screen.
-TEST_F(LoginDialogTest, DISABLED_WithoutAScreenTheResultIsMinusOne) {
+class NoScreenTest : public LoginDialogTest {};
+
+TEST_F(NoScreenTest, TheResultIsMinusOne) {
   CLoginEX dialog;
   dialog.SetSession(&m_session);
   EXPECT_EQ(-1, dialog.DoModal());
 }
 
 // Run by scripts/pictures.
-TEST_F(LoginDialogTest, DISABLED_StandsForAPicture) {
+class LoginPicture : public LoginDialogTest {};
+
+TEST_F(LoginPicture, Stands) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               Try(user, "000000");
               Try(user, "1234567");

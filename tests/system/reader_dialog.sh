@@ -10,19 +10,18 @@ folder=$(mktemp -d)
 trap 'readers_down; rm -rf "$folder"' EXIT
 . "$(dirname "$0")/readers.sh"
 
-# run_tests EXPECTED SKIPPED: the tests of the other case are left out, and nothing else is.
-run_tests() {
+# run_suite SUITE COUNT: all tests of the suite pass, and there are so many.
+run_suite() {
   local output
-  output=$("${run_command[@]}" "$folder/$(basename "$program")" | tr -d '\r') || { echo "$output"; exit 1; }
+  output=$("${run_command[@]}" "$folder/$(basename "$program")" "--gtest_filter=$1.*" | tr -d '\r') || { echo "$output"; exit 1; }
   echo "$output"
-  grep -qE "PASSED.* $1 test" <<<"$output" || { echo "FAILED: not $1 tests passed"; exit 1; }
-  grep -qE "SKIPPED.* $2 test" <<<"$output" || { echo "FAILED: not $2 tests were left out"; exit 1; }
+  grep -qE "PASSED.* $2 test" <<<"$output" || { echo "FAILED: not $2 tests of $1 passed"; exit 1; }
 }
 
 cp "$program" "$folder"
-run_tests 1 3
+run_suite WithoutReadersTest 1
 
 readers_up "$folder" || exit 1
 use_winscard "$folder" "$winscard"
 export TELVO_READERS='TELVO Reader A 00 00;TELVO Reader A 00 01;TELVO Reader B 00 00;TELVO Reader B 00 01'
-run_tests 3 1
+run_suite WithReadersTest 3
