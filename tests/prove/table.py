@@ -1,0 +1,42 @@
+#!/usr/bin/env python3
+"""table.py FOLDER: prints docs/reliability.md from FOLDER/groups and the results of scripts/prove in FOLDER/results."""
+import pathlib
+import re
+import sys
+
+HEAD = """# Reliability
+
+What is claimed of the provider, and the runs that show it. `scripts/prove` writes this file and `tests/prove/results`, a group
+at a time: do not edit it. `scripts/prove GROUP` repeats a line. A short form of each group is a test of `scripts/test`. No group
+has suppressions.
+
+*Commit* is what the sources were; a `+` behind it says that they were changed since.
+
+| group | runs | findings | what the run has shown | time | commit | command |
+|---|---|---|---|---|---|---|
+"""
+
+
+def duration(seconds):
+    return f"{seconds} s" if seconds < 120 else f"{round(seconds / 60)} min"
+
+
+def row(folder, group):
+    path = folder / "results" / group
+    command = f"`scripts/prove {group}`"
+    if not path.exists():
+        return f"| {group} | | | not run yet | | | {command} |"
+    result = dict(line.split("\t", 1) for line in path.read_text(encoding="utf-8").splitlines())
+    runs = f"{int(result['runs']):,}"
+    time = duration(int(result["seconds"]))
+    return f"| {group} | {runs} | {result['findings']} | {result['shown']} | {time} | {result['commit']} | {command} |"
+
+
+def main():
+    folder = pathlib.Path(sys.argv[1])
+    groups = re.search(r"all_groups=\((.*)\)", (folder / "groups").read_text(encoding="utf-8")).group(1).split()
+    print(HEAD + "\n".join(row(folder, group) for group in groups))
+
+
+if __name__ == "__main__":
+    main()
