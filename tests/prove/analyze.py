@@ -1,0 +1,44 @@
+#!/usr/bin/env python3
+"""analyze.py COMPILE_COMMANDS: the static analysis of gcc (-fanalyzer) over each source of the product, as it is compiled.
+
+Prints a line for each, "ok" or "FOUND" first, with what gcc said. gcc 12 analyses C++ as if it were C. It takes it that
+operator new may return null, and that an object that is returned by value was never written. So two of its checks find something
+wherever C++ does that, and are left out: NOT_FOR_CXX.
+"""
+import concurrent.futures
+import json
+import os
+import pathlib
+import shlex
+import subprocess
+import sys
+
+PRODUCT = ("/src/", "/apps/", "/adapter/", "/pkcs11/", "/softtoken/", "/bridge/", "/posix/")
+NOT_FOR_CXX = ["-Wno-analyzer-possible-null-dereference", "-Wno-analyzer-use-of-uninitialized-value"]
+
+
+def is_ours(file):
+    return any(folder in file for folder in PRODUCT) and "/tests/" not in file and file.endswith((".cpp", ".cxx"))
+
+
+def analyze(entry):
+    """What gcc has to say of one source."""
+    words = shlex.split(entry["command"])
+    words[words.index("-o") + 1] = os.devnull
+    words[words.index("-c")] = "-S"
+    command = [word for word in words if "ccache" not in word and not word.startswith("CCACHE_") and word != "env"]
+    run = subprocess.run(command + ["-fanalyzer", *NOT_FOR_CXX], cwd=entry["directory"], capture_output=True, text=True, check=False)
+    return run.stderr if run.returncode or "-Wanalyzer" in run.stderr else ""
+
+
+def main():
+    entries = [entry for entry in json.loads(pathlib.Path(sys.argv[1]).read_text()) if is_ours(entry["file"])]
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        runs = {pool.submit(analyze, entry): entry["file"] for entry in entries}
+        for run in concurrent.futures.as_completed(runs):
+            file = pathlib.Path(runs[run])
+            name = file.relative_to(next(parent for parent in file.parents if (parent / "CMakePresets.json").exists()))
+            print("FOUND" if run.result() else "ok   ", f"-fanalyzer {name}", run.result(), flush=True)
+
+
+main()
