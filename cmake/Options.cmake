@@ -17,6 +17,9 @@ target_compile_options(project_options INTERFACE
 if(WIN32)
   # Everything is linked statically: telvocsp.dll needs no run-time library beside it.
   add_link_options(-static)
+  # The same sources give the same files, whatever folder they lie in and whenever they are built.
+  add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>)
+  add_link_options(-Wl,--no-insert-timestamp)
 endif()
 
 # What users get is hardened: a function with a buffer checks its stack before it returns, and a call of the C library that

@@ -1,18 +1,19 @@
 ; The installer: the provider into the system folder and into the registry, telvotool beside the documents.
-; makensis -DBUILD=folder-with-the-files -DDOCS=folder -DOUTPUT=setup.exe telvocsp.nsi
+; packaging/package.sh calls it: makensis -DVERSION=4.5 -DNUMBERS=4.5.0.0 -DBUILD=folder-with-the-files -DDOCS=folder
+; -DOUTPUT=setup.exe telvocsp.nsi
 ;
 ; Silent: telvocsp-setup.exe /S, with /ADAPTER also the adapter, and uninstall.exe /S. Exit codes: 0 done, 1 cancelled,
 ; 2 failed.
 Unicode true
 Target amd64-unicode  ; the 64-bit installer: the 32-bit one does nothing where there is no 32-bit Windows
 SetCompressor /SOLID lzma
+SetDateSave off  ; the times of files are those of a build
 !include "MUI2.nsh"
 !include "x64.nsh"
 !include "FileFunc.nsh"
 !include "Sections.nsh"
 
 !define NAME "Brenholt Devices CSP v4.5"
-!define VERSION "4.5"
 !define PROVIDER_KEY "SOFTWARE\Microsoft\Cryptography\Defaults\Provider\${NAME}"
 !define COMPANY_KEY "SOFTWARE\Brenholt Devices Ltd."
 !define UNINSTALL_KEY "SOFTWARE\Microsoft\Windows\CurrentVersion\Uninstall\telvocsp"
@@ -21,7 +22,7 @@ Name "${NAME}"
 OutFile "${OUTPUT}"
 InstallDir "$PROGRAMFILES64\Brenholt Devices\TELVO CSP"
 RequestExecutionLevel admin
-VIProductVersion "4.5.0.0"
+VIProductVersion "${NUMBERS}"
 VIAddVersionKey "ProductName" "${NAME}"
 VIAddVersionKey "CompanyName" "Brenholt Devices Ltd."
 VIAddVersionKey "FileDescription" "Installer of the ${NAME}"
@@ -152,7 +153,7 @@ Section /o "The adapter: any PKCS #11 module behind the provider" AdapterSection
   Call GiveWay
   ClearErrors
   SetOutPath "$SYSDIR"
-  File "/oname=telvopkcs11.dll" "${BUILD}\adapter.dll"
+  File "${BUILD}\adapter\telvopkcs11.dll"
   ${EnableX64FSRedirection}
   ${If} ${Errors}
     MessageBox MB_OK|MB_ICONSTOP "The adapter cannot be written. Close the programs that use the provider, and try again." /SD IDOK

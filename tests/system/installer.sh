@@ -1,10 +1,11 @@
 #!/bin/bash
-# installer.sh SYSTEM SETUP SOFTTOKEN NATIVE_SOFTTOKEN FAKE_MODULE -- RUN...
+# installer.sh SYSTEM SETUP SOFTTOKEN NATIVE_SOFTTOKEN FAKE_MODULE LOAD_LIBRARY -- RUN...
 # The installer, silently: what it puts where, that the provider works from there, and that the uninstaller leaves nothing
 # behind, neither a file nor a key. It changes the registry and the system folder of the whole prefix: it must run alone.
 set -eu
-setup=$2 softtoken=$3 native_softtoken=$4 fake_module=$5
-shift 6
+setup=$2 softtoken=$3 native_softtoken=$4 fake_module=$5 load_library=$6
+shift 7
+tree=$(cd "$(dirname "$0")/../.." && pwd)
 run=("$@")
 folder=$(mktemp -d)
 cd "$folder"
@@ -92,6 +93,38 @@ uninstall || fail "the uninstaller ends with $?"
 snapshot after
 diff before.files after.files || fail "files are left behind"
 diff before.registry after.registry || fail "the registry is not as it was"
+
+echo "an update, while a program holds the older library"
+packaged=$(dirname "$setup")/packaging/files
+mkdir -p older/adapter
+for file in telvocsp.dll telvotool.exe adapter/telvopkcs11.dll; do
+  cp "$packaged/$file" "older/$file"
+  printf 'older' >>"older/$file"
+done
+makensis -V1 -DVERSION=4.4 -DNUMBERS=4.4.0.0 "-DBUILD=$folder/older" "-DDOCS=$tree/docs" "-DOUTPUT=$folder/older-setup.exe" \
+  "$tree/packaging/telvocsp.nsi"
+wine_run "$folder/older-setup.exe" /S || fail "the older installer ends with $?"
+[ "$(value "$uninstall_key" DisplayVersion)" = 4.4 ] || fail "the older version is not installed"
+tool log on 'C:\csp.log'
+coproc holder { "${run[@]}" "$load_library" telvocsp.dll hold 2>&1; }
+read -r -t 60 line <&"${holder[0]}"
+[ "${line%$'\r'}" = loaded ] || fail "the older library is not loaded: $line"
+wine_run "$setup" /S || fail "the installer ends with $? while a program holds the library"
+cmp -s "$packaged/telvocsp.dll" "$system/telvocsp.dll" || fail "the library was not replaced"
+cmp -s "$packaged/telvotool.exe" "$installed/telvotool.exe" || fail "telvotool was not replaced"
+[ "$(value "$uninstall_key" DisplayVersion)" = 4.5 ] || fail "the list of programs has another version"
+[ "$(value "$company\\TELVO SDK" CSPLOG)" = 1 ] || fail "the update changed a setting"
+tool doctor
+process=$holder_PID
+echo >&"${holder[1]}"
+wait "$process" || fail "the program with the older library ends with $?"
+uninstall || fail "the uninstaller ends with $?"
+rm -f "$drive/csp.log"
+remains=$(find "$system" -name '*.tmp' -size +100k)  # the older library, until Windows starts again
+[ "$(echo "$remains" | wc -w)" = 1 ] || fail "other than one file waits for the next start: $remains"
+rm -f "$remains"
+snapshot after
+diff before.files after.files || fail "files are left behind by the update"
 
 echo "settings of somebody else"
 older="$company\\TELVO-Quillkey Client Kit"

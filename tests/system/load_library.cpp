@@ -1,16 +1,22 @@
-// load_library NAME: loads a library and releases it, as a program that uses the provider does. Ends with 1 when there
-// is none.
+// load_library NAME [hold]: loads a library and releases it, as a program that uses the provider does. Ends with 1 when there
+// is none. With "hold" it says "loaded", and releases the library when a line comes.
 #include <windows.h>
 
 #include <cstdio>
+#include <cstring>
 
 int main(int count, char** arguments) {
-  if (count != 2) return 2;
+  if (count != 2 && !(count == 3 && std::strcmp(arguments[2], "hold") == 0)) return 2;
   const HMODULE library = LoadLibraryA(arguments[1]);
   if (library == nullptr) {
     std::fprintf(stderr, "load_library: %s cannot be loaded, error %u\n", arguments[1],
                  static_cast<unsigned>(GetLastError()));
     return 1;
+  }
+  if (count == 3) {
+    std::puts("loaded");
+    std::fflush(stdout);
+    std::getchar();
   }
   FreeLibrary(library);
   return 0;
