@@ -1,16 +1,16 @@
 #!/bin/bash
-# reproducible.sh SOURCES PACKAGED: the sources, copied elsewhere and built there without a cache, give the same files as those in
-# PACKAGED, which packaging/package.sh made.
+# reproducible.sh SOURCES PACKAGED FOLDER: the sources, copied into FOLDER and built there, give the same files as those in PACKAGED, which
+# packaging/package.sh made. FOLDER is the same each time, so that the cache of compilations knows what was compiled there before;
+# what was compiled elsewhere is not taken.
 set -eu
-sources=$1 packaged=$2
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
+sources=$1 packaged=$2 folder=$3
 tree="$folder/another place for the sources"
-mkdir "$tree"
+rm -rf "$folder"
+mkdir -p "$tree"
 (cd "$sources" && tar -cf - --exclude=./build --exclude=./.git .) | tar -C "$tree" -xf -
 
 cd "$tree"
-export CCACHE_DISABLE=1
+unset CCACHE_BASEDIR CCACHE_NOHASHDIR
 { cmake --preset windows && cmake --build --preset windows --target installer; } >"$folder/output" 2>&1 ||
   { tail -n 30 "$folder/output"; echo "FAILED: the copy cannot be built"; exit 1; }
 for file in telvocsp.dll telvotool.exe adapter/telvopkcs11.dll telvocsp-setup.exe; do

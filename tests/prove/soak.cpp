@@ -1,0 +1,189 @@
+// soak: long use of telvocsp's exported functions on a software token. Memory and handles stay flat, and what nobody
+// gives back does not slow the rest.
+//
+//   soak READER CONTAINER PIN    the container has a key pair on the card in that reader; logging is to be off
+//
+// TELVO_SOAK_PART=n in the environment does an n-th of the work. Prints a line for each subject, "ok" or "FOUND" first.
+#include <windows.h>
+
+#ifdef _WIN32
+#include <psapi.h>
+#endif
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "entry/ProviderInterface.h"
+
+namespace {
+
+using Bytes = std::vector<BYTE>;
+
+void Require(bool done, const char* what) {
+  if (!done) throw std::runtime_error(std::string(what) + " failed, last error " + std::to_string(GetLastError()));
+}
+
+// --- What the process holds
+
+struct Usage {
+  long kilobytes;
+  long handles;
+};
+
+#ifdef _WIN32
+Usage Used() {
+  PROCESS_MEMORY_COUNTERS memory = {};
+  GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof(memory));
+  DWORD handles = 0;
+  GetProcessHandleCount(GetCurrentProcess(), &handles);
+  return {static_cast<long>(memory.PagefileUsage / 1024), static_cast<long>(handles)};
+}
+#else
+Usage Used() {
+  long kilobytes = 0;
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind("RssAnon:", 0) == 0) kilobytes = std::stol(line.substr(8));
+  }
+  const std::filesystem::directory_iterator files("/proc/self/fd");
+  return {kilobytes, static_cast<long>(std::distance(begin(files), end(files)))};
+}
+#endif
+
+// --- The provider
+
+class Provider {
+ public:
+  Provider(std::string container, const std::string& pin)
+      : m_library(LoadLibraryA("telvocsp.dll")), m_container(std::move(container)) {
+    Require(m_library != nullptr, "loading telvocsp.dll");
+    m_context = Acquire(CRYPT_SILENT);
+    Require(Export<decltype(&CPSetProvParam)>("CPSetProvParam")(m_context, PP_KEYEXCHANGE_PIN,
+                                                                reinterpret_cast<const BYTE*>(pin.c_str()), 0) != FALSE,
+            "CPSetProvParam");
+  }
+
+  HCRYPTPROV Acquire(DWORD flags) const {
+    HCRYPTPROV handle = 0;
+    const char* name = (flags & CRYPT_VERIFYCONTEXT) != 0 ? nullptr : m_container.c_str();
+    Require(m_acquireContext(&handle, name, flags, nullptr) != FALSE, "CPAcquireContext");
+    return handle;
+  }
+
+  void Release(HCRYPTPROV handle) const { Require(m_releaseContext(handle, 0) != FALSE, "CPReleaseContext"); }
+
+  HCRYPTHASH Hash() const {
+    HCRYPTHASH hash = 0;
+    Require(m_createHash(m_context, CALG_SHA_256, 0, 0, &hash) != FALSE, "CPCreateHash");
+    Require(m_hashData(m_context, hash, m_message.data(), static_cast<DWORD>(m_message.size()), 0) != FALSE,
+            "CPHashData");
+    return hash;
+  }
+
+  void Destroy(HCRYPTHASH hash) const { Require(m_destroyHash(m_context, hash) != FALSE, "CPDestroyHash"); }
+
+  Bytes Sign() const {
+    const HCRYPTHASH hash = Hash();
+    Bytes signature(256);
+    DWORD length = static_cast<DWORD>(signature.size());
+    Require(m_signHash(m_context, hash, AT_KEYEXCHANGE, nullptr, 0, signature.data(), &length) != FALSE, "CPSignHash");
+    Destroy(hash);
+    return signature;
+  }
+
+ private:
+  template <typename Function>
+  Function Export(const char* name) const {
+    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(m_library, name)));
+  }
+
+  HMODULE m_library;
+  std::string m_container;
+  HCRYPTPROV m_context = 0;
+  Bytes m_message = Bytes(1024, 'm');
+  decltype(&CPAcquireContext) m_acquireContext = Export<decltype(&CPAcquireContext)>("CPAcquireContext");
+  decltype(&CPReleaseContext) m_releaseContext = Export<decltype(&CPReleaseContext)>("CPReleaseContext");
+  decltype(&CPCreateHash) m_createHash = Export<decltype(&CPCreateHash)>("CPCreateHash");
+  decltype(&CPHashData) m_hashData = Export<decltype(&CPHashData)>("CPHashData");
+  decltype(&CPSignHash) m_signHash = Export<decltype(&CPSignHash)>("CPSignHash");
+  decltype(&CPDestroyHash) m_destroyHash = Export<decltype(&CPDestroyHash)>("CPDestroyHash");
+};
+
+// --- The work
+
+// Report prints what was found, and how much was done.
+void Report(bool good, const char* what, int count, const std::string& told) {
+  std::printf("%s %d %s: %s\n", good ? "ok   " : "FOUND", count, what, told.c_str());
+  std::fflush(stdout);
+}
+
+// StaysFlat: after the first tenth neither memory nor handles grow.
+void StaysFlat(const char* what, int count, const std::function<void()>& work) {
+  constexpr long kKilobytes = 256;
+  for (int i = 0; i < count / 10; ++i) work();
+  const Usage before = Used();
+  for (int i = count / 10; i < count; ++i) work();
+  const Usage after = Used();
+  const long kilobytes = after.kilobytes - before.kilobytes;
+  const long handles = after.handles - before.handles;
+  Report(kilobytes <= kKilobytes && handles <= 0, what, count,
+         std::to_string(kilobytes) + " KB and " + std::to_string(handles) + " handles more than after the first tenth");
+}
+
+double Median(std::vector<double> times) {
+  const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+  std::nth_element(times.begin(), middle, times.end());
+  return *middle;
+}
+
+// StaysFast: nothing is given back, and the last twentieth costs at most twice the first.
+void StaysFast(const char* what, int count, const std::function<void()>& work) {
+  std::vector<double> times;
+  const Usage before = Used();
+  for (int i = 0; i < count; ++i) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    times.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  }
+  const std::ptrdiff_t part = count / 20;
+  const double ratio = Median({times.end() - part, times.end()}) / Median({times.begin(), times.begin() + part});
+  char told[120];
+  std::snprintf(told, sizeof(told), "the last cost %.1f times the first; %ld bytes each", ratio,
+                (Used().kilobytes - before.kilobytes) * 1024 / count);
+  Report(ratio <= 2, what, count, told);
+}
+
+void Run(const std::string& reader, const std::string& container, const std::string& pin, int part) {
+  const Provider provider("\\\\.\\" + reader + "\\" + container, pin);
+  const Bytes signature = provider.Sign();
+  StaysFlat("signatures", 100000 / part, [&] {
+    if (provider.Sign() != signature) throw std::runtime_error("a signature differs from the first");
+  });
+  StaysFlat("acquires", 100000 / part, [&] { provider.Release(provider.Acquire(CRYPT_SILENT)); });
+  StaysFast("hashes that nobody destroys", 40000 / part, [&] { provider.Hash(); });
+  StaysFast("contexts that nobody releases", 20000 / part, [&] { provider.Acquire(CRYPT_VERIFYCONTEXT); });
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  if (count != 4) {
+    std::fprintf(stderr, "soak READER CONTAINER PIN\n");
+    return 2;
+  }
+  const char* part = std::getenv("TELVO_SOAK_PART");
+  try {
+    Run(arguments[1], arguments[2], arguments[3], part == nullptr ? 1 : std::max(1, std::atoi(part)));
+  } catch (const std::exception& error) {
+    std::printf("FOUND 0 %s\n", error.what());
+  }
+  return 0;
+}
