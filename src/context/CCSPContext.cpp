@@ -67,9 +67,16 @@ CCSPContext::CCSPContext(const CCSPContext& other)
   m_algEnumIterator = SamePlace(other.m_algorithms, other.m_algEnumIterator, m_algorithms);
   m_algExEnumIterator = SamePlace(other.m_algorithms, other.m_algExEnumIterator, m_algorithms);
   m_certEnumIterator = m_certificates.end();
+  IndexHashes();
 }
 
 CCSPContext::~CCSPContext() = default;
+
+void CCSPContext::IndexHashes() {
+  for (auto place = m_hashes.begin(); place != m_hashes.end(); ++place) {
+    m_hashPlaces.emplace((*place)->GetHashID(), place);
+  }
+}
 
 void CCSPContext::TakeName(const char* name, DWORD flags) {
   CheckAcquireFlags(name, flags);
@@ -85,19 +92,27 @@ std::string CCSPContext::GetTokenName() const { return m_tokenName; }
 DWORD CCSPContext::GetFlags() const { return m_flags; }
 std::string CCSPContext::GetProviderName() const { return m_providerName; }
 
-void CCSPContext::AddHash(const boost::shared_ptr<CCSPHash>& hash) { m_hashes.push_back(hash); }
-
-void CCSPContext::RemoveHash(DWORD handle) {
-  if (m_hashes.empty()) ThrowNoHash();
-  EraseFirst(m_hashes, HasHashID(handle));
+void CCSPContext::AddHash(const boost::shared_ptr<CCSPHash>& hash) {
+  const auto place = m_hashes.insert(m_hashes.end(), hash);
+  m_hashPlaces.emplace(hash->GetHashID(), place);
 }
 
-void CCSPContext::RemoveHash(const boost::shared_ptr<CCSPHash>& hash) {
+void CCSPContext::EraseHash(DWORD handle) {
   if (m_hashes.empty()) ThrowNoHash();
-  EraseFirst(m_hashes, HasHashID(hash->GetHashID()));
+  const auto indexed = m_hashPlaces.find(handle);
+  if (indexed == m_hashPlaces.end()) return EraseFirst(m_hashes, HasHashID(handle));
+  const auto place = indexed->second;
+  m_hashPlaces.erase(indexed);
+  m_hashes.erase(place);
 }
+
+void CCSPContext::RemoveHash(DWORD handle) { EraseHash(handle); }
+
+void CCSPContext::RemoveHash(const boost::shared_ptr<CCSPHash>& hash) { EraseHash(hash->GetHashID()); }
 
 boost::shared_ptr<CCSPHash> CCSPContext::GetHash(DWORD handle) {
+  const auto indexed = m_hashPlaces.find(handle);
+  if (indexed != m_hashPlaces.end()) return *indexed->second;
   const auto found = std::find_if(m_hashes.begin(), m_hashes.end(), HasHashID(handle));
   if (found == m_hashes.end()) ThrowNoHash();
   return *found;

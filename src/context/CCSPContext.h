@@ -19,6 +19,7 @@
 #include <boost/shared_ptr.hpp>
 #include <list>
 #include <string>
+#include <unordered_map>
 
 #include "cryptoki/Attribute.h"
 #include "cryptoki/Certificate.h"
@@ -247,4 +248,12 @@ class CCSPContext {
     }
     return At(list, position);
   }
+
+  void IndexHashes();
+  // Takes the first hash of that handle out of m_hashes.
+  void EraseHash(DWORD handle);
+
+  // Where in m_hashes the first hash of a handle is, so that the list need not be searched. It may lack a hash that was
+  // added twice.
+  std::unordered_map<DWORD, std::list<boost::shared_ptr<CCSPHash>>::iterator> m_hashPlaces;
 };

@@ -36,6 +36,23 @@ TEST(RandomUnusedTest, ManyAttemptsInVainEndWithTheSmallestFreeValue) {
   EXPECT_EQ(10U, RandomUnused(10, 10, [](DWORD value) { return value < 10; }));
 }
 
+TEST(RandomUnusedTest, TheSearchGoesOnWhereTheOneBeforeEnded) {
+  int questions = 0;
+  std::unordered_set<DWORD> taken = {0, 1, 2, 500};
+  const auto isTaken = [&](DWORD value) {
+    ++questions;
+    return taken.count(value) != 0;
+  };
+  DWORD smallest = 0;
+  for (DWORD expected = 3; expected < 1000; ++expected) {
+    if (expected == 500) continue;
+    const DWORD value = RandomUnused(0xFFFFFF, 32768, isTaken, smallest);
+    ASSERT_EQ(expected, value);
+    taken.insert(value);
+  }
+  EXPECT_LE(questions, 2 * 1000);
+}
+
 TEST(RandomUnusedTest, FortyThousandCallsGiveFortyThousandValues) {
   std::unordered_set<DWORD> taken;
   while (taken.size() < 40000) {

@@ -118,6 +118,20 @@ TEST_F(CCSPContextTest, AHashIsRemovedByItsHandleOrByAnyObjectOfThatHandle) {
   EXPECT_NE(nullptr, m_context.GetHash(7));
 }
 
+TEST_F(CCSPContextTest, AHashThatIsThereTwiceIsRemovedOnceAtATime) {
+  const auto first = boost::make_shared<FakeHash>(5);
+  const auto second = boost::make_shared<FakeHash>(5);
+  m_context.AddHash(first);
+  m_context.AddHash(boost::make_shared<FakeHash>(6));
+  m_context.AddHash(second);
+  EXPECT_EQ(first, m_context.GetHash(5));
+  m_context.RemoveHash(5);
+  EXPECT_EQ(second, m_context.GetHash(5));
+  m_context.RemoveHash(5);
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH), "Hash not found in this context", m_context.GetHash(5));
+  EXPECT_NE(nullptr, m_context.GetHash(6));
+}
+
 // --- Session keys and imported keys
 
 TEST_F(CCSPContextTest, ASessionKeyIsFoundByItsHandle) {
