@@ -14,7 +14,6 @@ struct Name {
 #define NAMED(code) \
   { static_cast<DWORD>(code), #code }
 constexpr Name kNames[] = {
-    NAMED(ERROR_SUCCESS),
     NAMED(ERROR_FILE_NOT_FOUND),
     NAMED(ERROR_INVALID_HANDLE),
     NAMED(ERROR_NOT_ENOUGH_MEMORY),
@@ -88,7 +87,7 @@ std::string CodeName(DWORD code) {
 
 std::string Answer(BOOL done, const std::string& details) {
   const DWORD lastError = GetLastError();
-  if (done == FALSE) return "FALSE " + CodeName(lastError);
+  if (done == FALSE) return lastError == ERROR_SUCCESS ? "FALSE without a last error" : "FALSE " + CodeName(lastError);
   return details.empty() ? "TRUE" : "TRUE, " + details;
 }
 

@@ -220,7 +220,7 @@ const Rows kContextRows = {
     {"context.flag_100", "the flag 0x100, which is none", "FALSE NTE_BAD_FLAGS", ThePrepared(0x100)},
     {"context.flag_10000000", "the flag 0x10000000, which is none", "FALSE NTE_BAD_FLAGS", Name(nullptr, 0x10000000U)},
     {"context.name_260", "a name of 260 characters that does not exist, CRYPT_SILENT",
-     "FALSE NTE_BAD_KEYSET_PARAM; MAX_PATH counts the zero", LongName(260, CRYPT_SILENT)},
+     "FALSE NTE_BAD_KEYSET or FALSE NTE_BAD_KEYSET_PARAM; MAX_PATH is the limit", LongName(260, CRYPT_SILENT)},
     {"context.name_261", "a name of 261 characters, CRYPT_SILENT", "FALSE NTE_BAD_KEYSET_PARAM",
      LongName(261, CRYPT_SILENT)},
     {"context.null_handle", "no place for the handle", "FALSE ERROR_INVALID_PARAMETER", WithoutAPlace},

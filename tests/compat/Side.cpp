@@ -52,7 +52,11 @@ Context::Context(const Side& side, const char* name, DWORD flags) {
   Step(CryptAcquireContextA(&m_handle, name, side.Provider(), side.Type(), flags), "CryptAcquireContext");
 }
 
-Context::~Context() { Release(); }
+Context::~Context() {
+  const DWORD lastError = GetLastError();
+  Release();
+  SetLastError(lastError);
+}
 
 void Context::Release() {
   if (m_handle != 0) CryptReleaseContext(m_handle, 0);

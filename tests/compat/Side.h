@@ -84,8 +84,11 @@ class Owned {
  public:
   Owned() = default;
   explicit Owned(ULONG_PTR handle) : m_handle(handle) {}
+  // The last error is that of the call before.
   ~Owned() {
+    const DWORD lastError = GetLastError();
     if (m_handle != 0) destroy(m_handle);
+    SetLastError(lastError);
   }
   Owned(const Owned&) = delete;
   Owned& operator=(const Owned&) = delete;
