@@ -8,6 +8,7 @@
 #include <vector>
 
 using Bytes = std::vector<BYTE>;
+inline DWORD Length(const Bytes& bytes) { return static_cast<DWORD>(bytes.size()); }
 
 // The name of a last-error code, or its number in hexadecimal.
 std::string CodeName(DWORD code);

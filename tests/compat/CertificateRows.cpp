@@ -1,56 +1,11 @@
-// Certificates of containers, and the functions of the platform that use a provider for certificates and messages.
-#include "Row.h"
+// Certificates of containers, and the functions of the platform that use a provider for certificates.
+#include "Certificate.h"
 
 namespace {
 
 constexpr DWORD kCertificate = 26;
 constexpr DWORD kUserStore = 42;
 constexpr DWORD kRootStore = 46;
-
-DWORD Length(const Bytes& bytes) { return static_cast<DWORD>(bytes.size()); }
-
-// A certificate, which is freed at the end; it may be none.
-class Certificate {
- public:
-  explicit Certificate(const CERT_CONTEXT* certificate) : m_certificate(certificate) {}
-  ~Certificate() {
-    if (m_certificate != nullptr) CertFreeCertificateContext(m_certificate);
-  }
-  Certificate(const Certificate&) = delete;
-  Certificate& operator=(const Certificate&) = delete;
-  operator const CERT_CONTEXT*() const { return m_certificate; }  // NOLINT: a row reads as the call does
-  const CERT_CONTEXT* operator->() const { return m_certificate; }
-
- private:
-  const CERT_CONTEXT* m_certificate;
-};
-
-Bytes Subject() {
-  BYTE name[64];
-  DWORD length = sizeof name;
-  Step(CertStrToNameA(X509_ASN_ENCODING, "CN=Row", CERT_X500_NAME_STR, nullptr, name, &length, nullptr),
-       "CertStrToName");
-  return Bytes(name, name + length);
-}
-
-// Signed by a pair of the context; the platform finds the pair again by the provider's name.
-const CERT_CONTEXT* SelfSigned(const Side& side, HCRYPTPROV context, const char* algorithm) {
-  Bytes subject = Subject();
-  CERT_NAME_BLOB name = {Length(subject), subject.data()};
-  const std::string provider = side.Provider();
-  std::wstring wideProvider(provider.begin(), provider.end());
-  const std::string container = side.Container("prepared");
-  std::wstring wideContainer(container.begin(), container.end());
-  CRYPT_KEY_PROV_INFO info = {};
-  info.pwszContainerName = wideContainer.data();
-  info.pwszProvName = wideProvider.data();
-  info.dwProvType = side.Type();
-  info.dwKeySpec = AT_KEYEXCHANGE;
-  std::string oid = algorithm;
-  CRYPT_ALGORITHM_IDENTIFIER identifier = {};
-  identifier.pszObjId = oid.data();
-  return CertCreateSelfSignCertificate(context, &name, 0, &info, &identifier, nullptr, nullptr, nullptr);
-}
 
 Call SelfSign(const char* algorithm) {
   return [=](const Side& side) {
@@ -80,12 +35,12 @@ Call GetCertificate(DWORD room, DWORD keySpec = AT_KEYEXCHANGE) {
     return Answer(done);
   };
 }
+
 // A certificate is written for the pair and read back.
 std::string WriteCertificate(const Side& side) {
   const Fresh container(side);
   const Key pair = Generated(container, AT_KEYEXCHANGE, 1024U << 16U);
-  const Certificate certificate(SelfSigned(side, container, szOID_RSA_SHA256RSA));
-  Step(certificate != nullptr, "CertCreateSelfSignCertificate");
+  const Certificate certificate(NewCertificate(side, container));
   Step(CryptSetKeyParam(pair, kCertificate, certificate->pbCertEncoded, 0), "CryptSetKeyParam");
   const std::string name = container.Name();
   const Context later(side, name.c_str(), 0);
@@ -101,6 +56,7 @@ std::string WriteNullCertificate(const Side& side) {
   const Prepared context(side);
   return Answer(CryptSetKeyParam(Pair(context), kCertificate, nullptr, 0));
 }
+
 // How many certificates the store that the provider opens has with the prepared one.
 Call OpenStore(DWORD parameter) {
   return [=](const Side& side) {
@@ -134,16 +90,14 @@ std::string ExportInfoWithoutKeys(const Side& side) {
 }
 std::string ImportInfo(const Side& side) {
   const Prepared context(side);
-  const Certificate certificate(SelfSigned(side, context, szOID_RSA_SHA256RSA));
-  Step(certificate != nullptr, "CertCreateSelfSignCertificate");
+  const Certificate certificate(NewCertificate(side, context));
   Key key;
   return Answer(
       CryptImportPublicKeyInfo(context, X509_ASN_ENCODING, &certificate->pCertInfo->SubjectPublicKeyInfo, key.Out()));
 }
 std::string VerifyCertificateOfAnother(const Side& side) {
   const Prepared other(Side::Platform());
-  const Certificate certificate(SelfSigned(Side::Platform(), other, szOID_RSA_SHA256RSA));
-  Step(certificate != nullptr, "CertCreateSelfSignCertificate");
+  const Certificate certificate(NewCertificate(Side::Platform(), other));
   const Prepared context(side);
   return Answer(CryptVerifyCertificateSignature(context, X509_ASN_ENCODING, certificate->pbCertEncoded,
                                                 certificate->cbCertEncoded,
@@ -151,8 +105,7 @@ std::string VerifyCertificateOfAnother(const Side& side) {
 }
 std::string VerifyCorruptedCertificate(const Side& side) {
   const Prepared context(side);
-  const Certificate certificate(SelfSigned(side, context, szOID_RSA_SHA256RSA));
-  Step(certificate != nullptr, "CertCreateSelfSignCertificate");
+  const Certificate certificate(NewCertificate(side, context));
   Bytes bytes(certificate->pbCertEncoded, certificate->pbCertEncoded + certificate->cbCertEncoded);
   bytes.back() ^= 1U;
   return Answer(CryptVerifyCertificateSignature(context, X509_ASN_ENCODING, bytes.data(), Length(bytes),
@@ -184,72 +137,12 @@ Call HashBytes(ALG_ID algorithm) {
 }
 std::string HashInfo(const Side& side) {
   const Prepared context(side);
-  const Certificate certificate(SelfSigned(side, context, szOID_RSA_SHA256RSA));
-  Step(certificate != nullptr, "CertCreateSelfSignCertificate");
+  const Certificate certificate(NewCertificate(side, context));
   Bytes value(64);
   DWORD length = Length(value);
   const BOOL done = CryptHashPublicKeyInfo(context, CALG_SHA1, 0, X509_ASN_ENCODING,
                                            &certificate->pCertInfo->SubjectPublicKeyInfo, value.data(), &length);
   return Answer(done, InBytes(length));
-}
-
-Call AcquireByCertificate(DWORD flags) {
-  return [=](const Side& side) {
-    const Prepared context(side);
-    const Certificate certificate(SelfSigned(side, context, szOID_RSA_SHA256RSA));
-    Step(certificate != nullptr, "CertCreateSelfSignCertificate");
-    HCRYPTPROV found = 0;
-    DWORD keySpec = 0;
-    BOOL mustRelease = FALSE;
-    const BOOL done = CryptAcquireCertificatePrivateKey(certificate, flags, nullptr, &found, &keySpec, &mustRelease);
-    const std::string answer = Answer(done, "key spec " + Number(keySpec));
-    if (mustRelease != FALSE) CryptReleaseContext(found, 0);
-    return answer;
-  };
-}
-
-Bytes SignMessage(const CERT_CONTEXT* certificate, const char* algorithm, BOOL detached, const Bytes& data) {
-  std::string oid = algorithm;
-  CRYPT_SIGN_MESSAGE_PARA parameters = {};
-  parameters.cbSize = sizeof parameters;
-  parameters.dwMsgEncodingType = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
-  parameters.pSigningCert = certificate;
-  parameters.HashAlgorithm.pszObjId = oid.data();
-  parameters.cMsgCert = 1;
-  parameters.rgpMsgCert = &certificate;
-  const BYTE* pieces[] = {data.data()};
-  DWORD lengths[] = {Length(data)};
-  Bytes message(8192);
-  DWORD length = Length(message);
-  Step(CryptSignMessage(&parameters, detached, 1, pieces, lengths, message.data(), &length), "CryptSignMessage");
-  message.resize(length);
-  return message;
-}
-BOOL VerifyMessage(const Bytes& message, BOOL detached, const Bytes& data) {
-  CRYPT_VERIFY_MESSAGE_PARA parameters = {};
-  parameters.cbSize = sizeof parameters;
-  parameters.dwMsgAndCertEncodingType = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
-  const BYTE* pieces[] = {data.data()};
-  DWORD lengths[] = {Length(data)};
-  if (detached != FALSE) {
-    return CryptVerifyDetachedMessageSignature(&parameters, 0, message.data(), Length(message), 1, pieces, lengths,
-                                               nullptr);
-  }
-  Bytes content(1024);
-  DWORD length = Length(content);
-  return CryptVerifyMessageSignature(&parameters, 0, message.data(), Length(message), content.data(), &length, nullptr);
-}
-// Signed with the pair, verified by the platform.
-Call Message(const char* algorithm, BOOL detached, const char* other = nullptr) {
-  return [=](const Side& side) {
-    const Prepared context(side);
-    const Certificate certificate(SelfSigned(side, context, szOID_RSA_SHA256RSA));
-    Step(certificate != nullptr, "CertCreateSelfSignCertificate");
-    const Bytes data(100, 'a');
-    const Bytes message = SignMessage(certificate, algorithm, detached, data);
-    const Bytes verified = other == nullptr ? data : Bytes(100, static_cast<BYTE>(*other));
-    return Answer(VerifyMessage(message, detached, verified)) + (other == nullptr ? ", verified" : "");
-  };
 }
 
 }  // namespace
@@ -295,24 +188,4 @@ const Rows kCertificateRows = {
     {"certificate.hash_0", "CryptHashCertificate, no algorithm", "TRUE, A9993E36; SHA-1", HashBytes(0)},
     {"certificate.hash_sha384", "CryptHashCertificate, SHA-384", "TRUE, CB00753F", HashBytes(0x800D)},
     {"certificate.hash_info", "CryptHashPublicKeyInfo, SHA-1", "TRUE, 20 bytes", HashInfo},
-    {"certificate.private_key", "CryptAcquireCertificatePrivateKey", "TRUE, key spec 1", AcquireByCertificate(0)},
-    {"certificate.private_key_silent", "CryptAcquireCertificatePrivateKey, CRYPT_ACQUIRE_SILENT_FLAG",
-     "TRUE, key spec 1", AcquireByCertificate(CRYPT_ACQUIRE_SILENT_FLAG)},
-    {"certificate.private_key_compare", "CryptAcquireCertificatePrivateKey, CRYPT_ACQUIRE_COMPARE_KEY_FLAG",
-     "TRUE, key spec 1", AcquireByCertificate(CRYPT_ACQUIRE_COMPARE_KEY_FLAG)},
-    {"certificate.private_key_cache", "CryptAcquireCertificatePrivateKey, CRYPT_ACQUIRE_CACHE_FLAG", "TRUE, key spec 1",
-     AcquireByCertificate(CRYPT_ACQUIRE_CACHE_FLAG)},
-    {"message.sha1", "CryptSignMessage, SHA-1, then CryptVerifyMessageSignature", "TRUE, verified",
-     Message(szOID_OIWSEC_sha1, FALSE)},
-    {"message.sha256", "CryptSignMessage, SHA-256, then CryptVerifyMessageSignature", "TRUE, verified",
-     Message(szOID_NIST_sha256, FALSE)},
-    {"message.sha512", "CryptSignMessage, SHA-512, then CryptVerifyMessageSignature", "TRUE, verified",
-     Message(szOID_NIST_sha512, FALSE)},
-    {"message.sha384", "CryptSignMessage, SHA-384", "TRUE, verified", Message(szOID_NIST_sha384, FALSE)},
-    {"message.md5", "CryptSignMessage, MD5, then CryptVerifyMessageSignature", "TRUE, verified",
-     Message(szOID_RSA_MD5, FALSE)},
-    {"message.detached", "CryptSignMessage, detached, then CryptVerifyDetachedMessageSignature", "TRUE, verified",
-     Message(szOID_NIST_sha256, TRUE)},
-    {"message.detached_other", "CryptVerifyDetachedMessageSignature of other data",
-     "FALSE NTE_BAD_SIGNATURE or FALSE CRYPT_E_HASH_VALUE", Message(szOID_NIST_sha256, TRUE, "b")},
 };

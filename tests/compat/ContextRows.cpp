@@ -22,6 +22,7 @@ Call Name(const char* name, DWORD flags) {
 Call ThePrepared(DWORD flags) {
   return [flags](const Side& side) { return Acquire(side, side.Container("prepared").c_str(), flags); };
 }
+
 // Without the reader, also where there are readers.
 Call Missing(DWORD flags) {
   return [flags](const Side& side) { return Acquire(side, side.NewName().c_str(), flags); };
@@ -32,6 +33,7 @@ Call MissingInReader(DWORD flags) {
 Call LongName(std::size_t length, DWORD flags) {
   return [length, flags](const Side& side) { return Acquire(side, std::string(length, 'n').c_str(), flags); };
 }
+
 // Another provider's name or type than the side has.
 Call OfProvider(const char* provider, DWORD type) {
   return [provider, type](const Side& side) {

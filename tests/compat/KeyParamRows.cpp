@@ -55,6 +55,7 @@ Call SetNumber(Kind kind, DWORD parameter, DWORD number, DWORD flags = 0) {
     return Answer(CryptSetKeyParam(key, parameter, reinterpret_cast<const BYTE*>(value), flags));
   };
 }
+
 // A number that is set and read.
 Call SetAndGet(Kind kind, DWORD parameter, DWORD number) {
   return [=](const Side& side) {

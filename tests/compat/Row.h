@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Side.h"
+#include "Steps.h"
 
 using Call = std::function<std::string(const Side&)>;
 
@@ -45,3 +46,5 @@ extern const Rows kDecryptRows;
 extern const Rows kPairParamRows;
 extern const Rows kSessionParamRows;
 extern const Rows kCertificateRows;
+extern const Rows kMessageRows;
+extern const Rows kPinRows;

@@ -11,6 +11,9 @@ trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
 . "$here/../provider/judge.sh"
 
 make_cards "$folder"
+native=$build/softtoken/libtelvopkcs11.so
+pkcs11-tool --module "$native" --slot 1 --login --pin 123456 --keypairgen --key-type rsa:1024 --id 636c6f736564 --label closed \
+  >"$folder/closed.log" 2>&1 || { cat "$folder/closed.log"; fail 'the card without a PIN cannot be made'; }
 rm "$folder/cards/b"
 cp "$build/tests/compat/compatibility_rows.exe" "$build/softtoken/telvopkcs11.dll" "$folder"
 TELVO_PROVIDER=Z:$(echo "$build/telvocsp.dll" | tr / '\\')

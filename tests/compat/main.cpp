@@ -51,7 +51,7 @@ const Rows* const kAllRows[] = {
     &kContextRows, &kReleaseRows,   &kProviderRows,     &kEnumerationRows, &kProviderSetRows, &kRandomRows,
     &kHashRows,    &kHashDataRows,  &kHashParamRows,    &kSignRows,        &kVerifyRows,      &kGenerateRows,
     &kUserKeyRows, &kDeriveRows,    &kDuplicateRows,    &kExportRows,      &kImportRows,      &kEncryptRows,
-    &kDecryptRows, &kPairParamRows, &kSessionParamRows, &kCertificateRows,
+    &kDecryptRows, &kPairParamRows, &kSessionParamRows, &kCertificateRows, &kMessageRows,     &kPinRows,
 };
 
 bool IsChosen(const Row& row, const std::vector<std::string>& beginnings) {

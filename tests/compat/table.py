@@ -31,6 +31,7 @@ SUBJECTS = {
     "param": "Parameters of keys",
     "certificate": "Certificates",
     "message": "Messages",
+    "pin": "Without the PIN",
 }
 HEAD = """# What programs may expect
 
@@ -39,7 +40,9 @@ says how. Do not edit it. The test `compatibility` fails when it is no longer tr
 
 - *documentation*: what Microsoft publishes about the call, in a few words.
 - *platform*: the platform's own software provider, in type `PROV_RSA_AES`, as Wine 8 has it. Windows itself was not tried.
-- *this provider*: on the software token, in the same run. The PIN was given by `PP_KEYEXCHANGE_PIN`, and no window could be shown.
+- *this provider*: on the software token, in the same run. The PIN was given by `PP_KEYEXCHANGE_PIN`, but for the rows "Without the PIN". No window
+  could be shown.
+- *result*: the same; or different, on purpose, with the reason and what to do instead.
 
 `FALSE` is followed by the last error. A word in brackets after it is the call, when it was a step before the one in question. Of values the first four bytes are shown.
 
@@ -50,6 +53,8 @@ says how. Do not edit it. The test `compatibility` fails when it is no longer tr
 
 Of those that are the same, {both} are not what the documentation says; they have a note. Of those that differ, {followed} are what the documentation says,
 and it is the platform's provider that is not.
+
+[programming.md](programming.md) has the same for programmers, shorter and by subject.
 """
 
 
@@ -80,7 +85,7 @@ def read_reasons(path):
         key, _, value = line.partition(": ")
         if key == "rows":
             block["rows"] += value.split()
-        elif key in ("title", "why", "instead"):
+        elif key in ("title", "why", "instead", "documented"):
             block[key] = value
         else:
             give_up([f"{path}:{number}: {line}"])
@@ -111,6 +116,9 @@ def judge(row, name, blocks):
         if not note:
             return None, f"{row['id']} is the same, but not as documented, and has no note: {row['documented']} / {row['this']}"
         return f"same; [note](#{name})", None
+    documented = follows(row["documented"], row["this"]) and not follows(row["documented"], row["platform"])
+    if name and "documented" in blocks[name] and not documented:
+        return None, f"{row['id']} is not the provider that does what the documentation says ({name})"
     if not name or note:
         return None, f"{row['id']} is a defect: {row['documented']} / {row['platform']} / {row['this']}"
     return f"[differs on purpose](#{name})", None
@@ -151,7 +159,7 @@ def cell(text):
 def print_rows(rows):
     lines = []
     for subject, title in SUBJECTS.items():
-        lines += ["", f"## {title}", "", "| call | documentation | platform | this provider | |", "|---|---|---|---|---|"]
+        lines += ["", f"## {title}", "", "| call | documentation | platform | this provider | result |", "|---|---|---|---|---|"]
         for row in rows:
             if row["id"].split(".")[0] == subject:
                 lines.append("| " + " | ".join(cell(row[key]) for key in ("call", "documented", "platform", "this", "verdict")) + " |")
@@ -161,7 +169,7 @@ def print_rows(rows):
 def print_reasons(blocks):
     differences = [(name, block) for name, block in blocks.items() if "instead" in block]
     notes = [(name, block) for name, block in blocks.items() if "instead" not in block]
-    lines = ["", "## Reasons", "", "Why the answers differ, and what to do instead.", ""]
+    lines = ["", "## Reasons", "", "Why the answers differ, and what to do instead. *Required* is what existing applications and cards rely on: it stays.", ""]
     for name, block in differences:
         lines += [f'- <a id="{name}"></a>**{block["title"]}** {block["why"]} *Instead:* {block["instead"]}']
     lines += ["", "## Notes", "", "Why both answers are not those of the documentation.", ""]
