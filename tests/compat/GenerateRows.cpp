@@ -67,8 +67,6 @@ const Rows kGenerateRows = {
     {"key.pair_512", "CryptGenKey AT_KEYEXCHANGE, 512 bits", "TRUE, 512 bits", NewPair(AT_KEYEXCHANGE, 512U << 16U)},
     {"key.pair_default", "CryptGenKey AT_KEYEXCHANGE without a size", "TRUE, 1024 bits; 2048 in newer systems",
      NewPair(AT_KEYEXCHANGE, 0)},
-    {"key.pair_1536", "CryptGenKey AT_KEYEXCHANGE, 1536 bits", "TRUE, 1536 bits",
-     NewPair(AT_KEYEXCHANGE, 1536U << 16U)},
     {"key.pair_signature", "CryptGenKey AT_SIGNATURE, 1024 bits", "TRUE, 1024 bits",
      NewPair(AT_SIGNATURE, 1024U << 16U)},
     {"key.pair_calg_keyx", "CryptGenKey CALG_RSA_KEYX, 1024 bits", "TRUE, 1024 bits",

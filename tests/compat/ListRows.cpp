@@ -3,7 +3,7 @@
 
 namespace {
 
-// Both names in a row, then the end.
+// One question after the other in a context.
 Call Containers(std::vector<DWORD> flags) {
   return [flags](const Side& side) {
     const Prepared context(side);

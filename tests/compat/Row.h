@@ -18,7 +18,8 @@ using Call = std::function<std::string(const Side&)>;
 struct Row {
   const char* id;  // SUBJECT.VARIANT
   const char* call;
-  // What Microsoft's documentation says, as an answer would say it. "or" stands between answers that are both right.
+  // What Microsoft's documentation says, as an answer would say it. "or" stands between answers that are both right,
+  // and words for the reader come after a semicolon.
   const char* documented;
   Call answer;
 };

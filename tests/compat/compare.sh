@@ -22,7 +22,7 @@ export TELVO_PROVIDER
 export TELVO_DISPLAY=none
 # shellcheck disable=SC2086 # each beginning is an argument
 "$here/../../cmake/wine-run" "$build" "$folder/compatibility_rows.exe" ${TELVO_ROWS:-} >"$folder/answers" ||
-  { result=$?; tail -n 1 "$folder/answers"; fail "the rows end with $result"; }
+  fail "the program ends with $? at the row $(tail -n 1 "$folder/answers" | cut -f 1)"
 tr -d '\r' <"$folder/answers" >"$folder/lines"
 if [ -n "${TELVO_ROWS:-}" ]; then cat "$folder/lines"; exit; fi
 python3 "$here/table.py" "$folder/lines" "$@"

@@ -9,28 +9,9 @@
 
 #include "ProviderRegistration.h"
 #include "Row.h"
+#include "platform/UserRegistry.h"
 
 namespace {
-
-// The user's part of the registry is the program's own: the platform's provider keeps its containers there.
-class UserRegistry {
- public:
-  UserRegistry() : m_root("Software\\telvo-tests\\user-" + std::to_string(GetCurrentProcessId())) {
-    HKEY key = nullptr;
-    RegCreateKeyExA(HKEY_CURRENT_USER, m_root.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
-    RegOverridePredefKey(HKEY_CURRENT_USER, key);
-    RegCloseKey(key);
-  }
-  ~UserRegistry() {
-    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-    RegDeleteTreeA(HKEY_CURRENT_USER, m_root.c_str());
-  }
-  UserRegistry(const UserRegistry&) = delete;
-  UserRegistry& operator=(const UserRegistry&) = delete;
-
- private:
-  std::string m_root;
-};
 
 void RegisterPlatform(TestRegistry& registry) {
   struct Registered {
