@@ -54,7 +54,7 @@ says how. Do not edit it. The test `compatibility` fails when it is no longer tr
 Of those that are the same, {both} are not what the documentation says; they have a note. Of those that differ, {followed} are what the documentation says,
 and it is the platform's provider that is not.
 
-[programming.md](programming.md) has the same for programmers, shorter and by subject.
+[programming.md](programming.md) has what matters of this to programmers, by subject.
 """
 
 
