@@ -1,26 +1,11 @@
 #include "Calls.h"
 #include "CryptoApi.h"
 #include "ProviderRegistration.h"
+#include "platform/UserRegistry.h"
 
-// The stores of the user are the program's own, too.
 struct Registered::State {
-  State()
-      : provider(ProviderRegistration::Logging::kOff),
-        root("Software\\telvo-tests\\user-" + std::to_string(GetCurrentProcessId())) {
-    HKEY key = nullptr;
-    RegCreateKeyExA(HKEY_CURRENT_USER, root.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
-    RegOverridePredefKey(HKEY_CURRENT_USER, key);
-    RegCloseKey(key);
-  }
-  ~State() {
-    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-    RegDeleteTreeA(HKEY_CURRENT_USER, root.c_str());
-  }
-  State(const State&) = delete;
-  State& operator=(const State&) = delete;
-
-  ProviderRegistration provider;
-  std::string root;
+  ProviderRegistration provider{ProviderRegistration::Logging::kOff};
+  UserRegistry user;
 };
 
 Registered::Registered() : m_state(new State) {}

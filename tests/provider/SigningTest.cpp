@@ -10,13 +10,7 @@ std::string Exchange(const std::string& name) { return std::getenv("TELVO_EXCHAN
 
 Bytes Reversed(const Bytes& bytes) { return {bytes.rbegin(), bytes.rend()}; }
 
-SigningTest::SigningTest(Logging logging)
-    : ProviderTest(Cards::kAsTheyAre, logging),
-      m_userRoot("Software\\telvo-tests\\user-" + std::to_string(GetCurrentProcessId())) {
-  HKEY root = nullptr;
-  RegCreateKeyExA(HKEY_CURRENT_USER, m_userRoot.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &root, nullptr);
-  RegOverridePredefKey(HKEY_CURRENT_USER, root);
-  RegCloseKey(root);
+SigningTest::SigningTest(Logging logging) : ProviderTest(Cards::kAsTheyAre, logging) {
   // The system's own providers, which accept what this one signed.
   const std::string providers = "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\";
   m_provider.Registry().SetValue(providers + MS_ENH_RSA_AES_PROV_A, "Type", REG_DWORD, {PROV_RSA_AES, 0, 0, 0});
@@ -26,11 +20,7 @@ SigningTest::SigningTest(Logging logging)
   m_provider.Registry().SetText(providers + MS_DEF_RSA_SCHANNEL_PROV_A, "Image Path", "rsaenh.dll");
 }
 
-SigningTest::~SigningTest() {
-  Release();
-  RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
-  RegDeleteTreeA(HKEY_CURRENT_USER, m_userRoot.c_str());
-}
+SigningTest::~SigningTest() { Release(); }
 
 void SigningTest::Open(int bits) {
   ASSERT_EQ("true", AcquireResult(Named(kReaderA, "k" + std::to_string(bits)).c_str(), 0));

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ProviderTest.h"
+#include "platform/UserRegistry.h"
 
 using Bytes = std::vector<unsigned char>;
 
@@ -34,7 +35,7 @@ class SigningTest : public ProviderTest {
   static void Write(const std::string& name, const Bytes& bytes);
 
  private:
-  std::string m_userRoot;
+  UserRegistry m_user;
 };
 
 Bytes Reversed(const Bytes& bytes);
