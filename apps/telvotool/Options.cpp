@@ -34,6 +34,7 @@ constexpr Option kOptions[] = {
     {"--login-life", "SECONDS", "seconds without use after which a kept login ends, 1 to 86400; 300 when not given"},
     {"--default-certificate", "LABEL", "the certificate that is the token's default"},
     {"--trace", "FILE", "write each call of the module to FILE, without PINs, keys and data"},
+    {"--markdown", nullptr, "no CODE: write all codes as the document errors.md"},
     {"--help", nullptr, "show the help of the command"},
 };
 
