@@ -41,5 +41,6 @@ int ChangePin(const Options& options);
 int SwitchLog(const Options& options);
 int ManageAdapter(const Options& options);
 int Explain(const Options& options);
+int SelfTest(const Options& options);
 
 }  // namespace tool
