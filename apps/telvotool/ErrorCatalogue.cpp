@@ -11,7 +11,8 @@ namespace tool {
 
 const char kModuleCodesIn[] = "CPGetProvParam (PP_ENUMCONTAINERS)";
 const char kModuleCodesWhy[] =
-    "the module fails when the name of the next container is read; in all other places its failures are NTE_FAIL";
+    "the module fails when the name of the next container is read; elsewhere its failures become other codes, mostly "
+    "NTE_FAIL";
 
 const char kModuleText[] = "the text of the module's result, as in the last table";
 

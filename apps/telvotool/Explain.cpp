@@ -106,14 +106,15 @@ void PrintMarkdown() {
   }
   std::printf(
       "\n## Codes of Windows\n\n"
-      "`CPGetProvParam` with `PP_ROOT_CERTSTORE` gives the code of Windows when the store ROOT does not open; the log "
-      "says\n"
-      "`CPGetProvParam Error: Requesting Cert Root Store Handle Failed to Open Cert`. With `PP_KEYSET_SEC_DESCR` it "
-      "gives the\n"
-      "code of Windows when a security descriptor cannot be made; the log says nothing. Windows itself gives others "
-      "before it\n"
-      "calls the provider, such as `NTE_KEYSET_NOT_DEF` when the provider is not registered. `telvotool explain` knows "
-      "them, too.\n");
+      "`CPGetProvParam` with `PP_ROOT_CERTSTORE` gives the code of Windows when the store ROOT does not open. The log\n"
+      "says `CPGetProvParam Error: Requesting Cert Root Store Handle Failed to Open Cert`. With `PP_KEYSET_SEC_DESCR` "
+      "it\n"
+      "gives the code of Windows when a security descriptor cannot be made; the log says nothing. Windows itself "
+      "gives\n"
+      "others before it calls the provider, such as `NTE_KEYSET_NOT_DEF` when the provider is not registered.\n"
+      "`telvotool explain` knows them, too.\n\n"
+      "Four failures are no codes: an exception leaves the function. [administration.md](administration.md) lists "
+      "them.\n");
 }
 
 }  // namespace

@@ -34,6 +34,8 @@ std::string TextOf(const Failure& failure) {
   return failure.what() + (failure.Code() == 0 ? "" : ": " + CodeText(failure.Code()));
 }
 
+std::string TextOf(const CryptokiError& error) { return "the PKCS #11 module refused: " + error.GetText(); }
+
 std::string Quoted(const std::string& text) {
   std::string quoted = "\"";
   for (const char c : text) {
@@ -141,7 +143,7 @@ void SelfTestRun::Run(const std::string& name, const std::function<void()>& work
     if (IsRefusedPin(failure)) m_end = failure;
   } catch (const CryptokiError& error) {
     result.level = "FAIL";
-    result.text = "the PKCS #11 module refused: " + error.GetText();
+    result.text = TextOf(error);
   } catch (const std::exception& error) {
     result.level = "FAIL";
     result.text = error.what();
@@ -241,12 +243,17 @@ int SelfTest(const Options& options) {
   if (options.Has("--pin-stdin") && !options.Has("--yes")) {
     throw UsageError("--pin-stdin leaves no line for the question: give --yes as well");
   }
+  // A report that cannot be written is found out before the card is used.
+  if (options.Has("--report")) WriteWholeFile(options.Value("--report"), {});
   SelfTestRun run(options);
   int code = kDone;
   try {
     code = WithCard(options.Value("--reader"), [&run] { return run.Work(); });
   } catch (const Failure& failure) {
     run.Tell(TextOf(failure));
+    throw;
+  } catch (const CryptokiError& error) {
+    run.Tell(TextOf(error));
     throw;
   }
   run.Tell("");

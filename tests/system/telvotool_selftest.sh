@@ -25,6 +25,8 @@ expect 2 selftest NAME
 expect 2 selftest --yes --pin-file pin --report
 expect 3 selftest --yes --pin-file nowhere
 quiet out
+expect 3 selftest --yes --pin-file pin --report nowhere/report.txt
+quiet out
 # Nobody answers the question.
 expect 1 selftest --pin-file pin
 complains 'It makes the container "selftest-'
@@ -128,9 +130,12 @@ says 'SCARD_W_CANCELLED_BY_USER'
 nothing_remains "a refused PIN"  # the right PIN brings the tries back
 TELVO_DISPLAY=none expect 0 selftest --yes --pin-file pin
 "${run[@]}" reg add "$product_key" /v PINCACHE /t REG_SZ /d 0 /f >/dev/null
+user=$(id -un)
+"${run[@]}" reg add "$product_key" /v CSPDIR /t REG_SZ /d "C:\\users\\$user\\$user.log" /f >/dev/null
 expect 4 selftest --yes --pin-file pin --report report.txt
 complains 'PINCACHE is 0'
 grep -qF 'PINCACHE: "0", type 1' report.txt || fail "the report does not show the setting"
+grep -qF 'CSPDIR: "C:\users\(left out)\(left out).log", type 1' report.txt || { cat report.txt; fail "the user is named"; }
 "${run[@]}" reg delete "$product_key" /f >/dev/null
 doctor 0 doctor
 says 'PIN not locked'
@@ -190,6 +195,12 @@ expect 0 unregister
 expect 3 selftest --yes --pin-file pin --report report.txt
 grep -qF 'FAIL  registration: the provider is not registered' report.txt || fail "the report does not say what is missing"
 touch a-is-in
+mv telvopkcs11.dll kept.dll
+expect 1 selftest --yes --pin-file pin --report report.txt
+complains 'the PKCS #11 module refused'
+grep -qF 'FAIL  module: telvopkcs11.dll is neither beside' report.txt || fail "the report does not say that the module is missing"
+grep -qF 'it ended with: the PKCS #11 module refused' report.txt || fail "the report does not say how it ended"
+mv kept.dll telvopkcs11.dll
 rm -rf state
 expect 1 selftest --yes --pin-file pin
 says 'FAIL  random bytes'
