@@ -137,6 +137,25 @@ const std::vector<Command>& Commands() {
        "  telvotool adapter use module.dll --label \"My token\" --trace C:\\Temp\\module.txt\n"
        "  telvotool adapter show\n",
        ManageAdapter},
+      {"selftest",
+       "",
+       "try everything that the provider does on your card, in a container of its own that is deleted again",
+       0,
+       0,
+       {"--reader", "--keep", "--json", "--report", "--yes", "--pin-file", "--pin-stdin"},
+       "  telvotool selftest\n"
+       "  telvotool selftest --yes --pin-file pin.txt --report report.txt\n",
+       SelfTest},
+      {"explain",
+       "CODE",
+       "say what an error code of the provider means, where it comes from, and what to do",
+       0,
+       1,
+       {"--markdown"},
+       "  telvotool explain 0x80090016\n"
+       "  telvotool explain NTE_BAD_KEYSET\n"
+       "  telvotool explain --markdown > errors.md\n",
+       Explain},
   };
   return commands;
 }

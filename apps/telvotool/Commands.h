@@ -40,5 +40,7 @@ int DeleteContainer(const Options& options);
 int ChangePin(const Options& options);
 int SwitchLog(const Options& options);
 int ManageAdapter(const Options& options);
+int Explain(const Options& options);
+int SelfTest(const Options& options);
 
 }  // namespace tool

@@ -105,7 +105,8 @@ void RemoveContainer(const Target& target, const Pin& pin) {
   if (!IsThere(target)) throw Failure(what, static_cast<DWORD>(NTE_BAD_KEYSET));
   const CardsIn cards(target.reader);
   GivePin(provider.Get(), pin, target.reader);
-  if (!pin) LogIn(provider.Get());
+  // Also with a PIN: the provider may have kept it from before the card was pulled, and then has not given it again.
+  LogIn(provider.Get());
   HCRYPTPROV none = 0;
   if (CryptAcquireContextA(&none, target.FullName().c_str(), kProviderName, PROV_RSA_FULL,
                            CRYPT_DELETEKEYSET | CRYPT_SILENT) == FALSE) {

@@ -1,5 +1,8 @@
 // doctor: one line for each finding: "ok", "warn" or "FAIL", and after a semicolon what to do.
+#include "telvotool/Doctor.h"
+
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <winscard.h>
@@ -24,6 +27,8 @@ constexpr char kModuleName[] = "telvopkcs11.dll";
 
 class Report {
  public:
+  Report(const std::function<void(const std::string& line)>& take, Names names) : m_take(take), m_names(names) {}
+
   void Ok(const std::string& subject, const std::string& text) { Print("ok", subject, text); }
   void Warn(const std::string& subject, const std::string& text, const std::string& toDo) {
     Print("warn", subject, text + "; " + toDo);
@@ -33,12 +38,16 @@ class Report {
     m_failed = true;
   }
   bool Failed() const { return m_failed; }
+  // What may be the name or the number of a person, as the report shows it.
+  std::string Name(const std::string& name) const { return m_names == Names::kShown ? name : kLeftOut; }
 
  private:
-  static void Print(const char* level, const std::string& subject, const std::string& text) {
-    std::printf("%-4s  %s: %s\n", level, subject.c_str(), text.c_str());
+  void Print(const char* level, const std::string& subject, const std::string& text) const {
+    m_take(std::string(level) + std::string(6 - std::strlen(level), ' ') + subject + ": " + text);
   }
 
+  const std::function<void(const std::string& line)>& m_take;
+  Names m_names;
   bool m_failed = false;
 };
 
@@ -109,7 +118,7 @@ bool CheckModule(Report& report) {
 
 void CheckAdapterSlot(Report& report, const AdapterSlot& slot) {
   const std::string subject = "adapter, reader " + slot.reader;
-  const std::string who = "token \"" + slot.label + "\", serial " + slot.serial;
+  const std::string who = "token \"" + report.Name(slot.label) + "\", serial " + report.Name(slot.serial);
   if (!slot.isShown) {
     report.Ok(subject, who + ", left out by the settings");
   } else if (!slot.initialised) {
@@ -156,7 +165,7 @@ void CheckSmartCardService(Report& report) {
 }
 
 void CheckCard(Report& report, const std::string& reader, const Card& card) {
-  const std::string who = "card \"" + card.label + "\", serial " + card.serial;
+  const std::string who = "card \"" + report.Name(card.label) + "\", serial " + report.Name(card.serial);
   const std::string subject = "reader " + reader;
   if (!card.initialised) {
     report.Fail(subject, who + ", not initialised", "have the card personalised by its issuer");
@@ -237,13 +246,14 @@ void CheckDefault(Report& report, DWORD whose, const std::string& subject) {
 }
 
 void CheckCertificate(Report& report, PCCERT_CONTEXT certificate, const std::string& container) {
-  const std::string subject = "certificate " + SubjectOf(certificate);
+  const std::string subject = "certificate " + report.Name(SubjectOf(certificate));
+  const std::string its = "its container \"" + report.Name(container) + "\"";
   HCRYPTPROV handle = 0;
   if (CryptAcquireContextA(&handle, container.c_str(), kProviderName, PROV_RSA_FULL, CRYPT_SILENT) != FALSE) {
     CryptReleaseContext(handle, 0);
-    report.Ok(subject, "its container \"" + container + "\" is there");
+    report.Ok(subject, its + " is there");
   } else {
-    report.Warn(subject, "its container \"" + container + "\" is not there: " + CodeText(GetLastError()),
+    report.Warn(subject, its + " is not there: " + CodeText(GetLastError()),
                 "put its card in; if the key is gone, remove the certificate from MY");
   }
 }
@@ -264,8 +274,10 @@ void CheckCertificates(Report& report, bool cardIsIn) {
 
 }  // namespace
 
-int Doctor(const Options&) {
-  Report report;
+const char kLeftOut[] = "(left out)";
+
+bool Examine(const std::function<void(const std::string& line)>& take, Names names) {
+  Report report(take, names);
   CheckRegistration(report);
   CheckProvider(report);
   CheckSmartCardService(report);
@@ -275,7 +287,12 @@ int Doctor(const Options&) {
   CheckDefault(report, CRYPT_MACHINE_DEFAULT, "default provider of type 1 of this computer");
   CheckDefault(report, CRYPT_USER_DEFAULT, "default provider of type 1 of this user");
   CheckCertificates(report, cardIsIn);
-  return report.Failed() ? kFailed : kDone;
+  return !report.Failed();
+}
+
+int Doctor(const Options&) {
+  const auto print = [](const std::string& line) { std::printf("%s\n", line.c_str()); };
+  return Examine(print, Names::kShown) ? kDone : kFailed;
 }
 
 }  // namespace tool

@@ -77,6 +77,8 @@ const ErrorRow* FindError(DWORD code) {
   return found == std::end(kErrors) ? nullptr : found;
 }
 
+}  // namespace
+
 std::string Hex(DWORD code) {
   char text[16];
   static_cast<void>(std::snprintf(text, sizeof(text), "0x%08lX", static_cast<unsigned long>(code)));
@@ -92,7 +94,16 @@ std::string SystemText(DWORD code) {
   return words;
 }
 
-}  // namespace
+std::optional<DWORD> CodeNamed(const std::string& name) {
+  const auto* const found =
+      std::find_if(std::begin(kErrors), std::end(kErrors), [&name](const ErrorRow& row) { return row.name == name; });
+  return found == std::end(kErrors) ? std::nullopt : std::optional<DWORD>(found->code);
+}
+
+std::string AdviceOf(DWORD code) {
+  const ErrorRow* const row = FindError(code);
+  return row == nullptr ? "" : row->advice;
+}
 
 Failure::Failure(const std::string& what, DWORD code, const std::string& advice)
     : runtime_error(what), m_code(code), m_exit(kFailed), m_advice(advice) {

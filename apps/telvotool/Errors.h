@@ -3,6 +3,7 @@
 
 #include "common/Platform.h"
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -42,6 +43,16 @@ class UsageError : public std::runtime_error {
 
 // "NTE_BAD_KEYSET (0x80090016)"; of a code without a name here "0x80091234: " and the system's own words.
 std::string CodeText(DWORD code);
+
+// The code alone: "0x80090016".
+std::string Hex(DWORD code);
+
+// The code of that name among those that telvotool's own commands know.
+std::optional<DWORD> CodeNamed(const std::string& name);
+// What telvotool advises when one of its commands fails with the code. Empty when it has no advice.
+std::string AdviceOf(DWORD code);
+// The system's own words, without the full stop. Empty when it has none.
+std::string SystemText(DWORD code);
 
 // Raises a Failure with the last error when `success` is false.
 inline void Require(BOOL success, const char* what) {

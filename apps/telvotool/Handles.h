@@ -36,6 +36,7 @@ class Held {
 
 inline void CloseProvider(HCRYPTPROV handle) { CryptReleaseContext(handle, 0); }
 inline void CloseKey(HCRYPTKEY handle) { CryptDestroyKey(handle); }
+inline void CloseHash(HCRYPTHASH handle) { CryptDestroyHash(handle); }
 inline void CloseStore(HCERTSTORE handle) { CertCloseStore(handle, 0); }
 inline void CloseCertificate(PCCERT_CONTEXT handle) { CertFreeCertificateContext(handle); }
 inline void CloseMessage(HCRYPTMSG handle) { CryptMsgClose(handle); }
@@ -43,6 +44,7 @@ inline void CloseRegistryKey(HKEY handle) { RegCloseKey(handle); }
 
 using ProviderHandle = Held<HCRYPTPROV, CloseProvider>;
 using KeyHandle = Held<HCRYPTKEY, CloseKey>;
+using HashHandle = Held<HCRYPTHASH, CloseHash>;
 using StoreHandle = Held<HCERTSTORE, CloseStore>;
 using CertificateHandle = Held<PCCERT_CONTEXT, CloseCertificate>;
 using MessageHandle = Held<HCRYPTMSG, CloseMessage>;

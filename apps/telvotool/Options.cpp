@@ -34,6 +34,11 @@ constexpr Option kOptions[] = {
     {"--login-life", "SECONDS", "seconds without use after which a kept login ends, 1 to 86400; 300 when not given"},
     {"--default-certificate", "LABEL", "the certificate that is the token's default"},
     {"--trace", "FILE", "write each call of the module to FILE, without PINs, keys and data"},
+    {"--keep", nullptr, "leave the container on the card"},
+    {"--json", nullptr, "write the results as JSON"},
+    {"--report", "FILE",
+     "write a report for the makers to FILE: versions, findings and results, without names and PINs"},
+    {"--markdown", nullptr, "no CODE: write all codes as the document errors.md"},
     {"--help", nullptr, "show the help of the command"},
 };
 

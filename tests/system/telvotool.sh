@@ -8,7 +8,7 @@ expect 2
 expect 0 --help
 says 'usage: telvotool COMMAND'
 says 'exit codes: 0 done'
-for command in register unregister doctor containers certs enrol import-cert sign verify delete change-pin log adapter; do
+for command in register unregister doctor containers certs enrol import-cert sign verify delete change-pin log adapter selftest explain; do
   expect 0 "$command" --help
   says "usage: telvotool $command"
   says 'examples:'
