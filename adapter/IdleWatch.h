@@ -1,4 +1,5 @@
-// The watch over logins that are kept: it ends them in time even if the provider calls nothing any more.
+// The watch over logins that are kept: it ends them in time even if the provider calls nothing any more. How long a
+// login is kept unused is Settings::loginLife.
 #pragma once
 
 namespace adapter {

@@ -22,14 +22,14 @@ struct TokenName {
 
 // Each text that is not set is empty.
 struct Settings {
-  std::string module;                 // a path, or a name that the system's loader finds
-  std::string initialisation;         // what C_Initialize gets besides its flags
-  std::string label, serial, reader;  // only tokens with all of these are shown
-  unsigned tries = 3;                 // answered for a wrong PIN if the flags of the token say nothing
-  bool keepLogin = true;              // a logout of the provider does not reach the module
-  std::chrono::seconds loginLife{300};
-  std::string defaultCertificate;  // a label
-  std::string trace;               // a path
+  std::string module;                   // a path, or a name that the system's loader finds
+  std::string initialisation;           // what C_Initialize gets besides its flags
+  std::string label, serial, reader;    // only tokens with all of these are shown
+  unsigned tries = 3;                   // answered for a wrong PIN if the flags of the token say nothing
+  bool keepLogin = true;                // a logout of the provider does not reach the module
+  std::chrono::seconds loginLife{300};  // after this time a kept login that is not used ends
+  std::string defaultCertificate;       // a label
+  std::string trace;                    // a path
   std::vector<TokenName> names;
 };
 

@@ -11,7 +11,7 @@ namespace tool {
 
 namespace {
 
-// A command that needs a card all the time.
+// A command that needs a card all the time. Without one it ends before its work begins (OccupiedReaders in Cards.cpp).
 template <int (*Work)(const Options&)>
 int OnACard(const Options& options) {
   return WithCard(options.Value("--reader"), [&options] { return Work(options); });

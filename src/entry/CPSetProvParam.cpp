@@ -22,6 +22,7 @@ BOOL SetParameter(const EntryFrame& frame, CCSPContext& context, DWORD param, co
     case PP_KEYEXCHANGE_PIN:
     case PP_SIGNATURE_PIN:
       g_entryLog.WriteLine("Set PIN");
+      // ContextLogin has the last errors of a PIN that the card refuses.
       context.LoginWithPIN(data, static_cast<DWORD>(std::strlen(reinterpret_cast<const char*>(data))));
       return frame.Succeed();
     case PP_USE_HARDWARE_RNG:

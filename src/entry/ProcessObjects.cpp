@@ -12,21 +12,21 @@
 
 namespace {
 
-constexpr DWORD kLineLimit = 200000;
-constexpr DWORD kNoLineLimit = 2147483647;
+constexpr DWORD kItemLimit = 200000;
+constexpr DWORD kNoItemLimit = 2147483647;
 
 // During its construction the factory logs through a log object of its own. The log object of its module is constructed
 // further down and writes nothing yet, and any other log object would count the line. Later nothing is logged through
 // this one.
 CCSPSecretKeyFactory MakeSecretKeyFactory() {
-  CCSPLog log(kLineLimit);
+  CCSPLog log(kItemLimit);
   return CCSPSecretKeyFactory(log);
 }
 
 }  // namespace
 
-CCSPLog g_pinCacheLog(kLineLimit);
-CCSPLog g_entryLog(kLineLimit);
+CCSPLog g_pinCacheLog(kItemLimit);
+CCSPLog g_entryLog(kItemLimit);
 
 HINSTANCE g_libraryInstance = nullptr;
 
@@ -35,18 +35,18 @@ CCSPHashFactory g_hashFactory;
 CCryptoWrapper g_cryptoWrapper;
 CCSPContextList g_contextList;
 
-CCSPLog g_changePwdLog(kLineLimit);
-CCSPLog g_contextLog(kLineLimit);
+CCSPLog g_changePwdLog(kItemLimit);
+CCSPLog g_contextLog(kItemLimit);
 
 PINCacheManager g_pinCacheManager;
 UnplugThreadManager g_unplugThreadManager;
 KeyProviderInfo g_keyProviderInfo;
 
-CCSPLog g_hashLog(kNoLineLimit);
-CCSPLog g_loginLog(kLineLimit);
-CCSPLog g_secretKeyLog(kLineLimit);
-CCSPLog g_cryptokiLog(kLineLimit);
-CCSPLog g_unusedLog(kLineLimit);
-CCSPLog g_objectLog(kLineLimit);
-CCSPLog g_sessionLog(kLineLimit);
-CCSPLog g_certificateLog(kLineLimit);
+CCSPLog g_hashLog(kNoItemLimit);
+CCSPLog g_loginLog(kItemLimit);
+CCSPLog g_secretKeyLog(kItemLimit);
+CCSPLog g_cryptokiLog(kItemLimit);
+CCSPLog g_unusedLog(kItemLimit);
+CCSPLog g_objectLog(kItemLimit);
+CCSPLog g_sessionLog(kItemLimit);
+CCSPLog g_certificateLog(kItemLimit);

@@ -1,5 +1,5 @@
-// load_library NAME [hold]: loads a library and releases it, as a program that uses the provider does. Ends with 1 when there
-// is none. With "hold" it says "loaded", and releases the library when a line comes.
+// load_library NAME [hold]: loads a library and releases it, as a program that uses the provider does. Ends with 1 when
+// there is none. With "hold" it says "loaded", and releases the library when a line comes.
 #include <windows.h>
 
 #include <cstdio>
