@@ -12,7 +12,7 @@ namespace {
 using Values = const std::uint64_t*;
 
 constexpr DWORD kLargest = 0xFFFFFFFF;
-constexpr DWORD kWholeLargest = DWORD{1} << 20U;
+constexpr DWORD kWholeLargest = DWORD{1} << 16U;
 constexpr std::size_t kModulusBytes = CallersStage::kModulusBytes;
 
 template <typename Type>
@@ -182,7 +182,7 @@ void AddProvParams(std::vector<Row>& rows) {
   AddProvParam(rows, PP_ENUMALGS_EX, 88, {CRYPT_FIRST, 0, CRYPT_NEXT});
   AddProvParam(rows, PP_ENUMCONTAINERS, 128, {CRYPT_FIRST, 0}, true);
   AddProvParam(rows, PP_ENUMCONTAINERS, 128, {CRYPT_NEXT}, true, 128);
-  AddProvParam(rows, PP_KEYSET_SEC_DESCR, 20, {0, OWNER_SECURITY_INFORMATION, DACL_SECURITY_INFORMATION, kLargest},
+  AddProvParam(rows, PP_KEYSET_SEC_DESCR, 20, {OWNER_SECURITY_INFORMATION, 0, DACL_SECURITY_INFORMATION, kLargest},
                true);
   AddProvParam(rows, PP_USER_CERTSTORE, 8, {0});
   AddProvParam(rows, PP_ROOT_CERTSTORE, 8, {0});
@@ -273,6 +273,8 @@ void AddKeys(std::vector<Row>& rows) {
 
 // A buffer that is input and output: it holds all that is declared in the one place or in the other.
 void AddData(std::vector<Row>& rows) {
+  Argument noHash = kHash;
+  noHash.proper = 0;
   const Argument final = Number({FALSE, TRUE});
   const Argument flags = Number({0, 0x40});
   for (const Argument& key : {kPair, kImportedKey, kSessionKey}) {
@@ -284,11 +286,11 @@ void AddData(std::vector<Row>& rows) {
     rows.push_back(
         {"CPEncrypt",
          Encrypt,
-         {kContext, key, kHash, final, flags, data, Length(Kind::kLengthInOut, isSession ? need : 16, !isSession),
+         {kContext, key, noHash, final, flags, data, Length(Kind::kLengthInOut, isSession ? need : 16, !isSession),
           Length(Kind::kLength, need, isSession)}});
     rows.push_back({"CPDecrypt",
                     Decrypt,
-                    {kContext, key, kHash, final, flags,
+                    {kContext, key, noHash, final, flags,
                      Buffer(Kind::kOutput, need, 6,
                             isSession ? Counting(need, 1) : Reversed(EncryptedKey(Counting(24, 1), kModulusBytes))),
                      Length(Kind::kLengthInOut, need, true)}});
@@ -349,6 +351,25 @@ std::size_t Argument::Choices() const {
       return 2;
     default:
       return 4;
+  }
+}
+
+std::size_t Argument::Proper() const {
+  if (proper >= 0) return static_cast<std::size_t>(proper);
+  switch (kind) {
+    case Kind::kNumber:
+    case Kind::kUnread:
+      return 0;
+    case Kind::kLength:
+      return 3;
+    case Kind::kLengthInOut:
+      return 4;
+    case Kind::kInput:
+    case Kind::kOutput:
+    case Kind::kHandleOut:
+      return 1;
+    default:
+      return 2;
   }
 }
 

@@ -35,10 +35,12 @@ struct Argument {
   Bytes content;          // of an input, or of an output that is an input as well
   int lengthAt = -1;      // the argument that is the buffer's length; without one it has `need` bytes
   std::size_t least = 0;  // that many bytes are written whatever length is declared
-  // The whole of the declared length is read or written. Then a caller cannot declare 0xFFFFFFFF: it is 1 MiB.
+  // The whole of the declared length is read or written. Then a caller cannot declare 0xFFFFFFFF: it is 64 KiB.
   bool whole = false;
+  int proper = -1;  // the choice of a caller who does it right, where the kind alone does not say it
 
   std::size_t Choices() const;
+  std::size_t Proper() const;
   DWORD Length(std::size_t choice) const;
   std::size_t Room(const Row& row, const std::vector<std::size_t>& choices) const;
 };

@@ -11,6 +11,7 @@
 namespace {
 
 constexpr std::size_t kPage = 4096;
+constexpr std::size_t kFront = 64;  // bytes before the start that are looked at
 constexpr BYTE kFilling = 0xA5;
 
 #if defined(_WIN32)
@@ -40,11 +41,11 @@ void Protect(BYTE* pages, std::size_t length, bool readable) {
 }  // namespace
 
 GuardedBuffer::GuardedBuffer(std::size_t length, const void* content, Access access)
-    : m_pages(nullptr), m_room((length / kPage + 2) * kPage), m_data(nullptr), m_length(length) {
+    : m_pages(nullptr), m_room(((length + kFront) / kPage + 1) * kPage), m_data(nullptr), m_length(length) {
   m_pages = TakePages(m_room + kPage);
   if (m_pages == nullptr) throw std::bad_alloc();
-  std::memset(m_pages, kFilling, m_room);
   m_data = m_pages + m_room - length;
+  std::memset(m_data - kFront, kFilling, kFront + length);
   if (content != nullptr) std::memcpy(m_data, content, length);
   if (access == Access::kReadOnly) Protect(m_pages, m_room, true);
   Protect(m_pages + m_room, kPage, false);
@@ -53,12 +54,7 @@ GuardedBuffer::GuardedBuffer(std::size_t length, const void* content, Access acc
 GuardedBuffer::~GuardedBuffer() { GiveBack(m_pages, m_room + kPage); }
 
 bool GuardedBuffer::IsFrontWhole() const {
-  return std::all_of(m_pages, m_data, [](BYTE byte) { return byte == kFilling; });
-}
-
-bool GuardedBuffer::IsUntouchedFrom(std::size_t start) const {
-  return start >= m_length ||
-         std::all_of(m_data + start, m_data + m_length, [](BYTE byte) { return byte == kFilling; });
+  return std::all_of(m_data - kFront, m_data, [](BYTE byte) { return byte == kFilling; });
 }
 
 void* GuardedBuffer::Forbidden() {

@@ -18,10 +18,8 @@ class GuardedBuffer {
 
   BYTE* Data() const { return m_data; }
   std::size_t Length() const { return m_length; }
-  // Whether nothing was written before the start.
+  // Whether nothing was written right before the start.
   bool IsFrontWhole() const;
-  // Whether the bytes from `start` on are still 0xA5.
-  bool IsUntouchedFrom(std::size_t start) const;
 
   // An address that can be neither read nor written.
   static void* Forbidden();

@@ -1,5 +1,5 @@
-// callers [MOST]: calls each export with each pointer null and not, with lengths around the one that is needed, and
-// with handles that are null, unknown, valid, and valid plus 2^32, in every combination.
+// callers [DEVIATIONS]: calls each export with each pointer null and not, with lengths around the one that is needed,
+// and with handles that are null, unknown, valid, and valid plus 2^32, in every combination.
 //
 // Buffers end where the memory ends, and inputs cannot be written. So a byte too far ends the program, which names the
 // call. FALSE must have a last error, TRUE none. Only the exceptions that the provider's documents name may leave. MOST
@@ -67,10 +67,10 @@ struct Passed {
 class Caller {
  public:
   Caller(Tally& tally, bool logging) : m_tally(tally), m_logging(logging) {}
-  void Run(const Row& row, std::size_t most);
+  void Run(const Row& row, std::size_t deviations);
 
  private:
-  void Call(const Row& row, std::size_t combination);
+  void Call(const Row& row, const std::vector<std::size_t>& choices);
   std::uint64_t HandleOf(const Argument& argument, std::size_t choice, HCRYPTHASH hash) const;
   Passed Pass(const Row& row, std::size_t place, const std::vector<std::size_t>& choices, HCRYPTHASH hash) const;
   void Judge(const Row& row, const std::vector<Passed>& passed, int result, bool escaped);
@@ -81,23 +81,24 @@ class Caller {
   std::unique_ptr<CallersStage> m_stage;
 };
 
-void Caller::Run(const Row& row, std::size_t most) {
-  std::size_t combinations = 1;
-  for (const Argument& argument : row.arguments) combinations *= argument.Choices();
-  // An odd step that is no divisor meets every choice of every argument.
-  std::size_t step = most == 0 || combinations <= most ? 1 : combinations / most | 1U;
-  while (step > 1 && combinations % step == 0) step += 2;
-  for (std::size_t combination = 0; combination < combinations; combination += step) Call(row, combination);
+void Caller::Run(const Row& row, std::size_t deviations) {
+  std::vector<std::size_t> choices(row.arguments.size());
+  while (true) {
+    std::size_t deviating = 0;
+    for (std::size_t place = 0; place < choices.size(); ++place) {
+      if (choices[place] != row.arguments[place].Proper()) ++deviating;
+    }
+    if (deviating <= deviations) Call(row, choices);
+    // The next combination, as a number whose digits are the choices.
+    std::size_t place = 0;
+    while (place < choices.size() && ++choices[place] == row.arguments[place].Choices()) choices[place++] = 0;
+    if (place == choices.size()) return;
+  }
 }
 
-void Caller::Call(const Row& row, std::size_t combination) {
+void Caller::Call(const Row& row, const std::vector<std::size_t>& choices) {
   if (!m_stage) m_stage = std::make_unique<CallersStage>(m_logging);
   const HCRYPTHASH hash = row.takesHash ? m_stage->MakeHash() : 0;
-  std::vector<std::size_t> choices;
-  for (const Argument& argument : row.arguments) {
-    choices.push_back(combination % argument.Choices());
-    combination /= argument.Choices();
-  }
   std::vector<Passed> passed;
   std::vector<std::uint64_t> values;
   for (std::size_t place = 0; place < row.arguments.size(); ++place) {
@@ -216,13 +217,13 @@ void Caller::Judge(const Row& row, const std::vector<Passed>& passed, int result
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::size_t most = argc > 1 ? static_cast<std::size_t>(std::atoi(argv[1])) : 0;
+  const std::size_t deviations = argc > 1 ? static_cast<std::size_t>(std::atoi(argv[1])) : 99;
   WatchFaults();
   Tally tally;
   const std::vector<Row> rows = AllRows();
   for (const bool logging : {false, true}) {
     Caller caller(tally, logging);
-    for (const Row& row : rows) caller.Run(row, most);
+    for (const Row& row : rows) caller.Run(row, deviations);
   }
   return tally.End(std::to_string(rows.size()) + " " + std::to_string(CountOfFunctions(rows)));
 }

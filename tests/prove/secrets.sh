@@ -3,7 +3,7 @@
 # on Linux and under Wine, and telvocsp.dll below the system's CryptoAPI.
 . "$(dirname "$0")/common.sh"
 host=2 windows=2
-[ "$1" = short ] || host=40 windows=20
+[ "$1" = short ] || host=30 windows=12
 out=build/prove/secrets
 mkdir -p "$out"
 
