@@ -1,5 +1,15 @@
 #include "RaceModule.h"
 
+#include <thread>
+
+namespace {
+
+void GiveWay() {
+  for (int wait = 0; wait < 5; ++wait) std::this_thread::yield();
+}
+
+}  // namespace
+
 RaceModule::RaceModule() {
   for (Card& card : m_cards) {
     ScriptedToken& token = InsertToken(card.reader);
@@ -23,6 +33,30 @@ void RaceModule::PutBack(Card& card, ScriptedWinSCard& pcsc) {
   InsertToken(card.reader);
   pcsc.InsertCard(card.reader);
   ++card.moves;
+}
+
+CK_RV RaceModule::C_GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO_PTR info) {
+  const CK_RV result = ScriptedModule::C_GetTokenInfo(slot, info);
+  if (result != CKR_OK || slot >= m_cards.size()) return result;
+  const unsigned number = m_cards[slot].moves.load(std::memory_order_relaxed) / 2;
+  info->serialNumber[0] = static_cast<CK_CHAR>('A' + number % 16);
+  return result;
+}
+
+CK_RV RaceModule::C_Logout(CK_SESSION_HANDLE session) {
+  const CK_RV result = ScriptedModule::C_Logout(session);
+  GiveWay();
+  return result;
+}
+
+CK_RV RaceModule::C_SignInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) {
+  GiveWay();
+  return ScriptedModule::C_SignInit(session, mechanism, key);
+}
+
+CK_RV RaceModule::C_DecryptInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) {
+  GiveWay();
+  return ScriptedModule::C_DecryptInit(session, mechanism, key);
 }
 
 CK_RV RaceModule::C_Finalize(CK_VOID_PTR reserved) {

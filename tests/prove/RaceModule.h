@@ -30,6 +30,13 @@ class RaceModule : public ScriptedModule {
   int WrongPins() const { return m_wrongPins; }
   int RightPins() const { return m_rightPins; }
 
+  // A card that was put back is another one: its serial number differs.
+  CK_RV C_GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO_PTR info) override;
+  // These give way to other threads, where a login that is not kept would be lost: while nobody is logged in, and
+  // before an operation that needs a login.
+  CK_RV C_Logout(CK_SESSION_HANDLE session) override;
+  CK_RV C_SignInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) override;
+  CK_RV C_DecryptInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) override;
   CK_RV C_Finalize(CK_VOID_PTR reserved) override;
   CK_RV C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) override;
 

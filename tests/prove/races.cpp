@@ -62,7 +62,10 @@ struct Stage {
   ScriptedWinSCard pcsc;
   ScriptedClock clock;
   LoadedModule loaded;
+  // Read and written so that it does not put the threads into an order, which would hide their races.
   std::atomic<long> progress{0};
+  long Progress() const { return progress.load(std::memory_order_relaxed); }
+  bool IsWorking() const { return working.load(std::memory_order_relaxed) > 0; }
   std::atomic<int> working{kThreads};
   std::atomic<long> signatures{0};
   std::atomic<long> pulls{0};
@@ -99,7 +102,7 @@ class Worker {
   void Run(int operations) {
     for (int operation = 0; operation < operations; ++operation) {
       Step();
-      ++m_stage.progress;
+      m_stage.progress.fetch_add(1, std::memory_order_relaxed);
     }
     --m_stage.working;
   }
@@ -338,10 +341,10 @@ bool Worker::Derive() {
 
 void MoveCards(Stage& stage) {
   std::size_t number = 0;
-  while (stage.working > 0) {
-    const long before = stage.progress;
+  while (stage.IsWorking()) {
+    const long before = stage.Progress();
     // Some work is done in between, or the threads would only look for their card.
-    while (stage.working > 0 && stage.progress < before + 5) std::this_thread::yield();
+    while (stage.IsWorking() && stage.Progress() < before + 5) std::this_thread::yield();
     RaceModule::Card& card = stage.module.CardOf(++number);
     stage.module.Pull(card, stage.pcsc);
     ++stage.pulls;
@@ -354,7 +357,7 @@ void MoveCards(Stage& stage) {
 void ClearPins(Stage& stage, long clears, long operations) {
   for (long clear = 0; clear < clears; ++clear) {
     const long due = operations * clear / clears;
-    while (stage.working > 0 && stage.progress < due) std::this_thread::yield();
+    while (stage.IsWorking() && stage.Progress() < due) std::this_thread::yield();
     const auto cache = g_pinCacheManager.GetPINCache(stage.module.CardOf(static_cast<std::size_t>(clear)).reader);
     if (cache) cache->ClearPINCache();
   }
@@ -364,9 +367,9 @@ void ClearPins(Stage& stage, long clears, long operations) {
 void WatchForDeadlock(Stage& stage) {
   long last = -1;
   auto since = std::chrono::steady_clock::now();
-  while (stage.working > 0) {
+  while (stage.IsWorking()) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    const long now = stage.progress;
+    const long now = stage.Progress();
     if (now != last) since = std::chrono::steady_clock::now();
     last = now;
     if (std::chrono::steady_clock::now() - since < kPatience) continue;
