@@ -27,16 +27,15 @@ class RaceModule : public ScriptedModule {
   void PutBack(Card& card, ScriptedWinSCard& pcsc);
   // Grows when the module is finalised, and again when that is over.
   unsigned Beginnings() const { return m_beginnings; }
+  // How often a card came between the two calls of this thread that list the cards. The provider fails then, as it
+  // must.
+  static unsigned GrownLists();
   int WrongPins() const { return m_wrongPins; }
   int RightPins() const { return m_rightPins; }
 
   // A card that was put back is another one: its serial number differs.
   CK_RV C_GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO_PTR info) override;
-  // These give way to other threads, where a login that is not kept would be lost: while nobody is logged in, and
-  // before an operation that needs a login.
-  CK_RV C_Logout(CK_SESSION_HANDLE session) override;
-  CK_RV C_SignInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) override;
-  CK_RV C_DecryptInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) override;
+  CK_RV C_GetSlotList(CK_BBOOL tokenPresent, CK_SLOT_ID_PTR slotList, CK_ULONG_PTR count) override;
   CK_RV C_Finalize(CK_VOID_PTR reserved) override;
   CK_RV C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) override;
 

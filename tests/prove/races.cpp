@@ -3,7 +3,9 @@
 // many times, as the watchers of the readers do.
 //
 // A signature that is made must be the right one. The cards must see no PIN but their own. What fails must have a
-// reason: the PIN was cleared, or the card moved. Whoever stands still for two minutes is in a deadlock.
+// reason: the PIN was cleared; the card moved; a card came between the two calls that list the cards; or the provider
+// began anew with the module because a card was out, which ends the sessions of all contexts. Whoever stands still for
+// two minutes is in a deadlock.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -117,12 +119,16 @@ class Worker {
   void Step();
   // What may take the sessions away: the moves of the card, and the module's new beginnings. Both are odd while it
   // happens.
+  // And what makes an acquire fail: a card that came while the cards were listed.
   struct Moment {
     unsigned moves;
     unsigned beginnings;
-    bool operator==(const Moment& other) const { return moves == other.moves && beginnings == other.beginnings; }
+    unsigned grownLists;
+    bool operator==(const Moment& other) const {
+      return moves == other.moves && beginnings == other.beginnings && grownLists == other.grownLists;
+    }
   };
-  Moment Now() const { return {m_card.moves, m_stage.module.Beginnings()}; }
+  Moment Now() const { return {m_card.moves, m_stage.module.Beginnings(), RaceModule::GrownLists()}; }
   // Waits until the card is in and the module is not at a beginning.
   Moment AwaitCard() const;
   bool Acquire() { return m_isOpen = AcquireInto(m_context); }
@@ -148,7 +154,7 @@ class Worker {
   std::mt19937 m_random;
   HCRYPTPROV m_context = 0;
   bool m_isOpen = false;
-  Moment m_since = {1, 1};  // when the context was acquired
+  Moment m_since = {1, 1, 0};  // when the context was acquired
   unsigned m_message = 0;
 };
 
