@@ -53,10 +53,11 @@ BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags);
 //   PP_USE_HARDWARE_RNG, PP_KEYEXCHANGE_PIN     none                           as it was
 //   any other                                   none: NTE_BAD_TYPE             as it was
 //
-// PP_ENUMCONTAINERS with CRYPT_FIRST requires a buffer of 128 bytes. With CRYPT_NEXT it relies on a buffer of that
-// size: it clears `*pcbDataLen` bytes, and writes up to 128 bytes, or up to `*pcbDataLen` when that is more. A longer
-// name is ERROR_MORE_DATA with its size in `*pcbDataLen`. A question for the size moves the position, too. Other flags
-// than these two are ERROR_NO_MORE_ITEMS, and so is the end. When the module fails, the CK_RV itself is the last error.
+// PP_ENUMCONTAINERS and PP_KEYSET_SEC_DESCR first clear all `*pcbDataLen` bytes, so that must be the true size of the
+// buffer. PP_ENUMCONTAINERS with CRYPT_FIRST requires a buffer of 128 bytes. With CRYPT_NEXT it relies on a buffer of
+// that size: it writes up to 128 bytes, or up to `*pcbDataLen` when that is more. A longer name is ERROR_MORE_DATA with
+// its size in `*pcbDataLen`. A question for the size moves the position, too. Other flags than these two are
+// ERROR_NO_MORE_ITEMS, and so is the end. When the module fails, the CK_RV itself is the last error.
 //
 // PP_ENUMALGS and PP_ENUMALGS_EX begin with CRYPT_FIRST and go on with any other flags. Each has its own position,
 // which a question for the size does not move. PP_KEYSET_SEC_DESCR takes exactly one of OWNER_, GROUP_, DACL_ and

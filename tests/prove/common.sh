@@ -19,3 +19,24 @@ finish() {
   printf 'prove-runs: %s\nprove-findings: %s\nprove-shown: %s\n' "$1" "$2" "$3"
   [ "$2" = 0 ]
 }
+
+# add_up FILE...: adds the last lines "tally: RUNS FINDINGS ROUNDS TOLD" of the programs of a group to runs and findings, and sets
+# told_1, told_2, ... in the order of the files. An output without such a line is a finding.
+add_up() {
+  local file line number=0
+  runs=0 findings=0
+  for file in "$@"; do
+    number=$((number + 1))
+    line=$(grep '^tally: ' "$file" | tail -n 1) || line="tally: 0 1 0 0"
+    read -r _ a b _ c <<<"$line"
+    runs=$((runs + a)) findings=$((findings + b))
+    printf -v "told_$number" '%s' "${c:-0}"
+  done
+}
+
+# reports FILE...: adds the reports of a sanitizer in outputs to findings.
+reports() {
+  local count
+  count=$(cat "$@" | grep -cE 'ERROR: [A-Za-z]*Sanitizer|WARNING: ThreadSanitizer|runtime error:' || true)
+  findings=$((findings + count))
+}

@@ -87,7 +87,12 @@ void ScriptedModule::RemoveToken(const std::string& reader) {
     m_readers[i].hasToken = false;
     m_readers[i].token.loggedIn = false;
     for (auto session = m_sessions.begin(); session != m_sessions.end();) {
-      session = session->second.reader == i ? m_sessions.erase(session) : std::next(session);
+      if (session->second.reader != i) {
+        ++session;
+        continue;
+      }
+      for (const CK_OBJECT_HANDLE object : session->second.objects) m_readers[i].token.objects.erase(object);
+      session = m_sessions.erase(session);
     }
   }
 }

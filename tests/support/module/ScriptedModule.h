@@ -59,7 +59,7 @@ class ScriptedModule : public CryptokiInterface {
   // Adds a reader with a token in it, also beside one of the same name.
   ScriptedToken& AddReader(const std::string& reader);
   void AddEmptyReader(const std::string& reader);
-  // Takes the token out: its sessions die.
+  // Takes the token out: its sessions die, with their objects.
   void RemoveToken(const std::string& reader);
   // What C_LoginExtended answers to a wrong PIN while tries are left: their number, or CKR_PIN_INCORRECT.
   enum class WrongPin { kTriesLeft, kPinIncorrect };

@@ -8,8 +8,10 @@
 #endif
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <malloc.h>
+#include <mutex>
 #include <new>
 
 // One block at a time is enough for the tests.
@@ -20,6 +22,25 @@ std::size_t g_length = 0;
 bool g_released = false;
 bool g_wiped = false;
 HeapSearch* g_search = nullptr;
+
+// What a HeapKeeper keeps: the blocks themselves stay as they were.
+std::mutex g_keeping;
+std::atomic<bool> g_isKeeping{false};
+void** g_kept = nullptr;
+std::size_t g_keptCount = 0;
+std::size_t g_keptRoom = 0;
+
+[[maybe_unused]] bool Keep(void* block) noexcept {
+  if (!g_isKeeping) return false;
+  const std::lock_guard<std::mutex> lock(g_keeping);
+  if (g_keptCount == g_keptRoom) {
+    g_keptRoom = g_keptRoom * 2 + 4096;
+    g_kept = static_cast<void**>(std::realloc(g_kept, g_keptRoom * sizeof(void*)));
+    if (g_kept == nullptr) std::abort();
+  }
+  g_kept[g_keptCount++] = block;
+  return true;
+}
 
 std::size_t LengthOf(const void* block) {
 #if defined(SANITIZER_HAS_THE_HEAP)
@@ -63,6 +84,7 @@ void* operator new[](std::size_t size) { return operator new(size); }
 
 void operator delete(void* block) noexcept {
   Look(block);
+  if (block != nullptr && Keep(block)) return;
   std::free(block);
 }
 
@@ -107,4 +129,12 @@ std::vector<std::string_view> HeapSearch::Found() const {
     if (secret.found) found.push_back(secret.bytes);
   }
   return found;
+}
+
+HeapKeeper::HeapKeeper() { g_isKeeping = true; }
+
+HeapKeeper::~HeapKeeper() {
+  g_isKeeping = false;
+  const std::lock_guard<std::mutex> lock(g_keeping);
+  while (g_keptCount > 0) std::free(g_kept[--g_keptCount]);
 }

@@ -1,5 +1,5 @@
 // HeapWatch: what stood in a heap block at the moment it was given back. HeapSearch: whether a secret stood in any
-// block. Both see memory of new and of new[].
+// block. HeapKeeper: blocks that are given back stay as they were. All see memory of new and of new[].
 #pragma once
 
 #include <cstddef>
@@ -39,4 +39,14 @@ class HeapSearch {
     bool found;
   };
   std::vector<Secret> m_secrets;
+};
+
+// While it lives, blocks that are given back are not used again, so that what was left in them is still there. Its
+// destructor returns them. Not for programs with a sanitizer that has the heap: there it does nothing.
+class HeapKeeper {
+ public:
+  HeapKeeper();
+  ~HeapKeeper();
+  HeapKeeper(const HeapKeeper&) = delete;
+  HeapKeeper& operator=(const HeapKeeper&) = delete;
 };

@@ -152,6 +152,16 @@ TEST_F(ScriptedModuleTest, AnObjectOfASessionGoesWithItAndOneOfTheTokenStays) {
   EXPECT_EQ(1U, m_token.objects.count(2));
 }
 
+TEST_F(ScriptedModuleTest, TheObjectsOfASessionGoWithAPulledCard) {
+  CK_BBOOL no = CK_FALSE;
+  CK_ATTRIBUTE attributes[] = {{CKA_TOKEN, &no, sizeof(no)}};
+  CK_OBJECT_HANDLE object = 0;
+  EXPECT_EQ(CKR_OK, m_module.C_CreateObject(m_session, attributes, 1, &object));
+  EXPECT_EQ(1U, m_token.objects.size());
+  m_module.RemoveToken("Reader A");
+  EXPECT_EQ(0U, m_token.objects.size());
+}
+
 TEST_F(ScriptedModuleTest, ReadersOfOneNameHaveTokensOfTheirOwn) {
   ScriptedToken& second = m_module.AddReader("Reader A");
   EXPECT_NE(&m_token, &second);

@@ -1,0 +1,39 @@
+// Tally: what a program of scripts/prove ran and found. A finding is told as soon as it is there; the same one is told
+// once and counted each time.
+#pragma once
+
+#include <cstdio>
+#include <map>
+#include <mutex>
+#include <string>
+
+class Tally {
+ public:
+  void Run(long count = 1) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_runs += count;
+  }
+  void Find(const std::string& what) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_findings;
+    if (m_seen[what]++ == 0) std::printf("finding: %s\n", what.c_str());
+    std::fflush(stdout);
+  }
+  // A run that has to hold.
+  void Expect(bool holds, const std::string& what) {
+    Run();
+    if (!holds) Find(what);
+  }
+  // The last line of the program, which the group's script reads; returns the program's exit code.
+  int End(const std::string& more = {}) const {
+    std::printf("tally: %ld %ld %s\n", m_runs, m_findings, more.c_str());
+    std::fflush(stdout);
+    return m_findings == 0 ? 0 : 1;
+  }
+
+ private:
+  std::mutex m_mutex;
+  long m_runs = 0;
+  long m_findings = 0;
+  std::map<std::string, long> m_seen;
+};
