@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "Heap.h"
+#include "Platform.h"
 #include "Report.h"
 #include "common/CCSPContextError.h"
 #include "cryptoki/CryptokiError.h"
@@ -35,7 +36,8 @@ bool Application::Make(const char* function, const Call& call, Leaves leaves) {
     JudgeEscape(function, Leaves::kModuleError, leaves, "a CryptokiError");
     return false;
   } catch (const std::bad_alloc&) {
-    if (!TheHeap().HasFailed()) FindIn(function, "std::bad_alloc leaves, and no allocation failed");
+    if (!TheHeap().HasFailed() && !Platform::LackedPages())
+      FindIn(function, "std::bad_alloc leaves, and no allocation failed");
     return false;
   } catch (const std::runtime_error&) {
     JudgeEscape(function, Leaves::kRuntimeError, leaves, "a std::runtime_error");

@@ -5,8 +5,6 @@
 #include "Flows.h"
 #include "entry/ProviderInterface.h"
 #include "module/SampleCertificates.h"
-#include "platform/ScriptedCertStore.h"
-#include "platform/ScriptedWinSCard.h"
 
 namespace {
 
@@ -94,9 +92,6 @@ void AcquireForVerification(Application& app) {
 }
 
 void AcquireByDialog(Application& app) {
-  ScriptedWinSCard service;
-  service.InsertCard(kReader);
-  service.InsertCard("Reader B");
   const HCRYPTPROV context = app.Acquire(nullptr, 0, Leaves::kRuntimeError);
   app.UserKey(context);
   app.Release(context);
@@ -171,7 +166,6 @@ void WriteCertificate(Application& app) {
 }
 
 void OpenStores(Application& app) {
-  ScriptedCertStore stores;
   const HCRYPTPROV context = app.Acquire(kContainer);
   constexpr DWORD kStores[] = {PP_USER_CERTSTORE, PP_ROOT_CERTSTORE};
   for (const DWORD param : kStores) {
@@ -179,6 +173,7 @@ void OpenStores(Application& app) {
     DWORD length = sizeof(store);
     app.Does("CPGetProvParam",
              [&] { return CPGetProvParam(context, param, reinterpret_cast<BYTE*>(&store), &length, 0); });
+    if (store != nullptr) CertCloseStore(store, 0);
   }
   app.Release(context);
 }

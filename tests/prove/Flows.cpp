@@ -31,6 +31,13 @@ void PrepareCardWithSecretKey(ScriptedModule& module) {
   module.InsertToken(kReader).Add(SecretKeyObject(CKK_DES3, value));
 }
 
+void PrepareCardWithRoot(ScriptedModule& module) {
+  PrepareCard(module);
+  ScriptedToken& token = module.InsertToken(kReader);
+  token.Add(CertificateObject(Text("root"), "root", kRootCertificate));
+  token.Add(CertificateObject(Text("first"), "first", kFirstCertificate));
+}
+
 const std::vector<std::string_view>* Secrets() {
   // The bytes that the scripted module calls random are the first numbers.
   static const Bytes random = Counting(8, 1);
@@ -59,7 +66,7 @@ const std::vector<Flow>& AllFlows() {
       {"random bytes", &AskForRandom, &PrepareCard},
       {"read certificate", &ReadCertificate, &PrepareCard},
       {"write certificate", &WriteCertificate, &PrepareCard},
-      {"certificate stores", &OpenStores, &PrepareCard},
+      {"certificate stores", &OpenStores, &PrepareCardWithRoot},
       {"PIN by application", &GivePinByApplication, &PrepareCard},
       {"PIN by dialog", &GivePinByDialog, &PrepareCard},
       {"PIN dialog cancelled", &CancelPinDialog, &PrepareCard},

@@ -25,6 +25,9 @@ void PrepareTwoCards(ScriptedModule& module);
 // A card that also has the object of a session key.
 void PrepareCardWithSecretKey(ScriptedModule& module);
 
+// A card that also has the certificates of an authority and of somebody else.
+void PrepareCardWithRoot(ScriptedModule& module);
+
 // The bytes of each session key that is made here begin with these.
 extern const Bytes kKeyBytes;
 // What must not stand in memory that is given back: PINs, and the bytes of keys, as they are and in reverse order.

@@ -53,6 +53,9 @@ void Hash(Application& app) {
   const HCRYPTHASH other = app.HashOf(context, "abc", CALG_SHA_256);
   AskHash(app, context, other, 32);
   app.DestroyHash(context, other);
+  const HCRYPTHASH longOne = app.HashOf(context, std::string(std::size_t{100} * 1024, 'a'));
+  AskHash(app, context, longOne, 20);
+  app.DestroyHash(context, longOne);
   const std::array<BYTE, 20> value = {1, 2, 3};
   HCRYPTHASH given = 0;
   app.Does("CPCreateHash", [&] { return CPCreateHash(context, CALG_SHA1, 0, 0, &given); });

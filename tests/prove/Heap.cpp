@@ -1,5 +1,7 @@
 #include "Heap.h"
 
+#include <cstring>
+
 namespace {
 
 thread_local bool t_inside = false;
@@ -9,6 +11,8 @@ thread_local bool t_inside = false;
 ProviderAtWork::ProviderAtWork(bool inside) : m_before(t_inside) { t_inside = inside; }
 
 ProviderAtWork::~ProviderAtWork() { t_inside = m_before; }
+
+bool ProviderAtWork::Now() { return t_inside; }
 
 Heap& TheHeap() {
   static Heap* const heap = new Heap;  // never destroyed: blocks are given back until the process ends
@@ -22,7 +26,9 @@ void Heap::FailAllocation(long n) {
 
 bool Heap::Allows(std::size_t /*length*/) noexcept { return !t_inside || ++m_allocations != m_failing; }
 
-void Heap::OnGiven(std::size_t length) noexcept {
+void Heap::OnGiven(char* block, std::size_t length) noexcept {
+  // What stood there before is not the new owner's.
+  if (m_secrets != nullptr) std::memset(block, 0xA5, length);
   ++m_blocks;
   const long bytes = m_bytes += static_cast<long>(length);
   if (bytes > m_peak) m_peak = bytes;  // of two threads at once one may be left out

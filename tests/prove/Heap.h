@@ -17,6 +17,8 @@ class ProviderAtWork {
   ~ProviderAtWork();
   ProviderAtWork(const ProviderAtWork&) = delete;
   ProviderAtWork& operator=(const ProviderAtWork&) = delete;
+  // Whether the calling thread is inside.
+  static bool Now();
 
  private:
   bool m_before;
@@ -41,7 +43,7 @@ class Heap : public HeapGuard {
   long TakeLeaks() { return m_leaks.exchange(0); }
 
   bool Allows(std::size_t length) noexcept override;
-  void OnGiven(std::size_t length) noexcept override;
+  void OnGiven(char* block, std::size_t length) noexcept override;
   void OnReleased(const char* block, std::size_t length) noexcept override;
 
  private:

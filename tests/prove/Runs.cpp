@@ -42,7 +42,11 @@ void RunSpoilt(const Flow& flow, const std::string& what, const std::function<vo
     spoil(stage);
     {
       Application app(stage);
-      flow.run(app);
+      if (expectations.run != nullptr) {
+        expectations.run(flow, app);
+      } else {
+        flow.run(app);
+      }
     }
     unspoil(stage);
     JudgePins(stage);
@@ -51,7 +55,8 @@ void RunSpoilt(const Flow& flow, const std::string& what, const std::function<vo
   }
   if (const long secrets = TheHeap().TakeLeaks())
     g_report->Find(std::to_string(secrets) + " secret(s) in freed memory");
-  if (const long left = TheHeap().Blocks() - before) g_report->Find(std::to_string(left) + " block(s) left");
+  const long left = TheHeap().Blocks() - before;
+  if (left != 0 && expectations.blocksAreReleased) g_report->Find(std::to_string(left) + " block(s) left");
 }
 
 Calls RunClean(const Flow& flow) {

@@ -10,7 +10,10 @@
 // What is judged after each run beside the calls themselves.
 struct Expectations {
   bool sessionsAreClosed = true;
+  bool blocksAreReleased = true;
   bool nextFlowWorks = true;
+  // Runs the flow, in the place of itself.
+  void (*run)(const Flow& flow, Application& app) = nullptr;
 };
 
 // Runs the flow, after `spoil` made something go wrong with the world. Then, in the same process and with another card,

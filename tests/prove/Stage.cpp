@@ -77,6 +77,7 @@ Stage::Stage(const Flow& flow) : m_flow(flow) {
   ::Renew(g_pinCacheManager);
   ::Renew(g_secretKeyFactory, g_secretKeyLog, m_clock.Clock());
   m_user.pins = {kPin};
+  for (const char* reader : {kReader, "Reader B"}) m_service.InsertCard(reader);
   Renew();
 }
 

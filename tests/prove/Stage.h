@@ -10,6 +10,7 @@
 #include "dialogs/ScriptedDialogs.h"
 #include "module/LoadedModule.h"
 #include "platform/ScriptedClock.h"
+#include "platform/ScriptedWinSCard.h"
 
 extern const std::string kPin;
 extern const std::string kWrongPin;
@@ -43,6 +44,8 @@ class Stage {
   void Renew();
   ProbedModule& Module() { return *m_module; }
   User& TheUser() { return m_user; }
+  // PC/SC. Only a provider that began since this object uses it for watchers; the reader dialog always does.
+  ScriptedWinSCard& Service() { return m_service; }
 
  private:
   const Flow& m_flow;
@@ -50,5 +53,6 @@ class Stage {
   std::unique_ptr<ProbedModule> m_module;
   std::unique_ptr<LoadedModule> m_loaded;
   User m_user;
+  ScriptedWinSCard m_service;
   ScriptedClock m_clock;
 };

@@ -41,11 +41,12 @@ int main(int count, char** arguments) {
   }
   TheHeap();
   LoadLibraryA("telvopkcs11.dll");  // for good: each run loads it once more
-  const TestRegistry registry;
+  TestRegistry registry;
   RestartLogs();
   const std::string proof = count > 1 ? arguments[1] : "";
   TheHeap().Search(Secrets());
   if (proof == "module") return ProveModuleFaults(FlowsNamed(name));
+  if (proof == "platform") return ProvePlatformFaults(FlowsNamed(name), registry);
   if (proof == "lying") return ProveLies(FlowsNamed(name));
   if (proof == "memory") return ProveMemory(FlowsNamed(name));
   return Usage();

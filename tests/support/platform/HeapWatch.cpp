@@ -51,7 +51,7 @@ void* AllocateGuarded(std::size_t size) {
   HeapGuard* const guard = g_guard;
   void* const block = guard == nullptr || guard->Allows(size) ? std::malloc(size > 0 ? size : 1) : nullptr;
   if (block == nullptr) throw std::bad_alloc();
-  if (guard != nullptr) guard->OnGiven(LengthOf(block));
+  if (guard != nullptr) guard->OnGiven(static_cast<char*>(block), LengthOf(block));
   return block;
 }
 

@@ -52,7 +52,7 @@ class HeapGuard {
 
   // False: there is no memory for it.
   virtual bool Allows(std::size_t length) noexcept = 0;
-  virtual void OnGiven(std::size_t length) noexcept = 0;
+  virtual void OnGiven(char* block, std::size_t length) noexcept = 0;
   // The bytes are still there.
   virtual void OnReleased(const char* block, std::size_t length) noexcept = 0;
 };
