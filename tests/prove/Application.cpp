@@ -25,6 +25,7 @@ void JudgeEscape(const char* function, Leaves leaves, Leaves allowed, const char
 
 bool Application::Make(const char* function, const Call& call, Leaves leaves) {
   BOOL result = FALSE;
+  m_lackedMemory = false;
   SetLastError(kMarker);
   try {
     const ProviderAtWork inside;
@@ -36,6 +37,7 @@ bool Application::Make(const char* function, const Call& call, Leaves leaves) {
     JudgeEscape(function, Leaves::kModuleError, leaves, "a CryptokiError");
     return false;
   } catch (const std::bad_alloc&) {
+    m_lackedMemory = true;
     if (!TheHeap().HasFailed() && !Platform::LackedPages())
       FindIn(function, "std::bad_alloc leaves, and no allocation failed");
     return false;
@@ -87,11 +89,13 @@ HCRYPTPROV Application::Acquire(const char* container, DWORD flags, Leaves leave
   return context;
 }
 
-// A context that was not acquired is released all the same: its handle is as good as unknown.
+// A context that was not acquired is released all the same: its handle is as good as unknown. One that could not be
+// released, because memory was lacking, is released once more.
 void Application::Release(HCRYPTPROV context) {
-  Does(
-      "CPReleaseContext", [&] { return CPReleaseContext(context, 0); },
-      context == 0 ? Leaves::kContextError : Leaves::kNothing);
+  const Call call = [&] { return CPReleaseContext(context, 0); };
+  const bool isKnown = context != 0;
+  Does("CPReleaseContext", call, isKnown ? Leaves::kNothing : Leaves::kContextError);
+  if (m_lackedMemory) Does("CPReleaseContext", call, Leaves::kContextError);
 }
 
 void Application::GivePin(HCRYPTPROV context, const std::string& pin, bool isRight) {

@@ -40,5 +40,6 @@ class Application {
   void Complain(const std::string& what);
 
   Stage& m_stage;
+  bool m_lackedMemory = false;  // in the last call
   std::string m_complaint;
 };

@@ -16,11 +16,9 @@ long AllocationsOf(const Flow& flow) {
 
 void Fail(const Flow& flow, long n) {
   if (!Report::Takes()) return;
-  Expectations expectations;
-  expectations.sessionsAreClosed = false;
   RunSpoilt(
       flow, "allocation " + std::to_string(n) + " fails", [n](Stage&) { TheHeap().FailAllocation(n); },
-      [](Stage&) { TheHeap().FailAllocation(0); }, expectations);
+      [](Stage&) { TheHeap().FailAllocation(0); }, Expectations());
 }
 
 }  // namespace
