@@ -161,6 +161,10 @@ void Sleep(DWORD milliseconds) {
 HANDLE CreateEventA(void*, BOOL, BOOL, LPCSTR) { return ToHandle(std::make_unique<Event>().release()); }
 
 BOOL SetEvent(HANDLE event) {
+  if (event == nullptr) {
+    SetLastError(ERROR_INVALID_HANDLE);
+    return FALSE;
+  }
   static_cast<Event*>(FromHandle(event))->Set();
   return TRUE;
 }

@@ -62,7 +62,9 @@ using PCERT_NAME_BLOB = CERT_NAME_BLOB*;
 //
 // Only for the form CERT_X500_NAME_STR, with or without CERT_NAME_STR_REVERSE_FLAG: "CN=..., O=..., C=...", with " + "
 // between the values of one part.
+extern "C" {
 DWORD CertNameToStrA(DWORD encoding, PCERT_NAME_BLOB name, DWORD form, LPSTR text, DWORD size);
+}
 
 // Parameters of a provider, and the structures that they return.
 constexpr DWORD CRYPT_FIRST = 1;

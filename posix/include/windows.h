@@ -99,6 +99,8 @@ constexpr DWORD SCARD_W_CHV_BLOCKED = 0x8010006C;
 constexpr DWORD SCARD_W_CANCELLED_BY_USER = 0x8010006E;
 constexpr DWORD SCARD_W_CARD_NOT_AUTHENTICATED = 0x8010006F;
 
+extern "C" {  // so that a test can put its own in the place of any function
+
 // Errors of the calling thread (Errors.cpp).
 DWORD GetLastError();
 void SetLastError(DWORD code);
@@ -177,13 +179,11 @@ constexpr DWORD OWNER_SECURITY_INFORMATION = 1;
 constexpr DWORD GROUP_SECURITY_INFORMATION = 2;
 constexpr DWORD DACL_SECURITY_INFORMATION = 4;
 constexpr DWORD SACL_SECURITY_INFORMATION = 8;
-extern "C" {  // so that a test can replace them
 BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
 BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
 // A `*length` that is too small becomes the length needed. Otherwise it is not changed.
 BOOL MakeSelfRelativeSD(PSECURITY_DESCRIPTOR absolute, PSECURITY_DESCRIPTOR relative, LPDWORD length);
 BOOL IsValidSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor);
-}
 
 // Messages, keys and results that the logic of the dialogs uses. The host build has no windows.
 constexpr UINT WM_KEYDOWN = 0x0100;
@@ -234,3 +234,5 @@ BOOL VirtualUnlock(LPVOID address, std::size_t size);
 
 // Overwrites memory that held a secret; an optimising compiler does not leave it out (Errors.cpp).
 void* SecureZeroMemory(void* memory, std::size_t length);
+
+}  // extern "C"

@@ -15,8 +15,11 @@ inline bool FillNarrowCache() {
   return true;
 }
 
-// FormatNumber replaces the one directive of `format`, "%08X" or "%d", by `value`, which is unsigned.
+// FormatNumber replaces the one directive of `format`, "%08X" or "%d", by `value`, which is unsigned. A format without
+// one, such as a string of the string table that could not be loaded, stays as it is.
 inline std::string FormatNumber(const char* format, DWORD value) {
   [[maybe_unused]] static const bool cacheFilled = FillNarrowCache();
-  return (boost::format(format) % value).str();
+  boost::format text(format);
+  text.exceptions(boost::io::all_error_bits ^ boost::io::too_many_args_bit);
+  return (text % value).str();
 }

@@ -48,8 +48,9 @@ void SlotVisit::Open(Slot& slot) {
   Log("\nRetrieving Token");
   m_context.m_token = slot.GetToken();
   Log(m_texts.openingSession);
-  m_context.m_session =
-      boost::make_shared<Session>(m_context.m_token.OpenSession(CKF_RW_SESSION | CKF_SERIAL_SESSION, nullptr, nullptr));
+  const auto session = boost::make_shared<Session>();
+  *session = m_context.m_token.OpenSession(CKF_RW_SESSION | CKF_SERIAL_SESSION, nullptr, nullptr);
+  m_context.m_session = session;
   ForgetObjects();
   Log(m_texts.readingObjects);
   m_context.m_objects = m_context.m_session->FindAllObjects();

@@ -79,6 +79,8 @@ void Token::InitToken(CK_UTF8CHAR_PTR pin, CK_ULONG pinLength, CK_UTF8CHAR_PTR l
 
 Session Token::OpenSession(CK_FLAGS flags, CK_VOID_PTR application, CK_NOTIFY notify) {
   CryptokiInterface& module = Module();
+  // The place of the copy is allocated first: when that failed after the call, nobody could close the session.
+  std::list<Session> opened(1);
   CK_SESSION_HANDLE handle = 0;
   CK_RV result = module.C_OpenSession(m_slotId, flags, application, notify, &handle);
   while (result != CKR_OK && m_openRetries < kMaxOpenRetries) {
@@ -90,7 +92,8 @@ Session Token::OpenSession(CK_FLAGS flags, CK_VOID_PTR application, CK_NOTIFY no
   Check(result);
   Session session(handle);
   session.SetCryptoki(m_cryptoki);
-  m_sessions.push_back(session);
+  opened.front() = session;
+  m_sessions.splice(m_sessions.end(), opened);
   return session;
 }
 

@@ -31,6 +31,22 @@ bool DeleteContainer(CCSPContext& context) {
   return false;
 }
 
+// Closes the session of a context when an exception leaves the function: after an allocation failure nobody else could.
+class SessionCloser {
+ public:
+  explicit SessionCloser(CCSPContext& context) : m_context(&context) {}
+  ~SessionCloser() {
+    if (m_context != nullptr) m_context->CloseSession();
+  }
+  SessionCloser(const SessionCloser&) = delete;
+  SessionCloser& operator=(const SessionCloser&) = delete;
+
+  void Leave() { m_context = nullptr; }
+
+ private:
+  CCSPContext* m_context;
+};
+
 }  // namespace
 
 BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFlags, void* /*pVTable*/) {
@@ -43,6 +59,7 @@ BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFla
     return frame.Refuse("\nCPAcquireContext Error: Handle is Invalid", ERROR_INVALID_HANDLE);
   }
 
+  SessionCloser closer(context);
   const BOOL initialized = frame.Protect([&] {
     g_entryLog.WriteLine("\nRetrieving Crypto Wrapper");
     const auto cryptoki = CCryptoWrapper::GetCryptoki();
@@ -55,10 +72,15 @@ BOOL WINAPI CPAcquireContext(HCRYPTPROV* phProv, LPCSTR szContainer, DWORD dwFla
     const DWORD code = GetLastError();
     *phProv = 0;
     context.CloseSession();
+    closer.Leave();
     return frame.RefuseLogged(code);
   }
   // Required: a deletion that succeeds leaves *phProv alone; one that fails ends in success and a live handle.
-  if ((dwFlags & CRYPT_DELETEKEYSET) != 0 && DeleteContainer(context)) return frame.Succeed();
+  if ((dwFlags & CRYPT_DELETEKEYSET) != 0 && DeleteContainer(context)) {
+    closer.Leave();  // the session in which a container was deleted stays open
+    return frame.Succeed();
+  }
   *phProv = g_contextList.AddContext(context);
+  closer.Leave();
   return frame.Succeed();
 }

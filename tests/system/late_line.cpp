@@ -45,11 +45,11 @@ void* __imp_WaitForSingleObject = reinterpret_cast<void*>(&CountedWait);
 }
 #else
 extern "C" {
-DWORD __real__Z19WaitForSingleObjectPvj(HANDLE handle, DWORD milliseconds);
+DWORD __real_WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 
-DWORD __wrap__Z19WaitForSingleObjectPvj(HANDLE handle, DWORD milliseconds) {
+DWORD __wrap_WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
   ++g_waits;
-  return __real__Z19WaitForSingleObjectPvj(handle, milliseconds);
+  return __real_WaitForSingleObject(handle, milliseconds);
 }
 }
 #endif

@@ -345,6 +345,13 @@ ScriptedDialogs::~ScriptedDialogs() {
 
 void ScriptedDialogs::OnNext(Script script) { m_scripts.push_back(std::move(script)); }
 
+void ScriptedDialogs::OnEvery(Script script) {
+  m_everyScript = [script = std::move(script)](ScriptedDialog& dialog) {
+    script(dialog);
+    dialog.Cancel();
+  };
+}
+
 void ScriptedDialogs::OnNextThenCancel(Script script) {
   OnNext([script = std::move(script)](ScriptedDialog& dialog) {
     script(dialog);
@@ -365,12 +372,12 @@ INT_PTR ScriptedDialogs::RunOver(DialogView& owner, DialogController& controller
 INT_PTR ScriptedDialogs::Show(DialogController& controller) {
   ++m_shownCount;
   m_lastResource = controller.GetResource();
-  if (m_scripts.empty()) {
+  if (m_scripts.empty() && !m_everyScript) {
     ADD_FAILURE() << "nobody expected dialog " << m_lastResource;
     return IDCANCEL;
   }
-  const Script script = std::move(m_scripts.front());
-  m_scripts.pop_front();
+  const Script script = m_scripts.empty() ? m_everyScript : std::move(m_scripts.front());
+  if (!m_scripts.empty()) m_scripts.pop_front();
   ScriptedDialog dialog(controller);
   dialog.Tell([&] { controller.OnOpen(dialog); });
   if (!dialog.HasEnded()) {

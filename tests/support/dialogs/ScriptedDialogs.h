@@ -177,6 +177,8 @@ class ScriptedDialogs : public DialogHost {
   void OnNext(Script script);
   // The same, by a user who cancels the dialog behind that if it is still open.
   void OnNextThenCancel(Script script);
+  // What the user does in every dialog that has no script; a dialog that this leaves open is cancelled.
+  void OnEvery(Script script);
   // How many dialogs were shown, and the template of the last one, 0 before the first.
   int ShownCount() const { return m_shownCount; }
   int LastResource() const { return m_lastResource; }
@@ -191,6 +193,7 @@ class ScriptedDialogs : public DialogHost {
 
   DialogHost* m_before;
   std::deque<Script> m_scripts;
+  Script m_everyScript;
   int m_shownCount = 0;
   int m_lastResource = 0;
   int m_lastOwner = 0;

@@ -107,6 +107,11 @@ void ScriptedModule::FailAlways(const std::string& entry, CK_RV result) {
   m_always[entry] = result;
 }
 
+void ScriptedModule::FailAnyCall(int n, CK_RV result, bool fromThenOn) {
+  const std::lock_guard<std::recursive_mutex> lock(m_mutex);
+  m_anyOrders.push_back(AnyOrder{m_callNumber + n, result, fromThenOn});
+}
+
 void ScriptedModule::BeforeNext(const std::string& entry, std::function<void()> action) {
   const std::lock_guard<std::recursive_mutex> lock(m_mutex);
   m_before[entry] = std::move(action);
@@ -147,6 +152,10 @@ CK_RV ScriptedModule::Announce(const std::string& entry, const std::string& argu
   m_calls.emplace_back(entry, arguments);
   if (const std::function<void()> action = std::exchange(m_before[entry], nullptr)) action();
   CK_RV result = m_always[entry];
+  ++m_callNumber;
+  for (const AnyOrder& order : m_anyOrders) {
+    if (m_callNumber == order.call || (order.fromThenOn && m_callNumber > order.call)) result = order.result;
+  }
   std::vector<Order>& orders = m_orders[entry];
   for (Order& order : orders) {
     if (--order.callsToGo == 0) result = order.result;
@@ -378,8 +387,14 @@ CK_RV ScriptedModule::C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE us
 }
 
 CK_RV ScriptedModule::C_Logout(CK_SESSION_HANDLE session) {
-  return DoInSession("C_Logout", "", session, [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
-    return std::exchange(token.loggedIn, false) ? CKR_OK : CKR_USER_NOT_LOGGED_IN;
+  return DoInSession("C_Logout", "", session, [&](const OpenSession& left, ScriptedToken& token) -> CK_RV {
+    if (!std::exchange(token.loggedIn, false)) return CKR_USER_NOT_LOGGED_IN;
+    // What was begun with a private key is over.
+    for (auto& open : m_sessions) {
+      if (open.second.reader != left.reader) continue;
+      for (const Operation ended : {kSign, kDecrypt}) open.second.operations[ended].active = false;
+    }
+    return CKR_OK;
   });
 }
 

@@ -72,6 +72,9 @@ class ScriptedModule : public CryptokiInterface {
   void FailNext(const std::string& entry, CK_RV result) { FailOnCall(entry, 1, result); }
   // Every call of the entry from now on does, until FailAlways(entry, CKR_OK).
   void FailAlways(const std::string& entry, CK_RV result);
+  // The n-th call from now on, whatever it is, answers `result` and does nothing; with `fromThenOn` so does every call
+  // after it.
+  void FailAnyCall(int n, CK_RV result, bool fromThenOn = false);
   // Runs before the next call of the entry does anything: the card that is pulled in between.
   void BeforeNext(const std::string& entry, std::function<void()> action);
   // Sees each attribute that C_GetAttributeValue answers with success, and may falsify it.
@@ -133,6 +136,11 @@ class ScriptedModule : public CryptokiInterface {
     int callsToGo;
     CK_RV result;
   };
+  struct AnyOrder {
+    int call;
+    CK_RV result;
+    bool fromThenOn;
+  };
 
   // Writes the call down, runs what was ordered for it, and unless it is to fail runs `body`.
   template <typename Body>
@@ -181,6 +189,8 @@ class ScriptedModule : public CryptokiInterface {
   std::deque<Reader> m_readers;  // references to tokens stay good
   std::map<CK_SESSION_HANDLE, OpenSession> m_sessions;
   std::map<std::string, std::vector<Order>> m_orders;
+  int m_callNumber = 0;
+  std::vector<AnyOrder> m_anyOrders;
   std::map<std::string, CK_RV> m_always;
   std::map<std::string, std::function<void()>> m_before;
   std::vector<std::pair<std::string, std::string>> m_calls;

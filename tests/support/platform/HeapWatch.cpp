@@ -22,6 +22,7 @@ std::size_t g_length = 0;
 bool g_released = false;
 bool g_wiped = false;
 HeapSearch* g_search = nullptr;
+std::atomic<HeapGuard*> g_guard{nullptr};
 
 // What a HeapKeeper keeps: the blocks themselves stay as they were.
 std::mutex g_keeping;
@@ -66,6 +67,24 @@ void Look(const volatile void* volatileBlock) noexcept {
 
 }  // namespace
 
+void* AllocateGuarded(std::size_t size) {
+  HeapGuard* const guard = g_guard;
+  void* const block = guard == nullptr || guard->Allows(size) ? std::malloc(size > 0 ? size : 1) : nullptr;
+  if (block == nullptr) throw std::bad_alloc();
+  if (guard != nullptr) guard->OnGiven(static_cast<char*>(block), LengthOf(block));
+  return block;
+}
+
+void ReleaseGuarded(void* block) noexcept {
+  HeapGuard* const guard = g_guard;
+  if (guard != nullptr && block != nullptr) guard->OnReleased(static_cast<const char*>(block), LengthOf(block));
+#if !defined(SANITIZER_HAS_THE_HEAP)
+  Look(block);
+  if (block != nullptr && Keep(block)) return;
+#endif
+  std::free(block);
+}
+
 #if defined(SANITIZER_HAS_THE_HEAP)
 
 namespace {
@@ -74,25 +93,18 @@ const int g_installed = __sanitizer_install_malloc_and_free_hooks([](const volat
 
 #else
 
-void* operator new(std::size_t size) {
-  void* block = std::malloc(size > 0 ? size : 1);
-  if (block == nullptr) throw std::bad_alloc();
-  return block;
-}
-
-void* operator new[](std::size_t size) { return operator new(size); }
-
-void operator delete(void* block) noexcept {
-  Look(block);
-  if (block != nullptr && Keep(block)) return;
-  std::free(block);
-}
-
-void operator delete(void* block, std::size_t) noexcept { operator delete(block); }
-void operator delete[](void* block) noexcept { operator delete(block); }
-void operator delete[](void* block, std::size_t) noexcept { operator delete(block); }
+void* operator new(std::size_t size) { return AllocateGuarded(size); }
+void* operator new[](std::size_t size) { return AllocateGuarded(size); }
+void operator delete(void* block) noexcept { ReleaseGuarded(block); }
+void operator delete(void* block, std::size_t) noexcept { ReleaseGuarded(block); }
+void operator delete[](void* block) noexcept { ReleaseGuarded(block); }
+void operator delete[](void* block, std::size_t) noexcept { ReleaseGuarded(block); }
 
 #endif
+
+HeapGuard::HeapGuard() { g_guard = this; }
+
+HeapGuard::~HeapGuard() { g_guard = nullptr; }
 
 HeapWatch::HeapWatch(const void* block, std::size_t length) {
   g_block = block;

@@ -1,5 +1,6 @@
 // HeapWatch: what stood in a heap block at the moment it was given back. HeapSearch: whether a secret stood in any
-// block. HeapKeeper: blocks that are given back stay as they were. All see memory of new and of new[].
+// block. HeapKeeper: blocks that are given back stay as they were. All see memory of new and of new[]. HeapGuard: is
+// asked for each block.
 #pragma once
 
 #include <cstddef>
@@ -50,3 +51,23 @@ class HeapKeeper {
   HeapKeeper(const HeapKeeper&) = delete;
   HeapKeeper& operator=(const HeapKeeper&) = delete;
 };
+
+// Is asked for each block of new and new[], and told of each that is given back. One at a time. Gets no memory by
+// itself. With sanitizers it serves only a program that has SanitizedHeap.cpp.
+class HeapGuard {
+ public:
+  HeapGuard();
+  virtual ~HeapGuard();
+  HeapGuard(const HeapGuard&) = delete;
+  HeapGuard& operator=(const HeapGuard&) = delete;
+
+  // False: there is no memory for it.
+  virtual bool Allows(std::size_t length) noexcept = 0;
+  virtual void OnGiven(char* block, std::size_t length) noexcept = 0;
+  // The bytes are still there.
+  virtual void OnReleased(const char* block, std::size_t length) noexcept = 0;
+};
+
+// What operator new and operator delete do.
+void* AllocateGuarded(std::size_t size);
+void ReleaseGuarded(void* block) noexcept;

@@ -20,25 +20,17 @@ LogLockWatch::~LogLockWatch() { g_look = nullptr; }
 
 extern "C" {
 
-#ifdef _WIN32
+#ifndef _WIN32
+BOOL __real_ReleaseMutex(HANDLE mutex);
+#endif
 
 BOOL WINAPI SCRIPTED(ReleaseMutex)(HANDLE mutex) {
   Look();
   return REAL("kernel32.dll", ReleaseMutex)(mutex);
 }
 
+#ifdef _WIN32
 void* __imp_ReleaseMutex = reinterpret_cast<void*>(&ScriptedReleaseMutex);
-
-#else
-
-// The host's has the name of a function of C++.
-BOOL __real__Z12ReleaseMutexPv(HANDLE mutex);
-
-BOOL __wrap__Z12ReleaseMutexPv(HANDLE mutex) {
-  Look();
-  return __real__Z12ReleaseMutexPv(mutex);
-}
-
 #endif
 
 }  // extern "C"

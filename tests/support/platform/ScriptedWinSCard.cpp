@@ -108,6 +108,10 @@ int ScriptedWinSCard::WaitsOver(const std::string& reader) {
 
 DWORD ScriptedWinSCard::Announce(const std::string& function, const std::string& arguments) {
   m_calls.push_back(function + "(" + arguments + ")");
+  if (refuse) {
+    const DWORD refused = refuse(function);
+    if (refused != 0) return refused;
+  }
   std::deque<DWORD>& orders = m_orders[function];
   if (orders.empty()) return static_cast<DWORD>(SCARD_S_SUCCESS);
   const DWORD result = orders.front();

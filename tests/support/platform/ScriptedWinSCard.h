@@ -44,6 +44,8 @@ class ScriptedWinSCard {
   void FailNext(const std::string& function, DWORD result);
   // The next wait on the reader runs `action` and returns `result` with this event state, at once. Orders queue up.
   void AnswerNextWait(const std::string& reader, DWORD result, DWORD eventState, std::function<void()> action = {});
+  // Asked before each call: another code than 0 is the answer.
+  std::function<DWORD(const std::string& function)> refuse;
   // Waits on the reader last the given time and then fail, whatever comes; no cancelling ends them.
   void IgnoreCancelOn(const std::string& reader, DWORD milliseconds);
 

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <new>
 
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextList.h"
@@ -50,6 +51,14 @@ TEST_F(CPAcquireContextTest, TheHandleFindsTheContext) {
   // The session lives on in the stored copy.
   EXPECT_EQ(1U, m_module.OpenSessions());
   EXPECT_TRUE(g_contextList.FindContext(m_handle)->IsOnlyOwnerOfSession());
+}
+
+TEST_F(CPAcquireContextTest, AnAllocationThatFailsLeavesNoSessionOpen) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  m_module.BeforeNext("C_FindObjectsInit", [] { throw std::bad_alloc(); });
+  HCRYPTPROV handle = 0;
+  EXPECT_THROW(CPAcquireContext(&handle, "one", 0, nullptr), std::bad_alloc);
+  EXPECT_EQ(0U, m_module.OpenSessions());
 }
 
 TEST_F(CPAcquireContextTest, ANullNameIsLoggedAsSuch) {

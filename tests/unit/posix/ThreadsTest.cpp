@@ -56,6 +56,13 @@ TEST(PosixThreadsTest, AThreadThatCatchesEverythingIsTerminatedAtItsNextSleep) {
   CloseHandle(event);
 }
 
+// As on Windows, where whoever could not make an event may still try to set it.
+TEST(PosixThreadsTest, NoEventIsNotSet) {
+  SetLastError(0);
+  EXPECT_FALSE(SetEvent(nullptr));
+  EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());
+}
+
 DWORD WaitForEver(LPVOID event) { return WaitForSingleObject(event, INFINITE); }
 
 TEST(PosixThreadsTest, AWaitingThreadIsTerminated) {

@@ -36,6 +36,21 @@ TEST_F(ScriptedModuleTest, TheJournalKeepsTheOrderAndIsEmptyWhenTaken) {
   EXPECT_EQ(Calls{"C_Logout"}, m_module.TakeCallNames());
 }
 
+TEST_F(ScriptedModuleTest, TheNthCallFailsWhateverItIs) {
+  Logout();
+  m_module.FailAnyCall(2, CKR_DEVICE_ERROR);
+  EXPECT_EQ(CKR_OK, Login("1234"));
+  EXPECT_EQ(CK_RV{CKR_DEVICE_ERROR}, Logout());
+  EXPECT_EQ(CKR_OK, Logout());
+}
+
+TEST_F(ScriptedModuleTest, FromTheNthCallOnEachFails) {
+  m_module.FailAnyCall(2, CKR_DEVICE_ERROR, true);
+  EXPECT_EQ(CKR_OK, Login("1234"));
+  EXPECT_EQ(CK_RV{CKR_DEVICE_ERROR}, Logout());
+  EXPECT_EQ(CK_RV{CKR_DEVICE_ERROR}, Login("1234"));
+}
+
 TEST_F(ScriptedModuleTest, TheOrderedCallFailsAndNoOther) {
   m_module.FailOnCall("C_Logout", 2, CKR_DEVICE_ERROR);
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, Logout());

@@ -1,0 +1,28 @@
+// The operators of a program under AddressSanitizer, in the place of the sanitizer's own, so that HeapGuard sees each
+// block. The sanitizer still watches the blocks themselves: they come from malloc.
+#include <new>
+
+#include "platform/HeapWatch.h"
+
+namespace {
+
+void* AllocateOrNull(std::size_t size) noexcept {
+  try {
+    return AllocateGuarded(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return AllocateGuarded(size); }
+void* operator new[](std::size_t size) { return AllocateGuarded(size); }
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept { return AllocateOrNull(size); }
+void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept { return AllocateOrNull(size); }
+void operator delete(void* block) noexcept { ReleaseGuarded(block); }
+void operator delete(void* block, std::size_t) noexcept { ReleaseGuarded(block); }
+void operator delete[](void* block) noexcept { ReleaseGuarded(block); }
+void operator delete[](void* block, std::size_t) noexcept { ReleaseGuarded(block); }
+void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept { ReleaseGuarded(block); }
+void operator delete[](void* block, const std::nothrow_t& /*tag*/) noexcept { ReleaseGuarded(block); }
