@@ -15,12 +15,12 @@ in_build() (
   trap 'readers_down; set_log off; rm -rf "$folder"' EXIT
   . tests/system/readers.sh
   if [ "$1" = windows ]; then
-    system=Windows run_command=("$PWD/cmake/wine-run" "$build") softtoken=telvopkcs11.dll
+    system=Windows run_command=("$PWD/cmake/wine-run" "$build") softtoken=telvopkcs11.dll runs_how='under Wine'
     use_winscard "$folder" "$build/winscard"
     cp "$build/tests/prove/pulled.exe" "$build/telvocsp.dll" "$folder"
     export TELVO_DISPLAY=none  # a dialog would show as a failure
   else
-    system=Linux run_command=(env) softtoken=libtelvopkcs11.so
+    system=Linux run_command=(env) softtoken=libtelvopkcs11.so runs_how='in the host build'
     cp "$build/tests/prove/pulled" "$build/libtelvocsp.so" "$folder"
     export LD_LIBRARY_PATH="$folder"
   fi
@@ -74,17 +74,16 @@ way() {
   rm -rf "$folder/state"
   cp -r "$folder/state.kept" "$folder/state"
   for reader in "$@"; do card insert "$reader"; done
-  echo "in $(basename "$build"), $title"
   cd "$folder"  # Wine finds the paths of Linux from a folder of Linux
   start_talk program "${run_command[@]}" "$folder/$(basename "$(ls pulled*)")" "$way" \
     'TELVO Reader A 00 00' "$log" certificate "${others[@]}"
   cd "$OLDPWD"
-  while read -r -t 60 line <&"$program_out"; do
+  while IFS= read -r -t 60 line <&"$program_out"; do
     line=${line%$'\r'}
     case $line in
       end) break ;;
       'do '*) move "${line#do }" "$way"; echo done >&"$program_in" ;;
-      *) echo "$line" | sed "s/ times in/ times $title, in/" | tee -a "$report" ;;
+      *) echo "${line/ times in/ times $title $runs_how, in}" | tee -a "$report" ;;
     esac
   done
   [ "$line" = end ] || { echo "FOUND 0 $title: the program does not come to its end" | tee -a "$report"; kill "$program_pid"; }
