@@ -281,15 +281,18 @@ class Bench {
   long AwaitForgottenPin(std::streamoff position) {
     static const std::string line = "Clearing PIN Cache";
     const Clock::time_point removed = m_watched.Await(false);
-    for (std::string text; Since(removed) < 10 * kLongestPin;) {
+    std::string text;  // the end of what was read before, and a block more
+    while (Since(removed) < 10 * kLongestPin) {
+      std::string block(1 << 20, '\0');
       std::ifstream log(m_log, std::ios::binary);
       log.seekg(position);
-      const std::string more((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
-      position += static_cast<std::streamoff>(more.size());
-      text += more;
+      log.read(&block[0], static_cast<std::streamsize>(block.size()));
+      block.resize(static_cast<std::size_t>(log.gcount()));
+      position += log.gcount();
+      text += block;
       if (text.find(line) != std::string::npos) return Since(removed);
       text.erase(0, text.size() - std::min(text.size(), line.size()));
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));  // between two looks into the log
+      if (block.empty()) std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return Since(removed);
   }
