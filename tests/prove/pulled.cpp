@@ -24,7 +24,7 @@
 #include <vector>
 
 #include "entry/ProviderInterface.h"
-#include "tests/prove/WatchedReader.h"
+#include "WatchedReader.h"
 
 namespace {
 
