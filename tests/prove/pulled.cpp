@@ -23,8 +23,8 @@
 #include <string>
 #include <vector>
 
-#include "entry/ProviderInterface.h"
 #include "WatchedReader.h"
+#include "entry/ProviderInterface.h"
 
 namespace {
 
