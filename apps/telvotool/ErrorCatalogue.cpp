@@ -391,7 +391,7 @@ const std::vector<ModuleRow>& ModuleRows() { return kModuleRows; }
 std::string ModuleLogText(DWORD code) {
   std::string text = ErrorText(code);
   // The only character that is not ASCII: an apostrophe in the code page of Windows.
-  for (std::size_t at; (at = text.find('\x92')) != std::string::npos;) text.replace(at, 1, "\xE2\x80\x99");
+  for (std::size_t at = 0; (at = text.find('\x92')) != std::string::npos;) text.replace(at, 1, "\xE2\x80\x99");
   return text;
 }
 

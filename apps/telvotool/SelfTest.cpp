@@ -75,7 +75,7 @@ class SelfTestRun {
   Target m_target;
   Card m_card;
   std::vector<StepResult> m_results;
-  std::optional<Failure> m_end;  // what ended the run at once
+  std::exception_ptr m_end;  // what ended the run at once
   bool m_pulled = false;
 };
 
@@ -140,7 +140,7 @@ void SelfTestRun::Run(const std::string& name, const std::function<void()>& work
   } catch (const Failure& failure) {
     result.level = "FAIL";
     result.text = TextOf(failure);
-    if (IsRefusedPin(failure)) m_end = failure;
+    if (IsRefusedPin(failure)) m_end = std::current_exception();
   } catch (const CryptokiError& error) {
     result.level = "FAIL";
     result.text = TextOf(error);
@@ -192,7 +192,7 @@ int SelfTestRun::Work() {
   SelfTestWork work(m_target, pin);
   RunSteps(work, cards);
   CleanUp(work, cards);
-  if (m_end) throw *m_end;
+  if (m_end) std::rethrow_exception(m_end);
   if (Count("FAIL") == 0) return kDone;
   if (!cards.AreStillIn()) throw Failure("the self-test was not finished", kNotThere, "");
   return kFailed;

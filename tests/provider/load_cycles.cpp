@@ -1,11 +1,14 @@
-// load_cycles CYCLES PROVIDER CONTAINER: loads the provider, acquires and releases a context, unloads it, again and
-// again. load_cycles CYCLES: starts and terminates a thread as often, which is what the provider does with its watcher.
+// load_cycles CYCLES PROVIDER CONTAINER...: loads the provider, acquires and releases a context on each container,
+// unloads it, again and again. load_cycles CYCLES THREADS: starts and terminates so many threads as often, which is
+// what the provider does with its watchers.
 //
-// Says "begun" behind a tenth of the cycles and "done" at the end, and waits each time for a line.
+// Says "begun" after a tenth of the cycles, at most a hundred, and "done" at the end, and waits each time for a line.
 #include "common/Platform.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <vector>
 
 namespace {
 
@@ -17,14 +20,18 @@ Function Export(HMODULE library, const char* name) {
   return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(library, name)));
 }
 
-bool RunCycle(const char* provider, const char* container) {
+bool Use(HMODULE library, const char* container) {
+  HCRYPTPROV handle = 0;
+  return Export<AcquireFunction>(library, "CPAcquireContext")(&handle, container, CRYPT_SILENT, nullptr) != FALSE &&
+         Export<ReleaseFunction>(library, "CPReleaseContext")(handle, 0) != FALSE;
+}
+
+bool RunCycle(const char* provider, const std::vector<const char*>& containers) {
   const HMODULE library = LoadLibraryA(provider);
   if (library == nullptr) return false;
-  HCRYPTPROV handle = 0;
-  const bool acquired =
-      Export<AcquireFunction>(library, "CPAcquireContext")(&handle, container, CRYPT_SILENT, nullptr) != FALSE;
-  const bool released = acquired && Export<ReleaseFunction>(library, "CPReleaseContext")(handle, 0) != FALSE;
-  return FreeLibrary(library) != FALSE && released && GetModuleHandleA("telvocsp.dll") == nullptr;
+  const bool used = std::all_of(containers.begin(), containers.end(),
+                                [library](const char* container) { return Use(library, container); });
+  return FreeLibrary(library) != FALSE && used && GetModuleHandleA("telvocsp.dll") == nullptr;
 }
 
 DWORD WINAPI WaitForever(LPVOID /*unused*/) {
@@ -32,11 +39,15 @@ DWORD WINAPI WaitForever(LPVOID /*unused*/) {
   return 0;
 }
 
-bool TerminateOneThread() {
-  const HANDLE thread = CreateThread(nullptr, 0, WaitForever, nullptr, 0, nullptr);
+bool TerminateThreads(int count) {
+  std::vector<HANDLE> threads(static_cast<std::size_t>(count));
+  for (HANDLE& thread : threads) thread = CreateThread(nullptr, 0, WaitForever, nullptr, 0, nullptr);
   Sleep(30);  // Wine does not stand a thread that is terminated as it starts
-  const bool terminated = TerminateThread(thread, 0) != FALSE;
-  CloseHandle(thread);
+  bool terminated = true;
+  for (const HANDLE thread : threads) {
+    terminated = TerminateThread(thread, 0) != FALSE && terminated;
+    CloseHandle(thread);
+  }
   return terminated;
 }
 
@@ -50,14 +61,15 @@ void Pause(const char* text) {
 }  // namespace
 
 int main(int count, char** arguments) {
-  if (count != 2 && count != 4) return 2;
+  if (count < 3) return 2;
   const int cycles = std::atoi(arguments[1]);
+  const std::vector<const char*> containers(arguments + 3, arguments + count);
   for (int cycle = 1; cycle <= cycles; ++cycle) {
-    if (!(count == 4 ? RunCycle(arguments[2], arguments[3]) : TerminateOneThread())) {
+    if (!(containers.empty() ? TerminateThreads(std::atoi(arguments[2])) : RunCycle(arguments[2], containers))) {
       std::printf("cycle %d failed, last error %08lX\n", cycle, GetLastError());
       return 1;
     }
-    if (cycle == cycles / 10) Pause("begun");
+    if (cycle == std::min(cycles / 10, 100)) Pause("begun");
   }
   Pause("done");
   return 0;
