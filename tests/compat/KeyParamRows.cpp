@@ -141,7 +141,6 @@ const Rows kPairParamRows = {
      "FALSE SCARD_E_NO_SUCH_CERTIFICATE or FALSE NTE_BAD_TYPE; for cards", CertificateOfNewContainer},
     {"param.pair.set_mode", "CryptSetKeyParam KP_MODE of a pair", "FALSE NTE_BAD_TYPE",
      SetNumber(Kind::kPair, KP_MODE, CRYPT_MODE_CBC)},
-    {"param.pair.set_iv", "CryptSetKeyParam KP_IV of a pair", "FALSE NTE_BAD_TYPE", SetNumber(Kind::kPair, KP_IV, 0)},
     {"param.pair.set_padding", "CryptSetKeyParam KP_PADDING of a pair", "FALSE NTE_BAD_TYPE",
      SetNumber(Kind::kPair, KP_PADDING, PKCS5_PADDING)},
     {"param.pair.set_permissions", "CryptSetKeyParam KP_PERMISSIONS of a pair", "TRUE or FALSE NTE_BAD_TYPE",

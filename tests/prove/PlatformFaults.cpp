@@ -21,15 +21,7 @@ constexpr DWORD kCodes[] = {ERROR_ACCESS_DENIED, ERROR_NOT_ENOUGH_MEMORY, static
 constexpr int kAllOf = 12;
 constexpr int kThenEach = 97;
 
-// What a process does when it loads the provider: the log's objects read their settings, and the manager of the
-// watchers asks PC/SC for a context.
-void BeginProvider() {
-  const ProviderAtWork inside;
-  RestartLogs();
-  Renew(g_unplugThreadManager);
-}
-
-// The end of the process: the watchers are told to stop. What begins then is without PC/SC.
+// The watchers that there are are told to stop. What begins then is without PC/SC.
 void EndProvider(Stage& stage) {
   const auto refuse = stage.Service().refuse;
   stage.Service().refuse = [refuse](const std::string& function) {
@@ -39,8 +31,23 @@ void EndProvider(Stage& stage) {
   Renew(g_unplugThreadManager);
 }
 
+// What a process does when it loads the provider: the log's objects read their settings, and the manager of the
+// watchers asks PC/SC for a context. Under Wine there are no watchers: a thread that is terminated milliseconds after its
+// beginning takes locks of Wine with it, and the process hangs.
+void BeginProvider([[maybe_unused]] Stage& stage) {
+  const ProviderAtWork inside;
+  RestartLogs();
+#ifdef _WIN32
+  const auto refuse = stage.Service().refuse;
+  EndProvider(stage);
+  stage.Service().refuse = refuse;
+#else
+  Renew(g_unplugThreadManager);
+#endif
+}
+
 void RunWhole(const Flow& flow, Application& app) {
-  BeginProvider();
+  BeginProvider(app.TheStage());
   flow.run(app);
   EndProvider(app.TheStage());
 }

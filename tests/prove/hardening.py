@@ -14,7 +14,7 @@ FLAGS = ("-fstack-protector-strong", "-D_FORTIFY_SOURCE=2")
 PRODUCT = ("/src/", "/apps/", "/adapter/", "/pkcs11/")
 CHARACTERISTICS = {0x20: "high-entropy address layout", 0x40: "address layout is random", 0x100: "no code in data"}
 WRITABLE, EXECUTABLE = 0x80000000, 0x20000000
-SYSTEM = {"advapi32", "bcrypt", "comctl32", "crypt32", "gdi32", "kernel32", "msvcrt", "shell32", "user32", "winscard", "ws2_32"}
+SYSTEM = {"advapi32", "bcrypt", "comctl32", "crypt32", "gdi32", "kernel32", "msvcrt", "shell32", "user32", "version", "winscard", "ws2_32"}
 
 
 def report(good, what):
