@@ -47,6 +47,7 @@ void Lie(const Flow& flow, const std::string& place, std::size_t lie, int time) 
                 time == 0 ? "each time" : "time", time);
   Expectations expectations;
   expectations.sessionsAreClosed = false;  // a handle that was told wrongly cannot be closed
+  expectations.pinsMayBeCut = place == "C_GetTokenInfo ulMaxPinLen";
   int told = 0;
   const auto spoil = [&](Stage& stage) {
     stage.Module().lie = [&](const std::string& now, CK_ULONG& number) {

@@ -32,8 +32,8 @@ void EndProvider(Stage& stage) {
 }
 
 // What a process does when it loads the provider: the log's objects read their settings, and the manager of the
-// watchers asks PC/SC for a context. Under Wine there are no watchers: a thread that is terminated milliseconds after its
-// beginning takes locks of Wine with it, and the process hangs.
+// watchers asks PC/SC for a context. Under Wine there are no watchers: a thread that is terminated milliseconds after
+// its beginning takes locks of Wine with it, and the process hangs.
 void BeginProvider([[maybe_unused]] Stage& stage) {
   const ProviderAtWork inside;
   RestartLogs();

@@ -12,6 +12,8 @@ struct Expectations {
   bool sessionsAreClosed = true;
   bool blocksAreReleased = true;
   bool nextFlowWorks = true;
+  // The token tells how long a PIN may be, and the field of the dialog takes no more characters.
+  bool pinsMayBeCut = false;
   // Runs the flow, in the place of itself.
   void (*run)(const Flow& flow, Application& app) = nullptr;
 };
