@@ -10,7 +10,10 @@ openssl req -x509 -newkey rsa:2048 -nodes -keyout ca.key -out ca.pem -days 2 -su
 expect 0 register
 
 # answer NAME FILE: what the authority sends for NAME.p10.
-answer() { openssl x509 -req -in "$1.p10" -CA ca.pem -CAkey ca.key -CAcreateserial -days 2 -outform DER -out "$2" 2>/dev/null; }
+answer() {
+  openssl req -inform DER -in "$1.p10" -out request.pem
+  openssl x509 -req -in request.pem -CA ca.pem -CAkey ca.key -CAcreateserial -days 2 -outform DER -out "$2" 2>/dev/null
+}
 
 # run_line WORD...: a line of a guide, without "telvotool".
 run_line() {
