@@ -4,6 +4,8 @@
 guides=$(cd "$(dirname "$0")/../../docs/guides" && pwd)
 . "$(dirname "$0")/telvotool_stand.sh"
 
+drive=$("${run[@]}" winepath -u 'C:\' | tr -d '\r')
+trap 'rm -f "$drive/csp.log"; clean_up' EXIT  # the page that switches the log on
 cp pin pin.txt
 cp text letter.pdf
 openssl req -x509 -newkey rsa:2048 -nodes -keyout ca.key -out ca.pem -days 2 -subj "/CN=An authority for a test" 2>/dev/null

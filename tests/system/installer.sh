@@ -105,7 +105,7 @@ makensis -V1 -DVERSION=4.4 -DNUMBERS=4.4.0.0 "-DBUILD=$folder/older" "-DDOCS=$tr
   "$tree/packaging/telvocsp.nsi"
 wine_run "$folder/older-setup.exe" /S || fail "the older installer ends with $?"
 [ "$(value "$uninstall_key" DisplayVersion)" = 4.4 ] || fail "the older version is not installed"
-tool log on 'C:\csp.log'
+tool log on 'C:\update.log'
 coproc holder { "${run[@]}" "$load_library" telvocsp.dll hold 2>&1; }
 read -r -t 60 line <&"${holder[0]}"
 [ "${line%$'\r'}" = loaded ] || fail "the older library is not loaded: $line"
@@ -119,7 +119,7 @@ process=$holder_PID
 echo >&"${holder[1]}"
 wait "$process" || fail "the program with the older library ends with $?"
 uninstall || fail "the uninstaller ends with $?"
-rm -f "$drive/csp.log"
+rm -f "$drive/update.log"
 remains=$(find "$system" -name '*.tmp' -size +100k)  # the older library, until Windows starts again
 [ "$(echo "$remains" | wc -w)" = 1 ] || fail "other than one file waits for the next start: $remains"
 rm -f "$remains"
