@@ -1,6 +1,6 @@
 #!/bin/bash
 # reproducible.sh SOURCES PACKAGED FOLDER: the sources, copied into FOLDER and built there, give the same files as those in PACKAGED, which
-# packaging/package.sh made. FOLDER is the same each time, so that the cache of compilations knows what was compiled there before;
+# packaging/package.sh made, and the same programs with their symbols. FOLDER is the same each time, so that the cache of compilations knows what was compiled there before;
 # what was compiled elsewhere is not taken.
 set -eu
 sources=$1 packaged=$2 folder=$3
@@ -15,4 +15,7 @@ unset CCACHE_BASEDIR CCACHE_NOHASHDIR
   { tail -n 30 "$folder/output"; echo "FAILED: the copy cannot be built"; exit 1; }
 for file in telvocsp.dll telvotool.exe adapter/telvopkcs11.dll telvocsp-setup.exe; do
   cmp "$packaged/$file" "build/windows/packaging/files/$file" || { echo "FAILED: $file differs"; exit 1; }
+done
+for program in telvocsp.dll telvotool.exe adapter/telvopkcs11.dll; do
+  cmp "$packaged/../../$program" "build/windows/$program" || { echo "FAILED: the symbols of $program differ"; exit 1; }
 done
