@@ -33,6 +33,7 @@ uninstall() {
 clean_up() {
   [ ! -e "$installed/uninstall.exe" ] || uninstall || true
   rm -rf "$system/telvopkcs11.dll" "$data"
+  find "$system" -name '*.tmp' -size +100k -delete  # a library that gave way
   for key in "$company" 'HKCU\Software\Microsoft\SystemCertificates\My'; do
     wine_run reg delete "$key" /f >/dev/null 2>&1 || true
   done
