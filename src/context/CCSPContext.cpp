@@ -24,10 +24,6 @@ typename std::list<Item>::const_iterator SamePlace(const std::list<Item>& from,
   return std::next(to.begin(), std::distance(from.begin(), place));
 }
 
-auto HasHashID(DWORD id) {
-  return [id](const boost::shared_ptr<CCSPHash>& hash) { return hash->GetHashID() == id; };
-}
-
 auto HasKeyID(DWORD id) {
   return [id](const boost::shared_ptr<CCSPSecretKey>& key) { return key->GetKeyID() == id; };
 }
@@ -67,16 +63,12 @@ CCSPContext::CCSPContext(const CCSPContext& other)
   m_algEnumIterator = SamePlace(other.m_algorithms, other.m_algEnumIterator, m_algorithms);
   m_algExEnumIterator = SamePlace(other.m_algorithms, other.m_algExEnumIterator, m_algorithms);
   m_certEnumIterator = m_certificates.end();
-  IndexHashes();
-}
-
-CCSPContext::~CCSPContext() = default;
-
-void CCSPContext::IndexHashes() {
   for (auto place = m_hashes.begin(); place != m_hashes.end(); ++place) {
     m_hashPlaces.emplace((*place)->GetHashID(), place);
   }
 }
+
+CCSPContext::~CCSPContext() = default;
 
 void CCSPContext::TakeName(const char* name, DWORD flags) {
   CheckAcquireFlags(name, flags);
@@ -93,29 +85,30 @@ DWORD CCSPContext::GetFlags() const { return m_flags; }
 std::string CCSPContext::GetProviderName() const { return m_providerName; }
 
 void CCSPContext::AddHash(const boost::shared_ptr<CCSPHash>& hash) {
-  const auto place = m_hashes.insert(m_hashes.end(), hash);
-  m_hashPlaces.emplace(hash->GetHashID(), place);
+  std::list<boost::shared_ptr<CCSPHash>> added(1, hash);
+  m_hashPlaces.emplace(hash->GetHashID(), added.begin());
+  m_hashes.splice(m_hashes.end(), added);
 }
 
-void CCSPContext::EraseHash(DWORD handle) {
+CCSPContext::HashPlaces::iterator CCSPContext::FirstPlace(DWORD handle) {
+  const auto first = m_hashPlaces.lower_bound(handle);
+  return first != m_hashPlaces.end() && first->first == handle ? first : m_hashPlaces.end();
+}
+
+void CCSPContext::RemoveHash(DWORD handle) {
   if (m_hashes.empty()) ThrowNoHash();
-  const auto indexed = m_hashPlaces.find(handle);
-  if (indexed == m_hashPlaces.end()) return EraseFirst(m_hashes, HasHashID(handle));
-  const auto place = indexed->second;
-  m_hashPlaces.erase(indexed);
-  m_hashes.erase(place);
+  const auto first = FirstPlace(handle);
+  if (first == m_hashPlaces.end()) return;
+  m_hashes.erase(first->second);
+  m_hashPlaces.erase(first);
 }
 
-void CCSPContext::RemoveHash(DWORD handle) { EraseHash(handle); }
-
-void CCSPContext::RemoveHash(const boost::shared_ptr<CCSPHash>& hash) { EraseHash(hash->GetHashID()); }
+void CCSPContext::RemoveHash(const boost::shared_ptr<CCSPHash>& hash) { CCSPContext::RemoveHash(hash->GetHashID()); }
 
 boost::shared_ptr<CCSPHash> CCSPContext::GetHash(DWORD handle) {
-  const auto indexed = m_hashPlaces.find(handle);
-  if (indexed != m_hashPlaces.end()) return *indexed->second;
-  const auto found = std::find_if(m_hashes.begin(), m_hashes.end(), HasHashID(handle));
-  if (found == m_hashes.end()) ThrowNoHash();
-  return *found;
+  const auto first = FirstPlace(handle);
+  if (first == m_hashPlaces.end()) ThrowNoHash();
+  return *first->second;
 }
 
 void CCSPContext::AddSecretKey(const boost::shared_ptr<CCSPSecretKey>& key) { m_secretKeys.push_back(key); }

@@ -18,8 +18,8 @@
 
 #include <boost/shared_ptr.hpp>
 #include <list>
+#include <map>
 #include <string>
-#include <unordered_map>
 
 #include "cryptoki/Attribute.h"
 #include "cryptoki/Certificate.h"
@@ -249,11 +249,10 @@ class CCSPContext {
     return At(list, position);
   }
 
-  void IndexHashes();
-  // Takes the first hash of that handle out of m_hashes.
-  void EraseHash(DWORD handle);
+  using HashPlaces = std::multimap<DWORD, std::list<boost::shared_ptr<CCSPHash>>::iterator>;
+  // The place of the first hash of that handle, or the end.
+  HashPlaces::iterator FirstPlace(DWORD handle);
 
-  // Where in m_hashes the first hash of a handle is, so that the list need not be searched. It may lack a hash that was
-  // added twice.
-  std::unordered_map<DWORD, std::list<boost::shared_ptr<CCSPHash>>::iterator> m_hashPlaces;
+  // Where in m_hashes the hashes of a handle are, in the list's order, so that the list need not be searched.
+  HashPlaces m_hashPlaces;
 };

@@ -126,7 +126,11 @@ TEST_F(CCSPContextTest, AHashThatIsThereTwiceIsRemovedOnceAtATime) {
   m_context.AddHash(second);
   EXPECT_EQ(first, m_context.GetHash(5));
   m_context.RemoveHash(5);
+  const auto third = boost::make_shared<FakeHash>(5);
+  m_context.AddHash(third);
   EXPECT_EQ(second, m_context.GetHash(5));
+  m_context.RemoveHash(5);
+  EXPECT_EQ(third, m_context.GetHash(5));
   m_context.RemoveHash(5);
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH), "Hash not found in this context", m_context.GetHash(5));
   EXPECT_NE(nullptr, m_context.GetHash(6));
