@@ -28,7 +28,7 @@ endif()
 if(NOT TELVO_SANITIZERS AND NOT TELVO_COVERAGE AND NOT TELVO_TIDY)
   add_compile_options(-fstack-protector-strong -D_FORTIFY_SOURCE=2)
   if(WIN32)
-    add_link_options(-fstack-protector-strong)  # the library with the check
+    target_link_libraries(project_options INTERFACE stack_guard)
   else()
     add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
   endif()

@@ -163,6 +163,7 @@ run_flow() {
   local flow=$1 entry=$2 code=0 outcome reason
   rm -f "$folder/trace" signature
   start "$flow" || code=$?
+  [ $code != 124 ] || hung=$flow
   IFS=$'\t' read -r _ outcome reason < <(grep -a "^$flow	" "$folder/$flow.out" | tr -d '\r') || true
   [ -n "${outcome:-}" ] || { outcome=failed reason="the program ends with code $code"; }
   if [ "$outcome" = works ] && [ "$(type -t "judge_$flow")" = function ] && ! "judge_$flow" >"$folder/$flow.judge" 2>&1; then
@@ -181,7 +182,8 @@ prepare_token
 prepare_exchange
 prepare_authority
 "${run[@]}" --list | tr -d '\r' >"$folder/flows"
+hung=
 while IFS=$'\t' read -r flow entry _ <&3; do
   if [ $# -gt 0 ] && [[ " $* " != *" $flow "* ]]; then continue; fi
-  run_flow "$flow" "$entry"
+  if [ -z "$hung" ]; then run_flow "$flow" "$entry"; else printf '%s\tfailed\tnot run, because %s did not end\n' "$flow" "$hung"; fi
 done 3<"$folder/flows"

@@ -65,6 +65,8 @@ def check_image(objdump, path):
     told = subprocess.run([objdump, "-p", path], capture_output=True, text=True, check=True).stdout
     for library in re.findall(r"DLL Name: (.*)\.dll", told, re.IGNORECASE):
         report(library.lower() in SYSTEM, f"{name} imports {library}, a library of the system")
+    if name.endswith(".dll"):
+        report("CryptAcquireContext" not in told, f"{name} asks no provider of CryptoAPI, which may be telvocsp.dll, when it is loaded")
     code = subprocess.run([objdump, "-d", path], capture_output=True, text=True, check=True).stdout
     guarded = len(re.findall(r"call .*<__stack_chk_fail>", code))
     report(guarded > 100, f"{name}: {'more than 100' if guarded > 100 else guarded} functions check their stack")

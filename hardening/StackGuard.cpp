@@ -1,0 +1,40 @@
+// What a checked stack and checked buffers call, for Windows: the random value that lies behind the buffers of a function, and the
+// end of a process in which it was overwritten.
+//
+// The compiler's library has the same, but asks the default provider of CryptoAPI for the value while a library is being loaded.
+// That provider may be telvocsp.dll: it would be called before it is ready, or, while it loads the module, wait for itself.
+#include <windows.h>
+
+#include <cstdint>
+#include <ntsecapi.h>
+
+namespace {
+
+// Ends the process without running any more of its code (Windows: __fastfail, which these headers lack).
+[[noreturn]] void FailFast(unsigned reason) {
+  __asm__ volatile("int $0x29" : : "c"(reason));
+  __builtin_unreachable();
+}
+
+}  // namespace
+
+extern "C" {
+
+// Its lowest byte is zero, so that no string that is copied over it leaves it as it was.
+std::uintptr_t __stack_chk_guard = 0xFF0A0D2B7E151600;
+
+[[noreturn]] void __stack_chk_fail() { FailFast(FAST_FAIL_STACK_COOKIE_CHECK_FAILURE); }
+
+[[noreturn]] void __chk_fail() { FailFast(FAST_FAIL_RANGE_CHECK_FAILURE); }
+
+}  // extern "C"
+
+namespace {
+
+// Runs before any function that looks at the value. Without random bytes the value stays the one above.
+__attribute__((constructor)) void ChooseGuard() {
+  std::uintptr_t random = 0;
+  if (RtlGenRandom(&random, sizeof(random)) != FALSE) __stack_chk_guard = random & ~static_cast<std::uintptr_t>(0xFF);
+}
+
+}  // namespace
