@@ -1,8 +1,9 @@
-// What a checked stack and checked buffers call, for Windows: the random value that lies behind the buffers of a function, and the
-// end of a process in which it was overwritten.
+// What a checked stack and checked buffers call, for Windows: the random value that lies behind the buffers of a
+// function, and the end of a process in which it was overwritten.
 //
-// The compiler's library has the same, but asks the default provider of CryptoAPI for the value while a library is being loaded.
-// That provider may be telvocsp.dll: it would be called before it is ready, or, while it loads the module, wait for itself.
+// The compiler's library has the same, but asks the default provider of CryptoAPI for the value while a library is
+// being loaded. That provider may be telvocsp.dll: it would be called before it is ready, or, while it loads the
+// module, wait for itself.
 #include <windows.h>
 
 #include <cstdint>

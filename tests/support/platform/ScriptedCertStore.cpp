@@ -1,5 +1,7 @@
 #include "platform/ScriptedCertStore.h"
 
+#include <algorithm>
+
 #include "platform/StandIn.h"
 
 namespace {
@@ -24,6 +26,7 @@ bool IsRefused(const char* function) {
 #ifndef _WIN32
 extern "C" {
 HCERTSTORE __real_CertOpenStore(LPCSTR provider, DWORD encoding, HCRYPTPROV unused, DWORD flags, const void* parameter);
+BOOL __real_CertCloseStore(HCERTSTORE store, DWORD flags);
 BOOL __real_CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, DWORD flags,
                                               const void* data);
 BOOL __real_CertAddCertificateContextToStore(HCERTSTORE store, PCCERT_CONTEXT certificate, DWORD disposition,
@@ -56,6 +59,14 @@ HCERTSTORE WINAPI SCRIPTED(CertOpenSystemStoreA)(HCRYPTPROV, LPCSTR name) {
   if (IsRefused("CertOpenSystemStoreA")) return nullptr;
   g_scriptedStore->stores.push_back(REAL("crypt32.dll", CertOpenStore)(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
   return g_scriptedStore->stores.back();
+}
+
+BOOL WINAPI SCRIPTED(CertCloseStore)(HCERTSTORE store, DWORD flags) {
+  if (g_scriptedStore != nullptr) {
+    auto& open = g_scriptedStore->stores;
+    open.erase(std::remove(open.begin(), open.end(), store), open.end());
+  }
+  return REAL("crypt32.dll", CertCloseStore)(store, flags);
 }
 
 BOOL WINAPI SCRIPTED(CertSetCertificateContextProperty)(PCCERT_CONTEXT certificate, DWORD property, DWORD flags,
@@ -99,6 +110,7 @@ BOOL WINAPI SCRIPTED(CryptDecodeObject)(DWORD encoding, LPCSTR type, const BYTE*
 #ifdef _WIN32
 void* __imp_CertOpenStore = reinterpret_cast<void*>(&ScriptedCertOpenStore);
 void* __imp_CertOpenSystemStoreA = reinterpret_cast<void*>(&ScriptedCertOpenSystemStoreA);
+void* __imp_CertCloseStore = reinterpret_cast<void*>(&ScriptedCertCloseStore);
 void* __imp_CertSetCertificateContextProperty = reinterpret_cast<void*>(&ScriptedCertSetCertificateContextProperty);
 void* __imp_CertAddCertificateContextToStore = reinterpret_cast<void*>(&ScriptedCertAddCertificateContextToStore);
 void* __imp_CertCreateCertificateContext = reinterpret_cast<void*>(&ScriptedCertCreateCertificateContext);
@@ -112,7 +124,7 @@ void* __imp_CryptDecodeObject = reinterpret_cast<void*>(&ScriptedCryptDecodeObje
 ScriptedCertStore::ScriptedCertStore() { g_scriptedStore = this; }
 
 ScriptedCertStore::~ScriptedCertStore() {
-  for (const HCERTSTORE store : stores) CertCloseStore(store, 0);
+  while (!stores.empty()) CertCloseStore(stores.back(), 0);
   g_scriptedStore = nullptr;
 }
 

@@ -32,11 +32,11 @@ class ScriptedCertStore {
   std::map<std::string, Refusal> refused;
   std::function<void()> beforeProperty;  // runs before CertSetCertificateContextProperty does anything
   std::vector<std::string> names;        // of the system's stores that were opened
-  std::vector<HCERTSTORE> stores;
-  std::atomic<int> memoryStores{0};  // opened by CertOpenStore
-  std::atomic<int> created{0};       // certificates by CertCreateCertificateContext
-  std::atomic<int> freed{0};         // certificates by CertFreeCertificateContext, null ones apart
-  std::atomic<DWORD> encoding{0};    // that the last CertCreateCertificateContext was told
+  std::vector<HCERTSTORE> stores;        // of those, the ones that are open
+  std::atomic<int> memoryStores{0};      // opened by CertOpenStore
+  std::atomic<int> created{0};           // certificates by CertCreateCertificateContext
+  std::atomic<int> freed{0};             // certificates by CertFreeCertificateContext, null ones apart
+  std::atomic<DWORD> encoding{0};        // that the last CertCreateCertificateContext was told
 };
 
 // A certificate in a store, as a text: "One" and, when it points to a key, " -> container, provider, type, spec".

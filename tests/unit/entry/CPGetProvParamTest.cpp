@@ -17,6 +17,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::UnorderedElementsAre;
 
@@ -844,6 +845,15 @@ TEST_F(StoreParameterTest, WithoutPropagationTheRootStoreIsAFailureWithTheCodeAs
   EXPECT_EQ(Opening(46, 100) + Line("\nCPGetProvParam: Requesting Root Cert Store Handle") +
                 Line("\nCPGetProvParam: Failed to propagate certificate"),
             TakeLog());
+}
+
+TEST_F(StoreParameterTest, AStoreThatNobodyGetsIsClosed) {
+  m_stores.beforeProperty = [] { throw std::bad_alloc(); };
+  for (const DWORD param : {42U, 46U}) {
+    EXPECT_THROW(Call(param, 8), std::bad_alloc);
+    EXPECT_THAT(m_stores.stores, IsEmpty());
+  }
+  EXPECT_EQ(2U, m_stores.names.size());
 }
 
 TEST_F(StoreParameterTest, EachRequestOpensAStoreOfItsOwn) {
