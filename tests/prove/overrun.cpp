@@ -1,4 +1,5 @@
-// overrun stack|buffer: writes beyond a buffer of its own. A hardened program ends there; one that is not says "went on".
+// overrun stack|buffer: writes beyond a buffer of its own. A hardened program ends there; one that is not says "went
+// on".
 #include <cstdio>
 #include <cstring>
 #include <string>
