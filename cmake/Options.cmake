@@ -56,6 +56,15 @@ function(telvo_options)
   endforeach()
 endfunction()
 
+# telvo_unloadable(target...) is for what goes into the host's library: one with unique symbols is never unloaded.
+function(telvo_unloadable)
+  if(NOT WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    foreach(target IN LISTS ARGN)
+      target_compile_options(${target} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
+    endforeach()
+  endif()
+endfunction()
+
 # Headers that nearly every source includes are compiled once for a target. The tidy preset goes without, so that a source
 # that does not include what it needs is found.
 option(TELVO_PRECOMPILE "Use precompiled headers" ON)

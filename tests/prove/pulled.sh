@@ -26,7 +26,6 @@ in_build() (
   fi
   cp "$build/softtoken/$softtoken" "$folder"
   . tests/system/log_switch.sh
-  export TELVO_SOFTTOKEN_CONF="$folder/token.conf"
   make_cards
   set_log on
   readers_up "$folder"
@@ -35,17 +34,8 @@ in_build() (
   if [ "$form" = full ]; then way "the last reader, with the service" service A; fi
 )
 
-# settings PRESENCE READER...
-settings() {
-  echo "state = state"
-  for reader in "${@:2}"; do
-    printf '[slot]\nreader = TELVO Reader %s 00 00\nlabel = Card %s\nserial = %s000000000000001\npin = 123456\npresence = %s\n' \
-      "$reader" "$reader" "$reader" "$1"
-  done
-}
-
 make_cards() {
-  settings always A B >"$TELVO_SOFTTOKEN_CONF"
+  token_in_readers "$folder" $'pin = 123456\npresence = always' A B
   for slot in 0 1; do
     pkcs11-tool --module "$build/softtoken/libtelvopkcs11.so" --slot $slot --login --pin 123456 --keypairgen --key-type rsa:2048 \
       --id 6f6e65 >"$folder/pkcs11-tool.log" 2>&1 || { cat "$folder/pkcs11-tool.log"; return 1; }
@@ -70,7 +60,7 @@ way() {
   local title=$1 way=$2 line others=()
   shift 2
   [ $# = 1 ] || others=("TELVO Reader $2 00 00")
-  settings reader "$@" >"$TELVO_SOFTTOKEN_CONF"
+  token_in_readers "$folder" $'pin = 123456\npresence = reader' "$@"
   rm -rf "$folder/state"
   cp -r "$folder/state.kept" "$folder/state"
   for reader in "$@"; do card insert "$reader"; done

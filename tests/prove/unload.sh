@@ -1,23 +1,30 @@
 #!/bin/bash
-# unload.sh short|full: the library comes and goes under Wine, with watchers on two real readers. Wine keeps a megabyte of
-# each thread that was terminated, so ten processes share the cycles, five at a time. The short form is the test load_cycles.
+# unload.sh short|full: the library comes and goes under Wine and in the host build, with watchers on two real readers. Wine keeps a
+# megabyte of each thread that was terminated, so ten processes share the cycles, five at a time. The short form is the test load_cycles.
 # shellcheck source=tests/prove/common.sh
 . "$(dirname "$0")/common.sh"
 rounds=1 processes=1 cycles=20
 if [ "$1" = full ]; then rounds=2 processes=5 cycles=1000; fi
-build=$PWD/build/windows
-report=build/prove/unload/report
 mkdir -p build/prove/unload
 build windows load_cycles telvocsp telvopkcs11 winscard_forwarder
-
+build host load_cycles telvocsp telvopkcs11
 findings=0
-: >$report
+
+# cycle SYSTEM BUILD PROGRAM SOFTTOKEN PROVIDER RUN...
+cycle() {
+  local report=build/prove/unload/$1 build=$PWD/build/$2
+  tests/system/load_cycles.sh "$1" "$build/tests/system/$3" "$build/softtoken/$4" "$build/$5" "$build/winscard" $cycles $processes \
+    -- "${@:6}" >build/prove/unload/round || findings=$((findings + 1))
+  tee -a "$report" <build/prove/unload/round
+}
+rm -f build/prove/unload/{Windows,Linux}
 for ((round = 1; round <= rounds; ++round)); do
-  tests/provider/load_cycles.sh "$build/tests/provider/load_cycles.exe" "$build/telvocsp.dll" "$build/softtoken/telvopkcs11.dll" \
-    "$build/winscard" $cycles $processes -- "$PWD/cmake/wine-run" "$build" >build/prove/unload/round || findings=$((findings + 1))
-  tee -a $report <build/prove/unload/round
+  cycle Windows windows load_cycles.exe telvopkcs11.dll telvocsp.dll cmake/wine-run "$PWD/build/windows"
 done
-# sum BEFORE: the sum of the kilobytes that stand after that text, over all rounds
-sum() { sed -n "s/.*$1 \(-*[0-9]*\) KB.*/\1/p" $report | awk '{ sum += $1 } END { print sum + 0 }'; }
-finish $((rounds * processes * cycles)) $findings "$((rounds * processes)) times $cycles cycles with two watchers: after the first tenth, or the first 100, \
-memory grew by $(sum watchers:) KB in all; Wine keeps $(sum alone:) KB of as many terminated threads"
+cycle Linux host load_cycles libtelvopkcs11.so libtelvocsp.so env
+
+# sum SYSTEM BEFORE: the sum of the kilobytes that stand after that text, over all processes
+sum() { sed -n "s/.*$2 \(-*[0-9]*\) KB.*/\1/p" build/prove/unload/"$1" | awk '{ sum += $1 } END { print sum + 0 }'; }
+finish $(((rounds + 1) * processes * cycles)) $findings "under Wine $((rounds * processes)) times $cycles cycles with two watchers: after \
+the first tenth, or the first 100, memory grew by $(sum Windows watchers:) KB in all; Wine keeps $(sum Windows alone:) KB of as many \
+terminated threads; in the host build, which keeps none, $processes times as many cycles grew by $(sum Linux watchers:) KB"

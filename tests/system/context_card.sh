@@ -33,24 +33,8 @@ stop() {
 
 readers_up "$folder" || exit 1
 card insert A
-cat >"$folder/token.conf" <<'CONF'
-state = state
-[slot]
-reader = TELVO Reader A 00 00
-label = Card A
-serial = A000000000000001
-pin = 123456
-presence = reader
-CONF
-export TELVO_SOFTTOKEN_CONF="$folder/token.conf"
-cp "$program" "$softtoken" "$folder"
-if [ "$system" = Windows ]; then
-  use_winscard "$folder" "$winscard"
-  provider="Z:${provider//\//\\}"
-else
-  export LD_LIBRARY_PATH=$folder
-  provider=$(dirname "$provider")/telvocsp.dll  # the loader makes the system's own name of it
-fi
+token_in_readers "$folder" $'pin = 123456\npresence = reader' A
+stage_library "$folder" "$system" "$program" "$softtoken" "$provider" "$winscard"
 set_log on
 sleep 1  # until the service has seen the card
 

@@ -5,6 +5,10 @@
 #                            command of another kind of card than virtual_card.py's, which is called with the same arguments
 #   card insert A            puts the card into reader A; card remove A pulls it
 #   readers_down             ends all of it; call it in a trap
+#   token_in_readers FOLDER LINES READER...
+#                            settings of a software token, with a card in each of these readers (A, B) and LINES more for each card
+#   stage_library FOLDER SYSTEM PROGRAM SOFTTOKEN PROVIDER WINSCARD_FOLDER
+#                            what a program needs that loads the provider; the program finds it as $provider
 #   use_winscard FOLDER WINSCARD_FOLDER
 #                            programs of FOLDER find these readers under Wine, whose own PC/SC knows none
 #
@@ -85,6 +89,28 @@ readers_down() {
   fi
   if [ -n "${cards_pid:-}" ]; then kill "$cards_pid" 2>/dev/null || true; fi
   cards_pid='' pcscd_pid=''
+}
+
+token_in_readers() {
+  local folder=$1 lines=$2 reader
+  echo "state = state" >"$folder/token.conf"
+  for reader in "${@:3}"; do
+    printf '[slot]\nreader = TELVO Reader %s 00 00\nlabel = Card %s\nserial = %s000000000000001\n%s\n' \
+      "$reader" "$reader" "$reader" "$lines" >>"$folder/token.conf"
+  done
+  export TELVO_SOFTTOKEN_CONF="$folder/token.conf"
+}
+
+stage_library() {
+  local folder=$1 system=$2
+  cp "$3" "$4" "$folder"
+  if [ "$system" = Windows ]; then
+    use_winscard "$folder" "$6"
+    provider="Z:${5//\//\\}"
+  else
+    export LD_LIBRARY_PATH=$folder
+    provider=$(dirname "$5")/telvocsp.dll  # the loader makes the system's own name of it
+  fi
 }
 
 use_winscard() {

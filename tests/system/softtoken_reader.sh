@@ -7,20 +7,7 @@ trap 'readers_down; rm -rf "$folder"' EXIT
 trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
 . "$(dirname "$0")/readers.sh"
 
-cat >"$folder/token.conf" <<'CONF'
-state = state
-[slot]
-reader = TELVO Reader A 00 00
-label = Card A
-serial = A000000000000001
-presence = reader
-[slot]
-reader = TELVO Reader B 00 00
-label = Card B
-serial = B000000000000002
-presence = reader
-CONF
-export TELVO_SOFTTOKEN_CONF="$folder/token.conf"
+token_in_readers "$folder" 'presence = reader' A B
 
 # await_tokens TEXT: the labels of the tokens that are in, one behind the other, become this.
 await_tokens() {

@@ -14,26 +14,8 @@ trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
 readers_up "$folder" || exit 1
 card insert A
 card insert B
-cat >"$folder/token.conf" <<'CONF'
-state = state
-[slot]
-reader = TELVO Reader A 00 00
-label = Card A
-serial = A000000000000001
-[slot]
-reader = TELVO Reader B 00 00
-label = Card B
-serial = B000000000000001
-CONF
-export TELVO_SOFTTOKEN_CONF="$folder/token.conf"
-cp "$program" "$softtoken" "$folder"
-if [ "$system" = Windows ]; then
-  use_winscard "$folder" "$winscard"
-  provider="Z:${provider//\//\\}"
-else
-  export LD_LIBRARY_PATH=$folder
-  provider=$(dirname "$provider")/telvocsp.dll  # the loader makes the system's own name of it
-fi
+token_in_readers "$folder" '' A B
+stage_library "$folder" "$system" "$program" "$softtoken" "$provider" "$winscard"
 set_log on
 "${run_command[@]}" "$folder/$(basename "$program")" "$provider" \
   '\\.\TELVO Reader A 00 00\' '\\.\TELVO Reader B 00 00\' || fail "the program ends with an error"

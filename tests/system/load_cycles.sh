@@ -1,15 +1,15 @@
 #!/bin/bash
-# load_cycles.sh LOAD_CYCLES PROVIDER SOFTTOKEN WINSCARD_FOLDER CYCLES PROCESSES -- RUN...
+# load_cycles.sh SYSTEM LOAD_CYCLES SOFTTOKEN PROVIDER WINSCARD_FOLDER CYCLES PROCESSES -- RUN...
 # The library comes and goes with watchers running on two real readers: no hang, no failure, no growth worth speaking of. So many
 # processes do it side by side, each with so many cycles and software tokens of its own.
 set -eu
-program=$1 provider=$2 softtoken=$3 winscard=$4 cycles=$5 processes=$6
-shift 7
+system=$1 program=$2 softtoken=$3 library=$4 winscard=$5 cycles=$6 processes=$7
+shift 8
 run_command=("$@")
 folder=$(mktemp -d)
 trap 'readers_down; rm -rf "$folder"' EXIT
 trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
-. "$(dirname "$0")/../system/readers.sh"
+. "$(dirname "$0")/readers.sh"
 fail() { echo "FAILED: $*"; exit 1; }
 
 readers_up "$folder" || exit 1
@@ -19,19 +19,8 @@ card insert B
 # prepare FOLDER
 prepare() {
   mkdir "$1"
-  cp "$program" "$softtoken" "$1"
-  use_winscard "$1" "$winscard"
-  cat >"$1/token.conf" <<'CONF'
-state = state
-[slot]
-reader = TELVO Reader A 00 00
-label = Card A
-serial = A000000000000001
-[slot]
-reader = TELVO Reader B 00 00
-label = Card B
-serial = B000000000000002
-CONF
+  stage_library "$1" "$system" "$program" "$softtoken" "$library" "$winscard"
+  token_in_readers "$1" '' A B
 }
 
 # used FOLDER: kilobytes of memory that its process itself wrote, as Linux counts them.
@@ -64,12 +53,14 @@ growth() {
 
 # cycle_library FOLDER: the cycles of one process.
 cycle_library() {
-  growth "$1" "Z:${provider//\//\\}" '\\.\TELVO Reader A 00 00\' '\\.\TELVO Reader B 00 00\'
+  growth "$1" "$provider" '\\.\TELVO Reader A 00 00\' '\\.\TELVO Reader B 00 00\'
   echo "$cycles cycles with two watchers: $grown KB more than after the first tenth, at most 100; terminated threads alone: $threads KB"
-  [ "$grown" -le $((threads + 300 + 5 * cycles)) ] || fail "memory is left behind"
+  [ "$grown" -le $((threads + 300 + per_cycle * cycles)) ] || fail "memory is left behind"
 }
 
-# Wine never gives back the memory of a thread that was terminated, about a megabyte each: no more than that may be left.
+# Wine never gives back the memory of a thread that was terminated, about a megabyte each: no more than that may be left. The host
+# gives it back, so there a leak of the library's own shows.
+if [ $system = Windows ]; then per_cycle=5; else per_cycle=1; fi
 prepare "$folder/threads"
 growth "$folder/threads" 2
 threads=$grown

@@ -10,6 +10,10 @@
 #include <cstdlib>
 #include <vector>
 
+#ifndef _WIN32
+#include <dlfcn.h>
+#endif
+
 namespace {
 
 using AcquireFunction = BOOL(WINAPI*)(HCRYPTPROV*, LPCSTR, DWORD, void*);
@@ -26,12 +30,22 @@ bool Use(HMODULE library, const char* container) {
          Export<ReleaseFunction>(library, "CPReleaseContext")(handle, 0) != FALSE;
 }
 
+bool IsLoaded() {
+#ifdef _WIN32
+  return GetModuleHandleA("telvocsp.dll") != nullptr;
+#else
+  void* const library = dlopen("libtelvocsp.so", RTLD_LAZY | RTLD_NOLOAD);
+  if (library != nullptr) dlclose(library);
+  return library != nullptr;
+#endif
+}
+
 bool RunCycle(const char* provider, const std::vector<const char*>& containers) {
   const HMODULE library = LoadLibraryA(provider);
   if (library == nullptr) return false;
   const bool used = std::all_of(containers.begin(), containers.end(),
                                 [library](const char* container) { return Use(library, container); });
-  return FreeLibrary(library) != FALSE && used && GetModuleHandleA("telvocsp.dll") == nullptr;
+  return FreeLibrary(library) != FALSE && used && !IsLoaded();
 }
 
 DWORD WINAPI WaitForever(LPVOID /*unused*/) {
@@ -66,7 +80,7 @@ int main(int count, char** arguments) {
   const std::vector<const char*> containers(arguments + 3, arguments + count);
   for (int cycle = 1; cycle <= cycles; ++cycle) {
     if (!(containers.empty() ? TerminateThreads(std::atoi(arguments[2])) : RunCycle(arguments[2], containers))) {
-      std::printf("cycle %d failed, last error %08lX\n", cycle, GetLastError());
+      std::printf("cycle %d failed, last error %08X\n", cycle, static_cast<unsigned>(GetLastError()));
       return 1;
     }
     if (cycle == std::min(cycles / 10, 100)) Pause("begun");
