@@ -60,7 +60,7 @@ cycle_library() {
 
 # Wine never gives back the memory of a thread that was terminated, about a megabyte each: no more than that may be left. The host
 # gives it back, so there a leak of the library's own shows.
-if [ $system = Windows ]; then per_cycle=5; else per_cycle=1; fi
+if [ $system = Windows ]; then per_cycle=5; else per_cycle=0; fi
 prepare "$folder/threads"
 growth "$folder/threads" 2
 threads=$grown
