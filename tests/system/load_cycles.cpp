@@ -48,20 +48,27 @@ bool RunCycle(const char* provider, const std::vector<const char*>& containers) 
   return FreeLibrary(library) != FALSE && used && !IsLoaded();
 }
 
-DWORD WINAPI WaitForever(LPVOID /*unused*/) {
+DWORD WINAPI WaitForever(LPVOID runs) {
+  SetEvent(runs);
   Sleep(INFINITE);
   return 0;
 }
 
+// Wine does not stand a thread that is terminated as it starts: it may hold a lock of the process.
+bool StartAndTerminate() {
+  const HANDLE runs = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+  const HANDLE thread = CreateThread(nullptr, 0, WaitForever, runs, 0, nullptr);
+  WaitForSingleObject(runs, INFINITE);
+  Sleep(10);
+  const bool terminated = TerminateThread(thread, 0) != FALSE;
+  CloseHandle(thread);
+  CloseHandle(runs);
+  return terminated;
+}
+
 bool TerminateThreads(int count) {
-  std::vector<HANDLE> threads(static_cast<std::size_t>(count));
-  for (HANDLE& thread : threads) thread = CreateThread(nullptr, 0, WaitForever, nullptr, 0, nullptr);
-  Sleep(30);  // Wine does not stand a thread that is terminated as it starts
   bool terminated = true;
-  for (const HANDLE thread : threads) {
-    terminated = TerminateThread(thread, 0) != FALSE && terminated;
-    CloseHandle(thread);
-  }
+  for (int i = 0; i < count; ++i) terminated = StartAndTerminate() && terminated;
   return terminated;
 }
 
