@@ -5,6 +5,7 @@
 
 #include "BadLuckTest.h"
 #include "dialogs/ScriptedDialogs.h"
+#include "entry/CCSPContextList.h"
 
 namespace {
 
@@ -94,6 +95,56 @@ TEST_F(ExchangedCardTest, AContextOfTheFirstCardThatIsUsedAgainLosesThePINOfTheO
   EXPECT_EQ("8010006E", SignDigest(m_first));
   EXPECT_EQ("80090022", SignDigest(second));
   EXPECT_TRUE(HasAllTries());
+}
+
+// --- A module that is begun anew, because no session can be opened. Many count their sessions from 1 again.
+
+class SessionNumberTest : public ExchangedCardTest {
+ protected:
+  // The session that is opened then has the number of the first context's dead one.
+  void OpenAnew(const std::string& container) {
+    m_module.FailNext("C_OpenSession", CKR_DEVICE_REMOVED);
+    HCRYPTPROV second = 0;
+    ASSERT_EQ("done", Acquire(container, CRYPT_SILENT, second));
+    SessionOf(m_first).SetSessionHandle(SessionOf(second).GetSessionHandle());
+    m_module.ForgetCalls();
+  }
+
+ private:
+  static Session& SessionOf(HCRYPTPROV provider) { return *g_contextList.FindContext(provider)->GetSession(); }
+};
+
+TEST_F(SessionNumberTest, ThePINOfTheFirstCardIsNotOfferedToTheOtherOne) {
+  Exchange();
+  OpenAnew("\\\\.\\Reader A\\two");
+  EXPECT_EQ("8010006F", SignDigest(m_first));
+  EXPECT_TRUE(HasAllTries());
+  EXPECT_EQ((Calls{"C_Logout(0)", "C_LoginExtended(0, user 1, 1234)"}), m_module.TakeCalls());  // no session
+}
+
+TEST_F(SessionNumberTest, ThePINOfAnApplicationIsNotOfferedToTheOtherCard) {
+  Exchange();
+  OpenAnew("\\\\.\\Reader A\\two");
+  EXPECT_EQ("80090020", GivePIN(m_first, "4321"));
+  EXPECT_TRUE(HasAllTries());
+}
+
+TEST_F(SessionNumberTest, ThePINThatTheUserEntersIsNotOfferedToTheOtherCard) {
+  Exchange();
+  OpenAnew("\\\\.\\Reader A\\two");
+  g_pinCacheManager.GetPINCache("Reader A")->ClearPINCache();
+  ScriptedDialogs dialogs;
+  dialogs.OnNext(EnterPIN("1234"));
+  EXPECT_EQ("80090020", SignDigest(m_first));
+  EXPECT_TRUE(HasAllTries());
+}
+
+TEST_F(SessionNumberTest, ThePINOfOneReaderIsNotOfferedInAnother) {
+  ScriptedToken& other = InsertCard("Reader B", "2222222222222222");
+  other.pin = "9999";
+  OpenAnew("\\\\.\\Reader B\\one");
+  EXPECT_EQ("8010006F", SignDigest(m_first));
+  EXPECT_EQ(other.tries, other.triesLeft);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
-// A reader whose name has characters outside code page 1252. The module tells it in UTF-8; the ANSI functions of PC/SC
-// tell it in the code page of the system, with a question mark for each character that it does not have. The provider
-// compares bytes, and so takes the two for different readers.
+// A reader whose name has other characters than ASCII. The module tells it in UTF-8; the ANSI functions of PC/SC tell
+// it in the code page of the system, with a question mark for each character that it does not have: these tests' name
+// is not in code page 1252. The provider compares bytes, and so takes the two for different readers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -47,6 +47,8 @@ TEST_F(ReaderNameTest, TheReaderIsNotFoundByTheNameOfTheSystem) {
   const std::string name = "\\\\.\\" + kSystemName + "\\one";
   EXPECT_EQ("80090020", Acquire(name, 0, m_provider));
   EXPECT_EQ("80090016", Acquire(name, CRYPT_SILENT, m_provider));
+  InsertCard("Leser \xC3\xA4");
+  EXPECT_EQ("80090016", Acquire("\\\\.\\Leser \xE4\\one", CRYPT_SILENT, m_provider));  // in code page 1252
 }
 
 // Two cards, so that the dialog appears. It offers the system's names.
