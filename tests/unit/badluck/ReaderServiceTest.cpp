@@ -2,6 +2,7 @@
 // they wait died with the service.
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <gtest/gtest.h>
 #include <stdexcept>
 
@@ -47,7 +48,7 @@ class ReaderServiceTest : public BadLuckTest {
     while (TakeLog().find(text) == std::string::npos) Sleep(1);
   }
   // How often a context was asked for since the last take.
-  long ContextsAskedFor() {
+  std::ptrdiff_t ContextsAskedFor() {
     const std::vector<std::string> calls = m_pcsc.TakeCalls();
     return std::count(calls.begin(), calls.end(), "SCardEstablishContext(0)");
   }
