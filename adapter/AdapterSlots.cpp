@@ -15,6 +15,10 @@ namespace {
 
 constexpr CK_VERSION kVersion = {4, 5};
 
+// The numbers of sessions go on over C_Finalize: the provider may still hold the handle of a session from before, and
+// must not reach another card by it. Guarded by the lock of the library, like the adapter itself.
+CK_ULONG g_lastSession = 0;
+
 // HandOut answers a question for a list, by the rules of C_GetSlotList.
 template <typename T>
 CK_RV HandOut(const std::vector<T>& items, T* list, CK_ULONG* count) {
@@ -62,9 +66,11 @@ Adapter::Adapter(std::unique_ptr<Module> module, Settings settings, Clock clock)
     : m_settings(std::move(settings)),
       m_clock(std::move(clock)),
       m_module(std::move(module)),
-      m_slots(*m_module, m_settings) {}
+      m_slots(*m_module, m_settings),
+      m_sessions(g_lastSession) {}
 
 void Adapter::Stop() {
+  g_lastSession = m_sessions.Last();
   for (auto& [slot, token] : m_tokens) token->Close();
   m_module->Stop();
   m_stopped = true;

@@ -14,6 +14,12 @@ namespace pkcs11 {
 template <typename Value>
 class HandleTable {
  public:
+  // The first handle is the one after `last`, so that a table can go on where another ended.
+  explicit HandleTable(CK_ULONG last = 0) : m_last(static_cast<std::uint32_t>(last)) {}
+
+  // The handle that was given last.
+  CK_ULONG Last() const { return m_last; }
+
   // Throws Failure{CKR_HOST_MEMORY} when all handles are in use.
   CK_ULONG Insert(Value value) {
     Require(m_values.size() < UINT32_MAX, CKR_HOST_MEMORY);
@@ -46,7 +52,7 @@ class HandleTable {
 
  private:
   std::map<CK_ULONG, Value> m_values;
-  std::uint32_t m_last = 0;
+  std::uint32_t m_last;
 };
 
 }  // namespace pkcs11

@@ -11,6 +11,7 @@
 #include "context/AcquireFlags.h"
 #include "cryptoki/CryptokiError.h"
 #include "cryptoki/LoginLock.h"
+#include "cryptoki/ModuleRestarts.h"
 #include "cryptoki/TriesLeft.h"
 #include "dialogs/CLoginEX.h"
 #include "log/Logs.h"
@@ -49,6 +50,7 @@ bool AreEqual(WipedBuffer& a, WipedBuffer& b) {
 
 void ContextLogin::Login() {
   const LoginLock lock;
+  ForgetDeadSession();
   std::list<WipedBuffer> refused;
   while (true) {
     TakePINCache();
@@ -61,6 +63,14 @@ void ContextLogin::Login() {
     refused.push_back(std::move(pin));
   }
   LoginByDialog();
+}
+
+// When the module was begun anew, the session's handle may be that of a session on another card: a PIN that is sent by
+// it would cost that card a try. As a closed session it is refused by the module.
+void ContextLogin::ForgetDeadSession() {
+  if (m_context.m_session && m_context.m_moduleRestarts != ModuleRestarts()) {
+    m_context.m_session->SetSessionHandle(0);
+  }
 }
 
 void ContextLogin::TakePINCache() {
@@ -162,6 +172,7 @@ void ContextLogin::LoginWithPIN(const BYTE* pin, DWORD length) {
   m_context.m_pinCache = g_pinCacheManager.GetPINCache(m_context.m_readerName, serial);
 
   const LoginLock lock;
+  ForgetDeadSession();
   CachedPIN cached;
   if (IsCachedPIN(pin, length, cached)) {
     g_contextLog.WriteLine("Login Successful.");

@@ -20,6 +20,7 @@ class ContextLogin {
     bool isOther = false;  // a PIN was cached, and it was not the given one
   };
 
+  void ForgetDeadSession();
   void TakePINCache();
   bool LoginWithCachedPIN(WipedBuffer& pin);
   void LoginByDialog();

@@ -3,6 +3,7 @@
 #include <boost/make_shared.hpp>
 
 #include "context/ContainerLookup.h"
+#include "cryptoki/ModuleRestarts.h"
 #include "log/Logs.h"
 
 const VisitTexts kTextsOfNamedReader = {
@@ -51,6 +52,7 @@ void SlotVisit::Open(Slot& slot) {
   const auto session = boost::make_shared<Session>();
   *session = m_context.m_token.OpenSession(CKF_RW_SESSION | CKF_SERIAL_SESSION, nullptr, nullptr);
   m_context.m_session = session;
+  m_context.m_moduleRestarts = ModuleRestarts();
   ForgetObjects();
   Log(m_texts.readingObjects);
   m_context.m_objects = m_context.m_session->FindAllObjects();

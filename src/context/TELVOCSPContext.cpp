@@ -51,7 +51,8 @@ TELVOCSPContext::TELVOCSPContext(const TELVOCSPContext& other)
       m_hasPrivateKey(other.m_hasPrivateKey),
       m_hasPublicKey(other.m_hasPublicKey),
       m_exchangeKeyHandle(other.m_exchangeKeyHandle),
-      m_signatureKeyHandle(other.m_signatureKeyHandle) {}
+      m_signatureKeyHandle(other.m_signatureKeyHandle),
+      m_moduleRestarts(other.m_moduleRestarts) {}
 
 TELVOCSPContext::~TELVOCSPContext() = default;
 

@@ -113,4 +113,5 @@ class TELVOCSPContext : public CCSPContext {
   DWORD m_hasPublicKey = 0;
   DWORD m_exchangeKeyHandle = 0;
   DWORD m_signatureKeyHandle = 0;
+  DWORD m_moduleRestarts = 0;  // ModuleRestarts() when m_session was opened
 };

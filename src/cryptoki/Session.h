@@ -18,9 +18,9 @@
 // until the module is finalised or the process ends. So do the sessions of slots that CPAcquireContext visited and
 // left, and the session in which it deleted a container.
 //
-// A dead session. Close sets the handle to 0; copies and objects keep the old number. A pulled card, or a new
-// initialisation of the module, ends a session and tells nobody: its number stays as it is. In all these cases the next
-// call goes to the module, which refuses it. Values that objects read before can still be read.
+// A dead session. Close sets the handle to 0; copies and objects keep the old number. A pulled card, or a new start of
+// the module (ModuleRestarts.h), ends a session and tells nobody: its number stays as it is, until its context logs in
+// after a new start. The next call goes to the module, which refuses it. What objects read before can still be read.
 //
 // Errors. Without a module every operation raises CryptokiError CKR_ARGUMENTS_BAD. A call that the module refuses
 // raises CryptokiError with the module's code. Output buffers and length pointers go to the module unchanged: a null

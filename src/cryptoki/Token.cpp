@@ -1,14 +1,18 @@
 #include "cryptoki/Token.h"
 
+#include <atomic>
 #include <vector>
 
 #include "cryptoki/CryptokiError.h"
 #include "cryptoki/FlagsText.h"
+#include "cryptoki/ModuleRestarts.h"
 #include "cryptoki/ReadList.h"
 
 namespace {
 
 constexpr BYTE kMaxOpenRetries = 10;
+
+std::atomic<DWORD> g_moduleRestarts{0};
 
 // One row, one line.
 // clang-format off
@@ -87,6 +91,7 @@ Session Token::OpenSession(CK_FLAGS flags, CK_VOID_PTR application, CK_NOTIFY no
     ++m_openRetries;
     CloseAllSessions();
     module.Reinitialize();
+    ++g_moduleRestarts;
     result = module.C_OpenSession(m_slotId, flags, application, notify, &handle);
   }
   Check(result);
@@ -103,6 +108,8 @@ void Token::CloseAllSessions() {
   }
   m_sessions.clear();
 }
+
+DWORD ModuleRestarts() { return g_moduleRestarts; }
 
 std::string Token::FlagsText() const { return ::FlagsText(m_info.GetFlags(), TokenFlagNames()); }
 

@@ -136,6 +136,16 @@ TEST_F(LoginStateTest, EndsWithTheLastSession) {
   EXPECT_EQ(3U, Login(session, "000000"));
 }
 
+// A program may keep the handle of a session from before: its PIN must not reach the card that a new session is on.
+TEST_F(LoginStateTest, IsNotMadeByASessionFromBeforeANewStart) {
+  Start();
+  const CK_SESSION_HANDLE old = Open();
+  Stop();
+  Start();
+  Open();
+  EXPECT_EQ(CKR_SESSION_HANDLE_INVALID, Login(old));
+}
+
 TEST_F(LoginStateTest, IsMadeAnewWhenAnotherProgramLoggedOut) {
   Begin();
   ASSERT_EQ(CKR_OK, Login(session));
