@@ -78,7 +78,7 @@ void Caller::GetStore() {
   const DWORD param = m_data.ConsumeBool() ? PP_USER_CERTSTORE : PP_ROOT_CERTSTORE;
   const HCRYPTPROV context = Context();
   Make([&] { return CPGetProvParam(context, param, reinterpret_cast<BYTE*>(&store), &length, 0); });
-  if (store != nullptr) CertCloseStore(store, 0);
+  if (store != nullptr && !m_stage.ClosesStore(store)) CertCloseStore(store, 0);
 }
 
 void Caller::SetProvParam() {

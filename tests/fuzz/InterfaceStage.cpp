@@ -1,5 +1,7 @@
 #include "InterfaceStage.h"
 
+#include <algorithm>
+
 #include "Must.h"
 #include "cryptoki/CCryptoWrapper.h"
 #include "entry/CCSPContextList.h"
@@ -175,6 +177,10 @@ void InterfaceStage::Disturb() {
       m_module->InsertToken(reader).pin = m_data.ConsumeBool() ? kPIN : "5678";
       return;
   }
+}
+
+bool InterfaceStage::ClosesStore(HCERTSTORE store) const {
+  return std::count(m_stores.stores.begin(), m_stores.stores.end(), store) != 0;
 }
 
 void InterfaceStage::BeginAnew() {

@@ -33,6 +33,9 @@ class InterfaceStage {
   // A card is pulled, put in, or exchanged; the next call of something fails.
   void Disturb();
 
+  // The double of the system's stores closes what it opened by itself.
+  bool ClosesStore(HCERTSTORE store) const;
+
   static constexpr char kPIN[] = "1234";
   static constexpr std::size_t kModulusBytes = 64;
 
