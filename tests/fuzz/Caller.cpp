@@ -5,6 +5,7 @@
 #include "Must.h"
 #include "common/CCSPContextError.h"
 #include "cryptoki/CryptokiError.h"
+#include "module/KeyBlobBytes.h"
 
 namespace {
 
@@ -55,6 +56,35 @@ Bytes Caller::Message() {
   return m_data.ConsumeBytes<unsigned char>(m_data.ConsumeIntegralInRange<std::size_t>(0, 70));
 }
 
+void Caller::Prepare() {
+  if (m_data.ConsumeIntegralInRange(0, 7) == 7) return;
+  HCRYPTPROV context = 0;
+  Make([&] { return CPAcquireContext(&context, "\\\\.\\Reader A\\one", 0, nullptr); }, Leaves::kRuntimeError);
+  if (context == 0) return;
+  m_contexts.push_back(context);
+  if (m_data.ConsumeIntegralInRange(0, 3) != 3) {
+    m_stage.Give(InterfaceStage::kPIN);
+    const auto* const pin = reinterpret_cast<const BYTE*>(InterfaceStage::kPIN);
+    Make([&] { return CPSetProvParam(context, PP_SIGNATURE_PIN, pin, 0); }, Leaves::kModuleError);
+  }
+  constexpr ALG_ID kAlgorithms[] = {CALG_3DES, CALG_DES, CALG_3DES_112, CALG_AES_128};
+  const ALG_ID algorithm = m_data.PickValueInArray(kAlgorithms);
+  const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, Counting(InterfaceStage::kModulusBytes, 0x91));
+  const auto length = static_cast<DWORD>(blob.size());
+  const std::function<BOOL(HCRYPTKEY*)> makers[] = {
+      [&](HCRYPTKEY* key) { return CPImportKey(context, blob.data(), length, 0, 0, key); },
+      [&](HCRYPTKEY* key) { return CPGetUserKey(context, AT_SIGNATURE, key); },
+      [&](HCRYPTKEY* key) { return CPGenKey(context, algorithm, CRYPT_EXPORTABLE, key); }};
+  for (const auto& make : makers) {
+    HCRYPTKEY key = 0;
+    if (Make([&] { return make(&key); })) m_keys.push_back(key);
+  }
+  HCRYPTHASH hash = 0;
+  if (!Make([&] { return CPCreateHash(context, CALG_SHA1, 0, 0, &hash); })) return;
+  m_hashes.push_back(hash);
+  Make([&] { return CPHashData(context, hash, blob.data(), length, 0); });
+}
+
 void Caller::CallOne() {
   static constexpr void (Caller::*kCalls[])() = {
       &Caller::Acquire,     &Caller::Release,        &Caller::GetProvParam,    &Caller::Enumerate,
@@ -71,6 +101,6 @@ void Caller::CallOne() {
 }
 
 void Caller::ReleaseAll() {
-  for (const HCRYPTPROV context : m_contexts) CPReleaseContext(context, 0);
+  for (const HCRYPTPROV context : m_contexts) Must(CPReleaseContext(context, 0) == TRUE);
   m_contexts.clear();
 }

@@ -38,6 +38,8 @@ class Caller {
  public:
   Caller(FuzzedDataProvider& data, InterfaceStage& stage) : m_data(data), m_stage(stage) {}
 
+  // Mostly begins with what most calls need: a context, its pair, a hash with data, a session key, an imported key.
+  void Prepare();
   // The next call of the tape.
   void CallOne();
   void ReleaseAll();
@@ -47,7 +49,7 @@ class Caller {
   // Whether it succeeded. A result that is neither TRUE nor FALSE must be `odd`.
   bool Make(const Call& call, Leaves leaves = Leaves::kNothing, BOOL odd = TRUE);
 
-  // One of the handles; now and then 0, one that nobody has, or one with another upper half.
+  // The last handle or another; now and then 0, one that nobody has, or one with another upper half.
   template <typename Handle>
   Handle Any(const std::vector<Handle>& handles);
   HCRYPTPROV Context() { return Any(m_contexts); }
@@ -105,6 +107,7 @@ Handle Caller::Any(const std::vector<Handle>& handles) {
   const int kind = m_data.ConsumeIntegralInRange(0, 31);
   if (kind == 31 || handles.empty()) return 0;
   if (kind == 30) return 0x12345678;
+  if (kind < 16) return handles.back();
   const Handle handle = handles[m_data.ConsumeIntegralInRange<std::size_t>(0, handles.size() - 1)];
   return kind == 29 ? handle + (Handle{1} << 32U) : handle;
 }

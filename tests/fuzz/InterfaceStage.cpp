@@ -62,7 +62,7 @@ InterfaceStage::~InterfaceStage() {
 }
 
 void InterfaceStage::AddContainer(ScriptedToken& token, const Bytes& id, const Bytes& certificate) {
-  const int lacks = m_data.ConsumeIntegralInRange(0, 7);
+  const int lacks = m_data.ConsumeIntegralInRange(0, 15);
   const auto first = static_cast<unsigned char>(0x81 + m_data.ConsumeIntegralInRange(0, 1));
   const bool isDefault = m_data.ConsumeBool();
   if (lacks != 1) token.Add(CertificateObject(id, "label", certificate).With(CKA_DEFAULT_CERT, Flag(isDefault)));
@@ -74,8 +74,8 @@ void InterfaceStage::DealCards() {
   const Bytes ids[] = {Text("one"), Text("two"), {1, 2, 3}, {'a', 0, 'b'}, Bytes(150, 'n'), {}};
   const Bytes* const certificates[] = {&kHolderCertificate, &kRootCertificate, &kFirstCertificate, &kOddCertificate};
   for (const char* reader : kReaders) {
-    const int containers = m_data.ConsumeIntegralInRange(-1, 3);
-    if (containers < 0) {
+    const int containers = m_data.ConsumeIntegralInRange(0, 4);
+    if (containers == 4) {
       m_module->AddEmptyReader(reader);
       continue;
     }

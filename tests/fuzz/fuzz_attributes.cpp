@@ -1,4 +1,5 @@
-// Attributes in any order of operations, compared with a model that owns its bytes. Memory that is read or written
+// Attributes, and the messages that hashes keep, in any order of operations, compared with models that own their bytes.
+// Memory that is read or written
 // outside a value, the sanitizer sees.
 #include <algorithm>
 #include <array>
@@ -11,6 +12,7 @@
 #include "cryptoki/CryptokiError.h"
 #include "cryptoki/ReadValues.h"
 #include "module/ScriptedObjects.h"
+#include "objects/PendingMessage.h"
 
 namespace {
 
@@ -165,12 +167,38 @@ void Read(FuzzedDataProvider& data) {
   }
 }
 
+// A message of a hash: short, or long and in memory of its own.
+void Append(FuzzedDataProvider& data) {
+  PendingMessage message;
+  Bytes expected;
+  const int steps = data.ConsumeIntegralInRange(1, 8);
+  for (int i = 0; i < steps; ++i) {
+    const bool isLong = data.ConsumeIntegralInRange(0, 3) == 3;
+    const Bytes bytes(data.ConsumeIntegralInRange<std::size_t>(0, isLong ? 100000 : 300), data.ConsumeIntegral<BYTE>());
+    message.Append(bytes.data(), bytes.size());
+    expected.insert(expected.end(), bytes.begin(), bytes.end());
+    if (data.ConsumeIntegralInRange(0, 7) == 7) {
+      message.Clear();
+      expected.clear();
+    }
+    PendingMessage copy(message);
+    copy = data.ConsumeBool() ? message : copy;
+    for (PendingMessage* each : {&message, &copy}) {
+      Must(each->Length() == expected.size() && (each->Whole() == nullptr) == expected.empty());
+      Bytes out(expected.size());
+      each->CopyTo(out.data());
+      Must(out == expected);
+    }
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   FuzzedDataProvider data(bytes, size);
   std::array<Pair, 3> pairs;
   if (data.ConsumeIntegralInRange(0, 7) == 7) Read(data);
+  if (data.ConsumeIntegralInRange(0, 7) == 7) Append(data);
   while (data.remaining_bytes() > 0) {
     Pair& pair = pairs[data.ConsumeIntegralInRange<std::size_t>(0, 2)];
     Step(data, pair, pairs[data.ConsumeIntegralInRange<std::size_t>(0, 2)]);

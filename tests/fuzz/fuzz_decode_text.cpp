@@ -15,7 +15,9 @@
 #include "cryptoki/Names.h"
 #include "cryptoki/SlotInfo.h"
 #include "cryptoki/TokenInfo.h"
+#include "cryptoki/Version.h"
 #include "module/DerCertificate.h"
+#include "objects/Algorithms.h"
 
 namespace {
 
@@ -117,13 +119,27 @@ void Names(FuzzedDataProvider& data) {
   Must(!MechanismName(type).empty());
   const char* const key = FindKeyTypeName(type);
   Must(key == nullptr || *key != '\0');
+  const HashAlgorithm* const hash = FindHashAlgorithm(type);
+  Must(hash == nullptr || (*hash->name != '\0' && FindAlgorithm(type) != nullptr));
+}
+
+std::pair<BYTE, BYTE> Numbers(const Version& version) { return {version.GetMajor(), version.GetMinor()}; }
+
+void Versions(FuzzedDataProvider& data) {
+  const Version one(data.ConsumeIntegral<BYTE>(), data.ConsumeIntegral<BYTE>());
+  const Version other(CK_VERSION{data.ConsumeIntegral<BYTE>(), data.ConsumeIntegral<BYTE>()});
+  Must(one.ToString() == std::to_string(one.GetMajor()) + "." + std::to_string(one.GetMinor()));
+  const auto a = Numbers(one);
+  const auto b = Numbers(other);
+  Must((one == other) == (a == b) && (one != other) == (a != b) && (one < other) == (a < b));
+  Must((one <= other) == (a <= b) && (one > other) == (a > b) && (one >= other) == (a >= b));
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   FuzzedDataProvider data(bytes, size);
-  void (*const kinds[])(FuzzedDataProvider&) = {AnyBytes, KnownName, Flags, Records, Names};
+  void (*const kinds[])(FuzzedDataProvider&) = {AnyBytes, KnownName, Flags, Records, Names, Versions};
   data.PickValueInArray(kinds)(data);
   return 0;
 }

@@ -1,5 +1,6 @@
 // The header of what an application hands over as a certificate: any bytes. No more of them may be read than the header
-// announces, and the length is that of a model, which counts the digits of the number.
+// announces, and the length is that of a model, which counts the digits of the number. What is a certificate besides
+// says what kind of one it is.
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -7,6 +8,7 @@
 
 #include "Must.h"
 #include "common/CCSPContextError.h"
+#include "context/unreached/CertificateHelpers.h"
 #include "entry/EncodedLength.h"
 
 namespace {
@@ -29,10 +31,19 @@ std::optional<DWORD> Model(const std::vector<BYTE>& header) {
   return static_cast<DWORD>(length);
 }
 
+void AskKind(const std::uint8_t* data, std::size_t size) {
+  const PCCERT_CONTEXT certificate = CertCreateCertificateContext(X509_ASN_ENCODING, data, static_cast<DWORD>(size));
+  const bool isCertificate = certificate != nullptr;
+  Must(!IsSelfSigned(certificate) || isCertificate);
+  Must(!IsCACertificate(certificate) || isCertificate);
+  CertFreeCertificateContext(certificate);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Must(EncodedLength(nullptr) == 0);
+  AskKind(data, size);
   if (size < kFixed) return 0;
   std::vector<BYTE> exact(HeaderLength(data[1]));  // its end is the end of the memory
   std::copy_n(data, std::min(size, exact.size()), exact.begin());

@@ -53,6 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   FuzzedDataProvider data(bytes, size);
   InterfaceStage stage(data);
   Caller caller(data, stage);
+  caller.Prepare();
   constexpr int kMostCalls = 200;
   for (int i = 0; i < kMostCalls && data.remaining_bytes() > 0; ++i) caller.CallOne();
   caller.ReleaseAll();

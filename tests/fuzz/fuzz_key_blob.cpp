@@ -1,6 +1,6 @@
 // Key blobs from applications: any bytes, imported by a context whose container has a key pair. What was taken is
-// exported again, into buffers of any size. A public key comes out with the modulus and the exponent that went in, and a
-// session key with its algorithm and with its value, if it had as many bytes as its algorithm takes.
+// exported again, into buffers of any size. A public key comes out with the modulus and the exponent that went in, and
+// a session key with its algorithm and with its value, if it had as many bytes as its algorithm takes.
 #include <algorithm>
 #include <boost/make_shared.hpp>
 #include <cstdint>
