@@ -44,6 +44,7 @@ export root out seconds
 printf '%s\n' "${targets[@]}" | xargs -P 2 -I '{}' bash -c 'run_target {}'
 logs=("${targets[@]/#/$out/}")
 add_up "${logs[@]/%//log}"
-read -r lines branches < <(reached)
+read -r lines branches <<<"$(reached)"
+[ -n "$branches" ] || { echo "fuzz: what the corpora reach is not known" >&2; exit 1; }
 finish "$runs" "$findings" "${#targets[@]} targets, $seconds s each under the sanitizers, two at once: no crash, leak or hang, and no answer that \
 differs from a model's; their corpora reach $lines % of the lines and $branches % of the branches of src without dialogs"
