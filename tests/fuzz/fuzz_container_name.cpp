@@ -90,6 +90,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   FuzzedDataProvider data(bytes, size);
   const DWORD flags = Flags(data);
   const std::size_t repeats = data.ConsumeBool() ? 20 : 1;
+  const bool hasLongReader = data.ConsumeIntegralInRange(0, 3) == 3;
+  const std::string reader(data.ConsumeIntegralInRange<std::size_t>(250, 260), 'r');
   std::string text = data.ConsumeRandomLengthString();
   const std::string id = data.ConsumeRemainingBytesAsString();
 
@@ -98,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
 
   // Names have no zero byte; some are long.
   text = text.c_str();
-  std::string whole = text;
+  std::string whole = hasLongReader ? "\\\\.\\" + reader + text : text;
   for (std::size_t i = 1; i < repeats; ++i) whole += text;
   Must(CheckFlags(whole.c_str(), flags) == ModelOfFlags(whole.c_str(), flags));
   Must(CheckFlags(nullptr, flags) == ModelOfFlags(nullptr, flags));
