@@ -3,6 +3,7 @@ set(TELVO_SANITIZERS "" CACHE STRING "Value for -fsanitize, host builds only")
 set(TELVO_TEST_FLAGS -O0 -g1 CACHE STRING "How tests are compiled; what they test keeps its own flags")
 option(TELVO_FUZZERS "Build the libFuzzer programs; needs clang" OFF)
 option(TELVO_COVERAGE "Instrument for gcov" OFF)
+option(TELVO_LLVM_COVERAGE "Instrument for llvm-cov; needs clang" OFF)
 option(TELVO_TIDY "Configure for scripts/tidy, which compiles nothing" OFF)
 
 set(CMAKE_CXX_STANDARD 17)
@@ -25,7 +26,7 @@ endif()
 # What users get is hardened: a function with a buffer checks its stack before it returns, and a call of the C library that
 # writes beyond a buffer of known size ends the process. MinGW's linker randomises addresses and forbids code in data by
 # itself. The sanitizers do more, and their run-time libraries replace the checked calls; the other presets do not optimise.
-if(NOT TELVO_SANITIZERS AND NOT TELVO_COVERAGE AND NOT TELVO_TIDY)
+if(NOT TELVO_SANITIZERS AND NOT TELVO_COVERAGE AND NOT TELVO_LLVM_COVERAGE AND NOT TELVO_TIDY)
   add_compile_options(-fstack-protector-strong -D_FORTIFY_SOURCE=2)
   if(WIN32)
     target_link_libraries(project_options INTERFACE stack_guard)
@@ -47,6 +48,11 @@ endif()
 if(TELVO_COVERAGE)
   add_compile_options(--coverage -O0)
   add_link_options(--coverage)
+endif()
+
+if(TELVO_LLVM_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
 endif()
 
 # telvo_options(target...) gives our own targets the warnings.

@@ -1,22 +1,57 @@
 // The header of what an application hands over as a certificate: any bytes. No more of them may be read than the header
-// announces, and a length that comes out holds at least its header.
+// announces, and the length is that of a model, which counts the digits of the number. What is a certificate besides
+// says what kind of one it is.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
+#include <optional>
 #include <vector>
 
+#include "Must.h"
 #include "common/CCSPContextError.h"
+#include "context/unreached/CertificateHelpers.h"
 #include "entry/EncodedLength.h"
 
+namespace {
+
+constexpr std::size_t kFixed = 2;  // tag and length octet
+
+std::size_t HeaderLength(std::uint8_t lengthOctet) {
+  return lengthOctet < 0x80 ? kFixed : kFixed + (lengthOctet & 0x0FU);
+}
+
+// No value when the length does not fit into 32 bits.
+std::optional<DWORD> Model(const std::vector<BYTE>& header) {
+  if (header[1] < 0x80) return header[1] + static_cast<DWORD>(kFixed);
+  const auto first = std::find_if(header.begin() + kFixed, header.end(), [](BYTE octet) { return octet != 0; });
+  if (header.end() - first > 4) return std::nullopt;
+  std::uint64_t length = header.size();
+  std::uint64_t weight = 1;
+  for (auto octet = header.end(); octet != first; weight *= 256) length += *--octet * weight;
+  if (length >> 32U != 0) return std::nullopt;
+  return static_cast<DWORD>(length);
+}
+
+void AskKind(const std::uint8_t* data, std::size_t size) {
+  const PCCERT_CONTEXT certificate = CertCreateCertificateContext(X509_ASN_ENCODING, data, static_cast<DWORD>(size));
+  const bool isCertificate = certificate != nullptr;
+  Must(!IsSelfSigned(certificate) || isCertificate);
+  Must(!IsCACertificate(certificate) || isCertificate);
+  CertFreeCertificateContext(certificate);
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < 2) return 0;
-  const std::size_t header = data[1] < 0x80 ? 2 : 2 + (data[1] & 0x0FU);
-  std::vector<BYTE> exact(header);  // its end is the end of the memory
-  std::copy_n(data, std::min(size, header), exact.begin());
+  Must(EncodedLength(nullptr) == 0);
+  AskKind(data, size);
+  if (size < kFixed) return 0;
+  std::vector<BYTE> exact(HeaderLength(data[1]));  // its end is the end of the memory
+  std::copy_n(data, std::min(size, exact.size()), exact.begin());
+  const std::optional<DWORD> expected = Model(exact);
   try {
-    if (EncodedLength(exact.data()) < header) std::abort();
+    Must(EncodedLength(exact.data()) == expected);
   } catch (const CCSPContextError& error) {
-    if (error.GetCode() != static_cast<DWORD>(NTE_BAD_DATA)) std::abort();
+    Must(!expected && error.GetCode() == static_cast<DWORD>(NTE_BAD_DATA));
   }
   return 0;
 }

@@ -1,11 +1,15 @@
 // Key blobs from applications: any bytes, imported by a context whose container has a key pair. What was taken is
-// exported again, into buffers of any size.
+// exported again, into buffers of any size. A public key comes out with the modulus and the exponent that went in, and
+// a session key with its algorithm and with its value, if it had as many bytes as its algorithm takes.
+#include <algorithm>
 #include <boost/make_shared.hpp>
 #include <cstdint>
 #include <cstring>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <memory>
+#include <optional>
 
+#include "Must.h"
 #include "common/CCSPContextError.h"
 #include "context/TELVOCSPContext.h"
 #include "cryptoki/CryptokiError.h"
@@ -16,14 +20,16 @@
 
 namespace {
 
+// False when it is refused.
 template <typename Body>
-void Try(Body body) {
+bool Try(Body body) {
   try {
     body();
+    return true;
   } catch (const CCSPContextError&) {
-    // refused
+    return false;
   } catch (const CryptokiError&) {
-    // refused by the module
+    return false;
   }
 }
 
@@ -46,8 +52,8 @@ class Stage {
  public:
   Stage() {
     ScriptedToken& token = m_module->InsertToken("Reader A");
-    token.Add(PublicKeyObject(Text("one"), Counting(48, 0x81)));
-    token.Add(PrivateKeyObject(Text("one"), Counting(48, 0x81)));
+    token.Add(PublicKeyObject(Text("one"), Counting(kModulus, 0x81)));
+    token.Add(PrivateKeyObject(Text("one"), Counting(kModulus, 0x81)));
     const auto cryptoki = boost::make_shared<TELVOCryptoki>(m_module);
     cryptoki->Initialize();
     m_context.Initialize("\\\\.\\Reader A\\one", 0, cryptoki, 1);
@@ -56,34 +62,90 @@ class Stage {
     m_context.AssignKeyHandles();
   }
 
-  void Play(FuzzedDataProvider& data) {
+  // False when something was refused: an operation that fails stays open in the module, and spoils the next one.
+  bool Play(FuzzedDataProvider& data) {
     const auto flags = data.ConsumeIntegral<DWORD>();
     const auto room = data.ConsumeIntegralInRange<DWORD>(0, 600);
     const Bytes blob = Blob(data);
     DWORD handle = 0;
+    bool exported = false;
     Try([&] {
       m_context.ImportKey(blob.data(), static_cast<DWORD>(blob.size()), &handle, &m_factory, flags);
-      Try([&] { Export(room, [&](BYTE* out, DWORD* length) { m_context.ExportPublicKey(handle, out, length); }); });
-      Try([&] {
-        Export(room, [&](BYTE* out, DWORD* length) {
-          m_context.ExportSessionKey(handle, m_context.GetExchangeKeyHandle(), out, length);
-        });
-      });
-      m_context.RemoveSecretKey(handle);
-      m_factory.DestroySecretKey(handle);
+      Must(handle != 0 && (blob[0] == PUBLICKEYBLOB || blob[0] == SIMPLEBLOB));
+      if (blob[0] == PUBLICKEYBLOB) {
+        exported = ComparePublicKey(handle, blob, room);
+      } else {
+        exported = CompareSessionKey(handle, blob, flags, room);
+        m_context.RemoveSecretKey(handle);
+        m_factory.DestroySecretKey(handle);
+      }
     });
-    m_module->ForgetCalls();
+    const Calls calls = m_module->TakeCalls();
+    return calls.empty() || exported;
   }
 
  private:
-  // The buffer is of the very size, so that what is written behind it is seen.
+  // What is exported into a buffer of the very size, so that what is written behind it is seen; no value when it is
+  // refused.
   template <typename Operation>
-  static void Export(DWORD room, Operation operation) {
+  static std::optional<Bytes> Export(DWORD room, Operation operation) {
     const auto out = std::make_unique<BYTE[]>(room);
     DWORD length = room;
-    operation(out.get(), &length);
+    std::optional<Bytes> blob;
+    Try([&] {
+      operation(out.get(), &length);
+      Must(length <= room);
+      blob = Bytes(out.get(), out.get() + room);
+      blob->resize(length);
+    });
+    return blob;
   }
 
+  // Both: whether it was exported.
+  bool ComparePublicKey(DWORD handle, const Bytes& blob, DWORD room) {
+    constexpr std::size_t kHeader = 20;
+    const auto exported =
+        Export(room, [&](BYTE* out, DWORD* length) { m_context.ExportPublicKey(handle, out, length); });
+    if (blob.size() == kHeader) return exported.has_value();  // the module has no modulus to give
+    Must(exported.has_value() == (room >= blob.size()));
+    if (!exported) return false;
+    const Bytes modulus(blob.begin() + kHeader, blob.end());
+    Bytes expected = PublicKeyBlob(CALG_RSA_SIGN, Reversed(modulus));
+    const auto bits = static_cast<DWORD>(modulus.size() * 8);
+    std::memcpy(&expected[12], &bits, sizeof(bits));
+    std::copy_n(blob.begin() + 16, 3, expected.begin() + 16);  // three bytes of the exponent
+    Must(*exported == expected);
+    return true;
+  }
+
+  bool CompareSessionKey(DWORD handle, const Bytes& blob, DWORD flags, DWORD room) {
+    constexpr DWORD kHeader = 12;
+    const auto exported = Export(room, [&](BYTE* out, DWORD* told) {
+      m_context.ExportSessionKey(handle, m_context.GetExchangeKeyHandle(), out, told);
+      *told = std::min(*told + kHeader, room);  // it tells the length without the header
+    });
+    const Bytes value = ValueOf(blob);
+    const std::size_t length = LengthOf(AlgorithmOf(blob));
+    const bool isWhole = !value.empty() && value.size() <= length;  // else the module does not tell it
+    Must(exported.has_value() == ((flags & CRYPT_EXPORTABLE) != 0 && room >= kHeader + kModulus && isWhole));
+    if (!exported) return false;
+    Must(std::equal(exported->begin(), exported->begin() + 8, SimpleBlob(AlgorithmOf(blob), {}).begin()));
+    const Bytes encrypted(exported->begin() + kHeader, exported->end());
+    Must(value.size() != length || encrypted == EncryptedKey(Reversed(value), kModulus));
+    return true;
+  }
+
+  static unsigned AlgorithmOf(const Bytes& blob) { return blob[4] | blob[5] * 256U; }
+  static std::size_t LengthOf(unsigned algorithm) {
+    return algorithm == CALG_DES ? 8 : algorithm == CALG_3DES ? 24 : 16;
+  }
+  // What the scripted module decrypts: the bytes behind the first zero byte.
+  static Bytes ValueOf(const Bytes& blob) {
+    const Bytes block = Reversed(Bytes(blob.begin() + 12, blob.end()));
+    return Bytes(std::find(block.begin(), block.end(), 0) + 1, block.end());
+  }
+
+  static constexpr DWORD kModulus = 48;
   boost::shared_ptr<ScriptedModule> m_module = boost::make_shared<ScriptedModule>();
   std::time_t m_now = 1000000;
   CCSPSecretKeyFactory m_factory{g_secretKeyLog, {[this] { return ++m_now; }, [](DWORD) {}}};
@@ -93,8 +155,8 @@ class Stage {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static Stage stage;
+  static auto stage = std::make_unique<Stage>();
   FuzzedDataProvider provider(data, size);
-  stage.Play(provider);
+  if (!stage->Play(provider)) stage = std::make_unique<Stage>();
   return 0;
 }

@@ -1,0 +1,8 @@
+#!/bin/sh
+# short.sh PROGRAM RUNS: the corpus of a fuzzer, and what it makes of that, RUNS inputs in all. Leaks are looked for at
+# the end: after each input it would take most of the time. An input that fails is left in the current folder.
+set -eu
+corpus=$(dirname "$0")/corpus/$(basename "$1" | sed 's/^fuzz_//')
+new=$(mktemp -d)
+trap 'rm -rf "$new"' EXIT
+"$1" -runs="$2" -max_len=4096 -seed=1 -detect_leaks=0 -print_final_stats=1 "$new" "$corpus"
