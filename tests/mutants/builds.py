@@ -86,7 +86,6 @@ class Place:
 
     def __init__(self, build, folder):
         self.build, self.folder = build, folder
-        shutil.rmtree(folder, ignore_errors=True)
         shutil.copytree(build.tree / "src", folder / "src")
         (folder / "programs").mkdir()
         for library in (build.folder / "tests/unit").glob("*.so"):

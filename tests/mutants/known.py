@@ -2,7 +2,7 @@
 
     src/folder/File.cpp
     - the line, without the spaces before it
-    + the line as it was changed
+    + the line as it was changed, or *: any change of that line
       why nobody can see it
 
 A second line that begins with + belongs to the same reason. Changes are known by the text of their lines, not by numbers."""
@@ -10,7 +10,7 @@ import re
 
 
 def entries(text):
-    """Of each entry: its file, the line before, the patterns of the line after, and its reason."""
+    """Of each entry: its file, the line before, the lines after, and its reason."""
     for block in re.split(r"\n\s*\n", text):
         lines = [line for line in block.splitlines() if line and not line.startswith("#")]
         if not lines:
@@ -33,4 +33,4 @@ class Known:
     def reason(self, change):
         """Why a change cannot be observed, or None."""
         before, after = change.told()
-        return self.reasons.get((change.file, before, after))
+        return self.reasons.get((change.file, before, after)) or self.reasons.get((change.file, before, "*"))

@@ -1,6 +1,8 @@
 """What tells whether a mutant is noticed: the unit tests in the order that ends soonest, and for locks the races."""
+import functools
 import json
 import os
+import pathlib
 import re
 import signal
 import subprocess
@@ -11,6 +13,8 @@ SHARDS = 3
 PATIENCE = 10  # times as long as the tests take on unchanged sources
 SHORTEST_PATIENCE = 20  # seconds
 RACES = [50, 500, 1]  # the arguments of prove_races
+LONGEST_RACES = 600  # seconds; it ends by itself when threads wait for each other
+THREADS = re.compile(r"<thread>|<future>|WaitingLogin")  # a test without them can see no race
 
 
 class Cases:
@@ -20,15 +24,22 @@ class Cases:
         program, told = build.folder / "tests/unit/unit_tests", build.folder / "cases.json"
         if not told.exists() or told.stat().st_mtime < program.stat().st_mtime:
             subprocess.run([program, f"--gtest_output=json:{told}"], stdout=subprocess.DEVNULL, check=True)
-        self.slow, self.suites, self.seconds = [], {}, 0
+        self.slow, self.suites, self.threaded, self.seconds = [], {}, set(), 0
         for suite in json.loads(told.read_text())["testsuites"]:
             for case in suite["testsuite"]:
                 seconds = float(case["time"].rstrip("s"))
                 self.seconds += seconds
                 area = case["file"].partition("/tests/unit/")[2].split("/")[0]
                 self.suites.setdefault(area, set()).add(suite["name"])
+                if self.has_threads(case["file"]):
+                    self.threaded.add(suite["name"])
                 if seconds > SLOW:
                     self.slow.append(f"{suite['name']}.{case['name']}")
+
+    @staticmethod
+    @functools.lru_cache(maxsize=None)
+    def has_threads(file):
+        return THREADS.search(pathlib.Path(file).read_text(encoding="utf-8")) is not None
 
     def patience(self):
         return max(SHORTEST_PATIENCE, PATIENCE * self.seconds / SHARDS)
@@ -40,6 +51,12 @@ class Cases:
         stages = [(f"{near}-{slow}", 1)] if near else []
         stages.append((f"*-{slow}:{near}", SHARDS))
         return stages + ([(slow, SHARDS)] if slow else [])
+
+    def threaded_stages(self, file):
+        """The same of the tests with threads: those of the file's folder, then the others."""
+        area = self.suites.get(file.split("/")[1], set())
+        halves = (self.threaded & area, self.threaded - area)
+        return [(":".join(f"{suite}.*" for suite in sorted(half)), 1) for half in halves if half]
 
 
 class Ended(Exception):
@@ -93,12 +110,16 @@ def run_all(command, shards, patience, folder, environment):
 
 def try_unit_tests(place, change, cases, environment):
     """Raises Ended when a unit test fails."""
-    patience = cases.patience() * (15 if place.build.preset == "host-tsan" else 1)
-    for chosen, shards in cases.stages(change.file):
+    try_stages(place, cases.stages(change.file), cases.patience(), environment)
+
+
+def try_races(place, change, cases, environment):
+    """Raises Ended when the unit tests with threads or the proof "races" fail below ThreadSanitizer."""
+    try_stages(place, cases.threaded_stages(change.file), 15 * cases.patience(), environment)
+    run_all([place.program("prove_races"), *RACES], 1, LONGEST_RACES, place.folder, environment)
+
+
+def try_stages(place, stages, patience, environment):
+    for chosen, shards in stages:
         command = [place.program("unit_tests"), "--gtest_fail_fast", "--gtest_brief=0", f"--gtest_filter={chosen}"]
         run_all(command, shards, patience, place.folder, environment)
-
-
-def try_races(place, environment):
-    """Raises Ended when the proof "races" fails below ThreadSanitizer."""
-    run_all([place.program("prove_races"), *RACES], 1, 300, place.folder, environment)
