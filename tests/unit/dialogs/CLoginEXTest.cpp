@@ -15,6 +15,7 @@
 #include "fixtures/LogFile.h"
 #include "module/AnsweringSession.h"
 #include "module/ScriptedModule.h"
+#include "module/WaitingLogin.h"
 #include "platform/HeapWatch.h"
 #include "platform/ScarceMemory.h"
 
@@ -372,6 +373,14 @@ TEST_F(CLoginEXTest, AnyOtherExceptionLeavesTheRun) {
   m_dialogs.OnNext(EnterPIN("1234"));
   EXPECT_THROW(m_dialog.DoModal(), std::runtime_error);
   EXPECT_EQ(Entered(), TakeLog());
+}
+
+TEST_F(CLoginEXTest, NoOtherThreadLogsTheTokenInOrOutMeanwhile) {
+  WaitingLogin other;
+  m_session.answer = [&] { other.Ask(); };
+  m_dialogs.OnNext(EnterPIN("1234"));
+  m_dialog.DoModal();
+  EXPECT_TRUE(other.HadToWait());
 }
 
 // --- Memory
