@@ -1,3 +1,4 @@
+#include <atomic>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <set>
@@ -139,18 +140,21 @@ TEST_F(CCSPHashFactoryTest, FortyFiveThousandHashesThatNobodyDestroysHaveIDsOfTh
   EXPECT_EQ(std::min(freed, smallest + 1), std::min(Make(CALG_SHA1)->GetHashID(), smallest + 1));
 }
 
-TEST_F(CCSPHashFactoryTest, ThreadsMakeAndDestroyHashesAtOnce) {
+TEST_F(CCSPHashFactoryTest, ThreadsMakeDestroyAndCountHashesAtOnce) {
+  std::atomic<int> failures{0};
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([this] {
+    threads.emplace_back([this, &failures] {
       for (int round = 0; round < 200; ++round) {
         const auto hash = Make(CALG_SHA1);
         Make(CALG_MD5);
+        if (m_factory.Count() < 2) ++failures;
         m_factory.DestroyHash(hash);
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(0, failures);
   EXPECT_EQ(800U, m_factory.Count());
 }
 
