@@ -311,6 +311,13 @@ TEST_F(CChangePINDlgTest, AnEmptyNewPinHidesTheStrength) {
   });
 }
 
+TEST_F(CChangePINDlgTest, AFieldThatIsEnteredIsNotLookedAtYet) {
+  Run([](ScriptedDialog& dialog) {
+    dialog.Focus(kRepeated);
+    EXPECT_FALSE(dialog.IsEnabled(kOK));
+  });
+}
+
 TEST_F(CChangePINDlgTest, OtherFieldsShowNoStrength) {
   Run([](ScriptedDialog& dialog) {
     dialog.Type(kCurrent, "1234");

@@ -94,6 +94,19 @@ TEST_F(CLoginEXTest, KeepsTheTitleOfTheTemplateForAnEmptyLabel) {
   m_dialog.DoModal();
 }
 
+TEST_F(CLoginEXTest, OnlyAClickOfItsButtonsDoesSomething) {
+  constexpr UINT kDoubleClicked = 5;
+  m_dialogs.OnNext([&](ScriptedDialog& dialog) {
+    dialog.Type(kLoginEdit, "1234");
+    for (const int button : {kLoginButton, kLoginCancel, IDCANCEL}) m_dialog.OnCommand(dialog, button, kDoubleClicked);
+    m_dialog.OnCommand(dialog, kLoginStatus, BN_CLICKED);
+    EXPECT_FALSE(dialog.HasEnded());
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+  EXPECT_EQ("", TakeDialogLog());
+}
+
 TEST_F(CLoginEXTest, DrawsTheStatusLineRedAndBoldAndNothingElse) {
   COLORREF color = 0;
   DialogFont font;
