@@ -75,13 +75,15 @@ def start(command, shard, shards, output, environment):
                             stdin=subprocess.DEVNULL, start_new_session=True)
 
 
-def why(path):
-    """What a run that failed says of itself: a case that failed, or the one that was running."""
+def why(path, result):
+    """What a run that failed says of itself: a case that failed, or the one that was running and the signal that ended it."""
     told = path.read_text(errors="replace")
     if "ThreadSanitizer" in told:
         return "ThreadSanitizer"
-    found = re.findall(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", told, re.MULTILINE) or re.findall(r"^\[ RUN      \] (\S+)", told, re.MULTILINE)
-    return found[-1] if found else "its end"
+    failed = re.findall(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", told, re.MULTILINE)
+    running = re.findall(r"^\[ RUN      \] (\S+)", told, re.MULTILINE)
+    signal_told = f" (signal {-result})" if result is not None and result < 0 else ""
+    return (failed or running or ["its end"])[-1] + signal_told
 
 
 def run_all(command, shards, patience, folder, environment):
@@ -95,11 +97,11 @@ def run_all(command, shards, patience, folder, environment):
             results = [process.poll() for process in processes]
             for path, result in zip(paths, results):
                 if result not in (None, 0):
-                    raise Ended(why(path))
+                    raise Ended(why(path, result))
             if None not in results:
                 return
             if time.monotonic() > last:
-                raise Ended("timeout: " + why(paths[results.index(None)]))
+                raise Ended("timeout: " + why(paths[results.index(None)], None))
             time.sleep(0.02)
     finally:
         for process in processes:
