@@ -16,6 +16,7 @@
 #include "fixtures/LogFile.h"
 #include "module/AnsweringSession.h"
 #include "module/ScriptedModule.h"
+#include "module/WaitingLogin.h"
 #include "platform/HeapWatch.h"
 
 namespace {
@@ -823,6 +824,16 @@ TEST_F(CChangePINDlgTest, NobodyElseTakesTheLoginLockBetweenTheChangeAndTheLogin
   Run(EnterAndClickOK);
   other.get();
   EXPECT_EQ((std::vector<std::string>{"login", "other"}), order);
+}
+
+TEST_F(CChangePINDlgTest, TheLoginLockIsHeldDuringTheChangeAndTheLogin) {
+  WaitingLogin duringChange;
+  WaitingLogin duringLogin;
+  m_session.answerChange = [&] { duringChange.Ask(); };
+  m_session.answer = [&] { duringLogin.Ask(); };
+  Run(EnterAndClickOK);
+  EXPECT_TRUE(duringChange.HadToWait());
+  EXPECT_TRUE(duringLogin.HadToWait());
 }
 
 TEST_F(CChangePINDlgTest, TheLoginLockIsFreeWhileTheDialogStands) {

@@ -352,6 +352,14 @@ TEST_F(CLoginEXTest, ALockedPinLeavesNothingButCancel) {
   EXPECT_EQ(2, m_dialog.DoModal());
 }
 
+TEST_F(CLoginEXTest, ACountAboveZeroIsAWrongPin) {
+  m_dialogs.OnNext([this](ScriptedDialog& dialog) {
+    EXPECT_EQ(Code(SCARD_W_WRONG_CHV), m_dialog.OnWrongPIN(dialog, 1));
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+}
+
 TEST_F(CLoginEXTest, ACountOfZeroWouldBeALockedPin) {
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
     EXPECT_EQ(Code(SCARD_W_CHV_BLOCKED), m_dialog.OnWrongPIN(dialog, 0));
