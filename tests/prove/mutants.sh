@@ -15,6 +15,7 @@ figures() { grep '^tally: ' "$1" || echo 'tally: 0 1 0 0 0'; }
 read -r _ mutants survivors killed observable percent <<<"$(figures $out/random)"
 read -r _ locks kept_locks killed_locks observable_locks _ <<<"$(figures $out/locks)"
 seconds=$(sed -n 's/^mutants: .*; \(.*\) s each$/\1/p' $out/random)
-finish $((mutants + locks)) $((survivors + kept_locks)) "$killed of $observable random changes that can be observed are killed ($percent %), \
-in ${seconds:-?} s each, and $killed_locks of $observable_locks locks that were left out; $((mutants - observable)) other changes and \
-$((locks - observable_locks)) other locks cannot be observed, tests/mutants/survivors says why"
+shown="$killed of $observable random changes that can be observed are killed ($percent %), ${seconds:-?} s each, and $killed_locks of \
+$observable_locks locks that were left out; $((mutants - observable)) other changes and $((locks - observable_locks)) other locks \
+cannot be observed, tests/mutants/survivors says why"
+finish $((mutants + locks)) $((survivors + kept_locks)) "$shown"
