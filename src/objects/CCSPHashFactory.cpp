@@ -60,11 +60,9 @@ boost::shared_ptr<CCSPHash> CCSPHashFactory::DuplicateHash(boost::shared_ptr<CCS
 }
 
 void CCSPHashFactory::DestroyHash(const boost::shared_ptr<CCSPHash>& hash) {
-  boost::shared_ptr<CCSPHash> removed;  // destroyed after the lock is released
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto found = m_hashes.find(hash.get());
   if (found == m_hashes.end()) return;
-  removed.swap(found->second.hash);
   m_ids.erase(found->second.id);
   m_smallestFree = std::min(m_smallestFree, found->second.id);
   m_hashes.erase(found);

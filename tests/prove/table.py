@@ -8,7 +8,8 @@ HEAD = """# Reliability
 
 What is claimed of the provider, and the runs that show it. `scripts/prove` writes this file and `tests/prove/results`, a group
 at a time: do not edit it. `scripts/prove GROUP` repeats a line. No group has suppressions. `scripts/test` runs a short form of each group but
-`soak`, which measures times; that of `unload` is the test `load_cycles`, and those of `fuzz` are the tests `fuzz_NAME`.
+`soak`, which measures times, and `mutants`, which builds the sources anew; that of `unload` is the test `load_cycles`, and those of
+`fuzz` are the tests `fuzz_NAME`.
 
 *Commit* is what the sources were; a `+` after it says that they were changed since.
 

@@ -50,12 +50,13 @@ HCERTSTORE WINAPI SCRIPTED(CertOpenStore)(LPCSTR provider, DWORD encoding, HCRYP
   return REAL("crypt32.dll", CertOpenStore)(provider, encoding, unused, flags, parameter);
 }
 
-HCERTSTORE WINAPI SCRIPTED(CertOpenSystemStoreA)(HCRYPTPROV, LPCSTR name) {
+HCERTSTORE WINAPI SCRIPTED(CertOpenSystemStoreA)(HCRYPTPROV provider, LPCSTR name) {
   if (g_scriptedStore == nullptr) {
     SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
     return nullptr;
   }
   g_scriptedStore->names.emplace_back(name);
+  g_scriptedStore->providers.push_back(provider);
   if (IsRefused("CertOpenSystemStoreA")) return nullptr;
   g_scriptedStore->stores.push_back(REAL("crypt32.dll", CertOpenStore)(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
   return g_scriptedStore->stores.back();

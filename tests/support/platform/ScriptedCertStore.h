@@ -32,6 +32,7 @@ class ScriptedCertStore {
   std::map<std::string, Refusal> refused;
   std::function<void()> beforeProperty;  // runs before CertSetCertificateContextProperty does anything
   std::vector<std::string> names;        // of the system's stores that were opened
+  std::vector<HCRYPTPROV> providers;     // that were named with them
   std::vector<HCERTSTORE> stores;        // of those, the ones that are open
   std::atomic<int> memoryStores{0};      // opened by CertOpenStore
   std::atomic<int> created{0};           // certificates by CertCreateCertificateContext

@@ -36,6 +36,11 @@ TEST(RandomUnusedTest, ManyAttemptsInVainEndWithTheSmallestFreeValue) {
   EXPECT_EQ(10U, RandomUnused(10, 10, [](DWORD value) { return value < 10; }));
 }
 
+TEST(RandomUnusedTest, TheAttemptsAreSixteenTimesTheGeneratorsRange) {
+  int questions = 0;
+  EXPECT_EQ(0U, RandomUnused(0xFFFFFF, 1, [&](DWORD) { return ++questions <= 16 * 32768; }));
+}
+
 TEST(RandomUnusedTest, TheSearchGoesOnWhereTheOneBeforeEnded) {
   int questions = 0;
   std::unordered_set<DWORD> taken = {0, 1, 2, 500};

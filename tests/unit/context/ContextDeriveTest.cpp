@@ -4,6 +4,7 @@
 #include "fixtures/ErrorCodes.h"
 #include "fixtures/KeyTest.h"
 #include "module/KeyBlobBytes.h"
+#include "module/WaitingLogin.h"
 #include "objects/CCSPHashFactory.h"
 
 namespace {
@@ -52,6 +53,14 @@ TEST_F(ContextDeriveTest, AKeyIsTheContextsAndMayLeave) {
   EXPECT_EQ(key, m_context.GetSecretKey(key->GetKeyID()));
   EXPECT_EQ(1U, key->GetPermissions());
   EXPECT_EQ(ALG_ID{CALG_DES}, key->GetAlgID());
+}
+
+TEST_F(ContextDeriveTest, NoOtherThreadLogsTheTokenOutWhileItsObjectIsMade) {
+  BindToNewContainer();
+  const auto hash = HashOf("hello", CALG_SHA1);
+  WaitingLogin login(m_module, "C_CreateObject");
+  Derive(hash, CALG_DES, 7);
+  EXPECT_TRUE(login.HadToWait());
 }
 
 TEST_F(ContextDeriveTest, TheHashIsFinishedByIt) {

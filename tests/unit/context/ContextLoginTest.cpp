@@ -515,6 +515,14 @@ TEST_F(ContextLoginTest, NoOtherThreadLogsTheTokenInOrOutDuringALoginWithAnAppli
   EXPECT_TRUE(login.HadToWait());
 }
 
+TEST_F(ContextLoginTest, NoOtherThreadLogsTheTokenInOrOutDuringALoginWithTheRememberedPIN) {
+  Bind();
+  CachePIN("1234");
+  WaitingLogin login(m_module, "C_LoginExtended");
+  m_open.Login();
+  EXPECT_TRUE(login.HadToWait());
+}
+
 TEST_F(ContextLoginTest, NoOtherThreadLogsTheTokenInBetweenTheLogoutAndTheLoginWithANewPIN) {
   Bind();
   CachePIN("9999");

@@ -1,6 +1,8 @@
 // The module as a whole: its start, its record, its slots.
+#include <atomic>
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
+#include <thread>
 
 #include "cryptoki/Cryptoki.h"
 #include "fixtures/Expect.h"
@@ -160,6 +162,25 @@ TEST_F(CryptokiTest, TheTwoListsAreKeptApart) {
   m_cryptoki.GetActiveSlots();
   EXPECT_EQ(2U, m_cryptoki.GetLastAllSlots().size());
   EXPECT_EQ(1U, m_cryptoki.GetLastActiveSlots().size());
+}
+
+// All contexts share the object. Under ThreadSanitizer this says that each call may be made beside any other.
+TEST_F(CryptokiTest, ThreadsMayAskForEverythingAtOnce) {
+  m_module->InsertToken("Reader A");
+  m_module->AddEmptyReader("Reader B");
+  std::atomic<int> failures{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this, &failures] {
+      for (int round = 0; round < 50; ++round) {
+        m_cryptoki.Initialize();
+        if (m_cryptoki.GetInfo().manufacturer.empty()) ++failures;
+        if (m_cryptoki.GetActiveSlots().size() != 1 || m_cryptoki.GetAllSlots().size() != 2) ++failures;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(0, failures);
 }
 
 class CryptokiLogTest : public LogTest {};

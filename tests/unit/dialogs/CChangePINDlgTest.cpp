@@ -16,6 +16,7 @@
 #include "fixtures/LogFile.h"
 #include "module/AnsweringSession.h"
 #include "module/ScriptedModule.h"
+#include "module/WaitingLogin.h"
 #include "platform/HeapWatch.h"
 
 namespace {
@@ -308,6 +309,13 @@ TEST_F(CChangePINDlgTest, AnEmptyNewPinHidesTheStrength) {
     dialog.Type(kNew, "1");
     dialog.Press(kNew, VK_BACK);
     for (const int control : {kStrengthLabel, kWord, kBar}) EXPECT_FALSE(dialog.IsShown(control)) << control;
+  });
+}
+
+TEST_F(CChangePINDlgTest, AFieldThatIsEnteredIsNotLookedAtYet) {
+  Run([](ScriptedDialog& dialog) {
+    dialog.Focus(kRepeated);
+    EXPECT_FALSE(dialog.IsEnabled(kOK));
   });
 }
 
@@ -816,6 +824,16 @@ TEST_F(CChangePINDlgTest, NobodyElseTakesTheLoginLockBetweenTheChangeAndTheLogin
   Run(EnterAndClickOK);
   other.get();
   EXPECT_EQ((std::vector<std::string>{"login", "other"}), order);
+}
+
+TEST_F(CChangePINDlgTest, TheLoginLockIsHeldDuringTheChangeAndTheLogin) {
+  WaitingLogin duringChange;
+  WaitingLogin duringLogin;
+  m_session.answerChange = [&] { duringChange.Ask(); };
+  m_session.answer = [&] { duringLogin.Ask(); };
+  Run(EnterAndClickOK);
+  EXPECT_TRUE(duringChange.HadToWait());
+  EXPECT_TRUE(duringLogin.HadToWait());
 }
 
 TEST_F(CChangePINDlgTest, TheLoginLockIsFreeWhileTheDialogStands) {

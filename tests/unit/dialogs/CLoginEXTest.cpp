@@ -15,6 +15,7 @@
 #include "fixtures/LogFile.h"
 #include "module/AnsweringSession.h"
 #include "module/ScriptedModule.h"
+#include "module/WaitingLogin.h"
 #include "platform/HeapWatch.h"
 #include "platform/ScarceMemory.h"
 
@@ -91,6 +92,19 @@ TEST_F(CLoginEXTest, KeepsTheTitleOfTheTemplateForAnEmptyLabel) {
     dialog.Cancel();
   });
   m_dialog.DoModal();
+}
+
+TEST_F(CLoginEXTest, OnlyAClickOfItsButtonsDoesSomething) {
+  constexpr UINT kDoubleClicked = 5;
+  m_dialogs.OnNext([&](ScriptedDialog& dialog) {
+    dialog.Type(kLoginEdit, "1234");
+    for (const int button : {kLoginButton, kLoginCancel, IDCANCEL}) m_dialog.OnCommand(dialog, button, kDoubleClicked);
+    m_dialog.OnCommand(dialog, kLoginStatus, BN_CLICKED);
+    EXPECT_FALSE(dialog.HasEnded());
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+  EXPECT_EQ("", TakeDialogLog());
 }
 
 TEST_F(CLoginEXTest, DrawsTheStatusLineRedAndBoldAndNothingElse) {
@@ -338,6 +352,14 @@ TEST_F(CLoginEXTest, ALockedPinLeavesNothingButCancel) {
   EXPECT_EQ(2, m_dialog.DoModal());
 }
 
+TEST_F(CLoginEXTest, ACountAboveZeroIsAWrongPin) {
+  m_dialogs.OnNext([this](ScriptedDialog& dialog) {
+    EXPECT_EQ(Code(SCARD_W_WRONG_CHV), m_dialog.OnWrongPIN(dialog, 1));
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+}
+
 TEST_F(CLoginEXTest, ACountOfZeroWouldBeALockedPin) {
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
     EXPECT_EQ(Code(SCARD_W_CHV_BLOCKED), m_dialog.OnWrongPIN(dialog, 0));
@@ -372,6 +394,14 @@ TEST_F(CLoginEXTest, AnyOtherExceptionLeavesTheRun) {
   m_dialogs.OnNext(EnterPIN("1234"));
   EXPECT_THROW(m_dialog.DoModal(), std::runtime_error);
   EXPECT_EQ(Entered(), TakeLog());
+}
+
+TEST_F(CLoginEXTest, NoOtherThreadLogsTheTokenInOrOutMeanwhile) {
+  WaitingLogin other;
+  m_session.answer = [&] { other.Ask(); };
+  m_dialogs.OnNext(EnterPIN("1234"));
+  m_dialog.DoModal();
+  EXPECT_TRUE(other.HadToWait());
 }
 
 // --- Memory

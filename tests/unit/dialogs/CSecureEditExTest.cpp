@@ -26,6 +26,25 @@ class OpenEdit : public CSecureEditEx {
   }
 };
 
+// Finds out whether the first character stands without its mask when memory is asked for. An allocation that fails then
+// would leave it so.
+class MaskWatch : public HeapGuard {
+ public:
+  explicit MaskWatch(const BYTE& masked) : m_masked(masked), m_expected(masked) {}
+  bool Allows(std::size_t /*length*/) noexcept override {
+    wasOff = wasOff || m_masked != m_expected;
+    return true;
+  }
+  void OnGiven(char* /*block*/, std::size_t /*length*/) noexcept override {}
+  void OnReleased(const char* /*block*/, std::size_t /*length*/) noexcept override {}
+
+  bool wasOff = false;
+
+ private:
+  const BYTE& m_masked;
+  const BYTE m_expected;
+};
+
 // A dialog that is nothing but the edit.
 class EditDialog : public DialogController {
  public:
@@ -320,6 +339,16 @@ TEST_F(CSecureEditExTest, TheMaskFollowsThePositionOfACharacter) {
   m_dialog.Press(kSecureEdit, VK_DELETE);
   EXPECT_EQ('2' ^ 0x80, m_controller.edit.m_store[0][0]);
   EXPECT_EQ('3' ^ 0x81, m_controller.edit.m_store[1][0]);
+}
+
+TEST_F(CSecureEditExTest, NoMemoryIsAskedForWhileTheMaskIsOff) {
+  m_controller.edit.SetKey();
+  m_dialog.Type(kSecureEdit, "1");
+  const MaskWatch watch(m_controller.edit.m_store[0][0]);
+  m_dialog.Type(kSecureEdit, "23456789");
+  SetCaret(5);
+  m_dialog.Press(kSecureEdit, VK_DELETE);
+  EXPECT_FALSE(watch.wasOff);
 }
 
 TEST_F(CSecureEditExTest, ADeletedCharacterIsWiped) {

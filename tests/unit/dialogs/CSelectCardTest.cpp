@@ -52,6 +52,8 @@ TEST_F(CSelectCardTest, OneReaderIsPreselectedAndStillHasToBeConfirmed) {
   EXPECT_EQ("TELVO Reader A", NameOf(dialog));
 }
 
+TEST_F(CSelectCardTest, WatchesNoInput) { EXPECT_FALSE(CSelectCard().WatchesInput(kReaders)); }
+
 TEST_F(CSelectCardTest, ReadersOfAllGroupsAreAskedFor) {
   m_pcsc.AddReader("TELVO Reader A");
   CSelectCard dialog;

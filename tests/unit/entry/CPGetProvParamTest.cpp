@@ -657,6 +657,20 @@ TEST_F(CPGetProvParamTest, FlagsThatNameNoPartLookAtTheDescriptorInTheBuffer) {
   EXPECT_THAT(TakeLog(), EndsWith(Line("\nInvalid Security Descriptor") + Ending("")));
 }
 
+TEST_F(CPGetProvParamTest, ADescriptorWithPointersCountsWhenItIsThereToItsEnd) {
+  Begin();
+  EXPECT_TRUE(Call(8, 40, 3));
+  const BYTE absolute[40] = {1};
+  for (const DWORD length : {40U, 39U}) {
+    std::copy(std::begin(absolute), std::end(absolute), m_buffer.begin());
+    m_length = length;
+    TakeLog();
+    EXPECT_TRUE(CPGetProvParam(m_handle, 8, m_buffer.data(), &m_length, 3));
+    const char* const found = length == 40 ? "\nValid Security Descriptor" : "\nInvalid Security Descriptor";
+    EXPECT_THAT(TakeLog(), EndsWith(Line(found) + Ending(""))) << length;
+  }
+}
+
 // What becomes of the call when the platform fails, in the first pass and in the second one.
 class DescriptorFailureTest : public CPGetProvParamTest {
  protected:
@@ -759,6 +773,7 @@ TEST_F(StoreParameterTest, TheUsersStoreGetsAllCertificates) {
   EXPECT_EQ(8U, m_length);
   EXPECT_EQ(8U, Answer(8).size());
   EXPECT_THAT(m_stores.names, ElementsAre("MY"));
+  EXPECT_THAT(m_stores.providers, ElementsAre(0U));
   ASSERT_EQ(m_stores.stores[0], Answered());
   EXPECT_THAT(
       DescribeStore(Answered()),
@@ -785,6 +800,7 @@ TEST_F(StoreParameterTest, TheRootStoreGetsAllCertificates) {
   EXPECT_EQ(0U, GetLastError());
   EXPECT_EQ(8U, m_length);
   EXPECT_THAT(m_stores.names, ElementsAre("ROOT"));
+  EXPECT_THAT(m_stores.providers, ElementsAre(0U));
   EXPECT_EQ(2U, DescribeStore(Answered()).size());
   EXPECT_EQ(Opening(46, 8) + Line("\nCPGetProvParam: Requesting Root Cert Store Handle") +
                 Line("\nCPGetProvParam: Requesting Root Cert Store Handle: Success") + Ending(AnsweredBytes()),

@@ -41,6 +41,8 @@ const ScoreCase kScores[] = {
     {"LowerUpperAndASymbolInsideMeetAllRules", "aB!cdefg", 49},
     {"SevenCharactersGetNoBonus", "aB1cdef", 38},
     {"ASymbolAtTheEndIsNotInside", "aBcdefg!", 33},
+    {"WithoutACapitalOneRuleIsNotMet", "qe1tuoad", 30},
+    {"WithoutASmallLetterOneRuleIsNotMet", "QE1TUOAD", 30},
     // Runs.
     {"TheLastThreeLettersAreNoRun", "xyz", 5},
     {"TheThreeLettersBeforeAreOne", "wxy", 2},

@@ -1,0 +1,62 @@
+#!/usr/bin/env python3
+"""The changes that scripts/mutants finds in a source."""
+import random
+import unittest
+
+import places
+
+SOURCE = """#include <map>
+#if FLAG == 1
+#endif
+// a < b: no code
+template <typename T>
+class Table { Table(); std::map<int, T*> m_rows; const int m_size = 0x0f; };
+Table::Table() : m_rows() {
+  const std::lock_guard<std::mutex> lock(m_mutex);  // for f()
+  if (a < b && !c) g_log->Of(1).WriteLine("\\tx");
+  Table other(a);
+  return Fail(NTE_FAIL);
+}
+"""
+
+
+def lines_after(kind):
+    found = places.all_changes([places.Source("src/a/File.cpp", SOURCE), places.Source("src/a/Codes.h", "NTE_FAIL NTE_NO_KEY")])[kind]
+    for change in found:
+        change.choose(random.Random(1))
+    return [change.told()[1] for change in found]
+
+
+class PlacesTest(unittest.TestCase):
+    def test_conditions_are_changed_and_brackets_of_templates_and_comments_are_not(self):
+        rest = 'g_log->Of(1).WriteLine("\\tx");'
+        self.assertEqual([f"if (!(a < b && !c)) {rest}", f"if (a <= b && !c) {rest}", f"if (a < b || !c) {rest}",
+                          f"if (a < b && c) {rest}"], lines_after("condition"))
+
+    def test_a_constant_becomes_one_more_or_less(self):
+        head = "class Table { Table(); std::map<int, T*> m_rows; const int m_size ="
+        call = "if (a < b && !c) g_log->Of({}).WriteLine(\"\\tx\");"
+        self.assertEqual([f"{head} 0x10; }};", f"{head} 0x0E; }};", call.format(2), call.format(0)], lines_after("constant"))
+
+    def test_a_call_is_left_out_and_a_declaration_stays(self):
+        self.assertEqual(["if (a < b && !c) ;"], lines_after("call"))
+
+    def test_a_code_becomes_another_one_of_its_family(self):
+        self.assertIn("return Fail(NTE_NO_KEY);", lines_after("code"))
+
+    def test_a_text_changes_in_one_character_and_no_escape_is_torn(self):
+        (line,) = lines_after("text")
+        self.assertRegex(line, r'WriteLine\("\\t[a-wyz]"\)')
+
+    def test_a_lock_is_left_out(self):
+        self.assertEqual(["// for f()"], lines_after("lock"))
+
+    def test_the_line_is_that_of_the_change(self):
+        source = places.Source("File.cpp", SOURCE)
+        self.assertEqual([9], [change.line for change in places.calls(source)])
+
+    def test_the_same_seed_makes_the_same_text(self):
+        self.assertEqual(lines_after("text"), lines_after("text"))
+
+
+unittest.main()

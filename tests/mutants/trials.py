@@ -1,0 +1,127 @@
+"""What tells whether a mutant is noticed: the unit tests in the order that ends soonest, and for locks the races."""
+import functools
+import json
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import time
+
+SLOW = 0.12  # seconds; such a test is left for the end
+SHARDS = 3
+PATIENCE = 10  # times as long as the tests take on unchanged sources
+SHORTEST_PATIENCE = 20  # seconds
+RACES = [50, 500, 1]  # the arguments of prove_races
+LONGEST_RACES = 600  # seconds; it ends by itself when threads wait for each other
+THREADS = re.compile(r"<thread>|<future>|WaitingLogin")  # a test without them can see no race
+
+
+class Cases:
+    """The cases of the unit tests: how long each takes, and which belong to a folder of src/."""
+
+    def __init__(self, build):
+        program, told = build.folder / "tests/unit/unit_tests", build.folder / "cases.json"
+        if not told.exists() or told.stat().st_mtime < program.stat().st_mtime:
+            subprocess.run([program, f"--gtest_output=json:{told}"], stdout=subprocess.DEVNULL, check=True)
+        self.slow, self.suites, self.threaded, self.seconds = [], {}, set(), 0
+        for suite in json.loads(told.read_text())["testsuites"]:
+            for case in suite["testsuite"]:
+                seconds = float(case["time"].rstrip("s"))
+                self.seconds += seconds
+                area = case["file"].partition("/tests/unit/")[2].split("/")[0]
+                self.suites.setdefault(area, set()).add(suite["name"])
+                if self.has_threads(case["file"]):
+                    self.threaded.add(suite["name"])
+                if seconds > SLOW:
+                    self.slow.append(f"{suite['name']}.{case['name']}")
+
+    @staticmethod
+    @functools.lru_cache(maxsize=None)
+    def has_threads(file):
+        return THREADS.search(pathlib.Path(file).read_text(encoding="utf-8")) is not None
+
+    def patience(self):
+        return max(SHORTEST_PATIENCE, PATIENCE * self.seconds / SHARDS)
+
+    def stages(self, file):
+        """Filters of GoogleTest with the number of processes: the tests of the file's folder, the others, the slow ones."""
+        near = ":".join(f"{suite}.*" for suite in sorted(self.suites.get(file.split("/")[1], [])))
+        slow = ":".join(self.slow)
+        stages = [(f"{near}-{slow}", 1)] if near else []
+        stages.append((f"*-{slow}:{near}", SHARDS))
+        return stages + ([(slow, SHARDS)] if slow else [])
+
+    def threaded_stages(self, file):
+        """The same of the tests with threads: those of the file's folder, then the others."""
+        area = self.suites.get(file.split("/")[1], set())
+        halves = (self.threaded & area, self.threaded - area)
+        return [(":".join(f"{suite}.*" for suite in sorted(half)), 1) for half in halves if half]
+
+
+class Ended(Exception):
+    """A mutant is killed; says by what."""
+
+
+def end(process):
+    if process.poll() is None:
+        os.killpg(process.pid, signal.SIGKILL)
+    process.wait()
+
+
+def start(command, shard, shards, output, environment):
+    sharded = dict(environment, GTEST_TOTAL_SHARDS=str(shards), GTEST_SHARD_INDEX=str(shard))
+    return subprocess.Popen([str(word) for word in command], stdout=output, stderr=subprocess.STDOUT, env=sharded,
+                            stdin=subprocess.DEVNULL, start_new_session=True)
+
+
+def why(path, result):
+    """What a run that failed says of itself: a case that failed, or the one that was running and the signal that ended it."""
+    told = path.read_text(errors="replace")
+    if "ThreadSanitizer" in told:
+        return "ThreadSanitizer"
+    failed = re.findall(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", told, re.MULTILINE)
+    running = re.findall(r"^\[ RUN      \] (\S+)", told, re.MULTILINE)
+    signal_told = f" (signal {-result})" if result is not None and result < 0 else ""
+    return (failed or running or ["its end"])[-1] + signal_told
+
+
+def run_all(command, shards, patience, folder, environment):
+    """Runs a command in some processes; raises Ended with the first that fails, or when time is up."""
+    paths = [folder / f"output-{shard}" for shard in range(shards)]
+    outputs = [path.open("w") for path in paths]
+    processes = [start(command, shard, shards, outputs[shard], environment) for shard in range(shards)]
+    last = time.monotonic() + patience
+    try:
+        while True:
+            results = [process.poll() for process in processes]
+            for path, result in zip(paths, results):
+                if result not in (None, 0):
+                    raise Ended(why(path, result))
+            if None not in results:
+                return
+            if time.monotonic() > last:
+                raise Ended("timeout: " + why(paths[results.index(None)], None))
+            time.sleep(0.02)
+    finally:
+        for process in processes:
+            end(process)
+        for output in outputs:
+            output.close()
+
+
+def try_unit_tests(place, change, cases, environment):
+    """Raises Ended when a unit test fails."""
+    try_stages(place, cases.stages(change.file), cases.patience(), environment)
+
+
+def try_races(place, change, cases, environment):
+    """Raises Ended when the unit tests with threads or the proof "races" fail below ThreadSanitizer."""
+    try_stages(place, cases.threaded_stages(change.file), 15 * cases.patience(), environment)
+    run_all([place.program("prove_races"), *RACES], 1, LONGEST_RACES, place.folder, environment)
+
+
+def try_stages(place, stages, patience, environment):
+    for chosen, shards in stages:
+        command = [place.program("unit_tests"), "--gtest_fail_fast", "--gtest_brief=0", f"--gtest_filter={chosen}"]
+        run_all(command, shards, patience, place.folder, environment)
