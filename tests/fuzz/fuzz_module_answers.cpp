@@ -57,7 +57,10 @@ class LyingModule : public ScriptedModule {
     }
   }
 
-  CK_RV Result() { return m_data.ConsumeIntegralInRange(0, 15) == 15 ? m_data.ConsumeIntegral<CK_RV>() : CKR_OK; }
+  // A result has 32 bits, as on Windows: of a wider one the provider would tell the lower half, which may be zero.
+  CK_RV Result() {
+    return m_data.ConsumeIntegralInRange(0, 15) == 15 ? m_data.ConsumeIntegral<std::uint32_t>() : CKR_OK;
+  }
 
   FuzzedDataProvider m_data;
 };
