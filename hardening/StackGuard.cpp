@@ -32,7 +32,8 @@ std::uintptr_t __stack_chk_guard = 0xFF0A0D2B7E151600;
 
 namespace {
 
-// Runs before any function that looks at the value. Without random bytes the value stays the one above.
+// Runs among the constructors, which the start-up code calls: no function that is checked is under way and would see
+// the value change. Without random bytes it stays the one above.
 __attribute__((constructor)) void ChooseGuard() {
   std::uintptr_t random = 0;
   if (RtlGenRandom(&random, sizeof(random)) != FALSE) __stack_chk_guard = random & ~static_cast<std::uintptr_t>(0xFF);

@@ -90,8 +90,8 @@ Session Token::OpenSession(CK_FLAGS flags, CK_VOID_PTR application, CK_NOTIFY no
   while (result != CKR_OK && m_openRetries < kMaxOpenRetries) {
     ++m_openRetries;
     CloseAllSessions();
+    ++g_moduleRestarts;  // also when the new start fails half-way
     module.Reinitialize();
-    ++g_moduleRestarts;
     result = module.C_OpenSession(m_slotId, flags, application, notify, &handle);
   }
   Check(result);
