@@ -8,20 +8,21 @@
 . "$modules/../system/readers.sh"
 
 up() {
+  readers_in "$1"
   make_pair "$1" authentication
   make_pair "$1" management
   cp "$1/authentication.crt" "$1/cert.pem"
   mkfifo "$1/commands"
   keep_card "$1" </dev/null >"$1/card.log" 2>&1 &
   keep_daemon "$1" $!
-  # 240 seconds: readers_up waits that long for the tests of other build folders.
-  for _ in $(seq 2500); do
+  for _ in $(seq 300); do
     [ ! -e "$1/ready" ] || break
     kill -0 $! || { cat "$1/card.log"; return 1; }
     sleep 0.1
   done
   await "the card" has_card
   write_settings "$1" "$reader_name_a 00 00"
+  echo "export PCSCLITE_CSOCK_NAME=$(printf %q "$PCSCLITE_CSOCK_NAME")" >>"$1/env"
 }
 
 has_card() { opensc-tool --list-readers | grep -q '^0 *Yes'; }
@@ -43,11 +44,13 @@ keep_card() {
 }
 
 pull() {
+  readers_in "$1"
   echo remove >"$1/commands"
   await "the empty reader" has_no_card
 }
 
 insert() {
+  readers_in "$1"
   echo insert >"$1/commands"
   await "the card" has_card
 }

@@ -14,16 +14,29 @@
 #
 # The variable reader_name_a gives reader A another name, to which the service adds " 00 00".
 #
-# A machine has one pcscd. Tests of several build folders wait for each other; a pcscd that is not a test's is left alone,
-# and readers_up fails.
+# The pcscd is the test's own: it serves a socket in FOLDER, which PCSCLITE_CSOCK_NAME tells to every program of PC/SC, and the machine's
+# service and its readers are not seen. pcscd has no option for that, so a mount in a namespace of its own puts FOLDER in the place of
+# /run/pcscd: that takes root or sudo.
 
-# vpcd serves two readers at its port and the one behind it; the second of each pair, "... 00 01", stays unused.
-reader_port_a=35963
-reader_port_b=35979
 reader_name_a="TELVO Reader A"
+export PCSCLITE_CSOCK_NAME=/nonexistent  # until there are readers
+
+# readers_in FOLDER: from here on, programs use the readers that readers_up makes there, or made there in another process.
+readers_in() { PCSCLITE_CSOCK_NAME=$(realpath -m "$1")/pcscd/pcscd.comm; }
 
 pcscd_answers() {
-  python3 -c 'import socket; socket.socket(socket.AF_UNIX).connect("/run/pcscd/pcscd.comm")' 2>/dev/null
+  python3 -c 'import os, socket; socket.socket(socket.AF_UNIX).connect(os.environ["PCSCLITE_CSOCK_NAME"])' 2>/dev/null
+}
+
+# free_port: vpcd serves two readers, at its port and the one behind it; the second of each pair, "... 00 01", stays unused. The ports are
+# below those that the system gives away.
+free_port() {
+  python3 -c '
+import random, socket
+def free(port):
+    try: return not socket.create_server(("", port)).close()
+    except OSError: return False
+print(next(port for port in iter(lambda: random.randrange(10000, 32000), None) if free(port) and free(port + 1)))'
 }
 
 as_root=()
@@ -51,29 +64,35 @@ start_talk() {
   rm -r "$pipes"
 }
 
-# The lock is the card program's to keep: a program that outlives the test, like Wine's server, must not inherit it.
-readers_up() {
-  local folder=$1 lock
-  local cards=("${@:2}")
-  [ $# -gt 1 ] || cards=(python3 "$(dirname "${BASH_SOURCE[0]}")/virtual_card.py")
-  exec {lock}>"${TMPDIR:-/tmp}/telvo-readers.lock"
-  flock -w 240 "$lock" || { echo "readers_up: another test does not let go of pcscd" >&2; return 1; }
-  if pcscd_answers; then
-    echo "readers_up: a pcscd runs already; stop it for this test (systemctl stop pcscd.socket pcscd)" >&2
-    return 1
-  fi
-  mkdir -p "$folder/readers.d"
-  write_reader "$folder" "$reader_name_a" $reader_port_a driver-a.so
-  write_reader "$folder" "TELVO Reader B" $reader_port_b driver-b.so
-  "${as_root[@]}" pcscd -f -c "$folder/readers.d" >"$folder/pcscd.log" 2>&1 {lock}>&- </dev/null &
+# start_pcscd FOLDER
+start_pcscd() {
+  "${as_root[@]}" unshare -m bash -ec '
+    mkdir -p /run/pcscd
+    mount --bind "$1/pcscd" /run/pcscd
+    exec pcscd -f -c "$1/readers.d"' - "$(realpath "$1")" >"$1/pcscd.log" 2>&1 </dev/null &
   pcscd_pid=$!
   for _ in $(seq 100); do
-    pcscd_answers && break
-    kill -0 $pcscd_pid 2>/dev/null || { cat "$folder/pcscd.log" >&2; return 1; }
+    if pcscd_answers; then return 0; fi
+    kill -0 $pcscd_pid 2>/dev/null || break
     sleep 0.1
   done
-  start_talk cards "${cards[@]}" A=$reader_port_a B=$reader_port_b
-  exec {lock}>&-
+  echo "readers_up: pcscd does not answer at $PCSCLITE_CSOCK_NAME" >&2
+  cat "$1/pcscd.log" >&2
+  return 1
+}
+
+readers_up() {
+  local folder=$1 port_a port_b
+  local cards=("${@:2}")
+  [ $# -gt 1 ] || cards=(python3 "$(dirname "${BASH_SOURCE[0]}")/virtual_card.py")
+  readers_in "$folder"
+  [ ${#PCSCLITE_CSOCK_NAME} -lt 108 ] || { echo "readers_up: the path of a socket is too long: $PCSCLITE_CSOCK_NAME" >&2; return 1; }
+  mkdir -p "$folder/readers.d" "$folder/pcscd"
+  port_a=$(free_port) port_b=$(free_port)
+  write_reader "$folder" "$reader_name_a" "$port_a" driver-a.so
+  write_reader "$folder" "TELVO Reader B" "$port_b" driver-b.so
+  start_pcscd "$folder" || return 1
+  start_talk cards "${cards[@]}" A="$port_a" B="$port_b"
 }
 
 card() {
