@@ -60,10 +60,10 @@ TEST(RandomUnusedTest, TheSearchGoesOnWhereTheOneBeforeEnded) {
 
 TEST(RandomUnusedTest, FortyThousandCallsGiveFortyThousandValues) {
   std::unordered_set<DWORD> taken;
-  while (taken.size() < 40000) {
-    ASSERT_TRUE(taken.insert(RandomUnused(0xFFFFFF, taken.size(), [&](DWORD value) { return taken.count(value) != 0; }))
-                    .second);
-  }
+  const auto isTaken = [&](DWORD value) { return taken.count(value) != 0; };
+  DWORD smallest = 0;
+  while (taken.size() < 40000)
+    ASSERT_TRUE(taken.insert(RandomUnused(0xFFFFFF, taken.size(), isTaken, smallest)).second);
 }
 
 }  // namespace
