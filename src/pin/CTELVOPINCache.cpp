@@ -131,7 +131,7 @@ DWORD CTELVOPINCache::TransformPIN(const BYTE* source, DWORD sourceLength, BYTE*
     *destinationLength = sourceLength;
     return static_cast<DWORD>(NTE_BUFFER_TOO_SMALL);
   }
-  // Required: only the last byte of the key is used.
+  // Required: only the last byte of the key is used. One time in 256 it is 0, and nothing is masked.
   for (DWORD i = 0; i < sourceLength; ++i) destination[i] = source[i] ^ m_key.back();
   return ERROR_SUCCESS;
 }

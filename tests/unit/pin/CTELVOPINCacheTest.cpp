@@ -381,6 +381,12 @@ TEST_F(CTELVOPINCacheTest, TheTransformUsesTheLastByteOfTheKeyAlone) {
   EXPECT_EQ(0x00, masked[1]);
 }
 
+TEST_F(CTELVOPINCacheTest, AMaskOfZeroLeavesThePINAsItIs) {
+  m_cache.m_key[31] = 0;
+  Store("1234");
+  EXPECT_EQ("1234", std::string(m_cache.m_buffer.get(), m_cache.m_buffer.get() + 4));
+}
+
 TEST_F(CTELVOPINCacheTest, TheTransformWithoutSourceOrLengthIsAnInvalidParameter) {
   const BYTE source[1] = {1};
   BYTE out[1] = {};
