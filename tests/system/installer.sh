@@ -1,7 +1,8 @@
 #!/bin/bash
 # installer.sh SYSTEM SETUP SOFTTOKEN NATIVE_SOFTTOKEN FAKE_MODULE LOAD_LIBRARY -- RUN...
 # The installer, silently: what it puts where, that the provider works from there, and that the uninstaller leaves nothing
-# behind, neither a file nor a key. It changes the registry and the system folder of the whole prefix: it must run alone.
+# behind, neither a file nor a key. It changes the registry and the system folder of the whole prefix: it needs one of its own
+# (telvo_prefix).
 set -eu
 setup=$2 softtoken=$3 native_softtoken=$4 fake_module=$5 load_library=$6
 shift 7
@@ -42,10 +43,12 @@ clean_up() {
 trap clean_up EXIT
 
 # snapshot NAME: every file of the drive but those of passing programs, and every key and value of HKEY_LOCAL_MACHINE.
+# But for the machine's certificate stores: Wine fills them when a program first asks for one.
 snapshot() {
   (cd "$drive" && find . -path ./windows/temp -prune -o -path ./users -prune -o -print | sort) >"$1.files"
   wine_run reg export 'HKLM\Software' "Z:$folder/$1.reg" /y >/dev/null
-  iconv -f UTF-16 -t UTF-8 "$1.reg" | tr -d '\r' >"$1.registry"
+  iconv -f UTF-16 -t UTF-8 "$1.reg" | tr -d '\r' |
+    awk '/^\[/ { skip = index($0, "\\SystemCertificates") } !skip' >"$1.registry"
 }
 value() { wine_run reg query "$1" /v "$2" 2>/dev/null | tr -d '\r' | sed -n "s/^ *$2 *REG_[A-Z]* *//p"; }
 

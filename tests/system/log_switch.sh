@@ -1,6 +1,6 @@
 # To be sourced, with `system` (Windows, Linux), `folder` and the array `run_command` set: switches the provider's log on
 # and off for every process that starts from now on, and looks into it. On Windows that is the registry of the whole
-# prefix, so that the test must run alone.
+# prefix, so that the test needs one of its own (telvo_prefix).
 log=$folder/csp.log
 log_start=1  # the first byte that `lines` looks at
 log_key='SOFTWARE\Brenholt Devices Ltd.\TELVO SDK'

@@ -1,7 +1,7 @@
 # telvotool_stand.sh: what the tests of telvotool stand on. A script sources it with its own arguments:
 # SYSTEM TELVOTOOL PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN DIALOG_USER -- RUN...
 # It works in a new folder with the program, its libraries and two software tokens, of which card A is in. The scripts
-# register the provider in the registry of the whole prefix, so that they must run alone.
+# register the provider in the registry of the whole prefix, so that they need one of their own (telvo_prefix).
 set -eEu
 program=$2 provider=$3 softtoken=$4 native_softtoken=$5 dialog_user=$6
 shift 7
