@@ -1,10 +1,10 @@
-# telvo_wine_library(NAME FOLDER EXPORTS_FILE SOURCES source... FLAGS flag... LIBRARIES library...) makes a library that a
-# Windows process loads as NAME.dll, of Linux code: the host's compiler compiles it, and winegcc links it into two files,
+# telvo_wine_library(NAME FOLDER EXPORTS_FILE OBJECTS object... LIBRARIES library...) makes a library that a Windows process
+# loads as NAME.dll, of Linux code: telvo_compile_for_linux makes the objects, and winegcc links them into two files,
 #
 #   FOLDER/wine/x86_64-unix/NAME.dll.so   the library, found through WINEDLLPATH=FOLDER/wine
 #   FOLDER/NAME.dll                       the placeholder that LoadLibrary finds beside the program or in system32
 #
-# The sources are C++ and include no header of Wine. cmake/WineDllMain.c is added, because Wine needs an entry point in
+# The code is C++ and includes no header of Wine. cmake/WineDllMain.c is added, because Wine needs an entry point in
 # every library.
 find_program(HOST_CXX NAMES g++ REQUIRED)
 find_program(WINEGCC NAMES winegcc REQUIRED)
@@ -12,37 +12,38 @@ find_program(WINEGXX NAMES wineg++ REQUIRED)
 
 set(TELVO_WINE_LIBRARY_FOLDER ${CMAKE_CURRENT_LIST_DIR})
 
-# Compiles sources with the host's compiler into FOLDER, and sets the variable RESULT to the list of their objects.
+# telvo_compile_for_linux(OBJECT SOURCES source... FLAGS flag...) compiles sources with the host's compiler into one object.
+# They are compiled as one, as by telvo_unity. Several libraries may take the object.
 # -fno-gnu-unique: the loader never unloads a library that has a unique symbol, and Wine cannot load a library twice.
-function(telvo_compile_for_linux result folder)
-  cmake_parse_arguments(PARSE_ARGV 2 ARG "" "" "SOURCES;FLAGS")
+function(telvo_compile_for_linux object)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;FLAGS")
   set(flags
     -std=c++17 -O2 -g -fPIC -fvisibility=hidden -fno-gnu-unique
-    -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Werror ${ARG_FLAGS})
-  file(MAKE_DIRECTORY ${folder})
-  set(object_files)
+    -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Werror -I${PROJECT_SOURCE_DIR} ${ARG_FLAGS})
+  set(lines)
   foreach(source ${ARG_SOURCES})
     get_filename_component(source ${source} ABSOLUTE)
-    get_filename_component(file ${source} NAME)
-    set(object ${folder}/${file}.o)
-    add_custom_command(
-      OUTPUT ${object}
-      COMMAND ${CMAKE_CXX_COMPILER_LAUNCHER} ${HOST_CXX} ${flags} -MD -MF ${object}.d -c ${source} -o ${object}
-      DEPENDS ${source}
-      DEPFILE ${object}.d
-      COMMENT "Compiling ${file} for Linux"
-      VERBATIM)
-    list(APPEND object_files ${object})
+    file(RELATIVE_PATH source ${PROJECT_SOURCE_DIR} ${source})
+    string(APPEND lines "#include \"${source}\"\n")
   endforeach()
-  set(${result} ${object_files} PARENT_SCOPE)
+  string(REGEX REPLACE "\\.o$" ".cpp" unit ${object})
+  file(CONFIGURE OUTPUT ${unit} CONTENT "${lines}" @ONLY)  # keeps a file that would be the same
+  file(RELATIVE_PATH name ${CMAKE_BINARY_DIR} ${object})
+  add_custom_command(
+    OUTPUT ${object}
+    COMMAND ${CMAKE_CXX_COMPILER_LAUNCHER} ${HOST_CXX} ${flags} -MD -MF ${object}.d -c ${unit} -o ${object}
+    DEPENDS ${unit} ${ARG_SOURCES}
+    DEPFILE ${object}.d
+    COMMENT "Compiling ${name} for Linux"
+    VERBATIM)
 endfunction()
 
 function(telvo_wine_library name folder exports)
-  cmake_parse_arguments(PARSE_ARGV 3 ARG "" "" "SOURCES;FLAGS;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 3 ARG "" "" "OBJECTS;LIBRARIES")
   set(objects ${folder}/objects)
   set(unix_folder ${folder}/wine/x86_64-unix)
-  file(MAKE_DIRECTORY ${unix_folder})
-  telvo_compile_for_linux(object_files ${objects} SOURCES ${ARG_SOURCES} FLAGS ${ARG_FLAGS})
+  file(MAKE_DIRECTORY ${objects} ${unix_folder})
+  set(object_files ${ARG_OBJECTS})
 
   set(dll_main ${TELVO_WINE_LIBRARY_FOLDER}/WineDllMain.c)
   add_custom_command(

@@ -58,6 +58,9 @@ Secret PinDigest(const Secret& salt, const unsigned char* pin, std::size_t lengt
   return digest;
 }
 
+}  // namespace
+
+// A part of CardFile::Content, and so with linkage.
 struct StoredPin {
   Secret salt, digest;
   unsigned wrong = 0;
@@ -68,6 +71,8 @@ struct StoredPin {
     wrong = 0;
   }
 };
+
+namespace {
 
 // Removes the next word from a line of words with single spaces between them.
 std::string_view NextWord(std::string_view& line) {

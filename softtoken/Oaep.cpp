@@ -1,6 +1,3 @@
-// OpenSSL 3 deprecates the padding functions in favour of whole operations; but those need the private key.
-#define OPENSSL_API_COMPAT 10100
-
 #include "Oaep.h"
 
 #include <openssl/evp.h>
@@ -48,6 +45,10 @@ std::size_t OaepPadding::MaxMessage() const {
   return m_modulusSize > overhead ? m_modulusSize - overhead : 0;
 }
 
+// OpenSSL 3 deprecates the padding functions in favour of whole operations; but those need the private key.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
 Secret OaepPadding::Pad(const unsigned char* message, std::size_t length) const {
   Require(length <= MaxMessage(), CKR_DATA_LEN_RANGE);
   Secret block(m_modulusSize);
@@ -68,5 +69,7 @@ std::optional<Secret> OaepPadding::Unpad(const Secret& block) const {
   message.resize(static_cast<std::size_t>(length));
   return message;
 }
+
+#pragma GCC diagnostic pop
 
 }  // namespace softtoken

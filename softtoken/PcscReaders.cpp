@@ -16,7 +16,7 @@ struct PcscReaders::Library {
 namespace {
 
 template <typename Function>
-void Find(void* library, const char* name, Function& function) {
+void FindFunction(void* library, const char* name, Function& function) {
   function = reinterpret_cast<Function>(::dlsym(library, name));
 }
 
@@ -31,9 +31,9 @@ bool PcscReaders::Connect() {
     void* const handle = ::dlopen("libpcsclite.so.1", RTLD_NOW | RTLD_LOCAL);
     if (handle == nullptr) return false;
     auto library = std::make_unique<Library>();
-    Find(handle, "SCardEstablishContext", library->establish);
-    Find(handle, "SCardReleaseContext", library->release);
-    Find(handle, "SCardGetStatusChange", library->getStatusChange);
+    FindFunction(handle, "SCardEstablishContext", library->establish);
+    FindFunction(handle, "SCardReleaseContext", library->release);
+    FindFunction(handle, "SCardGetStatusChange", library->getStatusChange);
     if (!library->establish || !library->release || !library->getStatusChange) return false;
     m_library = std::move(library);
   }

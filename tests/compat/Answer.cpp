@@ -6,14 +6,14 @@
 
 namespace {
 
-struct Name {
+struct NamedCode {
   DWORD code;
   const char* name;
 };
 
 #define NAMED(code) \
   { static_cast<DWORD>(code), #code }
-constexpr Name kNames[] = {
+constexpr NamedCode kNames[] = {
     NAMED(ERROR_FILE_NOT_FOUND),
     NAMED(ERROR_INVALID_HANDLE),
     NAMED(ERROR_NOT_ENOUGH_MEMORY),
@@ -81,7 +81,7 @@ constexpr Name kNames[] = {
 
 std::string CodeName(DWORD code) {
   const auto* const found =
-      std::find_if(std::begin(kNames), std::end(kNames), [code](const Name& name) { return name.code == code; });
+      std::find_if(std::begin(kNames), std::end(kNames), [code](const NamedCode& name) { return name.code == code; });
   return found == std::end(kNames) ? "0x" + FormatNumber("%08X", code) : found->name;
 }
 

@@ -3,7 +3,6 @@
 
 namespace {
 
-constexpr DWORD kCertificate = 26;
 constexpr DWORD kUserStore = 42;
 constexpr DWORD kRootStore = 46;
 
@@ -31,7 +30,7 @@ Call GetCertificate(DWORD room, DWORD keySpec = AT_KEYEXCHANGE) {
     Bytes value(4096);
     DWORD length = room;
     const BOOL done =
-        CryptGetKeyParam(Pair(context, keySpec), kCertificate, room == 0 ? nullptr : value.data(), &length, 0);
+        CryptGetKeyParam(Pair(context, keySpec), KP_CERTIFICATE, room == 0 ? nullptr : value.data(), &length, 0);
     return Answer(done);
   };
 }
@@ -41,12 +40,12 @@ std::string WriteCertificate(const Side& side) {
   const Fresh container(side);
   const Key pair = Generated(container, AT_KEYEXCHANGE, 1024U << 16U);
   const Certificate certificate(NewCertificate(side, container));
-  Step(CryptSetKeyParam(pair, kCertificate, certificate->pbCertEncoded, 0), "CryptSetKeyParam");
+  Step(CryptSetKeyParam(pair, KP_CERTIFICATE, certificate->pbCertEncoded, 0), "CryptSetKeyParam");
   const std::string name = container.Name();
   const Context later(side, name.c_str(), 0);
   Bytes value(4096);
   DWORD length = Length(value);
-  Step(CryptGetKeyParam(Pair(later), kCertificate, value.data(), &length, 0), "CryptGetKeyParam");
+  Step(CryptGetKeyParam(Pair(later), KP_CERTIFICATE, value.data(), &length, 0), "CryptGetKeyParam");
   value.resize(length);
   return value == Bytes(certificate->pbCertEncoded, certificate->pbCertEncoded + certificate->cbCertEncoded)
              ? "TRUE, the same certificate"
@@ -54,7 +53,7 @@ std::string WriteCertificate(const Side& side) {
 }
 std::string WriteNullCertificate(const Side& side) {
   const Prepared context(side);
-  return Answer(CryptSetKeyParam(Pair(context), kCertificate, nullptr, 0));
+  return Answer(CryptSetKeyParam(Pair(context), KP_CERTIFICATE, nullptr, 0));
 }
 
 // How many certificates the store that the provider opens has with the prepared one.

@@ -9,7 +9,7 @@ std::string Generate(HCRYPTPROV context, ALG_ID algorithm, DWORD flags) {
   Key key;
   return Answer(CryptGenKey(context, algorithm, flags, key.Out()));
 }
-Call Session(ALG_ID algorithm, DWORD flags = CRYPT_EXPORTABLE) {
+Call NewSession(ALG_ID algorithm, DWORD flags = CRYPT_EXPORTABLE) {
   return [=](const Side& side) {
     const Prepared context(side);
     return Generate(context, algorithm, flags);
@@ -82,25 +82,25 @@ const Rows kGenerateRows = {
     {"key.pair_both", "CryptGenKey AT_KEYEXCHANGE, then AT_SIGNATURE", "TRUE, two pairs", OtherPair},
     {"key.pair_verification", "CryptGenKey AT_KEYEXCHANGE in a verification context", "FALSE NTE_PERM",
      SessionForVerification(AT_KEYEXCHANGE)},
-    {"key.des", "CryptGenKey CALG_DES", "TRUE", Session(CALG_DES)},
-    {"key.3des", "CryptGenKey CALG_3DES", "TRUE", Session(CALG_3DES)},
-    {"key.3des_0", "CryptGenKey CALG_3DES, flags 0", "TRUE", Session(CALG_3DES, 0)},
-    {"key.3des_112", "CryptGenKey CALG_3DES_112", "TRUE", Session(CALG_3DES_112)},
-    {"key.aes128", "CryptGenKey CALG_AES_128", "TRUE", Session(CALG_AES_128)},
-    {"key.aes192", "CryptGenKey CALG_AES_192", "TRUE", Session(CALG_AES_192)},
-    {"key.aes256", "CryptGenKey CALG_AES_256", "TRUE", Session(CALG_AES_256)},
-    {"key.aes", "CryptGenKey CALG_AES without a size", "TRUE or FALSE NTE_BAD_ALGID", Session(CALG_AES)},
-    {"key.rc2", "CryptGenKey CALG_RC2", "TRUE", Session(CALG_RC2)},
-    {"key.rc4", "CryptGenKey CALG_RC4", "TRUE", Session(CALG_RC4)},
-    {"key.rc4_40", "CryptGenKey CALG_RC4, 40 bits", "TRUE", Session(CALG_RC4, 40U << 16U)},
-    {"key.desx", "CryptGenKey CALG_DESX", "FALSE NTE_BAD_ALGID", Session(kDesx)},
-    {"key.skipjack", "CryptGenKey CALG_SKIPJACK", "FALSE NTE_BAD_ALGID", Session(kSkipjack)},
-    {"key.hash", "CryptGenKey CALG_SHA1", "FALSE NTE_BAD_ALGID", Session(CALG_SHA1)},
-    {"key.0", "CryptGenKey of algorithm 0", "FALSE NTE_BAD_ALGID", Session(0)},
+    {"key.des", "CryptGenKey CALG_DES", "TRUE", NewSession(CALG_DES)},
+    {"key.3des", "CryptGenKey CALG_3DES", "TRUE", NewSession(CALG_3DES)},
+    {"key.3des_0", "CryptGenKey CALG_3DES, flags 0", "TRUE", NewSession(CALG_3DES, 0)},
+    {"key.3des_112", "CryptGenKey CALG_3DES_112", "TRUE", NewSession(CALG_3DES_112)},
+    {"key.aes128", "CryptGenKey CALG_AES_128", "TRUE", NewSession(CALG_AES_128)},
+    {"key.aes192", "CryptGenKey CALG_AES_192", "TRUE", NewSession(CALG_AES_192)},
+    {"key.aes256", "CryptGenKey CALG_AES_256", "TRUE", NewSession(CALG_AES_256)},
+    {"key.aes", "CryptGenKey CALG_AES without a size", "TRUE or FALSE NTE_BAD_ALGID", NewSession(CALG_AES)},
+    {"key.rc2", "CryptGenKey CALG_RC2", "TRUE", NewSession(CALG_RC2)},
+    {"key.rc4", "CryptGenKey CALG_RC4", "TRUE", NewSession(CALG_RC4)},
+    {"key.rc4_40", "CryptGenKey CALG_RC4, 40 bits", "TRUE", NewSession(CALG_RC4, 40U << 16U)},
+    {"key.desx", "CryptGenKey CALG_DESX", "FALSE NTE_BAD_ALGID", NewSession(kDesx)},
+    {"key.skipjack", "CryptGenKey CALG_SKIPJACK", "FALSE NTE_BAD_ALGID", NewSession(kSkipjack)},
+    {"key.hash", "CryptGenKey CALG_SHA1", "FALSE NTE_BAD_ALGID", NewSession(CALG_SHA1)},
+    {"key.0", "CryptGenKey of algorithm 0", "FALSE NTE_BAD_ALGID", NewSession(0)},
     {"key.des_bits", "CryptGenKey CALG_DES, 64 bits", "FALSE NTE_BAD_FLAGS or FALSE NTE_BAD_LEN",
-     Session(CALG_DES, 64U << 16U)},
-    {"key.3des_salt", "CryptGenKey CALG_3DES, CRYPT_CREATE_SALT", "TRUE", Session(CALG_3DES, CRYPT_CREATE_SALT)},
-    {"key.3des_no_salt", "CryptGenKey CALG_3DES, CRYPT_NO_SALT", "TRUE", Session(CALG_3DES, CRYPT_NO_SALT)},
+     NewSession(CALG_DES, 64U << 16U)},
+    {"key.3des_salt", "CryptGenKey CALG_3DES, CRYPT_CREATE_SALT", "TRUE", NewSession(CALG_3DES, CRYPT_CREATE_SALT)},
+    {"key.3des_no_salt", "CryptGenKey CALG_3DES, CRYPT_NO_SALT", "TRUE", NewSession(CALG_3DES, CRYPT_NO_SALT)},
     {"key.3des_verification", "CryptGenKey CALG_3DES in a verification context", "TRUE",
      SessionForVerification(CALG_3DES)},
     {"key.nowhere", "CryptGenKey, no place for the handle", "FALSE ERROR_INVALID_PARAMETER", GenerateNowhere},

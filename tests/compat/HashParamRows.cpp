@@ -4,7 +4,7 @@
 namespace {
 
 // A parameter in a buffer of that many bytes; with none, a question for the size.
-Call Get(ALG_ID algorithm, DWORD parameter, DWORD room, DWORD flags = 0) {
+Call GetParam(ALG_ID algorithm, DWORD parameter, DWORD room, DWORD flags = 0) {
   return [=](const Side& side) {
     const Prepared context(side);
     const Hash hash = HashOf(context, algorithm);
@@ -28,7 +28,7 @@ const Bytes& SomeValue() {
   static const Bytes value(64, 0x5A);
   return value;
 }
-Call Set(DWORD parameter, DWORD flags = 0) {
+Call SetParam(DWORD parameter, DWORD flags = 0) {
   return [=](const Side& side) {
     const Prepared context(side);
     Hash hash;
@@ -78,36 +78,38 @@ std::string DataAfterASetValue(const Side& side) {
 }  // namespace
 
 const Rows kHashParamRows = {
-    {"hash.get.value_size", "HP_HASHVAL, null buffer, SHA-1", "TRUE, length 20", Get(CALG_SHA1, HP_HASHVAL, 0)},
-    {"hash.get.value_size_md5", "HP_HASHVAL, null buffer, MD5", "TRUE, length 16", Get(CALG_MD5, HP_HASHVAL, 0)},
+    {"hash.get.value_size", "HP_HASHVAL, null buffer, SHA-1", "TRUE, length 20", GetParam(CALG_SHA1, HP_HASHVAL, 0)},
+    {"hash.get.value_size_md5", "HP_HASHVAL, null buffer, MD5", "TRUE, length 16", GetParam(CALG_MD5, HP_HASHVAL, 0)},
     {"hash.get.value_size_sha256", "HP_HASHVAL, null buffer, SHA-256", "TRUE, length 32",
-     Get(CALG_SHA_256, HP_HASHVAL, 0)},
+     GetParam(CALG_SHA_256, HP_HASHVAL, 0)},
     {"hash.get.value_size_sha512", "HP_HASHVAL, null buffer, SHA-512", "TRUE, length 64",
-     Get(CALG_SHA_512, HP_HASHVAL, 0)},
+     GetParam(CALG_SHA_512, HP_HASHVAL, 0)},
     {"hash.get.value_size_ssl3", "HP_HASHVAL, null buffer, CALG_SSL3_SHAMD5", "TRUE, length 36",
-     Get(CALG_SSL3_SHAMD5, HP_HASHVAL, 0)},
+     GetParam(CALG_SSL3_SHAMD5, HP_HASHVAL, 0)},
     {"hash.get.value_exact", "HP_HASHVAL, 20 bytes, SHA-1", "TRUE, length 20, A9993E36",
-     Get(CALG_SHA1, HP_HASHVAL, 20)},
+     GetParam(CALG_SHA1, HP_HASHVAL, 20)},
     {"hash.get.value_larger", "HP_HASHVAL, 64 bytes, SHA-1", "TRUE, length 20, A9993E36",
-     Get(CALG_SHA1, HP_HASHVAL, 64)},
+     GetParam(CALG_SHA1, HP_HASHVAL, 64)},
     {"hash.get.value_small", "HP_HASHVAL, 19 bytes, SHA-1", "FALSE ERROR_MORE_DATA, length 20",
-     Get(CALG_SHA1, HP_HASHVAL, 19)},
-    {"hash.get.algid", "HP_ALGID, 4 bytes, SHA-1", "TRUE, length 4, 04800000", Get(CALG_SHA1, HP_ALGID, 4)},
-    {"hash.get.algid_md5", "HP_ALGID, 4 bytes, MD5", "TRUE, length 4, 03800000", Get(CALG_MD5, HP_ALGID, 4)},
-    {"hash.get.algid_size", "HP_ALGID, null buffer", "TRUE, length 4", Get(CALG_SHA1, HP_ALGID, 0)},
-    {"hash.get.algid_larger", "HP_ALGID, 8 bytes", "TRUE, length 4, 04800000", Get(CALG_SHA1, HP_ALGID, 8)},
-    {"hash.get.algid_small", "HP_ALGID, 3 bytes", "FALSE ERROR_MORE_DATA, length 4", Get(CALG_SHA1, HP_ALGID, 3)},
-    {"hash.get.size", "HP_HASHSIZE, 4 bytes, SHA-1", "TRUE, length 4, 14000000", Get(CALG_SHA1, HP_HASHSIZE, 4)},
+     GetParam(CALG_SHA1, HP_HASHVAL, 19)},
+    {"hash.get.algid", "HP_ALGID, 4 bytes, SHA-1", "TRUE, length 4, 04800000", GetParam(CALG_SHA1, HP_ALGID, 4)},
+    {"hash.get.algid_md5", "HP_ALGID, 4 bytes, MD5", "TRUE, length 4, 03800000", GetParam(CALG_MD5, HP_ALGID, 4)},
+    {"hash.get.algid_size", "HP_ALGID, null buffer", "TRUE, length 4", GetParam(CALG_SHA1, HP_ALGID, 0)},
+    {"hash.get.algid_larger", "HP_ALGID, 8 bytes", "TRUE, length 4, 04800000", GetParam(CALG_SHA1, HP_ALGID, 8)},
+    {"hash.get.algid_small", "HP_ALGID, 3 bytes", "FALSE ERROR_MORE_DATA, length 4", GetParam(CALG_SHA1, HP_ALGID, 3)},
+    {"hash.get.size", "HP_HASHSIZE, 4 bytes, SHA-1", "TRUE, length 4, 14000000", GetParam(CALG_SHA1, HP_HASHSIZE, 4)},
     {"hash.get.size_sha512", "HP_HASHSIZE, 4 bytes, SHA-512", "TRUE, length 4, 40000000",
-     Get(CALG_SHA_512, HP_HASHSIZE, 4)},
-    {"hash.get.size_size", "HP_HASHSIZE, null buffer", "TRUE, length 4", Get(CALG_SHA1, HP_HASHSIZE, 0)},
-    {"hash.get.size_small", "HP_HASHSIZE, 3 bytes", "FALSE ERROR_MORE_DATA, length 4", Get(CALG_SHA1, HP_HASHSIZE, 3)},
-    {"hash.get.hmac_info", "HP_HMAC_INFO is not for reading", "FALSE NTE_BAD_TYPE", Get(CALG_SHA1, HP_HMAC_INFO, 4)},
-    {"hash.get.unknown", "a parameter that is none", "FALSE NTE_BAD_TYPE", Get(CALG_SHA1, 0x77, 4)},
-    {"hash.get.flags", "HP_HASHVAL with flags", "FALSE NTE_BAD_FLAGS", Get(CALG_SHA1, HP_HASHVAL, 20, 1)},
+     GetParam(CALG_SHA_512, HP_HASHSIZE, 4)},
+    {"hash.get.size_size", "HP_HASHSIZE, null buffer", "TRUE, length 4", GetParam(CALG_SHA1, HP_HASHSIZE, 0)},
+    {"hash.get.size_small", "HP_HASHSIZE, 3 bytes", "FALSE ERROR_MORE_DATA, length 4",
+     GetParam(CALG_SHA1, HP_HASHSIZE, 3)},
+    {"hash.get.hmac_info", "HP_HMAC_INFO is not for reading", "FALSE NTE_BAD_TYPE",
+     GetParam(CALG_SHA1, HP_HMAC_INFO, 4)},
+    {"hash.get.unknown", "a parameter that is none", "FALSE NTE_BAD_TYPE", GetParam(CALG_SHA1, 0x77, 4)},
+    {"hash.get.flags", "HP_HASHVAL with flags", "FALSE NTE_BAD_FLAGS", GetParam(CALG_SHA1, HP_HASHVAL, 20, 1)},
     {"hash.get.no_length", "HP_HASHVAL, no place for the length", "FALSE ERROR_INVALID_PARAMETER", GetWithoutLength},
-    {"hash.set.value", "CryptSetHashParam HP_HASHVAL", "TRUE", Set(HP_HASHVAL)},
-    {"hash.set.value_flags", "CryptSetHashParam HP_HASHVAL with flags", "FALSE NTE_BAD_FLAGS", Set(HP_HASHVAL, 2)},
+    {"hash.set.value", "CryptSetHashParam HP_HASHVAL", "TRUE", SetParam(HP_HASHVAL)},
+    {"hash.set.value_flags", "CryptSetHashParam HP_HASHVAL with flags", "FALSE NTE_BAD_FLAGS", SetParam(HP_HASHVAL, 2)},
     {"hash.set.null", "CryptSetHashParam HP_HASHVAL of a null pointer", "FALSE ERROR_INVALID_PARAMETER", SetNothing},
     {"hash.set.read", "a value that was set is read", "TRUE, 5A5A5A5A", SetAndRead},
     {"hash.set.after_data", "CryptSetHashParam HP_HASHVAL after data",
@@ -116,7 +118,7 @@ const Rows kHashParamRows = {
      SetAfterTheValue},
     {"hash.set.twice", "CryptSetHashParam HP_HASHVAL twice", "TRUE or FALSE NTE_BAD_HASH_STATE", SetTwice},
     {"hash.set.then_data", "CryptHashData after a value was set", "FALSE NTE_BAD_HASH_STATE", DataAfterASetValue},
-    {"hash.set.algid", "CryptSetHashParam HP_ALGID is only for reading", "FALSE NTE_BAD_TYPE", Set(HP_ALGID)},
-    {"hash.set.size", "CryptSetHashParam HP_HASHSIZE is only for reading", "FALSE NTE_BAD_TYPE", Set(HP_HASHSIZE)},
-    {"hash.set.unknown", "CryptSetHashParam of a parameter that is none", "FALSE NTE_BAD_TYPE", Set(0x77)},
+    {"hash.set.algid", "CryptSetHashParam HP_ALGID is only for reading", "FALSE NTE_BAD_TYPE", SetParam(HP_ALGID)},
+    {"hash.set.size", "CryptSetHashParam HP_HASHSIZE is only for reading", "FALSE NTE_BAD_TYPE", SetParam(HP_HASHSIZE)},
+    {"hash.set.unknown", "CryptSetHashParam of a parameter that is none", "FALSE NTE_BAD_TYPE", SetParam(0x77)},
 };

@@ -118,7 +118,7 @@ std::string Destroy(const Side& side) {
   hash.Forget();
   return Answer(CryptDestroyHash(handle));
 }
-std::string DestroyNothing(const Side& /*side*/) { return Answer(CryptDestroyHash(0)); }
+std::string DestroyNoHash(const Side& /*side*/) { return Answer(CryptDestroyHash(0)); }
 
 }  // namespace
 
@@ -183,5 +183,5 @@ const Rows kHashDataRows = {
     {"hash.key.pair", "CryptHashSessionKey of a key pair", "FALSE NTE_BAD_KEY", PairAsSessionKey},
     {"hash.destroy", "CryptDestroyHash", "TRUE", Destroy},
     {"hash.destroy_null", "CryptDestroyHash of 0", "FALSE ERROR_INVALID_HANDLE or FALSE ERROR_INVALID_PARAMETER",
-     DestroyNothing},
+     DestroyNoHash},
 };

@@ -5,7 +5,6 @@
 
 namespace {
 
-constexpr DWORD kCertificate = 26;
 constexpr DWORD kPinInfo = 44;
 
 enum class Kind { kPair, kSignaturePair, kTriple, kAes, kPublic };
@@ -41,7 +40,7 @@ Call Get(Kind kind, DWORD parameter, DWORD room = 4, DWORD flags = 0) {
     return Ask(Of(kind, context), parameter, room, flags);
   };
 }
-std::string GetNowhere(const Side& side) {
+std::string GetParamNowhere(const Side& side) {
   const Prepared context(side);
   return Answer(CryptGetKeyParam(Pair(context), KP_ALGID, nullptr, nullptr, 0));
 }
@@ -97,7 +96,7 @@ std::string SetOfNoKey(const Side& /*side*/) {
 std::string CertificateOfNewContainer(const Side& side) {
   const Fresh container(side);
   const Key pair = Generated(container, AT_KEYEXCHANGE, 1024U << 16U);
-  return Ask(pair, kCertificate, 4096, 0);
+  return Ask(pair, KP_CERTIFICATE, 4096, 0);
 }
 
 }  // namespace
@@ -128,7 +127,7 @@ const Rows kPairParamRows = {
      Get(Kind::kPair, kPinInfo, 64)},
     {"param.pair.unknown", "a parameter of a pair that is none", "FALSE NTE_BAD_TYPE", Get(Kind::kPair, 0x777)},
     {"param.pair.flags", "KP_ALGID with flags", "FALSE NTE_BAD_FLAGS", Get(Kind::kPair, KP_ALGID, 4, 1)},
-    {"param.pair.nowhere", "KP_ALGID, no place for the length", "FALSE ERROR_INVALID_PARAMETER", GetNowhere},
+    {"param.pair.nowhere", "KP_ALGID, no place for the length", "FALSE ERROR_INVALID_PARAMETER", GetParamNowhere},
     {"param.no_key", "KP_ALGID of key 0", "FALSE ERROR_INVALID_HANDLE or FALSE ERROR_INVALID_PARAMETER", GetOfNoKey},
     {"param.public.algid", "KP_ALGID of an imported public key", "TRUE, 41984; CALG_RSA_KEYX",
      Get(Kind::kPublic, KP_ALGID)},
@@ -175,7 +174,7 @@ const Rows kSessionParamRows = {
     {"param.3des.effective", "KP_EFFECTIVE_KEYLEN of a triple DES key", "FALSE NTE_BAD_TYPE; for RC2",
      Get(Kind::kTriple, KP_EFFECTIVE_KEYLEN)},
     {"param.3des.certificate", "KP_CERTIFICATE of a triple DES key", "FALSE NTE_BAD_TYPE",
-     Get(Kind::kTriple, kCertificate, 64)},
+     Get(Kind::kTriple, KP_CERTIFICATE, 64)},
     {"param.3des.unknown", "a parameter of a triple DES key that is none", "FALSE NTE_BAD_TYPE",
      Get(Kind::kTriple, 0x777)},
     {"param.3des.flags", "KP_KEYLEN of a triple DES key with flags", "FALSE NTE_BAD_FLAGS",

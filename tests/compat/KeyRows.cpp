@@ -68,7 +68,7 @@ std::string DestroyImported(const Side& side) {
   Step(CryptImportKey(context, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key), "CryptImportKey");
   return Answer(CryptDestroyKey(key));
 }
-std::string DestroyNothing(const Side& /*side*/) { return Answer(CryptDestroyKey(0)); }
+std::string DestroyNoKey(const Side& /*side*/) { return Answer(CryptDestroyKey(0)); }
 
 }  // namespace
 
@@ -88,5 +88,5 @@ const Rows kUserKeyRows = {
     {"key.destroy.pair", "CryptDestroyKey of a pair, then CryptGetUserKey", "TRUE (the pair stays)", DestroyPair},
     {"key.destroy.imported", "CryptDestroyKey of an imported public key", "TRUE", DestroyImported},
     {"key.destroy.null", "CryptDestroyKey of 0", "FALSE ERROR_INVALID_HANDLE or FALSE ERROR_INVALID_PARAMETER",
-     DestroyNothing},
+     DestroyNoKey},
 };

@@ -36,6 +36,8 @@ Call Without(DWORD flags, std::string (*work)(HCRYPTPROV)) {
   return [=](const Side& side) { return work(Closed(side, flags)); };
 }
 
+namespace work {
+
 std::string GetKey(HCRYPTPROV context) {
   Key key;
   return Answer(CryptGetUserKey(context, AT_KEYEXCHANGE, key.Out()));
@@ -75,23 +77,25 @@ std::string ImportPublic(HCRYPTPROV context) {
   return Answer(CryptImportKey(context, blob.data(), Length(blob), 0, 0, key.Out()));
 }
 
+}  // namespace work
 }  // namespace
 
 const Rows kPinRows = {
-    {"pin.user_key", "CryptGetUserKey, CRYPT_SILENT", "TRUE", Without(CRYPT_SILENT, GetKey)},
-    {"pin.export", "CryptExportKey PUBLICKEYBLOB, CRYPT_SILENT", "TRUE, 148 bytes", Without(CRYPT_SILENT, ExportKey)},
-    {"pin.random", "CryptGenRandom, CRYPT_SILENT", "TRUE", Without(CRYPT_SILENT, Random)},
-    {"pin.hash", "the value of SHA-1 of \"abc\", CRYPT_SILENT", "TRUE, A9993E36", Without(CRYPT_SILENT, Digest)},
+    {"pin.user_key", "CryptGetUserKey, CRYPT_SILENT", "TRUE", Without(CRYPT_SILENT, work::GetKey)},
+    {"pin.export", "CryptExportKey PUBLICKEYBLOB, CRYPT_SILENT", "TRUE, 148 bytes",
+     Without(CRYPT_SILENT, work::ExportKey)},
+    {"pin.random", "CryptGenRandom, CRYPT_SILENT", "TRUE", Without(CRYPT_SILENT, work::Random)},
+    {"pin.hash", "the value of SHA-1 of \"abc\", CRYPT_SILENT", "TRUE, A9993E36", Without(CRYPT_SILENT, work::Digest)},
     {"pin.sign", "CryptSignHash, CRYPT_SILENT", "FALSE NTE_SILENT_CONTEXT or TRUE, 128 bytes; TRUE without PINs",
-     Without(CRYPT_SILENT, Sign)},
+     Without(CRYPT_SILENT, work::Sign)},
     {"pin.sign_size", "CryptSignHash, null buffer, CRYPT_SILENT",
-     "FALSE NTE_SILENT_CONTEXT or TRUE, 128 bytes; TRUE without PINs", Without(CRYPT_SILENT, SignSize)},
+     "FALSE NTE_SILENT_CONTEXT or TRUE, 128 bytes; TRUE without PINs", Without(CRYPT_SILENT, work::SignSize)},
     {"pin.verify", "CryptVerifySignature of zeros, CRYPT_SILENT", "FALSE NTE_BAD_SIGNATURE",
-     Without(CRYPT_SILENT, Verify)},
-    {"pin.encrypt", "CryptEncrypt with the pair, CRYPT_SILENT", "TRUE", Without(CRYPT_SILENT, Encrypt)},
+     Without(CRYPT_SILENT, work::Verify)},
+    {"pin.encrypt", "CryptEncrypt with the pair, CRYPT_SILENT", "TRUE", Without(CRYPT_SILENT, work::Encrypt)},
     {"pin.generate", "CryptGenKey CALG_3DES, CRYPT_SILENT", "TRUE or FALSE NTE_SILENT_CONTEXT",
-     Without(CRYPT_SILENT, GenerateKey)},
-    {"pin.import", "CryptImportKey PUBLICKEYBLOB, CRYPT_SILENT", "TRUE", Without(CRYPT_SILENT, ImportPublic)},
+     Without(CRYPT_SILENT, work::GenerateKey)},
+    {"pin.import", "CryptImportKey PUBLICKEYBLOB, CRYPT_SILENT", "TRUE", Without(CRYPT_SILENT, work::ImportPublic)},
     {"pin.sign_dialog", "CryptSignHash, and the dialog for the PIN cannot be shown", "FALSE; which code is not said",
-     Without(0, Sign)},
+     Without(0, work::Sign)},
 };

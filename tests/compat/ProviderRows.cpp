@@ -14,7 +14,7 @@ std::string AskName(const Side& side, HCRYPTPROV context, DWORD declared) {
              ? "FALSE ERROR_MORE_DATA, the name's length"
              : answer;
 }
-Call Name(DWORD declared) {
+Call ProviderName(DWORD declared) {
   return [declared](const Side& side) {
     const Prepared context(side);
     return AskName(side, context, declared);
@@ -24,7 +24,7 @@ std::string NameForVerification(const Side& side) {
   const Verifying context(side);
   return AskName(side, context, 1024);
 }
-std::string GetNowhere(const Side& side) {
+std::string AskNowhere(const Side& side) {
   const Prepared context(side);
   return Answer(CryptGetProvParam(context, PP_NAME, nullptr, nullptr, 0));
 }
@@ -53,8 +53,8 @@ std::string NameOfAnotherContainer(const Side& side) {
 }  // namespace
 
 const Rows kProviderRows = {
-    {"provider.name", "PP_NAME", "TRUE, the provider's name", Name(1024)},
-    {"provider.name_small", "PP_NAME, 4 bytes", "FALSE ERROR_MORE_DATA, the name's length", Name(4)},
+    {"provider.name", "PP_NAME", "TRUE, the provider's name", ProviderName(1024)},
+    {"provider.name_small", "PP_NAME, 4 bytes", "FALSE ERROR_MORE_DATA, the name's length", ProviderName(4)},
     {"provider.container", "PP_CONTAINER", "TRUE, prepared", GetProvider(PP_CONTAINER, As::kText)},
     {"provider.container_size", "PP_CONTAINER, null buffer", "TRUE, length 9", GetProviderSize(PP_CONTAINER)},
     {"provider.container_small", "PP_CONTAINER, 8 bytes", "FALSE ERROR_MORE_DATA, length 9",
@@ -107,7 +107,7 @@ const Rows kProviderRows = {
     {"provider.flags", "PP_KEYSPEC with flags", "FALSE NTE_BAD_FLAGS", GetProvider(PP_KEYSPEC, As::kNumber, 4, 0x80)},
     {"provider.all_flags", "PP_KEYSPEC with all flags", "FALSE NTE_BAD_FLAGS",
      GetProvider(PP_KEYSPEC, As::kNumber, 4, 0xFFFFFFFFU)},
-    {"provider.no_length", "no place for the length", "FALSE ERROR_INVALID_PARAMETER", GetNowhere},
+    {"provider.no_length", "no place for the length", "FALSE ERROR_INVALID_PARAMETER", AskNowhere},
     {"provider.verify_name", "PP_NAME in a verification context", "TRUE, the provider's name", NameForVerification},
     {"provider.verify_reader", "PP_SMARTCARD_READER in a verification context", "TRUE or FALSE NTE_BAD_TYPE; for cards",
      GetForVerification(kReaderName, As::kText)},

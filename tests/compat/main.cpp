@@ -43,7 +43,7 @@ bool IsChosen(const Row& row, const std::vector<std::string>& beginnings) {
 }
 
 // The last error of an earlier row must not be taken for that of a call that sets none.
-std::string Ask(const Row& row, const Side& side) {
+std::string AnswerTo(const Row& row, const Side& side) {
   SetLastError(ERROR_SUCCESS);
   try {
     return row.answer(side);
@@ -58,8 +58,8 @@ std::string Ask(const Row& row, const Side& side) {
 void Print(const Row& row) {
   std::printf("%s", row.id);
   std::fflush(stdout);
-  const std::string platform = Ask(row, Side::Platform());
-  const std::string own = Ask(row, Side::This());
+  const std::string platform = AnswerTo(row, Side::Platform());
+  const std::string own = AnswerTo(row, Side::This());
   std::printf("\t%s\t%s\t%s\t%s\n", row.call, row.documented, platform.c_str(), own.c_str());
 }
 

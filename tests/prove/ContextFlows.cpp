@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr DWORD kRoom = 1024;
-
 // Asks for the size, then for the answer. Returns its length.
 DWORD Ask(Application& app, HCRYPTPROV context, DWORD param, DWORD flags = 0) {
   std::array<BYTE, kRoom> answer = {};

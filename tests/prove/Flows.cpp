@@ -6,8 +6,6 @@ const Bytes kKeyBytes = {0xA7, 0x1C, 0x5E, 0xD3, 0x92, 0x4B, 0xF0, 0x68};
 
 namespace {
 
-constexpr std::size_t kModulusBytes = 128;
-
 void AddContainer(ScriptedToken& token) {
   token.pin = kPin;
   token.Add(CertificateObject(Text("one"), "label", kHolderCertificate));

@@ -32,6 +32,8 @@ void PrepareCardWithRoot(ScriptedModule& module);
 extern const Bytes kKeyBytes;
 // What must not stand in memory that is given back: PINs, and the bytes of keys, as they are and in reverse order.
 const std::vector<std::string_view>* Secrets();
+constexpr std::size_t kModulusBytes = 128;
+constexpr DWORD kRoom = 1024;  // for any answer
 constexpr char kContainer[] = "\\\\.\\Reader A\\one";
 
 // By subject, a file each.

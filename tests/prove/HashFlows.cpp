@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr DWORD kRoom = 1024;
 constexpr DWORD kSignatureLength = 128;
 
 void AskHash(Application& app, HCRYPTPROV context, HCRYPTHASH hash, DWORD expectedLength) {

@@ -8,9 +8,6 @@
 
 namespace {
 
-constexpr std::size_t kModulusBytes = 128;
-constexpr DWORD kRoom = 1024;
-
 HCRYPTPROV AcquireWithPin(Application& app) {
   const HCRYPTPROV context = app.Acquire(kContainer);
   app.GivePin(context);

@@ -14,7 +14,7 @@ long AllocationsOf(const Flow& flow) {
   return TheHeap().Allocations();
 }
 
-void Fail(const Flow& flow, long n) {
+void FailOne(const Flow& flow, long n) {
   if (!Report::Takes()) return;
   RunSpoilt(
       flow, "allocation " + std::to_string(n) + " fails", [n](Stage&) { TheHeap().FailAllocation(n); },
@@ -30,7 +30,7 @@ int ProveMemory(const std::vector<Flow>& flows) {
     RunClean(flow);  // what is made once for the process
     const long allocations = AllocationsOf(flow);
     all += allocations;
-    for (long n = 1; n <= allocations; ++n) Fail(flow, n);
+    for (long n = 1; n <= allocations; ++n) FailOne(flow, n);
   }
   return report.End(", " + std::to_string(flows.size()) + " flows with " + std::to_string(all) + " allocations");
 }

@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr CK_RV kCodes[] = {0x5, 0x32, 0xB3, 0x101, 0x150, 0xE1};
+constexpr CK_RV kEntryCodes[] = {0x5, 0x32, 0xB3, 0x101, 0x150, 0xE1};
 constexpr CK_RV kLoginCodes[] = {0xA0, 0xA4, 0x100, 3, 15};
 
 std::string Name(const std::string& entry, int call, CK_RV code, bool fromThenOn) {
@@ -17,7 +17,7 @@ std::string Name(const std::string& entry, int call, CK_RV code, bool fromThenOn
   return text;
 }
 
-void Fail(const Flow& flow, const std::string& entry, int call, CK_RV code, bool fromThenOn) {
+void FailEntry(const Flow& flow, const std::string& entry, int call, CK_RV code, bool fromThenOn) {
   if (!Report::Takes()) return;
   Expectations expectations;
   // What could not be closed stays open.
@@ -38,9 +38,9 @@ int ProveModuleFaults(const std::vector<Flow>& flows) {
     for (std::size_t i = 0; i < entries.size(); ++i) {
       const int call = static_cast<int>(i) + 1;
       for (const bool fromThenOn : {false, true}) {
-        for (const CK_RV code : kCodes) Fail(flow, entries[i], call, code, fromThenOn);
+        for (const CK_RV code : kEntryCodes) FailEntry(flow, entries[i], call, code, fromThenOn);
         if (entries[i].rfind("C_Login", 0) != 0) continue;
-        for (const CK_RV code : kLoginCodes) Fail(flow, entries[i], call, code, fromThenOn);
+        for (const CK_RV code : kLoginCodes) FailEntry(flow, entries[i], call, code, fromThenOn);
       }
     }
   }

@@ -15,7 +15,8 @@
 namespace {
 
 // What PC/SC answers, and what the last error becomes.
-constexpr DWORD kCodes[] = {ERROR_ACCESS_DENIED, ERROR_NOT_ENOUGH_MEMORY, static_cast<DWORD>(SCARD_E_NO_SERVICE)};
+constexpr DWORD kPlatformCodes[] = {ERROR_ACCESS_DENIED, ERROR_NOT_ENOUGH_MEMORY,
+                                    static_cast<DWORD>(SCARD_E_NO_SERVICE)};
 
 // Where a function is called over and over, only some of its calls fail.
 constexpr int kAllOf = 12;
@@ -64,7 +65,7 @@ DWORD RefuseService(const std::string& function) {
   return function == "SCardCancel" || function == "SCardReleaseContext" ? 0 : code;
 }
 
-void Fail(const Flow& flow, const std::string& function, int call, DWORD code, bool fromThenOn) {
+void FailFunction(const Flow& flow, const std::string& function, int call, DWORD code, bool fromThenOn) {
   if (!Report::Takes()) return;
   char text[100];
   std::snprintf(text, sizeof(text), "call %d, %s, fails with %lX%s", call, function.c_str(),
@@ -106,7 +107,7 @@ long FailEach(const Flow& flow, std::map<std::string, int>& functions) {
     const int times = ++met[calls[i]];
     if (times > kAllOf && times % kThenEach != 0) continue;
     for (const bool fromThenOn : {false, true}) {
-      for (const DWORD code : kCodes) Fail(flow, calls[i], static_cast<int>(i) + 1, code, fromThenOn);
+      for (const DWORD code : kPlatformCodes) FailFunction(flow, calls[i], static_cast<int>(i) + 1, code, fromThenOn);
     }
   }
   return static_cast<long>(calls.size());

@@ -21,16 +21,6 @@
 
 namespace {
 
-class OwnLog : public LogFile {
- public:
-  explicit OwnLog(bool logging) {
-    if (logging) return;
-    m_registry.SetText(kProductKey, "CSPLOG", "0");
-    RestartLogs();
-  }
-  using LogFile::TakeLog;
-};
-
 // A session key that stands under another handle.
 class Renamed : public CCSPSecretKey {
  public:
@@ -54,6 +44,16 @@ void Type(ScriptedDialog& dialog, int control, const Marker& pin) {
 }  // namespace
 
 struct SecretStage::State {
+  class OwnLog : public LogFile {
+   public:
+    explicit OwnLog(bool logging) {
+      if (logging) return;
+      m_registry.SetText(kProductKey, "CSPLOG", "0");
+      RestartLogs();
+    }
+    using LogFile::TakeLog;
+  };
+
   State(QuietModule& module, bool logging) : log(logging), loaded(module) {
     pcsc.InsertCard(kReader);
     Renew(g_unplugThreadManager);

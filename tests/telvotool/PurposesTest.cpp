@@ -8,10 +8,10 @@ namespace {
 
 using ::testing::HasSubstr;
 using tool::ParsePurposes;
-using Words = std::vector<std::string>;
+using Numbers = std::vector<std::string>;
 
 // What the parser complains of.
-std::string Complaint(const std::string& list) {
+std::string ComplaintOf(const std::string& list) {
   try {
     ParsePurposes(list);
   } catch (const tool::UsageError& error) {
@@ -21,34 +21,35 @@ std::string Complaint(const std::string& list) {
 }
 
 TEST(PurposesTest, NamesBecomeIdentifiersInTheirOrder) {
-  EXPECT_EQ((Words{"1.3.6.1.5.5.7.3.2", "1.3.6.1.5.5.7.3.1"}), ParsePurposes("clientAuth,serverAuth"));
-  EXPECT_EQ((Words{"1.3.6.1.5.5.7.3.3", "1.3.6.1.5.5.7.3.4", "1.3.6.1.5.5.7.3.8", "1.3.6.1.5.5.7.3.9",
-                   "1.3.6.1.4.1.311.20.2.2"}),
+  EXPECT_EQ((Numbers{"1.3.6.1.5.5.7.3.2", "1.3.6.1.5.5.7.3.1"}), ParsePurposes("clientAuth,serverAuth"));
+  EXPECT_EQ((Numbers{"1.3.6.1.5.5.7.3.3", "1.3.6.1.5.5.7.3.4", "1.3.6.1.5.5.7.3.8", "1.3.6.1.5.5.7.3.9",
+                     "1.3.6.1.4.1.311.20.2.2"}),
             ParsePurposes("codeSigning,emailProtection,timeStamping,OCSPSigning,smartcardLogon"));
 }
 
 TEST(PurposesTest, IdentifiersMayStandAmongNames) {
-  EXPECT_EQ((Words{"1.2.3", "1.3.6.1.5.5.7.3.2", "2.47.268435455"}), ParsePurposes("1.2.3,clientAuth,2.47.268435455"));
-  EXPECT_EQ(Words{"0.39.0"}, ParsePurposes("0.39.0"));
+  EXPECT_EQ((Numbers{"1.2.3", "1.3.6.1.5.5.7.3.2", "2.47.268435455"}),
+            ParsePurposes("1.2.3,clientAuth,2.47.268435455"));
+  EXPECT_EQ(Numbers{"0.39.0"}, ParsePurposes("0.39.0"));
 }
 
 TEST(PurposesTest, WhatIsNoIdentifierIsRefused) {
   for (const char* entry :
        {"", "clientauth", "client Auth", "1", "1.2", "3.1.1", "0.40.1", "1.40.1", "2.48.1", "1..2", ".1.2.3", "1.2.3.",
         "1.02.3", "1.2.268435456", "1.2.99999999999999999999", "1.2.-3", "1.2.+3"}) {
-    EXPECT_THAT(Complaint(entry), HasSubstr("\"" + std::string(entry) + "\" is none of serverAuth, clientAuth,"));
+    EXPECT_THAT(ComplaintOf(entry), HasSubstr("\"" + std::string(entry) + "\" is none of serverAuth, clientAuth,"));
   }
 }
 
 TEST(PurposesTest, AnEmptyEntryIsRefused) {
   for (const char* list : {",", "clientAuth,", ",clientAuth", "clientAuth,,serverAuth"}) {
-    EXPECT_THAT(Complaint(list), HasSubstr("\"\" is none of")) << list;
+    EXPECT_THAT(ComplaintOf(list), HasSubstr("\"\" is none of")) << list;
   }
 }
 
 TEST(PurposesTest, APurposeThatComesTwiceIsRefused) {
-  EXPECT_EQ("--eku: clientAuth is there twice", Complaint("clientAuth,clientAuth"));
-  EXPECT_EQ("--eku: 1.3.6.1.5.5.7.3.2 is there twice", Complaint("clientAuth,1.3.6.1.5.5.7.3.2"));
+  EXPECT_EQ("--eku: clientAuth is there twice", ComplaintOf("clientAuth,clientAuth"));
+  EXPECT_EQ("--eku: 1.3.6.1.5.5.7.3.2 is there twice", ComplaintOf("clientAuth,1.3.6.1.5.5.7.3.2"));
 }
 
 }  // namespace
