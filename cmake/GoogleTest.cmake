@@ -5,6 +5,9 @@ if(WIN32)
 endif()
 add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 include(GoogleTest)
+foreach(target gtest gtest_main gmock gmock_main)
+  target_compile_options(${target} PRIVATE ${TELVO_TEST_FLAGS} -U_FORTIFY_SOURCE)  # as the tests
+endforeach()
 
 # telvo_discover_tests(target ...) registers each test case with CTest, as a process of its own: for tests of windows, which
 # share what Wine keeps for a process. They are listed by running them under Wine when CTest starts, not at build time.

@@ -10,6 +10,16 @@ void Done(BOOL success, const std::string& what) { Require(success, what.c_str()
 
 DWORD Length(const Bytes& bytes) { return static_cast<DWORD>(bytes.size()); }
 
+// Asks `call(BYTE* out, DWORD* length)` for the length, and then for the data.
+template <typename Call>
+Bytes AskedFor(Call call, const std::string& what) {
+  DWORD length = 0;
+  Done(call(nullptr, &length), what);
+  Bytes data(length);
+  Done(call(data.data(), &length), what);
+  return data;
+}
+
 }  // namespace
 
 ProviderHandle SystemProvider(const char* name, DWORD type) {
@@ -29,19 +39,14 @@ HashHandle HashOf(HCRYPTPROV provider, ALG_ID algorithm, const Bytes& data, cons
 }
 
 Bytes ValueOf(HCRYPTHASH hash, const std::string& what) {
-  DWORD length = 0;
-  Done(CryptGetHashParam(hash, HP_HASHVAL, nullptr, &length, 0), what);
-  Bytes value(length);
-  Done(CryptGetHashParam(hash, HP_HASHVAL, value.data(), &length, 0), what);
-  return value;
+  return AskedFor([&](BYTE* out, DWORD* length) { return CryptGetHashParam(hash, HP_HASHVAL, out, length, 0); }, what);
 }
 
 Bytes SignatureOf(HCRYPTHASH hash, const std::string& what) {
-  DWORD length = 0;
-  Done(CryptSignHashA(hash, AT_KEYEXCHANGE, nullptr, 0, nullptr, &length), what);
-  Bytes signature(length);
-  Done(CryptSignHashA(hash, AT_KEYEXCHANGE, nullptr, 0, signature.data(), &length), what);
-  return signature;
+  const auto sign = [&](BYTE* out, DWORD* length) {
+    return CryptSignHashA(hash, AT_KEYEXCHANGE, nullptr, 0, out, length);
+  };
+  return AskedFor(sign, what);
 }
 
 bool Holds(HCRYPTHASH hash, const Bytes& signature, HCRYPTKEY key, const std::string& what) {
@@ -57,11 +62,8 @@ KeyHandle NewKey(HCRYPTPROV provider, ALG_ID algorithm, DWORD flags, const std::
 }
 
 Bytes Export(HCRYPTKEY key, HCRYPTKEY exchangeKey, DWORD type, const std::string& what) {
-  DWORD length = 0;
-  Done(CryptExportKey(key, exchangeKey, type, 0, nullptr, &length), what);
-  Bytes blob(length);
-  Done(CryptExportKey(key, exchangeKey, type, 0, blob.data(), &length), what);
-  return blob;
+  return AskedFor([&](BYTE* out, DWORD* length) { return CryptExportKey(key, exchangeKey, type, 0, out, length); },
+                  what);
 }
 
 KeyHandle Import(HCRYPTPROV provider, const Bytes& blob, HCRYPTKEY exchangeKey, const std::string& what) {

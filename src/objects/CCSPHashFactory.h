@@ -1,4 +1,4 @@
-// CCSPHashFactory: makes hashes, gives them their ids, and keeps each until DestroyHash or its own end. Several threads
+// CCSPHashFactory: makes hashes, gives them their ids, and keeps each until DestroyHash or the factory's end. Several threads
 // may use it at once.
 #pragma once
 

@@ -15,6 +15,7 @@
 
 #include "cryptoki/CryptokiFunctions.h"
 #include "entry/ProviderInterface.h"
+#include "platform/ExportOf.h"
 
 namespace {
 
@@ -65,7 +66,7 @@ class Provider {
  private:
   template <typename Function>
   Function Export(Function /*declared*/, const char* name) const {
-    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(m_library, name)));
+    return ExportOf<Function>(m_library, name);
   }
 
   HCRYPTHASH Feed(ALG_ID algorithm, const Bytes& message, std::size_t piece) const {

@@ -25,6 +25,7 @@
 
 #include "WatchedReader.h"
 #include "entry/ProviderInterface.h"
+#include "platform/ExportOf.h"
 
 namespace {
 
@@ -48,7 +49,7 @@ template <typename Function>
 Function Export(const char* name) {
   static const HMODULE library = LoadLibraryA("telvocsp.dll");
   if (library == nullptr) throw std::runtime_error("telvocsp.dll cannot be loaded");
-  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(library, name)));
+  return ExportOf<Function>(library, name);
 }
 #define PROVIDER(name) Export<decltype(&name)>(#name)
 

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "entry/ProviderInterface.h"
+#include "platform/ExportOf.h"
 
 namespace {
 
@@ -103,7 +104,7 @@ class Provider {
  private:
   template <typename Function>
   Function Export(const char* name) const {
-    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(m_library, name)));
+    return ExportOf<Function>(m_library, name);
   }
 
   HMODULE m_library;

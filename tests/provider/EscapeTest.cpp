@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "RoadTest.h"
+#include "platform/ExportOf.h"
 
 namespace {
 
@@ -16,7 +17,7 @@ class EscapeTest : public RoadTest {
 
   template <typename Function>
   Function Export(const char* name) const {
-    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(m_provider.Library(), name)));
+    return ExportOf<Function>(m_provider.Library(), name);
   }
 
   AcquireFunction m_acquire = Export<AcquireFunction>("CPAcquireContext");

@@ -13,6 +13,7 @@
 #include "ProviderRegistration.h"
 #include "SoftToken.h"
 #include "cryptoki/CryptokiFunctions.h"
+#include "platform/ExportOf.h"
 
 constexpr char kReaderA[] = "TELVO Reader A";
 constexpr char kReaderB[] = "TELVO Reader B";
@@ -40,7 +41,7 @@ class ProviderTest : public ::testing::Test {
   // A function of the library itself.
   template <typename Function>
   Function Export(const char* name) const {
-    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(m_provider.Library(), name)));
+    return ExportOf<Function>(m_provider.Library(), name);
   }
 
   Cryptoki m_cryptoki;

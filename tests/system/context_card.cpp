@@ -17,10 +17,9 @@
 #include "cryptoki/CCryptoWrapper.h"
 #include "cryptoki/CryptokiError.h"
 #include "entry/ProviderInterface.h"
+#include "platform/ExportOf.h"
 
 namespace {
-
-using AcquireFunction = decltype(&CPAcquireContext);
 
 class Contexts {
  public:
@@ -51,8 +50,7 @@ class Contexts {
   std::string AcquireFromLibrary() {
     const HMODULE library = LoadLibraryA(m_provider.c_str());
     if (library == nullptr) return "the library cannot be loaded";
-    const auto acquire =
-        reinterpret_cast<AcquireFunction>(reinterpret_cast<void (*)()>(GetProcAddress(library, "CPAcquireContext")));
+    const auto acquire = ExportOf<decltype(&CPAcquireContext)>(library, "CPAcquireContext");
     HCRYPTPROV handle = 0;
     if (acquire(&handle, m_name.c_str(), CRYPT_SILENT, nullptr) == FALSE) return FormatNumber("%08X", GetLastError());
     return "done";

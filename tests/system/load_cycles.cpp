@@ -14,20 +14,16 @@
 #include <dlfcn.h>
 #endif
 
+#include "entry/ProviderInterface.h"
+#include "platform/ExportOf.h"
+
 namespace {
-
-using AcquireFunction = BOOL(WINAPI*)(HCRYPTPROV*, LPCSTR, DWORD, void*);
-using ReleaseFunction = BOOL(WINAPI*)(HCRYPTPROV, DWORD);
-
-template <typename Function>
-Function Export(HMODULE library, const char* name) {
-  return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(library, name)));
-}
 
 bool Use(HMODULE library, const char* container) {
   HCRYPTPROV handle = 0;
-  return Export<AcquireFunction>(library, "CPAcquireContext")(&handle, container, CRYPT_SILENT, nullptr) != FALSE &&
-         Export<ReleaseFunction>(library, "CPReleaseContext")(handle, 0) != FALSE;
+  const auto acquire = ExportOf<decltype(&CPAcquireContext)>(library, "CPAcquireContext");
+  const auto release = ExportOf<decltype(&CPReleaseContext)>(library, "CPReleaseContext");
+  return acquire(&handle, container, CRYPT_SILENT, nullptr) != FALSE && release(handle, 0) != FALSE;
 }
 
 bool IsLoaded() {
