@@ -39,12 +39,4 @@ count=$(echo "$tests" | wc -l)
 [ "$count" -ge 20 ] || fail "the program lists $count tests"
 for name in $tests; do run_test "$name" "$@"; done
 
-# A program without a screen must not be the first one on the desktop: the others would have none either.
-touch "$folder/hold"
-TELVO_HOLD="Z:$folder/hold" "$@" "$program" "--gtest_filter=LoginPicture.Stands" \
-  >"$folder/picture-output" 2>&1 &
-for _ in $(seq 200); do [ -e "$folder/hold.shown" ] && break; sleep 0.05; done
-[ -e "$folder/hold.shown" ] || { cat "$folder/picture-output"; fail "no dialog is shown beside"; }
-run_test NoScreenTest.TheResultIsMinusOne env TELVO_DISPLAY=none "$@"
-rm "$folder/hold"
-wait $! || { cat "$folder/picture-output"; fail "the dialog beside"; }
+run_test NoScreenTest.TheResultIsMinusOne env TELVO_DISPLAY=none TELVO_PREFIX=screenless "$@"
