@@ -1,5 +1,5 @@
-// CCSPHashFactory: makes hashes, gives them their ids, and keeps each until DestroyHash or the factory's end. Several threads
-// may use it at once.
+// CCSPHashFactory: makes hashes, gives them their ids, and keeps each until DestroyHash or the factory's end. Several
+// threads may use it at once.
 #pragma once
 
 #include "common/Platform.h"

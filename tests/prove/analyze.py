@@ -13,12 +13,13 @@ import shlex
 import subprocess
 import sys
 
+TREE = f"{pathlib.Path(__file__).resolve().parents[2]}/"
 PRODUCT = ("/src/", "/apps/", "/adapter/", "/pkcs11/", "/softtoken/", "/bridge/", "/posix/")
 NOT_FOR_CXX = ["-Wno-analyzer-possible-null-dereference", "-Wno-analyzer-use-of-uninitialized-value"]
 
 
 def is_ours(file):
-    return any(folder in file for folder in PRODUCT) and "/tests/" not in file and file.endswith((".cpp", ".cxx"))
+    return file.startswith(TREE) and any(folder in file for folder in PRODUCT) and "/tests/" not in file and file.endswith((".cpp", ".cxx"))
 
 
 def analyze(entry):

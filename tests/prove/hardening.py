@@ -11,6 +11,7 @@ import subprocess
 import sys
 
 FLAGS = ("-fstack-protector-strong", "-D_FORTIFY_SOURCE=2")
+TREE = f"{pathlib.Path(__file__).resolve().parents[2]}/"
 PRODUCT = ("/src/", "/apps/", "/adapter/", "/pkcs11/")
 CHARACTERISTICS = {0x20: "high-entropy address layout", 0x40: "address layout is random", 0x100: "no code in data"}
 WRITABLE, EXECUTABLE = 0x80000000, 0x20000000
@@ -25,7 +26,8 @@ def compiled_with(database):
     """Each source of the product has the flags, and no later word takes them back."""
     for entry in json.loads(pathlib.Path(database).read_text()):
         words = entry["command"].split()
-        if "/tests/" in entry["file"] or not any(folder in entry["file"] for folder in PRODUCT):
+        file = entry["file"]
+        if not file.startswith(TREE) or "/tests/" in file or not any(folder in file for folder in PRODUCT):
             continue
         if not words[0].endswith(("gcc-posix", "g++-posix")) and "g++-posix" not in entry["command"]:
             continue  # a resource script
