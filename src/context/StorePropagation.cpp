@@ -1,19 +1,13 @@
 #include "context/StorePropagation.h"
 
-#include <memory>
-
 #include "context/CertificateHolder.h"
 #include "context/KeyProviderInfo.h"
 #include "context/ObjectID.h"
+#include "context/StoreHolder.h"
 #include "cryptoki/CryptokiError.h"
 #include "log/Logs.h"
 
 namespace {
-
-struct CloseStore {
-  void operator()(void* store) const { CertCloseStore(store, 0); }
-};
-using StoreHolder = std::unique_ptr<void, CloseStore>;
 
 DWORD FailWith(const char* label, DWORD code) {
   g_contextLog.WriteFormatted(label, code, "%08X", true);

@@ -93,6 +93,7 @@ BOOL Answer(ProvParamCall& call, const ProvParamRow& row) {
   if (const Outcome end = row.write(call)) return *end;
   const BOOL result = call.frame.Succeed();
   g_entryLog.WriteBytes("pbData = ", call.answer, call.size, true);
+  HandOverStore(call);
   return result;
 }
 
@@ -114,6 +115,6 @@ BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD*
   g_entryLog.WriteHex("\ndwParam: ", dwParam, true);
   const ProvParamRow* const row = FindRow(kProvParamRows, dwParam);
   if (row == nullptr) return frame.Refuse("\nCPGetProvParam dwParam not supported", NTE_BAD_TYPE);
-  ProvParamCall call = {{frame, *context}, pbData, pcbDataLen, dwFlags, 0, {}, {}, pbData};
+  ProvParamCall call = {{frame, *context}, pbData, pcbDataLen, dwFlags, 0, {}, {}, pbData, {}};
   return Answer(call, *row);
 }

@@ -7,6 +7,7 @@
 #include <array>
 #include <string>
 
+#include "context/StoreHolder.h"
 #include "entry/ParamCall.h"
 
 namespace provparam {
@@ -17,8 +18,9 @@ struct ProvParamCall : ParamCall {
   DWORD flags;
   DWORD size;                    // of the answer in bytes, from the first step
   std::string name;              // the answer, where it is one
-  std::array<BYTE, 4> ownBytes;  // of PP_KEYSET_TYPE
+  std::array<BYTE, 8> ownBytes;  // the answer, where the buffer does not have it yet or never gets it
   const BYTE* answer;            // what the last log line shows
+  StoreHolder store;             // the answer, until the caller has its handle
 };
 
 // The buffer is smaller than the answer: logs both sizes, tells the caller the second one, ERROR_MORE_DATA.

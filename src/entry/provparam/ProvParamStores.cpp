@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <exception>
 
 namespace provparam {
 
@@ -14,24 +13,11 @@ namespace {
 std::atomic<HCERTSTORE> g_userStore{nullptr};
 std::atomic<HCERTSTORE> g_rootStore{nullptr};
 
-// Closes a store when an exception leaves before the caller has its handle.
-class StoreUntilWritten {
- public:
-  explicit StoreUntilWritten(HCERTSTORE store) : m_store(store) {}
-  ~StoreUntilWritten() {
-    if (m_store != nullptr && std::uncaught_exceptions() > m_exceptions) CertCloseStore(m_store, 0);
-  }
-  StoreUntilWritten(const StoreUntilWritten&) = delete;
-  StoreUntilWritten& operator=(const StoreUntilWritten&) = delete;
-
- private:
-  const HCERTSTORE m_store;
-  const int m_exceptions = std::uncaught_exceptions();
-};
-
-void WriteStoreHandle(ProvParamCall& call, HCERTSTORE store) {
-  const auto handle = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(store));
-  std::memcpy(call.data, &handle, sizeof(handle));
+// The log shows the handle before the caller has it.
+void ShowStoreHandle(ProvParamCall& call) {
+  const auto handle = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(call.store.get()));
+  std::memcpy(call.ownBytes.data(), &handle, sizeof(handle));
+  call.answer = call.ownBytes.data();
   *call.length = sizeof(handle);
 }
 
@@ -42,7 +28,7 @@ Outcome WriteUserStore(ProvParamCall& call) {
   g_entryLog.WriteLine("\nCPGetProvParam: Requesting User Cert Store Handle");
   auto* const store = CertOpenSystemStoreA(0, "MY");
   g_userStore = store;
-  const StoreUntilWritten guard(store);
+  call.store.reset(store);
   if (store == nullptr) {
     const DWORD code = GetLastError();
     g_entryLog.WriteLine("\nCPGetProvParam Error: Requesting Cert User Store Handle Failed to Open Cert");
@@ -52,7 +38,7 @@ Outcome WriteUserStore(ProvParamCall& call) {
   } else {
     g_entryLog.WriteLine("\nCPGetProvParam: Failed to propagate certificate");
   }
-  WriteStoreHandle(call, store);
+  ShowStoreHandle(call);
   return kGoOn;
 }
 
@@ -60,18 +46,25 @@ Outcome WriteRootStore(ProvParamCall& call) {
   g_entryLog.WriteLine("\nCPGetProvParam: Requesting Root Cert Store Handle");
   auto* const store = CertOpenSystemStoreA(0, "ROOT");
   g_rootStore = store;
-  const StoreUntilWritten guard(store);
+  call.store.reset(store);
   if (store == nullptr) {
     return call.frame.Refuse("\nCPGetProvParam Error: Requesting Cert Root Store Handle Failed to Open Cert",
                              GetLastError());
   }
   if (call.context.AddCertificatesToStore(store, 1, 0) == 0) {
     g_entryLog.WriteLine("\nCPGetProvParam: Failed to propagate certificate");
-    return FALSE;  // the last error stays as it is
+    static_cast<void>(call.store.release());  // Required: it stays open, although the caller does not get it
+    return FALSE;                             // the last error stays as it is
   }
   g_entryLog.WriteLine("\nCPGetProvParam: Requesting Root Cert Store Handle: Success");
-  WriteStoreHandle(call, store);
+  ShowStoreHandle(call);
   return kGoOn;
+}
+
+void HandOverStore(ProvParamCall& call) noexcept {
+  if (call.store == nullptr) return;
+  std::memcpy(call.data, call.ownBytes.data(), call.ownBytes.size());
+  static_cast<void>(call.store.release());
 }
 
 }  // namespace provparam

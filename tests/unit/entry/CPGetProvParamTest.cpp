@@ -1,6 +1,8 @@
+#include <atomic>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <new>
 #include <vector>
 
 #include "entry/CCSPContextList.h"
@@ -9,11 +11,13 @@
 #include "fixtures/Expect.h"
 #include "log/Logs.h"
 #include "module/SampleCertificates.h"
+#include "platform/HeapWatch.h"
 #include "platform/ScriptedCertStore.h"
 #include "platform/ScriptedSecurity.h"
 
 namespace {
 
+using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
@@ -739,6 +743,20 @@ TEST_F(DescriptorFailureTest, FlagsThatNameNoPartLackMemoryLikeAnyOther) {
 
 // --- Certificate stores
 
+// One allocation fails, counted from 1. A build with AddressSanitizer has a heap of its own, and there none fails.
+class FailedAllocation : public HeapGuard {
+ public:
+  explicit FailedAllocation(long n) : m_toGo(n) {}
+  bool Allows(std::size_t /*length*/) noexcept override { return --m_toGo != 0; }
+  void OnGiven(char* /*block*/, std::size_t /*length*/) noexcept override {}
+  void OnReleased(const char* /*block*/, std::size_t /*length*/) noexcept override {}
+
+  long ToGo() const { return m_toGo; }
+
+ private:
+  std::atomic<long> m_toGo;
+};
+
 class StoreParameterTest : public CPGetProvParamTest {
  protected:
   StoreParameterTest() {
@@ -753,6 +771,13 @@ class StoreParameterTest : public CPGetProvParamTest {
     std::uint64_t handle = 0;
     std::memcpy(&handle, m_buffer.data(), sizeof(handle));
     return reinterpret_cast<HCERTSTORE>(static_cast<std::uintptr_t>(handle));
+  }
+  long AllocationsOf(DWORD param) {
+    const long none = 1'000'000;
+    const FailedAllocation counter(none);
+    EXPECT_TRUE(Call(param, 8));
+    EXPECT_TRUE(CertCloseStore(Answered(), 0));
+    return none - counter.ToGo();
   }
   std::string AnsweredBytes() {
     std::string hex;
@@ -858,6 +883,7 @@ TEST_F(StoreParameterTest, WithoutPropagationTheRootStoreIsAFailureWithTheCodeAs
   EXPECT_FALSE(Call(46, 100));
   EXPECT_EQ(1001U, GetLastError());
   EXPECT_EQ(100U, m_length);
+  EXPECT_EQ(1U, m_stores.stores.size()) << "it stays open";
   EXPECT_EQ(Opening(46, 100) + Line("\nCPGetProvParam: Requesting Root Cert Store Handle") +
                 Line("\nCPGetProvParam: Failed to propagate certificate"),
             TakeLog());
@@ -870,6 +896,22 @@ TEST_F(StoreParameterTest, AStoreThatNobodyGetsIsClosed) {
     EXPECT_THAT(m_stores.stores, IsEmpty());
   }
   EXPECT_EQ(2U, m_stores.names.size());
+}
+
+// The last allocations are those of the log items that show the handle.
+TEST_F(StoreParameterTest, AStoreIsClosedWhicheverAllocationFails) {
+  for (const DWORD param : {42U, 46U}) {
+    const long all = AllocationsOf(param);
+    for (long n = 1; n <= all; ++n) {
+      try {
+        const FailedAllocation failure(n);
+        if (Call(param, 8) != FALSE) CertCloseStore(Answered(), 0);
+      } catch (const std::bad_alloc&) {
+        EXPECT_THAT(Answer(8), AnyOf(Bytes(8, 0), Bytes(8, 0xEE))) << n << " of " << all;
+      }
+      EXPECT_THAT(m_stores.stores, IsEmpty()) << n << " of " << all;
+    }
+  }
 }
 
 TEST_F(StoreParameterTest, EachRequestOpensAStoreOfItsOwn) {
