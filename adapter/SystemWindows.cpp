@@ -82,10 +82,10 @@ std::optional<std::string> RegistryText(const char* name) {
            ERROR_SUCCESS;
   };
   if (!get(nullptr)) return std::nullopt;
-  std::vector<wchar_t> text(length / sizeof(wchar_t) + 1);
+  std::wstring text(length / sizeof(wchar_t) + 1, L'\0');
   length = static_cast<DWORD>(text.size() * sizeof(wchar_t));
   if (!get(text.data()) || text.front() == L'\0') return std::nullopt;
-  return Narrow(text.data());
+  return Narrow(text.c_str());
 }
 
 std::string LibraryFolder() {

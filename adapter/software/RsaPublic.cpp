@@ -30,8 +30,7 @@ struct Number {
 
 // A public key in the library's hands.
 struct Key {
-  explicit Key(const RsaPublicKey& key) : modulus(key.modulus) {
-    const Number exponent(key.exponent);
+  explicit Key(const RsaPublicKey& key) : modulus(key.modulus), exponent(key.exponent) {
     Require(modulus.Size() >= kMinModulus && modulus.Size() <= kMaxModulus && modulus.IsOdd(), CKR_KEY_SIZE_RANGE);
     Require(exponent.IsOdd() && exponent.Size() <= modulus.Size(), CKR_KEY_SIZE_RANGE);
     StartGcrypt();
@@ -41,6 +40,7 @@ struct Key {
   std::size_t Size() const { return modulus.Size(); }
 
   Number modulus;
+  Number exponent;
   Sexp expression;
 };
 

@@ -2,22 +2,23 @@
 # "full". It may write into build/prove/GROUP. It ends by a call of finish.
 set -eu
 
-# build PRESET TARGET...: builds what a group runs.
+# build PRESET TARGET...: builds what a group runs. Shows what the compiler said only when it fails.
 build() {
-  local preset=$1
+  local preset=$1 log=build/prove/build.log
   shift
-  cmake --preset "$preset" >/dev/null
-  cmake --build --preset "$preset" -j "$(nproc)" --target "$@" >/dev/null
+  if cmake --preset "$preset" >$log 2>&1 && cmake --build --preset "$preset" -j "$(nproc)" --target "$@" >>$log 2>&1; then return 0; fi
+  tail -n 40 $log
+  exit 1
 }
 
 # wine PROGRAM...: runs a program of the windows preset.
 wine() { cmake/wine-run "$PWD/build/windows" "$@"; }
 
-# finish RUNS FINDINGS SHOWN: ends a group. SHOWN is one sentence: what the run has shown, with its figures. Fails when there
-# are findings.
+# finish RUNS FINDINGS SHOWN [EXPLAINED]: ends a group. SHOWN is one sentence: what the run has shown, with its figures. It has
+# the reasons of EXPLAINED findings, none by default. Fails when there are more.
 finish() {
   printf 'prove-runs: %s\nprove-findings: %s\nprove-shown: %s\n' "$1" "$2" "$3"
-  [ "$2" = 0 ]
+  [ "$2" = "${4:-0}" ]
 }
 
 # add_up FILE...: adds the last lines "tally: RUNS FINDINGS ROUNDS TOLD" of the programs of a group to runs and findings, and sets
