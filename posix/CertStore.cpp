@@ -204,7 +204,8 @@ BOOL CertAddCertificateContextToStore(HCERTSTORE store, PCCERT_CONTEXT certifica
   const std::lock_guard<std::mutex> lock(contents.mutex);
   contents.certificates.remove_if(
       [certificate](const CertificateHolder& other) { return other->HasNumberOf(*From(certificate)); });
-  contents.certificates.emplace_back(From(certificate)->Copy());
+  CertificateHolder copy(From(certificate)->Copy());
+  contents.certificates.push_back(std::move(copy));
   return TRUE;
 }
 

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <fstream>
 #include <iostream>
+#include <new>
 #include <string>
 
 #include "common/BytesAsText.h"
@@ -95,16 +96,20 @@ template <typename Body>
 bool CCSPLog::WithFile(Body body) {
   if (IsOff()) return false;
   const LastErrorKept lastError;
-  std::ofstream file(m_fileName, std::ios::out | std::ios::app);
-  if (file.fail()) return false;
-  if (!file.is_open()) {
-    ReportStreamState(file, std::cerr);
+  try {
+    std::ofstream file(m_fileName, std::ios::out | std::ios::app);
+    if (file.fail()) return false;
+    if (!file.is_open()) {
+      ReportStreamState(file, std::cerr);
+      return false;
+    }
+    const LogLock lock;
+    body(file);
+    file.flush();
+    return true;
+  } catch (const std::bad_alloc&) {
     return false;
   }
-  const LogLock lock;
-  body(file);
-  file.flush();
-  return true;
 }
 
 // Without a file name nothing is written; with logging off there is none.
@@ -126,7 +131,13 @@ void CCSPLog::WriteHex(const char* label, DWORD value, bool newline) { WriteForm
 
 void CCSPLog::WriteFormatted(const char* label, DWORD value, const char* format, bool newline) {
   if (IsOff()) return;
-  Write(label, FormatNumber(format, value).c_str(), newline);
+  std::string number;
+  try {
+    number = FormatNumber(format, value);
+  } catch (const std::bad_alloc&) {
+    return;
+  }
+  Write(label, number.c_str(), newline);
 }
 
 void CCSPLog::WriteDecimal(const char* label, DWORD value, bool newline) {

@@ -3,7 +3,8 @@
 // Each source module owns one process-wide object (log/Logs.h), and all of them append to one file. Whether
 // and where is read from the registry when an object is constructed: `CSPLOG`, a string with a decimal number,
 // switches logging on when it is not zero; `CSPDIR` is the complete path of the file. Callers always log, and
-// the object decides whether to write. A failure is never reported: the item is lost.
+// the object decides whether to write. A failure is never reported: the item is lost. Nor does an item throw when there
+// is no memory for it: destructors log, too.
 //
 // The file is opened and closed for each item, so that it can be read while it grows and several processes
 // can append to it. Items of two threads or processes may alternate. On Windows line ends are written as CR
@@ -63,7 +64,7 @@ class CCSPLog {
   bool IsOff() const;
   bool ReadFileName();
   void WriteStartLine();
-  // Opens the file for appending and hands it to `body`; false when it cannot be opened.
+  // Opens the file for appending and hands it to `body`; false when it cannot be opened, or when there is no memory.
   template <typename Body>
   bool WithFile(Body body);
 

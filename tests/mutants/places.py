@@ -182,10 +182,17 @@ def with_another_letter(text, random):
     return text[:at] + random.choice([letter for letter in LETTERS if letter != text[at].lower()]) + text[at + 1:]
 
 
+def is_for_the_compiler(source, index):
+    """Whether a literal is that of a static_assert or of extern "C"."""
+    while index > 0 and source.word(index - 1) not in (";", "{", "}"):
+        index -= 1
+    return source.word(index) in ("static_assert", "extern")
+
+
 def texts(source):
     for index, token in enumerate(source.tokens):
         text = token.group()
-        if token.lastgroup == "text" and re.search(r'"(?:[^\\"]|\\.[^"\\])', text) and source.word(index - 1) != "extern":
+        if token.lastgroup == "text" and re.search(r'"(?:[^\\"]|\\.[^"\\])', text) and not is_for_the_compiler(source, index):
             yield source.change("text", index, index, lambda random, text=text: with_another_letter(text, random))
 
 

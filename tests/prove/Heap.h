@@ -2,8 +2,10 @@
 // allocation that fails, and whether a secret stood in a block that was given back.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 #include <vector>
 
@@ -31,6 +33,12 @@ class Heap : public HeapGuard {
   long Allocations() const { return m_allocations; }
   bool HasFailed() const { return m_failing != 0 && m_allocations >= m_failing; }
 
+  // Counts anew, too, and none fails. Finds the allocations with new callers: those whose chain of callers had none
+  // before in this process.
+  void FindNewCallers();
+  // The numbers of those that were found, in ascending order.
+  std::vector<long> NewCallers() const;
+
   // The most bytes that were alive at a time since the start, beside those that were alive at the start.
   void StartPeak() { m_peak = m_atStart = m_bytes.load(); }
   long Peak() const { return m_peak - m_atStart; }
@@ -53,6 +61,15 @@ class Heap : public HeapGuard {
   std::atomic<long> m_bytes{0};
   std::atomic<long> m_peak{0};
   std::atomic<long> m_atStart{0};
+  // Which chains were seen, by their hash, and which allocations began a new one. No memory may be asked for here.
+  bool IsNewChain(std::uint64_t hash) noexcept;
+  void LookAtCallers(long n) noexcept;
+  static constexpr std::size_t kMostChains = 1U << 17U;
+  std::array<std::atomic<std::uint64_t>, kMostChains> m_chains{};
+  std::array<long, kMostChains> m_newCallers{};
+  std::atomic<std::size_t> m_newCallersCount{0};
+  std::atomic<bool> m_looksAtCallers{false};
+
   const std::vector<std::string_view>* m_secrets = nullptr;
   std::atomic<long> m_leaks{0};
 };

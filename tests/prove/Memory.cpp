@@ -1,5 +1,6 @@
-// Each allocation of the provider fails once.
+// Each allocation of the provider fails once: the first one of each chain of callers.
 #include <string>
+#include <vector>
 
 #include "Heap.h"
 #include "Proofs.h"
@@ -7,12 +8,6 @@
 #include "Runs.h"
 
 namespace {
-
-long AllocationsOf(const Flow& flow) {
-  TheHeap().FailAllocation(0);
-  RunClean(flow);
-  return TheHeap().Allocations();
-}
 
 void FailOne(const Flow& flow, long n) {
   if (!Report::Takes()) return;
@@ -26,11 +21,17 @@ void FailOne(const Flow& flow, long n) {
 int ProveMemory(const std::vector<Flow>& flows) {
   Report report("memory");
   long all = 0;
+  std::size_t chains = 0;
   for (const Flow& flow : flows) {
     RunClean(flow);  // what is made once for the process
-    const long allocations = AllocationsOf(flow);
-    all += allocations;
-    for (long n = 1; n <= allocations; ++n) FailOne(flow, n);
+    TheHeap().FindNewCallers();
+    RunClean(flow);
+    all += TheHeap().Allocations();
+    const std::vector<long> newCallers = TheHeap().NewCallers();
+    TheHeap().FailAllocation(0);
+    chains += newCallers.size();
+    for (const long n : newCallers) FailOne(flow, n);
   }
-  return report.End(", " + std::to_string(flows.size()) + " flows with " + std::to_string(all) + " allocations");
+  return report.End(", " + std::to_string(flows.size()) + " flows with " + std::to_string(all) + " allocations by " +
+                    std::to_string(chains) + " chains of callers");
 }

@@ -65,7 +65,8 @@ void User::Answer(ScriptedDialog& dialog) {
   for (const std::string& pin : pins) {
     if (dialog.HasEnded() || !dialog.IsEnabled(IDC_PIN_EDIT)) return;
     dialog.Press(IDC_PIN_EDIT, VK_END);
-    while (!dialog.GetText(IDC_PIN_EDIT).empty()) dialog.Press(IDC_PIN_EDIT, VK_BACK);
+    while (!dialog.HasEnded() && !dialog.GetText(IDC_PIN_EDIT).empty()) dialog.Press(IDC_PIN_EDIT, VK_BACK);
+    if (dialog.HasEnded()) return;
     dialog.Type(IDC_PIN_EDIT, pin);
     ++given[pin];
     dialog.Click(IDC_LOGIN);

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace {
@@ -13,11 +14,16 @@ constexpr std::chrono::seconds kPatience(10);
 
 std::atomic<ScriptedWinSCard*> g_scriptedWinSCard{nullptr};
 
-// What the functions do with the instance that lives; without one there is no service.
+// What the functions do with the instance that lives; without one there is no service. A function of C does not throw.
 template <typename Body>
 LONG WithScripted(Body body) {
   ScriptedWinSCard* const scripted = g_scriptedWinSCard;
-  return scripted != nullptr ? body(*scripted) : static_cast<LONG>(SCARD_E_NO_SERVICE);
+  if (scripted == nullptr) return static_cast<LONG>(SCARD_E_NO_SERVICE);
+  try {
+    return body(*scripted);
+  } catch (const std::bad_alloc&) {
+    return static_cast<LONG>(SCARD_E_NO_MEMORY);
+  }
 }
 
 std::string Hex(DWORD value) {

@@ -1,4 +1,3 @@
-#include <atomic>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +10,7 @@
 #include "fixtures/Expect.h"
 #include "log/Logs.h"
 #include "module/SampleCertificates.h"
-#include "platform/HeapWatch.h"
+#include "platform/FailedAllocation.h"
 #include "platform/ScriptedCertStore.h"
 #include "platform/ScriptedSecurity.h"
 
@@ -743,20 +742,6 @@ TEST_F(DescriptorFailureTest, FlagsThatNameNoPartLackMemoryLikeAnyOther) {
 
 // --- Certificate stores
 
-// One allocation fails, counted from 1. A build with AddressSanitizer has a heap of its own, and there none fails.
-class FailedAllocation : public HeapGuard {
- public:
-  explicit FailedAllocation(long n) : m_toGo(n) {}
-  bool Allows(std::size_t /*length*/) noexcept override { return --m_toGo != 0; }
-  void OnGiven(char* /*block*/, std::size_t /*length*/) noexcept override {}
-  void OnReleased(const char* /*block*/, std::size_t /*length*/) noexcept override {}
-
-  long ToGo() const { return m_toGo; }
-
- private:
-  std::atomic<long> m_toGo;
-};
-
 class StoreParameterTest : public CPGetProvParamTest {
  protected:
   StoreParameterTest() {
@@ -773,11 +758,10 @@ class StoreParameterTest : public CPGetProvParamTest {
     return reinterpret_cast<HCERTSTORE>(static_cast<std::uintptr_t>(handle));
   }
   long AllocationsOf(DWORD param) {
-    const long none = 1'000'000;
-    const FailedAllocation counter(none);
+    const FailedAllocation none(0);
     EXPECT_TRUE(Call(param, 8));
     EXPECT_TRUE(CertCloseStore(Answered(), 0));
-    return none - counter.ToGo();
+    return none.Count();
   }
   std::string AnsweredBytes() {
     std::string hex;

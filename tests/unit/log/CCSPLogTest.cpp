@@ -2,6 +2,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <thread>
@@ -11,6 +12,7 @@
 #include "fixtures/LogFile.h"
 #include "log/CCSPLog.h"
 #include "log/Logs.h"
+#include "platform/FailedAllocation.h"
 #include "platform/LogLockWatch.h"
 
 namespace {
@@ -196,6 +198,28 @@ TEST_F(CCSPLogTest, AFullDiskMakesItemsVanish) {
   EXPECT_EQ("", TakeLog());
 }
 #endif
+
+// Destructors log, too, and an exception that leaves one ends the process.
+TEST_F(CCSPLogTest, AnItemThatFindsNoMemoryIsLostWithoutAnException) {
+  const std::string text(1000, 'x');
+  const auto* const bytes = reinterpret_cast<const BYTE*>(text.data());
+  const std::function<void()> items[] = {
+      [&] { m_log.WriteLine(text.c_str()); }, [&] { m_log.WriteHex(text.c_str(), 1, true); },
+      [&] { m_log.WriteBytes(text.c_str(), bytes, 1000, true); }, [&] { m_log.WriteHexDump(bytes, 1000); },
+      [&] { m_log.WriteTLV(text.c_str(), 1, 1000, bytes); }};
+  for (const auto& write : items) {
+    const auto allocations = [&write](long failing) {
+      const FailedAllocation failure(failing);
+      write();
+      return failure.Count();
+    };
+    const long all = allocations(0);
+    for (long n = 1; n <= all; ++n) EXPECT_NO_THROW(allocations(n));
+    TakeLog();
+    write();
+    EXPECT_NE("", TakeLog()) << "the log goes on";
+  }
+}
 
 TEST_F(CCSPLogTest, AnObjectBeforeItsConstructionWritesNothing) {
   const BYTE data[] = {1};

@@ -1,0 +1,25 @@
+// FailedAllocation: while it lives, the n-th allocation by new or new[], counted from 1, fails; none with 0.
+//
+// A build with AddressSanitizer has a heap of its own: there none fails, and none is counted.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+
+#include "platform/HeapWatch.h"
+
+class FailedAllocation : public HeapGuard {
+ public:
+  explicit FailedAllocation(long n) : m_failing(n) {}
+
+  bool Allows(std::size_t /*length*/) noexcept override { return ++m_count != m_failing; }
+  void OnGiven(char* /*block*/, std::size_t /*length*/) noexcept override {}
+  void OnReleased(const char* /*block*/, std::size_t /*length*/) noexcept override {}
+
+  // So many allocations there were.
+  long Count() const { return m_count; }
+
+ private:
+  const long m_failing;
+  std::atomic<long> m_count{0};
+};
