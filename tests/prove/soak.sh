@@ -2,6 +2,7 @@
 # soak.sh short|full: long use of the provider on a software token, in the host build and under Wine.
 # shellcheck source=tests/prove/common.sh
 . "$(dirname "$0")/common.sh"
+set -o pipefail
 report=build/prove/soak/report
 mkdir -p build/prove/soak
 : >$report
@@ -13,7 +14,8 @@ soak_in() {
   shift 4
   echo "in $(basename "$build")"
   tests/bench/bench.sh "$build/tests/prove/$program" "$build/$library" "$build/softtoken/$softtoken" \
-    "$build/softtoken/libtelvopkcs11.so" -- "$@" | tr -d '\r' | tee -a $report
+    "$build/softtoken/libtelvopkcs11.so" -- "$@" | tr -d '\r' | sed "s|\$| ($(basename "$build"))|" | tee -a $report ||
+    echo "FOUND the run in $(basename "$build") did not end as it should" | tee -a $report
 }
 
 part=1
@@ -24,7 +26,7 @@ if [ "$1" = full ]; then
   build windows soak telvocsp telvopkcs11 telvopkcs11_native
 fi
 if [ "$1" = full ] || [ "${2:-host}" = host ]; then soak_in host soak libtelvocsp.so libtelvopkcs11.so env; fi
-if [ "$1" = full ] || [ "${2:-host}" = windows ]; then soak_in windows soak.exe telvocsp.dll telvopkcs11.dll cmake/wine-run "$PWD/build/windows"; fi
+if [ "$1" = full ] || [ "${2:-host}" = windows ]; then soak_in windows soak.exe telvocsp.dll telvopkcs11.dll "$PWD/cmake/wine-run" "$PWD/build/windows"; fi
 runs=$(awk '{ sum += $2 } END { print sum + 0 }' $report)
 [ "$runs" -gt 0 ] || exit 1
 finish "$runs" "$(grep -c '^FOUND' $report)" "$(sed 's/^ok *//; s/^FOUND */FOUND: /' $report | paste -sd';' | sed 's/;/; /g')"
