@@ -15,7 +15,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <stdexcept>
@@ -24,6 +23,7 @@
 
 #include "entry/ProviderInterface.h"
 #include "platform/ExportOf.h"
+#include "platform/OpenHandles.h"
 
 namespace {
 
@@ -44,9 +44,7 @@ struct Usage {
 Usage Used() {
   PROCESS_MEMORY_COUNTERS memory = {};
   GetProcessMemoryInfo(GetCurrentProcess(), &memory, sizeof(memory));
-  DWORD handles = 0;
-  GetProcessHandleCount(GetCurrentProcess(), &handles);
-  return {static_cast<long>(memory.PagefileUsage / 1024), static_cast<long>(handles)};
+  return {static_cast<long>(memory.PagefileUsage / 1024), OpenHandles()};
 }
 #else
 Usage Used() {
@@ -55,8 +53,7 @@ Usage Used() {
   for (std::string line; std::getline(status, line);) {
     if (line.rfind("RssAnon:", 0) == 0) kilobytes = std::stol(line.substr(8));
   }
-  const std::filesystem::directory_iterator files("/proc/self/fd");
-  return {kilobytes, static_cast<long>(std::distance(begin(files), end(files)))};
+  return {kilobytes, OpenHandles()};
 }
 #endif
 

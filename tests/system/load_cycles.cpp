@@ -2,7 +2,8 @@
 // unloads it, again and again. load_cycles CYCLES THREADS: starts and terminates so many threads as often, which is
 // what the provider does with its watchers.
 //
-// Says "begun" after a tenth of the cycles, at most a hundred, and "done" at the end, and waits each time for a line.
+// Says "begun" after a tenth of the cycles, at most a hundred, and "done" at the end, and waits each time for a
+// line. Fails when many more handles are open at the end than at "begun".
 #include "common/Platform.h"
 
 #include <algorithm>
@@ -16,8 +17,17 @@
 
 #include "entry/ProviderInterface.h"
 #include "platform/ExportOf.h"
+#include "platform/OpenHandles.h"
 
 namespace {
+
+// Two semaphores, a thread and an event stay open in each cycle under Wine when readers are watched. What keeps them is
+// not known; more must not become of it.
+#ifdef _WIN32
+constexpr long kHandlesPerCycle = 4;
+#else
+constexpr long kHandlesPerCycle = 0;
+#endif
 
 bool Use(HMODULE library, const char* container) {
   HCRYPTPROV handle = 0;
@@ -81,12 +91,21 @@ int main(int count, char** arguments) {
   if (count < 3) return 2;
   const int cycles = std::atoi(arguments[1]);
   const std::vector<const char*> containers(arguments + 3, arguments + count);
+  long handlesAtFirst = 0;
   for (int cycle = 1; cycle <= cycles; ++cycle) {
     if (!(containers.empty() ? TerminateThreads(std::atoi(arguments[2])) : RunCycle(arguments[2], containers))) {
       std::printf("cycle %d failed, last error %08X\n", cycle, static_cast<unsigned>(GetLastError()));
       return 1;
     }
-    if (cycle == std::min(cycles / 10, 100)) Pause("begun");
+    if (cycle == std::min(cycles / 10, 100)) {
+      handlesAtFirst = OpenHandles();
+      Pause("begun");
+    }
+  }
+  const long handles = OpenHandles() - handlesAtFirst;
+  if (handles > kHandlesPerCycle * cycles) {
+    std::printf("%ld handles more than at first\n", handles);
+    return 1;
   }
   Pause("done");
   return 0;
