@@ -23,6 +23,8 @@ FINDING = re.compile(rf"{re.escape(TREE)}(\S+?):\d+:\d+: (?:error|warning): .*\[
 EXPLAINED = {
     ("src/cryptoki/Attribute.cpp", "analyzer-malloc-leak"): "gcc follows a boost::shared_array whose counter is null because "
     "operator new returned null, and then nothing would free the bytes; operator new throws instead",
+    ("apps/telvotool/Extensions.h", "analyzer-null-dereference"): "gcc lets a std::vector that grows move its elements to where "
+    "operator new returned null; operator new throws instead",
 }
 
 
