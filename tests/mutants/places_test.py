@@ -55,6 +55,11 @@ class PlacesTest(unittest.TestCase):
         source = places.Source("File.cpp", SOURCE)
         self.assertEqual([9], [change.line for change in places.calls(source)])
 
+    def test_a_text_for_the_compiler_stays(self):
+        source = 'static_assert(kSize == 2, "two of them"); extern "C" void F(); const char* const kText = "text";'
+        found = places.all_changes([places.Source("src/a/File.cpp", source)])["text"]
+        self.assertEqual(['"text"'], [source[change.begin:change.end] for change in found])
+
     def test_the_same_seed_makes_the_same_text(self):
         self.assertEqual(lines_after("text"), lines_after("text"))
 
