@@ -6,6 +6,7 @@
 #include <pthread.h>
 #include <utility>
 
+#include "Deadline.h"
 #include "Handles.h"
 
 namespace {
@@ -14,18 +15,6 @@ namespace {
 // one condition. Both are constant-initialised, because static objects wait in their destructors.
 std::mutex g_stateMutex;
 pthread_cond_t g_stateChanged = PTHREAD_COND_INITIALIZER;
-
-timespec After(DWORD milliseconds) {
-  timespec time = {};
-  clock_gettime(CLOCK_MONOTONIC, &time);
-  time.tv_sec += static_cast<time_t>(milliseconds / 1000);
-  time.tv_nsec += static_cast<long>(milliseconds % 1000) * 1000000;
-  if (time.tv_nsec >= 1000000000) {
-    time.tv_nsec -= 1000000000;
-    ++time.tv_sec;
-  }
-  return time;
-}
 
 // A state that is set once: what a manual-reset event and a thread have in common.
 class Signal {
@@ -52,7 +41,7 @@ thread_local const Signal* t_terminated = nullptr;
 // is the only place where a thread is terminated.
 template <typename Reached>
 bool WaitUntil(Reached reached, DWORD milliseconds) {
-  const timespec end = After(milliseconds == INFINITE ? 0 : milliseconds);
+  const timespec end = After(milliseconds == INFINITE ? 0 : milliseconds, CLOCK_MONOTONIC);
   const std::lock_guard<std::mutex> lock(g_stateMutex);
   while (true) {
     if (t_terminated != nullptr && t_terminated->IsSet()) throw Terminated();

@@ -79,6 +79,9 @@ says 'FAIL  module: telvopkcs11.dll is neither beside this program nor in the sy
 cp x86.dll telvopkcs11.dll
 doctor 1 doctor
 says 'telvopkcs11.dll is for x86; install the 64-bit software'
+cp "$provider" telvopkcs11.dll
+doctor 1 doctor
+says 'telvopkcs11.dll does not start: '
 mv kept.dll telvopkcs11.dll
 expect 0 register --dll telvocsp.dll
 rm telvocsp.dll

@@ -105,6 +105,10 @@ TEST_F(ObjectClassTest, AVendorsKeyTypeTakesTheNameAwayInUpdate) {
   EXPECT_EQ("", key.GetKeyTypeName());
 }
 
+TEST_F(ObjectClassTest, APublicKeyOfWhichNothingWasReadHasNoBits) {
+  EXPECT_EQ(CK_ULONG{0}, PublicKey().GetModulusBits());
+}
+
 TEST_F(ObjectClassTest, PublicKeyReadsItsFieldsAndThenItsValues) {
   PublicKey key = Read<PublicKey>(PublicKeyObject({1}, Counting(64, 0x81)));
   EXPECT_EQ((Calls{"C_GetAttributeValue(1, 1, {CKA_KEY_TYPE[number], CKA_WRAP[1], CKA_ENCRYPT[1], CKA_VERIFY[1], "

@@ -409,6 +409,17 @@ TEST_F(CChangePINDlgTest, AChangeOfTheNewPinBehindItsRepetitionLeavesOkEnabled) 
   EXPECT_TRUE(m_session.changes.empty());
 }
 
+TEST_F(CChangePINDlgTest, ShiftAndHomeEmptyTheFieldThatHasTheFocus) {
+  Run([](ScriptedDialog& dialog) {
+    Enter(dialog, "1234", "567890", "567890");
+    dialog.Hold(VK_SHIFT);
+    dialog.Press(kNew, VK_HOME);
+    EXPECT_EQ("****", dialog.GetText(kCurrent));
+    EXPECT_EQ("", dialog.GetText(kNew));
+    EXPECT_EQ("******", dialog.GetText(kRepeated));
+  });
+}
+
 // --- The keyboard and the active edit
 
 TEST_F(CChangePINDlgTest, KeysSendTheirSmallLettersAndPlainSigns) {
@@ -424,7 +435,8 @@ TEST_F(CChangePINDlgTest, WithShiftKeysSendCapitalsAndTheOtherSigns) {
 }
 
 TEST_F(CChangePINDlgTest, CapsReversesShiftForLettersAlone) {
-  EXPECT_EQ("QaZ-", Keys({kCaps, 1024, kShift, 1039, kShift, 1052, 1021}));
+  EXPECT_EQ("QaZ", Keys({kCaps, 1024, kShift, 1039, kShift, 1052}));
+  EXPECT_EQ("`-=[]\\;',./ ", Keys({kCaps, 1010, 1021, 1022, 1034, 1035, 1036, 1048, 1049, 1059, 1060, 1061, 1063}));
 }
 
 TEST_F(CChangePINDlgTest, TheEditingKeysWorkOnTheActiveEdit) {

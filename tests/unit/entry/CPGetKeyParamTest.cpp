@@ -475,6 +475,15 @@ TEST_F(CPGetKeyParamTest, TheCertificateIsTheContextsWhicheverKeyIsAsked) {
   }
 }
 
+TEST_F(CPGetKeyParamTest, ACertificateOfOneByteIsRead) {
+  m_token.Add(CertificateObject(Text("one"), "label", {0x41}));
+  AddKeyPair(m_token, Text("one"));
+  BeginWithToken();
+  EXPECT_EQ(TRUE, Read(KeyKind::kExchangePair, 26, 30));
+  EXPECT_EQ(1U, m_length);
+  EXPECT_EQ(0x41, m_buffer[0]);
+}
+
 TEST_F(CPGetKeyParamTest, ACertificateOfASessionKeyClearsTheBufferAndIsRefused) {
   Begin();
   for (const KeyKind kind : kSessionKeys) {

@@ -161,6 +161,16 @@ TEST_F(CPSignHashTest, AModulesFailureIsNteFail) {
   EXPECT_THAT(TakeLog(), EndsWith(Line(ErrorText(CKR_DEVICE_REMOVED))));
 }
 
+TEST_F(CPSignHashTest, ABufferThatIsTooSmallIsNteFail) {
+  const HCRYPTHASH hash = HashOf("abc");
+  Bytes signature(5);
+  DWORD length = 5;
+  EXPECT_FALSE(CPSignHash(m_provider, hash, AT_SIGNATURE, nullptr, 0, signature.data(), &length));
+  EXPECT_EQ(Code(NTE_FAIL), GetLastError());
+  EXPECT_EQ(Bytes(5), signature);
+  EXPECT_THAT(TakeLog(), EndsWith(Line(ErrorText(CKR_BUFFER_TOO_SMALL))));
+}
+
 TEST_F(CPSignHashTest, ALengthIsRequiredInThePlaceOfItsLine) {
   EXPECT_FALSE(CPSignHash(m_provider, HashOf("abc"), 3, nullptr, 0, nullptr, nullptr));
   EXPECT_EQ(Code(ERROR_INVALID_PARAMETER), GetLastError());

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <thread>
@@ -186,6 +187,29 @@ TEST_F(CCSPLogTest, AnItemStandsInTheFileWhenItsTurnEnds) {
   EXPECT_EQ("bytes 41 \n", beforeTheUnlock);
   m_log.WriteHexDump(reinterpret_cast<const BYTE*>("A"), 1);
   EXPECT_EQ("41\tA\n", beforeTheUnlock);
+}
+
+TEST_F(CCSPLogTest, AnItemThatDoesNotGetTheLockIsWrittenAndReleasesNothing) {
+  std::promise<void> isTaken;
+  std::promise<void> mayGo;
+  std::thread other([&] {
+    const HANDLE mutex = CreateMutexA(nullptr, FALSE, "telvocsp-log");
+    WaitForSingleObject(mutex, INFINITE);
+    isTaken.set_value();
+    mayGo.get_future().wait();
+    ReleaseMutex(mutex);
+    CloseHandle(mutex);
+  });
+  isTaken.get_future().wait();
+  {
+    int releases = 0;
+    const LogLockWatch watch([&] { ++releases; });
+    m_log.WriteLine("line");
+    EXPECT_EQ(0, releases);
+  }
+  EXPECT_EQ("line   \n", TakeLog());
+  mayGo.set_value();
+  other.join();
 }
 
 #if !defined(_WIN32)

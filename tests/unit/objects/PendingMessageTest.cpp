@@ -88,4 +88,12 @@ TEST(PendingMessageTest, ALongMessageIsNoBlockOfTheHeap) {
   EXPECT_FALSE(watch.WasReleased());
 }
 
+// The memory of a long message grows by a mebibyte.
+TEST(PendingMessageTest, AMessageOfOneByteMoreThanItsMemoryHasIsWhole) {
+  const Array all = CountingArray((1U << 20U) + 1);
+  PendingMessage message;
+  message.Append(all.data(), all.size());
+  EXPECT_EQ(all, Whole(message));
+}
+
 }  // namespace
