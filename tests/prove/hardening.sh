@@ -35,6 +35,6 @@ fi
 grep '^FOUND' $report || true
 explained=$(grep -c '^EXPLAINED' $report) || true
 if [ "$explained" -gt 0 ]; then
-  shown="$shown; no error is what gcc finds here: $(sed -n 's/^EXPLAINED -fanalyzer //p' $report | paste -sd';' | sed 's/;/; /g')"
+  shown="$shown; no error is what gcc finds here: $(sed -n 's/^EXPLAINED -fanalyzer //p' $report | paste -sd'|' | sed 's/|/; /g')"
 fi
 finish "$(grep -c '^ok\|^FOUND\|^EXPLAINED' $report)" "$(grep -c '^FOUND\|^EXPLAINED' $report)" "$shown" "$explained"
