@@ -189,6 +189,9 @@ DWORD TELVOCSPContext::HasPublicKey() const { return m_hasPublicKey; }
 DWORD TELVOCSPContext::HasPrivateKey() const { return m_hasPrivateKey; }
 
 // The handles are labels, not secrets. The seed comes from the context's own handle.
+//
+// Required: a handle that comes out as 0 stays 0 until the next call. With the 32,768 numbers of Windows' generator
+// that happens now and then, and CPVerifySignature refuses a key of 0.
 // NOLINTBEGIN(cert-msc30-c,cert-msc50-cpp,cert-msc51-cpp,cert-msc32-c)
 void TELVOCSPContext::AssignKeyHandles() {
   constexpr DWORD kModulus = 0xFFFFFFFF;
