@@ -4,6 +4,7 @@ import os
 import shlex
 import shutil
 import subprocess
+import sys
 
 FLAGS = {  # quick to compile; what is compiled is changed, so warnings say nothing
     "host": "-O0 -g0 -w",
@@ -43,7 +44,11 @@ class Build:
         self.links = {program: self.read_link(program) for program in programs}
 
     def run(self, *command):
-        return run([str(word) for word in command], cwd=self.tree, env=self.environment, capture_output=True, text=True).stdout
+        try:
+            return run([str(word) for word in command], cwd=self.tree, env=self.environment, capture_output=True, text=True).stdout
+        except subprocess.CalledProcessError as error:
+            said = (error.stdout + error.stderr).splitlines()[-40:]
+            sys.exit("\n".join([*said, f"mutants: the unchanged sources cannot be built: {' '.join(error.cmd)}"]))
 
     def make(self, programs):
         linker = ["-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld"] if shutil.which("ld.lld") and self.preset == "host" else []
