@@ -29,6 +29,7 @@ chmod +x script.sh
 echo 'int F() { return 0; }' >library.cpp
 echo 'int main() { return 0; }' | tee program.cpp >tool.cpp
 echo one >tests/data/text
+echo a change >CHANGELOG.md
 git init -q .
 cmake -S . -B build/one -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >output || { cat output; fail "the tree cannot be configured"; }
 
@@ -54,6 +55,8 @@ echo 'int F() { return 1; }' >library.cpp
 chosen 1,2,3,4 "a change of the library"
 echo two >tests/data/text
 chosen 1,2,3,4 "a change of the tests' data"
+echo another change >CHANGELOG.md
+chosen 3,4 "a change of a document that only people read"
 echo '# more' >>script.sh
 chosen 2,3,4 "a change of a script"
 sed -i 's/NAME program COMMAND program/& with_an_argument/' CMakeLists.txt

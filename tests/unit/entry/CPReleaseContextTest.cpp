@@ -6,6 +6,7 @@
 #include "fixtures/EntryTest.h"
 #include "fixtures/ErrorCodes.h"
 #include "fixtures/Expect.h"
+#include "objects/CCSPHashFactory.h"
 
 namespace {
 
@@ -24,6 +25,15 @@ TEST_F(CPReleaseContextTest, ASuccessIsLoggedClosesTheSessionAndForgetsTheHandle
   EXPECT_EQ(Calls{"C_CloseSession(1)"}, m_module.TakeCalls());
   EXPECT_EQ(0U, CCryptoWrapper::GetUseCount());
   EXPECT_CONTEXT_ERROR(NTE_BAD_UID, "The context does not exist", g_contextList.FindContext(handle));
+}
+
+TEST_F(CPReleaseContextTest, HashesThatNobodyDestroyedStayInTheFactory) {
+  AddContainer(m_module.InsertToken("Reader A"), Text("one"));
+  const HCRYPTPROV handle = AcquireHandle("one");
+  HCRYPTHASH hash = 0;
+  EXPECT_TRUE(CPCreateHash(handle, CALG_SHA1, 0, 0, &hash));
+  EXPECT_TRUE(CPReleaseContext(handle, 0));
+  EXPECT_EQ(1U, g_hashFactory.Count());
 }
 
 TEST_F(CPReleaseContextTest, ItsFlagsAreLoggedAndIgnored) {
