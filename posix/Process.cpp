@@ -13,6 +13,8 @@ DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size) {
 
 DWORD GetCurrentProcessId() { return static_cast<DWORD>(getpid()); }
 
+DWORD GetCurrentThreadId() { return static_cast<DWORD>(gettid()); }
+
 BOOL GetVersionExA(OSVERSIONINFOA* version) {
   if (version->dwOSVersionInfoSize != sizeof(*version)) {
     SetLastError(ERROR_INSUFFICIENT_BUFFER);

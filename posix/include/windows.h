@@ -105,10 +105,11 @@ extern "C" {  // so that a test can put its own in the place of any function
 DWORD GetLastError();
 void SetLastError(DWORD code);
 
-// The running process (Process.cpp). The path of the program, cut off where it does not fit with its terminating zero;
-// only for the null module.
+// The running process and thread (Process.cpp). The path of the program, cut off where it does not fit with its
+// terminating zero; only for the null module.
 DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size);
 DWORD GetCurrentProcessId();
+DWORD GetCurrentThreadId();
 
 // Dynamic loading (Loader.cpp). "folder/x.dll" means "folder/libx.so", which dlopen looks for.
 HMODULE LoadLibraryA(LPCSTR fileName);

@@ -3,24 +3,14 @@
 #include "common/Platform.h"
 
 #include <atomic>
-#include <thread>
 #include <utility>
 
 namespace {
 
-// Asking for the thread's id clears the last error on Windows, which a caller of the provider may be about to read.
-std::thread::id ThisThread() {
-  const DWORD lastError = GetLastError();
-  const std::thread::id id = std::this_thread::get_id();
-  SetLastError(lastError);
-  return id;
-}
-
 struct State {
   std::mutex mutex;
-  // The thread that holds the mutex, or the id of no thread. Other threads may read it at any time: what they see is
-  // never their own id.
-  std::atomic<std::thread::id> owner{std::thread::id()};
+  // The thread that holds the mutex, or 0. Other threads may read it at any time: what they see is never their own id.
+  std::atomic<DWORD> owner{0};
   unsigned holds = 0;  // how often the owner has taken the lock; under the mutex
 };
 
@@ -29,18 +19,18 @@ State& TheState() {
   return state;
 }
 
-bool IsOwner() { return TheState().owner == ThisThread(); }
+bool IsOwner() { return TheState().owner == GetCurrentThreadId(); }
 
 void Take(unsigned holds) {
   State& state = TheState();
   state.mutex.lock();
-  state.owner = ThisThread();
+  state.owner = GetCurrentThreadId();
   state.holds = holds;
 }
 
 void GiveBack() {
   State& state = TheState();
-  state.owner = std::thread::id();
+  state.owner = 0;
   state.mutex.unlock();
 }
 
