@@ -19,12 +19,12 @@ namespace adapter {
 
 // Adapter is the state between C_Initialize and C_Finalize. It has no lock: the caller lets in one thread at a time.
 //
-// An operation that has the name of an entry takes the entry's parameters, and returns its result or throws it as
+// An operation named like an entry takes the entry's parameters. It returns the entry's result, or throws it as
 // Failure. Entries that are not here are not supported.
 //
-// All sessions of the provider on a slot share one session of the module. What needs no private key is done here:
-// session objects, digests, ciphers and public keys. So nothing is left in the module between two calls but that
-// session and its login.
+// All sessions of the provider on a slot share one session of the module. Work that needs no private key is done here:
+// session objects, digests, ciphers and public keys. So between two calls the module holds only that session and its
+// login.
 class Adapter {
  public:
   Adapter(std::unique_ptr<Module> module, Settings settings, Clock clock);
@@ -33,13 +33,14 @@ class Adapter {
   Adapter& operator=(const Adapter&) = delete;
   static std::unique_ptr<Adapter> Make();  // with the settings of this process, and a watch over idle logins
 
-  // WatchIdle names a function that is called whenever a login is kept which the provider has ended. EndIdleLogins ends
-  // those that were not used for too long, and returns when the next one is due; no value if none is kept.
+  // WatchIdle sets a function that is called whenever a login is kept after the provider has logged out. EndIdleLogins
+  // ends the kept logins that have been idle for too long. It returns when the next one is due; no value if none is
+  // kept.
   void WatchIdle(std::function<void()> watch) { m_watchIdle = std::move(watch); }
   std::optional<std::chrono::steady_clock::time_point> EndIdleLogins();
 
-  // Stop ends the logins and the module. Only the destructor may follow. The destructor itself calls nothing of the
-  // module: at the end of the process the module may be gone.
+  // Stop ends the logins and the module. Only the destructor may follow. The destructor itself does not call the
+  // module: at the end of the process the module may no longer be there.
   void Stop();
 
   CK_RV C_GetInfo(CK_INFO_PTR info);
@@ -123,7 +124,7 @@ class Adapter {
   struct Session {
     CK_SLOT_ID slot;
     bool readWrite;
-    unsigned presence;  // of its token; it is over when the token has another one
+    unsigned presence;  // of its token; the session is over when the token's presence has changed
     std::optional<pkcs11::Search> search;
     std::unique_ptr<Operation> operation;
   };
@@ -158,7 +159,7 @@ class Adapter {
   CK_OBJECT_HANDLE CreateInSession(CK_SESSION_HANDLE session, Values values);
   CK_OBJECT_HANDLE CreateOnToken(const Session& session, const CK_ATTRIBUTE* attributes, CK_ULONG count);
   CK_RV ReadAttribute(const Session& session, Object& object, CK_ATTRIBUTE& attribute);
-  // Calls an entry on a token's object; a handle that has died is looked up again once.
+  // Calls an entry on a token's object; a handle that is no longer valid is looked up again once.
   template <auto Entry, typename... A>
   CK_RV CallOnObject(Token& token, Object& object, A... arguments);
 
@@ -182,8 +183,8 @@ class Adapter {
   ObjectTable m_objects;
   std::map<CK_SLOT_ID, std::unique_ptr<Token>> m_tokens;
   pkcs11::HandleTable<Session> m_sessions;
-  CK_SESSION_HANDLE m_entered = 0;  // the session of the last call; 0 when that was one without
-  // The slots with a token, as C_WaitForSlotEvent told last; at first as they were when they were first looked at.
+  CK_SESSION_HANDLE m_entered = 0;  // the session of the last call; 0 if it had none
+  // The slots with a token, as C_WaitForSlotEvent last reported them; until then, as they were first seen.
   std::optional<std::vector<CK_SLOT_ID>> m_reported;
 };
 

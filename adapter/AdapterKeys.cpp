@@ -21,7 +21,7 @@ namespace {
 struct SecretKind {
   CK_MECHANISM_TYPE mechanism;
   CK_KEY_TYPE type;
-  std::size_t length;  // 0: the template says it
+  std::size_t length;  // 0: the template has it
 };
 
 constexpr SecretKind kSecretKinds[] = {
@@ -50,7 +50,7 @@ std::size_t LengthOf(const SecretKind& kind, const Values& values) {
   return length;
 }
 
-// Each byte of a DES key has an odd number of bits.
+// Each byte of a DES key has an odd number of one bits.
 void SetOddParity(Secret& key) {
   for (unsigned char& byte : key) {
     unsigned ones = 0;
@@ -61,7 +61,7 @@ void SetOddParity(Secret& key) {
 
 }  // namespace
 
-// Session keys alone: they are the adapter's own.
+// Makes session keys only. The adapter itself keeps them.
 CK_RV Adapter::C_GenerateKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_ATTRIBUTE_PTR attributes,
                              CK_ULONG count, CK_OBJECT_HANDLE_PTR key) {
   Enter(session);

@@ -1,6 +1,5 @@
-// The entries of Adapter that work on data. After a question for a length, and after the answer that the buffer is too
-// small, the operation may go on, or another one may begin in its place. An operation ends with its result, and with
-// every failure but that one.
+// The entries of Adapter that work on data. After a length query, and after CKR_BUFFER_TOO_SMALL, the operation may
+// continue, or another one may begin in its place. An operation ends with its result, and with any other failure.
 #include <algorithm>
 
 #include "adapter/Adapter.h"
@@ -79,7 +78,7 @@ CK_RV Adapter::C_DecryptInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechani
   Require(object.IsPrivateKey(), CKR_KEY_TYPE_INCONSISTENT);
   const CK_MECHANISM_TYPE type = mechanism->mechanism;
   const bool isRsa = type == CKM_RSA_PKCS || type == CKM_RSA_X_509 || type == CKM_RSA_PKCS_OAEP;
-  // Padding is taken off by the token alone: a mistake in it would tell about the key.
+  // Only the token removes padding: a mistake in that would reveal something about the key.
   Require(isRsa && !TokenOf(entered).Lacks(type), CKR_MECHANISM_INVALID);
   Begin(entered, MakeDecryption(*mechanism, object.values, UseOf(session, key)));
   return CKR_OK;
@@ -157,7 +156,7 @@ CK_RV Adapter::Advance(CK_SESSION_HANDLE session, Work work, Course course, Inpu
   return result;
 }
 
-// A step that takes data and gives nothing.
+// A step that takes data and returns none.
 CK_RV Adapter::Absorb(CK_SESSION_HANDLE session, Work work, Input input) {
   Session& entered = Enter(session);
   Operation& operation = OperationOf(entered, work);
@@ -176,7 +175,7 @@ CK_RV Adapter::Absorb(CK_SESSION_HANDLE session, Work work, Input input) {
 CK_RV Adapter::Judge(CK_SESSION_HANDLE session, Course course, Input data, Input signature) {
   Session& entered = Enter(session);
   OperationOf(entered, Work::Verify);
-  const std::unique_ptr<Operation> operation = std::move(entered.operation);  // it ends here, whatever comes
+  const std::unique_ptr<Operation> operation = std::move(entered.operation);  // it ends here, whatever happens
   Require(data.data != nullptr || data.length == 0, CKR_ARGUMENTS_BAD);
   Require(signature.data != nullptr, CKR_ARGUMENTS_BAD);
   if (course == Course::Whole) operation->Do(course, data.data, data.length);

@@ -29,7 +29,7 @@ CK_STATE StateOf(Role role, bool readWrite) {
 bool Adapter::IsOver(const Session& session) { return session.presence != TokenOf(session).Presence(); }
 
 Adapter::Session& Adapter::Enter(CK_SESSION_HANDLE session) {
-  // The last call may have found out that its token is gone, and told so: nobody is told twice.
+  // The last call may have found that its token is gone, and reported it. It is not reported twice.
   Session* const last = m_sessions.Find(m_entered);
   if (last != nullptr && IsOver(*last)) EndSession(m_entered);
   m_entered = session;
@@ -92,7 +92,7 @@ CK_RV Adapter::C_GetSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO_PTR i
   const Session& entered = Enter(session);
   Require(info != nullptr, CKR_ARGUMENTS_BAD);
   Token& token = TokenOf(entered);
-  // The module is asked so that a token which was pulled is noticed.
+  // The module is asked in order to notice a token that was pulled.
   CK_SESSION_INFO lower = {};
   Check(token.Session().Call<&CK_FUNCTION_LIST::C_GetSessionInfo>(&lower));
   info->slotID = entered.slot;
@@ -136,7 +136,7 @@ std::optional<std::chrono::steady_clock::time_point> Adapter::EndIdleLogins() {
     try {
       token->User().EndIfIdle();
     } catch (const Failure&) {
-      // The token is gone, and the login with it. The next call of the provider is told so.
+      // The token is gone, and the login with it. The provider's next call reports that.
     }
     const auto due = token->User().IdleAt();
     if (due && (!next || *due < *next)) next = due;
@@ -158,7 +158,7 @@ CK_RV Adapter::C_SetPIN(CK_SESSION_HANDLE session, CK_UTF8CHAR_PTR oldPin, CK_UL
   return TokenOf(entered).User().SetPin(oldPin, oldLen, newPin, newLen);
 }
 
-// The seed of a caller is a gift to the module. Random bytes are as good without it.
+// The caller's seed is passed on, but the module may refuse it: random bytes are as good without it.
 CK_RV Adapter::C_SeedRandom(CK_SESSION_HANDLE session, CK_BYTE_PTR seed, CK_ULONG seedLen) {
   const Session& entered = Enter(session);
   Require(seed != nullptr || seedLen == 0, CKR_ARGUMENTS_BAD);

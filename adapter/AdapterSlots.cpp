@@ -15,11 +15,11 @@ namespace {
 
 constexpr CK_VERSION kVersion = {4, 5};
 
-// The numbers of sessions go on over C_Finalize: the provider may still hold the handle of a session from before, and
-// must not reach another card by it. Guarded by the lock of the library, like the adapter itself.
+// Session numbers continue across C_Finalize: the provider may still hold the handle of an earlier session, and must
+// not reach another card with it. Guarded by the library's lock, like the adapter itself.
 CK_ULONG g_lastSession = 0;
 
-// HandOut answers a question for a list, by the rules of C_GetSlotList.
+// HandOut returns a list to the caller, by the rules of C_GetSlotList.
 template <typename T>
 CK_RV HandOut(const std::vector<T>& items, T* list, CK_ULONG* count) {
   const CK_ULONG room = *count;
@@ -37,13 +37,13 @@ bool IsKeyGeneration(CK_MECHANISM_TYPE type) {
   return std::find(std::begin(kKeyGenerations), std::end(kKeyGenerations), type) != std::end(kKeyGenerations);
 }
 
-// Signatures by a digest and PKCS #1.
+// Signatures with a digest and PKCS #1 padding.
 bool IsDigestSignature(CK_MECHANISM_TYPE type) {
   return type == CKM_MD5_RSA_PKCS || type == CKM_SHA1_RSA_PKCS || type == CKM_SHA224_RSA_PKCS ||
          type == CKM_SHA256_RSA_PKCS || type == CKM_SHA384_RSA_PKCS || type == CKM_SHA512_RSA_PKCS;
 }
 
-// What the token does itself, if it says so.
+// What the token itself does, if it lists it.
 constexpr CK_MECHANISM_TYPE kOfToken[] = {
     CKM_RSA_PKCS_KEY_PAIR_GEN, CKM_RSA_X_509,           CKM_RSA_PKCS_OAEP,
     CKM_RSA_PKCS_PSS,          CKM_SHA1_RSA_PKCS_PSS,   CKM_SHA224_RSA_PKCS_PSS,
@@ -77,7 +77,7 @@ void Adapter::Stop() {
 }
 
 Adapter::~Adapter() {
-  // The process ends. The module is left as it is, and not unloaded either.
+  // The process is ending. The module is left as it is, and is not unloaded.
   if (!m_stopped) static_cast<void>(m_module.release());
 }
 
@@ -85,7 +85,7 @@ void Adapter::LookAtSlots() {
   m_entered = 0;
   m_slots.Refresh();
   if (!m_reported) m_reported = m_slots.List(true);
-  // A session with a token that is not there is over, and so is one with a token that was exchanged.
+  // A session is over when its token was removed or exchanged for another.
   for (auto& [slot, token] : m_tokens) {
     const Slot& now = m_slots.Known(slot);
     const bool same = now.listed && now.isIn && now.serial == token->Serial();
@@ -154,7 +154,7 @@ CK_RV Adapter::C_GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO_PTR info) {
   return CKR_OK;
 }
 
-// A token that signs at all does so over any digest, because the adapter digests.
+// A token that can sign at all can sign any digest, because the adapter computes the digest.
 bool Adapter::OffersInSoftware(Token& token, CK_MECHANISM_TYPE mechanism) const {
   const bool hasRsa = token.Has(CKM_RSA_PKCS) || token.Has(CKM_RSA_X_509);
   if (mechanism == CKM_RSA_PKCS || IsDigestSignature(mechanism)) return hasRsa;
@@ -185,13 +185,13 @@ CK_RV Adapter::C_GetMechanismInfo(CK_SLOT_ID slot, CK_MECHANISM_TYPE type, CK_ME
   Require(info != nullptr, CKR_ARGUMENTS_BAD);
   const std::vector<CK_MECHANISM_TYPE> offered = OfferedBy(token);
   Require(std::find(offered.begin(), offered.end(), type) != offered.end(), CKR_MECHANISM_INVALID);
-  // The sizes of a signature by a digest are those of the bare one.
+  // The sizes for a signature with a digest are those of the bare signature.
   const CK_MECHANISM_TYPE asked = token.Has(type) ? type : token.Has(CKM_RSA_PKCS) ? CKM_RSA_PKCS : CKM_RSA_X_509;
   *info = {};
   const bool isOfToken = token.Has(type) || IsDigestSignature(type) || type == CKM_RSA_PKCS;
   if (isOfToken) Check(m_module->Call<&CK_FUNCTION_LIST::C_GetMechanismInfo>(token.Session().Slot(), asked, info));
-  // What the token does with a private key, and what the adapter does with any other. A card sets CKF_HW on everything
-  // that it does. Programs that test signatures skip mechanisms without it.
+  // What the token does with a private key, and what the adapter does with any other key. A card sets CKF_HW on
+  // everything that it does, and programs that test signatures skip mechanisms without it.
   info->flags = (info->flags & (CKF_SIGN | CKF_DECRYPT | CKF_GENERATE_KEY_PAIR)) | CKF_HW | FlagsOf(type);
   return CKR_OK;
 }

@@ -16,11 +16,11 @@ struct KeyUsage {
 };
 
 struct CertificateFacts {
-  pkcs11::Secret modulus, exponent;  // highest byte first, without zeros before it; empty for a key that is not RSA
+  pkcs11::Secret modulus, exponent;  // big-endian, without leading zeros; empty for a key that is not RSA
   KeyUsage usage;
 };
 
-// ReadCertificate parses a DER encoded certificate by the platform's own library; no value if it is none.
+// ReadCertificate parses a DER-encoded certificate with the platform's own library; no value if it is not one.
 std::optional<CertificateFacts> ReadCertificate(const pkcs11::Secret& der);
 
 }  // namespace adapter

@@ -1,4 +1,4 @@
-// Certificates by OpenSSL, on Linux.
+// Certificates on Linux, with OpenSSL.
 #include <memory>
 #include <openssl/core_names.h>
 #include <openssl/evp.h>

@@ -1,4 +1,4 @@
-// Certificates by the system's own functions, on Windows.
+// Certificates on Windows, with the system's own functions.
 #include <windows.h>
 
 #include <algorithm>
@@ -18,7 +18,7 @@ struct FreeContext {
 };
 using Context = std::unique_ptr<const CERT_CONTEXT, FreeContext>;
 
-// The blob that the system makes of an RSA key: two headers, then the modulus with its lowest byte first.
+// The blob that the system makes of an RSA key: two headers, then the modulus, little-endian.
 std::vector<BYTE> KeyBlob(const CERT_PUBLIC_KEY_INFO& info) {
   DWORD length = 0;
   if (!CryptDecodeObject(kEncoding, RSA_CSP_PUBLICKEYBLOB, info.PublicKey.pbData, info.PublicKey.cbData, 0, nullptr,

@@ -14,7 +14,7 @@ namespace {
 
 using namespace pkcs11::classes;
 
-// What a missing boolean is.
+// The value of a missing boolean.
 enum class Otherwise { No, Yes, IfSigns, IfDecrypts };
 
 struct Flag {
@@ -49,7 +49,7 @@ constexpr Flag kFlags[] = {
     {CKA_DERIVE, kKeys, Otherwise::No},
 };
 
-// What certificate and public key say of the key with one identifier.
+// What the certificate and the public key with one identifier show about their private key.
 struct KeyFacts {
   Secret modulus, exponent;
   KeyUsage usage;
@@ -82,7 +82,7 @@ void AddNumber(Values& values, CK_ATTRIBUTE_TYPE type, CK_ULONG number) {
   if (!values.Number(type)) values.SetNumber(type, number);
 }
 
-// The provider fills labels up with zero bytes, other programs with spaces.
+// The provider pads labels with zero bytes, other programs with spaces.
 std::string_view Unpadded(std::string_view label) {
   return label.substr(0, label.find_last_not_of(std::string_view("\0 ", 2)) + 1);
 }
@@ -125,7 +125,7 @@ FactsById GatherFacts(const std::vector<Listed>& objects) {
   return facts;
 }
 
-// A certificate without an identifier still says how its own key is used.
+// A certificate without an identifier still shows how its own key is used.
 KeyFacts FactsOf(const Listed& object, const FactsById& byId) {
   const auto known = byId.find(object.Id());
   if (known != byId.end()) return known->second;

@@ -8,12 +8,12 @@
 
 namespace adapter {
 
-// Complete gives the objects of a token what they lack. Booleans come from the key usage of the certificate with the
-// same identifier, or are the standard's defaults. Numbers and booleans of a wrong size are replaced.
+// Complete adds the attributes that the objects of a token lack. Booleans come from the key usage of the certificate
+// with the same identifier, or are the standard's defaults. Numbers and booleans of a wrong size are replaced.
 // `defaultCertificate` is the label of the certificate whose CKA_DEFAULT_CERT is 1.
 //
-// Usable tells whether the provider can do anything with a completed object: it reads a modulus of every public and
-// private key, so keys that are not RSA would end its acquire.
+// IsUsable tells whether the provider can do anything with a completed object: it reads the modulus of every public and
+// private key, so a key that is not RSA would make its acquire fail.
 void Complete(std::vector<Listed>& objects, const std::string& defaultCertificate);
 bool IsUsable(const Listed& object);
 

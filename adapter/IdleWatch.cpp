@@ -14,7 +14,7 @@ using Time = std::chrono::steady_clock::time_point;
 
 std::atomic<bool> g_runs = false;
 
-// When the next login is due. Without one the watch is off, before another login can be kept.
+// Returns when the next login is due. If there is none, the watch is off before another login can be kept.
 std::optional<Time> EndIdleLogins() {
   std::optional<Time> next;
   const CK_RV result = pkcs11::FunctionTable<Adapter>::Served([&](Adapter& adapter) -> CK_RV {

@@ -3,7 +3,7 @@
 namespace adapter {
 namespace {
 
-// The places and values of the two formats' headers that count here.
+// The offsets and values that matter here in the headers of the two formats.
 constexpr std::string_view kElf =
     "\x7F"
     "ELF";

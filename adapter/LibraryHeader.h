@@ -1,4 +1,4 @@
-// Why a file cannot be loaded as a library of this program, as far as its first bytes tell.
+// Why a file cannot be loaded as a library of this program, as far as its first bytes show.
 #pragma once
 
 #include <string>

@@ -10,12 +10,12 @@ using pkcs11::Require;
 
 namespace {
 
-// How long the token's flags are believed.
+// How long the token's flags are trusted.
 constexpr std::chrono::seconds kFlagsHold(5);
 
 CK_UTF8CHAR* Text(const CK_BYTE* pin) { return const_cast<CK_UTF8CHAR*>(pin); }  // the module's interface has no const
 
-// A PIN that no PIN of this token can be is a wrong one: the user is told how many tries are left.
+// A PIN that could never be a PIN of this token counts as a wrong one: the user is told how many tries are left.
 bool IsWrongPin(CK_RV result) {
   return result == CKR_PIN_INCORRECT || result == CKR_PIN_INVALID || result == CKR_PIN_LEN_RANGE;
 }
@@ -76,8 +76,8 @@ bool Login::IsConfirmed() {
   return info.state == CKS_RW_USER_FUNCTIONS || info.state == CKS_RO_USER_FUNCTIONS;
 }
 
-// The login itself is asked for each time: a card that was pulled, or whose PIN another program used up, has lost it.
-// The token's flags show a lock that the module's login outlives; they cost as much again.
+// The login state is read each time: a card that was pulled, or whose tries another program used up, has lost its
+// login. The token's flags show a locked PIN even while the module's login lasts; reading them costs as much again.
 bool Login::IsStillGood() {
   if (!IsConfirmed()) return false;
   if (m_clock() - m_flagsRead < kFlagsHold) return true;
@@ -92,15 +92,15 @@ bool Login::IsSoftware() {
   return result == CKR_OK && (info.flags & (CKF_HW_SLOT | CKF_REMOVABLE_DEVICE)) == 0;
 }
 
-// A software token that has compared the PIN says whether it is right, and CKR_GENERAL_ERROR means that it did not come
-// so far: no try is spent. A card may have counted the try before its answer was lost. It is not asked twice.
+// A software token that has compared the PIN reports whether it is right. CKR_GENERAL_ERROR means that it did not get
+// that far: no try is spent. A card may have counted the try before its answer was lost, so it is not asked twice.
 CK_RV Login::CallLogin(CK_USER_TYPE user, const CK_BYTE* pin, CK_ULONG length) {
   const auto ask = [&] { return m_session.Call<&CK_FUNCTION_LIST::C_Login>(user, Text(pin), length); };
   const CK_RV result = ask();
   return result == CKR_GENERAL_ERROR && IsSoftware() ? Patiently(ask) : result;
 }
 
-// Another part of the process may be logged in to the module. The PIN has to be asked all the same.
+// Another part of the process may be logged in to the module. The PIN has to be checked all the same.
 CK_RV Login::LogInReally(CK_USER_TYPE user, const CK_BYTE* pin, CK_ULONG length) {
   const CK_RV result = CallLogin(user, pin, length);
   if (result != CKR_USER_ALREADY_LOGGED_IN && result != CKR_USER_ANOTHER_ALREADY_LOGGED_IN) return result;
@@ -173,8 +173,8 @@ CK_RV Login::ChangePin(const CK_BYTE* oldPin, CK_ULONG oldLength, const CK_BYTE*
   return m_session.Call<&CK_FUNCTION_LIST::C_SetPIN>(Text(oldPin), oldLength, Text(newPin), newLength);
 }
 
-// Some modules change a PIN only for a user who is logged in. openCryptoki does it without a login, too, but then keeps
-// the key that its private objects are encrypted with under the old PIN: they are lost.
+// Some modules change a PIN only for a user who is logged in. openCryptoki does it without a login, too. But then the
+// key that encrypts its private objects stays under the old PIN, and the objects are lost.
 CK_RV Login::SetPin(const CK_BYTE* oldPin, CK_ULONG oldLength, const CK_BYTE* newPin, CK_ULONG newLength) {
   if (m_role == Role::SecurityOfficer) return ChangePin(oldPin, oldLength, newPin, newLength);
   const bool known = IsConfirmed();

@@ -15,8 +15,8 @@ enum class Role { None, User, SecurityOfficer };
 
 using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
-// Login keeps the real login of the user when the provider logs out, and compares a further PIN with a salted digest of
-// the one that the token accepted. Only another PIN causes a real logout and login. The kept login ends
+// Login keeps the real login of the user when the provider logs out, and compares the next PIN with a salted digest of
+// the one that the token accepted. Only a different PIN causes a real logout and login. The kept login ends
 //   - with the last session, and when the token goes away (Forget),
 //   - when it was not used for Settings::loginLife (EndIfIdle),
 //   - when the module is not logged in any more, or the PIN was locked, by another process for example.
@@ -36,29 +36,30 @@ class Login {
   // What the provider sees.
   Role Seen() const { return m_role; }
   bool IsUser() const { return m_role == Role::User; }
-  // The tries that the last wrong PIN of the user left; 0 when the last one was right, and when the PIN is locked.
+  // The tries left after the user's last wrong PIN; 0 when the last PIN was right, and when the PIN is locked.
   unsigned TriesLeft() const { return m_triesLeft; }
 
   // What the module has: whether the user is logged in there, and a number that changes with each real login and
-  // logout, because handles of private objects may die then.
+  // logout, because handles of private objects may become invalid then.
   bool IsReal() const { return m_real; }
-  // IsConfirmed asks the module whether it still is so: it then shows private objects, too.
+  // IsConfirmed asks the module whether the user is still logged in: then it shows private objects, too.
   bool IsConfirmed();
   unsigned Life() const { return m_life; }
 
-  // The PIN of the login that the provider has open, for keys that want it before each use. Empty without one.
+  // The PIN of the login that the provider has open, for keys that require it before each use. Empty without such a
+  // login.
   const pkcs11::Secret& Pin() const { return m_pin; }
 
-  // Used: a private key was used just now. Lost: the module said that nobody is logged in. Forget: there are no
-  // sessions any more.
+  // Used: a private key was used just now. Lost: the module reported that nobody is logged in. Forget: no session is
+  // left.
   void Used() { m_lastUse = m_clock(); }
   void Lost();
   void Forget();
-  // Renew logs in anew when the module has lost a login that the provider has open. Returns whether that worked.
+  // Renew logs in again when the module has lost a login that the provider has open. Returns whether that worked.
   bool Renew();
 
-  // EndIfIdle ends a kept login that was not used for its life. IdleAt is when that will be; no value without a kept
-  // login.
+  // EndIfIdle ends a kept login that has been unused for Settings::loginLife. IdleAt returns when that will be; no
+  // value without a kept login.
   void EndIfIdle();
   std::optional<std::chrono::steady_clock::time_point> IdleAt() const;
 
@@ -87,7 +88,7 @@ class Login {
   std::optional<software::SaltedDigest> m_accepted;  // of the PIN of the real login
   pkcs11::Secret m_pin;
   std::chrono::steady_clock::time_point m_lastUse;
-  std::chrono::steady_clock::time_point m_flagsRead;  // when the token last said that its PIN is not locked
+  std::chrono::steady_clock::time_point m_flagsRead;  // when the token last reported that its PIN is not locked
 };
 
 }  // namespace adapter

@@ -11,11 +11,11 @@ using pkcs11::Secret;
 
 namespace {
 
-// What a module may claim: the bytes of one attribute, and the objects of one search.
+// The most that a module may report: the bytes of one attribute, and the objects of one search.
 constexpr CK_ULONG kLongestValue = CK_ULONG{1} << 20U;
 constexpr std::size_t kMostObjects = 100000;
 
-// Results of a read that has treated every attribute of the template.
+// Results of a read that has handled every attribute of the template.
 bool IsPartial(CK_RV result) {
   return result == CKR_OK || result == CKR_ATTRIBUTE_SENSITIVE || result == CKR_ATTRIBUTE_TYPE_INVALID ||
          result == CKR_BUFFER_TOO_SMALL;
@@ -82,7 +82,7 @@ std::vector<CK_OBJECT_HANDLE> LowerSession::Find(std::vector<CK_ATTRIBUTE> wante
     if (result == CKR_OK && (got > piece.size() || found.size() > kMostObjects)) result = CKR_GENERAL_ERROR;
     if (result == CKR_OK) found.insert(found.end(), piece.begin(), piece.begin() + got);
   } while (result == CKR_OK && got != 0);
-  // A failure here is no failure of the search: the list is complete.
+  // A failure here does not fail the search: the list is complete.
   Call<&CK_FUNCTION_LIST::C_FindObjectsFinal>();
   Check(result);
   return found;
@@ -97,8 +97,8 @@ Values LowerSession::Read(CK_OBJECT_HANDLE object, const std::vector<CK_ATTRIBUT
   return values;
 }
 
-// The attributes that can be read, with their lengths. A module that fails one attribute and stops is asked for each
-// alone.
+// The attributes that can be read, with their lengths. A module that stops at an attribute it cannot read is asked for
+// each one separately.
 std::vector<CK_ATTRIBUTE> LowerSession::AskLengths(CK_OBJECT_HANDLE object,
                                                    const std::vector<CK_ATTRIBUTE_TYPE>& types) {
   std::vector<CK_ATTRIBUTE> attributes;
@@ -121,7 +121,7 @@ std::vector<CK_ATTRIBUTE> LowerSession::AskLengths(CK_OBJECT_HANDLE object,
   return attributes;
 }
 
-// False when the values have to be read one by one. `attributes` keeps the lengths that were asked.
+// Returns false when the values have to be read one by one. `attributes` keeps the lengths from the query.
 bool LowerSession::ReadTogether(CK_OBJECT_HANDLE object, std::vector<CK_ATTRIBUTE>& attributes, Values& values) {
   if (attributes.empty()) return true;
   std::vector<Secret> buffers;

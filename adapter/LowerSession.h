@@ -16,8 +16,8 @@ namespace adapter {
 bool IsRemoval(CK_RV result);
 
 // LowerSession opens and closes the session, and makes its calls. The destructor closes nothing: at the end of the
-// process the module may be gone. A result that means removal ends the session: Failure CKR_DEVICE_REMOVED, and a new
-// presence. What the module says of lengths and counts is never believed beyond the memory that it was given.
+// process the module may no longer be there. A result that means removal ends the session: Failure CKR_DEVICE_REMOVED,
+// and a new presence. The module's lengths and counts are never trusted beyond the memory that it was given.
 class LowerSession {
  public:
   LowerSession(Module& module, CK_SLOT_ID slot) : m_module(module), m_slot(slot) {}
@@ -32,17 +32,18 @@ class LowerSession {
 
   // Gone is called when the token is known to be away: closes the session and begins a new presence.
   void Gone();
-  // A number that changes whenever the token went away.
+  // A number that changes whenever the token goes away.
   unsigned Presence() const { return m_presence; }
 
-  // Call calls an entry that begins with a session, and returns the module's result.
+  // Call calls an entry whose first parameter is a session, and returns the module's result.
   template <auto Entry, typename... A>
   CK_RV Call(A... arguments) {
     pkcs11::Require(IsOpen(), CKR_DEVICE_REMOVED);
     return Judged(m_module.Call<Entry>(*m_handle, arguments...));
   }
 
-  // Begin calls an entry that begins an operation. An operation that the module kept from before is dropped first.
+  // Begin calls an entry that begins an operation. If the module still has an earlier operation, that one is dropped
+  // first.
   template <auto Entry, typename... A>
   CK_RV Begin(A... arguments) {
     const CK_RV result = Call<Entry>(arguments...);
@@ -51,8 +52,8 @@ class LowerSession {
     return Call<Entry>(arguments...);
   }
 
-  // Finish calls an entry that does a begun operation at once, and returns what it wrote into a buffer of `room` bytes.
-  // Throws Failure: the module's result, or CKR_GENERAL_ERROR for a length that cannot be.
+  // Finish calls an entry that completes a begun operation in one call, and returns what it wrote into a buffer of
+  // `room` bytes. Throws Failure: the module's result, or CKR_GENERAL_ERROR for an impossible length.
   template <auto Entry>
   pkcs11::Secret Finish(const pkcs11::Secret& data, std::size_t room) {
     pkcs11::Secret input = data, output(room);

@@ -19,7 +19,7 @@ class MechanismCopy {
   MechanismCopy(const MechanismCopy&) = delete;
   MechanismCopy& operator=(const MechanismCopy&) = delete;
 
-  // The copy, as another mechanism with the same parameter if `type` is one.
+  // The copy as the mechanism `type`, with the same parameter.
   CK_MECHANISM As(CK_MECHANISM_TYPE type) {
     return {type, m_parameter.empty() ? nullptr : m_parameter.data(), static_cast<CK_ULONG>(m_parameter.size())};
   }

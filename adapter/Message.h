@@ -9,8 +9,8 @@
 
 namespace adapter {
 
-// Message turns the input of a signature by one mechanism into that of a bare one, which every token has that signs at
-// all: CKM_SHA1_RSA_PKCS becomes CKM_RSA_PKCS over a DigestInfo, CKM_SHA1_RSA_PKCS_PSS becomes CKM_RSA_PKCS_PSS over a
+// Message turns the input of a signature mechanism into that of a bare one, which every token that can sign has:
+// CKM_SHA1_RSA_PKCS becomes CKM_RSA_PKCS over a DigestInfo, CKM_SHA1_RSA_PKCS_PSS becomes CKM_RSA_PKCS_PSS over a
 // digest.
 class Message {
  public:
@@ -23,7 +23,7 @@ class Message {
 
  private:
   CK_MECHANISM_TYPE m_bare;
-  pkcs11::Secret m_bytes;  // all of it, or what comes before the digest
+  pkcs11::Secret m_bytes;  // all of the input, or the bytes before the digest
   std::unique_ptr<software::Digest> m_digest;
 };
 

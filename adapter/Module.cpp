@@ -14,7 +14,7 @@ constexpr System kSystem = System::Linux;
 
 [[noreturn]] void Fail(const std::string& path, const std::string& reason) { throw ModuleError(path + ": " + reason); }
 
-// Why a library was not loaded: the file says it better than the system does.
+// Why a library was not loaded: the file shows the reason better than the system's message.
 std::string WhyNotLoaded(const std::string& path, const std::string& systemsReason) {
   const std::string named = system::FindLibrary(path);
   const system::File file = system::OpenFile(named, "rb");
@@ -30,15 +30,15 @@ std::string Version(const CK_VERSION& version) {
   return std::to_string(version.major) + '.' + std::to_string(version.minor);
 }
 
-// What may help when C_Initialize refuses.
+// What may help when C_Initialize fails.
 std::string Advice(CK_RV result, const std::string& initialisation) {
   if (result != CKR_ARGUMENTS_BAD && result != CKR_GENERAL_ERROR && result != CKR_FUNCTION_FAILED) return "";
   return initialisation.empty() ? "; it may need an initialisation string ('initialisation' in the settings)"
                                 : "; it may not take the initialisation string of the settings, or not this one";
 }
 
-// The arguments of C_Initialize. Some modules read the initialisation string from the place of pReserved, and then a
-// pointer more.
+// The arguments of C_Initialize. Some modules read the initialisation string from pReserved, and then one more pointer
+// after it.
 struct InitialiseArguments {
   CK_C_INITIALIZE_ARGS standard;
   void* after;
@@ -89,7 +89,7 @@ CK_RV Module::InitialiseWith(const std::string& text, CK_FLAGS flags) {
 
 void Module::Initialise(const Settings& settings) {
   CK_RV result = InitialiseWith(settings.initialisation, CKF_OS_LOCKING_OK);
-  // Then there is one call at a time, which is all that such a module needs.
+  // The calls then come one at a time, which is all that such a module needs.
   if (result == CKR_CANT_LOCK) result = InitialiseWith(settings.initialisation, 0);
   m_started = result == CKR_OK;
   if (m_started || result == CKR_CRYPTOKI_ALREADY_INITIALIZED) return;

@@ -1,4 +1,4 @@
-// The ordinary PKCS #11 module that the adapter stands over.
+// The ordinary PKCS #11 module below the adapter.
 #pragma once
 
 #include <memory>
@@ -12,13 +12,13 @@
 
 namespace adapter {
 
-// ModuleError says in one sentence, which begins with the module's path, why the module cannot be used.
+// ModuleError explains why the module cannot be used, in one sentence that begins with the module's path.
 class ModuleError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
 // Module owns the loaded library and the trace. Its operations may be called by several threads, as far as the module
-// bears that.
+// allows that.
 class Module {
  public:
   // Loads the module, checks its table and calls C_Initialize. A module that is initialised already is accepted. Throws

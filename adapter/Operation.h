@@ -16,7 +16,8 @@ enum class Work { Encrypt, Decrypt, Digest, Sign, Verify };
 // Whole takes all the data at once, Part takes some of it, Last ends an operation in parts.
 enum class Course { Whole, Part, Last };
 
-// Operation does one of these in software, or keeps a private one back until it can be done in one call of the module.
+// Operation does one of these in software, or holds a private-key operation back until it can be done in one call of
+// the module.
 class Operation {
  public:
   explicit Operation(Work work) : m_work(work) {}
@@ -26,8 +27,8 @@ class Operation {
 
   Work Kind() const { return m_work; }
   virtual bool TakesParts() const { return true; }
-  // Room returns the longest result of a step with so much data. IsExact tells whether it has just that length, so
-  // that a buffer which is too small is known before the step is done.
+  // Room returns the longest possible result of a step with that much data. IsExact tells whether the result has
+  // exactly that length, so that too small a buffer is noticed before the step is done.
   virtual std::size_t Room(Course course, std::size_t length) const = 0;
   virtual bool IsExact() const { return true; }
   // Do does a step. `data` may be null if `length` is 0. Throws Failure.
@@ -35,7 +36,7 @@ class Operation {
   // Compare is the last step of a verification, and returns its result.
   virtual CK_RV Compare(const CK_BYTE* /*signature*/, std::size_t /*length*/) { return CKR_FUNCTION_FAILED; }
 
-  // The last step only told a length: another operation may replace this one.
+  // The last step only returned a length: another operation may replace this one.
   bool asked = false;
   // The result of the last step, for which the buffer was too small.
   std::optional<pkcs11::Secret> held;
@@ -44,11 +45,12 @@ class Operation {
   const Work m_work;
 };
 
-// A private key's part of an operation: the bare mechanism, with the parameter of the operation's own, over this data.
+// The private-key part of an operation: the bare mechanism, with the parameter of the operation's mechanism, over this
+// data.
 using PrivateUse = std::function<pkcs11::Secret(CK_MECHANISM mechanism, const pkcs11::Secret& data)>;
 
-// All of these throw Failure for what cannot be begun. `key` is the values of the key, of which nothing is kept but
-// what is needed.
+// All of these throw Failure for an operation that cannot begin. `key` has the values of the key; only those that are
+// needed are kept.
 std::unique_ptr<Operation> MakeDigest(CK_MECHANISM_TYPE mechanism);
 std::unique_ptr<Operation> MakeCipher(Work work, const CK_MECHANISM& mechanism, const Values& key);
 std::unique_ptr<Operation> MakeRsaEncryption(const CK_MECHANISM& mechanism, const Values& key);

@@ -1,4 +1,4 @@
-// Calls of a module that fail for a moment, because another process uses the same token.
+// Calls of a module that fail briefly, because another process uses the same token.
 #pragma once
 
 #include <chrono>
@@ -8,9 +8,9 @@
 
 namespace adapter {
 
-// Patiently makes a call until it answers something other than CKR_GENERAL_ERROR, for 200 ms at most, and returns its
-// last result. SoftHSM2 answers so to a process that reads a token while another one writes it, as it does at each
-// login. The call must be one that may be made twice.
+// Patiently makes a call until it returns something other than CKR_GENERAL_ERROR, for 200 ms at most, and returns its
+// last result. SoftHSM2 returns it to a process that reads a token while another one writes it, which happens at each
+// login. The call must be safe to repeat.
 template <typename Ask>
 CK_RV Patiently(Ask ask) {
   constexpr int kTimes = 20;

@@ -1,4 +1,4 @@
-// Operations with a private key. They stay on the token, which gets the whole of one at once.
+// Operations with a private key. The token does them, and gets the whole input at once.
 #include <utility>
 
 #include "adapter/MechanismCopy.h"

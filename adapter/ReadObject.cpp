@@ -69,7 +69,7 @@ bool IsRead(CK_OBJECT_CLASS objectClass, CK_ATTRIBUTE_TYPE type) {
 
 Values ReadObject(LowerSession& session, CK_OBJECT_HANDLE object) {
   const std::optional<CK_ULONG> objectClass = session.Read(object, {CKA_CLASS}).Number(CKA_CLASS);
-  // Objects of a maker's own classes, of profiles and of hardware features are nothing to the provider.
+  // The provider has no use for objects of vendor-defined classes, profiles and hardware features.
   if (!objectClass || BitOf(*objectClass) == 0) return {};
   Values values = session.Read(object, TypesOf(*objectClass));
   values.SetNumber(CKA_CLASS, *objectClass);

@@ -11,7 +11,8 @@ namespace adapter {
 // of keys are not among them. It is empty for an object without a readable class.
 Values ReadObject(LowerSession& session, CK_OBJECT_HANDLE object);
 
-// IsRead tells whether ReadObject reads this attribute of a class, so that an object without it does not have it.
+// IsRead tells whether ReadObject reads this attribute of a class. If so, an attribute missing from its result does not
+// exist.
 bool IsRead(CK_OBJECT_CLASS objectClass, CK_ATTRIBUTE_TYPE type);
 
 }  // namespace adapter

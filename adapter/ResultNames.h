@@ -1,4 +1,4 @@
-// The names of the results of PKCS #11, as its documents write them.
+// The names of the PKCS #11 results.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace adapter {
 
-// ResultName returns a name like "CKR_OK", and the number in hexadecimal digits, like "0x80000007", if there is none.
+// ResultName returns a name like "CKR_OK", or, if there is none, the number in hexadecimal digits, like "0x80000007".
 std::string ResultName(CK_RV result);
 
 }  // namespace adapter

@@ -119,7 +119,7 @@ Parser::ReadValue Parser::FindKey(const std::string& name, bool inBlock) {
   return inBlock ? FindRow(*this, kTokenKeys, name) : FindRow(*this, kGlobalKeys, name);
 }
 
-// Editors of Windows put this mark before a text in UTF-8.
+// Windows editors put this mark at the start of a UTF-8 file.
 constexpr std::string_view kMark = "\xEF\xBB\xBF";
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The settings of the adapter: which module it stands over, which of its tokens it shows, and how it treats them.
+// The settings of the adapter: which module it uses, which of its tokens it shows, and how it treats them.
 #pragma once
 
 #include <chrono>
@@ -15,17 +15,17 @@ using pkcs11::SettingsError;
 // The provider's dialog reads a return code of 1 to 14 as the number of tries left, so there may be at most 15.
 constexpr unsigned kMaxTries = 15;
 
-// TokenName gives the slot of the token with this serial number, or else label, the name of a reader.
+// TokenName gives a reader's name to the slot of the token with this serial number, or else with this label.
 struct TokenName {
   std::string serial, label, name;  // one of the first two is empty
 };
 
-// Each text that is not set is empty.
+// A string that is not set is empty.
 struct Settings {
   std::string module;                   // a path, or a name that the system's loader finds
   std::string initialisation;           // what C_Initialize gets besides its flags
   std::string label, serial, reader;    // only tokens with all of these are shown
-  unsigned tries = 3;                   // answered for a wrong PIN if the flags of the token say nothing
+  unsigned tries = 3;                   // reported for a wrong PIN if the token's flags show nothing
   bool keepLogin = true;                // a logout of the provider does not reach the module
   std::chrono::seconds loginLife{300};  // after this time a kept login that is not used ends
   std::string defaultCertificate;       // a label
@@ -33,8 +33,8 @@ struct Settings {
   std::vector<TokenName> names;
 };
 
-// ParseSettings reads the text of a settings file, in UTF-8. Relative paths start at the folder of `fileName`; a module
-// that is named without a folder is left to the system's loader. Throws SettingsError.
+// ParseSettings reads the content of a settings file, in UTF-8. Relative paths start at the folder of `fileName`; a
+// module that is named without a folder is left to the system's loader. Throws SettingsError.
 Settings ParseSettings(std::string_view text, const std::string& fileName);
 
 // ReadSettings reads a file. Throws SettingsError.

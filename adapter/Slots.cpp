@@ -13,7 +13,7 @@ using pkcs11::Require;
 
 namespace {
 
-// What a module may claim.
+// The most slots that a module may report.
 constexpr CK_ULONG kMostSlots = 1024;
 
 constexpr std::size_t kLongestName = sizeof(CK_SLOT_INFO::slotDescription);
@@ -53,7 +53,7 @@ std::string SerialOf(const CK_TOKEN_INFO& token) {
 std::vector<CK_SLOT_ID> Slots::ListLower() {
   CK_ULONG count = 0;
   Check(m_module.Call<&CK_FUNCTION_LIST::C_GetSlotList>(CK_BBOOL{CK_FALSE}, CK_SLOT_ID_PTR{nullptr}, &count));
-  // A reader may come between two calls.
+  // A reader may be added between the two calls.
   constexpr CK_ULONG kSpare = 8;
   Require(count <= kMostSlots, CKR_GENERAL_ERROR);
   std::vector<CK_SLOT_ID> slots(count + kSpare);
@@ -90,7 +90,7 @@ void Slots::Look(Slot& slot) {
   CK_TOKEN_INFO token = {};
   const CK_RV result = Patiently([&] { return m_module.Call<&CK_FUNCTION_LIST::C_GetTokenInfo>(slot.lower, &token); });
   if (result != CKR_OK) return;
-  // Some modules have an extra slot for a token that is still to be made.
+  // Some modules have an extra slot for a token that does not exist yet.
   slot.isIn = (token.flags & (CKF_TOKEN_INITIALIZED | CKF_USER_PIN_INITIALIZED)) != 0;
   if (!slot.isIn) return;
   slot.token = token;
@@ -112,7 +112,7 @@ bool Slots::IsTaken(const std::string& name, std::size_t before) const {
   return std::any_of(m_slots.begin(), end, [&](const Slot& slot) { return slot.listed && slot.name == name; });
 }
 
-// The first slot of a name keeps it.
+// The first slot with a name keeps it.
 void Slots::Name(std::size_t index) {
   Slot& slot = m_slots[index];
   if (!slot.listed) return;
@@ -122,7 +122,7 @@ void Slots::Name(std::size_t index) {
   for (unsigned number = 2; IsTaken(slot.name, index); ++number) slot.name = Numbered(name, number);
 }
 
-// A slot without a token may get the right one.
+// A slot without a token is shown, because the right one may still be inserted.
 bool Slots::IsShown(const Slot& slot) const {
   if (!slot.listed) return false;
   const std::string reader = PlainText(slot.info.slotDescription, sizeof slot.info.slotDescription);

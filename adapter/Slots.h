@@ -11,7 +11,7 @@
 
 namespace adapter {
 
-// One slot of the module. Texts are without padding.
+// One slot of the module. Strings have no padding.
 struct Slot {
   CK_SLOT_ID lower = 0;
   bool listed = false;        // the module lists it
@@ -22,8 +22,8 @@ struct Slot {
   std::string label, serial;  // the token's; the serial is not empty, and not zero
 };
 
-// Slots gives each slot of the module an id of its own: 0, 1, 2 and so on, in the order in which the module listed them
-// first. An id stays with its slot for as long as the process runs. The settings may name slots, and may leave only
+// Slots gives each slot of the module its own id: 0, 1, 2 and so on, in the order in which the module first listed
+// them. An id stays with its slot for as long as the process runs. The settings may name slots, and may limit them to
 // those with one label, serial number or reader.
 class Slots {
  public:
@@ -52,15 +52,15 @@ class Slots {
   std::vector<Slot> m_slots;  // the index is the id
 };
 
-// PlainText returns the text of a fixed field: up to the first zero byte, without control characters and without spaces
-// at its end.
+// PlainText returns the string in a fixed field: up to the first zero byte, without control characters and without
+// spaces at its end.
 std::string PlainText(const CK_UTF8CHAR* field, std::size_t size);
 
 // SerialOf returns a token's serial number; for one that is blank or all zeros, 16 hexadecimal digits that stay the
 // same for this manufacturer, model and label.
 std::string SerialOf(const CK_TOKEN_INFO& token);
 
-// Fill writes a text into a fixed field, padded with spaces, and cut off if it is too long.
+// Fill writes a string into a fixed field, padded with spaces, and cut off if it is too long.
 template <std::size_t Size>
 void Fill(CK_UTF8CHAR (&field)[Size], const std::string& text) {
   for (std::size_t i = 0; i < Size; ++i)

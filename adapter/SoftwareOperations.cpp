@@ -1,4 +1,4 @@
-// Operations that need no private key: they are done here, for every module alike.
+// Operations that need no private key: they are done here, in the same way for every module.
 #include "adapter/MechanismCopy.h"
 #include "adapter/Message.h"
 #include "adapter/Operation.h"
@@ -55,7 +55,7 @@ class CipherOperation : public Operation {
   std::size_t Room(Course course, std::size_t length) const override {
     return course == Course::Part ? m_cipher.UpdateLength(length) : m_cipher.ResultLength(length);
   }
-  // How much a padded decryption gives is known at its end.
+  // The length of a padded decryption is known only at its end.
   bool IsExact() const override { return Kind() == Work::Encrypt; }
 
   Secret Do(Course course, const CK_BYTE* data, std::size_t length) override {

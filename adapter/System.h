@@ -1,5 +1,5 @@
-// What the adapter needs of the platform. Names and paths are UTF-8. SystemWindows.cpp and SystemPosix.cpp are the two
-// ports.
+// What the adapter needs from the platform. Names and paths are UTF-8. SystemWindows.cpp and SystemPosix.cpp are the
+// two ports.
 #pragma once
 
 #include <cstdint>
@@ -31,7 +31,8 @@ using File = std::unique_ptr<std::FILE, CloseFile>;
 // OpenFile is std::fopen: null if the file cannot be opened.
 File OpenFile(const std::string& path, const char* mode);
 
-// Library is a loaded library, which is unloaded at the end. `error` says why `handle` is null, in the system's words.
+// Library is a loaded library, which is unloaded at the end. When Load returns null, `error` has the reason in the
+// system's words.
 struct Unload {
   void operator()(void* handle) const;
 };
@@ -39,16 +40,16 @@ using Library = std::unique_ptr<void, Unload>;
 Library Load(const std::string& path, std::string& error);
 void* FindSymbol(const Library& library, const char* name);
 
-// The file that Load would load for a name without folders, if it can be told beforehand; else the name itself.
+// The file that Load would load for a name without folders, if that is known beforehand; else the name itself.
 std::string FindLibrary(const std::string& name);
 
 // StayLoaded keeps the library that contains this code loaded until the process ends.
 void StayLoaded();
 
-// The number of the present thread, as debuggers show it.
+// The number of the current thread, as debuggers show it.
 std::uint64_t ThreadNumber();
 
-// The present local time: 2031-05-09 17:04:05.123.
+// The current local time: 2031-05-09 17:04:05.123.
 std::string LocalTime();
 
 }  // namespace adapter::system

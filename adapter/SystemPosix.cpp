@@ -29,7 +29,7 @@ bool IsSeparator(char c) { return c == '/'; }
 bool IsAbsolute(const std::string& path) { return !path.empty() && path.front() == '/'; }
 
 File OpenFile(const std::string& path, const char* mode) {
-  // The mark keeps a child process from inheriting the file.
+  // This flag keeps a child process from inheriting the file.
   return File(std::fopen(path.c_str(), (std::string(mode) + 'e').c_str()));
 }
 

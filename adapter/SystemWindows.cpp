@@ -103,12 +103,12 @@ bool IsAbsolute(const std::string& path) {
 }
 
 File OpenFile(const std::string& path, const char* mode) {
-  // The mark keeps a child process from inheriting the file.
+  // This flag keeps a child process from inheriting the file.
   return File(_wfopen(Wide(path).c_str(), Wide(std::string(mode) + 'N').c_str()));
 }
 
 Library Load(const std::string& path, std::string& error) {
-  // The folder of the library is searched for what it needs.
+  // The folder of the library is searched for its dependencies.
   const DWORD flags = IsAbsolute(path) ? LOAD_WITH_ALTERED_SEARCH_PATH : 0;
   Library library(LoadLibraryExW(Wide(path).c_str(), nullptr, flags));
   if (!library) error = ErrorText(GetLastError());

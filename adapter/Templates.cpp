@@ -5,7 +5,7 @@
 namespace adapter {
 namespace {
 
-// Nothing of the provider signs or verifies with recovery, or derives keys on the token.
+// The provider never signs or verifies with recovery, and never derives keys on the token.
 constexpr CK_ATTRIBUTE_TYPE kNotNeeded[] = {CKA_VERIFY_RECOVER, CKA_SIGN_RECOVER, CKA_DERIVE};
 
 }  // namespace

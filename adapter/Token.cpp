@@ -19,7 +19,7 @@ Secret WithZerosBefore(Secret number, std::size_t size) {
   return number;
 }
 
-// The block of a PKCS #1 signature, for a token that has bare RSA alone.
+// The block of a PKCS #1 signature, for a token that has only bare RSA.
 Secret PadForSignature(const Secret& data, std::size_t size) {
   Secret block(size, 0xFF);
   block[0] = 0;
@@ -100,20 +100,21 @@ Secret Token::Sign(Object& key, CK_MECHANISM mechanism, const Secret& data) {
                                                                                    : bare ? WithZerosBefore(data, size)
                                                                                           : data);
   Require(!signature.empty(), CKR_GENERAL_ERROR);
-  // A signature is as long as the modulus. Some modules leave out zeros before it.
+  // A signature is as long as the modulus. Some modules leave out its leading zeros.
   return WithZerosBefore(std::move(signature), size);
 }
 
 Secret Token::Decrypt(Object& key, CK_MECHANISM mechanism, const Secret& data) {
   Require(data.size() == ModulusSize(key.values), CKR_ENCRYPTED_DATA_LEN_RANGE);
   Secret result = Use<&CK_FUNCTION_LIST::C_DecryptInit, &CK_FUNCTION_LIST::C_Decrypt>(key, mechanism, data);
-  // A module that does not set the length leaves the whole room.
+  // A module that does not set the length leaves it at the size of the buffer.
   const bool fits = mechanism.mechanism == CKM_RSA_X_509 || result.size() + kPadding <= data.size();
   Require(fits, CKR_GENERAL_ERROR);
   return result;
 }
 
-// The module may have lost the login, with a card that was put back for example. The provider has just shown the PIN.
+// The module may have lost the login, for example because the card was pulled and put back. The provider has just
+// presented the PIN.
 template <auto Init, auto Finish>
 Secret Token::Use(Object& key, CK_MECHANISM mechanism, const Secret& data) {
   Require(m_login.IsUser(), CKR_USER_NOT_LOGGED_IN);
@@ -133,7 +134,7 @@ Secret Token::UseOnce(Object& key, CK_MECHANISM mechanism, const Secret& data) {
   return m_session.Finish<Finish>(data, ModulusSize(key.values));
 }
 
-// The handle may have died, with another process for example. Then the key is looked for once more.
+// The handle may no longer be valid, for example because of another process. Then the key is looked up once more.
 template <auto Init>
 CK_RV Token::BeginUse(Object& key, CK_MECHANISM& mechanism) {
   const CK_RV result = m_session.Begin<Init>(&mechanism, m_objects.Lower(key));
@@ -142,7 +143,7 @@ CK_RV Token::BeginUse(Object& key, CK_MECHANISM& mechanism) {
   return m_session.Begin<Init>(&mechanism, m_objects.Lower(key));
 }
 
-// Some keys, such as the signature key of a PIV card, want the PIN before each use.
+// Some keys, such as the signature key of a PIV card, require the PIN before each use.
 void Token::Authenticate(const Object& key) {
   if (!key.values.Flag(CKA_ALWAYS_AUTHENTICATE)) return;
   Secret pin = m_login.Pin();

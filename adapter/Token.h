@@ -1,4 +1,4 @@
-// What the adapter has of one slot of the module: its session, its login, its objects, and what its token can do.
+// What the adapter keeps for one slot of the module: its session, its login, its objects, and what its token can do.
 #pragma once
 
 #include <vector>
@@ -20,9 +20,9 @@ class Token {
 
   // Open makes sure that there is a session, and that the token is the one with this serial number. Throws Failure.
   void Open(const std::string& serial);
-  // Close is for the end of the provider's last session: ends the login, too.
+  // Close is for the end of the provider's last session. It ends the login, too.
   void Close();
-  // Gone is for a token that was pulled. Settle drops what a call lost that found this out.
+  // Gone is for a token that was pulled. Settle drops the login and objects after a call has found that out.
   void Gone();
   void Settle();
 
@@ -32,15 +32,14 @@ class Token {
   const std::string& Serial() const { return m_serial; }
   unsigned Presence() const { return m_session.Presence(); }
 
-  // The mechanisms of the token. Empty when the module does not tell.
+  // The mechanisms of the token. Empty when the module does not list them.
   const std::vector<CK_MECHANISM_TYPE>& Mechanisms();
   bool Has(CK_MECHANISM_TYPE mechanism);
-  // Has is false, and the module told its mechanisms.
+  // True when the module lists mechanisms, but not this one.
   bool Lacks(CK_MECHANISM_TYPE mechanism) { return !Mechanisms().empty() && !Has(mechanism); }
 
-  // Sign and Decrypt use a private key, in one call of the module, and return the result. What the module says of the
-  // length of a signature is not believed. All failures are thrown; CKR_USER_NOT_LOGGED_IN if the provider is logged
-  // out.
+  // Sign and Decrypt use a private key, in one call of the module, and return the result. The module's length of a
+  // signature is not trusted. All failures are thrown; CKR_USER_NOT_LOGGED_IN if the provider is logged out.
   pkcs11::Secret Sign(Object& key, CK_MECHANISM mechanism, const pkcs11::Secret& data);
   pkcs11::Secret Decrypt(Object& key, CK_MECHANISM mechanism, const pkcs11::Secret& data);
 
@@ -60,7 +59,7 @@ class Token {
   std::vector<CK_MECHANISM_TYPE> m_mechanisms;
   bool m_knowsMechanisms = false;
   std::string m_serial;
-  unsigned m_settled = 0;  // the presence that the login and the objects are of
+  unsigned m_settled = 0;  // the presence to which the login and the objects belong
 };
 
 // The length of an RSA key's modulus in bytes.

@@ -13,7 +13,7 @@ using pkcs11::Secret;
 
 namespace {
 
-// From the surest sign that two records are of one object to the weakest.
+// The signs that two records are of one object, from the surest to the weakest.
 enum : int { kSameHandle, kSameNames, kSamePrivateKey, kNothing };
 
 bool HasSame(const Values& a, const Values& b, CK_ATTRIBUTE_TYPE type) { return a.Bytes(type) == b.Bytes(type); }
@@ -126,13 +126,13 @@ CK_OBJECT_HANDLE TokenObjects::Lower(Object& object) {
     object.life = m_login.Life();
   }
   if (object.lower) return *object.lower;
-  // The module may have lost the login. Then it hides what is there.
+  // The module may have lost the login. Then it hides objects that are there.
   Require(!object.NeedsLogin() || m_login.IsConfirmed(), CKR_USER_NOT_LOGGED_IN);
   throw Failure{object.IsPrivateKey() ? CKR_KEY_HANDLE_INVALID : CKR_OBJECT_HANDLE_INVALID};
 }
 
-// The module's object with the class and identifier of ours; of several, the one with our label. Without an identifier,
-// the label has to do.
+// Finds the module's object with the class and identifier of ours; if there are several, the one with our label.
+// Without an identifier, the label decides.
 std::optional<CK_OBJECT_HANDLE> TokenObjects::Search(const Object& object) {
   CK_OBJECT_CLASS objectClass = object.Class();
   const CK_ATTRIBUTE_TYPE named = object.values.Bytes(CKA_ID).empty() ? CKA_LABEL : CKA_ID;

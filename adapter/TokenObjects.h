@@ -16,7 +16,7 @@ namespace adapter {
 // object while the module's handles change: it is bound again by class, identifier and label.
 //
 // Before a login, each public key and each certificate of an RSA key that has an identifier gets a stand-in for its
-// private key. A login shows which identifiers truly have one; that is remembered for as long as the process knows the
+// private key. A login shows which identifiers really have one; that is remembered for as long as the process knows the
 // token. A stand-in without a key is dropped by the first Refresh after that login.
 class TokenObjects {
  public:
@@ -27,7 +27,7 @@ class TokenObjects {
         m_login(login),
         m_defaultCertificate(std::move(defaultCertificate)) {}
 
-  // Refresh lists the module's objects anew. Throws Failure.
+  // Refresh lists the module's objects again. Throws Failure.
   void Refresh();
 
   // Lower returns the module's handle of an object of the token. Throws Failure: CKR_USER_NOT_LOGGED_IN when the module
@@ -35,14 +35,14 @@ class TokenObjects {
   // have, and CKR_OBJECT_HANDLE_INVALID for another object.
   CK_OBJECT_HANDLE Lower(Object& object);
 
-  // Adopt makes the object for what the module has just made, and returns the provider's handle. Values that the module
-  // does not show are those of `made`. Reread reads the values of an object again.
+  // Adopt adds the object that the module has just made, and returns the provider's handle. Values that the module does
+  // not show are taken from `made`. Reread reads the values of an object again.
   CK_OBJECT_HANDLE Adopt(CK_OBJECT_HANDLE lower, const Values& made);
   void Reread(Object& object);
-  // Removed takes an object out of the table that the module has destroyed.
+  // Removed takes an object that the module has destroyed out of the table.
   void Removed(CK_OBJECT_HANDLE handle);
 
-  // Forget drops all objects. ForgetPrivateKeys is for another token: drops what is remembered of private keys.
+  // Forget drops all objects. ForgetPrivateKeys is for a different token: it drops what is remembered of private keys.
   void Forget();
   void ForgetPrivateKeys() { m_privateIds.reset(); }
 

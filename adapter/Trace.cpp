@@ -10,7 +10,7 @@
 namespace adapter {
 namespace {
 
-// The length of a PIN is nobody's business.
+// The length of a PIN is kept out of the trace.
 constexpr std::array<std::string_view, 3> kSecretNumbers = {"pinLen", "oldLen", "newLen"};
 
 // These point to several numbers, of which the module may have written none.
@@ -84,7 +84,7 @@ Trace::Trace(const std::string& path) : m_file(system::OpenFile(path, "ab")) {}
 void Trace::Note(const std::string& text) noexcept {
   try {
     WriteLine(text);
-  } catch (const std::exception&) {  // memory is lacking
+  } catch (const std::exception&) {  // out of memory
   }
 }
 

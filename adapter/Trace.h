@@ -30,7 +30,7 @@ inline constexpr EntryName kEntryName = {};
 #include "cryptoki/CryptokiEntries.inc"
 
 // TracedArguments writes the arguments of a call after it has returned: " session=1 dataLen=36". Pointers are not
-// const, so that each finds the operation for its type.
+// const, so that each finds the overload for its type.
 class TracedArguments {
  public:
   TracedArguments(const char* names, CK_RV result) : m_names(names), m_result(result) {}
@@ -57,13 +57,13 @@ class TracedArguments {
   std::string m_text;
 };
 
-// Trace may be used by several threads. Nothing that goes wrong with the file is a failure of the call.
+// Trace may be used by several threads. A problem with the file never fails the call.
 class Trace {
  public:
   // Opens the file for appending.
   explicit Trace(const std::string& path);
 
-  // Note writes a line of its own.
+  // Note writes a separate line.
   void Note(const std::string& text) noexcept;
 
   // Run calls a function of the module, writes the line, and returns the result.
@@ -76,7 +76,7 @@ class Trace {
       TracedArguments traced(entry.arguments, result);
       (traced.Add(arguments), ...);
       WriteCall(entry.name, time.count(), result, traced.Text());
-    } catch (const std::exception&) {  // memory is lacking
+    } catch (const std::exception&) {  // out of memory
     }
     return result;
   }

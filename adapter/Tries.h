@@ -5,8 +5,8 @@
 
 namespace adapter {
 
-// TriesAfterWrongPin returns the tries that are left, by the flags of the token: 0 only if the PIN is locked.
-// `otherwise` is the number for a token whose flags say nothing.
+// TriesAfterWrongPin returns how many tries are left according to the token's flags: 0 only if the PIN is locked.
+// `otherwise` is the number for a token whose flags show nothing.
 inline unsigned TriesAfterWrongPin(CK_FLAGS flags, unsigned otherwise) {
   if ((flags & CKF_USER_PIN_LOCKED) != 0) return 0;
   if ((flags & CKF_USER_PIN_FINAL_TRY) != 0) return 1;

@@ -1,4 +1,4 @@
-// The handles that a Windows program sees, of 32 bits, and those of the module, of 64 bits.
+// Maps the 32-bit handles that a Windows program sees to the 64-bit handles of the module.
 #pragma once
 
 #include <map>
@@ -8,11 +8,11 @@
 
 namespace bridge {
 
-// Handles gives each native handle an upper one: always the same, until the native one is forgotten. Its functions may
-// be called from any thread.
+// Handles gives each native handle an upper handle and keeps that pair until Forget. Its functions may be called from
+// any thread.
 class Handles {
  public:
-  // `none` is a native handle that the module surely does not know.
+  // `none` is a native handle that is never valid in the module.
   explicit Handles(CK_ULONG none) : m_none(none) {}
 
   CK_ULONG UpperOf(CK_ULONG native) {
@@ -24,7 +24,7 @@ class Handles {
     return upper;
   }
 
-  // For an unknown handle: `none`, so that the module refuses it in its own way.
+  // Returns `none` for an unknown handle, so that the module refuses it with its own result.
   CK_ULONG NativeOf(CK_ULONG upper) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const CK_ULONG* const native = m_natives.Find(upper);

@@ -34,7 +34,7 @@ Module::Module() {
   }
 }
 
-// A Windows program that unloads a module expects it to begin anew when it is loaded again.
+// A Windows program that unloads a module and loads it again expects a fresh one.
 Module::~Module() {
   if (m_library != nullptr) ::dlclose(m_library);
 }

@@ -5,14 +5,14 @@
 
 namespace bridge {
 
-// Module is the library that the environment variable TELVO_BRIDGE_MODULE names, a Linux path. It stays loaded as long
-// as the bridge does.
+// Module is the library whose Linux path is in the environment variable TELVO_BRIDGE_MODULE. It stays loaded as long as
+// the bridge does.
 class Module {
  public:
-  // The one of the process, which the first call loads.
+  // The only instance of the process. The first call loads the library.
   static Module& Instance();
 
-  // Null when the library was not loaded or has no table. What is wrong was said on stderr.
+  // Null when the library could not be loaded or has no table. The reason was printed to stderr.
   const CK_FUNCTION_LIST* Table() const { return m_table; }
 
   Module(const Module&) = delete;

@@ -1,4 +1,4 @@
-// The bridge's table: each entry calls the module's own, with the module's handles in the place of the caller's.
+// The bridge's table: each entry translates the caller's handles into the module's and calls the module's entry.
 #include "pkcs11/NativeTable.h"
 
 #include <tuple>
@@ -9,7 +9,7 @@
 namespace bridge {
 namespace {
 
-// A session has a number other than 0 in every module. Some modules have an object of number 0.
+// No module uses 0 as a session handle. Some modules use 0 as an object handle.
 Handles& Sessions() {
   static Handles sessions(CK_INVALID_HANDLE);
   return sessions;
@@ -20,18 +20,19 @@ Handles& Objects() {
   return objects;
 }
 
-// The signatures of the entries, in which handles have types of their own.
+// The signatures of the entries, with a separate type for each kind of handle.
 namespace marked {
 struct CK_SESSION_HANDLE;
 struct CK_OBJECT_HANDLE;
 using CK_SESSION_HANDLE_PTR = CK_SESSION_HANDLE*;
 using CK_OBJECT_HANDLE_PTR = CK_OBJECT_HANDLE*;
-// NOLINTNEXTLINE(bugprone-macro-parentheses): the parameters of a type cannot stand in parentheses.
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the parameters of a type cannot be put in parentheses.
 #define ENTRY(name, parameters, arguments) using name = CK_RV parameters;
 #include "cryptoki/CryptokiEntries.inc"
 }  // namespace marked
 
-// Argument<T> hands a parameter of marked type T to the module. Keep takes what a successful call returned.
+// Argument<T> converts a parameter of marked type T for the module. After a successful call, Keep converts the returned
+// handle.
 template <typename T>
 struct Argument {
   using Type = T;
@@ -86,9 +87,9 @@ struct Thunk<Entry, CK_RV(Parameters...)> {
   }
 };
 
-// The entries of which a call does more.
+// The entries that do more than pass the call on.
 struct Own {
-  // The functions for mutexes are a Windows program's, and not for a Linux library to call.
+  // The mutex functions belong to a Windows program. A Linux library must not call them.
   static CK_RV C_Initialize(CK_VOID_PTR initArgs) {
     if (initArgs == nullptr) return CallModule<&CK_FUNCTION_LIST::C_Initialize>(initArgs);
     const auto& given = *static_cast<const CK_C_INITIALIZE_ARGS*>(initArgs);

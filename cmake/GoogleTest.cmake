@@ -1,4 +1,4 @@
-# GoogleTest is built from Debian's sources, with the flags of the target at hand.
+# GoogleTest is built from Debian's sources, with the flags of the current platform.
 set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
 if(WIN32)
   set(gtest_disable_pthreads ON CACHE BOOL "" FORCE)  # Win32 primitives instead of winpthread
@@ -6,17 +6,18 @@ endif()
 add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
 include(GoogleTest)
 foreach(target gtest gtest_main gmock gmock_main)
-  target_compile_options(${target} PRIVATE ${TELVO_TEST_FLAGS} -U_FORTIFY_SOURCE)  # as the tests
+  target_compile_options(${target} PRIVATE ${TELVO_TEST_FLAGS} -U_FORTIFY_SOURCE)  # like the tests
 endforeach()
 
-# telvo_discover_tests(target ...) registers each test case with CTest, as a process of its own: for tests of windows, which
-# share what Wine keeps for a process. They are listed by running them under Wine when CTest starts, not at build time.
+# telvo_discover_tests(target ...) registers each test case with CTest as a separate process. It is for tests of windows: in one
+# process they would share the state that Wine keeps for it. CTest lists the cases by running the program under Wine when CTest
+# starts, not at build time.
 function(telvo_discover_tests target)
   gtest_discover_tests(${target} NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 ${ARGN})
 endfunction()
 
-# telvo_shard_tests(target count) registers the test cases in so many processes, each with every count-th case. A process
-# that crashes has named the case last.
+# telvo_shard_tests(target count) distributes the test cases over `count` processes; each runs every count-th case. If a process
+# crashes, its output ends with the name of the case.
 function(telvo_shard_tests target count)
   math(EXPR last "${count} - 1")
   foreach(index RANGE ${last})

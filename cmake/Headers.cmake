@@ -1,5 +1,5 @@
-# Boost and the PKCS#11 types come from the build machine's /usr/include, for both targets. The cross compiler must see
-# nothing else of that folder. So each of the two is included through a folder of its own that contains one symbolic link.
+# Boost and the PKCS#11 types come from the build machine's /usr/include, for both targets. The cross compiler must not
+# see the rest of that folder, so each of the two is included through a separate folder that contains one symbolic link.
 function(telvo_isolated_headers name folder)
   set(root ${CMAKE_BINARY_DIR}/isolated-headers/${name})
   file(MAKE_DIRECTORY ${root})

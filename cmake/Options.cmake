@@ -1,6 +1,6 @@
-# What every target of the project is compiled with.
+# The compiler and linker options of every target of the project.
 set(TELVO_SANITIZERS "" CACHE STRING "Value for -fsanitize, host builds only")
-set(TELVO_TEST_FLAGS -O0 -g1 CACHE STRING "How tests are compiled; what they test keeps its own flags")
+set(TELVO_TEST_FLAGS -O0 -g1 CACHE STRING "Compiler flags of the tests; the tested code keeps its own flags")
 option(TELVO_FUZZERS "Build the libFuzzer programs; needs clang" OFF)
 option(TELVO_COVERAGE "Instrument for gcov" OFF)
 option(TELVO_LLVM_COVERAGE "Instrument for llvm-cov; needs clang" OFF)
@@ -18,14 +18,15 @@ target_compile_options(project_options INTERFACE
 if(WIN32)
   # Everything is linked statically: telvocsp.dll needs no run-time library beside it.
   add_link_options(-static)
-  # The same sources give the same files, whatever folder they lie in and whenever they are built.
+  # The same sources give the same files, in any folder and at any time.
   add_compile_options($<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>)
   add_link_options(-Wl,--no-insert-timestamp)
 endif()
 
-# What users get is hardened: a function with a buffer checks its stack before it returns, and a call of the C library that
-# writes beyond a buffer of known size ends the process. MinGW's linker randomises addresses and forbids code in data by
-# itself. The sanitizers do more, and their run-time libraries replace the checked calls; the other presets do not optimise.
+# Builds for users are hardened: a function with a buffer checks its stack before it returns, and a call of the C library that
+# writes past the end of a buffer of known size ends the process. MinGW's linker randomises addresses and forbids code in data by
+# default. The sanitizers check more, and their run-time libraries replace the checked calls. The coverage and tidy presets do
+# not optimise.
 if(NOT TELVO_SANITIZERS AND NOT TELVO_COVERAGE AND NOT TELVO_LLVM_COVERAGE AND NOT TELVO_TIDY)
   add_compile_options(-fstack-protector-strong -D_FORTIFY_SOURCE=2)
   if(WIN32)
@@ -36,7 +37,7 @@ if(NOT TELVO_SANITIZERS AND NOT TELVO_COVERAGE AND NOT TELVO_LLVM_COVERAGE AND N
 endif()
 
 if(TELVO_SANITIZERS)
-  # -O1 and lines without variables: what a sanitizer says does not change, and compiling takes half as long.
+  # -O1, and line numbers without variables: the sanitizers' reports stay the same, and compiling takes half as long.
   add_compile_options(-O1 -g1 -fsanitize=${TELVO_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${TELVO_SANITIZERS})
 endif()
@@ -62,7 +63,7 @@ function(telvo_options)
   endforeach()
 endfunction()
 
-# telvo_unloadable(target...) is for what goes into the host's library: one with unique symbols is never unloaded.
+# telvo_unloadable(target...) is for targets that go into the host's library: the loader never unloads a library with unique symbols.
 function(telvo_unloadable)
   if(NOT WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     foreach(target IN LISTS ARGN)
@@ -71,8 +72,8 @@ function(telvo_unloadable)
   endif()
 endfunction()
 
-# Headers that nearly every source includes are compiled once for a target. The tidy preset goes without, so that a source
-# that does not include what it needs is found.
+# Headers that nearly every source includes are precompiled once for each target. The tidy preset does not precompile them, so
+# that it finds sources with missing includes.
 option(TELVO_PRECOMPILE "Use precompiled headers" ON)
 if(TELVO_TIDY)
   set(TELVO_PRECOMPILE OFF)
@@ -83,8 +84,8 @@ elseif(TELVO_PRECOMPILE AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
   add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-fpch-preprocess>")  # for ccache
 endif()
 
-# telvo_precompile(target header...) gives a target a header of its own, telvo_precompile_from(owner target...) that of another
-# target, which is compiled with the same flags.
+# telvo_precompile(target header...) gives a target its own precompiled header. telvo_precompile_from(owner target...) reuses that
+# of another target, which must be compiled with the same flags.
 function(telvo_precompile target)
   if(TELVO_PRECOMPILE)
     target_precompile_headers(${target} PRIVATE ${ARGN})
@@ -99,12 +100,12 @@ function(telvo_precompile_from owner)
   endif()
 endfunction()
 
-# The sources of a folder are compiled as one, which takes a fifth of the time: most of it is headers. The preset host compiles
-# each source but tests by itself, so that one that does not include what it needs is found, and a change compiles one source.
+# The sources of a folder are compiled as one unit. That takes a fifth of the time, because most of it goes into headers. The host
+# preset compiles each source separately, except tests: it finds sources with missing includes, and a change recompiles one source.
 option(TELVO_UNITY "Compile the product's sources of a folder as one" ON)
 
-# telvo_unity(target [TESTS]) does so for a target whose sources are all added. Names without linkage must differ within a
-# folder.
+# telvo_unity(target [TESTS]) does this for a target; call it after all sources were added. Names with internal linkage must be
+# unique within a folder.
 function(telvo_unity target)
   if(NOT TELVO_UNITY AND NOT "TESTS" IN_LIST ARGN)
     return()
@@ -113,7 +114,7 @@ function(telvo_unity target)
   get_target_property(sources ${target} SOURCES)
   foreach(source IN LISTS sources)
     get_filename_component(folder ${source} DIRECTORY)
-    if(IS_ABSOLUTE "${folder}")  # the name of the unit stands in the debug symbols
+    if(IS_ABSOLUTE "${folder}")  # the debug symbols contain the name of the unit
       file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${folder})
     endif()
     string(REPLACE "/" "_" group "here/${folder}")

@@ -1,5 +1,5 @@
-# The version of a release stands in one place, project(... VERSION) in CMakeLists.txt. The resource scripts include it as
-# Version.h; the installer is given it.
+# The release version is defined in one place, project(... VERSION) in CMakeLists.txt. The resource scripts include it as
+# Version.h; the installer gets it as an argument.
 set(patch ${PROJECT_VERSION_PATCH})
 if(NOT patch)
   set(patch 0)

@@ -1,4 +1,4 @@
-// Wine needs an entry point in every library. It has a file of its own because windows.h and the headers of the native
+// Wine needs an entry point in every library. It is in a separate file because windows.h and the headers of the native
 // libraries cannot be included together.
 #include <windows.h>
 

@@ -1,10 +1,10 @@
-# telvo_wine_library(NAME FOLDER EXPORTS_FILE OBJECTS object... LIBRARIES library...) makes a library that a Windows process
-# loads as NAME.dll, of Linux code: telvo_compile_for_linux makes the objects, and winegcc links them into two files,
+# telvo_wine_library(NAME FOLDER EXPORTS_FILE OBJECTS object... LIBRARIES library...) builds a library from Linux code that a
+# Windows process loads as NAME.dll. telvo_compile_for_linux makes the objects, and winegcc links them into two files:
 #
 #   FOLDER/wine/x86_64-unix/NAME.dll.so   the library, found through WINEDLLPATH=FOLDER/wine
 #   FOLDER/NAME.dll                       the placeholder that LoadLibrary finds beside the program or in system32
 #
-# The code is C++ and includes no header of Wine. cmake/WineDllMain.c is added, because Wine needs an entry point in
+# The code is C++ and includes no Wine headers. cmake/WineDllMain.c is added because Wine needs an entry point in
 # every library.
 find_program(HOST_CXX NAMES g++ REQUIRED)
 find_program(WINEGCC NAMES winegcc REQUIRED)
@@ -13,7 +13,7 @@ find_program(WINEGXX NAMES wineg++ REQUIRED)
 set(TELVO_WINE_LIBRARY_FOLDER ${CMAKE_CURRENT_LIST_DIR})
 
 # telvo_compile_for_linux(OBJECT SOURCES source... FLAGS flag...) compiles sources with the host's compiler into one object.
-# They are compiled as one, as by telvo_unity. Several libraries may take the object.
+# They are compiled as one unit, as with telvo_unity. Several libraries may use the object.
 # -fno-gnu-unique: the loader never unloads a library that has a unique symbol, and Wine cannot load a library twice.
 function(telvo_compile_for_linux object)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;FLAGS")
@@ -27,7 +27,7 @@ function(telvo_compile_for_linux object)
     string(APPEND lines "#include \"${source}\"\n")
   endforeach()
   string(REGEX REPLACE "\\.o$" ".cpp" unit ${object})
-  file(CONFIGURE OUTPUT ${unit} CONTENT "${lines}" @ONLY)  # keeps a file that would be the same
+  file(CONFIGURE OUTPUT ${unit} CONTENT "${lines}" @ONLY)  # does not touch an unchanged file
   file(RELATIVE_PATH name ${CMAKE_BINARY_DIR} ${object})
   add_custom_command(
     OUTPUT ${object}

@@ -1,9 +1,9 @@
-// What a checked stack and checked buffers call, for Windows: the random value that lies behind the buffers of a
-// function, and the end of a process in which it was overwritten.
+// The run-time support of checked stacks and buffers, for Windows: the random value that follows the buffers of a
+// function, and the functions that end the process when it was overwritten.
 //
-// The compiler's library has the same, but asks the default provider of CryptoAPI for the value while a library is
-// being loaded. That provider may be telvocsp.dll: it would be called before it is ready, or, while it loads the
-// module, wait for itself.
+// The compiler's library has the same, but it asks the default provider of CryptoAPI for the value while a library is
+// being loaded. That provider may be telvocsp.dll. It would then be called before it is ready, or would wait for itself
+// while it loads the module.
 #include <windows.h>
 
 #include <cstdint>
@@ -21,7 +21,7 @@ namespace {
 
 extern "C" {
 
-// Its lowest byte is zero, so that no string that is copied over it leaves it as it was.
+// Its lowest byte is zero, so that copying a string over it cannot reproduce it.
 std::uintptr_t __stack_chk_guard = 0xFF0A0D2B7E151600;
 
 [[noreturn]] void __stack_chk_fail() { FailFast(FAST_FAIL_STACK_COOKIE_CHECK_FAILURE); }
@@ -32,8 +32,8 @@ std::uintptr_t __stack_chk_guard = 0xFF0A0D2B7E151600;
 
 namespace {
 
-// Runs among the constructors, which the start-up code calls: no function that is checked is under way and would see
-// the value change. Without random bytes it stays the one above.
+// Runs as one of the constructors, which the start-up code calls. At that time no checked function is running that
+// would see the value change. Without random bytes the value above stays.
 __attribute__((constructor)) void ChooseGuard() {
   std::uintptr_t random = 0;
   if (RtlGenRandom(&random, sizeof(random)) != FALSE) __stack_chk_guard = random & ~static_cast<std::uintptr_t>(0xFF);

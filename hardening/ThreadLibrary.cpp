@@ -1,27 +1,26 @@
-// Two functions in the place of the compiler's, for Windows, so that a library leaves no handle open when it is
-// unloaded.
+// Two functions that replace the compiler's on Windows, so that a library leaves no handle open when it is unloaded.
 //
-// The compiler's thread library, which is linked in, makes a record of each thread that asks it for a value of its own
-// or runs something once: an event and a handle of the thread. It closes neither when the library is unloaded, nor the
-// two semaphores of a lock. The C++ library asks it for both: for what it keeps of each thread for exceptions, and to
-// set up its locale and its guards of static objects.
+// The compiler's thread library is linked in. It makes a record, an event and a thread handle, for each thread that
+// asks for a thread-specific value or calls pthread_once. When the library is unloaded, it closes neither these nor the
+// two semaphores of a lock. The C++ library uses both: the values for each thread's record of exceptions, and
+// pthread_once to set up its locale and its guards of static objects.
 #include <windows.h>
 
 #include <cxxabi.h>
 #include <pthread.h>
 
-// --- The record of exceptions, as a fiber-local value. The system releases it when its thread ends, and that of every
-// thread when its index is freed.
+// --- A thread's record of exceptions, as a fiber-local value. The system releases it when the thread ends, and all
+// records when the index is freed.
 
 namespace {
 
-// Itanium C++ ABI: Exception Handling, 2.2.2: __cxa_eh_globals.
+// __cxa_eh_globals (Itanium C++ ABI: Exception Handling, 2.2.2).
 struct Record {
   void* caughtExceptions;
   unsigned uncaughtExceptions;
 };
 
-// For a thread that gets no memory, and while there is no index.
+// Used by a thread that gets no memory, and by all threads while there is no index.
 Record g_spare;
 
 void WINAPI Release(void* record) { HeapFree(GetProcessHeap(), 0, record); }
@@ -74,7 +73,7 @@ __cxxabiv1::__cxa_eh_globals* __cxxabiv1::__cxa_get_globals_fast() noexcept { re
 
 }  // extern "C"
 
-// --- pthread_once. The linker leads the calls here (--wrap).
+// --- pthread_once. The linker redirects the calls here (--wrap).
 
 namespace {
 
@@ -92,7 +91,7 @@ extern "C" int __wrap_pthread_once(pthread_once_t* state, void (*work)()) {
       case kDone:
         return 0;
       default:
-        Sleep(0);  // another thread does it; what is done once here takes no time
+        Sleep(0);  // another thread is doing the work, which takes hardly any time
     }
   }
 }

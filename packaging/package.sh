@@ -1,14 +1,14 @@
 #!/bin/bash
-# package.sh VERSION NUMBERS PROVIDER TELVOTOOL ADAPTER FOLDER [CERTIFICATE KEY]: makes what users get in FOLDER: telvocsp.dll,
-# telvotool.exe and adapter/telvopkcs11.dll without symbols, and telvocsp-setup.exe, the installer of them. VERSION is "4.5",
-# NUMBERS "4.5.0.0". With CERTIFICATE and KEY (PEM files) each of them is signed (Authenticode, SHA-256).
+# package.sh VERSION NUMBERS PROVIDER TELVOTOOL ADAPTER FOLDER [CERTIFICATE KEY]: makes the files for users in FOLDER: telvocsp.dll,
+# telvotool.exe and adapter/telvopkcs11.dll without symbols, and their installer, telvocsp-setup.exe. VERSION is "4.5",
+# NUMBERS "4.5.0.0". With CERTIFICATE and KEY (PEM files) each file is signed (Authenticode, SHA-256).
 #
-# The same files give the same result to the byte, but for signatures, which have a time.
+# The same input gives the same bytes, except for signatures, which contain a time.
 set -eu
 version=$1 numbers=$2 provider=$3 telvotool=$4 adapter=$5 folder=$6
 shift 6
 tree=$(cd "$(dirname "$0")/.." && pwd)
-export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-0}  # the installer's own time
+export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-0}  # the time that the installer contains
 
 strip() { x86_64-w64-mingw32-strip -o "$2" "$1"; }
 

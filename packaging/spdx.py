@@ -9,7 +9,7 @@ import pathlib
 import subprocess
 import sys
 
-# Package of Debian, name, licence, in which programs, remark.
+# Debian package, name, licence, programs that contain it, remark.
 PARTS = [
     ("g++-mingw-w64-x86-64-posix", "libstdc++ and libgcc", "GPL-3.0-or-later WITH GCC-exception-3.1", "all", ""),
     ("mingw-w64-x86-64-dev", "MinGW-w64 runtime and winpthreads", "ZPL-2.1 AND MIT AND BSD-3-Clause", "all",

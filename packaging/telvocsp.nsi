@@ -1,13 +1,14 @@
-; The installer: the provider into the system folder and into the registry, telvotool beside the documents.
+; The installer: it puts the provider into the system folder and the registry, and telvotool and the documentation into the
+; program folder.
 ; packaging/package.sh calls it: makensis -DVERSION=4.5 -DNUMBERS=4.5.0.0 -DBUILD=folder-with-the-files -DDOCS=folder
 ; -DOUTPUT=setup.exe telvocsp.nsi
 ;
-; Silent: telvocsp-setup.exe /S, with /ADAPTER also the adapter, and uninstall.exe /S. Exit codes: 0 done, 1 cancelled,
+; Silent: telvocsp-setup.exe /S (/ADAPTER also installs the adapter) and uninstall.exe /S. Exit codes: 0 done, 1 cancelled,
 ; 2 failed.
 Unicode true
-Target amd64-unicode  ; the 64-bit installer: the 32-bit one does nothing where there is no 32-bit Windows
+Target amd64-unicode  ; a 64-bit installer: a 32-bit one does nothing on a system without 32-bit Windows
 SetCompressor /SOLID lzma
-SetDateSave off  ; the times of files are those of a build
+SetDateSave off  ; the files would have the time of the build
 !include "MUI2.nsh"
 !include "x64.nsh"
 !include "FileFunc.nsh"
@@ -47,8 +48,8 @@ VIAddVersionKey "LegalCopyright" ""
   ${EndIf}
 !macroend
 
-; A library in the system folder that a program has loaded cannot be replaced or deleted, but it can be renamed; the old
-; one goes with the next start of Windows. The name of the library is on the stack.
+; A library in the system folder that a program has loaded cannot be replaced or deleted, but it can be renamed. The old
+; one is deleted at the next start of Windows. The name of the library is on the stack.
 !macro GiveWay un
 Function ${un}GiveWay
   Pop $1
@@ -65,7 +66,7 @@ FunctionEnd
 !insertmacro GiveWay ""
 !insertmacro GiveWay "un."
 
-; What telvopkcs11.dll in the system folder is, on the stack: "none", "adapter" or "other". The version resource tells.
+; Pushes what telvopkcs11.dll in the system folder is, by its version resource: "none", "adapter" or "other".
 !macro KindOfModule un
 Function ${un}KindOfModule
   StrCpy $0 "none"
@@ -127,8 +128,8 @@ Section "The provider" ProviderSection
   WriteRegDWORD HKLM "${UNINSTALL_KEY}" "NoModify" 1
   WriteRegDWORD HKLM "${UNINSTALL_KEY}" "NoRepair" 1
 
-  ; The settings. The provider reads the first of the product's keys that exists: a new one would hide an older one, and
-  ; one that is there is somebody's.
+  ; The settings. The provider reads the first of the product's keys that exists. A new key would hide an older one, and
+  ; an existing key does not belong to this installation.
   StrCpy $1 0
   StrCpy $2 ""
   ${Do}
@@ -162,7 +163,7 @@ Section /o "The adapter: any PKCS #11 module behind the provider" AdapterSection
   ${EndIf}
 SectionEnd
 
-; Called before anything is changed: the module of a card's maker is not replaced.
+; Called before anything is changed, so that the module of a card's maker is not replaced.
 Function SpareOtherModule
   ${IfNot} ${SectionIsSelected} ${AdapterSection}
     Return
@@ -177,7 +178,7 @@ Function SpareOtherModule
   ${EndIf}
 FunctionEnd
 
-; The adapter is installed when it is chosen, and again over an older one.
+; /ADAPTER selects the adapter, and so does an older one that is installed.
 Function .onInit
   !insertmacro Prepare
   ${GetParameters} $0

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""zip.py TIME FOLDER FILE: packs a folder; the same content gives the same bytes. TIME is that of each file, in seconds since 1970."""
+"""zip.py TIME FOLDER FILE: packs a folder; the same content gives the same bytes. Each file gets TIME, in seconds since 1970."""
 import pathlib
 import sys
 import time
@@ -7,7 +7,7 @@ import zipfile
 
 
 def main():
-    moment = max(int(sys.argv[1]), 315532800)  # a zip file knows no time before 1980
+    moment = max(int(sys.argv[1]), 315532800)  # a zip file cannot store a time before 1980
     folder = pathlib.Path(sys.argv[2])
     with zipfile.ZipFile(sys.argv[3], "w", zipfile.ZIP_DEFLATED, compresslevel=9) as archive:
         for path in sorted(folder.rglob("*")):

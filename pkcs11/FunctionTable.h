@@ -1,5 +1,5 @@
-// The function table of a module of this project: one function for each entry, around an object of the module's own
-// class.
+// The function table of a module of this project: one function for each entry, which calls an object of the module's
+// own class.
 #pragma once
 
 #include <cstdio>
@@ -14,10 +14,10 @@ namespace pkcs11 {
 
 // FunctionTable makes the entries of the table from the operations of a class Token. An operation that has the name of
 // an entry takes the entry's parameters, and returns its result or throws it as Failure. All other entries go to
-// Token::Forward<Entry>. C_Initialize makes the object by Token::Make(), and C_Finalize calls Stop before it destroys
+// Token::Forward<Entry>. C_Initialize makes the object with Token::Make(), and C_Finalize calls Stop before it destroys
 // it.
 //
-// The entries may be called from any thread; one is served at a time. None throws.
+// The entries may be called from any thread; one call runs at a time. None throws.
 template <typename Token>
 class FunctionTable {
  public:
@@ -27,8 +27,8 @@ class FunctionTable {
     return table;
   }
 
-  // Served runs `body` on the object under the process-wide lock, and returns what it returns or throws as Failure.
-  // CKR_CRYPTOKI_NOT_INITIALIZED without an object.
+  // Served runs `body` on the object under the process-wide lock. It returns the result of `body`, or the code of the
+  // Failure that `body` throws, or CKR_CRYPTOKI_NOT_INITIALIZED if there is no object.
   template <typename Body>
   static CK_RV Served(Body body) noexcept {
     return Guarded([&]() -> CK_RV {
@@ -44,7 +44,7 @@ class FunctionTable {
     std::mutex mutex;
     std::unique_ptr<Token> token;
 
-    // At the end of the process a thread that was stopped inside a call still holds the lock. Its object is not
+    // At the end of the process a thread that was stopped inside a call still holds the lock. Then the object is not
     // destroyed.
     ~Process() {
       if (mutex.try_lock()) {
@@ -79,7 +79,7 @@ class FunctionTable {
     const bool all = arguments.CreateMutex && arguments.DestroyMutex && arguments.LockMutex && arguments.UnlockMutex;
     const bool any = arguments.CreateMutex || arguments.DestroyMutex || arguments.LockMutex || arguments.UnlockMutex;
     Require(all == any, CKR_ARGUMENTS_BAD);
-    // The lock is one of the system. It cannot be replaced by the application's own.
+    // The lock is the system's. The application cannot replace it with its own.
     Require(!any || (arguments.flags & CKF_OS_LOCKING_OK) != 0, CKR_CANT_LOCK);
   }
 
@@ -113,11 +113,11 @@ class FunctionTable {
     }
   };
 
-  // One function for each entry. Only the name decides: an operation whose parameters differ from the entry's does not
-  // compile.
+  // One function for each entry. Only the name selects an operation: one whose parameters differ from the entry's does
+  // not compile.
   template <typename Own, typename Object>
   struct Entries {
-// NOLINTBEGIN(bugprone-macro-parentheses): the name of a member cannot stand in parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses): the name of a member cannot be put in parentheses.
 #define ENTRY(name, parameters, arguments)                                   \
   template <typename Server>                                                 \
   static constexpr auto Has_##name(int)->decltype(&Server::name, true) {     \

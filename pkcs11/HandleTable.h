@@ -1,4 +1,4 @@
-// Handles of our own for things of a module: 32 bits, never 0, and not used again while in use.
+// Our own handles for the values of a module: 32 bits, never 0, and never used twice at the same time.
 #pragma once
 
 #include <cstdint>
@@ -9,15 +9,15 @@
 
 namespace pkcs11 {
 
-// HandleTable gives each value an upper handle: the next number that is free. A number comes back only after all
-// others. Values stay where they are in memory until they are erased.
+// HandleTable gives each value an upper handle: the next free number. A number is used again only after all
+// others. Values keep their address until they are erased.
 template <typename Value>
 class HandleTable {
  public:
   // The first handle is the one after `last`, so that a table can go on where another ended.
   explicit HandleTable(CK_ULONG last = 0) : m_last(static_cast<std::uint32_t>(last)) {}
 
-  // The handle that was given last.
+  // The handle that was assigned last.
   CK_ULONG Last() const { return m_last; }
 
   // Throws Failure{CKR_HOST_MEMORY} when all handles are in use.

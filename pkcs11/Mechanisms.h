@@ -12,7 +12,7 @@ namespace pkcs11 {
 // The parameter of a mechanism.
 enum class Parameter {
   None,
-  Iv8,        // an initial vector of 8 bytes
+  Iv8,        // an initialisation vector of 8 bytes
   Iv16,       // of 16 bytes
   Oaep,       // CK_RSA_PKCS_OAEP_PARAMS
   Pss,        // CK_RSA_PKCS_PSS_PARAMS
@@ -24,10 +24,10 @@ enum class Parameter {
 std::optional<Parameter> FindParameter(CK_MECHANISM_TYPE type);
 Parameter ParameterOf(CK_MECHANISM_TYPE type);
 
-// IsForWholeData tells whether a signature by the mechanism takes all data in one call.
+// IsForWholeData returns whether a signature with the mechanism takes all data in one call.
 bool IsForWholeData(CK_MECHANISM_TYPE type);
 
-// NeedsRsaKey tells whether a mechanism works with RSA keys only.
+// NeedsRsaKey returns whether a mechanism works with RSA keys only.
 bool NeedsRsaKey(CK_MECHANISM_TYPE type);
 
 // CheckMechanism throws Failure: CKR_ARGUMENTS_BAD for a null pointer, CKR_MECHANISM_INVALID for a mechanism that is
@@ -38,7 +38,7 @@ inline void CheckMechanism(const CK_MECHANISM* mechanism) {
   CheckParameter(*mechanism);
 }
 
-// AllMechanisms returns all that the card's own table has, in its order.
+// AllMechanisms returns all mechanisms of the card's own table, in its order.
 std::vector<CK_MECHANISM_TYPE> AllMechanisms();
 
 // Offered returns those of `types` that the card offers, in the order of the card's own table.

@@ -5,7 +5,7 @@
 
 namespace pkcs11 {
 
-// Each module defines it for itself. Its entries may be called from any thread; one is served at a time. None throws.
+// Each module defines its own. Its entries may be called from any thread; one call runs at a time. None throws.
 ExtendedFunctionList& NativeTable();
 
 }  // namespace pkcs11

@@ -1,4 +1,4 @@
-// A search for objects: done completely at its beginning, then handed out in pieces.
+// A search for objects. It runs completely at the start; the results are then handed out in pieces.
 #pragma once
 
 #include <algorithm>
@@ -15,8 +15,8 @@ struct Search {
   std::size_t next = 0;
 };
 
-// HandOut does what C_FindObjects does in a session with that search, if it has one. Throws Failure: CKR_ARGUMENTS_BAD
-// for a missing place, CKR_OPERATION_NOT_INITIALIZED without a search.
+// HandOut implements C_FindObjects for a session with this search, if it has one. Throws Failure: CKR_ARGUMENTS_BAD for
+// a missing buffer, CKR_OPERATION_NOT_INITIALIZED without a search.
 inline void HandOut(std::optional<Search>& search, CK_OBJECT_HANDLE* objects, CK_ULONG maxCount, CK_ULONG* count) {
   Require(count != nullptr && (objects != nullptr || maxCount == 0), CKR_ARGUMENTS_BAD);
   Require(search.has_value(), CKR_OPERATION_NOT_INITIALIZED);

@@ -8,13 +8,13 @@
 
 namespace pkcs11 {
 
-// Wipe overwrites memory with zero. The compiler cannot leave it out.
+// Wipe overwrites memory with zero. The compiler cannot optimise it away.
 inline void Wipe(void* memory, std::size_t length) {
   volatile unsigned char* byte = static_cast<unsigned char*>(memory);
   while (length-- != 0) *byte++ = 0;
 }
 
-// WipingAllocator overwrites memory before it is released. So a vector that grows leaves no copy in memory.
+// WipingAllocator overwrites memory before it is released, so that a growing vector leaves no copy in memory.
 template <typename T>
 struct WipingAllocator {
   using value_type = T;
@@ -33,7 +33,7 @@ struct WipingAllocator {
   bool operator!=(const WipingAllocator& /*other*/) const { return false; }
 };
 
-// A vector and not a string: a short string lives inside its object, where no allocator sees it.
+// A vector and not a string: a short string is stored inside its object, without the allocator.
 using Secret = std::vector<unsigned char, WipingAllocator<unsigned char>>;
 
 inline Secret MakeSecret(std::string_view text) { return {text.begin(), text.end()}; }

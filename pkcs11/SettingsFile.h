@@ -15,10 +15,10 @@ class SettingsError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// SettingsFile walks once over the lines of a file. A derived class knows the keys. Every error names the present line.
+// SettingsFile reads the lines of a file once. A derived class knows the keys. Every error names the current line.
 class SettingsFile {
  public:
-  // `block` is the line that begins a block, such as "[slot]". The keys before the first one are those of the file.
+  // `block` is the line that begins a block, such as "[slot]". The keys before the first block are those of the file.
   SettingsFile(std::string fileName, std::string block);
   virtual ~SettingsFile() = default;
   SettingsFile(const SettingsFile&) = delete;
@@ -29,12 +29,12 @@ class SettingsFile {
 
   void Walk(std::string_view text);
 
-  // BeginBlock is called for the line that begins a block. FindKey returns what reads the value of a key, and an empty
-  // function for an unknown key. A key may be given once in the file, and once in each block.
+  // BeginBlock is called for the line that begins a block. FindKey returns the function that reads the value of a key,
+  // and an empty function for an unknown key. A key may occur once before the first block, and once in each block.
   virtual void BeginBlock() = 0;
   virtual ReadValue FindKey(const std::string& name, bool inBlock) = 0;
 
-  // Fail names the present line, and FailInBlock the line that began the block. Both throw SettingsError.
+  // Fail names the current line, and FailInBlock the line that began the block. Both throw SettingsError.
   [[noreturn]] void Fail(const std::string& message) const;
   [[noreturn]] void FailInBlock(const std::string& message) const;
 
@@ -44,7 +44,7 @@ class SettingsFile {
   // Whether the value is a number from 1 to `most`; if so, it is stored in `number`.
   static bool ReadNumber(std::string_view value, unsigned most, unsigned& number);
 
-  // The text without the spaces around it.
+  // The string without the white space around it.
   static std::string_view Trimmed(std::string_view text);
 
   // FindRow looks a key up in a table of rows {name, member function that reads the value}.

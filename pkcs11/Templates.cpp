@@ -11,7 +11,7 @@ namespace {
 
 using namespace pkcs11::classes;
 
-// Ways of making an object, as bits.
+// The ways to make an object, as bits.
 enum : unsigned {
   kCreated = 1,
   kGenerated = 2,
@@ -136,7 +136,7 @@ bool AsksFor(const CK_ATTRIBUTE* attributes, CK_ULONG count, CK_ATTRIBUTE_TYPE t
 std::vector<CK_ATTRIBUTE> TemplateFor(Making making, CK_OBJECT_CLASS objectClass, const CK_ATTRIBUTE* attributes,
                                       CK_ULONG count) {
   const unsigned bit = BitOf(objectClass);
-  const unsigned classes = bit != kNowhere ? bit : kAll;  // the module refuses another class itself
+  const unsigned classes = bit != kNowhere ? bit : kAll;  // the module itself refuses any other class
   std::vector<CK_ATTRIBUTE> filtered;
   filtered.reserve(count + 1);
   for (CK_ULONG i = 0; i < count; ++i) {

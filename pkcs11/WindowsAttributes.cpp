@@ -39,10 +39,10 @@ constexpr CK_ATTRIBUTE_TYPE kNumbers[] = {
     CKA_MECHANISM_TYPE,
 };
 
-// More than there are mechanisms. With this limit a wrong length does not allocate gigabytes.
+// More than there are mechanisms. The limit keeps a wrong length from allocating gigabytes.
 constexpr std::size_t kMostNumbers = 4096;
 
-// Reads the numbers of a caller, whose buffers may not be aligned.
+// Reads the numbers of a caller, whose buffers may be unaligned.
 std::vector<CK_ULONG> ReadNumbers(const void* from, std::size_t count) {
   std::vector<CK_ULONG> numbers(count);
   for (std::size_t i = 0; i < count; ++i) {
@@ -64,7 +64,7 @@ void WriteNumbers(const std::vector<CK_ULONG>& numbers, std::size_t count, void*
 
 ValueKind KindOf(CK_ATTRIBUTE_TYPE type) {
   if (type == CKA_ALLOWED_MECHANISMS) return ValueKind::NumberList;
-  // Vendor types set the high bit; in them the bit of nested templates has no meaning.
+  // Vendor types set the high bit. In these the bit for nested templates has no meaning.
   if ((type & CKA_VENDOR_DEFINED) == 0 && (type & CKF_ARRAY_ATTRIBUTE) != 0) return ValueKind::Nested;
   const bool number = std::find(std::begin(kNumbers), std::end(kNumbers), type) != std::end(kNumbers);
   return number ? ValueKind::OneNumber : ValueKind::Bytes;
@@ -106,7 +106,7 @@ TemplateOut::TemplateOut(Attribute* attributes, Number count) : m_attributes(att
     if (native.pValue != nullptr && (item.kind == ValueKind::OneNumber || item.kind == ValueKind::NumberList)) {
       const std::size_t most = item.kind == ValueKind::OneNumber ? 1 : kMostNumbers;
       item.numbers.resize(std::min(native.ulValueLen / sizeof(Number), most));
-      // A caller whose buffer is too small for a number must get that failure, and not the length of a number.
+      // A caller whose buffer is too small for a number must get this failure, and not the length of a number.
       static CK_ULONG noRoom = 0;
       native.pValue = item.numbers.empty() ? &noRoom : item.numbers.data();
       native.ulValueLen = item.numbers.size() * sizeof(CK_ULONG);
@@ -117,7 +117,7 @@ TemplateOut::TemplateOut(Attribute* attributes, Number count) : m_attributes(att
 }
 
 CK_RV TemplateOut::Finish(CK_RV result) {
-  // Any other failure says nothing about the attributes, so the template stays unchanged.
+  // Any other failure does not concern the attributes, so the template stays unchanged.
   const bool dealtWith = result == CKR_OK || result == CKR_ATTRIBUTE_SENSITIVE ||
                          result == CKR_ATTRIBUTE_TYPE_INVALID || result == CKR_BUFFER_TOO_SMALL;
   if (!dealtWith) return result;

@@ -1,4 +1,4 @@
-// Attribute templates between the Windows layout and the native one.
+// Translates attribute templates between the Windows layout and the native one.
 #pragma once
 
 #include <vector>
@@ -7,10 +7,10 @@
 
 namespace pkcs11::windows {
 
-// The kinds of attribute values, as far as the two layouts differ.
+// The kinds of attribute values that the two layouts store differently.
 enum class ValueKind {
   Bytes,       // the same in both layouts
-  OneNumber,   // 4 bytes against 8
+  OneNumber,   // 4 bytes on Windows, 8 natively
   NumberList,  // any number of them
   Nested       // a template inside the template; refused
 };
@@ -18,7 +18,7 @@ ValueKind KindOf(CK_ATTRIBUTE_TYPE type);
 
 // TemplateIn is the native form of a template that is only read. Values that are the same in both layouts are not
 // copied. The constructor throws Failure: CKR_ARGUMENTS_BAD for a missing template, CKR_ATTRIBUTE_VALUE_INVALID for a
-// number of another size than 4 or for a value that is missing, CKR_ATTRIBUTE_TYPE_INVALID for a nested template.
+// number whose size is not 4 or for a missing value, CKR_ATTRIBUTE_TYPE_INVALID for a nested template.
 class TemplateIn {
  public:
   TemplateIn(const Attribute* attributes, Number count);

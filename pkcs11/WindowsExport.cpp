@@ -1,4 +1,4 @@
-// The one exported function of the Wine library; telvopkcs11.def gives it its public name.
+// The only exported function of a Wine library. The library's .def file gives it its public name.
 #include "pkcs11/WindowsFace.h"
 
 extern "C" pkcs11::windows::Number TELVO_WINDOWS_ABI

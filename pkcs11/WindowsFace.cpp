@@ -16,7 +16,7 @@ namespace {
 
 CK_FUNCTION_LIST& Native() { return NativeTable().standard; }
 
-// The frame of all entries.
+// Runs the body of an entry and turns exceptions into results.
 template <typename Body>
 Number Answer(Body body) noexcept {
   try {
@@ -107,7 +107,7 @@ void Copy(To& to, const From& from) {
   std::memcpy(&to, &from, sizeof to);
 }
 
-// Reads a list from the native side, and returns it by the rule for lists of unknown length.
+// Reads a list from the native side and copies it to the caller. A null `list` asks only for the count.
 template <typename List>
 CK_RV HandOutList(List nativeList, Number* list, Number* count) {
   Require(count != nullptr, CKR_ARGUMENTS_BAD);
@@ -126,14 +126,14 @@ CK_RV HandOutList(List nativeList, Number* list, Number* count) {
   return CKR_OK;
 }
 
-// The entries that carry templates, records or lists.
+// The entries that have templates, structures or lists as arguments.
 struct Own {
   static Number TELVO_WINDOWS_ABI C_Initialize(void* initArgs) {
     return Answer([&] {
       if (initArgs == nullptr) return Native().C_Initialize(nullptr);
       InitializeArguments given = {};
       std::memcpy(&given, initArgs, sizeof given);
-      // The four functions are never called. It only matters whether they are there.
+      // The four functions are never called. It only matters whether they are given.
       CK_C_INITIALIZE_ARGS native = {};
       native.CreateMutex = reinterpret_cast<CK_CREATEMUTEX>(given.CreateMutex);
       native.DestroyMutex = reinterpret_cast<CK_DESTROYMUTEX>(given.DestroyMutex);
@@ -292,7 +292,7 @@ struct Own {
   static Number TELVO_WINDOWS_ABI C_FindObjects(Number session, Number* objects, Number maxCount, Number* count) {
     return Answer([&] {
       Require(count != nullptr && (objects != nullptr || maxCount == 0), CKR_ARGUMENTS_BAD);
-      // In pieces, so that the caller's length is not allocated at once.
+      // In pieces, so that no buffer of the caller's length is allocated.
       CK_ULONG piece[64];
       Number done = 0;
       CK_ULONG got = 0;

@@ -23,7 +23,7 @@ template <typename Parameters, typename NativeParameters>
 void MechanismIn::Translate(const Mechanism& mechanism, NativeParameters& native) {
   if (mechanism.pParameter == nullptr || mechanism.ulParameterLen != sizeof(Parameters)) return;
   Parameters parameters = {};
-  std::memcpy(&parameters, mechanism.pParameter, sizeof parameters);  // the caller's may be at any address
+  std::memcpy(&parameters, mechanism.pParameter, sizeof parameters);  // the caller's may be unaligned
   native = NativeOf(parameters);
   m_native.pParameter = &native;
   m_native.ulParameterLen = sizeof native;

@@ -1,14 +1,14 @@
-// Mechanisms between the Windows layout and the native one.
+// Translates mechanisms from the Windows layout to the native one.
 #pragma once
 
 #include "pkcs11/WindowsTypes.h"
 
 namespace pkcs11::windows {
 
-// MechanismIn is the native form of a mechanism. Initial vectors and the source data of OAEP are not copied.
+// MechanismIn is the native form of a mechanism. Initialisation vectors and the source data of OAEP are not copied.
 //
-// A mechanism that is not offered, or whose parameter does not have its size on Windows, becomes one without a
-// parameter. The native side then refuses it, in the order of its checks.
+// A mechanism that is not offered, or whose parameter has the wrong size for Windows, becomes one without a parameter.
+// The native side then refuses it, in the order of its checks.
 class MechanismIn {
  public:
   explicit MechanismIn(const Mechanism* mechanism);

@@ -1,6 +1,6 @@
 // The PKCS#11 types in the layout of a 64-bit Windows program: packed to single bytes, numbers of 32 bits, and
 // functions with Windows' calling convention. The host's compiler compiles this and the rest of the module's Windows
-// face.
+// interface.
 #pragma once
 
 #include <cstddef>
@@ -172,7 +172,7 @@ using Entry = typename EntryType<Native>::Type;
 
 struct FunctionList {
   CK_VERSION version;
-// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of a member cannot stand in parentheses.
+// NOLINTNEXTLINE(bugprone-macro-parentheses): the name of a member cannot be put in parentheses.
 #define ENTRY(name, parameters, arguments) Entry<CK_##name> name;
 #include "cryptoki/CryptokiEntries.inc"
   void* unused[4];

@@ -29,7 +29,7 @@ BOOL FailWith(DWORD code) {
   return FALSE;
 }
 
-// A certificate with a count of its references, 1 at first. CertFreeCertificateContext frees it with the last one.
+// A reference-counted certificate; the count starts at 1. CertFreeCertificateContext frees it with the last reference.
 class HostCertificate : public CERT_CONTEXT {
  public:
   HostCertificate(X509Holder x509, const BYTE* der, DWORD length)

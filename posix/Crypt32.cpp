@@ -14,7 +14,7 @@ struct NameKey {
   const char* key;
 };
 
-// The attribute keys of the X.500 form. An attribute without one is written as "OID." and its number.
+// The attribute keys of the X.500 form. An attribute without a key is written as "OID." and its number.
 constexpr NameKey kNameKeys[] = {
     {NID_commonName, "CN"},
     {NID_countryName, "C"},
@@ -41,7 +41,7 @@ std::string KeyOf(const ASN1_OBJECT* object) {
   return std::string("OID.") + number;
 }
 
-// A value is quoted when it contains characters of the syntax around it. Quotes inside are doubled.
+// A value is quoted when it contains special characters, or begins or ends with a space. Quotes inside are doubled.
 std::string Quoted(const std::string& value) {
   const bool needed = !value.empty() && (value.front() == ' ' || value.back() == ' ' ||
                                          value.find_first_of(",+=\"\n<>#;") != std::string::npos);
@@ -70,7 +70,7 @@ NameHolder Decode(const CERT_NAME_BLOB& name) {
   return NameHolder(d2i_X509_NAME(nullptr, &der, static_cast<long>(name.cbData)), &X509_NAME_free);
 }
 
-// The value of a name that people know its holder by.
+// The value in a name by which people know its holder.
 std::string DisplayText(const X509_NAME* name) {
   for (const int nid : {NID_commonName, NID_organizationalUnitName, NID_organizationName, NID_pkcs9_emailAddress}) {
     const int index = X509_NAME_get_index_by_NID(name, nid, -1);

@@ -1,4 +1,4 @@
-// The time of a clock some milliseconds from now, as the waits of pthreads want it.
+// The time of a clock some milliseconds from now, in the form that pthread waits take.
 #pragma once
 
 #include <windows.h>

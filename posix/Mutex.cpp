@@ -16,7 +16,7 @@ class LogMutex : public HostHandle {
       m_mutex.lock();
       return WAIT_OBJECT_0;
     }
-    // ThreadSanitizer does not know the function by which std::timed_mutex waits.
+    // ThreadSanitizer does not know the function that std::timed_mutex waits with.
     const timespec end = After(milliseconds, CLOCK_REALTIME);
     return pthread_mutex_timedlock(m_mutex.native_handle(), &end) == 0 ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
   }

@@ -17,10 +17,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The interval at which a wait asks. The service itself polls its readers every 400 ms.
+// The polling interval of a wait. The service itself polls its readers every 400 ms.
 constexpr std::chrono::milliseconds kPause(50);
 
-// In libpcsclite's header both are as wide as its own DWORD.
+// libpcsclite's header defines both with the width of its own DWORD.
 constexpr std::uint32_t kAutoAllocate = 0xFFFFFFFF;
 constexpr std::uint32_t kInfinite = 0xFFFFFFFF;
 
@@ -30,11 +30,11 @@ struct Context {
   std::list<std::unique_ptr<char[]>> memory;  // handed out by ListReaders
 };
 
-// Guards the contexts, what they hold, and every call of libpcsclite. Held for short times only.
+// Guards the contexts, their contents, and every call of libpcsclite. It is held only briefly.
 std::mutex g_mutex;
 std::uint64_t g_nextContext = 0x1000;
 
-// Created at the first use, which may come before main. Destroyed after the static objects whose constructors used it.
+// Created at the first use, which may be before main. Destroyed after the static objects whose constructors used it.
 std::map<std::uint64_t, std::shared_ptr<Context>>& Contexts() {
   static std::map<std::uint64_t, std::shared_ptr<Context>> contexts;
   return contexts;

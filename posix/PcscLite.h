@@ -1,12 +1,12 @@
-// libpcsclite with the behaviour of Windows' WinSCard, in types of the same width as on Windows. This header includes
-// neither of their headers: both define the same names, with different types.
+// libpcsclite with the behaviour of Windows' WinSCard, and with types of the same width as on Windows. This header
+// includes neither of their headers: both define the same names, with different types.
 //
 // Results are SCARD_... codes, which are the same numbers on both sides. Contexts are numbers, and none is used twice.
 //
-// On Windows any number of threads may wait on one context. libpcsclite locks a context during a wait, so that a second
-// wait, or a cancel, would come only after the first wait. It also shares the table of the readers' states between
-// contexts without a lock. So a wait here polls: it asks for the state again and again, each time under one lock, until
-// the state has changed or the wait is cancelled.
+// On Windows any number of threads may wait on one context. libpcsclite locks a context during a wait, so a second
+// wait, or a cancel, would first wait for the end of the first one. It also shares the table of the readers' states
+// between contexts without a lock. So a wait here polls: it asks for the state repeatedly, each time under one lock,
+// until the state has changed or the wait is cancelled.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +24,7 @@ struct ReaderState {
 };
 static_assert(sizeof(ReaderState) == 64, "as on 64-bit Windows");
 
-// winscard.h describes them, at the functions of the same names.
+// winscard.h describes the functions of the same names.
 std::int32_t EstablishContext(std::uint64_t* context);
 std::int32_t ReleaseContext(std::uint64_t context);
 std::int32_t ListReaders(std::uint64_t context, char* readers, std::uint32_t* length);

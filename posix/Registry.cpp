@@ -6,7 +6,7 @@
 //   NUMBER=dword:0000000a
 //   BYTES=hex:0102ff
 //
-// Keys are below HKEY_LOCAL_MACHINE. The case of key and value names does not matter. An "sz" value is stored without
+// Keys are below HKEY_LOCAL_MACHINE. Key and value names are case-insensitive. An "sz" value is stored without
 // its terminating zero and returned with it. "hex" stores a string whose bytes do not end in a zero (type REG_SZ, as
 // the provider itself writes it) or that does not fit into one line. A value that cannot be read counts as missing.
 #include <windows.h>

@@ -11,7 +11,7 @@
 
 namespace {
 
-// One mutex guards the state of all events and threads. There are few of them, and so a wait for several is a wait for
+// One mutex guards the state of all events and threads. There are few of them, so a wait for several can be a wait for
 // one condition. Both are constant-initialised, because static objects wait in their destructors.
 std::mutex g_stateMutex;
 pthread_cond_t g_stateChanged = PTHREAD_COND_INITIALIZER;
@@ -31,7 +31,7 @@ class Signal {
 };
 
 // The exception that ends a terminated thread. Code that catches everything may swallow it: the next sleep or wait of
-// the thread throws it again. (Cancellation of pthreads must not be swallowed, and acts in every call that may block.)
+// the thread throws it again. (pthread cancellation must not be swallowed, and acts in every call that may block.)
 struct Terminated {};
 
 // Set when the running thread must end. Null on a thread that CreateThread did not start.

@@ -17,7 +17,7 @@ enum class Role { None, User, SecurityOfficer };
 
 // Card knows whether the card is in, who is logged in to it, and where SoftHSM keeps its objects.
 //
-// The card's objects are visible before a login and keep their handles over a logout. SoftHSM shows private objects
+// The card's objects are visible before a login and keep their handles across a logout. SoftHSM shows private objects
 // only to a logged-in session, so there is a hidden one while the card is in use. The card's own PIN decides here who
 // may do what.
 class Card {

@@ -46,7 +46,7 @@ std::optional<Secret> FromHex(std::string_view text, std::size_t size) {
   return bytes;
 }
 
-// One round of SHA-256. More would not help: a PIN of a few digits is found by trial through a thousand rounds, too.
+// One round of SHA-256. More would not help: a PIN of a few digits is found by trial even through a thousand rounds.
 // What protects it is the mode of the file.
 Secret PinDigest(const Secret& salt, const unsigned char* pin, std::size_t length) {
   Secret salted(salt);
@@ -60,7 +60,7 @@ Secret PinDigest(const Secret& salt, const unsigned char* pin, std::size_t lengt
 
 }  // namespace
 
-// A part of CardFile::Content, and so with linkage.
+// A part of CardFile::Content, so it needs linkage.
 struct StoredPin {
   Secret salt, digest;
   unsigned wrong = 0;

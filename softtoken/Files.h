@@ -25,7 +25,7 @@ class FileLock {
 // ReadFile returns the content of a file, or nothing if there is no such file.
 std::optional<Secret> ReadFile(const std::string& path);
 
-// ReplaceFile writes `content` to `path`. A reader, and a crash, find either the old content or the new one. Two
+// ReplaceFile writes `content` to `path`. A reader finds either the old content or the new one, even after a crash. Two
 // writers of one file must exclude each other.
 void ReplaceFile(const std::string& path, const Secret& content);
 

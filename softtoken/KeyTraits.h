@@ -19,7 +19,7 @@ struct KeyTraits {
 // KeyTraitsCache reads the traits of each key once: they do not change, and SoftHSM uses no handle twice.
 class KeyTraitsCache {
  public:
-  // Get returns no value for an object that is no key, and for a handle without an object.
+  // Get returns no value for an object that is not a key, and for a handle without an object.
   std::optional<KeyTraits> Get(CK_FUNCTION_LIST& functions, CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key);
 
   void Forget(CK_OBJECT_HANDLE key) { m_known.erase(key); }

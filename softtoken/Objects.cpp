@@ -11,7 +11,7 @@ namespace softtoken {
 namespace {
 
 // The order of objects in a search. SoftHSM's own order is that of addresses in memory, so that the first certificate
-// would be another one in each process.
+// would differ from process to process.
 struct Rank {
   CK_BBOOL inSession = CK_TRUE;
   CK_OBJECT_CLASS objectClass = 0;

@@ -21,7 +21,7 @@ struct Step {
   Course course = Course::Whole;
 };
 
-// kStep is the step that an entry does, and the operation that it belongs to. Entries not listed are no steps.
+// kStep is the step that an entry does, and the operation that it belongs to. Entries not listed are not steps.
 template <auto Entry>
 inline constexpr Step kStep = {};
 // clang-format off: a table

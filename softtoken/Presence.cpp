@@ -33,8 +33,8 @@ class FilePresence : public Presence {
   const std::string m_path;
 };
 
-// The card is in for the first so many looks and is pulled then, so that it is pulled at the same place of a program in
-// each run. The count goes on over C_Finalize: a client that starts the module again finds no new card.
+// The card is in for a given number of looks and is then pulled, so that it is pulled at the same place of a program in
+// each run. The count continues across C_Finalize: a client that starts the module again finds no new card.
 class CountedPresence : public Presence {
  public:
   explicit CountedPresence(const SlotSettings& slot) : m_looks(slot.presenceLooks), m_used(UsedBy(slot.serial)) {}

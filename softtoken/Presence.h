@@ -17,7 +17,7 @@ namespace softtoken {
 // between, however briefly. No value: the reader is empty.
 using Insertion = std::optional<std::array<std::uint64_t, 4>>;
 
-// Freshness says how old the answer may be. Asking a PC/SC reader takes a tenth of a millisecond, too long for each of
+// Freshness is how old the answer may be. Asking a PC/SC reader takes a tenth of a millisecond, too long for each of
 // the many calls of a single signature.
 enum class Freshness { Now, Recent };
 

@@ -62,7 +62,7 @@ class Parser : private pkcs11::SettingsFile {
     m_settings.slots.push_back(DefaultSlot(m_settings.slots.size() + 1));
   }
 
-  // A block without a reader or serial gets the defaults. Another block may have the same.
+  // A block without a reader or serial gets the defaults, which another block may have as well.
   void CloseBlock() {
     const SlotSettings& last = m_settings.slots.back();
     for (std::size_t i = 0; i + 1 < m_settings.slots.size(); ++i) {

@@ -45,7 +45,7 @@ struct Settings {
 
 using pkcs11::SettingsError;
 
-// ParseSettings reads the text of a settings file. Relative paths in it start at the folder of `fileName`. Without a
+// ParseSettings reads the content of a settings file. Relative paths in it start at the folder of `fileName`. Without a
 // `state` line the state folder is `defaultState`; if that has no value, the line is needed. Throws SettingsError.
 Settings ParseSettings(std::string_view text, const std::string& fileName,
                        const std::optional<std::string>& defaultState);

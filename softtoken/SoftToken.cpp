@@ -15,7 +15,7 @@ namespace {
 constexpr std::string_view kManufacturer = "telvocsp";
 constexpr CK_VERSION kModuleVersion = {1, 0};
 
-// PKCS#11 fills its fixed text fields up with spaces.
+// PKCS#11 pads its fixed text fields with spaces.
 template <std::size_t Size>
 void Fill(CK_UTF8CHAR (&field)[Size], std::string_view text) {
   std::memset(field, ' ', Size);

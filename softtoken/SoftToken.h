@@ -22,7 +22,7 @@ namespace softtoken {
 
 // SoftToken is the state between C_Initialize and C_Finalize. It has no lock: the caller lets in one thread at a time.
 //
-// An operation that has the name of an entry takes the entry's parameters, and returns its result or throws it as
+// An operation named like an entry takes the entry's parameters. It returns the entry's result, or throws it as
 // Failure. All other entries go to SoftHSM, through Forward.
 class SoftToken {
  public:
@@ -141,8 +141,8 @@ class SoftToken {
   Operation& StartOperation(Session& session, Work work, const std::function<CK_RV(CK_SESSION_HANDLE)>& begin);
   void EndOperation(Session& session) const;
   // Does a step of the session's operation: `body` takes the operation and returns the result of the entry. Every step
-  // goes through here, so that the operation ends when PKCS #11 says so: with its result, and with any failure other
-  // than a buffer that is too small.
+  // goes through here, so that the operation ends when PKCS #11 requires it: with its result, and with any failure
+  // other than a buffer that is too small.
   template <typename Body>
   CK_RV Advance(CK_SESSION_HANDLE session, Step step, bool asks, Body body);
   template <auto Entry, typename... Buffers>
@@ -167,7 +167,7 @@ CK_RV SoftToken::Begin(CK_SESSION_HANDLE session, Work work, CK_MECHANISM_PTR me
   Session& entered = Enter(session);
   const std::optional<KeyTraits> traits = RequireLoginToUse(entered, key);
   CheckMechanism(mechanism);
-  // SoftHSM crashes on a key of the wrong kind. It refuses a handle that it does not know by itself.
+  // SoftHSM crashes on a key of the wrong kind. It refuses unknown handles by itself.
   if (traits && NeedsRsaKey(mechanism->mechanism)) Require(traits->modulusSize != 0, CKR_KEY_TYPE_INCONSISTENT);
   Operation& operation = StartOperation(
       entered, work, [&](CK_SESSION_HANDLE lower) { return (Functions().*Entry)(lower, mechanism, key); });

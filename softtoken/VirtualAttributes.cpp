@@ -9,7 +9,7 @@
 namespace softtoken {
 namespace {
 
-// Results of a read that has treated every attribute of the template.
+// Results of a read that has handled every attribute of the template.
 bool IsPartial(CK_RV result) {
   return result == CKR_ATTRIBUTE_SENSITIVE || result == CKR_ATTRIBUTE_TYPE_INVALID || result == CKR_BUFFER_TOO_SMALL;
 }
@@ -22,7 +22,7 @@ CK_ULONG BitLength(const Secret& number) {
   return bits;
 }
 
-// The provider fills labels up with zero bytes, other programs with spaces.
+// The provider pads labels with zero bytes, other programs with spaces.
 std::string_view Unpadded(std::string_view label) {
   return label.substr(0, label.find_last_not_of(std::string_view("\0 ", 2)) + 1);
 }

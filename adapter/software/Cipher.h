@@ -12,8 +12,8 @@ struct gcry_cipher_handle;
 
 namespace adapter::software {
 
-// Cipher encrypts or decrypts one message, in parts of any length. It can be moved. What it holds is wiped at its end;
-// what it returns is the caller's to wipe. All failures are pkcs11::Failure; nothing may follow one.
+// Cipher encrypts or decrypts one message, in parts of any length. It can be moved. Its data is wiped when it is
+// destroyed; the caller wipes what it returns. All failures are pkcs11::Failure; after one, no call may follow.
 class Cipher {
  public:
   enum class Way { Encrypt, Decrypt };
@@ -22,19 +22,18 @@ class Cipher {
   static bool Knows(CK_MECHANISM_TYPE mechanism);
 
   // Failures: CKR_MECHANISM_INVALID, CKR_MECHANISM_PARAM_INVALID for an initial vector that is missing, not needed or
-  // not one block, CKR_KEY_TYPE_INCONSISTENT, CKR_KEY_SIZE_RANGE. Weak keys of DES are accepted, as tokens do.
+  // not one block, CKR_KEY_TYPE_INCONSISTENT, CKR_KEY_SIZE_RANGE. Weak DES keys are accepted, as tokens accept them.
   Cipher(Way way, const CK_MECHANISM& mechanism, CK_KEY_TYPE type, const CK_BYTE* key, std::size_t length);
 
-  // Update returns as many whole blocks as there are by now. Padded decryption keeps back a block, which may be the
-  // last.
+  // Update returns all blocks that are complete by now. Padded decryption holds back one block, which may be the last.
   std::vector<CK_BYTE> Update(const CK_BYTE* data, std::size_t length);
 
-  // Final returns the rest, and nothing may follow. Without padding all data must be whole blocks. Failures:
-  // CKR_DATA_LEN_RANGE or CKR_ENCRYPTED_DATA_LEN_RANGE, and CKR_ENCRYPTED_DATA_INVALID for a bad padding.
+  // Final returns the rest, and no call may follow. Without padding, the data must be whole blocks. Failures:
+  // CKR_DATA_LEN_RANGE or CKR_ENCRYPTED_DATA_LEN_RANGE, and CKR_ENCRYPTED_DATA_INVALID for bad padding.
   std::vector<CK_BYTE> Final();
 
-  // ResultLength returns how many bytes Update of so many bytes and Final give together. For a padded decryption it is
-  // the most that they can give. UpdateLength returns how many bytes Update alone gives, which is exact.
+  // ResultLength returns how many bytes Update with `length` bytes and Final return together; for padded decryption,
+  // the most that they can return. UpdateLength returns exactly how many bytes Update alone returns.
   std::size_t ResultLength(std::size_t length) const;
   std::size_t UpdateLength(std::size_t length) const;
 

@@ -11,7 +11,7 @@ struct gcry_md_handle;
 
 namespace adapter::software {
 
-// Digest is one computation. It can be moved. What it holds is wiped at its end.
+// Digest is one computation. It can be moved. Its data is wiped when it is destroyed.
 class Digest {
  public:
   // Throws Failure{CKR_MECHANISM_INVALID} for a mechanism that is not a digest.

@@ -28,10 +28,10 @@ const Hash* Find(CK_MECHANISM_TYPE Hash::*name, CK_MECHANISM_TYPE value) {
   return row == std::end(kHashes) ? nullptr : row;
 }
 
-// The library's notes would go to the standard error of whatever program loaded the adapter.
+// The library's messages would go to the standard error of whatever program loaded the adapter.
 void KeepSilent(void* /*context*/, int /*level*/, const char* /*format*/, std::va_list /*arguments*/) {}
 
-// The library leaves copies of what it works with in memory that it gives back. So all its memory is wiped then.
+// The library leaves copies of its data in memory that it frees. So all its memory is wiped when it is freed.
 void* Allocate(std::size_t size) { return std::malloc(size); }
 
 std::size_t SizeOf(void* block) {
@@ -63,7 +63,7 @@ bool Start() {
   gcry_set_log_handler(KeepSilent, nullptr);
   gcry_set_allocation_handler(Allocate, Allocate, IsSecure, Resize, Release);
   if (gcry_check_version(GCRYPT_VERSION) == nullptr) return false;
-  gcry_control(GCRYCTL_DISABLE_SECMEM, 0);  // the pool of memory that would be wiped, and no other
+  gcry_control(GCRYCTL_DISABLE_SECMEM, 0);  // the library itself would wipe only this pool of memory
   gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
   return true;
 }

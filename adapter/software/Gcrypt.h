@@ -11,12 +11,13 @@
 
 namespace adapter::software {
 
-// StartGcrypt brings the library up, once in a process, and does nothing if another part of the process did so before.
-// Whatever calls the library calls this first. The library then wipes all memory that it gives back. Throws
+// StartGcrypt starts the library, once in a process, and does nothing if another part of the process has started it. It
+// must be called before the library is used. The library then wipes all memory that it frees. Throws
 // Failure{CKR_GENERAL_ERROR} if the library is too old.
 void StartGcrypt();
 
-// Succeed throws Failure for an error of the library: CKR_HOST_MEMORY if memory is lacking, `otherwise` for all others.
+// Succeed throws Failure for an error of the library: CKR_HOST_MEMORY if memory is exhausted, `otherwise` for all
+// others.
 void Succeed(gcry_error_t error, CK_RV otherwise = CKR_FUNCTION_FAILED);
 
 struct SexpRelease {
@@ -32,8 +33,8 @@ Sexp Expression(const char* format, A... arguments) {
   return Sexp(expression);
 }
 
-// A hash function under its names: the mechanism of the digest, that of an RSA signature over it, the mask function by
-// it, and the library's own number.
+// The names of a hash function: the mechanism of the digest, that of an RSA signature over it, the mask function that
+// uses it, and the library's own number.
 struct Hash {
   CK_MECHANISM_TYPE digest;
   CK_MECHANISM_TYPE signature;

@@ -16,7 +16,7 @@ constexpr std::size_t kMinModulus = 32;
 constexpr std::size_t kMaxModulus = 2048;
 constexpr std::size_t kPadding = 11;  // the bytes that PKCS #1 adds at least
 
-// The digits of a number, without zeros before them.
+// The digits of a number, without leading zeros.
 struct Number {
   explicit Number(const std::vector<CK_BYTE>& bytes) {
     const auto first = std::find_if(bytes.begin(), bytes.end(), [](CK_BYTE byte) { return byte != 0; });
@@ -28,7 +28,7 @@ struct Number {
   std::vector<CK_BYTE> digits;
 };
 
-// A public key in the library's hands.
+// A public key in the library's form.
 struct Key {
   explicit Key(const RsaPublicKey& key) : modulus(key.modulus), exponent(key.exponent) {
     Require(modulus.Size() >= kMinModulus && modulus.Size() <= kMaxModulus && modulus.IsOdd(), CKR_KEY_SIZE_RANGE);
@@ -104,7 +104,7 @@ Sexp BlockToEncrypt(const Key& key, const CK_MECHANISM& mechanism, const Data& d
   }
 }
 
-// The number of an answer, with zeros before it up to the length of the modulus.
+// The number in an answer, with leading zeros up to the length of the modulus.
 std::vector<CK_BYTE> NumberOf(const Sexp& answer, std::size_t size) {
   gcry_mpi_t found = nullptr;
   Succeed(gcry_sexp_extract_param(answer.get(), nullptr, "a", &found, nullptr));

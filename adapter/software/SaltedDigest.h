@@ -8,8 +8,8 @@
 
 namespace adapter::software {
 
-// SaltedDigest keeps the SHA-256 of a random salt and a PIN. The salt is the same for all of a process, and is made by
-// the first of them. A digest can be copied, and is wiped at its end.
+// SaltedDigest keeps the SHA-256 of a random salt and a PIN. All digests of a process have the same salt, which the
+// first one makes. A digest can be copied, and is wiped when it is destroyed.
 class SaltedDigest {
  public:
   // `pin` may be null if `length` is 0. Throws Failure.

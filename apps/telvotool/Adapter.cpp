@@ -1,4 +1,4 @@
-// adapter: which PKCS #11 module stands behind the provider.
+// adapter: which PKCS #11 module is behind the provider.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -37,7 +37,7 @@ std::string Absolute(const std::string& path) {
   return Narrow(std::filesystem::absolute(std::filesystem::path(Wide(path))).wstring());
 }
 
-// The complete path of the module. It may be given by its name alone when Windows finds it.
+// The complete path of the module. Its name alone is enough if Windows finds it.
 std::string ModulePath(const std::string& given) {
   const std::string found = FindLibrary(given);
   std::string path = Absolute(found.empty() ? given : found);
@@ -63,7 +63,7 @@ std::string SettingsText(const std::string& module, const Options& options) {
   return text;
 }
 
-// A wrong option is refused in the words that the settings file has for it, without file and line.
+// A wrong option is refused with the error text of the settings file, without file and line.
 adapter::Settings SettingsOf(const std::string& text) {
   try {
     return adapter::ParseSettings(text, "");
@@ -91,7 +91,7 @@ std::string PathForWriting() {
   return Narrow(folder) + "\\Brenholt Devices\\TELVO CSP\\telvopkcs11-adapter.conf";
 }
 
-// A reader, and a crash, find either the old file or the new one.
+// A reader finds either the old file or the new one, even after a crash.
 void ReplaceFile(const std::string& path, const std::string& text) {
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(Wide(path)).parent_path(), error);

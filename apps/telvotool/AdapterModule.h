@@ -13,8 +13,8 @@ struct AdapterSlot {
   std::string label, serial;
   bool initialised = false;
   bool isShown = true;             // false: the settings leave this token out
-  std::vector<std::string> has;    // what the provider needs of the token itself
-  std::vector<std::string> lacks;  // and what of that the token cannot do
+  std::vector<std::string> has;    // the needs of the provider that the token meets
+  std::vector<std::string> lacks;  // and those that it does not meet
 };
 
 struct AdapterModule {
@@ -25,11 +25,11 @@ struct AdapterModule {
 // What the adapter does by itself for every module, in words for the user.
 extern const char kEmulated[];
 
-// Where the adapter finds its settings. `telvopkcs11.dll` is where the provider finds it, or else the system folder's.
+// Where the adapter finds its settings. The adapter is the `telvopkcs11.dll` that FindLibrary finds.
 std::string AdapterSettingsPath();
 
-// Loads the module, asks it and stops it again. Offers no PIN. Raises adapter::ModuleError when it cannot be used, and
-// Failure when it does not list its slots.
+// Loads the module, queries it and stops it again. Offers no PIN. Raises adapter::ModuleError when it cannot be used,
+// and Failure when it does not list its slots.
 AdapterModule Probe(const adapter::Settings& settings);
 
 // "a, b and c".

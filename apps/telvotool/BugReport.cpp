@@ -82,7 +82,7 @@ bool IsWordsEnd(const std::string& text, std::size_t at) {
   return at >= text.size() || std::string("\\/ :;,.\"'()\n").find(text[at]) != std::string::npos;
 }
 
-// Puts other words in the place of a name wherever it stands as a whole word, in any case.
+// Replaces a name wherever it is a whole word, in upper or lower case.
 std::string Without(std::string text, const std::string& name) {
   if (name.empty()) return text;
   const auto same = [](char a, char b) { return LowerCase(a) == LowerCase(b); };

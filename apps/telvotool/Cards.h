@@ -14,7 +14,7 @@ struct Card {
   std::string serial;
   bool initialised = true;
   bool locked = false;            // the PIN
-  std::optional<unsigned> tries;  // left after a wrong PIN; the card tells them only then
+  std::optional<unsigned> tries;  // left after a wrong PIN; the card reports them only then
 };
 
 struct Reader {
@@ -41,7 +41,7 @@ class CardsIn {
  public:
   // As ReadersWithCard finds them. Raises Failure when there is none.
   explicit CardsIn(const std::string& reader);
-  // False when one of them is gone or was replaced by another card. True when the module does not tell.
+  // False when one of them is gone or was replaced by another card. True when the module does not report that.
   bool AreStillIn() const;
 
  private:

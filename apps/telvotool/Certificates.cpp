@@ -120,7 +120,7 @@ void ForEachOwn(const std::function<void(PCCERT_CONTEXT, const std::string&)>& t
 
 unsigned ForgetOwn(const std::string& container) {
   const StoreHandle store = OpenMy();
-  // Not during the walk through the store: its next step needs the present certificate.
+  // Nothing is deleted during the walk through the store: its next step needs the current certificate.
   std::vector<PCCERT_CONTEXT> found;
   ForEachOwnIn(store, [&](PCCERT_CONTEXT certificate, const std::string& name) {
     if (name == container) found.push_back(CertDuplicateCertificateContext(certificate));

@@ -45,7 +45,7 @@ bool IsThere(const Target& target) {
   const ProviderHandle provider(found == FALSE ? 0 : handle);
   if (found == FALSE) return false;
   if (target.reader.empty()) return true;
-  // With a reader in the name the provider opens also a container that does not exist. One that exists has a key or a
+  // With a reader in the name the provider also opens a container that does not exist. One that exists has a key or a
   // certificate.
   KeyHandle key;
   if (CryptGetUserKey(handle, AT_KEYEXCHANGE, key.Receive()) != FALSE) return true;
@@ -78,7 +78,7 @@ Container OpenContainer(const Target& target, const Pin& pin) {
                                                : "the container \"" + target.name + "\" cannot be opened";
   Container container;
   container.provider = Acquire(target.FullName(), pin ? CRYPT_SILENT : 0, what);
-  // The provider opens also a container that does not exist; it has no key.
+  // The provider also opens a container that does not exist; that one has no key.
   if (CryptGetUserKey(container.provider.Get(), AT_KEYEXCHANGE, container.key.Receive()) == FALSE) {
     const DWORD code = GetLastError();
     throw Failure(what, code == static_cast<DWORD>(NTE_NO_KEY) ? static_cast<DWORD>(NTE_BAD_KEYSET) : code);
@@ -105,16 +105,16 @@ void RemoveContainer(const Target& target, const Pin& pin) {
   if (!IsThere(target)) throw Failure(what, static_cast<DWORD>(NTE_BAD_KEYSET));
   const CardsIn cards(target.reader);
   GivePin(provider.Get(), pin, target.reader);
-  // Also with a PIN: the provider may have kept it from before the card was pulled, and then has not given it again.
+  // Also with a PIN: the provider may have kept it since before the card was pulled, and then has not sent it again.
   LogIn(provider.Get());
   HCRYPTPROV none = 0;
   if (CryptAcquireContextA(&none, target.FullName().c_str(), kProviderName, PROV_RSA_FULL,
                            CRYPT_DELETEKEYSET | CRYPT_SILENT) == FALSE) {
     throw Failure(what, GetLastError());
   }
-  // The provider reports success also for a deletion that the card refused.
+  // The provider reports success even for a deletion that the card refused.
   if (IsThere(target)) throw Failure(what, kFailed, "the card kept it; the log tells what it answered");
-  // It does so, too, when the card was pulled: then there seems to be nothing left.
+  // It also does so when the card was pulled: then nothing seems to be left.
   if (!cards.AreStillIn()) throw Failure(what, kNotThere, "put the card in, and look at its containers");
 }
 

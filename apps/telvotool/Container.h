@@ -35,7 +35,7 @@ struct Container {
 
 // Opens a container that has a private key. With a PIN it is used to log in, and no dialog is shown. Raises Failure.
 Container OpenContainer(const Target& target, const Pin& pin);
-// Makes an empty container. Raises Failure; UsageError for a name by which it could not be found again.
+// Makes an empty container. Raises Failure; UsageError for a name under which it could not be found again.
 ProviderHandle NewContainer(const Target& target, const Pin& pin);
 // Deletes all objects of a container on the card. Raises Failure, also when objects remain.
 void RemoveContainer(const Target& target, const Pin& pin);

@@ -38,7 +38,7 @@ class Report {
     m_failed = true;
   }
   bool Failed() const { return m_failed; }
-  // What may be the name or the number of a person, as the report shows it.
+  // A name or number that may identify a person, as the report shows it.
   std::string Name(const std::string& name) const { return m_names == Names::kShown ? name : kLeftOut; }
 
  private:

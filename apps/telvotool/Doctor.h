@@ -6,10 +6,10 @@
 
 namespace tool {
 
-// Whether names of cards, certificates and containers, and serial numbers, stand in the lines.
+// Whether the lines show serial numbers and the names of cards, certificates and containers.
 enum class Names { kShown, kLeftOut };
 
-// What stands in their place.
+// What replaces them.
 extern const char kLeftOut[];
 
 // Examines the installation and passes on a line for each finding: "ok", "warn" or "FAIL", the subject, the finding,

@@ -42,7 +42,7 @@ void PrintCertificate(PCCERT_CONTEXT certificate) {
               ThumbprintOf(certificate).c_str());
 }
 
-// Deletes a container at its end unless it is complete: no list shows a key without a certificate.
+// Its destructor deletes a container that is not complete: no list shows a key without a certificate.
 class Unfinished {
  public:
   Unfinished(const Target& target, const Pin& pin) : m_target(target), m_pin(pin) {}

@@ -371,7 +371,7 @@ const Row* FindName(const std::vector<Row>& rows, const std::string& name) {
                    "\" is no code: give a number like 0x80090016 or 2148073494, or a name like NTE_BAD_KEYSET");
 }
 
-// At most 32 bits, and nothing but digits.
+// At most 32 bits, and only digits.
 DWORD ParseNumber(const std::string& text) {
   const bool hexadecimal = text.rfind("0X", 0) == 0;
   const std::string digits = hexadecimal ? text.substr(2) : text;

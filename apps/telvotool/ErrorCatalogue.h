@@ -36,10 +36,10 @@ const std::vector<CatalogueRow>& CatalogueRows();
 const std::vector<CatalogueCase>& CatalogueCases();
 // Ascending by code.
 const std::vector<ModuleRow>& ModuleRows();
-// What the log says of a result of the module, as UTF-8.
+// The log's text for a result of the module, as UTF-8.
 std::string ModuleLogText(DWORD code);
 
-// The line of the log of a case in which the module failed.
+// The log line of a case in which the module failed.
 extern const char kModuleText[];
 
 // The functions in which a result of the module becomes the last error, and why.

@@ -16,7 +16,7 @@ enum ExitCode {
   kUsage = 2,       // the command line
   kNotThere = 3,    // a container, a certificate, a card or a file is not there
   kPinProblem = 4,  // the PIN is wrong, locked, missing, or its dialog was cancelled
-  kNotValid = 5,    // a signature or a certificate does not hold
+  kNotValid = 5,    // a signature or a certificate is not valid
 };
 
 // Failure: `what` says which step failed, in words that follow "telvotool COMMAND: ". `code` is the last-error code, or

@@ -79,7 +79,7 @@ void UseCbc(HCRYPTKEY key, std::size_t block, const std::string& what) {
   Done(CryptSetKeyParam(key, KP_IV, iv.data(), 0), what);
 }
 
-// Of a session key the provider takes the size of the buffer as the length of the input.
+// For a session key the provider takes the size of the buffer as the length of the input.
 Bytes EncryptedBlocks(HCRYPTKEY key, const Bytes& plain, const std::string& what) {
   Bytes data = plain;
   DWORD length = Length(data);

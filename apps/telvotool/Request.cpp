@@ -21,7 +21,7 @@ SerialNumber RandomSerialNumber(HCRYPTPROV provider) {
   return serial;
 }
 
-// In whole seconds: a certificate has no room for fractions.
+// In whole seconds: a certificate cannot hold fractions.
 FILETIME Now() {
   SYSTEMTIME now = {};
   GetSystemTime(&now);

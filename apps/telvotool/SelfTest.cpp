@@ -50,7 +50,7 @@ bool IsRefusedPin(const Failure& failure) {
   return failure.Exit() == kPinProblem && failure.Code() != static_cast<DWORD>(SCARD_W_CARD_NOT_AUTHENTICATED);
 }
 
-// A run of the self-test. What it has done is told once, at the end, also when it was not finished.
+// A run of the self-test. What it has done is reported once, at the end, even when it was not finished.
 class SelfTestRun {
  public:
   explicit SelfTestRun(const Options& options) : m_options(options) {}
@@ -86,7 +86,7 @@ std::string NewName() {
   return name;
 }
 
-// Nothing is offered to a card whose PIN is locked.
+// No PIN is offered to a card whose PIN is locked.
 void SelfTestRun::LookAtCard() {
   m_target = {OnlyReaderWithCard(m_options.Value("--reader")), NewName()};
   for (const Reader& reader : ListReaders()) {
@@ -166,7 +166,7 @@ void SelfTestRun::RunSteps(SelfTestWork& work, const CardsIn& cards) {
   }
 }
 
-// It removes what a failed step left, too. The card may be in again. Another card is offered no PIN.
+// Also removes what a failed step left. The card may be in its reader again. No PIN is offered to another card.
 void SelfTestRun::CleanUp(SelfTestWork& work, const CardsIn& cards) {
   const std::string byHand = "telvotool delete " + m_target.name;
   Run("deletion", [&] {
@@ -243,7 +243,7 @@ int SelfTest(const Options& options) {
   if (options.Has("--pin-stdin") && !options.Has("--yes")) {
     throw UsageError("--pin-stdin leaves no line for the question: give --yes as well");
   }
-  // A report that cannot be written is found out before the card is used.
+  // A report that cannot be written is noticed before the card is used.
   if (options.Has("--report")) WriteWholeFile(options.Value("--report"), {});
   SelfTestRun run(options);
   int code = kDone;

@@ -19,14 +19,14 @@ constexpr char kTheirs[] = "the system's own provider refuses";
 
 inline Bytes BytesOf(const std::string& text) { return {text.begin(), text.end()}; }
 
-// What is signed and encrypted. It has no whole number of blocks.
+// What is signed and encrypted. It is not a whole number of blocks.
 inline Bytes Message() { return BytesOf("What is signed here is only a test."); }
 
 inline void Expect(bool isTrue, const char* what) {
   if (!isTrue) throw Failure(what, kFailed, "");
 }
 
-// Runs what only the system's own provider does: when it refuses, the card is not to blame.
+// Runs work of the system's own provider only: when that fails, the card is not to blame.
 template <typename Work>
 auto BySystem(Work work) {
   try {

@@ -9,7 +9,7 @@ namespace tool {
 
 namespace {
 
-// Whole blocks of every cipher.
+// A whole number of blocks for every cipher.
 const Bytes& Blocks() {
   static const Bytes blocks = BytesOf("Four blocks of sixteen bytes, which is eight blocks of eight....");
   return blocks;
@@ -17,7 +17,7 @@ const Bytes& Blocks() {
 
 }  // namespace
 
-// The system's own provider makes the key and gives it to the container's pair.
+// The system's own provider makes the key and encrypts it for the container's pair.
 void SelfTestWork::TakeSessionKey(ALG_ID algorithm, std::size_t block) const {
   const HCRYPTKEY publicKey = PublicKey();
   KeyHandle theirs;
@@ -40,7 +40,7 @@ void SelfTestWork::TakeSessionKey(ALG_ID algorithm, std::size_t block) const {
 
 namespace {
 
-// The blob of a session key in clear, for the system's own provider.
+// The blob of an unencrypted session key, for the system's own provider.
 Bytes PlainBlob(ALG_ID algorithm, const Bytes& key) {
   const BLOBHEADER header = {PLAINTEXTKEYBLOB, CUR_BLOB_VERSION, 0, algorithm};
   const auto length = static_cast<DWORD>(key.size());
@@ -53,8 +53,8 @@ Bytes PlainBlob(ALG_ID algorithm, const Bytes& key) {
 
 }  // namespace
 
-// The receiver is a pair of the system's own provider. The bytes after the head of the blob have the highest byte
-// first. What comes out of them is the key from its last byte to its first.
+// The receiver is a pair of the system's own provider. The bytes after the head of the blob are big-endian. Decrypted,
+// they are the key with its bytes reversed.
 void SelfTestWork::GiveSessionKey() const {
   PublicKey();
   constexpr std::size_t kHead = sizeof(BLOBHEADER) + sizeof(ALG_ID);

@@ -104,7 +104,8 @@ void SelfTestWork::GivePublicKey() {
 
 namespace {
 
-// The value of a hash by the system's own provider, which has no SSL3 SHAMD5 of data: that is MD5 and SHA-1.
+// The hash value that the system's own provider computes. It has no SSL3 SHAMD5 of data, which is MD5 followed by
+// SHA-1.
 Bytes ValueByTheSystem(HCRYPTPROV theirs, ALG_ID algorithm) {
   if (algorithm != CALG_SSL3_SHAMD5) return ValueOf(HashOf(theirs, algorithm, Message(), kTheirs).Get(), kTheirs);
   Bytes value = ValueByTheSystem(theirs, CALG_MD5);
@@ -164,14 +165,14 @@ void SelfTestWork::Decrypt() const {
   Expect(Decrypted(Pair(), true, encrypted, "the key does not decrypt") == Message(), "something else comes out");
 }
 
-// What the provider encrypts has the highest byte first, and what it decrypts the lowest.
+// The provider encrypts to big-endian data, and decrypts little-endian data.
 void SelfTestWork::Encrypt() const {
   const Bytes encrypted = EncryptedWithPadding(Pair(), Message(), kSelfTestBits / 8, "the key does not encrypt");
   Expect(Decrypted(Pair(), true, Reversed(encrypted), "the key does not decrypt") == Message(),
          "something else comes out");
 }
 
-// A second context that may not ask signs with the PIN that is kept.
+// A second context, which may not ask the user, signs with the PIN that is kept.
 void SelfTestWork::UseKeptPin() const {
   Pair();
   if (!Settings().IsOn(SettingNamed("PINCACHE"))) throw NotApplicable("PINCACHE is off");
@@ -180,7 +181,7 @@ void SelfTestWork::UseKeptPin() const {
   try {
     SignatureOf(hash.Get(), "the provider asks for the PIN again");
   } catch (const Failure& failure) {
-    // The PIN itself was right: this is no reason to end the run.
+    // The PIN itself was right: this is not a reason to end the run.
     throw Failure(std::string(failure.what()) + ": " + CodeText(failure.Code()), kFailed, "");
   }
 }

@@ -1,4 +1,4 @@
-// The steps of "telvotool selftest", in a container of its own.
+// The steps of "telvotool selftest", in their own container.
 #pragma once
 
 #include <functional>
@@ -10,7 +10,7 @@
 
 namespace tool {
 
-// A step that cannot be done here, which is no failure of the card.
+// A step that cannot be done here, which is not a failure of the card.
 class NotApplicable : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -22,7 +22,7 @@ struct SelfTestStep {
   std::function<void()> work;
 };
 
-// The container of a self-test and what the steps keep of it from one to the next.
+// The container of a self-test, and what one step keeps for the next.
 class SelfTestWork {
  public:
   // `target` names the reader, and a container that is not there. `pin` may be null: then the provider's dialog asks.
@@ -34,7 +34,7 @@ class SelfTestWork {
   std::vector<SelfTestStep> Steps();
   // Whether something may be on the card.
   bool HasBegun() const { return m_hasBegun; }
-  // Deletes the container on the card, with the PIN that the card has taken before. It must be the same card. Raises
+  // Deletes the container on the card, with the PIN that the card has accepted before. It must be the same card. Raises
   // Failure.
   void Remove();
 

@@ -81,7 +81,7 @@ Bytes SignatureOf(const std::string& path, const Container& container, PCCERT_CO
   return der;
 }
 
-// What a message says about one of its signers. The structure is at the beginning of the bytes.
+// What a message contains about one of its signers. The structure is at the beginning of the bytes.
 class SignerInfo {
  public:
   SignerInfo(const Bytes& signature, DWORD index) {

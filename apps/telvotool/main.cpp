@@ -18,7 +18,7 @@ int main() {
   for (int index = 1; index < count; ++index) arguments.push_back(tool::Narrow(words[index]));
   LocalFree(words);
   SetConsoleOutputCP(CP_UTF8);
-  // Lines end in a line feed alone, so that scripts on any system can read them.
+  // Lines end in a single line feed, so that scripts on any system can read them.
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
   return tool::RunCommandLine(arguments);

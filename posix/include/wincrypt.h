@@ -58,7 +58,7 @@ using PCERT_NAME_BLOB = CERT_NAME_BLOB*;
 
 // Writes a DER encoded X.500 name as a string of at most `size` bytes and returns the number of bytes; both count the
 // terminating zero. With a null `text` or a `size` of 0 nothing is written and the number needed is returned.
-// Bytes that are no such name give the empty string: 1 is returned.
+// For bytes that are not such a name, the string is empty and 1 is returned.
 //
 // Only for the form CERT_X500_NAME_STR, with or without CERT_NAME_STR_REVERSE_FLAG: "CN=..., O=..., C=...", with " + "
 // between the values of one part.
@@ -157,8 +157,8 @@ constexpr DWORD KP_CERTIFICATE = 26;
 constexpr DWORD KP_PIN_INFO = 44;
 constexpr ALG_ID CALG_RC2 = 0x6602;
 
-// Certificates and their stores (CertStore.cpp). Of the fields of CERT_INFO only names, serial number, extensions and
-// version are filled in. The only property is CERT_KEY_PROV_INFO_PROP_ID.
+// Certificates and their stores (CertStore.cpp). Only the names, serial number, extensions and version of CERT_INFO
+// are filled in. The only property is CERT_KEY_PROV_INFO_PROP_ID.
 struct CERT_EXTENSION {
   LPSTR pszObjId;
   BOOL fCritical;
@@ -211,15 +211,15 @@ PCCERT_CONTEXT CertCreateCertificateContext(DWORD encoding, const BYTE* der, DWO
 BOOL CertFreeCertificateContext(PCCERT_CONTEXT certificate);
 // Only for CERT_NAME_SIMPLE_DISPLAY_TYPE, and only of the subject (Crypt32.cpp): the first common name, unit,
 // organisation or e-mail address, in this order. Writes at most `size` bytes, cuts the rest off and returns the number
-// of bytes; both count the terminating zero. With a null `text` or a `size` of 0 returns the number needed. When there
-// is none it is the empty string, and 1 is returned.
+// of bytes; both count the terminating zero. With a null `text` or a `size` of 0 returns the number needed. If the
+// subject has none of these, the string is empty and 1 is returned.
 DWORD CertGetNameStringA(PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void* parameter, LPSTR text, DWORD size);
 BOOL CertSetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, DWORD flags, const void* data);
 // With a null `data` only the size is set. The strings are placed after the structure.
 BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT certificate, DWORD property, void* data, DWORD* length);
 // Only for memory stores.
 HCERTSTORE CertOpenStore(LPCSTR provider, DWORD encoding, HCRYPTPROV unused, DWORD flags, const void* parameter);
-// A store of the process: all handles of one name see the same certificates.
+// A store inside the process: all handles of one name see the same certificates.
 HCERTSTORE CertOpenSystemStoreA(HCRYPTPROV unused, LPCSTR name);
 BOOL CertCloseStore(HCERTSTORE store, DWORD flags);
 // Only for CERT_STORE_ADD_REPLACE_EXISTING. The store keeps a copy.

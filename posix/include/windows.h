@@ -1,5 +1,5 @@
 // The subset of the Win32 base interface that the provider calls, with the published names, types and
-// constants, for the host build. Functions behave as the published documentation says, unless a comment here
+// constants, for the host build. Functions behave as Windows documents them, unless a comment here
 // says otherwise. Every function works before main: static log objects read the registry in their constructors.
 #pragma once
 
@@ -99,14 +99,14 @@ constexpr DWORD SCARD_W_CHV_BLOCKED = 0x8010006C;
 constexpr DWORD SCARD_W_CANCELLED_BY_USER = 0x8010006E;
 constexpr DWORD SCARD_W_CARD_NOT_AUTHENTICATED = 0x8010006F;
 
-extern "C" {  // so that a test can put its own in the place of any function
+extern "C" {  // so that a test can replace any function
 
 // Errors of the calling thread (Errors.cpp).
 DWORD GetLastError();
 void SetLastError(DWORD code);
 
-// The running process and thread (Process.cpp). The path of the program, cut off where it does not fit with its
-// terminating zero; only for the null module.
+// The running process and thread (Process.cpp). GetModuleFileNameA returns the path of the program, truncated if it
+// does not fit with its terminating zero; only for the null module.
 DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size);
 DWORD GetCurrentProcessId();
 DWORD GetCurrentThreadId();
@@ -137,7 +137,7 @@ DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds);
 BOOL CloseHandle(HANDLE handle);
 
-// The version of the system (Process.cpp): 6.1 on the host. Fails with a size other than the structure's.
+// The version of the system (Process.cpp): 6.1 on the host. Fails if the size is not that of the structure.
 struct OSVERSIONINFOA {
   DWORD dwOSVersionInfoSize;
   DWORD dwMajorVersion;
@@ -220,9 +220,9 @@ constexpr COLORREF RGB(BYTE red, BYTE green, BYTE blue) {
 // Strings of the program's string table (Resources.cpp).
 int LoadStringA(HINSTANCE instance, UINT id, LPSTR buffer, int size);
 
-// Keeps pages out of the swap space (Memory.cpp).
+// Keeps pages out of the swap space (PageLock.cpp).
 BOOL VirtualLock(LPVOID address, std::size_t size);
-// Reserves addresses (MEM_RESERVE), or commits memory to some of them (MEM_COMMIT).
+// Reserves addresses (MEM_RESERVE), or commits memory to some of them (MEM_COMMIT) (Memory.cpp).
 LPVOID VirtualAlloc(LPVOID address, std::size_t size, DWORD type, DWORD protection);
 // Frees a whole reservation (MEM_RELEASE, with a size of 0).
 BOOL VirtualFree(LPVOID address, std::size_t size, DWORD type);
@@ -233,7 +233,7 @@ constexpr DWORD PAGE_NOACCESS = 1;
 constexpr DWORD PAGE_READWRITE = 4;
 BOOL VirtualUnlock(LPVOID address, std::size_t size);
 
-// Overwrites memory that held a secret; an optimising compiler does not leave it out (Errors.cpp).
+// Overwrites memory that held a secret; an optimising compiler does not remove it (Errors.cpp).
 void* SecureZeroMemory(void* memory, std::size_t length);
 
 }  // extern "C"

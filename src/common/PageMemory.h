@@ -12,7 +12,7 @@
 class PageMemory {
  public:
   PageMemory() = default;
-  // Reserves addresses for so many bytes, without memory. Raises std::bad_alloc.
+  // Reserves addresses for that many bytes, without allocating memory. Raises std::bad_alloc.
   explicit PageMemory(std::size_t reserved)
       : m_bytes(static_cast<BYTE*>(VirtualAlloc(nullptr, reserved, MEM_RESERVE, PAGE_NOACCESS))), m_reserved(reserved) {
     if (m_bytes == nullptr) throw std::bad_alloc();

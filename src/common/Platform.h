@@ -12,5 +12,5 @@
 
 #include <wincrypt.h>
 
-// This macro would rename our own operations of that name, in some source files only.
+// In some source files this macro would rename our own operations of that name.
 #undef GetMessage

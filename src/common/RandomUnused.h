@@ -6,10 +6,10 @@
 #include <cstddef>
 #include <cstdlib>
 
-// RandomUnused returns rand() modulo `modulus`, in unsigned arithmetic, and tries again while `isTaken` says so. The
-// generator of the Windows run-time library has 32,768 values. When so many are `taken`, or when many attempts found no
-// free one, the result is the smallest free value. The search for it starts at `smallest`; no value below that is free.
-// `smallest` is then the result, so that the next search does not begin anew.
+// RandomUnused returns rand() modulo `modulus`, in unsigned arithmetic, and tries again while `isTaken` returns true.
+// The generator of the Windows run-time library has 32,768 values. When so many are `taken`, or when many attempts
+// found no free one, the result is the smallest free value. The search for it starts at `smallest`; no value below that
+// is free. `smallest` is then the result, so that the next search does not start over.
 template <typename IsTaken>
 DWORD RandomUnused(DWORD modulus, std::size_t taken, IsTaken isTaken, DWORD& smallest) {
   constexpr std::size_t kGeneratorRange = 32768;

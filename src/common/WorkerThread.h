@@ -1,8 +1,9 @@
 // WorkerThread: a thread that can be ended while the library is unloaded.
 //
 // The system holds the loader's lock while it unloads the library or ends the process. A thread needs that lock to end,
-// so nobody can wait for its end there. Terminating it while it runs or waits for a lock may leave a lock taken for
-// ever. So a thread that is done with its work says so and then sleeps, without any lock, until it is terminated.
+// so nobody can wait for its end there. Terminating it while it runs or waits for a lock may leave a lock taken
+// forever. So a thread that is done with its work signals that and then sleeps, without any lock, until it is
+// terminated.
 #pragma once
 
 #include "common/Platform.h"

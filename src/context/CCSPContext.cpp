@@ -28,7 +28,7 @@ auto HasKeyID(DWORD id) {
   return [id](const boost::shared_ptr<CCSPSecretKey>& key) { return key->GetKeyID() == id; };
 }
 
-// The first match goes, and no other.
+// Removes only the first match.
 template <typename List, typename Predicate>
 void EraseFirst(List& list, Predicate predicate) {
   const auto found = std::find_if(list.begin(), list.end(), predicate);

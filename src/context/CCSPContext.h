@@ -1,4 +1,4 @@
-// CCSPContext: what a provider handle stands for: one container on one token, with the hashes and keys that were made
+// CCSPContext is what a provider handle stands for: one container on one token, with the hashes and keys that were made
 // under the handle. This class holds what is independent of the card; TELVOCSPContext, its only concrete class, does
 // the rest.
 //
@@ -6,12 +6,13 @@
 // operation says otherwise. An operation that needs a session raises NTE_FAIL in a context without one. "Logs in" means
 // Login, with its failures. No operation is safe against another one on the same context at the same time.
 //
-// Lengths count bytes. Input pointers must be valid for their length, and null is as good as no bytes. An output of
-// which null asks for the length says so; its `*length` is the room before and the length of the output afterwards, and
-// stays as it was after a failure. RSA numbers (signatures, moduli, encrypted data) are little-endian on the caller's
-// side, unless it says otherwise; the module has them big-endian.
+// Lengths are in bytes. Input pointers must be valid for their length; null means no bytes. Where a null output asks
+// for the length, the comment says so; its `*length` is the available room before and the length of the output
+// afterwards, and is unchanged after a failure. RSA numbers (signatures, moduli, encrypted data) are little-endian on
+// the caller's side, unless it says otherwise; the module has them big-endian.
 //
-// Hashes and session keys are shared with the process's factories. Pointers that are handed out are the context's.
+// Hashes and session keys are shared with the process's factories. The context owns the objects that returned pointers
+// point to.
 #pragma once
 
 #include "common/Platform.h"
@@ -57,25 +58,26 @@ class CCSPContext {
   // Asks the token for the session's state.
   virtual bool IsLoggedIn() = 0;
   // Logs the session in, with the cached PIN or by asking the user. Each operation on a private object does that first.
-  // A LoginLock that the caller holds keeps the session logged in until its end; it is given back while the user is
-  // asked. A dialog that ends otherwise than by a cancel counts as a login. If nobody is logged in then, the operation
-  // fails.
+  // A LoginLock that the caller holds keeps the session logged in until its end; it is released while the user is
+  // asked. A dialog that ends in any way other than a cancel counts as a login. If nobody is logged in then, the
+  // operation fails.
   //
-  // NTE_SILENT_CONTEXT when the user would have to be asked, SCARD_W_CANCELLED_BY_USER when he cancels; of a cached PIN
-  // SCARD_W_CHV_BLOCKED, or SCARD_W_CARD_NOT_AUTHENTICATED for another failure than a wrong PIN, which is forgotten and
-  // asked for; NTE_FAIL for a token that is not initialised, and, before the user is asked, without a session.
+  // NTE_SILENT_CONTEXT when the user would have to be asked, SCARD_W_CANCELLED_BY_USER when the user cancels. With a
+  // cached PIN SCARD_W_CHV_BLOCKED, or SCARD_W_CARD_NOT_AUTHENTICATED for a failure other than a wrong PIN; a wrong PIN
+  // is forgotten, and the user is asked. NTE_FAIL for a token that is not initialised, and, before the user is asked,
+  // without a session.
   virtual void Login() = 0;
-  // Logs the session in with a PIN that the application supplies, and caches it. The PIN that is cached already is a
-  // success without a call of the module.
+  // Logs the session in with a PIN that the application supplies, and caches it. If that PIN is already cached, this
+  // succeeds without a call of the module.
   //
   // ERROR_INVALID_PARAMETER for null or no bytes, SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED, NTE_FAIL for another failure
-  // of the module. CryptokiError when the module does not tell the tries that a wrong PIN left.
+  // of the module. CryptokiError when the module does not report how many tries a wrong PIN left.
   virtual void LoginWithPIN(const BYTE* pin, DWORD length) = 0;
   // Logs the session out if it is logged in. Throws nothing.
   virtual void Logout() = 0;
   // Throws nothing; a failure is logged.
   virtual void CloseSession() = 0;
-  // Shares the hash, also when the context has it already.
+  // Shares the hash, even when the context already has it.
   virtual void AddHash(const boost::shared_ptr<CCSPHash>& hash);
   // Required: an unknown handle is ignored, but in a context without hashes it is NTE_BAD_HASH.
   virtual void RemoveHash(DWORD handle);
@@ -83,46 +85,48 @@ class CCSPContext {
   virtual void RemoveHash(const boost::shared_ptr<CCSPHash>& hash);
   // NTE_BAD_HASH when there is none.
   virtual boost::shared_ptr<CCSPHash> GetHash(DWORD handle);
-  // Shares the key, also when the context has it already.
+  // Shares the key, even when the context already has it.
   virtual void AddSecretKey(const boost::shared_ptr<CCSPSecretKey>& key);
-  // Forgets the session key, and destroys its object on the token, whose failure is ignored; else an imported public
-  // key of that handle, whose failure is a CryptokiError. Unknown handles are ignored.
+  // Forgets the session key, and destroys its object on the token; a failure of that is ignored. If there is no such
+  // session key, does the same for an imported public key of that handle; a failure of that is a CryptokiError. Unknown
+  // handles are ignored.
   virtual void RemoveSecretKey(DWORD handle);
-  // Forgets the session key, and leaves imported keys and the token's object alone. Null is nothing to do; NTE_NO_KEY
-  // in a context without session keys.
+  // Forgets the session key, and leaves imported keys and the token's object alone. Null is ignored; NTE_NO_KEY in a
+  // context without session keys.
   virtual void RemoveSecretKey(const CCSPSecretKey* key);
-  // Does nothing. It keeps its place in the order.
+  // Does nothing. It keeps its place in the interface order.
   virtual void Reserved() = 0;
   // NTE_NO_KEY when there is none.
   virtual boost::shared_ptr<CCSPSecretKey> GetSecretKey(DWORD handle);
-  // What the token keeps of a certificate; an attribute without type and value for null. Issuer and subject are DER,
-  // the serial number is big-endian. The label is the certificate's display name, or "TELVO" when it has none.
+  // What the token stores about a certificate; for null, an attribute without type and value. Issuer and subject are
+  // DER, the serial number is big-endian. The label is the certificate's display name, or "TELVO" when it has none.
   virtual Attribute GetCertIssuer(PCCERT_CONTEXT certificate) = 0;
   virtual Attribute GetCertSerialNumber(PCCERT_CONTEXT certificate) = 0;
   virtual Attribute GetCertSubject(PCCERT_CONTEXT certificate) = 0;
   virtual Attribute GetCertLabel(PCCERT_CONTEXT certificate) = 0;
-  // Logs in. Replaces the container's certificate on the token, and writes its label to the container's keys, whose
-  // CKA_ID it takes: CKR_ARGUMENTS_BAD without a private key. Null or a zero length does nothing. Bytes that are no
-  // certificate are written as well, and its key is not compared. After a failure the container has no certificate.
+  // Logs in. Replaces the container's certificate on the token, and writes its label to the container's keys. It takes
+  // their CKA_ID: CKR_ARGUMENTS_BAD without a private key. Null or a zero length does nothing. Bytes that are not a
+  // certificate are written as well, and the certificate's key is not compared. After a failure the container has no
+  // certificate.
   virtual void WriteCertificate(const BYTE* der, DWORD length) = 0;
   // Random bytes of the token. Null or a zero length does nothing.
   virtual void GenerateRandom(BYTE* buffer, DWORD length) = 0;
-  // Logs in. A new key, whose handle goes to `*handle`: the container's RSA pair, of the size in the upper 16 bits of
-  // `flags` (other values than 512, 1024 and 2048 give 4096), or a session key with `flags` as its mode. `handle` must
-  // not be null; `factory` makes and keeps session keys. The old pair stays on the token.
+  // Logs in. Makes a new key, whose handle goes to `*handle`: the container's RSA pair, of the size in the upper 16
+  // bits of `flags` (other values than 512, 1024 and 2048 give 4096), or a session key with `flags` as its mode.
+  // `handle` must not be null; `factory` makes and keeps session keys. The old pair stays on the token.
   //
-  // NTE_BAD_ALGID for an algorithm of neither, NTE_BAD_KEYSET_PARAM for a pair when the container's name has more than
-  // 63 characters. A failure leaves the old pair in use.
+  // NTE_BAD_ALGID for any other algorithm, NTE_BAD_KEYSET_PARAM for a pair when the container's name has more than 63
+  // characters. A failure leaves the old pair in use.
   virtual void GenerateKeyPair(DWORD algorithm, DWORD flags, DWORD* handle, CCSPSecretKeyFactory* factory) = 0;
 
-  // RSA with the container's pair, by CKM_RSA_PKCS: the module pads. Each of the four logs in.
+  // RSA with the container's pair and CKM_RSA_PKCS: the module pads. Each of the four logs in.
 
   // Signs a DigestInfo or a bare digest. A null `signature` asks for the length, and logs in as well. NTE_NO_KEY
   // without a private key, before the login; too little room is the module's failure. A user who cancels one signature
   // is not asked for the next one, which fails as cancelled.
   virtual void Sign(const BYTE* data, const DWORD* dataLength, BYTE* signature, DWORD* signatureLength) = 0;
-  // Verifies by `key`, which is not kept, or by the container's public key for null. ERROR_INVALID_PARAMETER without
-  // data or signature; NTE_BAD_SIGNATURE for every failure of the module.
+  // Verifies with `key`, which is not kept, or with the container's public key for null. ERROR_INVALID_PARAMETER
+  // without data or signature; NTE_BAD_SIGNATURE for every failure of the module.
   virtual void Verify(const BYTE* data, DWORD dataLength, const BYTE* signature, DWORD signatureLength,
                       PublicKey* key) = 0;
   // A null `out` asks for the length. `data` and `out` may be the same. NTE_BAD_KEY without a public key, before the
@@ -133,23 +137,23 @@ class CCSPContext {
   // The same with the private key. The input is little-endian.
   virtual void Decrypt(const BYTE* data, DWORD dataLength, BYTE* out, DWORD* outLength) = 0;
 
-  // Logs in. A key from a PUBLICKEYBLOB or a SIMPLEBLOB, both little-endian; its handle goes to `*handle`. Of a
+  // Logs in. Makes a key from a PUBLICKEYBLOB or a SIMPLEBLOB, both little-endian; its handle goes to `*handle`. For a
   // SIMPLEBLOB `flags` are the permissions, and `factory` makes and keeps the key. NTE_INVALID_PARAMETER without blob
-  // or handle, NTE_BAD_TYPE for another blob, NTE_BAD_ALGID for a public key that is not of CALG_RSA_KEYX or a session
-  // key of an unknown algorithm, NTE_BAD_DATA for a blob that is shorter than its header, NTE_BAD_KEYSET for a
+  // or handle, NTE_BAD_TYPE for another kind of blob, NTE_BAD_ALGID for a public key that is not of CALG_RSA_KEYX or a
+  // session key of an unknown algorithm, NTE_BAD_DATA for a blob that is shorter than its header, NTE_BAD_KEYSET for a
   // SIMPLEBLOB without a private key, NTE_FAIL when the module fails.
   virtual void ImportKey(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory, DWORD flags) = 0;
   // Owned by the context. NTE_NO_KEY when there is none.
   virtual PublicKey* GetImportedPublicKey(DWORD handle) = 0;
-  // A session key of `length` bytes from the value of `hash`, which it finishes; bytes that the value lacks are zero.
-  // It does not log in. The key has no mode, and may leave. NTE_BAD_ALGID for an algorithm that no session key has,
-  // NTE_FAIL when the module fails.
+  // Makes a session key of `length` bytes from the value of `hash`, which it finishes; bytes missing from the value are
+  // zero. It does not log in. The key has no mode, and may be exported. NTE_BAD_ALGID for an algorithm that no session
+  // key has, NTE_FAIL when the module fails.
   virtual boost::shared_ptr<CCSPSecretKey> DeriveKey(const boost::shared_ptr<CCSPHash>& hash, DWORD algorithm,
                                                      DWORD length, CCSPSecretKeyFactory* factory) = 0;
-  // Asks the token anew: its CryptokiError passes.
+  // Asks the token again; its CryptokiError passes through.
   virtual TokenInfo GetTokenInfo() = 0;
   // Binds the context to a token and to a container on it. May ask the user for a reader: std::runtime_error when the
-  // smart card service knows none. Null `containerName` is no name. The module is shared; `useCount` is not read.
+  // smart card service knows none. A null `containerName` means no name. The module is shared; `useCount` is not read.
   //
   // NTE_BAD_FLAGS, NTE_BAD_KEYSET_PARAM (a name of more than 260 characters), NTE_BAD_KEYSET (not found), NTE_EXISTS,
   // NTE_SILENT_CONTEXT, SCARD_W_CANCELLED_BY_USER, NTE_FAIL (no module, no card, or the named reader's token fails).
@@ -158,19 +162,19 @@ class CCSPContext {
   // Destroys the container's objects on the token, in a context of CRYPT_DELETEKEYSET with a container name; else it
   // does nothing. It does not log in.
   virtual void DeleteContainer() = 0;
-  // Adds the container's certificate to a store in memory and throws that away. Always 1.
+  // Adds the container's certificate to a store in memory and discards that store. Always 1.
   virtual DWORD PropagateCertificate() = 0;
   // Adds the token's certificates, or only the container's, to the caller's store, each with a reference to its
   // container when it has a private key. `rootStore` is not read. Always 1: a certificate that the store refuses is
-  // only logged. A failing token ends the list of all, with its CK_RV as the last error.
+  // only logged. A failing token ends the run through all certificates, with its CK_RV as the last error.
   virtual DWORD AddCertificatesToStore(HCERTSTORE store, DWORD rootStore, DWORD defaultOnly) = 0;
-  // 1 or 0, each.
+  // Each returns 1 or 0.
   virtual DWORD HasCertificate() const = 0;
   virtual DWORD HasPublicKey() const = 0;
   virtual DWORD HasPrivateKey() const = 0;
-  // Makes each of the two key handles that is 0 a random number. Reseeds the process's generator.
+  // Sets each of the two key handles that is 0 to a random number. Reseeds the process's generator.
   virtual void AssignKeyHandles() = 0;
-  // The two handles of the container's one pair. They are there without a pair, too; 0 before AssignKeyHandles.
+  // The two handles of the container's one pair. They exist even without a pair; 0 before AssignKeyHandles.
   virtual DWORD GetSignatureKeyHandle() const = 0;
   virtual DWORD GetExchangeKeyHandle() const = 0;
   // Owned by the context. NTE_NOT_FOUND when the container has none.
@@ -179,7 +183,7 @@ class CCSPContext {
   virtual DWORD GetKeyBits() = 0;
   // Writes a SIMPLEBLOB with the session key `key`, encrypted for the public key `exchangeKey`. A null `blob` asks for
   // the size; else it logs in. NTE_NO_KEY when one of the keys is unknown, NTE_BAD_PUBLIC_KEY when there is no public
-  // key or the session key may not leave.
+  // key or the session key may not be exported.
   //
   // Required: the encrypted key is big-endian, its value reversed; with a buffer `*length` becomes the length of the
   // encrypted key alone; too small a buffer is the module's failure, which may change `*length`.
@@ -197,8 +201,8 @@ class CCSPContext {
   // Whether a key handle stands for the container's key pair.
   bool IsKeyPair(HCRYPTKEY key) const { return key == GetSignatureKeyHandle() || key == GetExchangeKeyHandle(); }
 
-  // The enumerations. Each goes to its first row or to the next one, and returns it, which is the context's. Null at
-  // the end, where it stays, and before the first call with `first`.
+  // The enumerations. Each goes to its first row or to the next one, and returns it; the context owns it. Null at the
+  // end, where it stays, and before the first call with `first`.
   const Algorithm* NextAlgorithm(bool first) { return Next(m_algorithms, m_algEnumIterator, first); }
   const Algorithm* NextAlgorithmEx(bool first) { return Next(m_algorithms, m_algExEnumIterator, first); }
   Certificate* NextCertificate(bool first) { return Next(m_certificates, m_certEnumIterator, first); }
@@ -209,8 +213,8 @@ class CCSPContext {
   explicit CCSPContext(HINSTANCE resourceHandle);
   // Checks, splits and stores name and flags, too.
   CCSPContext(const char* name, DWORD flags);
-  // A copy remembers no cancelled dialog, and its enumeration of containers must be begun anew. Its enumerations go
-  // through its own lists.
+  // A copy remembers no cancelled dialog, and its enumeration of containers must be started again. Its enumerations use
+  // its own lists.
   CCSPContext(const CCSPContext& other);
 
   void TakeName(const char* name, DWORD flags);

@@ -1,5 +1,5 @@
-// What the token's certificate object holds of a certificate of the platform: see CCSPContext::GetCertIssuer. Of a null
-// certificate each is an attribute without type and value.
+// What the token's certificate object stores about a certificate of the platform: see CCSPContext::GetCertIssuer. For a
+// null certificate each is an attribute without type and value.
 #pragma once
 
 #include "common/Platform.h"
@@ -11,5 +11,5 @@ Attribute SerialNumberOf(PCCERT_CONTEXT certificate);
 Attribute SubjectOf(PCCERT_CONTEXT certificate);
 Attribute LabelOf(PCCERT_CONTEXT certificate);
 
-// An attribute of `length` bytes. Of no bytes it has its type alone.
+// An attribute of `length` bytes. With no bytes it has only its type.
 Attribute MakeAttribute(CK_ATTRIBUTE_TYPE type, const void* value, std::size_t length);

@@ -1,4 +1,4 @@
-// CertificateHolder: owns a certificate of the platform, and frees it at its end. May hold none.
+// CertificateHolder: owns a certificate of the platform, and frees it when destroyed. May be empty.
 #pragma once
 
 #include "common/Platform.h"

@@ -33,7 +33,7 @@ void CertificateWriter::Write(const BYTE* der, DWORD length) {
   g_contextLog.WriteLine("Checking Private Key");
   const std::vector<BYTE> id = ReadKeyID();
   g_contextLog.WriteLine("Create Certificate Context");
-  // Required: what is no certificate is written as well, with empty attributes.
+  // Required: bytes that are not a certificate are written as well, with empty attributes.
   const CertificateHolder certificate(
       CertCreateCertificateContext(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, der, length));
   std::list<Attribute> attributes = DescribeCertificate(certificate.get());
@@ -65,8 +65,8 @@ std::list<Attribute> CertificateWriter::DescribeCertificate(PCCERT_CONTEXT certi
 
 // The identifier of the container's keys.
 //
-// Required: without a private key the length is the public key's, but the value is the private key's, which as a rule
-// has none: CKR_ARGUMENTS_BAD.
+// Required: without a private key the length is the public key's, but the value is the private key's, which usually has
+// none: CKR_ARGUMENTS_BAD.
 std::vector<BYTE> CertificateWriter::ReadKeyID() {
   CK_ULONG length = 0;
   if (m_context.m_hasPrivateKey != 0) {
@@ -96,7 +96,7 @@ void CertificateWriter::LabelKeys(const Attribute& label) {
   }
 }
 
-// The old certificate goes first: a failure leaves the container without one.
+// The old certificate is destroyed first: a failure leaves the container without one.
 void CertificateWriter::ReplaceCertificate(Session& session, const std::list<Attribute>& attributes) {
   try {
     g_contextLog.WriteLine("Try....");

@@ -1,5 +1,5 @@
 // CertificateWriter: writes a certificate to the token. It becomes the container's certificate, tied to the container's
-// keys by their CKA_ID and nothing else, and the keys take its label.
+// keys only by their CKA_ID, and the keys take its label.
 #pragma once
 
 #include <vector>
@@ -10,7 +10,7 @@ class CertificateWriter {
  public:
   explicit CertificateWriter(TELVOCSPContext& context) : m_context(context) {}
 
-  // What CCSPContext::WriteCertificate says.
+  // See CCSPContext::WriteCertificate.
   void Write(const BYTE* der, DWORD length);
 
  private:

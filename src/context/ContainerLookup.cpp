@@ -66,7 +66,7 @@ bool Answers(Certificate& certificate, const std::string& containerName) {
   return true;
 }
 
-// What the log says of the two look-ups of keys; everything else of them is the same.
+// The log lines of the two look-ups of keys; otherwise the two are the same.
 struct KeyTexts {
   const char* noneFound;
   const char* atEnd;

@@ -8,8 +8,8 @@
 
 // Splits "\\.\reader\container", or takes the whole name as the container; then the first "SmartcardLogon-" or
 // "SmartcardUser-" of the container is cut out, whatever its case, and the new name logged. Null gives two empty
-// strings. A name "\\.\reader" without a further backslash names a reader and no container. Of a reader 255 characters
-// are kept; otherwise a name may have any length.
+// strings. A name "\\.\reader" without a further backslash names a reader and no container. At most 255 characters of a
+// reader's name are kept; otherwise a name may have any length.
 void ParseContainerName(const char* name, std::string& reader, std::string& container);
 
 // The container name of a CKA_ID: its characters up to the first zero byte when all of them are printable and none is a

@@ -23,7 +23,8 @@ constexpr DWORD kCancelled = static_cast<DWORD>(SCARD_W_CANCELLED_BY_USER);
 
 [[noreturn]] void FailCancelled() { throw CCSPContextError("User Interface cancelled by user", kCancelled); }
 
-// The cached PIN as one step, so that a PIN which the watcher clears meanwhile is no PIN. Empty when there is none.
+// Fetches the cached PIN in one step, so that a PIN that the watcher clears meanwhile counts as no PIN. Empty when
+// there is none.
 WipedBuffer FetchPIN(CTELVOPINCache& cache) {
   const auto lock = cache.Lock();
   DWORD length = 0;
@@ -65,8 +66,8 @@ void ContextLogin::Login() {
   LoginByDialog();
 }
 
-// When the module was begun anew, the session's handle may be that of a session on another card: a PIN that is sent by
-// it would cost that card a try. As a closed session it is refused by the module.
+// When the module was restarted, the session's handle may be that of a session on another card: a PIN sent through it
+// would cost that card a try. Treated as closed, the session is refused by the module.
 void ContextLogin::ForgetDeadSession() {
   if (m_context.m_session && m_context.m_moduleRestarts != ModuleRestarts()) {
     m_context.m_session->SetSessionHandle(0);
@@ -123,7 +124,8 @@ void ContextLogin::LoginByDialog() {
     throw CCSPContextError("User is not logged in, No PIN Cache found and the current context is Silent",
                            NTE_SILENT_CONTEXT);
   }
-  // Required: every other result counts as a login, a failure of the dialog too. What follows then fails in the module.
+  // Required: every other result counts as a login, even a failure of the dialog. The operation that follows then fails
+  // in the module.
   if (AskUser() == IDCANCEL) {
     m_context.m_errFlags = m_context.m_signPending != 0 ? m_context.m_errFlags | kCancelled : 0;
     m_context.m_signPending = 0;
@@ -133,7 +135,7 @@ void ContextLogin::LoginByDialog() {
   m_context.m_signPending = 0;
 }
 
-// Of two signatures in a row, the second one does not ask again after a cancel.
+// After a cancel, the second of two signatures in a row does not ask again.
 void ContextLogin::RefuseAfterCancel() {
   g_contextLog.WriteFormatted("this->m_errFlags = ", m_context.m_errFlags, "%08X", true);
   // Required: a test of bits and not a comparison.
@@ -185,7 +187,7 @@ void ContextLogin::LoginWithPIN(const BYTE* pin, DWORD length) {
   LoginWithNewPIN(pin, length, cached);
 }
 
-// Whether the cache holds this very PIN. Then the session counts as logged in, and the module is not asked.
+// Whether the cache holds exactly this PIN. Then the session counts as logged in, and the module is not asked.
 bool ContextLogin::IsCachedPIN(const BYTE* pin, DWORD length, CachedPIN& cached) {
   const auto lock = m_context.m_pinCache->Lock();
   if (m_context.m_pinCache->IsPINSet() == 0) return false;

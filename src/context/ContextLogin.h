@@ -9,7 +9,7 @@ class ContextLogin {
  public:
   explicit ContextLogin(TELVOCSPContext& context) : m_context(context) {}
 
-  // What CCSPContext says of its operations of these names.
+  // See the operations of these names in CCSPContext.
   void Login();
   void LoginWithPIN(const BYTE* pin, DWORD length);
 

@@ -1,4 +1,4 @@
-// The headers of the two kinds of key blobs. All numbers of a blob are little-endian, also the modulus and the
+// The headers of the two kinds of key blobs. All numbers of a blob are little-endian, including the modulus and the
 // encrypted key. Only the encrypted key that ExportSessionKey writes is big-endian.
 #pragma once
 

@@ -62,8 +62,8 @@ boost::shared_ptr<CCSPSecretKey> DeriveSecretKey(TELVOCSPContext& context, CCSPH
                                                  DWORD length, CCSPSecretKeyFactory* factory) {
   try {
     const WipedBuffer material = KeyMaterial(hash, algorithm, context.GetSession());
-    // Required: any length is made; CPDeriveKey refuses those that it does not take. Bytes that the material lacks are
-    // zero.
+    // Required: any length is made; CPDeriveKey refuses those that it does not accept. Bytes missing from the material
+    // are zero.
     WipedBuffer bytes(length);
     std::copy_n(material.Data(), std::min<std::size_t>(length, material.Length()), bytes.Data());
     const LoginLock lock;  // no other thread logs the token out before the object is made

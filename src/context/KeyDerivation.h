@@ -1,8 +1,8 @@
-// Session keys made of a hash.
+// Session keys made from a hash.
 #pragma once
 
 #include "context/TELVOCSPContext.h"
 
-// What CCSPContext::DeriveKey says.
+// See CCSPContext::DeriveKey.
 boost::shared_ptr<CCSPSecretKey> DeriveSecretKey(TELVOCSPContext& context, CCSPHash& hash, ALG_ID algorithm,
                                                  DWORD length, CCSPSecretKeyFactory* factory);

@@ -41,7 +41,7 @@ DWORD ExponentField(const std::vector<BYTE>& littleEndian) {
   return field;
 }
 
-// Required: `*length` becomes what the module says of the encrypted key, without the header before it.
+// Required: `*length` becomes the length that the module reports for the encrypted key, without the header before it.
 void EncryptInto(Session& session, KeyValue& value, BYTE* out, DWORD room, DWORD* length) {
   CK_ULONG encrypted = room;
   try {

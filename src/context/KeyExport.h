@@ -7,7 +7,7 @@ class KeyExport {
  public:
   explicit KeyExport(TELVOCSPContext& context) : m_context(context) {}
 
-  // What CCSPContext says of its operations of these names.
+  // See the operations of these names in CCSPContext.
   void ExportPublicKey(DWORD key, BYTE* blob, DWORD* length);
   void ExportSessionKey(DWORD key, DWORD exchangeKey, BYTE* blob, DWORD* length);
 

@@ -14,7 +14,7 @@ struct SessionKeyRow {
   DWORD length;  // in bytes
 };
 
-// Required: CALG_AES is here, for which random bytes are made before the key is refused, and CALG_AES_128 is not.
+// Required: CALG_AES is here, and CALG_AES_128 is not. For CALG_AES random bytes are made before the key is refused.
 constexpr SessionKeyRow kSessionKeys[] = {
     {CALG_DES, 8},
     {CALG_3DES, 24},
@@ -29,7 +29,7 @@ DWORD SessionKeyLength(ALG_ID algorithm) {
   throw CCSPContextError("Algorithm not supported for Key Generation", NTE_BAD_ALGID);
 }
 
-// Required: what is no size of a pair is the largest one.
+// Required: a value that is not a size of a pair gives the largest one.
 DWORD PairBits(DWORD flags) {
   const DWORD bits = flags >> 16U;
   return bits == 2048 || bits == 1024 || bits == 512 ? bits : 4096;
@@ -49,7 +49,7 @@ DWORD KeyGeneration::Generate(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory
       ReplaceKeyPair(*session, PairBits(flags));
       return m_context.m_signatureKeyHandle;
     default:
-      // Required: the flags are the mode. CRYPT_EXPORTABLE is not looked at.
+      // Required: the flags are the mode. CRYPT_EXPORTABLE is not checked.
       return GenerateSecretKey(algorithm, flags, factory);
   }
 }

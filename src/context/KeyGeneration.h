@@ -7,7 +7,7 @@ class KeyGeneration {
  public:
   explicit KeyGeneration(TELVOCSPContext& context) : m_context(context) {}
 
-  // What CCSPContext::GenerateKeyPair says. Returns the new key's handle.
+  // See CCSPContext::GenerateKeyPair. Returns the new key's handle.
   DWORD Generate(DWORD algorithm, DWORD flags, CCSPSecretKeyFactory* factory);
 
  private:

@@ -39,7 +39,7 @@ KeyValue DecryptKey(Session& session, BYTE* encrypted, DWORD length) {
   if (allocated > kMaxValueLength) throw CryptokiError(CKR_GENERAL_ERROR);
   KeyValue plain{WipedBuffer(allocated), 0};
   g_contextLog.WriteLine("Decrypt 2");
-  // Required: the same operation once more. A question for the length does not end it.
+  // Required: the same operation once more. A length query does not end it.
   CK_ULONG claimed = allocated;
   session.Decrypt(encrypted, length, plain.bytes.Data(), &claimed);
   plain.length = static_cast<DWORD>(std::min(claimed, allocated));
@@ -77,13 +77,13 @@ DWORD KeyImport::ImportPublicKey(const BYTE* blob, DWORD length) {
   constexpr DWORD kExponent = sizeof(BLOBHEADER) + offsetof(RSAPUBKEY, pubexp);
   constexpr DWORD kModulus = sizeof(PublicKeyBlobHeader);
   WipedBuffer copy = WipedCopy(blob, length);
-  // Required: all that follows is the modulus, whatever the bit length says of it. The module judges.
+  // Required: everything that follows is the modulus, whatever the bit length in the blob is. The module judges.
   ReverseBytes(copy.Data() + kModulus, length - kModulus);
   ReverseBytes(copy.Data() + kExponent, sizeof(RSAPUBKEY::pubexp));
   return m_context.m_importedKeys.AddKey(CreatePublicKey(copy.Data() + kKeyData, length - kKeyData));
 }
 
-// `keyData` is the bit length, the exponent and the modulus. Of the latter two, the most significant byte comes first.
+// `keyData` is the bit length, the exponent and the modulus. The latter two are big-endian.
 PublicKey KeyImport::CreatePublicKey(const BYTE* keyData, DWORD length) {
   constexpr DWORD kModulus = 2 * sizeof(DWORD);
   const LoggedInSession session(m_context);

@@ -8,7 +8,7 @@ class KeyImport {
  public:
   explicit KeyImport(TELVOCSPContext& context) : m_context(context) {}
 
-  // What CCSPContext::ImportKey says.
+  // See CCSPContext::ImportKey.
   void Import(const BYTE* blob, DWORD length, DWORD* handle, CCSPSecretKeyFactory* factory, DWORD flags);
 
  private:

@@ -1,5 +1,5 @@
 // KeyProviderInfo: the CRYPT_KEY_PROV_INFO of the provider's certificates. The one object of the process holds the two
-// names of the last one, because a certificate's property may point to them as long as the next one is not set.
+// names of the last one, because a certificate's property may point to them until the next one is set.
 #pragma once
 
 #include "common/Platform.h"
@@ -9,7 +9,7 @@
 
 class KeyProviderInfo {
  public:
-  // Points `certificate` to a container of a provider: its AT_KEYEXCHANGE key, also when the pair was made for
+  // Points `certificate` to a container of a provider: its AT_KEYEXCHANGE key, even when the pair was made for
   // signatures. The names are widened byte by byte. False, with the last error, when the platform refuses. May be
   // called from several threads.
   bool SetOn(PCCERT_CONTEXT certificate, const std::string& containerName, const std::string& providerName);

@@ -26,7 +26,7 @@ class TemplateBuilder {
   TemplateBuilder& Text(CK_ATTRIBUTE_TYPE type, const std::string& text) {
     return Bytes(type, reinterpret_cast<const BYTE*>(text.data()), static_cast<DWORD>(text.size()));
   }
-  // Logs the name of the attribute before.
+  // Logs the name of the preceding attribute.
   TemplateBuilder& Log(const char* name) {
     g_contextLog.WriteLine(name);
     return *this;
@@ -40,7 +40,7 @@ class TemplateBuilder {
 
 }  // namespace
 
-// Required: the identifier is the name itself, so that the name is found again by it.
+// Required: the identifier is the name itself, so that the name can be found by it.
 std::list<Attribute> PublicKeyTemplate(const std::string& name, DWORD bits) {
   constexpr BYTE kExponent[] = {1, 0, 1};
   return TemplateBuilder()

@@ -13,10 +13,10 @@ std::list<Attribute> PublicKeyTemplate(const std::string& name, DWORD bits);
 std::list<Attribute> PrivateKeyTemplate(const std::string& name, DWORD bits);
 
 // A session key with `length` bytes of `value`. Identifier and label are 128 zero bytes each. Each attribute is logged
-// by its name. NTE_BAD_ALGID for an algorithm that is no session key's.
+// by its name. NTE_BAD_ALGID for an algorithm that no session key has.
 std::list<Attribute> SecretKeyTemplate(ALG_ID algorithm, const BYTE* value, DWORD length);
 
-// An imported public key. Modulus and exponent have their most significant byte first.
+// An imported public key. Modulus and exponent are big-endian.
 struct ImportedKeyParts {
   static constexpr DWORD kIDLength = 16;
   static constexpr DWORD kExponentLength = 4;

@@ -1,12 +1,12 @@
-// SlotVisit: a session on the token of one slot, and what is found there of the container. All of it goes into the
+// SlotVisit: a session on the token of one slot, and what is found of the container there. All of it goes into the
 // context.
 #pragma once
 
 #include "context/TELVOCSPContext.h"
 
-// What the log says of a visit. Nothing else tells a named reader from any other one.
+// The log lines of a visit. They are the only difference between a named reader and any other one.
 struct VisitTexts {
-  // A null text is no line.
+  // A null text writes no line.
   const char* readerFound;
   const char* beforeSession;
   const char* openingSession;
@@ -35,11 +35,11 @@ class SlotVisit {
   // Opens a session, which becomes the context's, and reads the token's objects. CryptokiError.
   void Open(Slot& slot);
 
-  // Looks for the container: its certificate with the keys that belong to it, or its key pair, or its public key. A
-  // container without a name is whichever comes first, and gives the context its name. Whatever goes wrong counts as
-  // not found.
+  // Looks for the container: its certificate with the keys that belong to it, or its key pair, or its public key.
+  // Without a container name, the first container is taken, and the context gets its name. Whatever goes wrong counts
+  // as not found.
   //
-  // Required: a certificate or a private key stays in the context, also when the rest of it was not found.
+  // Required: a certificate or a private key stays in the context, even when the rest of the container was not found.
   enum class Found { kCertificateOrPair, kPublicKey, kNothing };
   Found FindContainer();
 

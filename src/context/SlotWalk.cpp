@@ -58,7 +58,7 @@ void SlotWalk::Initialize(const char* containerName, DWORD flags, const boost::s
   g_contextLog.WriteLine("\nInitialization Finished");
 }
 
-// True when a slot has a token; otherwise the list is of all slots.
+// True when a slot has a token; otherwise the list has all slots.
 bool SlotWalk::ReadSlots() {
   std::list<Slot>& slots = m_context.m_slots;
   g_contextLog.WriteLine("\nGet Active Slot List");
@@ -101,7 +101,7 @@ void SlotWalk::SelectReader() {
   dialog.GetReaderName(&m_context.m_readerName);
 }
 
-// The slot at which the walk stopped; the end when it left the last one, or gave up.
+// The slot at which the walk stopped; the end when it passed the last one, or gave up.
 SlotWalk::SlotPosition SlotWalk::Walk() {
   std::list<Slot>& slots = m_context.m_slots;
   for (SlotPosition position = slots.begin(); position != slots.end(); ++position) {
@@ -205,7 +205,7 @@ void SlotWalk::RememberTokenInfo() {
 // The last step: a context that fails before leaves no watcher.
 void SlotWalk::WatchReader(bool atEnd) {
   const std::string reader = TrimmedRight(m_context.m_readerName);
-  // Required: a context of CRYPT_NEWKEYSET alone is at the end as a rule, and does not log it.
+  // Required: a context of CRYPT_NEWKEYSET alone is usually at the end, and does not log it.
   if (m_context.m_flags != CRYPT_NEWKEYSET && atEnd) g_contextLog.WriteLine("\nSlot List at end node");
   // A context for verification may name a reader, when it is silent; it does not use it.
   if (reader.empty() || IsVerify(m_context.m_flags)) return;

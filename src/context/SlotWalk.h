@@ -8,7 +8,7 @@ class SlotWalk {
  public:
   explicit SlotWalk(TELVOCSPContext& context) : m_context(context) {}
 
-  // What CCSPContext::Initialize says.
+  // See CCSPContext::Initialize.
   void Initialize(const char* containerName, DWORD flags, const boost::shared_ptr<Cryptoki>& cryptoki);
 
  private:

@@ -1,4 +1,4 @@
-// StoreHolder: owns a certificate store of the platform, and closes it at its end. May hold none.
+// StoreHolder: owns a certificate store of the platform, and closes it when destroyed. May be empty.
 #pragma once
 
 #include "common/Platform.h"

@@ -38,7 +38,7 @@ DWORD StorePropagation::Add(const Certificate& certificate, HCERTSTORE store, co
   return added != FALSE ? 1 : FailWith("\nFailed to CertAddCertificateContextToStore: ", code);
 }
 
-// Of one without a name, the container is the one that its own CKA_ID names.
+// Without a container name, the container is the one that the certificate's own CKA_ID names.
 DWORD StorePropagation::AddFromToken(Certificate& certificate, HCERTSTORE store, const std::string* containerName) {
   const Attribute value = certificate.GetAttribute(CKA_VALUE);
   const std::string ownName = ContainerNameOf(certificate);  // one without a CKA_ID is an error in any case
@@ -49,7 +49,7 @@ DWORD StorePropagation::AddFromToken(Certificate& certificate, HCERTSTORE store,
 
 DWORD StorePropagation::AddAll(HCERTSTORE store, DWORD defaultOnly) {
   if (defaultOnly != 0) {
-    // Required: the line comes after a success.
+    // Required: the line is written after a success.
     if (AddFromToken(m_context.m_certificate, store, &m_context.m_containerName) != 0) {
       g_contextLog.WriteLine("\nAdd Cert To Store Failed ");
     }
@@ -65,7 +65,7 @@ DWORD StorePropagation::AddAll(HCERTSTORE store, DWORD defaultOnly) {
   return 1;
 }
 
-// Required: the store is thrown away with what was put into it.
+// Required: the store is discarded with what was put into it.
 DWORD StorePropagation::Propagate() {
   const StoreHolder store(CertOpenStore(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr));
   if (!store) return 1;

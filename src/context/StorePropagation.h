@@ -8,10 +8,10 @@ class StorePropagation {
  public:
   explicit StorePropagation(TELVOCSPContext& context) : m_context(context) {}
 
-  // What TELVOCSPContext::AddCertificateToStore says: 1 or 0.
+  // See TELVOCSPContext::AddCertificateToStore. Returns 1 or 0.
   DWORD Add(const Certificate& certificate, HCERTSTORE store, const BYTE* der, DWORD length,
             const std::string& containerName);
-  // What CCSPContext::AddCertificatesToStore and PropagateCertificate say. Both return 1.
+  // See CCSPContext::AddCertificatesToStore and PropagateCertificate. Both return 1.
   DWORD AddAll(HCERTSTORE store, DWORD defaultOnly);
   DWORD Propagate();
 

@@ -22,7 +22,7 @@
 
 namespace {
 
-// By a plain copy: the certificate's own record of its key stays as it is.
+// Uses a plain copy: the certificate's own record of its key stays as it is.
 void DestroyOnToken(const CryptokiObject& object) {
   CryptokiObject copy(object);
   copy.Destroy();
@@ -167,14 +167,15 @@ void TELVOCSPContext::DeleteContainer() {
     m_certificate.Destroy();
     return;
   }
-  // Required: only without a certificate do the flags change, and that before the object is destroyed.
+  // Required: the flags change only without a certificate, and before the object is destroyed.
   if (std::exchange(m_hasPrivateKey, 0) != 0) m_privateKey.Destroy();
   if (std::exchange(m_hasPublicKey, 0) != 0) m_publicKey.Destroy();
 }
 
 DWORD TELVOCSPContext::PropagateCertificate() { return StorePropagation(*this).Propagate(); }
 
-// Required: the kind of store is ignored. Every certificate goes to the one that is given, a root store too.
+// Required: the kind of store is ignored. Every certificate goes to the store that is given, even if it is a root
+// store.
 DWORD TELVOCSPContext::AddCertificatesToStore(HCERTSTORE store, DWORD /*rootStore*/, DWORD defaultOnly) {
   return StorePropagation(*this).AddAll(store, defaultOnly);
 }

@@ -4,8 +4,8 @@
 // The container has one key pair, which answers to two handles: one stands for AT_KEYEXCHANGE, one for AT_SIGNATURE.
 // An operation that needs a session raises NTE_FAIL in a context without one (CRYPT_VERIFYCONTEXT).
 //
-// This class is what a context holds. Each larger operation is a class or a function of its own, named by what it does:
-// SlotWalk, ContextLogin, KeyGeneration, and so on.
+// This class holds the state of a context. Each larger operation is a separate class or function, named after what it
+// does: SlotWalk, ContextLogin, KeyGeneration, and so on.
 #pragma once
 
 #include <list>

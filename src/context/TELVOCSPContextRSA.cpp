@@ -1,4 +1,4 @@
-// RSA with the container's key pair: signing, verifying, encrypting, decrypting. The token does all of it, by
+// RSA with the container's key pair: signing, verifying, encrypting, decrypting. The token does all of it, with
 // CKM_RSA_PKCS.
 //
 // The platform's numbers are little-endian, the module's big-endian. The four operations differ in where they reverse
@@ -18,7 +18,7 @@ namespace {
 
 Mechanism RsaPkcs() { return Mechanism(CKM_RSA_PKCS); }
 
-// Null for a copy of nothing: the module sees that there is no input.
+// Null for an empty copy: the module sees that there is no input.
 BYTE* Input(WipedBuffer& copy) { return copy.Length() == 0 ? nullptr : copy.Data(); }
 
 }  // namespace
@@ -46,7 +46,7 @@ void TELVOCSPContext::Verify(const BYTE* data, DWORD dataLength, const BYTE* sig
   }
   const LoggedInSession session(*this);
   try {
-    // Required: whether the container has a public key is not looked at, unlike in the other three operations.
+    // Required: whether the container has a public key is not checked, unlike in the other three operations.
     session->VerifyInit(RsaPkcs(), key != nullptr ? *key : m_publicKey);
     std::vector<BYTE> bigEndian(signature, signature + signatureLength);
     ReverseBytes(bigEndian.data(), signatureLength);

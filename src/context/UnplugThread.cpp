@@ -94,7 +94,7 @@ unsigned UnplugThread::PollSlots() {
     } else if (count > last) {
       last = count;
     } else if (count < last && IsTokenInReader(count) == false) {
-      // Required: `last` stays as it is, so that this branch runs again until another token comes.
+      // Required: `last` stays as it is, so that this branch runs again until another token is inserted.
       ClearPINCache();
     }
   }

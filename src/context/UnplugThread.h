@@ -25,7 +25,7 @@ class UnplugThread {
 
   const std::string& GetReaderName() const { return m_readerName; }
 
-  // Runs one of the two bodies on a thread of its own. A failure to start it is ignored.
+  // Runs one of the two bodies on its own thread. A failure to start it is ignored.
   using Body = unsigned (UnplugThread::*)();
   void Start(Body body);
   // The body ends at its next check. The caller must also cancel a wait in PC/SC.

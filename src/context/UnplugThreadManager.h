@@ -39,7 +39,7 @@ class UnplugThreadManager {
   std::list<std::unique_ptr<UnplugThread>> m_threads;  // in order of creation
   SCARDCONTEXT m_context;                              // 0 when none was established
   DWORD m_polling;
-  // Over m_threads. The destructor does not take it: a thread that the end of the process killed may hold it.
+  // Guards m_threads. The destructor does not lock it: a thread that was killed at the end of the process may hold it.
   std::mutex m_mutex;
 };
 

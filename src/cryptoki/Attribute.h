@@ -16,7 +16,7 @@ class Attribute {
   // An attribute made here. Copies the bytes; a null `value` or a `length` of 0 gives no value.
   Attribute(CK_ATTRIBUTE_TYPE type, const void* value, std::size_t length);
   // An attribute that the module filled in. Copies the bytes of a source that has an address and a length that is
-  // neither 0 nor CK_UNAVAILABLE_INFORMATION. Of any other source only type and length are taken.
+  // neither 0 nor CK_UNAVAILABLE_INFORMATION. From any other source only type and length are taken.
   explicit Attribute(const CK_ATTRIBUTE& source);
   Attribute(const Attribute& source);
   // Takes type and length. Required: a source without a value leaves the old bytes in place, under the new length.
@@ -24,7 +24,7 @@ class Attribute {
   Attribute& operator=(const Attribute& source);
   virtual ~Attribute();
 
-  // Replaces the value by a copy of `length` bytes. With a null `value` or a `length` of 0 nothing changes, not even
+  // Replaces the value with a copy of `length` bytes. With a null `value` or a `length` of 0 nothing changes, not even
   // the type.
   void SetValue(const BYTE* value, CK_ULONG length, CK_ATTRIBUTE_TYPE type);
   void SetValue(const BYTE* value, CK_ULONG length);

@@ -14,9 +14,9 @@ class CCryptoWrapper {
  public:
   // Loads and initialises the module, unless that was done before, and adds one to the use count. Raises
   // CCSPContextError NTE_FAIL without a module name, and CryptokiError when the module cannot be loaded or initialised.
-  // After a failure the count is the same, and the next attempt goes on with what was made.
+  // After a failure the count is the same, and the next attempt continues with what was made.
   static boost::shared_ptr<TELVOCryptoki> GetCryptoki();
-  // Subtracts one from the use count, unless it is 0. The module stays, also at 0.
+  // Subtracts one from the use count, unless it is 0. The module stays, even at 0.
   static void Release();
   // Contexts acquired minus contexts released.
   static DWORD GetUseCount();

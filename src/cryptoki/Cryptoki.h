@@ -8,7 +8,7 @@
 #include "cryptoki/Slot.h"
 #include "cryptoki/Version.h"
 
-// What the module says about itself. DecodeText converted its strings.
+// The module's description of itself. DecodeText converted its strings.
 struct CryptokiInfo {
   Version cryptokiVersion;
   std::string manufacturer;
@@ -31,7 +31,7 @@ class Cryptoki : public ICryptokiSettable {
   virtual void Initialize();
   virtual CryptokiInfo GetInfo();
   // The slots with a token, in the module's order, each with its record. When a record cannot be read the failure is
-  // raised, and the list has the slots before.
+  // raised, and the list has the slots before that one.
   virtual std::list<Slot> GetActiveSlots();
   // All slots, in the module's order, with their ids only: Slot::IsTokenPresent reads the rest.
   virtual std::list<Slot> GetAllSlots();

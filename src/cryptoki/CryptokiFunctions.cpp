@@ -114,7 +114,7 @@ CK_RV CryptokiFunctions::C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE
   });
 }
 
-// Without the gate: it may wait for a card for any time, and no other call has to wait for that.
+// Without the gate: it may wait for a card for any length of time, and no other call should have to wait for that.
 CK_RV CryptokiFunctions::C_WaitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID_PTR slot, CK_VOID_PTR reserved) {
   return ForwardPastTheGate([&](CK_FUNCTION_LIST& table) { return table.C_WaitForSlotEvent(flags, slot, reserved); });
 }

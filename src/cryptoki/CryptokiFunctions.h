@@ -1,5 +1,5 @@
-// CryptokiFunctions: the CryptokiInterface of a real module, which is loaded at run time and called by its function
-// table.
+// CryptokiFunctions: the CryptokiInterface of a real module, which is loaded at run time and called through its
+// function table.
 //
 // Each wrapper calls the module with the same arguments and returns the module's result. Without a table it returns
 // CKR_CRYPTOKI_NOT_INITIALIZED and calls nothing. No wrapper throws or logs. The two login wrappers log the session out

@@ -23,7 +23,8 @@ CK_BBOOL IsOne(const Attribute& attribute) { return FirstByte(attribute) == 1 ? 
 CryptokiObject& CryptokiObject::operator=(const CryptokiObject& other) {
   if (this == &other) return *this;
   ICryptokiSettable::operator=(other);
-  // New attributes and no assignment of each: an assigned one could keep the old bytes (see Attribute::operator=).
+  // New attributes are made instead of assigning each: an assigned one could keep the old bytes (see
+  // Attribute::operator=).
   SetAttributes(other.m_attributes);
   m_label = other.m_label;
   m_modifiable = other.m_modifiable;

@@ -1,9 +1,9 @@
 // CryptokiObject: one object of the token, as the client knows it: its handle, the attributes read so far, and typed
-// copies of those that are asked for most. What it holds is as old as its last read: nobody tells it of a change on the
+// copies of those that are asked for most. Its data is as old as its last read: it does not notice changes on the
 // token. Its destructor leaves the token alone.
 //
-// Of its session it has the handle only; Session.h says what happens when that session is gone. Reading and writing
-// need session handle, object handle and module, else they raise CryptokiError CKR_ARGUMENTS_BAD. A call that the
+// It has only the handle of its session; Session.h describes what happens after that session ends. Reading and writing
+// need session handle, object handle and module; otherwise they raise CryptokiError CKR_ARGUMENTS_BAD. A call that the
 // module refuses raises CryptokiError with the module's code.
 #pragma once
 
@@ -43,8 +43,8 @@ class CryptokiObject : public ICryptokiSettable {
   virtual bool IsExtractable() const;
   virtual bool IsSensitive() const;
   // Copies the identifier, as it was read, to `out`, and leaves `*length` alone. A null `out` asks for the length. When
-  // `*length` is too small it becomes the needed length, and CKR_BUFFER_TOO_SMALL is raised. When nothing was read
-  // CKR_ARGUMENTS_BAD is raised, when no identifier was CKR_ATTRIBUTE_TYPE_INVALID.
+  // `*length` is too small it becomes the needed length, and CKR_BUFFER_TOO_SMALL is raised. CKR_ARGUMENTS_BAD is
+  // raised when nothing was read, CKR_ATTRIBUTE_TYPE_INVALID when no identifier was.
   virtual void GetID(BYTE* out, CK_ULONG* length);
   virtual CK_OBJECT_HANDLE GetHandle() const;
   virtual void SetAttributes(const std::list<Attribute>& attributes);
@@ -78,7 +78,7 @@ class CryptokiObject : public ICryptokiSettable {
   const Attribute* FindAttribute(CK_ATTRIBUTE_TYPE type) const;
   // The value through DecodeText.
   static std::string DecodedText(const Attribute& attribute);
-  // Does with the line of a step what its name says.
+  // What to do with the log line of a step: LogStep writes it, LogNothing does not.
   using StepLog = void (*)(const char* line);
   static void LogStep(const char* line);
   static void LogNothing(const char* line);
@@ -89,7 +89,7 @@ class CryptokiObject : public ICryptokiSettable {
 
   std::list<Attribute> m_attributes;
   std::string m_label;
-  // The bytes that the token sent, of which any but 0 is true: a bool must not hold a 2.
+  // The bytes that the token sent. Any value but 0 is true; a bool must not hold a 2.
   CK_BBOOL m_modifiable = CK_FALSE;
   CK_BBOOL m_private = CK_FALSE;
   CK_BBOOL m_token = CK_FALSE;

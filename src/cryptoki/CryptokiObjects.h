@@ -36,7 +36,7 @@ class CryptokiObjects {
   std::list<PublicKey> GetPublicKeys(bool onlyWithCertificate);
   // The secret keys, each read from the token. The list is valid until the next call.
   std::list<SecretKey>& GetSecretKeys();
-  // The data objects, with no more than the search read. The list is valid until the next call.
+  // The data objects, with only what the search read. The list is valid until the next call.
   std::list<Data>& GetDataObjects();
 
  private:

@@ -7,7 +7,7 @@ namespace {
 
 constexpr DWORD kNameForm = CERT_X500_NAME_STR | CERT_NAME_STR_REVERSE_FLAG;
 
-// A DER encoded name as a string, "CN=..., O=..., C=..."; empty when the bytes are no name.
+// A DER encoded name as a string, "CN=..., O=..., C=..."; empty when the bytes are not a name.
 std::string NameText(const BYTE* data, DWORD length) {
   CERT_NAME_BLOB name = {};
   name.cbData = length;

@@ -5,8 +5,8 @@
 
 #include <string>
 
-// DecodeText returns of a DER encoded name the common name; when it has none, the organisation; when it has neither,
-// the first part of the name. Of any other `length` bytes it returns those before the first zero byte. Spaces stay.
+// For a DER encoded name DecodeText returns the common name; when it has none, the organisation; when it has neither,
+// the first part of the name. For any other `length` bytes it returns those before the first zero byte. Spaces stay.
 //
 // Required: the first character of the organisation is cut off.
 std::string DecodeText(const BYTE* data, DWORD length);

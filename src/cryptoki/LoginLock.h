@@ -1,9 +1,9 @@
 // LoginLock: while a thread holds it, no other thread of the process logs a token in or out, or makes or destroys an
-// object of one. So a login and the private operation after it stay together, and whoever reads all objects of a token
-// meets none that is gone by then.
+// object of one. So a login and the private operation after it stay together, and a thread that reads all objects of a
+// token meets none that has been destroyed meanwhile.
 //
-// There is one lock for the process. A thread that holds it may take it again. Take it before any other lock, and hold
-// it across no dialog, pause, wait for a card, or static destructor: there, Pause gives it back.
+// There is one lock for the process. A thread that holds it may take it again. Take it before any other lock. Do not
+// hold it across a dialog, a pause, a wait for a card, or a static destructor: Pause releases it there.
 #pragma once
 
 #include <mutex>
@@ -16,8 +16,8 @@ class LoginLock {
   LoginLock(const LoginLock&) = delete;
   LoginLock& operator=(const LoginLock&) = delete;
 
-  // Gives the lock back while it lives, however often the calling thread has taken it, and waits for it again at its
-  // end. Does nothing in a thread that does not hold the lock.
+  // Releases the lock while it lives, however often the calling thread has taken it, and waits for it again when it is
+  // destroyed. Does nothing in a thread that does not hold the lock.
   class Pause {
    public:
     Pause();

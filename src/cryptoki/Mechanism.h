@@ -1,4 +1,4 @@
-// Mechanism: a CK_MECHANISM that owns its parameter, and what a token says about that mechanism.
+// Mechanism: a CK_MECHANISM that owns its parameter, and a token's information about that mechanism.
 #pragma once
 
 #include "common/Platform.h"

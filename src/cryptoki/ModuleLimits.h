@@ -1,5 +1,5 @@
-// How much of what the module claims is believed. Lengths and counts come from the module, and a broken one may claim
-// anything. Above these limits CryptokiError CKR_GENERAL_ERROR is raised, before memory is allocated.
+// Limits on what the module may claim. Lengths and counts come from the module, and a broken one may claim anything.
+// Above these limits CryptokiError CKR_GENERAL_ERROR is raised, before memory is allocated.
 #pragma once
 
 #include "cryptoki/Pkcs11.h"

@@ -11,7 +11,7 @@
 inline BYTE* ModuleInput(const BYTE* data) { return const_cast<BYTE*>(data); }
 
 // Calls an operation that writes to `out`, which has space for `*outLength` bytes. Then `*outLength` is the length that
-// the module says, but no more than that space. After a failure it is unchanged.
+// the module reports, but at most that space. After a failure it is unchanged.
 template <typename Operation>
 void WithModuleOutput(const BYTE* out, DWORD* outLength, Operation operation) {
   CK_ULONG length = *outLength;

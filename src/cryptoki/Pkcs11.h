@@ -2,7 +2,7 @@
 //
 // Only this file includes the published header. On Windows that header packs its structures to single bytes, and
 // CK_ULONG has 32 bits. In the host build CK_ULONG has the width of the platform, so that ordinary modules can be
-// loaded. So code says CK_ULONG and sizeof, never 4.
+// loaded. So code uses CK_ULONG and sizeof, never 4.
 #pragma once
 
 #include <cstddef>

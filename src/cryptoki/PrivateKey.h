@@ -15,7 +15,7 @@ class PrivateKey : public CryptokiObject {
   void Update(const std::list<Attribute>& attributes) override;
   void Retrieve() override;
 
-  // The modulus, as it was read, most significant byte first. Works as GetID, and logs each step.
+  // The modulus, as it was read, most significant byte first. Works like GetID, and logs each step.
   void GetModulus(BYTE* out, CK_ULONG* length) const { CopyCached(CKA_MODULUS, out, length, LogStep); }
 
   CK_ULONG GetModulusBits() const { return m_modulusBits; }

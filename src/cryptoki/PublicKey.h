@@ -15,7 +15,7 @@ class PublicKey : public CryptokiObject {
   void Update(const std::list<Attribute>& attributes) override;
   void Retrieve() override;
 
-  // The modulus, as it was read, most significant byte first. Works as GetID, and logs each step.
+  // The modulus, as it was read, most significant byte first. Works like GetID, and logs each step.
   void GetModulus(BYTE* out, CK_ULONG* length) const { CopyCached(CKA_MODULUS, out, length, LogStep); }
   // The public exponent, likewise, but nothing is logged.
   void GetPublicExponent(BYTE* out, CK_ULONG* length) const { CopyCached(CKA_PUBLIC_EXPONENT, out, length); }

@@ -7,8 +7,8 @@
 #include "cryptoki/CryptokiError.h"
 #include "cryptoki/ModuleLimits.h"
 
-// ReadList reads up to `count` elements with read(list, &length), a module call, and returns as many as the call says,
-// but no more than `count`. Above kMaxCount it raises CKR_GENERAL_ERROR.
+// ReadList reads up to `count` elements with read(list, &length), a module call, and returns as many as the call
+// reports, but at most `count`. Above kMaxCount it raises CKR_GENERAL_ERROR.
 template <typename Element, typename Read>
 std::vector<Element> ReadList(CK_ULONG count, Read read) {
   if (count > kMaxCount) throw CryptokiError(CKR_GENERAL_ERROR);

@@ -23,7 +23,7 @@ std::list<Attribute> ReadValues(std::initializer_list<CK_ATTRIBUTE_TYPE> types,
   std::vector<WipedBuffer> buffers;
   buffers.reserve(items.size());
   for (CK_ATTRIBUTE& item : items) {
-    // What is not available is asked for its length again, so that the others can still be read.
+    // An attribute that is not available is asked for its length again, so that the others can still be read.
     const bool available = item.ulValueLen != CK_UNAVAILABLE_INFORMATION;
     if (!available) item.ulValueLen = 0;
     if (item.ulValueLen > kMaxValueLength) throw CryptokiError(CKR_GENERAL_ERROR);

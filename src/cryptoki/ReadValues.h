@@ -7,8 +7,8 @@
 
 #include "cryptoki/Attribute.h"
 
-// FilledAttribute makes an attribute of an item that the module filled in. It has as many bytes as the module says, but
-// no more than `allocated`; an item without a value gives the length 0.
+// FilledAttribute makes an attribute of an item that the module filled in. It has as many bytes as the module reports,
+// but at most `allocated`; an item without a value gives the length 0.
 Attribute FilledAttribute(CK_ATTRIBUTE item, CK_ULONG allocated);
 
 // ReadValues reads attributes of any size with read(items, count), a C_GetAttributeValue: the first call asks for the

@@ -1,26 +1,26 @@
 // Session: one session of the module. Each operation is one module call, or a short fixed series, and a check of the
-// result; a failure is an exception. Nothing is remembered of logins or of operations that were begun.
+// result; a failure is an exception. It remembers neither logins nor operations that were begun.
 //
-// Who owns a session. The owner, and nobody else, closes a session, by Close:
+// Who owns a session. Only the owner closes a session, with Close:
 // - a context. It holds the session by a shared pointer, together with its copies. CPReleaseContext closes it, and
 //   CPAcquireContext when the acquisition fails; both by CCSPContext::CloseSession.
 // - the function that opened it, where it is a local object, as in telvotool.
-// Everybody else uses the session and owns nothing. There is one form for that, a Session pointer or reference, which
-// is good for a call or for the run of a dialog, while the owner lives. What may live longer, a hash or a session key,
-// keeps it as a SessionLink, which finds null when the last owner is gone.
+// All others use the session and own nothing. They do so through a Session pointer or reference, which is valid for a
+// call or for the run of a dialog, while the owner lives. An object that may live longer, a hash or a session key,
+// keeps the session as a SessionLink, which returns null after the last owner is gone.
 //
-// Besides, the prescribed interface has numbers that name a session: each object of the token has its session's handle
+// In addition, the interface has numbers that name a session: each object of the token has its session's handle
 // (ICryptokiSettable), and a Token has a copy of each session that it opened. Neither keeps a session alive. The
-// token's copies are closed in one case: Token::OpenSession failed and is about to initialise the module anew, which
-// ends every session of the process.
+// token's copies are closed in one case: Token::OpenSession failed and is about to restart the module, which ends every
+// session of the process.
 //
-// Destroying a Session, a Token or a context closes nothing. A session that nobody closed stays open in the module
+// Destroying a Session, a Token or a context closes nothing. A session that is never closed stays open in the module
 // until the module is finalised or the process ends. So do the sessions of slots that CPAcquireContext visited and
 // left, and the session in which it deleted a container.
 //
-// A dead session. Close sets the handle to 0; copies and objects keep the old number. A pulled card, or a new start of
-// the module (ModuleRestarts.h), ends a session and tells nobody: its number stays as it is, until its context logs in
-// after a new start. The next call goes to the module, which refuses it. What objects read before can still be read.
+// A dead session. Close sets the handle to 0; copies and objects keep the old number. A pulled card, or a restart of
+// the module (ModuleRestarts.h), ends a session without notice: its number stays as it is, until its context logs in
+// after a restart. The next call goes to the module, which refuses it. What objects read before can still be read.
 //
 // Errors. Without a module every operation raises CryptokiError CKR_ARGUMENTS_BAD. A call that the module refuses
 // raises CryptokiError with the module's code. Output buffers and length pointers go to the module unchanged: a null

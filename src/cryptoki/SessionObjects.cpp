@@ -28,7 +28,7 @@ CryptokiObjects Session::Find(CryptokiInterface& module, CK_ATTRIBUTE* items, CK
     object.CryptokiObject::Retrieve();
     found.Add(object);
   }
-  // A failure here is no failure of the search: the list is complete.
+  // A failure here does not fail the search: the list is complete.
   module.C_FindObjectsFinal(m_sessionHandle);
   return found;
 }

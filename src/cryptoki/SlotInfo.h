@@ -1,4 +1,4 @@
-// SlotInfo: what the module says about a slot.
+// SlotInfo: the module's information about a slot.
 #pragma once
 
 #include <string>

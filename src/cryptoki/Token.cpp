@@ -41,7 +41,7 @@ const std::vector<FlagName>& TokenFlagNames() {
 }
 // clang-format on
 
-// A CK_ULONG has 32 bits on Windows; on the host the upper ones are cut, also of CK_UNAVAILABLE_INFORMATION.
+// A CK_ULONG has 32 bits on Windows; on the host the upper ones are cut off, even those of CK_UNAVAILABLE_INFORMATION.
 std::string Decimal(CK_ULONG value) { return std::to_string(static_cast<DWORD>(value)); }
 
 }  // namespace
@@ -83,7 +83,7 @@ void Token::InitToken(CK_UTF8CHAR_PTR pin, CK_ULONG pinLength, CK_UTF8CHAR_PTR l
 
 Session Token::OpenSession(CK_FLAGS flags, CK_VOID_PTR application, CK_NOTIFY notify) {
   CryptokiInterface& module = Module();
-  // The place of the copy is allocated first: when that failed after the call, nobody could close the session.
+  // Memory for the copy is allocated first: if that failed after the call, nothing could close the session.
   std::list<Session> opened(1);
   CK_SESSION_HANDLE handle = 0;
   CK_RV result = module.C_OpenSession(m_slotId, flags, application, notify, &handle);

@@ -1,6 +1,6 @@
 // Token: what is in a slot. Without a module its operations raise CryptokiError CKR_CRYPTOKI_NOT_INITIALIZED, unless
 // one says otherwise. A call that the module refuses raises CryptokiError with the module's code. A copy has everything
-// that the original has. Who closes sessions is said in Session.h.
+// that the original has. Session.h describes who closes sessions.
 #pragma once
 
 #include <list>

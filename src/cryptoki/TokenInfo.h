@@ -1,5 +1,5 @@
-// TokenInfo: what the module says about a token. Numbers are kept as they are, also CK_UNAVAILABLE_INFORMATION and
-// CK_EFFECTIVELY_INFINITE.
+// TokenInfo: the module's information about a token. Numbers are kept as they are, including CK_UNAVAILABLE_INFORMATION
+// and CK_EFFECTIVELY_INFINITE.
 #pragma once
 
 #include <string>

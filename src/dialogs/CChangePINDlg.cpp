@@ -69,8 +69,8 @@ void CChangePINDlg::ShowHandedOverPIN(DialogView& view) {
   view.Enable(IDC_CURRENT_PIN, false);
 }
 
-// Required: what moves into secure mode is the window's text. Of a PIN that was handed over that is asterisks, so that
-// its edit keeps only the length.
+// Required: what moves into secure mode is the window's text. For a PIN that was handed over, that is asterisks, so its
+// edit keeps only the length.
 void CChangePINDlg::ApplyReveal(DialogView& view) {
   CSecureEditEx* const active = m_activeEdit;
   const bool revealed = view.IsChecked(IDC_REVEAL_PINS);
@@ -83,7 +83,8 @@ void CChangePINDlg::ApplyReveal(DialogView& view) {
   Activate(view, *active);
 }
 
-// The dialog's own writing makes an edit the active one for a moment. This makes the user's edit active again.
+// When the dialog itself writes to an edit, that one becomes active for a moment. This makes the user's edit active
+// again.
 void CChangePINDlg::Activate(DialogView& view, CSecureEditEx& edit) {
   m_activeEdit = &edit;
   view.Focus(edit.GetControl());
@@ -141,7 +142,7 @@ void CChangePINDlg::OnNewPINChanged(DialogView& view) const {
   ShowStrength(view, text.get());
 }
 
-// Required: an empty repetition of another PIN changes nothing; OK stays as it was.
+// Required: an empty repetition of a PIN that is not empty changes nothing; OK stays as it was.
 void CChangePINDlg::OnRepeatedPINChanged(DialogView& view) const {
   const PlainText repeated = ReadText(view, m_repeatedPIN);
   if (AreEqual(ReadText(view, m_newPIN), repeated)) {

@@ -1,6 +1,6 @@
 // CChangePINDlg: the dialog in which a user changes the PIN: the current PIN, the new one twice, a bar that rates it,
-// and an on-screen keyboard whose digits stand in another order each time. It changes the PIN on the session itself and
-// stays open when the token refuses. `telvotool change-pin` opens it; in the provider only CCLoginDlg would.
+// and an on-screen keyboard whose digits are in a different order each time. It changes the PIN on the session itself
+// and stays open when the token refuses. `telvotool change-pin` opens it; in the provider only CCLoginDlg would.
 //
 // The result is 1 when the PIN was changed (and also for OK without a session), 2 when the user cancelled. A failure of
 // the token is shown in the status line and not raised. The token alone decides how long a PIN may be.
@@ -30,7 +30,7 @@ class CChangePINDlg : public PINChangeDialog {
   // asked for it then. Null or empty: the user is asked. The last holder wipes it.
   void HandOverPIN(const boost::shared_array<BYTE>& pin, DWORD length);
 
-  // As DoModal, on top of a dialog that is already shown.
+  // Like DoModal, but on top of a dialog that is already shown.
   INT_PTR DoModalOver(DialogView& owner);
 
   int GetResource() const override;

@@ -11,7 +11,7 @@
 namespace {
 
 // Required: a result code of the module from 1 to this one is the number of tries left. CKR_PIN_INCORRECT is not one of
-// them and ends the dialog as any other failure does.
+// them, and ends the dialog like any other failure.
 constexpr DWORD kMostTries = 14;
 
 // Required: no longer PIN can be read, whatever the token and the edit accept. In bytes, without the terminator.
@@ -42,8 +42,8 @@ void CLoginEX::OnCommand(DialogView& view, int control, UINT notification) {
   if (control == IDC_PIN_EDIT && notification == EN_UPDATE) {
     m_edit.OnUpdate(view);
   } else if (control == IDC_PIN_EDIT && notification == EN_CHANGE) {
-    // Required: the length that counts is that of the button's own text, and not the PIN's. So the first key enables
-    // the button for good.
+    // Required: the length that counts is that of the button's own text, not the PIN's. So the first key enables the
+    // button for good.
     view.Enable(IDC_LOGIN, view.GetTextLength(IDC_LOGIN) > 0);
   } else if (control == IDC_LOGIN && notification == BN_CLICKED) {
     OnLogin(view);
@@ -103,7 +103,7 @@ DWORD CLoginEX::OnLoginError(DialogView& view, DWORD code, const BYTE* pin, DWOR
 DWORD CLoginEX::OnWrongPIN(DialogView& view, DWORD triesLeft) {
   g_loginLog.WriteLine("Wrong PIN");
   g_loginLog.WriteLine("Load string");
-  // Required: the branch stays, though no login comes here with 0 tries: the code 0 is a success.
+  // Required: the branch stays, though no login gets here with 0 tries: the code 0 is a success.
   if (triesLeft == 0) return Lock(view, "PIN is locked");
   g_loginLog.WriteLine("There are retries left");
   m_status.ShowText(view, IDS_INCORRECT_PIN, triesLeft);

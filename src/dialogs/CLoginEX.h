@@ -1,7 +1,7 @@
 // CLoginEX: the dialog that asks for the PIN, logs the session in with it, and stays open through wrong tries.
 //
 // The result is 1 after a login and 2 when the user cancelled. It is NTE_INTERNAL_ERROR for a PIN of more than 8 bytes,
-// and NTE_FAIL for a login that failed in another way than by a wrong PIN; neither is raised as an exception.
+// and NTE_FAIL for a login that failed for a reason other than a wrong PIN; neither is raised as an exception.
 #pragma once
 
 #include "common/Platform.h"
@@ -22,7 +22,7 @@ class CLoginEX : public LoginDialog {
  protected:
   // ReadPIN of the edit, for a PIN of at most 8 bytes.
   DWORD ReadLoginPIN(const DialogView& view, BYTE* out, DWORD* length) const;
-  // Each returns what became of the login: 0, SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED or NTE_FAIL.
+  // Each returns the outcome of the login: 0, SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED or NTE_FAIL.
   DWORD LogIn(DialogView& view, BYTE* pin, DWORD length);
   DWORD OnLoginError(DialogView& view, DWORD code, const BYTE* pin, DWORD length);
   DWORD OnWrongPIN(DialogView& view, DWORD triesLeft);

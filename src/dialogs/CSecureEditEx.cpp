@@ -101,7 +101,7 @@ void CSecureEditEx::OnUpdate(DialogView& view) {
     m_length = length;
     return;
   }
-  // So it is, too, when the window reports the asterisks that were written back.
+  // The lengths are also equal when the window reports the asterisks that were written back.
   if (length == m_length) return;
   std::string text = view.GetText(m_control);
   const StringWiper wiper(text);
@@ -121,7 +121,7 @@ void CSecureEditEx::OnUpdate(DialogView& view) {
 
 void CSecureEditEx::BeforeInput(DialogView& view, UINT message, WPARAM key) {
   if (message != WM_KEYDOWN || (key != VK_HOME && key != VK_END) || !IsShiftDown(view)) return;
-  // Required: what would select everything empties the field, also while the PIN is revealed.
+  // Required: what would select everything empties the field, even while the PIN is revealed.
   SetPlainText(view, nullptr);
   view.Select(m_control, {0, 0});
 }
@@ -140,7 +140,7 @@ void CSecureEditEx::ToggleMask() {
 }
 
 void CSecureEditEx::InsertIntoStore(std::size_t position, const char* text, std::size_t length) {
-  // All allocations come before the mask is off.
+  // All allocations are made before the mask is removed.
   std::vector<MaskedByte> fresh;
   fresh.reserve(length);
   for (std::size_t i = 0; i < length; ++i) fresh.emplace_back(new BYTE[1]{static_cast<BYTE>(text[i])});

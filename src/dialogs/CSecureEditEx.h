@@ -1,5 +1,5 @@
 // CSecureEditEx: an edit control that takes a PIN. In secure mode the window shows only asterisks. The characters are
-// kept here, each masked and in a heap block of its own, so that the PIN does not lie in memory as one string.
+// kept here, each masked and in its own heap block, so that the PIN is not in memory as one string.
 //
 // It follows the window: the dialog passes on the control's EN_UPDATE, and its key and mouse messages before and after
 // their default handling. It could not follow the replacement of a selection, so nothing stays selected.
@@ -27,7 +27,7 @@ class CSecureEditEx {
   struct PlainTextWiper {
     void operator()(char* text) const { WipePlainText(text); }
   };
-  // A text with its terminator, wiped when it is released.
+  // A string with its terminator, wiped when it is released.
   using PlainText = std::unique_ptr<char[], PlainTextWiper>;
 
   // Secure mode is on from construction; 0 switches it off. Forgets the characters held; the window's text stays.
@@ -41,8 +41,8 @@ class CSecureEditEx {
 
   // For a new and empty window: forgets what was entered into an earlier one.
   void OnOpen();
-  // The window's text has changed. A change that no user made, such as a text that another program sets, is fitted to
-  // the characters held here as well.
+  // The window's text has changed. A change that the user did not make, such as text that another program sets, changes
+  // the characters held here in the same way.
   void OnUpdate(DialogView& view);
   void BeforeInput(DialogView& view, UINT message, WPARAM key);
   void AfterInput(DialogView& view, UINT message);

@@ -1,4 +1,4 @@
-// LoginDialog: what the dialogs that log in with a PIN have in common: what their caller hands over, the PIN's edit and
+// LoginDialog: the common part of the dialogs that log in with a PIN: what their caller hands over, the PIN's edit and
 // the status line.
 #pragma once
 
@@ -25,7 +25,7 @@ class LoginDialog : public DialogController {
   void AttachPINCache(const boost::shared_ptr<CTELVOPINCache>& cache) { m_cache = cache; }
 
   // Shows the dialog and returns its result: 1 after a login, 2 when the user cancelled, -1 when no window could be
-  // made. An exception of an event leaves this function.
+  // made. An exception from an event leaves this function.
   INT_PTR DoModal();
 
   bool GetTextColor(int control, COLORREF& color) const override { return m_status.GetTextColor(control, color); }
@@ -48,6 +48,7 @@ class LoginDialog : public DialogController {
   boost::shared_ptr<CTELVOPINCache> m_cache;
   Session* m_session = nullptr;
   std::string m_tokenLabel;
-  // Required: the field stays, though nothing reads it: the login's result tells what the flags would tell of the PIN.
+  // Required: the field stays, though nothing reads it: the login's result shows what the flags would show about the
+  // PIN.
   DWORD m_tokenFlags = 0;
 };

@@ -18,8 +18,8 @@ class OnScreenKeyboard {
   // when it is not.
   static void AdjustHeight(DialogView& view, int toggle);
 
-  // Sends to `edit` what the key `control` stands for in the present state of Caps and Shift. Sends nothing for a
-  // control that is no key, and for a key of the digit row without labels.
+  // Sends to `edit` what the key `control` stands for in the current state of Caps and Shift. Sends nothing for a
+  // control that is not a key, and for a key of the digit row without labels.
   void Press(DialogView& view, int control, int edit) const;
 
   // Labels the digit row with the pairs, in order: the key of the 0 first, then those of 1 to 9.

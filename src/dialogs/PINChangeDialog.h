@@ -1,4 +1,4 @@
-// PINChangeDialog: what the dialogs have in common that ask for the current PIN and, twice, for a new one.
+// PINChangeDialog: the common part of the dialogs that ask for the current PIN and, twice, for a new one.
 #pragma once
 
 #include "common/Platform.h"
@@ -14,7 +14,7 @@ class PINChangeDialog : public DialogController {
   void SetTokenLabel(const std::string& label) { m_tokenLabel = label; }
 
   // Shows the dialog and returns its result: 2 when the user cancelled, -1 when no window could be made. An exception
-  // of an event leaves this function.
+  // from an event leaves this function.
   INT_PTR DoModal();
 
   bool WatchesInput(int control) const override { return FindEdit(control) != nullptr; }

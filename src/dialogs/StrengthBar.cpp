@@ -9,8 +9,8 @@
 
 namespace {
 
-// A PIN of at least this many bytes, without its terminator, is rated as long enough. It is no limit of any kind: the
-// token alone decides how long a new PIN may be, and CLoginEX how long a PIN it can read.
+// A PIN of at least this many bytes, without its terminator, is rated as long enough. It is not a limit of any kind:
+// the token alone decides how long a new PIN may be, and CLoginEX how long a PIN it can read.
 constexpr DWORD kRatedAsLongEnough = 8;
 constexpr int kHighestScore = 100;
 

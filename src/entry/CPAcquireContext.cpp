@@ -31,7 +31,8 @@ bool DeleteContainer(CCSPContext& context) {
   return false;
 }
 
-// Closes the session of a context when an exception leaves the function: after an allocation failure nobody else could.
+// Closes the session of a context when an exception leaves the function: after an allocation failure nothing else
+// could.
 class SessionCloser {
  public:
   explicit SessionCloser(CCSPContext& context) : m_context(&context) {}

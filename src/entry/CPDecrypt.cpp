@@ -7,7 +7,7 @@
 
 namespace {
 
-// Required: a wrong padding has no line of its own in the log, and the decrypted bytes stay in the buffer.
+// Required: wrong padding has no separate line in the log, and the decrypted bytes stay in the buffer.
 BOOL RemovePadding(const EntryFrame& frame, BYTE* data, DWORD* length) {
   g_entryLog.WriteLine("Removing PKCS Padding");
   return RemovePKCSPadding(data, length) ? TRUE : frame.RefuseSilently(NTE_BAD_DATA);

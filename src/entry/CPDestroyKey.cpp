@@ -7,7 +7,7 @@ BOOL WINAPI CPDestroyKey(HCRYPTPROV hProv, HCRYPTKEY hKey) {
   const EntryFrame frame("CPDestroyKey");
   frame.LogNumber("\thkey: \t", hKey);
   return frame.WithContext(hProv, [&](CCSPContext& context) {
-    // Required: both destroy the object on the token. The module refuses the second time, and nobody is told.
+    // Required: both destroy the object on the token. The module refuses the second time, and that is not reported.
     context.RemoveSecretKey(static_cast<DWORD>(hKey));
     g_secretKeyFactory.DestroySecretKey(static_cast<DWORD>(hKey));
     return frame.Succeed();

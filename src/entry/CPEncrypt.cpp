@@ -16,7 +16,7 @@ BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
   if (hHash != 0) return frame.Refuse("\nCPEncrypt Error: HASH not supported", ERROR_INVALID_PARAMETER);
   return frame.WithContext(hProv, [&](CCSPContext& context) -> BOOL {
     // Required: the two lengths swap their roles. For the key pair `*pcbDataLen` is the length of the input and
-    // `cbBufLen` the room. For a session key it is the other way round.
+    // `cbBufLen` the room. For a session key they are the other way round.
     if (context.IsKeyPair(hKey)) {
       DWORD room = cbBufLen;
       context.Encrypt(pbData, *pcbDataLen, pbData, &room);

@@ -1,4 +1,4 @@
-// CPGenRandom: random bytes of the token.
+// CPGenRandom: random bytes from the token.
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 

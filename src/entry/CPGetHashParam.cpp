@@ -1,4 +1,4 @@
-// CPGetHashParam: what a hash tells.
+// CPGetHashParam: the parameters of a hash.
 #include <cstring>
 
 #include "entry/EntryFrame.h"

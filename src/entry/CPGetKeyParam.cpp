@@ -1,6 +1,6 @@
-// CPGetKeyParam: what a key tells of itself. There are two tables, one for a question without a buffer and one for a
-// question with it. A row says what a parameter is for a session key, and what it is for any other key: the key pair of
-// the context or an imported public key.
+// CPGetKeyParam: the parameters of a key. There are two tables, one for calls without a buffer and one for calls with
+// one. A row defines what a parameter is for a session key, and what it is for any other key: the key pair of the
+// context or an imported public key.
 #include "common/SortedTable.h"
 #include "entry/ProviderInterface.h"
 #include "entry/keyparam/KeyParamBytes.h"
@@ -75,7 +75,7 @@ constexpr ReadRow kReadRows[] = {
     {KP_MODE_BITS, Do(ReadNumber<&CCSPSecretKey::GetModeBits>), kNoModeBits, "\nCPGetKeyParam Error: Invalid MODE"},
     {KP_PERMISSIONS, Do(ReadNumber<&CCSPSecretKey::GetPermissions>), Do(ReadFixed<3>),
      "\nCPGetKeyParam Error: invalid KP_PERMISSIONS", ERROR_INVALID_PARAMETER},
-    // Required: the signature key of the pair says CALG_RSA_KEYX, too.
+    // Required: the signature key of the pair reports CALG_RSA_KEYX, too.
     {KP_ALGID, Do(ReadAlgorithm), Do(ReadFixed<CALG_RSA_KEYX>), "\nCPGetKeyParam Error: Invalid ALGID "},
     {KP_BLOCKLEN, Do(ReadBlockLength), Do(ReadRSABlockLength), "\nCPGetKeyParam Error: Invalid BLOCKLEN"},
     {KP_KEYLEN, Do(ReadKeyLength), Do(ReadRSAKeyLength), "\nCPGetKeyParam Error: Invalid KEYLEN pcbDataLen"},
@@ -85,7 +85,7 @@ constexpr ReadRow kReadRows[] = {
 };
 static_assert(IsAscending(kReadRows), "FindRow searches by bisection");
 
-// Null is a parameter that has no row.
+// A null row is a parameter that has none.
 template <typename Row>
 Outcome Run(const Row* row, const KeyParamCall& call) {
   if (row == nullptr) return call.frame.Refuse("\nCPGetKeyParam Error: dwParam not supported", NTE_BAD_TYPE);

@@ -1,5 +1,5 @@
-// CPGetProvParam: what the provider and a context tell of themselves. Each parameter has a row in a table. Its first
-// step measures the answer, its second one writes it.
+// CPGetProvParam: the parameters of the provider and of a context. Each parameter has a row in a table. Its first step
+// measures the answer, its second one writes it.
 #include <cstring>
 
 #include "common/SortedTable.h"

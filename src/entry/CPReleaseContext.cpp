@@ -4,7 +4,7 @@
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 
-// Required: this function alone has no protected region. For an unknown handle an exception leaves it.
+// Required: only this function has no protected region. For an unknown handle an exception leaves it.
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
   const EntryFrame frame("CPReleaseContext");
   frame.LogNumber("\tdwFlags:", dwFlags);

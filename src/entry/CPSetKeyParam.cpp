@@ -1,5 +1,5 @@
-// CPSetKeyParam: what an application tells a key, and the certificate that it writes. A row of the table says what a
-// parameter does to a session key, and what it does to the key pair of the context.
+// CPSetKeyParam: the parameters that an application sets on a key, and the certificate that it writes. A row of the
+// table defines what a parameter does to a session key, and what it does to the key pair of the context.
 #include <cstring>
 
 #include "common/SortedTable.h"

@@ -1,4 +1,4 @@
-// CPSetProvParam: what an application tells a context, above all its PIN.
+// CPSetProvParam: what an application sets on a context, above all the PIN.
 #include <cstring>
 
 #include "context/TELVOCSPContext.h"
@@ -22,7 +22,7 @@ BOOL SetParameter(const EntryFrame& frame, CCSPContext& context, DWORD param, co
     case PP_KEYEXCHANGE_PIN:
     case PP_SIGNATURE_PIN:
       g_entryLog.WriteLine("Set PIN");
-      // ContextLogin has the last errors of a PIN that the card refuses.
+      // ContextLogin has the last errors for a PIN that the card refuses.
       context.LoginWithPIN(data, static_cast<DWORD>(std::strlen(reinterpret_cast<const char*>(data))));
       return frame.Succeed();
     case PP_USE_HARDWARE_RNG:

@@ -1,4 +1,4 @@
-// DllMain: the platform tells the library its own handle.
+// DllMain: the platform passes the library its own handle.
 #include "common/LibraryInstance.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID /*reserved*/) {

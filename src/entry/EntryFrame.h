@@ -1,7 +1,7 @@
-// EntryFrame: what the CP... functions have in common: banner and name in the log, the argument lines, the look-up of
+// EntryFrame: the common part of the CP... functions: banner and name in the log, the argument lines, the look-up of
 // context and hash, the translation of exceptions to last errors, and the ways to end.
 //
-// A function that does one of these in its own way has a comment there that says how.
+// A function that does one of these in its own way has a comment about that.
 #pragma once
 
 #include "common/Platform.h"

@@ -1,4 +1,4 @@
-// FetchHashBytes: all bytes that an operation of a hash hands out.
+// FetchHashBytes: all bytes that an operation of a hash returns.
 #pragma once
 
 #include "common/Platform.h"

@@ -1,5 +1,5 @@
-// What CPGetProvParam, CPGetKeyParam and CPSetKeyParam have in common: each looks up its parameter in a table, whose
-// row says what to do.
+// The common part of CPGetProvParam, CPGetKeyParam and CPSetKeyParam: each looks up its parameter in a table, whose row
+// defines what to do.
 #pragma once
 
 #include "common/Platform.h"

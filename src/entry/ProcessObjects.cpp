@@ -1,5 +1,5 @@
 // The process-wide objects of the provider whose order matters, in that order. Within one file they are constructed
-// from top to bottom; across files no order is promised. docs/architecture.md names the others.
+// from top to bottom; across files no order is guaranteed. docs/architecture.md names the others.
 #include "common/LibraryInstance.h"
 #include "context/KeyProviderInfo.h"
 #include "context/UnplugThreadManager.h"
@@ -15,9 +15,8 @@ namespace {
 constexpr DWORD kItemLimit = 200000;
 constexpr DWORD kNoItemLimit = 2147483647;
 
-// During its construction the factory logs through a log object of its own. The log object of its module is constructed
-// further down and writes nothing yet, and any other log object would count the line. Later nothing is logged through
-// this one.
+// During its construction the factory logs through its own log object. The log object of its module is constructed
+// further down and writes nothing yet, and any other log object would count the line. This one is not used later.
 CCSPSecretKeyFactory MakeSecretKeyFactory() {
   CCSPLog log(kItemLimit);
   return CCSPSecretKeyFactory(log);

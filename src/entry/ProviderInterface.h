@@ -8,11 +8,13 @@
 //     CPSetProvParam (a PIN) and CPAcquireContext (the reader dialog). A std::bad_alloc leaves any function.
 //
 // What all functions have in common:
-//   - Lengths count bytes, unless it says bits. A failure leaves a length as it was, unless it says otherwise.
+//   - Lengths are in bytes, unless the comment says bits. A failure leaves a length unchanged, unless it says
+//     otherwise.
 //   - An unknown `hProv` is NTE_BAD_UID, an unknown `hHash` NTE_BAD_HASH.
 //   - A failure of the module is NTE_FAIL, whatever its CK_RV. So is a missing session, if the function needs one.
 //   - A null pointer that must be read or written is ERROR_INVALID_PARAMETER.
-//   - Of `hHash` and `hKey` the low 32 bits count. The handle of a key pair is compared whole, but in CPExportKey.
+//   - Only the low 32 bits of `hHash` and `hKey` count. The handle of a key pair is compared whole, except in
+//     CPExportKey.
 //   - "Logs in" means with the cached PIN, or by asking the user. That may fail with NTE_SILENT_CONTEXT,
 //     SCARD_W_CANCELLED_BY_USER, SCARD_W_CHV_BLOCKED or SCARD_W_CARD_NOT_AUTHENTICATED.
 //   - Handles belong to the context and end with it. Key pairs and certificates stay on the card.
@@ -56,11 +58,11 @@ BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags);
 // PP_ENUMCONTAINERS and PP_KEYSET_SEC_DESCR first clear all `*pcbDataLen` bytes, so that must be the true size of the
 // buffer. PP_ENUMCONTAINERS with CRYPT_FIRST requires a buffer of 128 bytes. With CRYPT_NEXT it relies on a buffer of
 // that size: it writes up to 128 bytes, or up to `*pcbDataLen` when that is more. A longer name is ERROR_MORE_DATA with
-// its size in `*pcbDataLen`. A question for the size moves the position, too. Other flags than these two are
-// ERROR_NO_MORE_ITEMS, and so is the end. When the module fails, the CK_RV itself is the last error.
+// its size in `*pcbDataLen`. A size query moves the position, too. Other flags than these two are ERROR_NO_MORE_ITEMS,
+// and so is the end. When the module fails, the CK_RV itself is the last error.
 //
-// PP_ENUMALGS and PP_ENUMALGS_EX begin with CRYPT_FIRST and go on with any other flags. Each has its own position,
-// which a question for the size does not move. PP_KEYSET_SEC_DESCR takes exactly one of OWNER_, GROUP_, DACL_ and
+// PP_ENUMALGS and PP_ENUMALGS_EX begin with CRYPT_FIRST and continue with any other flags. Each has its own position,
+// which a size query does not move. PP_KEYSET_SEC_DESCR takes exactly one of OWNER_, GROUP_, DACL_ and
 // SACL_SECURITY_INFORMATION in `dwFlags`. With other flags its answer is empty. Other parameters do not use `dwFlags`.
 // For every parameter 0xFFFFFFFF is NTE_BAD_FLAGS.
 //
@@ -70,14 +72,14 @@ BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags);
 BOOL WINAPI CPGetProvParam(HCRYPTPROV hProv, DWORD dwParam, BYTE* pbData, DWORD* pcbDataLen, DWORD dwFlags);
 // PP_KEYEXCHANGE_PIN and PP_SIGNATURE_PIN read a string up to its zero byte, and log in with it. They fail with
 // SCARD_W_WRONG_CHV, SCARD_W_CHV_BLOCKED, ERROR_INVALID_PARAMETER for an empty string, or NTE_FAIL. A CryptokiError
-// leaves the function when the PIN is wrong and the module does not tell how many tries are left.
+// leaves the function when the PIN is wrong and the module does not report how many tries are left.
 //
 // PP_UI_PROMPT reads such a string, too, and the context keeps a copy of it. PP_KEYSET_SEC_DESCR, PP_PIN_PROMPT_STRING
 // and PP_USE_HARDWARE_RNG read nothing and do nothing. Any other parameter is NTE_BAD_TYPE.
 //
 // A null `pbData` is ERROR_INVALID_PARAMETER, except for PP_USE_HARDWARE_RNG. `dwFlags` is logged and not used.
 BOOL WINAPI CPSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, DWORD dwFlags);
-// Fills `pbBuffer` with random bytes of the token. What the buffer held before is not used as a seed. With a null
+// Fills `pbBuffer` with random bytes from the token. What the buffer held before is not used as a seed. With a null
 // buffer or a length of 0 nothing is done.
 BOOL WINAPI CPGenRandom(HCRYPTPROV hProv, DWORD cbBuffer, BYTE* pbBuffer);
 
@@ -87,11 +89,11 @@ BOOL WINAPI CPCreateHash(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTKEY hKey, DWORD d
 // Keeps a copy of the bytes. The token digests them later, in one piece. With null data or a length of 0 nothing is
 // done. `dwFlags` must be 0: NTE_BAD_FLAGS. A finished hash is NTE_BAD_HASH_STATE.
 BOOL WINAPI CPHashData(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbData, DWORD cbDataLen, DWORD dwFlags);
-// Logs in, replaces what the hash holds by the value of the session key, and finishes the hash. CRYPT_LITTLE_ENDIAN
+// Logs in, replaces what the hash holds with the value of the session key, and finishes the hash. CRYPT_LITTLE_ENDIAN
 // reverses the value. Other flags are NTE_BAD_FLAGS. NTE_NO_KEY without such a session key. When the log is on, it
 // shows the value in clear, as it shows whatever is hashed.
 //
-// Required: `hHash` is not read. The hash is looked for under the handle of the key: NTE_BAD_HASH as a rule.
+// Required: `hHash` is not read. The hash is looked for under the handle of the key: usually NTE_BAD_HASH.
 BOOL WINAPI CPHashSessionKey(HCRYPTPROV hProv, HCRYPTHASH hHash, HCRYPTKEY hKey, DWORD dwFlags);
 // HP_ALGID and HP_HASHSIZE write 4 bytes. HP_HASHVAL finishes the hash and writes its value: NTE_BAD_HASH_STATE without
 // data. Other parameters are NTE_BAD_TYPE, flags are NTE_BAD_FLAGS.
@@ -107,7 +109,7 @@ BOOL WINAPI CPDestroyHash(HCRYPTPROV hProv, HCRYPTHASH hHash);
 // Not exported. The duplicate is the hash itself.
 BOOL WINAPI CPDuplicateHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD* pdwReserved, DWORD dwFlags, HCRYPTHASH* phHash);
 
-// Finishes the hash, logs in and signs by PKCS #1 v1.5. The signature is little-endian. A null `pbSignature` asks for
+// Finishes the hash, logs in and signs with PKCS #1 v1.5. The signature is little-endian. A null `pbSignature` asks for
 // its size, and finishes the hash and logs in, too. A buffer that is too small is NTE_FAIL. On success `*pcbSigLen` is
 // the length.
 //
@@ -118,8 +120,8 @@ BOOL WINAPI CPSignHash(HCRYPTPROV hProv, HCRYPTHASH hHash, DWORD dwKeySpec, LPCW
                        BYTE* pbSignature, DWORD* pcbSigLen);
 // Finishes the hash, logs in and lets the token verify with the key pair or with an imported key. The signature is
 // little-endian. Any failure of the module is NTE_BAD_SIGNATURE. A key of 0 is NTE_BAD_KEY, an unknown one NTE_NO_KEY.
-// A signature that is null or empty is ERROR_INVALID_PARAMETER, and so is a description. Of `dwFlags` only
-// CRYPT_NOHASHOID counts.
+// A signature that is null or empty is ERROR_INVALID_PARAMETER, and so is a description. Only CRYPT_NOHASHOID counts in
+// `dwFlags`.
 BOOL WINAPI CPVerifySignature(HCRYPTPROV hProv, HCRYPTHASH hHash, const BYTE* pbSignature, DWORD cbSigLen,
                               HCRYPTKEY hPubKey, LPCWSTR szDescription, DWORD dwFlags);
 
@@ -132,7 +134,7 @@ BOOL WINAPI CPGenKey(HCRYPTPROV hProv, ALG_ID Algid, DWORD dwFlags, HCRYPTKEY* p
 // NTE_BAD_FLAGS. NTE_BAD_ALGID for another algorithm, NTE_BAD_HASH_STATE for a finished hash.
 BOOL WINAPI CPDeriveKey(HCRYPTPROV hProv, ALG_ID Algid, HCRYPTHASH hBaseData, DWORD dwFlags, HCRYPTKEY* phKey);
 // The container's one key pair has two handles, one for AT_KEYEXCHANGE and one for AT_SIGNATURE. NTE_NO_KEY without a
-// private key, and for a `dwKeySpec` that has no bit of the two. Any other `dwKeySpec` is a success and leaves
+// private key, and for a `dwKeySpec` that has a bit of neither. Any other `dwKeySpec` is a success and leaves
 // *phUserKey alone. A null `phUserKey` is NTE_BAD_KEY.
 BOOL WINAPI CPGetUserKey(HCRYPTPROV hProv, DWORD dwKeySpec, HCRYPTKEY* phUserKey);
 // Destroys a session key or an imported public key. For an unknown handle, and for those of the key pair, nothing is
@@ -149,8 +151,8 @@ BOOL WINAPI CPDuplicateKey(HCRYPTPROV hProv, HCRYPTKEY hKey, DWORD* pdwReserved,
 // SIMPLEBLOB: a session key, encrypted with the public key `hPubKey`. Logs in, unless the size is asked for. The
 // encrypted key is big-endian, while CPImportKey takes a little-endian one. On success `*pcbDataLen` is the length of
 // the encrypted key, without the 12 bytes before it. A buffer that is too small is NTE_FAIL, and the module decides
-// what `*pcbDataLen` is then. NTE_NO_KEY for an unknown key, NTE_BAD_PUBLIC_KEY when `hPubKey` is no public key or the
-// session key may not be exported.
+// what `*pcbDataLen` is then. NTE_NO_KEY for an unknown key, NTE_BAD_PUBLIC_KEY when `hPubKey` is not a public key or
+// the session key may not be exported.
 BOOL WINAPI CPExportKey(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTKEY hPubKey, DWORD dwBlobType, DWORD dwFlags,
                         BYTE* pbData, DWORD* pcbDataLen);
 // Logs in. The blob is a PUBLICKEYBLOB of CALG_RSA_KEYX, or a SIMPLEBLOB that the container's private key decrypts.
@@ -170,7 +172,7 @@ BOOL WINAPI CPImportKey(HCRYPTPROV hProv, const BYTE* pbData, DWORD cbDataLen, H
 // output is big-endian. With a session key the two lengths swap their roles: `cbBufLen` is the length of the input,
 // which must be whole blocks, and `*pcbDataLen` is the size of the buffer.
 //
-// NTE_BAD_KEY for a handle of neither, ERROR_INVALID_PARAMETER for a hash.
+// NTE_BAD_KEY for any other handle, ERROR_INVALID_PARAMETER for a hash.
 BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL fFinal, DWORD dwFlags, BYTE* pbData,
                       DWORD* pcbDataLen, DWORD cbBufLen);
 // Decrypts data in place. `*pcbDataLen` is the length of the input and the size of the buffer, and on success the
@@ -179,13 +181,13 @@ BOOL WINAPI CPEncrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
 // With the key pair it logs in, and the input is little-endian. With a session key `fFinal` removes the padding. If
 // there is none, that is NTE_BAD_DATA, and the decrypted bytes are in the buffer. After a decryption the key has no IV.
 //
-// NTE_BAD_KEY for a handle of neither, NTE_FAIL for a buffer that is too small, ERROR_INVALID_PARAMETER for a hash, and
+// NTE_BAD_KEY for any other handle, NTE_FAIL for a buffer that is too small, ERROR_INVALID_PARAMETER for a hash, and
 // for null data of a length other than 0.
 BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL fFinal, DWORD dwFlags, BYTE* pbData,
                       DWORD* pcbDataLen);
 
-// A null `pbData` asks for the size. A buffer that is too small is ERROR_MORE_DATA, but for KP_PERMISSIONS
-// ERROR_INVALID_PARAMETER, and `*pcbDataLen` stays as it was. A parameter that this kind of key does not have is
+// A null `pbData` asks for the size. A buffer that is too small is ERROR_MORE_DATA, except that for KP_PERMISSIONS it
+// is ERROR_INVALID_PARAMETER, and `*pcbDataLen` stays as it was. A parameter that this kind of key does not have is
 // refused first. What is written:
 //
 //   parameter                                bytes written                          `*pcbDataLen` afterwards
@@ -200,9 +202,9 @@ BOOL WINAPI CPDecrypt(HCRYPTPROV hProv, HCRYPTKEY hKey, HCRYPTHASH hHash, BOOL f
 // bytes of the buffer are cleared, even if it is too small.
 //
 // Only session keys have KP_IV, KP_SALT, KP_MODE and KP_MODE_BITS. Only other keys have KP_CERTIFICATE. Otherwise these
-// are NTE_BAD_TYPE, except that any key tells the size of KP_MODE and KP_MODE_BITS. KP_PERMISSIONS of another key than
-// a session key is NTE_BAD_TYPE only without a buffer. KP_EFFECTIVE_KEYLEN is refused, because there are no RC2 keys:
-// NTE_BAD_FLAGS for a session key, NTE_BAD_TYPE for others.
+// are NTE_BAD_TYPE, except that any key returns the size of KP_MODE and KP_MODE_BITS. KP_PERMISSIONS of a key other
+// than a session key is NTE_BAD_TYPE only without a buffer. KP_EFFECTIVE_KEYLEN is refused, because there are no RC2
+// keys: NTE_BAD_FLAGS for a session key, NTE_BAD_TYPE for others.
 //
 // KP_IV first gives a key that has no IV the mode CBC. KP_SALT of a key without a salt is NTE_BAD_KEY_STATE.
 // KP_CERTIFICATE is the container's, whichever key is asked: NTE_BAD_TYPE without a private key, NTE_BAD_KEY without a

@@ -1,10 +1,10 @@
 // CCSPLog: the provider's text trace, its only diagnostic.
 //
 // Each source module owns one process-wide object (log/Logs.h), and all of them append to one file. Whether
-// and where is read from the registry when an object is constructed: `CSPLOG`, a string with a decimal number,
-// switches logging on when it is not zero; `CSPDIR` is the complete path of the file. Callers always log, and
-// the object decides whether to write. A failure is never reported: the item is lost. Nor does an item throw when there
-// is no memory for it: destructors log, too.
+// and where they write is read from the registry when an object is constructed: `CSPLOG`, a string with a
+// decimal number, switches logging on when it is not zero; `CSPDIR` is the complete path of the file. Callers
+// always log, and the object decides whether to write. A failure is never reported: the item is lost. An item
+// that finds no memory does not throw: destructors log, too.
 //
 // The file is opened and closed for each item, so that it can be read while it grows and several processes
 // can append to it. Items of two threads or processes may alternate. On Windows line ends are written as CR
@@ -16,7 +16,7 @@
 #include <atomic>
 #include <iosfwd>
 
-// Not 0 once a log object has tried to write the start line of this process: the file gets one line for all
+// Not 0 once a log object has tried to write the start line of this process: there is one such line for all
 // objects.
 extern BYTE g_logStarted;
 
@@ -40,7 +40,7 @@ class CCSPLog {
   // WriteBytes appends `label` and then each byte as two upper-case hexadecimal digits and a space. Not
   // counted.
   void WriteBytes(const char* label, const BYTE* data, DWORD length, bool newline);
-  // WriteHexDump appends rows of sixteen bytes: hexadecimal digits, a tab, and the bytes as text, where
+  // WriteHexDump appends rows of sixteen bytes: hexadecimal digits, a tab, and the bytes as characters, where
   // everything outside '!' to '~' is a dot. The last row is not padded. Not counted.
   void WriteHexDump(const BYTE* data, DWORD length);
   // WriteTLV appends a heading, tag, length and the low 32 bits of the address `value` in hexadecimal, and then
@@ -50,7 +50,7 @@ class CCSPLog {
   // The number of items after which the object writes nothing more.
   DWORD GetLineLimit() const { return m_lineLimit; }
 
-  // SetEnabled stores the switch in the registry for processes to come. Always true.
+  // SetEnabled stores the switch in the registry for later processes. Always true.
   bool SetEnabled(bool enabled);
   // ReadRegistryValue reads `name` below the product's key into `buffer` of `*length` bytes; `*length`
   // becomes the value's length. False when no key opens or the value is absent or longer.

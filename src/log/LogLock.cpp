@@ -6,8 +6,8 @@ namespace {
 
 constexpr DWORD kLongestWait = 100;  // milliseconds
 
-// Static objects that are destroyed after the mutex may still log. The mark outlives the mutex: a compiler drops what a
-// destructor stores into its own object.
+// Static objects that are destroyed after the mutex may still log. This flag is outside the mutex object: a compiler
+// drops what a destructor stores into its own object.
 std::atomic<bool> g_isMutexClosed{false};
 
 // The mutex that all processes of the session share, opened by the first item of this one.

@@ -7,8 +7,8 @@
 
 class LogLock {
  public:
-  // Waits for the lock, but not for long: a process that holds it and does not go on must not hold up the others. The
-  // lock of a thread that ended without giving it back is taken over. What is logged as the last static objects go down
+  // Waits for the lock, but not for long: a process that holds it and hangs must not block the others. The lock of a
+  // thread that ended without releasing it is taken over. What is logged while the last static objects are destroyed
   // takes no lock.
   LogLock();
   ~LogLock();

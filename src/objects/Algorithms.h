@@ -8,7 +8,7 @@
 
 #include "cryptoki/Pkcs11.h"
 
-// As the provider enumerates it.
+// An algorithm as the provider enumerates it.
 struct Algorithm {
   ALG_ID id;
   DWORD defaultBits;
@@ -34,6 +34,6 @@ std::list<Algorithm> AllAlgorithms();
 // FindAlgorithm returns an algorithm, or null when the provider does not have it.
 const Algorithm* FindAlgorithm(ALG_ID id);
 
-// FindHashAlgorithm returns a hash, or null for an algorithm that is none. FindAlgorithm has each of them, too; the
-// length of its digests is `defaultBits` there.
+// FindHashAlgorithm returns a hash, or null for an algorithm that is not one. FindAlgorithm has each hash, too; its
+// `defaultBits` is the length of the digests.
 const HashAlgorithm* FindHashAlgorithm(ALG_ID id);

@@ -2,7 +2,7 @@
 // the token digests the message in one piece. Then the hash is finished: it keeps its value, and more data has no
 // effect.
 //
-// Every failure is a CCSPContextError, also that of the token. Lengths are in bytes. A null `out` asks for the length.
+// Every failure is a CCSPContextError, even that of the token. Lengths are in bytes. A null `out` asks for the length.
 // Too small a `*length` raises ERROR_MORE_DATA and is not changed. Only one thread may use a hash at a time. A hash may
 // live longer than its session (see Session.h), but then it computes nothing.
 #pragma once
@@ -31,24 +31,24 @@ class CCSPHash {
  public:
   CCSPHash() = default;
   explicit CCSPHash(const HashSetup& setup);
-  // Works as operator=. A copy has neither name nor digest length.
+  // Works like operator=. A copy has neither name nor digest length.
   CCSPHash(const CCSPHash& other);
 
   // In interface order: append, never reorder.
 
-  // Copies everything, also the id and the value, except the name and the digest length.
+  // Copies everything, including the id and the value, except the name and the digest length.
   // NOLINTNEXTLINE(misc-unconventional-assign-operator): its place in the interface is the first
   virtual CCSPHash& operator=(const CCSPHash& other);
   virtual ~CCSPHash();
   // A null `data` or a length of 0 adds nothing.
   virtual void AddData(const BYTE* data, DWORD length);
-  // Replaces the message by `data`.
+  // Replaces the message with `data`.
   virtual void SetData(const BYTE* data, DWORD length);
   // Copies the message to `out`.
   virtual void GetData(BYTE* out, DWORD* length);
   // Stores the DigestInfo up to the digest. Bytes after the first 256 are cut off.
   virtual void SetOID(const BYTE* prefix, const DWORD* length);
-  // Copies the value to `out`, and computes it before if necessary. Raises NTE_BAD_HASH_STATE without a message or
+  // Copies the value to `out`, and computes it first if necessary. Raises NTE_BAD_HASH_STATE without a message or
   // session. Raises NTE_BAD_HASH, "No Data to Hash", for a message whose length does not fit 32 bits. Raises NTE_FAIL
   // when the token fails, and sets the last error to the token's code. After a failure the hash has its message and is
   // not finished, so that the operation can be repeated.
@@ -57,14 +57,14 @@ class CCSPHash {
   // loses the value it had, and NTE_BAD_DATA is raised.
   virtual void SetHash(const BYTE* value, DWORD length);
   virtual const std::string* GetName() const;
-  // Copies to `out` what is signed by RSA: the DigestInfo with the value. Raises NTE_BAD_HASH_STATE when the algorithm
-  // has no DigestInfo.
+  // Copies to `out` what RSA signs: the DigestInfo with the value. Raises NTE_BAD_HASH_STATE when the algorithm has no
+  // DigestInfo.
   virtual void GetPreSignData(BYTE* out, DWORD* length);
   virtual DWORD IsFinished() const;
   virtual void SetFinished(DWORD finished);
   // Computes the value, unless the hash is finished.
   virtual void Finish();
-  // Works as GetHash.
+  // Works like GetHash.
   virtual void Compute(BYTE* out, DWORD* length);
   // The number that applications get as HCRYPTHASH.
   virtual DWORD GetHashID() const;
@@ -74,11 +74,11 @@ class CCSPHash {
 
   // After the interface.
 
-  // Null when there is none or it is gone.
+  // Null when there is none or it no longer exists.
   boost::shared_ptr<Session> GetSession() const { return m_session.Lock(); }
 
  protected:
-  // The message as one array for the module. Null when it is empty, or longer than 32 bits can say.
+  // The message as one array for the module. Null when it is empty, or its length does not fit into 32 bits.
   BYTE* WholeMessage(DWORD& length);
   bool HasMessage() const { return m_pending.Length() != 0; }
   // Stores the first `length` bytes as the value, and finishes the hash.

@@ -21,10 +21,10 @@ class CCSPHashFactory {
 
   // A new hash, with an id that no other hash of this factory has. The session must have an owner: the hash keeps a
   // SessionLink. Seeds the process's generator. Raises CCSPContextError NTE_FAIL without a session, before it seeds,
-  // and NTE_BAD_ALGID for an algorithm that is no hash.
+  // and NTE_BAD_ALGID for an algorithm that is not a hash.
   boost::shared_ptr<CCSPHash> CreateHash(ALG_ID algorithm, Session* session);
-  // Required: the result is `source` itself. A new hash of its algorithm is also made; this factory keeps it, and
-  // nobody gets it.
+  // Required: the result is `source` itself. A new hash of its algorithm is also made; this factory keeps it, and it is
+  // never used.
   boost::shared_ptr<CCSPHash> DuplicateHash(boost::shared_ptr<CCSPHash> source);
   // Forgets the hash. It exists as long as others hold it.
   void DestroyHash(const boost::shared_ptr<CCSPHash>& hash);

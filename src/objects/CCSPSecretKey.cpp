@@ -9,14 +9,14 @@
 
 namespace {
 
-// The next IV begins so many bytes before the end of an output, whatever the block length.
+// The next IV begins this many bytes before the end of an output, whatever the block length.
 constexpr DWORD kChainedLength = 8;
 
 bool IsChaining(CK_MECHANISM_TYPE mechanism) {
   return mechanism == CKM_DES_CBC || mechanism == CKM_DES3_CBC || mechanism == CKM_AES_CBC;
 }
 
-// Required: the caller's bytes replace those of the key, and not the other way round.
+// Required: the caller's bytes replace those of the key, not the other way round.
 void ReplaceByCallers(const BYTE* caller, DWORD* length, std::vector<BYTE>& bytes, const char* tooShort) {
   const auto needed = static_cast<DWORD>(bytes.size());
   if (caller == nullptr) {
@@ -171,6 +171,7 @@ void CCSPSecretKey::DestroyObject() {
   try {
     ModuleKey(*session).Destroy();
   } catch (const CryptokiError&) {
-    // Required: the destruction of a key never fails. The object may be gone already, with its card or its session.
+    // Required: the destruction of a key never fails. The object may no longer exist, because its card was pulled or
+    // its session closed.
   }
 }

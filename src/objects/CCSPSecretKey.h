@@ -38,19 +38,19 @@ class CCSPSecretKey {
   virtual DWORD GetKeyLength() const;
   virtual void SetKeyLength(DWORD length);
   virtual DWORD GetMode() const;
-  // Stores the mode. The derived classes set mechanism, block length, mode bits and IV by it.
+  // Stores the mode. The derived classes set mechanism, block length, mode bits and IV accordingly.
   virtual void SetMode(DWORD mode);
   // Appends to the salt. A null `salt` or a length of 0 adds nothing.
   virtual void AddSalt(const BYTE* salt, DWORD length);
-  // A null `out` asks for the length, and raises NTE_BAD_KEY_STATE without a salt. Too small a `*length` becomes the
-  // salt's length, and ERROR_MORE_DATA is raised. Required: otherwise the buffer's bytes replace those of the salt, and
-  // neither the buffer nor `*length` changes.
+  // A null `out` asks for the length, and raises NTE_BAD_KEY_STATE without a salt. If `*length` is too small, it
+  // becomes the salt's length, and ERROR_MORE_DATA is raised. Required: otherwise the buffer's bytes replace those of
+  // the salt, and neither the buffer nor `*length` changes.
   virtual void GetSalt(BYTE* out, DWORD* length);
   // Null or a length of 0 removes the IV. The derived classes take only an IV of their block length, and raise
   // NTE_BAD_DATA for any other.
   virtual void SetIV(const BYTE* iv, DWORD length);
-  // Sets a key without an IV to CBC mode first. A null `out` asks for the length. Too small a `*length` becomes the
-  // IV's length, and ERROR_MORE_DATA is raised. Required: otherwise the buffer's bytes replace those of the IV, and
+  // Sets a key without an IV to CBC mode first. A null `out` asks for the length. If `*length` is too small, it becomes
+  // the IV's length, and ERROR_MORE_DATA is raised. Required: otherwise the buffer's bytes replace those of the IV, and
   // neither the buffer nor `*length` changes.
   virtual void GetIV(BYTE* out, DWORD* length);
   virtual DWORD GetModeBits() const;
@@ -63,7 +63,7 @@ class CCSPSecretKey {
   // The number that applications get as HCRYPTKEY.
   virtual DWORD GetKeyID() const;
   virtual CK_OBJECT_HANDLE GetObjectHandle() const;
-  // Nothing is padded: `inLength` must be a length that the mechanism takes. `in` and `out` may be the same buffer. A
+  // Nothing is padded: `inLength` must be a length that the mechanism accepts. `in` and `out` may be the same buffer. A
   // null `out` asks for the length. The end of the output becomes the next IV.
   //
   // Required: the next IV is read from eight bytes before the end of the output. So an IV of 16 bytes gets the second
@@ -73,8 +73,7 @@ class CCSPSecretKey {
   // Does not remove padding. Required: afterwards the key has no IV, and the module gets no parameter until SetIV or
   // SetMode. This is so even when the call only asked for the length.
   virtual void Decrypt(const BYTE* in, DWORD inLength, BYTE* out, DWORD* outLength);
-  // Reads the key's value from the token into `out`. Required: `*length` is never changed, so a null `out` is of no
-  // use.
+  // Reads the key's value from the token into `out`. Required: `*length` is never changed, so a null `out` is useless.
   virtual void GetKeyValue(BYTE* out, DWORD* length);
   // Destroys the key object on the token. A failure of the module is ignored.
   virtual void DestroyObject();
@@ -91,7 +90,7 @@ class CCSPSecretKey {
   // zeros, to `ivLength` bytes, and becomes the mechanism's parameter.
   void UseMode(DWORD bits, CK_MECHANISM_TYPE mechanism, DWORD ivLength);
   void UseMechanism(CK_MECHANISM_TYPE mechanism) { m_mechanism = mechanism; }
-  // Stores an IV of the block length. It is the parameter again of a mechanism that chains.
+  // Stores an IV of the block length. For a mechanism that chains, it becomes the parameter again.
   void UseIV(const BYTE* iv, DWORD length);
 
  private:

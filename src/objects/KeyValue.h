@@ -10,7 +10,7 @@
 
 struct KeyValue {
   WipedBuffer bytes;
-  DWORD length;  // not above that of the buffer
+  DWORD length;  // at most that of the buffer
 };
 
 // Reads the value of a key from the token.

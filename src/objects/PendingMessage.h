@@ -29,7 +29,7 @@ class PendingMessage {
 
  private:
   const BYTE* Data() const { return m_long.Data() != nullptr ? m_long.Data() : m_short.Data(); }
-  // Makes space for so many bytes in all, and returns where they begin.
+  // Makes space for that many bytes in all, and returns where they begin.
   BYTE* MakeSpace(std::size_t length);
   BYTE* MoveTo(WipedBuffer next);
   BYTE* MoveTo(PageMemory next);

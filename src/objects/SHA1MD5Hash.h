@@ -13,7 +13,7 @@ class SHA1MD5Hash : public TELVOCSPHash {
 
   // Works as in CCSPHash, but an empty message raises NTE_BAD_HASH, and nothing is logged.
   void GetHash(BYTE* out, DWORD* length) override;
-  // Works as GetHash.
+  // Works like GetHash.
   void GetPreSignData(BYTE* out, DWORD* length) override;
   using CCSPHash::operator=;
   // In interface order: append, never reorder.

@@ -1,5 +1,5 @@
 // SessionLink: the session of a hash or key, which may live longer than the session's owner (see Session.h). It owns
-// nothing: once the last owner is gone it leads nowhere. The owner must hold the session by a shared pointer.
+// nothing: after the last owner is destroyed it has no session. The owner must hold the session by a shared pointer.
 #pragma once
 
 #include "common/Platform.h"
@@ -16,7 +16,7 @@ class SessionLink {
     if (session != nullptr) m_session = session->weak_from_this();
   }
 
-  // The session, which lives at least as long as the result; null when there is none or its owner is gone.
+  // The session, which lives at least as long as the result; null when there is none or its owner no longer exists.
   boost::shared_ptr<Session> Lock() const { return m_session.lock(); }
 
  private:

@@ -60,7 +60,7 @@ void CTELVOPINCache::SetPINCache(const BYTE* pin, DWORD length) {
     WipeBuffer();
     m_length = 0;
   }
-  // In this order: a failed allocation leaves no length without bytes.
+  // In this order: a failed allocation does not leave a length without bytes.
   m_buffer.reset(new BYTE[length]());
   m_length = length;
   DWORD room = length;
@@ -104,7 +104,7 @@ void CTELVOPINCache::GetPINCache(BYTE* out, DWORD* length) {
     return;
   }
   if (out != nullptr) g_pinCacheLog.WriteLine("Memory buffer is too small");
-  // Required: the memory stays unlocked until somebody fetches the PIN.
+  // Required: the memory stays unlocked until the PIN is fetched.
   *length = m_length;
 }
 

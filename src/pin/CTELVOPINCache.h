@@ -1,5 +1,5 @@
 // CTELVOPINCache: one PIN, kept in memory after a successful login, so that a later context on the same token logs in
-// silently. The PIN is masked against a casual look at memory; that is no encryption. Its memory is kept out of the
+// silently. The PIN is masked against a casual look at memory; that is not encryption. Its memory is kept out of the
 // page file and wiped before it is freed.
 //
 // No time ends a PIN. It ends when its card is pulled (UnplugThread), when the card refuses it (ContextLogin), when
@@ -27,8 +27,8 @@ class CTELVOPINCache {
   virtual ~CTELVOPINCache();
   // 1 while a PIN is held, else 0.
   virtual BYTE IsPINSet() const;
-  // Replaces the PIN with the `length` bytes at `pin`. A null or empty PIN changes nothing. Nor does any PIN when the
-  // administrator has switched caching off: the registry value PINCACHE is 0.
+  // Replaces the PIN with the `length` bytes at `pin`. A null or empty PIN changes nothing. The same is true of any PIN
+  // when the administrator has switched caching off: the registry value PINCACHE is 0.
   virtual void SetPINCache(const BYTE* pin, DWORD length);
   // Copies the PIN to `out`, which has room for `*length` bytes; `*length` stays as it is. With a null `out`, or one
   // that is too small, sets `*length` to the PIN's length and copies nothing. Without a PIN changes neither.
@@ -36,8 +36,8 @@ class CTELVOPINCache {
   // Forgets the PIN.
   virtual void ClearPINCache();
 
-  // Keeps other threads out until the lock is given back: a PIN that is asked for, measured and fetched under one lock
-  // is the same PIN, and complete.
+  // Keeps other threads out until the lock is released: a PIN that is asked for, measured and fetched under one lock is
+  // the same PIN, and complete.
   std::unique_lock<std::recursive_mutex> Lock() const { return std::unique_lock<std::recursive_mutex>(m_mutex); }
 
  protected:

@@ -1,7 +1,7 @@
 // PINCacheManager: the list of the process's PIN caches, one for each reader and card. One instance serves the process.
 //
-// A reader has at most one entry: a card with another serial number replaces the entry of the one before. An entry
-// stays when its PIN is cleared, to the end of the process. Operations may be called from several threads.
+// A reader has at most one entry: a card with another serial number replaces the entry of the previous card. An entry
+// stays when its PIN is cleared, until the end of the process. Operations may be called from several threads.
 #pragma once
 
 #include "common/Platform.h"

@@ -44,8 +44,8 @@ Count CountPairsOf(const std::string& text, Predicate is) {
 
 constexpr std::size_t kRunLength = 3;
 
-// How often the text has a run: three characters in a row of `order`, beginning at one of its first `starts` places.
-// The case does not matter. A search goes on after the run that it found.
+// How often the string has a run: three characters in a row of `order`, beginning at one of its first `starts` places.
+// Case does not matter. A search continues after the run that it found.
 Count CountRuns(const std::string& text, const char* order, std::size_t starts) {
   Count count = 0;
   for (const char* run = order; run != order + starts; ++run) {
@@ -57,7 +57,7 @@ Count CountRuns(const std::string& text, const char* order, std::size_t starts) 
   return count;
 }
 
-// Required: of letters as of digits, neither the last run upwards nor the last one downwards is looked for.
+// Required: for letters and for digits, neither the last run upwards nor the last one downwards is looked for.
 Count CountLetterRuns(const std::string& text) {
   constexpr std::size_t kStarts = 23;
   return CountRuns(text, "abcdefghijklmnopqrstuvwxyz", kStarts) +

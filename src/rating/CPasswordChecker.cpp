@@ -2,7 +2,7 @@
 
 #include "common/WipeMemory.h"
 
-// Copied and not moved: a short string still holds its characters after it was moved from.
+// Copied, not moved: a short string still holds its characters after it was moved from.
 CPasswordChecker::CPasswordChecker(std::string candidate, DWORD minimumLength)
     : m_candidate(candidate), m_minimumLength(minimumLength) {
   WipeString(candidate);

@@ -7,8 +7,8 @@
 
 class CPasswordChecker {
  public:
-  // The object keeps a copy of the candidate and wipes it at its own end. A candidate of `minimumLength` bytes or more
-  // is rated as long enough.
+  // The object keeps a copy of the candidate and wipes it when it is destroyed. A candidate of `minimumLength` bytes or
+  // more is rated as long enough.
   CPasswordChecker(std::string candidate, DWORD minimumLength);
   CPasswordChecker(const CPasswordChecker&) = delete;
   CPasswordChecker& operator=(const CPasswordChecker&) = delete;

@@ -26,7 +26,7 @@ Settings::~Settings() {
   if (m_key != nullptr) RegCloseKey(m_key);
 }
 
-// The type is not looked at, only reported: telvotool warns of an odd one.
+// The type is not checked, only reported: telvotool warns of an odd one.
 StoredSetting Settings::Read(const Setting& setting) const {
   StoredSetting stored;
   stored.length = setting.limit;

@@ -8,7 +8,7 @@
 
 // What the string of a setting means.
 enum class SettingForm {
-  kSwitch,  // a decimal number; off when it is 0 or no number
+  kSwitch,  // a decimal number; off when it is 0 or not a number
   kPath,    // the complete path of a file
 };
 

@@ -1,7 +1,8 @@
 // DialogController: the logic of one dialog, without a window. A DialogHost shows the dialog and reports what the user
 // does.
 //
-// Events come on the thread that runs the dialog. An exception of an event ends the dialog and leaves DialogHost::Run.
+// Events arrive on the thread that runs the dialog. An exception from an event ends the dialog and leaves
+// DialogHost::Run.
 #pragma once
 
 #include "common/Platform.h"

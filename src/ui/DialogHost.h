@@ -15,7 +15,7 @@ class DialogHost {
   DialogHost& operator=(const DialogHost&) = delete;
 
   // Runs the dialog modally on the calling thread, without a parent window, and returns its result; -1 when no window
-  // could be made. An exception of the controller leaves this function.
+  // could be made. An exception from the controller leaves this function.
   virtual INT_PTR Run(DialogController& controller) = 0;
   // The same on top of `owner`, a dialog that this host runs. It takes no input meanwhile.
   virtual INT_PTR RunOver(DialogView& /*owner*/, DialogController& controller) { return Run(controller); }
@@ -23,6 +23,6 @@ class DialogHost {
 
 // The host of the process.
 DialogHost& GetDialogHost();
-// Replaces it; null stands for the system's own host. The caller keeps the ownership. Returns the host before, null for
-// the system's own. Not to be called while a dialog runs.
+// Replaces it; null stands for the system's own host. The caller keeps the ownership. Returns the previous host, null
+// for the system's own. Not to be called while a dialog runs.
 DialogHost* SetDialogHost(DialogHost* host);

@@ -1,5 +1,5 @@
-// DialogView: what the logic of a dialog needs of its window. Controls are named by their resource ids. The windows of
-// src/ui/windows implement it for users, a scripted view for tests.
+// DialogView: what the logic of a dialog needs from its window. Controls are named by their resource ids. The windows
+// of src/ui/windows implement it for users, a scripted view for tests.
 #pragma once
 
 #include "common/Platform.h"
@@ -14,7 +14,7 @@ struct DialogFont {
   const char* face = "";
 };
 
-// Characters from start up to, not including, end. The caret stands at the end; start and end are equal without a
+// Characters from start up to, not including, end. The caret is at the end; start and end are equal without a
 // selection.
 struct TextSelection {
   std::size_t start = 0;
@@ -30,7 +30,7 @@ class DialogView {
 
   virtual void SetTitle(const std::string& title) = 0;
   virtual void SetSmallIcon(int icon) = 0;
-  // Makes the window taller by so many pixels; a negative number makes it shorter.
+  // Makes the window taller by that many pixels; a negative number makes it shorter.
   virtual void GrowBy(int pixels) = 0;
   // Ends the dialog with this result. The current event still runs to its end.
   virtual void End(INT_PTR result) = 0;
@@ -47,14 +47,14 @@ class DialogView {
   virtual bool IsChecked(int control) const = 0;
 
   // Edit controls.
-  // No more than so many characters can be typed.
+  // At most that many characters can be typed.
   virtual void LimitText(int control, DWORD characters) = 0;
   virtual TextSelection GetSelection(int control) const = 0;
   virtual void Select(int control, TextSelection selection) = 0;
   virtual void ScrollToCaret(int control) = 0;
   // Sends the control WM_CHAR or WM_KEYDOWN, as if a key had been pressed.
   virtual void SendKey(int control, UINT message, WPARAM key) = 0;
-  // Whether the key is held down: VK_SHIFT and its kind.
+  // Whether the key is held down: VK_SHIFT and similar keys.
   virtual bool IsKeyDown(int virtualKey) const = 0;
 
   // Progress bars.

@@ -1,4 +1,4 @@
-// Fixture for tests of the adapter over a scripted module, with a clock of the test's own.
+// Fixture for tests of the adapter over a scripted module. The test has its own clock.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -45,7 +45,7 @@ class AdapterTest : public ::testing::Test {
   AdapterTest() { module = Script(); }
   ~AdapterTest() override { Stop(); }
 
-  // Starts the adapter with `settings`, whose module is the scripted one.
+  // Starts the adapter with `settings`, over the scripted module.
   void Start();
   void Stop();
 
@@ -67,11 +67,11 @@ class AdapterTest : public ::testing::Test {
   CK_OBJECT_HANDLE FindOne(CK_SESSION_HANDLE session, Template wanted);
   // The value of an attribute; "?" when it cannot be read.
   std::string Read(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type);
-  // An operation in one call, with room enough. The first is the result.
+  // Signs in one call, with a large enough buffer.
   CK_RV Sign(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE key, std::string data, std::string& signature,
              CK_MECHANISM_TYPE mechanism = CKM_RSA_PKCS);
 
-  // Adds the objects of a container to the module, with a modulus of 128 bytes. They return the module's handles.
+  // Each adds a key with a modulus of 128 bytes to the module, and returns the module's handle.
   CK_OBJECT_HANDLE AddPublicKey(const std::string& id, const std::string& label = "Key");
   CK_OBJECT_HANDLE AddPrivateKey(const std::string& id, const std::string& label = "Key");
 

@@ -1,4 +1,4 @@
-// Bytes as the tests of the adapter write them.
+// Byte helpers for the tests of the adapter.
 #pragma once
 
 #include <string>
@@ -29,7 +29,7 @@ inline Bytes Counting(std::size_t length, unsigned first = 1) {
   return bytes;
 }
 
-// The code of the pkcs11::Failure that `body` throws, and CKR_OK if it throws none.
+// The code of the pkcs11::Failure that `body` throws, or CKR_OK if it throws none.
 template <typename Body>
 CK_RV CodeOf(Body body) {
   try {

@@ -1,4 +1,4 @@
-// What is read out of certificates, by the library of each platform.
+// What the library of each platform reads from certificates.
 #include <gtest/gtest.h>
 
 #include "Bytes.h"
@@ -55,13 +55,13 @@ TEST(CertificateTest, HasTheUsesOfItsKey) {
   EXPECT_TRUE(!decrypts->usage.signs && decrypts->usage.decrypts);
 }
 
-TEST(CertificateTest, OfAnotherKeyHasNoNumbers) {
+TEST(CertificateTest, WithAnEllipticCurveKeyHasNoNumbers) {
   const auto facts = ReadCertificate(Der(kCurve));
   ASSERT_TRUE(facts);
   EXPECT_TRUE(facts->modulus.empty() && facts->exponent.empty());
 }
 
-TEST(CertificateTest, MustBeOne) {
+TEST(CertificateTest, IsRefusedIfItIsMalformed) {
   EXPECT_FALSE(ReadCertificate({}));
   EXPECT_FALSE(ReadCertificate(Der("3003020101")));
   pkcs11::Secret cut = Der(kRsa);

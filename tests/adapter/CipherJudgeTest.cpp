@@ -1,4 +1,4 @@
-// Padded ciphers in software, judged by OpenSSL.
+// Padded ciphers in software, compared with OpenSSL.
 #include <gtest/gtest.h>
 #include <memory>
 #include <openssl/evp.h>
@@ -15,7 +15,7 @@ struct Free {
   void operator()(EVP_CIPHER_CTX* context) const { EVP_CIPHER_CTX_free(context); }
 };
 
-// OpenSSL's answer.
+// OpenSSL's result.
 Bytes Encrypted(const EVP_CIPHER* cipher, const Bytes& key, const Bytes& iv, const Bytes& plain) {
   const std::unique_ptr<EVP_CIPHER_CTX, Free> context(EVP_CIPHER_CTX_new());
   Bytes result(plain.size() + 32);
@@ -27,12 +27,12 @@ Bytes Encrypted(const EVP_CIPHER* cipher, const Bytes& key, const Bytes& iv, con
   return result;
 }
 
-TEST(CipherJudgeTest, OpenSslPadsAlike) {
+TEST(CipherJudgeTest, OpenSslGivesTheSameResult) {
   const struct {
     CK_KEY_TYPE type;
     CK_MECHANISM_TYPE mechanism;
     std::size_t keySize, block;
-    const EVP_CIPHER* judge;
+    const EVP_CIPHER* reference;
   } cases[] = {
       {CKK_DES2, CKM_DES3_CBC_PAD, 16, 8, EVP_des_ede_cbc()}, {CKK_DES3, CKM_DES3_CBC_PAD, 24, 8, EVP_des_ede3_cbc()},
       {CKK_AES, CKM_AES_CBC_PAD, 16, 16, EVP_aes_128_cbc()},  {CKK_AES, CKM_AES_CBC_PAD, 24, 16, EVP_aes_192_cbc()},
@@ -48,7 +48,7 @@ TEST(CipherJudgeTest, OpenSslPadsAlike) {
       Bytes result = cipher.Update(plain.data(), plain.size());
       const Bytes last = cipher.Final();
       result.insert(result.end(), last.begin(), last.end());
-      EXPECT_EQ(Encrypted(row.judge, key, iv, plain), result) << row.keySize << ", " << length;
+      EXPECT_EQ(Encrypted(row.reference, key, iv, plain), result) << row.keySize << ", " << length;
     }
   }
 }

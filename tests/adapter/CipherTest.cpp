@@ -94,7 +94,7 @@ TEST(CipherTest, PaddedModesTakeAnyLength) {
   }
 }
 
-TEST(CipherTest, PaddedDecryptionKeepsTheLastBlockBackUntilItsEnd) {
+TEST(CipherTest, PaddedDecryptionHoldsBackTheLastBlockUntilTheEnd) {
   Cipher encryption = Begin(Way::Encrypt, kPadded[3]);
   const Bytes plain = Counting(32);
   const Bytes head = encryption.Update(plain.data(), plain.size());
@@ -131,7 +131,7 @@ TEST(CipherTest, PaddedDecryptionNeedsAWholeBlock) {
   }
 }
 
-// What decrypts to a block with this end, which is made by the mode that adds no padding.
+// A ciphertext that decrypts to a block with this end. It is made in the mode without padding.
 Bytes BlockThatEndsIn(const Bytes& end) {
   Bytes plain(16, 0x55);
   std::copy(end.begin(), end.end(), plain.end() - static_cast<std::ptrdiff_t>(end.size()));
@@ -155,7 +155,7 @@ CK_RV CodeOfBegin(CK_MECHANISM_TYPE type, std::size_t ivLength, CK_KEY_TYPE keyT
   return CodeOf([&] { Cipher(Way::Encrypt, mechanism, keyType, key.data(), key.size()); });
 }
 
-TEST(CipherTest, TheInitialVectorIsOneBlock) {
+TEST(CipherTest, TheInitialisationVectorIsOneBlock) {
   EXPECT_EQ(CKR_OK, CodeOfBegin(CKM_AES_CBC, 16, CKK_AES, 16));
   for (const std::size_t length : {0u, 8u, 15u, 17u}) {
     EXPECT_EQ(CKR_MECHANISM_PARAM_INVALID, CodeOfBegin(CKM_AES_CBC, length, CKK_AES, 16)) << length;
@@ -175,14 +175,14 @@ TEST(CipherTest, AKeyHasTheLengthOfItsType) {
   EXPECT_EQ(CKR_KEY_SIZE_RANGE, CodeOfBegin(CKM_DES3_ECB, 0, CKK_DES3, 16));
 }
 
-TEST(CipherTest, AKeyIsForTheCiphersOfItsType) {
+TEST(CipherTest, AKeyWorksOnlyWithTheCiphersOfItsType) {
   EXPECT_EQ(CKR_KEY_TYPE_INCONSISTENT, CodeOfBegin(CKM_AES_ECB, 0, CKK_DES3, 24));
   EXPECT_EQ(CKR_KEY_TYPE_INCONSISTENT, CodeOfBegin(CKM_DES_ECB, 0, CKK_DES2, 16));
   EXPECT_EQ(CKR_KEY_TYPE_INCONSISTENT, CodeOfBegin(CKM_DES3_ECB, 0, CKK_DES, 8));
   EXPECT_EQ(CKR_KEY_TYPE_INCONSISTENT, CodeOfBegin(CKM_AES_ECB, 0, CKK_GENERIC_SECRET, 16));
 }
 
-TEST(CipherTest, OtherMechanismsAreNoCiphers) {
+TEST(CipherTest, OtherMechanismsAreNotCiphers) {
   EXPECT_TRUE(Cipher::Knows(CKM_DES3_CBC_PAD));
   EXPECT_FALSE(Cipher::Knows(CKM_RSA_PKCS));
   EXPECT_FALSE(Cipher::Knows(CKM_AES_MAC));

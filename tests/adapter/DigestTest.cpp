@@ -17,7 +17,7 @@ struct DigestVector {
 
 void PrintTo(const DigestVector& test, std::ostream* out) { *out << test.name; }
 
-// MD5: RFC 1321. SHA-1 and SHA-2: FIPS 180-4 and NIST's examples for it. RIPEMD-160: the paper of its authors.
+// MD5: RFC 1321. SHA-1 and SHA-2: FIPS 180-4 and NIST's examples for it. RIPEMD-160: its authors' paper.
 const DigestVector kDigestVectors[] = {
     {"Md5", CKM_MD5, "900150983cd24fb0d6963f7d28e17f72", "d41d8cd98f00b204e9800998ecf8427e"},
     {"Sha1", CKM_SHA_1, "a9993e364706816aba3e25717850c26c9cd0d89d", "da39a3ee5e6b4b0d3255bfef95601890afd80709"},
@@ -45,19 +45,19 @@ TEST_P(DigestVectorTest, InOnePiece) {
   EXPECT_EQ(FromHex(GetParam().abc), digest.Final());
 }
 
-TEST_P(DigestVectorTest, Bytewise) {
+TEST_P(DigestVectorTest, ByteByByte) {
   Digest digest(GetParam().mechanism);
   for (const CK_BYTE byte : BytesOf("abc")) digest.Update(&byte, 1);
   EXPECT_EQ(FromHex(GetParam().abc), digest.Final());
 }
 
-TEST_P(DigestVectorTest, OfNothing) {
+TEST_P(DigestVectorTest, OfTheEmptyMessage) {
   Digest digest(GetParam().mechanism);
   digest.Update(nullptr, 0);
   EXPECT_EQ(FromHex(GetParam().nothing), digest.Final());
 }
 
-TEST_P(DigestVectorTest, TheLengthIsKnownBefore) {
+TEST_P(DigestVectorTest, TheLengthIsKnownInAdvance) {
   EXPECT_EQ(FromHex(GetParam().nothing).size(), Digest::Length(GetParam().mechanism));
 }
 
@@ -71,7 +71,7 @@ TEST(DigestTest, AMillionTimesTheLetterA) {
   EXPECT_EQ(FromHex("cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"), digest.Final());
 }
 
-TEST(DigestTest, MovedDigestGoesOn) {
+TEST(DigestTest, AMovedDigestContinues) {
   Digest first(CKM_SHA_1);
   first.Update(BytesOf("a").data(), 1);
   Digest second(std::move(first));
@@ -79,7 +79,7 @@ TEST(DigestTest, MovedDigestGoesOn) {
   EXPECT_EQ(FromHex("a9993e364706816aba3e25717850c26c9cd0d89d"), second.Final());
 }
 
-TEST(DigestTest, OtherMechanismsAreNoDigests) {
+TEST(DigestTest, OtherMechanismsAreNotDigests) {
   EXPECT_EQ(0u, Digest::Length(CKM_SHA256_RSA_PKCS));
   EXPECT_EQ(0u, Digest::Length(CKM_MD2));
   EXPECT_EQ(CKR_MECHANISM_INVALID, CodeOf([] { Digest digest(CKM_RSA_PKCS); }));

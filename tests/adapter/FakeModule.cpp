@@ -1,5 +1,5 @@
-// A loadable PKCS #11 module whose entries do nothing, but for some. The environment variable TELVO_FAKE_MODULE says
-// what is wrong with it.
+// A loadable PKCS #11 module. Most of its entries do nothing. The environment variable TELVO_FAKE_MODULE selects its
+// fault.
 #define CRYPTOKI_EXPORTS  // the header declares C_GetFunctionList, which is exported here
 #include <algorithm>
 #include <cstdlib>

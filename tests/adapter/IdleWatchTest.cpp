@@ -1,4 +1,4 @@
-// A kept login ends in time although the provider calls nothing any more.
+// A kept login ends in time although the provider makes no more calls.
 #include <gtest/gtest.h>
 #include <thread>
 
@@ -10,7 +10,7 @@
 namespace adapter::testing {
 namespace {
 
-TEST(IdleWatchTest, EndsALoginByItself) {
+TEST(IdleWatchTest, EndsAnIdleLoginWithoutACall) {
   scripted::Script& module = scripted::TheScript();
   module = scripted::Script();
   const TempFolder folder;
@@ -25,7 +25,7 @@ TEST(IdleWatchTest, EndsALoginByItself) {
   ASSERT_EQ(CKR_OK, f.C_OpenSession(0, CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr, &session));
   ASSERT_EQ(CKR_OK, table.C_LoginExtended(session, CKU_USER, reinterpret_cast<CK_UTF8CHAR*>(pin.data()), 6));
   ASSERT_EQ(CKR_OK, f.C_Logout(session));
-  // The module is the watch's own while it ends the login. The trace tells when that is done.
+  // The thread of the watch uses the module while it ends the login. The trace shows when that is done.
   const auto isKept = [&] { return ReadFile(folder.File("trace")).find(" C_Logout") == std::string::npos; };
   EXPECT_TRUE(isKept());
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);

@@ -11,7 +11,7 @@ std::string Elf(char bits, char machine) {
   return bytes + std::string(45, '\0');
 }
 
-// The header of a library stands at an offset that the file's first part tells.
+// The file's first part contains the offset of the library's header.
 std::string Pe(const char* machine) {
   std::string bytes = "MZ" + std::string(58, '\0') + std::string("\x80\x01\0\0", 4);
   bytes.resize(0x180);
@@ -41,7 +41,7 @@ TEST(LibraryHeaderTest, ALibraryForTheOtherSystemIsRecognised) {
   EXPECT_EQ("is a library for Windows, and this is Linux", WhyNotLoadable(Pe("\x64\x86"), System::Linux));
 }
 
-TEST(LibraryHeaderTest, OtherFilesAreNoLibraries) {
+TEST(LibraryHeaderTest, OtherFilesAreNotLibraries) {
   EXPECT_EQ("is empty", WhyNotLoadable("", System::Linux));
   EXPECT_EQ("is no library", WhyNotLoadable("text", System::Linux));
   EXPECT_EQ("is no library", WhyNotLoadable("MZ", System::Windows));

@@ -33,7 +33,7 @@ TEST_F(LoginStateTest, IsKeptWhenTheProviderLogsOutAndInAgain) {
   EXPECT_EQ(0, module.Count("C_Logout"));
 }
 
-TEST_F(LoginStateTest, IsEnforcedAgainstTheProvider) {
+TEST_F(LoginStateTest, IsRequiredThoughTheModuleStaysLoggedIn) {
   AddPublicKey("1");
   AddPrivateKey("1");
   Begin();
@@ -49,8 +49,8 @@ TEST_F(LoginStateTest, IsEnforcedAgainstTheProvider) {
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, Call<&Adapter::C_CreateObject>(session, data.Data(), data.Count(), &object));
 }
 
-// A signature that was begun before a logout is not finished after it.
-TEST_F(LoginStateTest, IsAskedAgainWhenASignatureIsFinished) {
+// A signature that was started before a logout cannot be finished after it.
+TEST_F(LoginStateTest, IsCheckedAgainWhenASignatureIsFinished) {
   AddPrivateKey("1");
   AddPublicKey("1");
   Begin();
@@ -65,7 +65,7 @@ TEST_F(LoginStateTest, IsAskedAgainWhenASignatureIsFinished) {
   EXPECT_EQ(0, module.Count("C_SignInit"));
 }
 
-TEST_F(LoginStateTest, EndsWithAnotherPin) {
+TEST_F(LoginStateTest, EndsWhenAnotherPinIsGiven) {
   Begin();
   ASSERT_EQ(CKR_OK, Login(session));
   ASSERT_EQ(CKR_OK, Logout(session));
@@ -87,7 +87,7 @@ TEST_F(LoginStateTest, ReachesTheModuleEachTimeWhenItIsNotKept) {
   EXPECT_EQ(2, module.Count("C_Login"));
 }
 
-TEST_F(LoginStateTest, EndsWithoutUse) {
+TEST_F(LoginStateTest, EndsWhenItIsIdle) {
   settings.loginLife = std::chrono::seconds(60);
   Begin();
   ASSERT_EQ(CKR_OK, Login(session));
@@ -102,7 +102,7 @@ TEST_F(LoginStateTest, EndsWithoutUse) {
   EXPECT_EQ(2, module.Count("C_Login"));
 }
 
-TEST_F(LoginStateTest, TellsWhenItEndsWithoutUse) {
+TEST_F(LoginStateTest, ReportsWhenAnIdleLoginEnds) {
   Begin();
   EXPECT_FALSE(adapter->EndIdleLogins());
   ASSERT_EQ(CKR_OK, Login(session));
@@ -136,8 +136,8 @@ TEST_F(LoginStateTest, EndsWithTheLastSession) {
   EXPECT_EQ(3U, Login(session, "000000"));
 }
 
-// A program may keep the handle of a session from before: its PIN must not reach the card that a new session is on.
-TEST_F(LoginStateTest, IsNotMadeByASessionFromBeforeANewStart) {
+// A program may still use a session handle from before the restart. Its PIN must not reach the card of a new session.
+TEST_F(LoginStateTest, IsRefusedForASessionFromBeforeARestart) {
   Start();
   const CK_SESSION_HANDLE old = Open();
   Stop();
@@ -146,7 +146,7 @@ TEST_F(LoginStateTest, IsNotMadeByASessionFromBeforeANewStart) {
   EXPECT_EQ(CKR_SESSION_HANDLE_INVALID, Login(old));
 }
 
-TEST_F(LoginStateTest, IsMadeAnewWhenAnotherProgramLoggedOut) {
+TEST_F(LoginStateTest, IsRepeatedWhenAnotherProgramLoggedOut) {
   Begin();
   ASSERT_EQ(CKR_OK, Login(session));
   ASSERT_EQ(CKR_OK, Logout(session));
@@ -156,7 +156,7 @@ TEST_F(LoginStateTest, IsMadeAnewWhenAnotherProgramLoggedOut) {
   EXPECT_EQ(2, module.Count("C_Login"));
 }
 
-TEST_F(LoginStateTest, IsMadeAnewWhenAnotherProgramLockedThePin) {
+TEST_F(LoginStateTest, FailsWhenAnotherProgramLockedThePin) {
   module.telling = scripted::Telling::Everything;
   Begin();
   ASSERT_EQ(CKR_OK, Login(session));
@@ -167,8 +167,8 @@ TEST_F(LoginStateTest, IsMadeAnewWhenAnotherProgramLockedThePin) {
   EXPECT_FALSE(module.loggedIn);
 }
 
-// A card takes some 40 ms for the question.
-TEST_F(LoginStateTest, AsksForALockedPinAtMostEveryFiveSeconds) {
+// A card takes about 40 ms to answer.
+TEST_F(LoginStateTest, ChecksForALockedPinAtMostEveryFiveSeconds) {
   Begin();
   ASSERT_EQ(CKR_OK, Login(session));
   const auto asked = [&] {
@@ -186,7 +186,7 @@ TEST_F(LoginStateTest, AsksForALockedPinAtMostEveryFiveSeconds) {
 }
 
 // ykcs11 after a card was pulled and put back.
-TEST_F(LoginStateTest, IsRenewedWhenTheModuleSaysThatNobodyIsLoggedIn) {
+TEST_F(LoginStateTest, IsRenewedWhenTheModuleReportsThatNoOneIsLoggedIn) {
   AddPublicKey("1");
   AddPrivateKey("1");
   Begin();
@@ -196,8 +196,8 @@ TEST_F(LoginStateTest, IsRenewedWhenTheModuleSaysThatNobodyIsLoggedIn) {
   EXPECT_EQ(2, module.Count("C_Login"));
 }
 
-// The session stays, the login is gone, and the private keys are hidden and have other handles afterwards.
-TEST_F(LoginStateTest, LostWithACardThatWasPutBackLetsTheKeysBeFoundAgain) {
+// The session survives, but the login is lost. The private keys are hidden, and have new handles afterwards.
+TEST_F(LoginStateTest, AfterACardWasPutBackTheKeysAreFoundAgain) {
   module.privateKeysDie = true;
   AddPublicKey("1");
   AddPrivateKey("1");
@@ -224,7 +224,7 @@ TEST_F(LoginStateTest, EndsWhenItCannotBeRenewed) {
   EXPECT_EQ(CKR_OK, SignOnce());
 }
 
-// Whoever logged in to the module in this process, the PIN of the provider has to be right.
+// The provider's PIN must be right, whoever logged in to the module in this process.
 TEST_F(LoginStateTest, IsNotTakenFromAnotherUserOfTheModule) {
   Begin();
   module.loggedIn = true;
@@ -233,7 +233,7 @@ TEST_F(LoginStateTest, IsNotTakenFromAnotherUserOfTheModule) {
   EXPECT_EQ(CKR_OK, Login(session));
 }
 
-TEST_F(LoginStateTest, TellsTheTriesByTheFlags) {
+TEST_F(LoginStateTest, ReportsTheTriesLeftFromTheFlags) {
   module.telling = scripted::Telling::Everything;
   module.lockAfter = 4;
   Begin();
@@ -246,7 +246,7 @@ TEST_F(LoginStateTest, TellsTheTriesByTheFlags) {
   EXPECT_EQ(0U, DeviceError(session));
 }
 
-TEST_F(LoginStateTest, TellsAConfiguredNumberOfTriesWithoutFlags) {
+TEST_F(LoginStateTest, ReportsTheConfiguredTriesWithoutFlags) {
   settings.tries = 5;
   Begin();
   EXPECT_EQ(5U, Login(session, "1"));
@@ -255,15 +255,15 @@ TEST_F(LoginStateTest, TellsAConfiguredNumberOfTriesWithoutFlags) {
   EXPECT_EQ(0U, DeviceError(session));
 }
 
-TEST_F(LoginStateTest, NeverTellsZeroTriesForAPinThatIsNotLocked) {
+TEST_F(LoginStateTest, NeverReportsZeroTriesForAnUnlockedPin) {
   module.telling = scripted::Telling::AlwaysLow;
   module.lockAfter = 100;
   Begin();
   for (int i = 0; i < 5; ++i) EXPECT_EQ(2U, Login(session, "1"));
 }
 
-// The code of the last try says that the PIN is wrong, and the flags say that it is locked.
-TEST_F(LoginStateTest, BelievesTheFlagsOfALockedPin) {
+// The last try returns that the PIN is wrong, but the flags show that it is locked.
+TEST_F(LoginStateTest, ReportsALockedPinFromTheFlags) {
   module.telling = scripted::Telling::Everything;
   module.lockedSaysIncorrect = true;
   Begin();
@@ -272,13 +272,13 @@ TEST_F(LoginStateTest, BelievesTheFlagsOfALockedPin) {
   EXPECT_EQ(CKR_PIN_LOCKED, Login(session, "1"));
 }
 
-TEST_F(LoginStateTest, OfTheStandardEntryAnswersAWrongPinByItsCode) {
+TEST_F(LoginStateTest, ThroughTheStandardEntryReturnsPinIncorrect) {
   Begin();
   CK_UTF8CHAR pin[] = {'1'};
   EXPECT_EQ(CKR_PIN_INCORRECT, Call<&Adapter::C_Login>(session, CK_USER_TYPE{CKU_USER}, pin, CK_ULONG{1}));
 }
 
-TEST_F(LoginStateTest, TakesTheNewPinAfterAChange) {
+TEST_F(LoginStateTest, AcceptsTheNewPinAfterAChange) {
   Begin();
   ASSERT_EQ(CKR_OK, Login(session));
   ASSERT_EQ(CKR_OK, Logout(session));
@@ -289,8 +289,8 @@ TEST_F(LoginStateTest, TakesTheNewPinAfterAChange) {
   EXPECT_EQ(3U, Login(session, "123456"));
 }
 
-// openCryptoki changes a PIN without a login, too, and its private keys can never be read again.
-TEST_F(LoginStateTest, IsMadeBeforeAChangeOfThePinReachesTheModule) {
+// openCryptoki also changes a PIN without a login, and then its private keys can never be read again.
+TEST_F(LoginStateTest, IsMadeBeforeAPinChangeReachesTheModule) {
   Begin();
   bool loggedIn = false;
   module.fail = [&](const std::string& entry) {
@@ -302,7 +302,7 @@ TEST_F(LoginStateTest, IsMadeBeforeAChangeOfThePinReachesTheModule) {
   EXPECT_FALSE(module.loggedIn);
 }
 
-TEST_F(LoginStateTest, IsMadeAnewForAChangeOfThePinWhenTheModuleLostIt) {
+TEST_F(LoginStateTest, IsRepeatedForAPinChangeWhenTheModuleLostIt) {
   Begin();
   ASSERT_EQ(CKR_OK, Login(session));
   module.loggedIn = false;
@@ -311,7 +311,7 @@ TEST_F(LoginStateTest, IsMadeAnewForAChangeOfThePinWhenTheModuleLostIt) {
   EXPECT_TRUE(module.loggedIn);
 }
 
-TEST_F(LoginStateTest, SpendsOneTryForAWrongPinOfAChange) {
+TEST_F(LoginStateTest, SpendsOneTryForAWrongOldPin) {
   Begin();
   EXPECT_EQ(CKR_PIN_INCORRECT, ChangePin("1", "777777"));
   EXPECT_EQ(1U, module.wrong);
@@ -319,7 +319,7 @@ TEST_F(LoginStateTest, SpendsOneTryForAWrongPinOfAChange) {
 }
 
 // A new PIN that the token refuses.
-TEST_F(LoginStateTest, MadeForAChangeOfThePinEndsWithItsFailure) {
+TEST_F(LoginStateTest, MadeForAPinChangeEndsIfTheChangeFails) {
   module.changePinAnswer = CKR_PIN_LEN_RANGE;
   Begin();
   EXPECT_EQ(CKR_PIN_LEN_RANGE, ChangePin("123456", "7"));
@@ -337,13 +337,13 @@ TEST_F(LoginStateTest, IsTriedAgainWhenASoftwareTokenFails) {
   EXPECT_EQ(4, module.Count("C_Login"));
 }
 
-TEST_F(LoginStateTest, IsNotTriedForEver) {
+TEST_F(LoginStateTest, IsNotRetriedForever) {
   Begin();
   module.fail = [](const std::string& entry) { return entry == "C_Login" ? CK_RV{CKR_GENERAL_ERROR} : CK_RV{CKR_OK}; };
   EXPECT_EQ(CKR_GENERAL_ERROR, Login(session));
 }
 
-// Nobody knows whether the card has counted the try.
+// It is unknown whether the card counted the try.
 TEST_F(LoginStateTest, IsNotTriedAgainWhenACardFails) {
   module.slots[0].flags = CKF_HW_SLOT | CKF_REMOVABLE_DEVICE;
   Begin();
@@ -359,7 +359,7 @@ TEST_F(LoginStateTest, IsNotTriedAgainAfterAWrongPin) {
 }
 
 // NSS changes a PIN only for a user who is logged in.
-TEST_F(LoginStateTest, IsMadeForAChangeOfThePinThatNeedsOne) {
+TEST_F(LoginStateTest, IsMadeForAPinChangeThatNeedsOne) {
   module.changePinNeedsLogin = true;
   Begin();
   EXPECT_EQ(CKR_PIN_INCORRECT, ChangePin("1", "777777"));
@@ -369,7 +369,7 @@ TEST_F(LoginStateTest, IsMadeForAChangeOfThePinThatNeedsOne) {
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, Logout(session));
 }
 
-TEST_F(LoginStateTest, EndsWithAWrongPinOfAChange) {
+TEST_F(LoginStateTest, EndsWhenTheOldPinOfAChangeIsWrong) {
   Begin();
   ASSERT_EQ(CKR_OK, Login(session));
   ASSERT_EQ(CKR_OK, Logout(session));
@@ -378,7 +378,7 @@ TEST_F(LoginStateTest, EndsWithAWrongPinOfAChange) {
   EXPECT_EQ(3U, DeviceError(session));
 }
 
-TEST_F(LoginStateTest, OfTheOfficerIsNotKept) {
+TEST_F(LoginStateTest, IsNotKeptForTheSecurityOfficer) {
   Begin();
   std::string pin = "so";
   auto* const bytes = reinterpret_cast<CK_UTF8CHAR*>(pin.data());

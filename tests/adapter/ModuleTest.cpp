@@ -17,7 +17,7 @@ class ModuleTest : public ::testing::Test {
   std::string TraceText() const { return ReadFile(settings.trace); }
   bool IsTraced(const std::string& text) const { return TraceText().find(text) != std::string::npos; }
 
-  // What the module's refusal says after the path.
+  // The message of the module's refusal, without the path.
   std::string Refusal() const {
     try {
       Module module(settings);
@@ -39,7 +39,7 @@ class ModuleTest : public ::testing::Test {
   Settings settings;
 };
 
-TEST_F(ModuleTest, ItIsInitialisedOnceAndStopped) {
+TEST_F(ModuleTest, ItIsInitialisedAndFinalizedOnce) {
   {
     Module module(settings);
     CK_ULONG length = 256;
@@ -54,7 +54,7 @@ TEST_F(ModuleTest, ItIsInitialisedOnceAndStopped) {
   EXPECT_TRUE(IsTraced(" C_Finalize "));
 }
 
-TEST_F(ModuleTest, ACallReturnsTheResultOfTheModuleWithAndWithoutATrace) {
+TEST_F(ModuleTest, ACallReturnsTheModulesResultWithAndWithoutATrace) {
   for (const std::string& trace : {settings.trace, std::string()}) {
     settings.trace = trace;
     Module module(settings);
@@ -73,19 +73,19 @@ TEST_F(ModuleTest, WithoutATraceThereIsNoFile) {
   EXPECT_EQ("", ReadFile(folder.File("trace.txt")));
 }
 
-TEST_F(ModuleTest, ATraceThatCannotBeOpenedIsNoFailure) {
+TEST_F(ModuleTest, ATraceThatCannotBeOpenedIsIgnored) {
   settings.trace = folder.File("no/such/folder/trace.txt");
   Module module(settings);
   EXPECT_EQ(CKR_OK, (module.Call<&CK_FUNCTION_LIST::C_CloseSession>(1u)));
   module.Stop();
 }
 
-TEST_F(ModuleTest, AMissingFileIsSaidToBeMissing) {
+TEST_F(ModuleTest, AMissingFileIsReported) {
   settings.module = folder.File("missing.so");
   EXPECT_EQ(0u, Refusal().find("there is no such file, or it cannot be read ("));
 }
 
-TEST_F(ModuleTest, AFileThatIsNoLibraryIsSaidToBeNone) {
+TEST_F(ModuleTest, AFileThatIsNotALibraryIsReported) {
   settings.module = folder.File("text.so");
   WriteFile(settings.module, "no library");
   EXPECT_EQ("the file is no library", Refusal());
@@ -105,7 +105,7 @@ TEST_F(ModuleTest, ALibraryOf32BitsIsRecognised) {
   EXPECT_EQ("the file is a library for 32-bit programs, and this program has 64 bits", Refusal());
 }
 
-TEST_F(ModuleTest, ALibraryWithoutC_GetFunctionListIsNoModule) {
+TEST_F(ModuleTest, ALibraryWithoutC_GetFunctionListIsRefused) {
   settings.module = TELVO_PLAIN_LIBRARY;
   EXPECT_EQ("the library has no C_GetFunctionList: it is no PKCS #11 module", Refusal());
 }
@@ -119,11 +119,11 @@ TEST_F(ModuleTest, AnOldModuleIsRefused) {
   EXPECT_EQ("the module has version 1.7 of PKCS #11, and 2.0 is needed", RefusalWhenIt("is old"));
 }
 
-TEST_F(ModuleTest, AnEntryThatIsLackingIsNamed) {
+TEST_F(ModuleTest, AMissingEntryIsNamed) {
   EXPECT_EQ("the module's table lacks C_Decrypt", RefusalWhenIt("lacks C_Decrypt"));
 }
 
-TEST_F(ModuleTest, ARefusalToInitialiseIsNamed) {
+TEST_F(ModuleTest, TheCodeOfAFailedInitialisationIsReported) {
   EXPECT_EQ("C_Initialize answered CKR_DEVICE_ERROR", RefusalWhenIt("has no device"));
 }
 

@@ -28,7 +28,7 @@ class ObjectsTest : public AdapterTest {
   CK_SESSION_HANDLE session = 0;
 };
 
-TEST_F(ObjectsTest, OfACertificateHaveWhatTheProviderReads) {
+TEST_F(ObjectsTest, CertificatesHaveTheAttributesThatTheProviderReads) {
   settings.defaultCertificate = "Mail";
   const std::string der = MakeCertificate(TestKey(), "digitalSignature");
   module.Add({{CKA_CLASS, Number(CKO_CERTIFICATE)}, {CKA_LABEL, "Mail  "}, {CKA_VALUE, der}});
@@ -47,7 +47,7 @@ TEST_F(ObjectsTest, OfACertificateHaveWhatTheProviderReads) {
   EXPECT_EQ(Flag(true), Read(session, other, CKA_ENCRYPT));
 }
 
-TEST_F(ObjectsTest, OfKeysHaveWhatTheProviderReads) {
+TEST_F(ObjectsTest, KeysHaveTheAttributesThatTheProviderReads) {
   AddPublicKey("1");
   AddPrivateKey("1");
   Begin(true);
@@ -66,7 +66,7 @@ TEST_F(ObjectsTest, OfKeysHaveWhatTheProviderReads) {
 }
 
 // The modules of NSS and OpenSC list such objects, and fail when their names are read.
-TEST_F(ObjectsTest, OfForeignClassesAreHidden) {
+TEST_F(ObjectsTest, ObjectsOfUnknownClassesAreHidden) {
   module.Add({{CKA_CLASS, Number(CKO_VENDOR_DEFINED + 7)}});
   module.Add({{CKA_CLASS, Number(CKO_HW_FEATURE)}, {CKA_LABEL, "clock"}});
   module.Add({{CKA_LABEL, "no class"}});
@@ -76,7 +76,7 @@ TEST_F(ObjectsTest, OfForeignClassesAreHidden) {
   EXPECT_EQ(2U, Find(session).size());  // with the stand-in
 }
 
-TEST_F(ObjectsTest, ThatArePrivateAreHiddenWhileTheProviderIsLoggedOut) {
+TEST_F(ObjectsTest, PrivateDataIsHiddenWhileTheProviderIsLoggedOut) {
   module.Add({{CKA_CLASS, Number(CKO_DATA)}, {CKA_PRIVATE, Flag(true)}, {CKA_LABEL, "secret"}, {CKA_VALUE, "text"}});
   Begin(true);
   const CK_OBJECT_HANDLE data = OfClass(CKO_DATA);
@@ -88,7 +88,7 @@ TEST_F(ObjectsTest, ThatArePrivateAreHiddenWhileTheProviderIsLoggedOut) {
   EXPECT_TRUE(Find(session).empty());
 }
 
-TEST_F(ObjectsTest, AreListedInOneOrder) {
+TEST_F(ObjectsTest, AreListedByLabelAndIdentifier) {
   AddPublicKey("2", "B");
   AddPublicKey("1", "B");
   AddPublicKey("3", "A");
@@ -100,7 +100,7 @@ TEST_F(ObjectsTest, AreListedInOneOrder) {
   EXPECT_EQ((std::vector<std::string>{"3", "1", "2"}), ids);
 }
 
-TEST_F(ObjectsTest, AnswerByTheRulesForBuffers) {
+TEST_F(ObjectsTest, AnswerLengthQueriesAndMarkShortBuffers) {
   AddPublicKey("abc");
   Begin();
   const CK_OBJECT_HANDLE key = OfClass(CKO_PUBLIC_KEY);
@@ -112,7 +112,7 @@ TEST_F(ObjectsTest, AnswerByTheRulesForBuffers) {
   EXPECT_EQ(CK_UNAVAILABLE_INFORMATION, attributes[2].ulValueLen);
 }
 
-TEST_F(ObjectsTest, ShowNoSecretPartOfAKey) {
+TEST_F(ObjectsTest, HideTheSecretPartsOfAKey) {
   const CK_OBJECT_HANDLE lower = AddPrivateKey("1");
   module.objects[lower][CKA_PRIVATE_EXPONENT] = "secret";
   Begin(true);
@@ -121,14 +121,14 @@ TEST_F(ObjectsTest, ShowNoSecretPartOfAKey) {
             Call<&Adapter::C_GetAttributeValue>(session, OfClass(CKO_PRIVATE_KEY), &attribute, CK_ULONG{1}));
 }
 
-TEST_F(ObjectsTest, OfAModuleThatFailsAWholeReadAreReadOneByOne) {
+TEST_F(ObjectsTest, AttributesAreReadOneByOneIfTheModuleFailsAWholeRead) {
   module.stopsAtBadAttribute = true;
   AddPublicKey("1", "Anna");
   Begin();
   EXPECT_EQ("Anna", Read(session, OfClass(CKO_PUBLIC_KEY), CKA_LABEL));
 }
 
-TEST_F(ObjectsTest, ArePairsMadeOfACleanTemplate) {
+TEST_F(ObjectsTest, PairsAreGeneratedFromACleanedTemplate) {
   Begin(true);
   CK_OBJECT_HANDLE publicKey = 0, privateKey = 0;
   ASSERT_EQ(CKR_OK, GeneratePair(publicKey, privateKey));
@@ -146,7 +146,7 @@ TEST_F(ObjectsTest, ArePairsMadeOfACleanTemplate) {
   EXPECT_EQ(privateKey, OfClass(CKO_PRIVATE_KEY));
 }
 
-TEST_F(ObjectsTest, OfAFailedPairAreNotLeftBehind) {
+TEST_F(ObjectsTest, AFailedPairLeavesNoObjects) {
   AddPublicKey("box", "box");
   module.leavesOrphan = true;
   Begin(true);
@@ -155,7 +155,7 @@ TEST_F(ObjectsTest, OfAFailedPairAreNotLeftBehind) {
   EXPECT_EQ(1U, module.objects.size());
 }
 
-TEST_F(ObjectsTest, AreCertificatesThatGainAType) {
+TEST_F(ObjectsTest, ANewCertificateGetsItsType) {
   Begin(true);
   auto made = softtoken::testing::ProviderCertificate("Mail", "1", MakeCertificate(TestKey()));
   CK_OBJECT_HANDLE object = 0;
@@ -182,7 +182,7 @@ TEST_F(ObjectsTest, KeepTheirHandleWhenTheirLabelIsSet) {
             Call<&Adapter::C_SetAttributeValue>(session, OfClass(CKO_PRIVATE_KEY), own.Data(), own.Count()));
 }
 
-TEST_F(ObjectsTest, AreNotChangedThroughASessionForReading) {
+TEST_F(ObjectsTest, AreNotChangedThroughAReadOnlySession) {
   AddPublicKey("1");
   Start();
   session = Open(kReadOnly);

@@ -1,4 +1,4 @@
-// Signatures and decryptions, which stay on the token, and tokens that go away.
+// Signatures and decryptions, which the token does itself, and tokens that are removed.
 #include "AdapterTest.h"
 
 namespace adapter::testing {
@@ -31,7 +31,7 @@ class PrivateOperationTest : public AdapterTest {
     plain.resize(room);
     return result;
   }
-  // What the module was given to sign.
+  // The data that the module was given to sign.
   std::string SignedInput(CK_MECHANISM_TYPE type, const std::string& data) {
     std::string input, signature;
     module.use = [&](CK_MECHANISM_TYPE, const std::string& given) {
@@ -46,7 +46,7 @@ class PrivateOperationTest : public AdapterTest {
   CK_OBJECT_HANDLE key = 0, lower = 0;
 };
 
-TEST_F(PrivateOperationTest, AnswersALengthWithoutTheModule) {
+TEST_F(PrivateOperationTest, ReturnsALengthWithoutCallingTheModule) {
   Begin();
   CK_BYTE data[5] = {};
   CK_ULONG length = 0;
@@ -58,27 +58,27 @@ TEST_F(PrivateOperationTest, AnswersALengthWithoutTheModule) {
   EXPECT_EQ(CKR_BUFFER_TOO_SMALL, Call<&Adapter::C_Sign>(session, data, CK_ULONG{5}, small, &length));
   EXPECT_EQ(128U, length);
   EXPECT_TRUE(module.calls.empty());
-  // The caller is free: to go on, or to begin anew.
+  // The caller may continue or start again.
   EXPECT_EQ(CKR_OK, SignInit());
   CK_BYTE signature[128] = {};
   EXPECT_EQ(CKR_OK, Call<&Adapter::C_Sign>(session, data, CK_ULONG{5}, signature, &length));
   EXPECT_EQ(1, module.Count("C_SignInit"));
 }
 
-TEST_F(PrivateOperationTest, IsNotReplacedOnceItHasBegun) {
+TEST_F(PrivateOperationTest, IsNotReplacedByASecondInit) {
   Begin();
   ASSERT_EQ(CKR_OK, SignInit());
   EXPECT_EQ(CKR_OPERATION_ACTIVE, SignInit());
 }
 
-TEST_F(PrivateOperationTest, MakesASignatureAsLongAsTheModulus) {
+TEST_F(PrivateOperationTest, PadsASignatureToTheLengthOfTheModulus) {
   Begin();
   std::string signature;
   ASSERT_EQ(CKR_OK, Sign(session, key, "data", signature));
   EXPECT_EQ(std::string(128 - 11, '\0') + "signed:data", signature);
 }
 
-TEST_F(PrivateOperationTest, ByADigestIsDigestedHere) {
+TEST_F(PrivateOperationTest, DigestsTheDataBeforeTheModuleSigns) {
   Begin();
   const std::string input = SignedInput(CKM_SHA1_RSA_PKCS, "abc");
   const Bytes expected = FromHex("3021300906052b0e03021a05000414a9993e364706816aba3e25717850c26c9cd0d89d");
@@ -89,18 +89,18 @@ TEST_F(PrivateOperationTest, ByADigestIsDigestedHere) {
   EXPECT_EQ(34U, SignedInput(CKM_MD5_RSA_PKCS, "abc").size());
 }
 
-TEST_F(PrivateOperationTest, IsPaddedHereForATokenWithBareRsaAlone) {
+TEST_F(PrivateOperationTest, PadsTheDataForATokenThatHasOnlyBareRsa) {
   module.mechanisms = {CKM_RSA_X_509};
   Begin();
   const std::string input = SignedInput(CKM_RSA_PKCS, std::string(36, 'h'));
   EXPECT_EQ(CKM_RSA_X_509, module.mechanism);
   EXPECT_EQ(std::string("\0\1", 2) + std::string(128 - 36 - 3, '\xFF') + std::string(1, '\0') + std::string(36, 'h'),
             input);
-  // Padding is never taken off here.
+  // The adapter itself never removes padding.
   EXPECT_EQ(CKR_MECHANISM_INVALID, DecryptInit());
 }
 
-TEST_F(PrivateOperationTest, TakesNoInputThatIsTooLong) {
+TEST_F(PrivateOperationTest, RefusesInputThatIsEmptyOrTooLong) {
   Begin();
   std::string signature;
   EXPECT_EQ(CKR_OK, Sign(session, key, std::string(117, 'x'), signature));
@@ -108,7 +108,7 @@ TEST_F(PrivateOperationTest, TakesNoInputThatIsTooLong) {
   EXPECT_EQ(CKR_DATA_LEN_RANGE, Sign(session, key, "", signature));
 }
 
-TEST_F(PrivateOperationTest, GivesADecryptionRoomForTheWholeModulus) {
+TEST_F(PrivateOperationTest, DecryptsOnlyOnceIfTheFirstBufferIsTooSmall) {
   Begin();
   module.use = [](CK_MECHANISM_TYPE, const std::string&) { return std::string(100, 'p'); };
   std::string plain;
@@ -120,7 +120,7 @@ TEST_F(PrivateOperationTest, GivesADecryptionRoomForTheWholeModulus) {
   EXPECT_EQ(1, module.Count("C_Decrypt"));
 }
 
-TEST_F(PrivateOperationTest, RefusesLengthsThatCannotBe) {
+TEST_F(PrivateOperationTest, RefusesImpossibleLengthsFromTheModule) {
   Begin();
   std::string result;
   for (const CK_ULONG lie : {CK_ULONG{1000}, static_cast<CK_ULONG>(-1), CK_ULONG{0}}) {
@@ -134,7 +134,7 @@ TEST_F(PrivateOperationTest, RefusesLengthsThatCannotBe) {
   }
 }
 
-TEST_F(PrivateOperationTest, EndsWhatTheModuleKeptFromBefore) {
+TEST_F(PrivateOperationTest, EndsAnOperationThatTheModuleLeftActive) {
   Begin();
   module.keepsOperation = true;
   std::string signature;
@@ -143,7 +143,7 @@ TEST_F(PrivateOperationTest, EndsWhatTheModuleKeptFromBefore) {
   EXPECT_TRUE(module.loggedIn);
 }
 
-TEST_F(PrivateOperationTest, LogsInOnceMoreForAKeyThatWantsThePinEachTime) {
+TEST_F(PrivateOperationTest, LogsInAgainForAKeyThatNeedsThePinEachTime) {
   Begin();
   module.objects[lower][CKA_ALWAYS_AUTHENTICATE] = Flag(true);
   ASSERT_NE(0U, FindOne(session, Attributes{{CKA_CLASS, Number(CKO_PRIVATE_KEY)}}));
@@ -152,7 +152,7 @@ TEST_F(PrivateOperationTest, LogsInOnceMoreForAKeyThatWantsThePinEachTime) {
   EXPECT_EQ(1U, module.needsContextLogin);
 }
 
-TEST_F(PrivateOperationTest, OfASessionWhoseTokenIsGoneSaysSoOnce) {
+TEST_F(PrivateOperationTest, ReportsARemovedTokenOncePerSession) {
   for (const CK_RV answer : {CKR_DEVICE_REMOVED, CKR_TOKEN_NOT_PRESENT, CKR_SESSION_HANDLE_INVALID}) {
     Stop();
     module = Script();
@@ -183,7 +183,7 @@ TEST_F(PrivateOperationTest, NeedsANewLoginWhenTheTokenIsBack) {
   EXPECT_EQ(CKR_OK, Sign(session, key, "data", signature));
 }
 
-TEST_F(PrivateOperationTest, IsOverWhenTheTokenWasExchanged) {
+TEST_F(PrivateOperationTest, ReportsARemovalWhenTheTokenWasExchanged) {
   Begin();
   module.slots[0].serial = "2222222222222222";
   Slots(true);
@@ -198,7 +198,7 @@ TEST_F(PrivateOperationTest, OpensASessionAtOnceWhenThePulledTokenIsBack) {
   EXPECT_EQ(CKR_DEVICE_REMOVED, Logout(session));
 }
 
-TEST_F(PrivateOperationTest, DoesNotBelieveCountsAndLengthsOfASearch) {
+TEST_F(PrivateOperationTest, SurvivesFalseCountsAndLengthsInASearch) {
   Begin();
   module.foundLie = 1000000;
   CK_OBJECT_HANDLE found = 0;

@@ -10,7 +10,7 @@ namespace adapter::testing {
 namespace {
 
 TEST(RandomTest, EveryByteIsWritten) {
-  // A byte that is never written stays 0 in all of 64 rounds; a random one does so once in 2^512.
+  // A byte that is never written stays 0 in all 64 rounds. A random one does so once in 2^512.
   Bytes seen(50), bytes(50);
   for (int round = 0; round < 64; ++round) {
     software::Fill(bytes.data(), bytes.size());
@@ -19,7 +19,7 @@ TEST(RandomTest, EveryByteIsWritten) {
   EXPECT_EQ(0, std::count(seen.begin(), seen.end(), 0));
 }
 
-TEST(RandomTest, NoBytesNeedNoRoom) { software::Fill(nullptr, 0); }
+TEST(RandomTest, ZeroBytesNeedNoBuffer) { software::Fill(nullptr, 0); }
 
 TEST(RandomTest, ThreadsGetDifferentBytes) {
   std::vector<Bytes> results(4, Bytes(16));

@@ -68,7 +68,7 @@ Bytes RsaKeyPair::DecryptWith(int padding, const char* digest, const std::string
   Require(EVP_PKEY_CTX_set_rsa_padding(context.get(), padding) == 1);
   if (padding == RSA_PKCS1_OAEP_PADDING) {
     Require(EVP_PKEY_CTX_set_rsa_oaep_md(context.get(), EVP_get_digestbyname(digest)) == 1);
-    void* const copy = OPENSSL_memdup(label.data(), label.size());  // which the context takes over
+    void* const copy = OPENSSL_memdup(label.data(), label.size());  // the context takes it over
     Require(EVP_PKEY_CTX_set0_rsa_oaep_label(context.get(), copy, static_cast<int>(label.size())) == 1);
   }
   Bytes plain(static_cast<std::size_t>(EVP_PKEY_get_size(m_key)));

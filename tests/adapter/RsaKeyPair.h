@@ -1,4 +1,4 @@
-// An RSA key pair in OpenSSL's hands, the independent judge of what is done with its public half.
+// An RSA key pair held by OpenSSL, which independently checks what is done with its public half.
 #pragma once
 
 #include <openssl/types.h>
@@ -18,9 +18,9 @@ class RsaKeyPair {
 
   software::RsaPublicKey Public() const;
 
-  // Sign makes a PKCS #1 signature over the message by the named digest.
+  // Sign makes a PKCS #1 signature over the message with the named digest.
   Bytes Sign(const char* digest, const Bytes& message) const;
-  // SignRaw puts the padding of PKCS #1 before the data as it is, and SignBare puts nothing before it.
+  // SignRaw signs the unchanged data with PKCS #1 padding, and SignBare signs it without padding.
   Bytes SignRaw(const Bytes& data) const;
   Bytes SignBare(const Bytes& block) const;
 

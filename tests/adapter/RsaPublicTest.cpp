@@ -1,4 +1,4 @@
-// RSA with a public key, judged by OpenSSL, which has the private one.
+// RSA with a public key, checked by OpenSSL, which has the private key.
 #include <gtest/gtest.h>
 
 #include "RsaKeyPair.h"
@@ -29,7 +29,7 @@ class RsaPublicTest : public ::testing::Test {
 };
 RsaKeyPair* RsaPublicTest::pair = nullptr;
 
-TEST_F(RsaPublicTest, OpenSslDecryptsPkcs1OfEachLength) {
+TEST_F(RsaPublicTest, OpenSslDecryptsPkcs1OfAnyLength) {
   for (std::size_t length = 1; length <= 117; length += 29) {
     const Bytes data = Counting(length);
     const Bytes encrypted = Encrypt(key, Bare(CKM_RSA_PKCS), data);
@@ -52,7 +52,7 @@ TEST_F(RsaPublicTest, OpenSslDecryptsABareBlock) {
   EXPECT_EQ(padded, pair->DecryptBare(Encrypt(key, Bare(CKM_RSA_X_509), Bytes(block.begin() + 1, block.begin() + 21))));
 }
 
-TEST_F(RsaPublicTest, AResultWithZerosBeforeItHasTheLengthOfTheModulus) {
+TEST_F(RsaPublicTest, AResultWithLeadingZerosHasTheLengthOfTheModulus) {
   EXPECT_EQ(Bytes(128), Encrypt(key, Bare(CKM_RSA_X_509), Bytes(1)));
   Bytes one(128);
   one.back() = 1;
@@ -101,7 +101,7 @@ TEST_F(RsaPublicTest, DataThatCannotBeEncryptedIsRefused) {
   EXPECT_EQ(CKR_MECHANISM_INVALID, CodeOf([&] { Encrypt(key, Bare(CKM_SHA256_RSA_PKCS), Counting(5)); }));
 }
 
-TEST_F(RsaPublicTest, SignaturesByADigestAreVerified) {
+TEST_F(RsaPublicTest, SignaturesWithADigestAreVerified) {
   const struct {
     CK_MECHANISM_TYPE mechanism;
     const char* digest;
@@ -126,8 +126,8 @@ TEST_F(RsaPublicTest, SignaturesOverRawDataAreVerified) {
   EXPECT_EQ(CKR_SIGNATURE_INVALID, Verify(key, CKM_RSA_PKCS, Counting(35), pair->SignRaw(Counting(36))));
 }
 
-TEST_F(RsaPublicTest, ASignatureOverADigestInfoIsOneByThatDigest) {
-  // The DigestInfo of SHA-256, of RFC 8017, and the digest of "abc".
+TEST_F(RsaPublicTest, ASignatureWithADigestMatchesItsRawDigestInfo) {
+  // The DigestInfo of SHA-256 from RFC 8017, then the digest of "abc".
   const Bytes info = FromHex(
       "3031300d060960864801650304020105000420"
       "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
@@ -162,7 +162,7 @@ TEST_F(RsaPublicTest, DataThatNoSignatureCanHoldIsRefused) {
   EXPECT_EQ(CKR_MECHANISM_INVALID, Verify(key, CKM_RSA_PKCS_PSS, Counting(20), Counting(128)));
 }
 
-TEST_F(RsaPublicTest, ZerosBeforeTheNumbersDoNotCount) {
+TEST_F(RsaPublicTest, LeadingZerosOfTheNumbersAreIgnored) {
   RsaPublicKey longer = key;
   longer.modulus.insert(longer.modulus.begin(), 3, 0);
   longer.exponent.insert(longer.exponent.begin(), 2, 0);
@@ -171,7 +171,7 @@ TEST_F(RsaPublicTest, ZerosBeforeTheNumbersDoNotCount) {
   EXPECT_EQ(CKR_OK, Verify(longer, CKM_RSA_PKCS, data, pair->SignRaw(data)));
 }
 
-TEST_F(RsaPublicTest, NumbersThatAreNoKeyAreRefused) {
+TEST_F(RsaPublicTest, NumbersThatAreNotAKeyAreRefused) {
   Bytes even = key.modulus;
   even.back() = 0xC4;
   const RsaPublicKey keys[] = {
@@ -191,7 +191,7 @@ TEST_F(RsaPublicTest, NumbersThatAreNoKeyAreRefused) {
   }
 }
 
-TEST(RsaPublicLongKeyTest, AKeyOf4096Bits) {
+TEST(RsaPublicLongKeyTest, AKeyOf4096BitsEncryptsAndVerifies) {
   const RsaKeyPair pair(4096);
   const Bytes data = Counting(501);
   EXPECT_EQ(data, pair.Decrypt(Encrypt(pair.Public(), Bare(CKM_RSA_PKCS), data)));

@@ -38,7 +38,7 @@ TEST(SaltedDigestTest, CopiesAreEqual) {
   EXPECT_TRUE(Matches(copy, "123456"));
 }
 
-TEST(SaltedDigestTest, ItIsNoPlainDigestOfThePin) {
+TEST(SaltedDigestTest, ItDoesNotContainThePlainDigestOfThePin) {
   const SaltedDigest digest = Of("123456");
   software::Digest plain(CKM_SHA256);
   plain.Update(BytesOf("123456").data(), 6);
@@ -48,7 +48,7 @@ TEST(SaltedDigestTest, ItIsNoPlainDigestOfThePin) {
   EXPECT_EQ(kept.end(), std::search(kept.begin(), kept.end(), value.begin(), value.end()));
 }
 
-TEST(SaltedDigestTest, ItIsWipedAtItsEnd) {
+TEST(SaltedDigestTest, TheDestructorWipesIt) {
   alignas(SaltedDigest) CK_BYTE room[sizeof(SaltedDigest)] = {};
   auto* const digest = new (room) SaltedDigest(BytesOf("123456").data(), 6);
   EXPECT_NE(Bytes(sizeof room), Bytes(std::begin(room), std::end(room)));

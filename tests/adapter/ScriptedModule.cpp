@@ -64,7 +64,7 @@ bool IsPrivate(const Attributes& attributes) {
 bool IsSeen(const Attributes& attributes) { return S().loggedIn || !IsPrivate(attributes); }
 
 // The handles of private objects change at a logout.
-void LetHandlesDie() {
+void RenewPrivateHandles() {
   if (!S().privateKeysDie) return;
   std::map<CK_OBJECT_HANDLE, Attributes> moved;
   for (const auto& [handle, attributes] : S().objects) {
@@ -82,12 +82,12 @@ void LetHandlesDie() {
 
 void Script::LogOutAsPulled() {
   loggedIn = false;
-  LetHandlesDie();
+  RenewPrivateHandles();
 }
 
 namespace {
 
-Attributes Taken(const CK_ATTRIBUTE* attributes, CK_ULONG count) {
+Attributes CopyOf(const CK_ATTRIBUTE* attributes, CK_ULONG count) {
   Attributes taken;
   for (CK_ULONG i = 0; i < count; ++i) {
     taken[attributes[i].type] = std::string(static_cast<const char*>(attributes[i].pValue), attributes[i].ulValueLen);
@@ -205,7 +205,7 @@ CK_RV Logout(CK_SESSION_HANDLE session) {
   if (const CK_RV failed = Enter("C_Logout", session)) return failed;
   if (!S().loggedIn && !S().officer) return CKR_USER_NOT_LOGGED_IN;
   S().loggedIn = S().officer = false;
-  LetHandlesDie();
+  RenewPrivateHandles();
   return CKR_OK;
 }
 
@@ -229,7 +229,7 @@ CK_RV InitPin(CK_SESSION_HANDLE session, CK_UTF8CHAR_PTR pin, CK_ULONG length) {
 CK_RV FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE_PTR attributes, CK_ULONG count) {
   if (const CK_RV failed = Enter("C_FindObjectsInit", session)) return failed;
   if (S().searches.count(session) != 0) return CKR_OPERATION_ACTIVE;
-  const Attributes wanted = Taken(attributes, count);
+  const Attributes wanted = CopyOf(attributes, count);
   std::vector<CK_OBJECT_HANDLE>& found = S().searches[session];
   for (const auto& [handle, has] : S().objects) {
     const Attributes& object = has;
@@ -286,14 +286,14 @@ CK_RV SetAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_A
                         CK_ULONG count) {
   if (const CK_RV failed = Enter("C_SetAttributeValue", session)) return failed;
   if (S().objects.count(object) == 0) return CKR_OBJECT_HANDLE_INVALID;
-  for (const auto& [type, value] : Taken(attributes, count)) S().objects[object][type] = value;
+  for (const auto& [type, value] : CopyOf(attributes, count)) S().objects[object][type] = value;
   return CKR_OK;
 }
 
 CK_RV CreateObject(CK_SESSION_HANDLE session, CK_ATTRIBUTE_PTR attributes, CK_ULONG count,
                    CK_OBJECT_HANDLE_PTR object) {
   if (const CK_RV failed = Enter("C_CreateObject", session)) return failed;
-  *object = S().Add(Taken(attributes, count));
+  *object = S().Add(CopyOf(attributes, count));
   return CKR_OK;
 }
 
@@ -306,13 +306,13 @@ CK_RV GenerateKeyPair(CK_SESSION_HANDLE session, CK_MECHANISM_PTR, CK_ATTRIBUTE_
                       CK_ULONG publicCount, CK_ATTRIBUTE_PTR privateAttributes, CK_ULONG privateCount,
                       CK_OBJECT_HANDLE_PTR publicKey, CK_OBJECT_HANDLE_PTR privateKey) {
   if (const CK_RV failed = Enter("C_GenerateKeyPair", session)) return failed;
-  Attributes attributes = Taken(publicAttributes, publicCount);
+  Attributes attributes = CopyOf(publicAttributes, publicCount);
   attributes[CKA_CLASS] = Number(CKO_PUBLIC_KEY);
   attributes[CKA_KEY_TYPE] = Number(CKK_RSA);
   attributes[CKA_MODULUS] = std::string(128, '\x8B');
   *publicKey = S().Add(attributes);
   if (S().leavesOrphan) return CKR_DEVICE_MEMORY;
-  attributes = Taken(privateAttributes, privateCount);
+  attributes = CopyOf(privateAttributes, privateCount);
   attributes[CKA_CLASS] = Number(CKO_PRIVATE_KEY);
   attributes[CKA_KEY_TYPE] = Number(CKK_RSA);
   attributes[CKA_MODULUS] = std::string(128, '\x8B');
@@ -368,7 +368,7 @@ CK_RV GenerateRandom(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG lengt
   return S().randomAnswer;
 }
 
-// The entries that a test has no script for.
+// The entries that a script does not cover.
 template <typename... P>
 CK_RV Refuse(P... /*arguments*/) {
   return CKR_FUNCTION_NOT_SUPPORTED;

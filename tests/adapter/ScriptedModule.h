@@ -1,4 +1,4 @@
-// An ordinary PKCS #11 module in memory, whose habits and faults a test chooses. The test program is linked to the
+// An ordinary PKCS #11 module in memory. A test chooses its behaviour and its faults. The test program is linked to the
 // library that the adapter loads, so both see the same script.
 #pragma once
 
@@ -19,13 +19,13 @@ struct ScriptedSlot {
   CK_SLOT_ID id = 0;
   std::string description = "Reader";
   bool tokenIn = true;
-  CK_FLAGS flags = 0;  // besides that of the token
-  int failures = 0;    // how often C_GetTokenInfo still fails
+  CK_FLAGS flags = 0;  // besides CKF_TOKEN_PRESENT
+  int failures = 0;    // how many more times C_GetTokenInfo fails
   bool initialised = true;
   std::string label = "Card", serial = "1234567890ABCDEF";
 };
 
-// How the token's flags tell of wrong PINs.
+// What the token's flags report about wrong PINs.
 enum class Telling { Nothing, Everything, AlwaysLow };
 
 struct Script {
@@ -40,27 +40,28 @@ struct Script {
   Telling telling = Telling::Nothing;
   unsigned lockAfter = 3;
   unsigned wrong = 0;
-  bool lockedSaysIncorrect = false;  // openCryptoki: the code of a locked PIN
+  bool lockedSaysIncorrect = false;  // openCryptoki: the wrong PIN that locks returns CKR_PIN_INCORRECT
 
   bool privateKeysDie = false;       // SoftHSM2: a private object has a new handle after each login
-  bool keepsOperation = false;       // an operation stays after its failure
-  bool stopsAtBadAttribute = false;  // fails a whole read for one attribute
-  CK_RV removal = CKR_OK;            // what all calls on sessions answer
-  CK_RV changePinAnswer = CKR_OK;    // to the right old PIN
+  bool keepsOperation = false;       // an operation stays active after its last call
+  bool stopsAtBadAttribute = false;  // one bad attribute fails the whole read
+  CK_RV removal = CKR_OK;            // what all calls on sessions return
+  CK_RV changePinAnswer = CKR_OK;    // what C_SetPIN returns for the right old PIN
   bool changePinNeedsLogin = false;
-  bool leavesOrphan = false;             // a pair fails after its public key was made
+  bool leavesOrphan = false;             // C_GenerateKeyPair fails after it made the public key
   bool stateIsPublic = false;            // another program logged the user out
-  std::optional<CK_ULONG> lengthLie;     // what C_Sign and C_Decrypt say of their result
-  std::optional<CK_ULONG> foundLie;      // what C_FindObjects says it found
-  std::optional<CK_ULONG> attributeLie;  // what C_GetAttributeValue says of each length
+  std::optional<CK_ULONG> lengthLie;     // the result length that C_Sign and C_Decrypt report
+  std::optional<CK_ULONG> foundLie;      // the count that C_FindObjects reports
+  std::optional<CK_ULONG> attributeLie;  // each length that C_GetAttributeValue reports
   CK_RV randomAnswer = CKR_OK;
-  CK_ULONG needsContextLogin = 0;  // logins of CKU_CONTEXT_SPECIFIC that were made
+  CK_ULONG needsContextLogin = 0;  // how many logins of CKU_CONTEXT_SPECIFIC were made
 
-  // What a private key makes of the input; by default 'signed:' and the input, up to the length of the modulus.
+  // What C_Sign and C_Decrypt make of the input; by default 'signed:' and the input.
   std::function<std::string(CK_MECHANISM_TYPE, const std::string&)> use;
 
-  // For a module that answers anything: the result of a call instead of its work, CKR_OK for the work; and a number
-  // that the module tells instead of the true one. What it writes stays inside the caller's buffers.
+  // For a module that returns anything. `fail` returns an error instead of a call's work, or CKR_OK for the work.
+  // `falsify` returns the number to report instead of the true one. What the module writes stays inside the caller's
+  // buffers.
   std::function<CK_RV(const char* entry)> fail;
   std::function<CK_ULONG(CK_ULONG truth)> falsify;
   CK_ULONG Told(CK_ULONG truth) const { return falsify ? falsify(truth) : truth; }

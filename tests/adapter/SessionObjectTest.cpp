@@ -1,4 +1,4 @@
-// Session keys and imported public keys, which are the adapter's own, and what it does with them.
+// Session keys and imported public keys. The adapter holds them, and computes with them itself.
 #include "AdapterTest.h"
 #include "RsaKeyPair.h"
 #include "softtoken/ProviderTemplates.h"
@@ -22,7 +22,7 @@ class SessionObjectTest : public AdapterTest {
   CK_OBJECT_HANDLE CreateKey(CK_KEY_TYPE type, const std::string& value) {
     return Create(softtoken::testing::ProviderSecretKey(type, value));
   }
-  // With `Do` of an operation that was begun.
+  // Calls `Do` of an operation that was started.
   template <auto Do>
   CK_RV Work(std::string in, std::string& out, CK_ULONG room = 1000) {
     out.assign(1000, '\0');
@@ -51,7 +51,7 @@ TEST_F(SessionObjectTest, EncryptsAndDecryptsWithoutALoginAndWithoutTheModule) {
   EXPECT_EQ(0, module.Count("C_CreateObject"));
 }
 
-TEST_F(SessionObjectTest, HoldsAResultForWhichTheBufferWasTooSmall) {
+TEST_F(SessionObjectTest, KeepsAResultIfTheBufferWasTooSmall) {
   const CK_OBJECT_HANDLE key = CreateKey(CKK_AES, "0123456789abcdef");
   CK_BYTE iv[16] = {};
   CK_MECHANISM mechanism = {CKM_AES_CBC_PAD, iv, sizeof iv};
@@ -127,7 +127,7 @@ TEST_F(SessionObjectTest, EncryptsAndVerifiesWithAnImportedPublicKey) {
   EXPECT_EQ(CKR_SIGNATURE_INVALID, verify());
 }
 
-TEST_F(SessionObjectTest, ShowsItsValueOnlyIfItMay) {
+TEST_F(SessionObjectTest, ShowsItsValueOnlyIfItIsNotSensitive) {
   EXPECT_EQ("01234567", Read(session, CreateKey(CKK_DES, "01234567"), CKA_VALUE));
   const CK_OBJECT_HANDLE hidden = Create(Template(Attributes{{CKA_CLASS, Number(CKO_SECRET_KEY)},
                                                              {CKA_KEY_TYPE, Number(CKK_DES)},
@@ -146,7 +146,7 @@ TEST_F(SessionObjectTest, EndsWithItsSession) {
   EXPECT_EQ(CKR_KEY_HANDLE_INVALID, Call<&Adapter::C_EncryptInit>(other, &mechanism, key));
 }
 
-TEST_F(SessionObjectTest, OfAPrivateKeyIsRefused) {
+TEST_F(SessionObjectTest, IsRefusedForAPrivateKey) {
   Template made(Attributes{{CKA_CLASS, Number(CKO_PRIVATE_KEY)}, {CKA_KEY_TYPE, Number(CKK_RSA)}});
   CK_OBJECT_HANDLE object = 0;
   EXPECT_EQ(CKR_TEMPLATE_INCONSISTENT, Call<&Adapter::C_CreateObject>(session, made.Data(), made.Count(), &object));
@@ -162,7 +162,7 @@ TEST_F(SessionObjectTest, IsGenerated) {
   EXPECT_NE(Read(session, first, CKA_VALUE), Read(session, second, CKA_VALUE));
 }
 
-TEST_F(SessionObjectTest, RandomComesFromTheModuleAndElseFromHere) {
+TEST_F(SessionObjectTest, RandomBytesComeFromTheModuleOrElseFromTheAdapter) {
   CK_BYTE bytes[32] = {};
   ASSERT_EQ(CKR_OK, Call<&Adapter::C_GenerateRandom>(session, bytes, CK_ULONG{32}));
   EXPECT_EQ(0x55, bytes[31]);

@@ -69,9 +69,9 @@ TEST(AdapterSettingsTest, AModuleWithoutAFolderIsLeftToTheLoader) {
   EXPECT_EQ("opensc-pkcs11.so", Parse("module = opensc-pkcs11.so\n").module);
 }
 
-TEST(AdapterSettingsTest, KeepingTheLoginCanBeSaid) { EXPECT_TRUE(Parse("module = m\nkeep_login = yes\n").keepLogin); }
+TEST(AdapterSettingsTest, KeepLoginMayBeYes) { EXPECT_TRUE(Parse("module = m\nkeep_login = yes\n").keepLogin); }
 
-TEST(AdapterSettingsTest, TheMarkOfUtf8IsNoPartOfTheText) { EXPECT_EQ("m", Parse("\xEF\xBB\xBFmodule = m\n").module); }
+TEST(AdapterSettingsTest, AByteOrderMarkIsSkipped) { EXPECT_EQ("m", Parse("\xEF\xBB\xBFmodule = m\n").module); }
 
 struct BadCase {
   const char* name;
@@ -113,16 +113,16 @@ const BadCase kBadCases[] = {
     {"LongReader", kLongReader.c_str(), "/conf/adapter.conf:2: the value has more than 64 bytes"},
     {"NoTries", "tries = 0\n", "/conf/adapter.conf:1: 'tries' is a number from 1 to 15"},
     {"ManyTries", "tries = 16\n", "/conf/adapter.conf:1: 'tries' is a number from 1 to 15"},
-    {"TriesWithATail", "tries = 3x\n", "/conf/adapter.conf:1: 'tries' is a number from 1 to 15"},
+    {"TriesWithASuffix", "tries = 3x\n", "/conf/adapter.conf:1: 'tries' is a number from 1 to 15"},
     {"KeepLogin", "keep_login = true\n", "/conf/adapter.conf:1: 'keep_login' is 'yes' or 'no'"},
     {"NoLife", "login_life = 0\n", "/conf/adapter.conf:1: 'login_life' is a number of seconds from 1 to 86400"},
     {"LongLife", "login_life = 86401\n", "/conf/adapter.conf:1: 'login_life' is a number of seconds from 1 to 86400"},
     {"NegativeLife", "login_life = -1\n", "/conf/adapter.conf:1: 'login_life' is a number of seconds from 1 to 86400"},
     {"LongTokenLabel", kLongTokenLabel.c_str(), "/conf/adapter.conf:3: the value has more than 32 bytes"},
     {"LongName", kLongName.c_str(), "/conf/adapter.conf:3: the value has more than 64 bytes"},
-    {"TokenWithoutItself", "module = m\n[token]\nname = A\n",
+    {"TokenWithoutSerialOrLabel", "module = m\n[token]\nname = A\n",
      "/conf/adapter.conf:2: a [token] has either a 'serial' or a 'label'"},
-    {"TokenTwofold", "module = m\n[token]\nserial = 1\nlabel = 2\nname = A\n",
+    {"TokenWithSerialAndLabel", "module = m\n[token]\nserial = 1\nlabel = 2\nname = A\n",
      "/conf/adapter.conf:2: a [token] has either a 'serial' or a 'label'"},
     {"TokenWithoutName", "module = m\n\n[token]\nserial = 1\n[token]\n",
      "/conf/adapter.conf:3: a [token] has a 'name'"},
@@ -151,16 +151,16 @@ TEST(AdapterSettingsTest, AMissingFileIsNamed) {
   }
 }
 
-TEST(AdapterSettingsTest, AFolderIsNoFile) {
+TEST(AdapterSettingsTest, AFolderIsRefused) {
   const TempFolder folder;
   EXPECT_THROW(ReadSettings(folder.File("")), SettingsError);
 }
 
-TEST(AdapterSettingsTest, WithoutAnyNameTheFileStandsBesideTheAdapter) {
+TEST(AdapterSettingsTest, TheDefaultFileIsNextToTheAdapter) {
   EXPECT_EQ("/lib/telvo/telvopkcs11-adapter.conf", SettingsPath("/lib/telvo"));
 }
 
-TEST(AdapterSettingsTest, TheEnvironmentNamesTheFileFirst) {
+TEST(AdapterSettingsTest, TheFileFromTheEnvironmentTakesPrecedence) {
   const TempFolder folder;
   WriteFile(folder.File("other.conf"), "module = /m\nlabel = Other\n");
   const Variable named("TELVO_ADAPTER_CONF", folder.File("other.conf"));
@@ -168,7 +168,7 @@ TEST(AdapterSettingsTest, TheEnvironmentNamesTheFileFirst) {
   EXPECT_EQ("Other", LoadSettings().label);
 }
 
-TEST(AdapterSettingsTest, AnEmptyVariableNamesNothing) {
+TEST(AdapterSettingsTest, AnEmptyVariableIsIgnored) {
   const Variable empty("TELVO_ADAPTER_CONF", "");
   EXPECT_EQ("/lib/telvo/telvopkcs11-adapter.conf", SettingsPath("/lib/telvo"));
 }

@@ -30,7 +30,7 @@ class SlotsTest : public AdapterTest {
 
 using Ids = std::vector<CK_SLOT_ID>;
 
-TEST_F(SlotsTest, HaveIdsFromZeroThatStayWhileTheModulesListChanges) {
+TEST_F(SlotsTest, HaveIdsFromZeroAndKeepThemWhenTheModulesListChanges) {
   module.slots = {MakeSlot(0x700000001, "A"), MakeSlot(9, "B")};
   Start();
   EXPECT_EQ((Ids{0, 1}), Slots(true));
@@ -43,14 +43,14 @@ TEST_F(SlotsTest, HaveIdsFromZeroThatStayWhileTheModulesListChanges) {
 }
 
 // SoftHSM2 while another process logs in.
-TEST_F(SlotsTest, KeepATokenThatFailsForAMoment) {
+TEST_F(SlotsTest, KeepATokenThatFailsBriefly) {
   module.slots = {MakeSlot(1, "A")};
   module.slots[0].failures = 3;
   Start();
   EXPECT_EQ((Ids{0}), Slots(true));
 }
 
-TEST_F(SlotsTest, HaveNoTokenWhenItFailsForEver) {
+TEST_F(SlotsTest, HaveNoTokenIfItKeepsFailing) {
   module.slots = {MakeSlot(1, "A")};
   module.slots[0].failures = 1000000;
   Start();
@@ -79,7 +79,7 @@ TEST_F(SlotsTest, TakeNamesFromTheSettings) {
   EXPECT_EQ("C", SlotName(2));
 }
 
-TEST_F(SlotsTest, AreLeftOutByLabelSerialAndReader) {
+TEST_F(SlotsTest, AreFilteredByLabelSerialAndReader) {
   module.slots = {MakeSlot(1, "A", "0000000000000007"), MakeSlot(2, "B", "0000000000000008")};
   for (const auto filter : {&Settings::label, &Settings::serial, &Settings::reader}) {
     settings = Settings();
@@ -108,7 +108,7 @@ TEST_F(SlotsTest, WithoutAUsableTokenAreEmpty) {
   EXPECT_EQ(CKR_TOKEN_NOT_PRESENT, Call<&Adapter::C_GetTokenInfo>(CK_SLOT_ID{1}, &token));
 }
 
-TEST_F(SlotsTest, OfTokensWithoutASerialNumberHaveAStableOne) {
+TEST_F(SlotsTest, GiveTokensWithoutASerialNumberAStableOne) {
   module.slots = {MakeSlot(1, "A", "0000000000000000"), MakeSlot(2, "B", ""), MakeSlot(3, "C", "123")};
   Start();
   const std::string first = Serial(0), second = Serial(1);
@@ -121,7 +121,7 @@ TEST_F(SlotsTest, OfTokensWithoutASerialNumberHaveAStableOne) {
   EXPECT_EQ(first, Serial(0));
 }
 
-TEST_F(SlotsTest, TellWhichTokenCameAndWent) {
+TEST_F(SlotsTest, ReportWhichTokenWasInsertedOrRemoved) {
   module.slots = {MakeSlot(1, "A"), MakeSlot(2, "B")};
   module.slots[1].tokenIn = false;
   Start();
@@ -137,7 +137,7 @@ TEST_F(SlotsTest, TellWhichTokenCameAndWent) {
   EXPECT_EQ(0U, slot);
 }
 
-TEST_F(SlotsTest, OfferSignaturesOverEveryDigestWhenTheTokenSignsAtAll) {
+TEST_F(SlotsTest, OfferSignaturesWithEveryDigestIfTheTokenSignsAtAll) {
   module.mechanisms = {CKM_RSA_X_509};
   Start();
   CK_MECHANISM_TYPE list[100] = {};

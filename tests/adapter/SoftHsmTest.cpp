@@ -1,5 +1,5 @@
-// The adapter over a real module, SoftHSM2 as it comes: the calls of the provider, through the table that the provider
-// has.
+// The adapter over a real module, an unchanged SoftHSM2. The tests make the provider's calls through the function table
+// that the provider gets.
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
@@ -88,7 +88,7 @@ class SoftHsmTest : public ::testing::Test {
     EXPECT_EQ(CKR_OK, f.C_Sign(session, data.data(), data.size(), nullptr, &length));
     EXPECT_EQ(256U, length);
     signature.resize(length);
-    // The provider comes back with a whole new operation.
+    // The provider then starts a whole new operation.
     EXPECT_EQ(CKR_OK, f.C_SignInit(session, &mechanism, key));
     return f.C_Sign(session, data.data(), data.size(), signature.data(), &length);
   }
@@ -107,7 +107,7 @@ class SoftHsmTest : public ::testing::Test {
   CK_SESSION_HANDLE session = 0;
 };
 
-// What an acquire reads of each object, before any login.
+// The attributes that acquiring a context reads, before any login.
 TEST_F(SoftHsmTest, ShowsAContainerBeforeALogin) {
   MakeContainer();
   Restart();
@@ -142,7 +142,7 @@ TEST_F(SoftHsmTest, SignsWithTheKeyThatWasFoundBeforeTheLogin) {
   }
 }
 
-TEST_F(SoftHsmTest, DecryptsWhatWasEncryptedHere) {
+TEST_F(SoftHsmTest, DecryptsWhatTheAdapterEncrypted) {
   MakeContainer();
   const CK_OBJECT_HANDLE publicKey = Find(CKO_PUBLIC_KEY).at(0), key = Find(CKO_PRIVATE_KEY).at(0);
   CK_MECHANISM mechanism = {CKM_RSA_PKCS, nullptr, 0};
@@ -170,14 +170,14 @@ TEST_F(SoftHsmTest, ChangesThePin) {
   std::string first = "123456", second = "777777";
   const auto text = [](std::string& pin) { return reinterpret_cast<CK_UTF8CHAR*>(pin.data()); };
   ASSERT_EQ(CKR_OK, f.C_SetPIN(session, text(first), 6, text(second), 6));
-  EXPECT_EQ(2U, Login("123456"));  // SoftHSM2 says of every wrong PIN that few tries are left
+  EXPECT_EQ(2U, Login("123456"));  // SoftHSM2 reports few tries left after every wrong PIN
   CK_SESSION_INFO info = {};
   ASSERT_EQ(CKR_OK, f.C_GetSessionInfo(session, &info));
   EXPECT_EQ(2U, info.ulDeviceError);
   EXPECT_EQ(CKR_OK, Login("777777"));
 }
 
-TEST_F(SoftHsmTest, LeavesNothingAfterADestroyedContainer) {
+TEST_F(SoftHsmTest, LeavesNoObjectsOfADestroyedContainer) {
   MakeContainer();
   ASSERT_EQ(CKR_OK, Login());
   for (const CK_OBJECT_CLASS objectClass : {CKO_CERTIFICATE, CKO_PUBLIC_KEY, CKO_PRIVATE_KEY}) {
@@ -186,7 +186,7 @@ TEST_F(SoftHsmTest, LeavesNothingAfterADestroyedContainer) {
   EXPECT_TRUE(Find(CKO_CERTIFICATE).empty() && Find(CKO_PUBLIC_KEY).empty() && Find(CKO_PRIVATE_KEY).empty());
 }
 
-TEST_F(SoftHsmTest, ServesManyThreads) {
+TEST_F(SoftHsmTest, SignsInManyThreads) {
   MakeContainer();
   const CK_OBJECT_HANDLE key = Find(CKO_PRIVATE_KEY).at(0);
   ASSERT_EQ(CKR_OK, Login());

@@ -25,7 +25,7 @@ class StandInTest : public AdapterTest {
   CK_SESSION_HANDLE session = 0;
 };
 
-TEST_F(StandInTest, OfAPublicKeyHasItsNamesAndNumbers) {
+TEST_F(StandInTest, ForAPublicKeyHasItsLabelAndNumbers) {
   AddPublicKey("1", "Anna");
   AddPrivateKey("1", "Anna");
   Begin();
@@ -39,7 +39,7 @@ TEST_F(StandInTest, OfAPublicKeyHasItsNamesAndNumbers) {
   EXPECT_EQ(Flag(true), Read(session, key, CKA_SENSITIVE));
 }
 
-TEST_F(StandInTest, OfACertificateHasTheNumbersOfItsKey) {
+TEST_F(StandInTest, ForACertificateHasTheNumbersOfItsKey) {
   AddCertificate("7", "Mail");
   Begin();
   const CK_OBJECT_HANDLE key = FindKey("7");
@@ -72,7 +72,7 @@ TEST_F(StandInTest, IsNotMadeWithoutAnIdentifier) {
   EXPECT_TRUE(Find(session, Attributes{{CKA_CLASS, Number(CKO_PRIVATE_KEY)}}).empty());
 }
 
-TEST_F(StandInTest, IsTheRealKeyAfterALogin) {
+TEST_F(StandInTest, BecomesTheRealKeyAfterALogin) {
   AddPublicKey("1", "Anna");
   AddPrivateKey("1", "Anna's key");
   Begin();
@@ -85,8 +85,8 @@ TEST_F(StandInTest, IsTheRealKeyAfterALogin) {
   EXPECT_EQ("Anna's key", Read(session, key, CKA_LABEL));
 }
 
-// A certificate of an authority has no private key on the token. After a login this is known.
-TEST_F(StandInTest, IsGoneAfterALoginIfThereIsNoSuchKey) {
+// The certificate of an authority has no private key on the token. That is known after a login.
+TEST_F(StandInTest, IsRemovedAfterALoginIfThereIsNoSuchKey) {
   AddCertificate("7", "Authority");
   AddPublicKey("1");
   AddPrivateKey("1");
@@ -103,7 +103,7 @@ TEST_F(StandInTest, IsGoneAfterALoginIfThereIsNoSuchKey) {
   EXPECT_NE(0U, FindKey("1"));
 }
 
-TEST_F(StandInTest, OfNoKeyCannotSign) {
+TEST_F(StandInTest, WithoutARealKeyCannotSign) {
   AddCertificate("7", "Authority");
   Begin();
   const CK_OBJECT_HANDLE key = FindKey("7");
@@ -112,7 +112,7 @@ TEST_F(StandInTest, OfNoKeyCannotSign) {
   EXPECT_EQ(CKR_KEY_HANDLE_INVALID, Sign(session, key, "data", signature));
 }
 
-TEST_F(StandInTest, KeepsItsHandleWhileTheModulesHandlesDie) {
+TEST_F(StandInTest, KeepsItsHandleWhileTheModulesHandlesChange) {
   settings.keepLogin = false;
   module.privateKeysDie = true;
   AddPublicKey("1");
@@ -134,8 +134,8 @@ TEST_F(StandInTest, KeepsItsHandleWhileTheModulesHandlesDie) {
   }
 }
 
-// Another process may log out and in between two calls, without this one's knowledge.
-TEST_F(StandInTest, IsLookedUpAgainWhenItsHandleHasDied) {
+// Another process may log out and in between two calls, and this one does not notice.
+TEST_F(StandInTest, IsLookedUpAgainWhenTheModulesHandleIsInvalid) {
   AddPublicKey("1");
   const CK_OBJECT_HANDLE lower = AddPrivateKey("1");
   Begin();
@@ -148,7 +148,7 @@ TEST_F(StandInTest, IsLookedUpAgainWhenItsHandleHasDied) {
   EXPECT_EQ(CKR_OK, Sign(session, key, "data", signature));
 }
 
-TEST_F(StandInTest, HasAHandleOf32BitsThatIsNotZero) {
+TEST_F(StandInTest, HasANonzeroHandleOf32Bits) {
   module.nextHandle = 0;
   module.handleStep = 0x100000000;
   module.nextSession = 0x500000000;

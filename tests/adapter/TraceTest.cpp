@@ -30,7 +30,7 @@ class TraceTest : public ::testing::Test {
     return lines;
   }
 
-  // The last line, from the name of the entry on and without the time that it took.
+  // The last line from the name of the entry on, without the duration.
   std::string LastCall() const {
     const std::string line = Lines().back();
     const std::size_t name = line.find(" C_") + 1, time = line.find(' ', name), result = line.find(" ms ") + 3;
@@ -59,13 +59,13 @@ TEST_F(TraceTest, TheModuleIsNamedFirst) {
   EXPECT_EQ(name, first.substr(first.size() - name.size()));
 }
 
-TEST_F(TraceTest, AQuestionForALengthIsSeen) {
+TEST_F(TraceTest, ALengthQueryIsTraced) {
   CK_ULONG length = 0;
   module->Call<&CK_FUNCTION_LIST::C_Sign>(5u, bytes, 36u, nullptr, &length);
   EXPECT_EQ("C_Sign CKR_OK session=5 dataLen=36 signature=null signatureLen=256", LastCall());
 }
 
-TEST_F(TraceTest, TheLengthThatIsNeededIsSeen) {
+TEST_F(TraceTest, TheNeededLengthIsTraced) {
   CK_ULONG length = 1;
   module->Call<&CK_FUNCTION_LIST::C_Sign>(5u, bytes, 36u, bytes, &length);
   EXPECT_EQ("C_Sign CKR_BUFFER_TOO_SMALL session=5 dataLen=36 signatureLen=256", LastCall());
@@ -82,13 +82,13 @@ TEST_F(TraceTest, ALengthIsNotReadAfterAFailure) {
   EXPECT_EQ(" session=5", failed.Text());
 }
 
-TEST_F(TraceTest, AMechanismIsSeenWithTheLengthOfItsParameter) {
+TEST_F(TraceTest, AMechanismIsTracedWithTheLengthOfItsParameter) {
   CK_MECHANISM mechanism = {CKM_AES_CBC, bytes, 16};
   module->Call<&CK_FUNCTION_LIST::C_SignInit>(5u, &mechanism, 9u);
   EXPECT_EQ("C_SignInit CKR_OK session=5 mechanism=0x1082/16 key=9", LastCall());
 }
 
-TEST_F(TraceTest, ATemplateIsSeenWithTypesAndLengths) {
+TEST_F(TraceTest, ATemplateIsTracedWithTypesAndLengths) {
   CK_ATTRIBUTE attributes[] = {{CKA_CLASS, bytes, sizeof(CK_OBJECT_CLASS)},
                                {CKA_ID, nullptr, 0},
                                {CKA_MODULUS, nullptr, CK_UNAVAILABLE_INFORMATION}};
@@ -100,14 +100,14 @@ TEST_F(TraceTest, ATemplateIsSeenWithTypesAndLengths) {
   EXPECT_EQ("C_FindObjectsInit CKR_OK session=5 attributes=null count=0", LastCall());
 }
 
-TEST_F(TraceTest, ListsAreNotSeenButTheirCounts) {
+TEST_F(TraceTest, OnlyTheCountsOfListsAreTraced) {
   CK_OBJECT_HANDLE objects[2] = {71, 72};
   CK_ULONG count = 2;
   module->Call<&CK_FUNCTION_LIST::C_FindObjects>(5u, objects, 2u, &count);
   EXPECT_EQ("C_FindObjects CKR_OK session=5 maxCount=2 count=2", LastCall());
 }
 
-TEST_F(TraceTest, NeitherAPinNorItsLengthIsSeen) {
+TEST_F(TraceTest, NeitherAPinNorItsLengthIsTraced) {
   CK_UTF8CHAR pin[] = "123456";
   module->Call<&CK_FUNCTION_LIST::C_Login>(5u, CKU_USER, pin, 6u);
   EXPECT_EQ("C_Login CKR_OK session=5 user=1", LastCall());
@@ -115,7 +115,7 @@ TEST_F(TraceTest, NeitherAPinNorItsLengthIsSeen) {
   EXPECT_EQ("C_SetPIN CKR_OK session=5", LastCall());
 }
 
-// Arguments that consist of a secret as far as they have bytes: each kind for each parameter of its type.
+// An argument for each type of parameter. Those that have bytes consist of a secret.
 struct Secrets {
   std::string text = "do not write: s3cr3t";
   CK_ULONG number = 20;  // the number of attributes, too
@@ -166,7 +166,7 @@ std::string HexOf(std::string_view text, const char* digits) {
   return hex;
 }
 
-TEST_F(TraceTest, NoBytesOfAnyEntryAreSeen) {
+TEST_F(TraceTest, NoBytesOfAnyEntryAreTraced) {
 #define ENTRY(name, parameters, arguments) \
   CallWithSecrets<&CK_FUNCTION_LIST::name>(*module, decltype(CK_FUNCTION_LIST::name){});
 #include "cryptoki/CryptokiEntries.inc"
@@ -193,17 +193,17 @@ TEST_F(TraceTest, LinesOfThreadsDoNotMix) {
     return std::regex_match(line, std::regex(".{23} thread [0-9]+ C_CloseSession [0-9.]+ ms CKR_OK session=[1-4]"));
   };
   EXPECT_EQ(200, std::count_if(lines.begin(), lines.end(), isCall));
-  EXPECT_EQ(202u, lines.size());  // and the first two: the module, C_Initialize
+  EXPECT_EQ(202u, lines.size());  // with the first two: the module, C_Initialize
 }
 
-TEST_F(TraceTest, AFileIsContinued) {
+TEST_F(TraceTest, AnExistingFileIsContinued) {
   const std::size_t before = Lines().size();
   Trace(file).Note("another process");
   ASSERT_EQ(before + 1, Lines().size());
   EXPECT_TRUE(std::regex_match(Lines().back(), std::regex(".{23} thread [0-9]+ another process")));
 }
 
-TEST(ResultNameTest, ResultsHaveTheNamesOfTheStandard) {
+TEST(ResultNameTest, KnownResultsHaveTheirPkcs11Names) {
   EXPECT_EQ("CKR_OK", ResultName(0));
   EXPECT_EQ("CKR_ARGUMENTS_BAD", ResultName(7));
   EXPECT_EQ("CKR_PIN_INCORRECT", ResultName(0xA0));

@@ -1,4 +1,4 @@
-// A variable of the environment, which a test sets for a scope.
+// An environment variable that a test sets for a scope.
 #pragma once
 
 #include <string>

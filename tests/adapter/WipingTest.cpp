@@ -1,5 +1,5 @@
-// Whether keys, plaintext and PINs are left in memory that is given back. Under AddressSanitizer that is all memory of
-// the heap, the library's too; otherwise that of new.
+// Checks that freed memory contains no keys, plaintext or PINs. Under AddressSanitizer this covers the whole heap, also
+// the library's memory; otherwise only memory of operator new.
 #include <gtest/gtest.h>
 
 #include "Bytes.h"
@@ -40,7 +40,7 @@ TEST(WipingTest, ACipherLeavesNeitherKeyNorPlaintext) {
   EXPECT_TRUE(search.Found().empty());
 }
 
-TEST(WipingTest, ADecryptionInPiecesLeavesNoKey) {
+TEST(WipingTest, ADecryptionLeavesNoKey) {
   const Bytes encrypted = Work(software::Cipher::Way::Encrypt, BytesOf(kPlain));
   const HeapSearch search({kKey});
   const Bytes plain = Work(software::Cipher::Way::Decrypt, encrypted);
@@ -54,7 +54,7 @@ TEST(WipingTest, AnRsaEncryptionLeavesNoPlaintext) {
   const CK_MECHANISM padded = {CKM_RSA_PKCS, nullptr, 0}, bare = {CKM_RSA_X_509, nullptr, 0};
   CK_RSA_PKCS_OAEP_PARAMS parameters = {CKM_SHA_1, CKG_MGF1_SHA1, CKZ_DATA_SPECIFIED, nullptr, 0};
   const CK_MECHANISM oaep = {CKM_RSA_PKCS_OAEP, &parameters, sizeof parameters};
-  // The library keeps numbers with their lowest byte first.
+  // The library stores numbers with the lowest byte first.
   const std::string reversed(kPlain.rbegin(), kPlain.rend());
   for (const CK_MECHANISM& mechanism : {padded, bare, oaep}) {
     const HeapSearch search({kPlain, reversed});

@@ -1,7 +1,7 @@
-// bench: what the provider costs beside the module. The same work is done through telvocsp's exported functions and by
-// calling the module directly, in turns, in one process; printed are the medians and their ratio.
+// bench: compares the provider's times with the module's. One process does the same work alternately through telvocsp's
+// exported functions and by calling the module directly, and prints the medians and their ratio.
 //
-//   bench READER CONTAINER PIN    the container has a key pair on the card in that reader; logging is to be off
+//   bench READER CONTAINER PIN    the container has a key pair on the card in that reader; logging must be off
 #include <windows.h>
 
 #include <algorithm>
@@ -54,7 +54,7 @@ class Provider {
     m_destroyHash(m_context, hash);
   }
 
-  // A context that is bound to no token.
+  // A context that is not bound to a token.
   HCRYPTPROV Acquire() const {
     HCRYPTPROV handle = 0;
     Require(m_acquireContext(&handle, nullptr, CRYPT_VERIFYCONTEXT, nullptr) != FALSE, "CPAcquireContext");
@@ -90,7 +90,7 @@ class Provider {
   decltype(&CPDestroyHash) m_destroyHash = Export(&CPDestroyHash, "CPDestroyHash");
 };
 
-// --- Past it
+// --- Without the provider
 
 class Module {
  public:
@@ -129,7 +129,7 @@ class Module {
     std::reverse(signature.begin(), signature.end());
   }
 
-  // What the provider asks when it acquires a context that is bound to no token.
+  // The calls of the provider when it acquires a context that is not bound to a token.
   void ListSlots() {
     CK_SLOT_ID slots[16] = {};
     CK_ULONG count = 16;
@@ -186,32 +186,32 @@ double Median(std::vector<double> times) {
 void Compare(const char* what, int rounds, const std::function<void()>& provider, const std::function<void()>& module) {
   provider();
   module();
-  std::vector<double> ofProvider;
-  std::vector<double> ofModule;
+  std::vector<double> providerTimes;
+  std::vector<double> moduleTimes;
   for (int i = 0; i < rounds; ++i) {
-    ofProvider.push_back(Time(provider));
-    ofModule.push_back(Time(module));
+    providerTimes.push_back(Time(provider));
+    moduleTimes.push_back(Time(module));
   }
-  const double one = Median(ofProvider);
-  const double other = Median(ofModule);
-  std::printf("%-34s provider %9.3f ms   module %9.3f ms   ratio %.2f   (medians of %d)\n", what, one * 1000,
-              other * 1000, one / other, rounds);
+  const double providerTime = Median(providerTimes);
+  const double moduleTime = Median(moduleTimes);
+  std::printf("%-34s provider %9.3f ms   module %9.3f ms   ratio %.2f   (medians of %d)\n", what, providerTime * 1000,
+              moduleTime * 1000, providerTime / moduleTime, rounds);
   std::fflush(stdout);
 }
 
-// Contexts that all stay: the first thousand of them beside the last. The module's share is taken off.
+// All contexts stay alive. Compares the first thousand acquisitions with the last, without the module's share.
 void CompareAcquisitions(const Provider& provider, Module& module) {
   constexpr int kContexts = 20000;
   constexpr int kCompared = 1000;
   std::vector<HCRYPTPROV> handles;
-  std::vector<double> ofProvider;
-  for (int i = 0; i < kContexts; ++i) ofProvider.push_back(Time([&] { handles.push_back(provider.Acquire()); }));
-  std::vector<double> ofModule;
-  for (int i = 0; i < kCompared; ++i) ofModule.push_back(Time([&] { module.ListSlots(); }));
+  std::vector<double> providerTimes;
+  for (int i = 0; i < kContexts; ++i) providerTimes.push_back(Time([&] { handles.push_back(provider.Acquire()); }));
+  std::vector<double> moduleTimes;
+  for (int i = 0; i < kCompared; ++i) moduleTimes.push_back(Time([&] { module.ListSlots(); }));
   for (const HCRYPTPROV handle : handles) provider.Release(handle);
-  const double share = Median(ofModule);
-  const double first = Median({ofProvider.begin(), ofProvider.begin() + kCompared}) - share;
-  const double last = Median({ofProvider.end() - kCompared, ofProvider.end()}) - share;
+  const double share = Median(moduleTimes);
+  const double first = Median({providerTimes.begin(), providerTimes.begin() + kCompared}) - share;
+  const double last = Median({providerTimes.end() - kCompared, providerTimes.end()}) - share;
   std::printf("%-34s first    %9.3f ms   last   %9.3f ms   ratio %.2f   (medians of %d; module %.3f ms)\n",
               "acquisition, 20,000 contexts alive", first * 1000, last * 1000, last / first, kCompared, share * 1000);
   std::fflush(stdout);
@@ -223,12 +223,12 @@ void Run(const std::string& reader, const std::string& container, const std::str
 
   CompareAcquisitions(provider, module);
   const Bytes shortMessage(1024, 'm');
-  Bytes ofProvider(256);
-  Bytes ofModule(256);
+  Bytes providerResult(256);
+  Bytes moduleResult(256);
   Compare(
-      "signature, RSA 2048, SHA-256", 300, [&] { provider.Sign(shortMessage, ofProvider); },
-      [&] { module.Sign(shortMessage, ofModule); });
-  Require(ofProvider == ofModule, "comparing the signatures");
+      "signature, RSA 2048, SHA-256", 300, [&] { provider.Sign(shortMessage, providerResult); },
+      [&] { module.Sign(shortMessage, moduleResult); });
+  Require(providerResult == moduleResult, "comparing the signatures");
 
   const Bytes longMessage(std::size_t{64} << 20U, 'm');
   const struct {
@@ -240,12 +240,12 @@ void Run(const std::string& reader, const std::string& container, const std::str
                 {"hash of 64 MiB, SHA-256", CALG_SHA_256, CKM_SHA256, 32},
                 {"hash of 64 MiB, SHA-512", CALG_SHA_512, CKM_SHA512, 64}};
   for (const auto& hash : hashes) {
-    ofProvider.resize(hash.length);
-    ofModule.resize(hash.length);
+    providerResult.resize(hash.length);
+    moduleResult.resize(hash.length);
     Compare(
-        hash.what, 9, [&] { provider.Digest(hash.algorithm, longMessage, ofProvider); },
-        [&] { module.Digest(hash.mechanism, longMessage, ofModule.data(), hash.length); });
-    Require(ofProvider == ofModule, "comparing the digests");
+        hash.what, 9, [&] { provider.Digest(hash.algorithm, longMessage, providerResult); },
+        [&] { module.Digest(hash.mechanism, longMessage, moduleResult.data(), hash.length); });
+    Require(providerResult == moduleResult, "comparing the digests");
   }
 }
 

@@ -1,6 +1,6 @@
 #!/bin/bash
 # bench.sh BENCH PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN -- RUN...
-# Runs the benchmark on a software token of its own.
+# Runs the benchmark with its own software token.
 set -eu
 bench=$1 provider=$2 softtoken=$3 native_softtoken=$4
 shift 5

@@ -21,7 +21,7 @@ class BridgeTest : public testing::Test {
   CK_MECHANISM m_mechanism = {CKM_RSA_PKCS, nullptr, 0};
 };
 
-TEST_F(BridgeTest, SessionsHave32BitsAndAreToldApart) {
+TEST_F(BridgeTest, SessionHandlesHave32BitsAndDiffer) {
   const CK_SESSION_HANDLE first = Open(), second = Open();
   EXPECT_NE(0, first);
   EXPECT_GT(0xFFFFFFFF, first);
@@ -29,7 +29,7 @@ TEST_F(BridgeTest, SessionsHave32BitsAndAreToldApart) {
   EXPECT_NE(first, second);
 }
 
-TEST_F(BridgeTest, AnObjectOfNumberZeroHasAnotherNumber) {
+TEST_F(BridgeTest, AnObjectWithHandleZeroGetsANonzeroHandle) {
   CK_OBJECT_HANDLE found[2] = {};
   CK_ULONG count = 0;
   ASSERT_EQ(CKR_OK, m_bridge.C_FindObjects(Open(), found, 2, &count));
@@ -58,7 +58,7 @@ TEST_F(BridgeTest, TheModuleGetsItsOwnHandlesBack) {
   EXPECT_EQ(CKR_KEY_HANDLE_INVALID, m_bridge.C_SignInit(session, &m_mechanism, found[0]));
 }
 
-TEST_F(BridgeTest, NewKeysHaveHandlesOfTheTable) {
+TEST_F(BridgeTest, NewKeysGetHandlesOfTheBridge) {
   const CK_SESSION_HANDLE session = Open();
   CK_OBJECT_HANDLE publicKey = 0, privateKey = 0;
   ASSERT_EQ(CKR_OK, m_bridge.C_GenerateKeyPair(session, &m_mechanism, nullptr, 0, nullptr, 0, &publicKey, &privateKey));
@@ -82,7 +82,7 @@ TEST_F(BridgeTest, TheModuleItselfRefusesAnUnknownHandle) {
   EXPECT_EQ(CKR_OBJECT_HANDLE_INVALID, m_bridge.C_DestroyObject(session, 99));
 }
 
-TEST_F(BridgeTest, WhatWasClosedOrDestroyedIsUnknown) {
+TEST_F(BridgeTest, ClosedSessionsAndDestroyedObjectsAreUnknown) {
   const CK_SESSION_HANDLE session = Open();
   CK_OBJECT_HANDLE found[2] = {};
   CK_ULONG count = 0;
@@ -105,7 +105,7 @@ TEST_F(BridgeTest, TheInitialisationStringIsPassedOn) {
 
 CK_RV NoMutex(CK_VOID_PTR_PTR /*mutex*/) { return CKR_OK; }
 
-TEST_F(BridgeTest, MutexesOfTheCallerAreNotForTheModule) {
+TEST_F(BridgeTest, TheCallersMutexesAreNotPassedToTheModule) {
   CK_C_INITIALIZE_ARGS arguments = {};
   char text[] = "a string of the module's own";
   arguments.pReserved = text;

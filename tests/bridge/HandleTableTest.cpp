@@ -22,7 +22,7 @@ TEST(HandleTableTest, FindsWhatWasInserted) {
   EXPECT_EQ("two", *table.Find(two));
 }
 
-TEST(HandleTableTest, KnowsNeitherZeroNorWhatWasErased) {
+TEST(HandleTableTest, FindsNeitherZeroNorAnErasedHandle) {
   HandleTable<std::string> table;
   const CK_ULONG one = table.Insert("one");
   EXPECT_EQ(nullptr, table.Find(0));
@@ -32,14 +32,14 @@ TEST(HandleTableTest, KnowsNeitherZeroNorWhatWasErased) {
   EXPECT_FALSE(table.Erase(one));
 }
 
-TEST(HandleTableTest, AnErasedHandleIsNotGivenAgainAtOnce) {
+TEST(HandleTableTest, AnErasedHandleIsNotReusedAtOnce) {
   HandleTable<std::string> table;
   const CK_ULONG one = table.Insert("one");
   table.Erase(one);
   EXPECT_NE(one, table.Insert("two"));
 }
 
-TEST(HandleTableTest, AfterTheLastHandleComesTheFirstThatIsFree) {
+TEST(HandleTableTest, AfterTheLastHandleTheFirstFreeOneIsUsed) {
   HandleTable<std::string> table;
   EXPECT_EQ(1, table.Insert("one"));
   EXPECT_EQ(2, table.Insert("two"));
@@ -50,7 +50,7 @@ TEST(HandleTableTest, AfterTheLastHandleComesTheFirstThatIsFree) {
   EXPECT_EQ("one", *table.Find(1));
 }
 
-TEST(HandleTableTest, EraseIfTakesOutWhatMeetsTheCondition) {
+TEST(HandleTableTest, EraseIfRemovesWhatMatches) {
   HandleTable<std::string> table;
   const CK_ULONG one = table.Insert("one"), two = table.Insert("two");
   table.EraseIf([](const std::string& value) { return value == "one"; });

@@ -1,5 +1,5 @@
-// A module whose handles need 64 bits, as some modules have them, and which has an object of number 0. Sessions and
-// objects are two numbers each; a call on one says by its result which handles reached the module.
+// A module whose handles need 64 bits, as those of some modules do. One of its objects has the handle 0. The result of
+// a call shows which handles reached the module.
 #include "WideModule.h"
 
 #include <cstring>

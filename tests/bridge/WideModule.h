@@ -1,4 +1,4 @@
-// What the module of WideModule.cpp and its tests agree on.
+// Constants shared by WideModule.cpp and its tests.
 #pragma once
 
 #include "cryptoki/Pkcs11.h"

@@ -5,7 +5,7 @@
 
 #include "Row.h"
 
-// A certificate, which is freed at the end; it may be none.
+// Owns a certificate or nothing.
 class Certificate {
  public:
   explicit Certificate(const CERT_CONTEXT* certificate) : m_certificate(certificate) {}
@@ -14,15 +14,15 @@ class Certificate {
   }
   Certificate(const Certificate&) = delete;
   Certificate& operator=(const Certificate&) = delete;
-  operator const CERT_CONTEXT*() const { return m_certificate; }  // NOLINT: a row reads as the call does
+  operator const CERT_CONTEXT*() const { return m_certificate; }  // NOLINT: a row reads like the call
   const CERT_CONTEXT* operator->() const { return m_certificate; }
 
  private:
   const CERT_CONTEXT* m_certificate;
 };
 
-// For the pair of AT_KEYEXCHANGE, signed by it under the identifier of an algorithm. The platform finds the pair again
-// in the prepared container. Null when the platform fails.
+// A certificate for the AT_KEYEXCHANGE pair, signed by the pair with the algorithm of this identifier. It names the
+// prepared container, in which the platform finds the pair. Null when the platform fails.
 const CERT_CONTEXT* SelfSigned(const Side& side, HCRYPTPROV context, const char* algorithm);
-// The same, by SHA-256. Throws StepFailed instead.
+// The same with SHA-256. Throws StepFailed when the platform fails.
 const CERT_CONTEXT* NewCertificate(const Side& side, HCRYPTPROV context);

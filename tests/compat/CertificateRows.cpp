@@ -1,4 +1,4 @@
-// Certificates of containers, and the functions of the platform that use a provider for certificates.
+// Certificates of containers, and the platform's functions that use a provider for certificates.
 #include "Certificate.h"
 
 namespace {
@@ -35,7 +35,7 @@ Call GetCertificate(DWORD room, DWORD keySpec = AT_KEYEXCHANGE) {
   };
 }
 
-// A certificate is written for the pair and read back.
+// Writes a certificate for the pair and reads it back.
 std::string WriteCertificate(const Side& side) {
   const Fresh container(side);
   const Key pair = Generated(container, AT_KEYEXCHANGE, 1024U << 16U);
@@ -56,7 +56,7 @@ std::string WriteNullCertificate(const Side& side) {
   return Answer(CryptSetKeyParam(Pair(context), KP_CERTIFICATE, nullptr, 0));
 }
 
-// How many certificates the store that the provider opens has with the prepared one.
+// Whether the store that the provider opens contains the prepared certificate.
 Call OpenStore(DWORD parameter) {
   return [=](const Side& side) {
     const Prepared context(side);
@@ -173,7 +173,7 @@ const Rows kCertificateRows = {
      VerifySelfSigned(szOID_RSA_SHA512RSA)},
     {"certificate.verify_other", "CryptVerifyCertificateSignature of a certificate of the platform's provider", "TRUE",
      VerifyCertificateOfAnother},
-    {"certificate.verify_corrupted", "CryptVerifyCertificateSignature, a bit is another one", "FALSE NTE_BAD_SIGNATURE",
+    {"certificate.verify_corrupted", "CryptVerifyCertificateSignature, one bit changed", "FALSE NTE_BAD_SIGNATURE",
      VerifyCorruptedCertificate},
     {"certificate.export_info", "CryptExportPublicKeyInfo AT_KEYEXCHANGE", "TRUE", ExportInfo},
     {"certificate.export_info_signature", "CryptExportPublicKeyInfo AT_SIGNATURE", "TRUE", ExportSignatureInfo},

@@ -3,7 +3,7 @@
 
 namespace {
 
-// Acquires under that name as it stands, and deletes what that made.
+// Acquires a context with exactly this name, and deletes the container that this made.
 std::string Acquire(const Side& side, const char* name, DWORD flags) {
   HCRYPTPROV context = 0;
   std::string answer = Answer(CryptAcquireContextA(&context, name, side.Provider(), side.Type(), flags));
@@ -15,7 +15,7 @@ std::string Acquire(const Side& side, const char* name, DWORD flags) {
   return answer;
 }
 
-// Null, or a name as it stands.
+// The name is null or used unchanged.
 Call Name(const char* name, DWORD flags) {
   return [name, flags](const Side& side) { return Acquire(side, name, flags); };
 }
@@ -34,7 +34,7 @@ Call LongName(std::size_t length, DWORD flags) {
   return [length, flags](const Side& side) { return Acquire(side, std::string(length, 'n').c_str(), flags); };
 }
 
-// Another provider's name or type than the side has.
+// With another provider name or type than the side's.
 Call OfProvider(const char* provider, DWORD type) {
   return [provider, type](const Side& side) {
     HCRYPTPROV context = 0;
@@ -176,17 +176,16 @@ const Rows kContextRows = {
     {"context.wide", "CryptAcquireContextW, CRYPT_VERIFYCONTEXT", "TRUE", Wide},
     {"context.prepared", "a container that exists", "TRUE", ThePrepared(0)},
     {"context.prepared_silent", "a container that exists, CRYPT_SILENT", "TRUE", ThePrepared(CRYPT_SILENT)},
-    {"context.prepared_twice", "the same container twice", "TRUE; each has its handle", Twice},
-    {"context.default", "no name and no flags, where the default container does not bear the user's name",
-     "FALSE NTE_BAD_KEYSET", Name(nullptr, 0)},
+    {"context.prepared_twice", "the same container twice", "TRUE; each has its own handle", Twice},
+    {"context.default", "no name and no flags, and no container has the user's name", "FALSE NTE_BAD_KEYSET",
+     Name(nullptr, 0)},
     {"context.default_silent", "no name, CRYPT_SILENT", "FALSE NTE_BAD_KEYSET", Name(nullptr, CRYPT_SILENT)},
     {"context.default_empty", "an empty name, no flags", "FALSE NTE_BAD_KEYSET", Name("", 0)},
-    {"context.case_upper", "the name in upper case", "TRUE; Windows does not tell upper from lower case",
-     OtherCase("PREPARED")},
+    {"context.case_upper", "the name in upper case", "TRUE; Windows ignores the case", OtherCase("PREPARED")},
     {"context.missing", "a container that does not exist", "FALSE NTE_BAD_KEYSET", Missing(0)},
     {"context.missing_silent", "a container that does not exist, CRYPT_SILENT", "FALSE NTE_BAD_KEYSET",
      Missing(CRYPT_SILENT)},
-    {"context.missing_in_reader", "a container that does not exist, where there are readers with the reader's name",
+    {"context.missing_in_reader", "a container that does not exist, with the reader's name where there are readers",
      "FALSE NTE_BAD_KEYSET", MissingInReader(0)},
     {"context.missing_in_reader_silent", "the same with CRYPT_SILENT", "FALSE NTE_BAD_KEYSET",
      MissingInReader(CRYPT_SILENT)},
@@ -204,29 +203,29 @@ const Rows kContextRows = {
      "FALSE NTE_EXISTS", ThePrepared(CRYPT_NEWKEYSET)},
     {"context.new_twice", "CRYPT_NEWKEYSET, and a container of that name is open, but has no keys", "FALSE NTE_EXISTS",
      NewTwiceWithoutKeys},
-    {"context.new_later", "a container that was made and got no keys", "TRUE", NewAndLater},
+    {"context.new_later", "a container that was made without keys", "TRUE", NewAndLater},
     {"context.new_delete", "CRYPT_NEWKEYSET and CRYPT_DELETEKEYSET", "FALSE NTE_BAD_FLAGS",
      Missing(CRYPT_NEWKEYSET | CRYPT_DELETEKEYSET)},
     {"context.delete_missing", "CRYPT_DELETEKEYSET, and there is no such container", "FALSE NTE_BAD_KEYSET",
      Missing(CRYPT_DELETEKEYSET)},
-    {"context.delete_missing_in_reader", "the same, where there are readers with the reader's name",
+    {"context.delete_missing_in_reader", "the same, with the reader's name where there are readers",
      "FALSE NTE_BAD_KEYSET", MissingInReader(CRYPT_DELETEKEYSET)},
-    {"context.delete_empty", "CRYPT_DELETEKEYSET of a container that got no keys", "TRUE", DeleteEmpty},
+    {"context.delete_empty", "CRYPT_DELETEKEYSET of a container without keys", "TRUE", DeleteEmpty},
     {"context.after_delete", "a container that was deleted, then CryptGetUserKey", "FALSE NTE_BAD_KEYSET",
      AfterDeletion},
-    {"context.flag_1", "the flag 1, which is none", "FALSE NTE_BAD_FLAGS", ThePrepared(1)},
-    {"context.flag_2", "the flag 2, which is none", "FALSE NTE_BAD_FLAGS", ThePrepared(2)},
-    {"context.flag_4", "the flag 4, which is none", "FALSE NTE_BAD_FLAGS", ThePrepared(4)},
+    {"context.flag_1", "the undefined flag 1", "FALSE NTE_BAD_FLAGS", ThePrepared(1)},
+    {"context.flag_2", "the undefined flag 2", "FALSE NTE_BAD_FLAGS", ThePrepared(2)},
+    {"context.flag_4", "the undefined flag 4", "FALSE NTE_BAD_FLAGS", ThePrepared(4)},
     {"context.flag_80", "CRYPT_DEFAULT_CONTAINER_OPTIONAL with a name",
      "TRUE or FALSE NTE_BAD_FLAGS; it is for verification contexts without a name", ThePrepared(0x80)},
-    {"context.flag_100", "the flag 0x100, which is none", "FALSE NTE_BAD_FLAGS", ThePrepared(0x100)},
-    {"context.flag_10000000", "the flag 0x10000000, which is none", "FALSE NTE_BAD_FLAGS", Name(nullptr, 0x10000000U)},
+    {"context.flag_100", "the undefined flag 0x100", "FALSE NTE_BAD_FLAGS", ThePrepared(0x100)},
+    {"context.flag_10000000", "the undefined flag 0x10000000", "FALSE NTE_BAD_FLAGS", Name(nullptr, 0x10000000U)},
     {"context.name_260", "a name of 260 characters that does not exist, CRYPT_SILENT",
      "FALSE NTE_BAD_KEYSET or FALSE NTE_BAD_KEYSET_PARAM; MAX_PATH is the limit", LongName(260, CRYPT_SILENT)},
     {"context.name_261", "a name of 261 characters, CRYPT_SILENT", "FALSE NTE_BAD_KEYSET_PARAM",
      LongName(261, CRYPT_SILENT)},
-    {"context.null_handle", "no place for the handle", "FALSE ERROR_INVALID_PARAMETER", WithoutAPlace},
-    {"context.handle_after_failure", "the handle after a failure", "FALSE NTE_BAD_FLAGS; its value is not promised",
+    {"context.null_handle", "a null pointer for the handle", "FALSE ERROR_INVALID_PARAMETER", WithoutAPlace},
+    {"context.handle_after_failure", "the handle after a failure", "FALSE NTE_BAD_FLAGS; its value is not defined",
      HandleAfterAFailure},
     {"context.unknown_provider", "a provider that is not registered", "FALSE NTE_KEYSET_NOT_DEF",
      OfProvider("No Such Provider", PROV_RSA_FULL)},

@@ -18,7 +18,7 @@ Bytes FromElsewhere(const Cipher& cipher, const std::string& text, BOOL final) {
 }
 std::string Decrypt(HCRYPTKEY key, Bytes data, BOOL final, DWORD flags = 0) {
   DWORD length = Length(data);
-  data.resize(length + 256);  // Wine's provider writes a whole block of RSA
+  data.resize(length + 256);  // Wine's provider writes a whole RSA block
   const BOOL done = CryptDecrypt(key, 0, final, flags, length == 0 ? nullptr : data.data(), &length);
   if (done == FALSE) return Answer(done);
   return "TRUE, " + std::string(data.begin(), data.begin() + static_cast<std::ptrdiff_t>(length));
@@ -84,7 +84,7 @@ std::string DecryptWithHash(const Side& side) {
   return Answer(CryptDecrypt(key, hash, TRUE, 0, data.data(), &length));
 }
 std::string DecryptWithoutKey(const Side& /*side*/) { return Decrypt(0, Bytes(8), TRUE); }
-// "secret" for the pair, by the platform's provider.
+// "secret", encrypted for the pair by the platform's provider.
 Bytes SecretFor(HCRYPTPROV context, DWORD flags = 0) {
   const Verifying other(Side::Platform());
   const Key key = Imported(other, Exported(Pair(context), PUBLICKEYBLOB));
@@ -137,12 +137,11 @@ const Rows kDecryptRows = {
      DecryptOwn},
     {"decrypt.pair_oaep", "CryptDecrypt with the pair, CRYPT_OAEP on both sides", "TRUE, secret",
      DecryptSecret(kOaep, kOaep)},
-    {"decrypt.pair_oaep_only", "CryptDecrypt with the pair, CRYPT_OAEP for decryption alone", "FALSE NTE_BAD_DATA",
+    {"decrypt.pair_oaep_only", "CryptDecrypt with the pair, CRYPT_OAEP only for decryption", "FALSE NTE_BAD_DATA",
      DecryptSecret(0, kOaep)},
     {"decrypt.pair_flags", "CryptDecrypt with the pair, the flag 0x100", "FALSE NTE_BAD_FLAGS",
      DecryptSecret(0, 0x100)},
-    {"decrypt.pair_corrupted", "CryptDecrypt with the pair, a bit is another one", "FALSE NTE_BAD_DATA",
-     DecryptCorrupted},
+    {"decrypt.pair_corrupted", "CryptDecrypt with the pair, one bit changed", "FALSE NTE_BAD_DATA", DecryptCorrupted},
     {"decrypt.pair_short", "CryptDecrypt with the pair, 127 of 128 bytes", "FALSE NTE_BAD_DATA or FALSE NTE_BAD_LEN",
      DecryptOfSize(127)},
     {"decrypt.pair_null", "CryptDecrypt with the pair, a null pointer and length 0", "FALSE ERROR_INVALID_PARAMETER",
@@ -165,8 +164,8 @@ const Rows kDecryptRows = {
      DecryptWith(kAes, "more than one block")},
     {"decrypt.aes_ecb", "AES-128, ECB, final", "TRUE, five.", DecryptWith(kAesEcb, "five.")},
     {"decrypt.aes256", "AES-256, CBC, final", "TRUE, five.", DecryptWith(kAes256, "five.")},
-    {"decrypt.unpadded", "triple DES, final, without a padding", "FALSE NTE_BAD_DATA", DecryptUnpadded},
-    {"decrypt.padded_more", "triple DES with a padding, not final", "TRUE, 8 bytes", DecryptPaddedAsMore},
+    {"decrypt.unpadded", "triple DES, final, without padding", "FALSE NTE_BAD_DATA", DecryptUnpadded},
+    {"decrypt.padded_more", "triple DES with padding, not final", "TRUE, 8 bytes", DecryptPaddedAsMore},
     {"decrypt.pieces", "triple DES, CBC: two pieces of 8 bytes", "TRUE, sixteen letters.", DecryptInPieces},
     {"decrypt.no_mode", "triple DES, no mode set", "TRUE; CBC without an IV", DecryptWithoutMode},
     {"decrypt.odd", "triple DES, CBC: 7 bytes", "FALSE NTE_BAD_DATA or FALSE NTE_BAD_LEN", DecryptSize(7, TRUE)},

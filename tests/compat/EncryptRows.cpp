@@ -3,7 +3,7 @@
 
 namespace {
 
-// Of that many bytes "a" in a buffer of that size; with a null buffer the question for the length.
+// Encrypts `size` bytes "a" in a buffer of `room` bytes. A room of 0 is a null buffer, which asks for the length.
 std::string Encrypt(HCRYPTKEY key, DWORD size, DWORD room, BOOL final = TRUE, DWORD flags = 0) {
   Bytes data(4096, 'a');
   DWORD length = size;
@@ -46,7 +46,7 @@ std::string EncryptWithoutMode(const Side& side) {
   return Encrypt(Session(context, CALG_3DES, 24), 8, 8, FALSE);
 }
 
-// Whole blocks, the length and the room the same.
+// Encrypts whole blocks; length and room are the same.
 Call Ciphertext(Cipher cipher) {
   return [=](const Side& side) {
     const Prepared context(side);
@@ -83,9 +83,9 @@ const Rows kEncryptRows = {
     {"encrypt.pair_size", "CryptEncrypt with the pair, null buffer", "TRUE, 128 bytes", EncryptForPair(3, 0)},
     {"encrypt.pair_longest", "CryptEncrypt of 117 bytes with the pair", "TRUE, 128 bytes", EncryptForPair(117, 128)},
     {"encrypt.pair_too_long", "CryptEncrypt of 118 bytes with the pair", "FALSE NTE_BAD_LEN", EncryptForPair(118, 128)},
-    {"encrypt.pair_small", "CryptEncrypt with the pair, 127 bytes of room", "FALSE ERROR_MORE_DATA, length 128",
+    {"encrypt.pair_small", "CryptEncrypt with the pair, a buffer of 127 bytes", "FALSE ERROR_MORE_DATA, length 128",
      EncryptForPair(3, 127)},
-    {"encrypt.pair_larger", "CryptEncrypt with the pair, 1024 bytes of room", "TRUE, 128 bytes",
+    {"encrypt.pair_larger", "CryptEncrypt with the pair, a buffer of 1024 bytes", "TRUE, 128 bytes",
      EncryptForPair(3, 1024)},
     {"encrypt.pair_empty", "CryptEncrypt of no bytes with the pair", "TRUE, 128 bytes", EncryptForPair(0, 128)},
     {"encrypt.pair_oaep", "CryptEncrypt with the pair, CRYPT_OAEP", "TRUE, 128 bytes",
@@ -100,25 +100,26 @@ const Rows kEncryptRows = {
     {"encrypt.pair_hash", "CryptEncrypt with the pair and a hash", "TRUE", EncryptWithHash(true)},
     {"encrypt.no_key", "CryptEncrypt with key 0", "FALSE ERROR_INVALID_HANDLE or FALSE ERROR_INVALID_PARAMETER",
      EncryptWithoutKey},
-    {"encrypt.3des_final", "triple DES, CBC: 5 bytes, 64 of room, final", "TRUE, 8 bytes",
+    {"encrypt.3des_final", "triple DES, CBC: 5 bytes, a buffer of 64, final", "TRUE, 8 bytes",
      EncryptWith(kTriple, 5, 64, TRUE)},
-    {"encrypt.3des_final_block", "triple DES, CBC: 8 bytes, 64 of room, final", "TRUE, 16 bytes",
+    {"encrypt.3des_final_block", "triple DES, CBC: 8 bytes, a buffer of 64, final", "TRUE, 16 bytes",
      EncryptWith(kTriple, 8, 64, TRUE)},
-    {"encrypt.3des_final_exact", "triple DES, CBC: 8 bytes, 8 of room, final", "FALSE ERROR_MORE_DATA, length 16",
+    {"encrypt.3des_final_exact", "triple DES, CBC: 8 bytes, a buffer of 8, final", "FALSE ERROR_MORE_DATA, length 16",
      EncryptWith(kTriple, 8, 8, TRUE)},
     {"encrypt.3des_final_size", "triple DES, CBC: 8 bytes, null buffer, final", "TRUE, 16 bytes",
      EncryptWith(kTriple, 8, 0, TRUE)},
-    {"encrypt.3des_more", "triple DES, CBC: 8 bytes, 8 of room, not final", "TRUE, 8 bytes",
+    {"encrypt.3des_more", "triple DES, CBC: 8 bytes, a buffer of 8, not final", "TRUE, 8 bytes",
      EncryptWith(kTriple, 8, 8, FALSE)},
-    {"encrypt.3des_more_room", "triple DES, CBC: 8 bytes, 64 of room, not final", "TRUE, 8 bytes",
+    {"encrypt.3des_more_room", "triple DES, CBC: 8 bytes, a buffer of 64, not final", "TRUE, 8 bytes",
      EncryptWith(kTriple, 8, 64, FALSE)},
-    {"encrypt.3des_more_odd", "triple DES, CBC: 7 bytes, 7 of room, not final",
+    {"encrypt.3des_more_odd", "triple DES, CBC: 7 bytes, a buffer of 7, not final",
      "FALSE NTE_BAD_DATA or FALSE NTE_BAD_LEN", EncryptWith(kTriple, 7, 7, FALSE)},
     {"encrypt.3des_hash", "triple DES with a hash", "TRUE", EncryptWithHash(false)},
     {"encrypt.3des_no_mode", "triple DES, no mode set: 8 bytes, not final", "TRUE, 8 bytes; CBC", EncryptWithoutMode},
     {"encrypt.3des_pieces", "triple DES, CBC: two pieces of 8 bytes", "TRUE, as in one piece", EncryptInPieces},
-    {"encrypt.aes_final", "AES-128, CBC: 5 bytes, 64 of room, final", "TRUE, 16 bytes", EncryptWith(kAes, 5, 64, TRUE)},
-    {"encrypt.aes_more", "AES-128, CBC: 16 bytes, 16 of room, not final", "TRUE, 16 bytes",
+    {"encrypt.aes_final", "AES-128, CBC: 5 bytes, a buffer of 64, final", "TRUE, 16 bytes",
+     EncryptWith(kAes, 5, 64, TRUE)},
+    {"encrypt.aes_more", "AES-128, CBC: 16 bytes, a buffer of 16, not final", "TRUE, 16 bytes",
      EncryptWith(kAes, 16, 16, FALSE)},
     {"encrypt.bytes_3des", "triple DES, CBC: 32 bytes, the ciphertext", "TRUE", Ciphertext(kTriple)},
     {"encrypt.bytes_3des_ecb", "triple DES, ECB: 32 bytes, the ciphertext", "TRUE", Ciphertext(kTripleEcb)},

@@ -13,7 +13,7 @@ std::string Export(HCRYPTKEY key, HCRYPTKEY exchangeKey, DWORD type, DWORD flags
   return Answer(done, InBytes(length));
 }
 
-// Of the pair; a room of 0 is a question for the size.
+// Exports the pair. A room of 0 asks for the size.
 Call ExportPair(DWORD type, DWORD room, DWORD keySpec = AT_KEYEXCHANGE, DWORD flags = 0) {
   return [=](const Side& side) {
     const Prepared context(side);
@@ -37,7 +37,7 @@ std::string ExportNowhere(const Side& side) {
   return Answer(CryptExportKey(pair, 0, PUBLICKEYBLOB, 0, nullptr, nullptr));
 }
 
-// What stands at a place of the public key's blob.
+// The bytes at a place in the public key's blob.
 Call Field(std::size_t place, std::size_t size, DWORD keySpec = AT_KEYEXCHANGE) {
   return [=](const Side& side) {
     const Prepared context(side);
@@ -54,7 +54,7 @@ std::string ExportImported(const Side& side) {
   return blob == again ? "TRUE, the same blob" : "TRUE, another algorithm";
 }
 
-// Of a session key that is generated.
+// Exports a generated session key.
 Call ExportSession(ALG_ID algorithm, DWORD flags, DWORD type, DWORD room) {
   return [=](const Side& side) {
     const Prepared context(side);
@@ -119,16 +119,16 @@ const Rows kExportRows = {
     {"export.public_exponent", "PUBLICKEYBLOB: exponent", "TRUE, 01000100", Field(16, 4)},
     {"export.public_imported", "PUBLICKEYBLOB of an imported public key of AT_KEYEXCHANGE", "TRUE, the same blob",
      ExportImported},
-    {"export.private", "PRIVATEKEYBLOB of a pair that may not be exported", "FALSE NTE_BAD_KEY_STATE",
+    {"export.private", "PRIVATEKEYBLOB of a pair that is not exportable", "FALSE NTE_BAD_KEY_STATE",
      ExportPair(PRIVATEKEYBLOB, 4096)},
-    {"export.private_exportable", "PRIVATEKEYBLOB of a pair that may be exported", "TRUE, 596 bytes",
+    {"export.private_exportable", "PRIVATEKEYBLOB of a pair that is exportable", "TRUE, 596 bytes",
      ExportExportablePair},
     {"export.opaque", "OPAQUEKEYBLOB of a pair", "FALSE NTE_BAD_TYPE", ExportPair(OPAQUEKEYBLOB, 4096)},
     {"export.plain_pair", "PLAINTEXTKEYBLOB of a pair", "FALSE NTE_BAD_TYPE or FALSE NTE_BAD_KEY",
      ExportPair(PLAINTEXTKEYBLOB, 4096)},
     {"export.public_ex", "PUBLICKEYBLOBEX of a pair", "FALSE NTE_BAD_TYPE", ExportPair(kPublicKeyBlobEx, 4096)},
-    {"export.unknown", "a type of blob that is none", "FALSE NTE_BAD_TYPE", ExportPair(0x77, 4096)},
-    {"export.nowhere", "no place for the length", "FALSE ERROR_INVALID_PARAMETER", ExportNowhere},
+    {"export.unknown", "an unknown type of blob", "FALSE NTE_BAD_TYPE", ExportPair(0x77, 4096)},
+    {"export.nowhere", "a null pointer for the length", "FALSE ERROR_INVALID_PARAMETER", ExportNowhere},
     {"export.pair_simple", "SIMPLEBLOB of a pair", "FALSE NTE_BAD_KEY or FALSE NTE_BAD_TYPE", ExportPairAsSession},
     {"export.simple", "SIMPLEBLOB of a triple DES key", "TRUE, 140 bytes",
      ExportSession(CALG_3DES, CRYPT_EXPORTABLE, SIMPLEBLOB, 140)},

@@ -103,6 +103,6 @@ const Rows kGenerateRows = {
     {"key.3des_no_salt", "CryptGenKey CALG_3DES, CRYPT_NO_SALT", "TRUE", NewSession(CALG_3DES, CRYPT_NO_SALT)},
     {"key.3des_verification", "CryptGenKey CALG_3DES in a verification context", "TRUE",
      SessionForVerification(CALG_3DES)},
-    {"key.nowhere", "CryptGenKey, no place for the handle", "FALSE ERROR_INVALID_PARAMETER", GenerateNowhere},
+    {"key.nowhere", "CryptGenKey, a null pointer for the handle", "FALSE ERROR_INVALID_PARAMETER", GenerateNowhere},
     {"key.two", "CryptGenKey CALG_3DES twice", "TRUE, two handles", GenerateTwo},
 };

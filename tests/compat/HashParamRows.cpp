@@ -3,7 +3,7 @@
 
 namespace {
 
-// A parameter in a buffer of that many bytes; with none, a question for the size.
+// Reads a parameter into a buffer of `room` bytes. A room of 0 asks for the size.
 Call GetParam(ALG_ID algorithm, DWORD parameter, DWORD room, DWORD flags = 0) {
   return [=](const Side& side) {
     const Prepared context(side);
@@ -105,20 +105,21 @@ const Rows kHashParamRows = {
      GetParam(CALG_SHA1, HP_HASHSIZE, 3)},
     {"hash.get.hmac_info", "HP_HMAC_INFO is not for reading", "FALSE NTE_BAD_TYPE",
      GetParam(CALG_SHA1, HP_HMAC_INFO, 4)},
-    {"hash.get.unknown", "a parameter that is none", "FALSE NTE_BAD_TYPE", GetParam(CALG_SHA1, 0x77, 4)},
+    {"hash.get.unknown", "an unknown parameter", "FALSE NTE_BAD_TYPE", GetParam(CALG_SHA1, 0x77, 4)},
     {"hash.get.flags", "HP_HASHVAL with flags", "FALSE NTE_BAD_FLAGS", GetParam(CALG_SHA1, HP_HASHVAL, 20, 1)},
-    {"hash.get.no_length", "HP_HASHVAL, no place for the length", "FALSE ERROR_INVALID_PARAMETER", GetWithoutLength},
+    {"hash.get.no_length", "HP_HASHVAL, a null pointer for the length", "FALSE ERROR_INVALID_PARAMETER",
+     GetWithoutLength},
     {"hash.set.value", "CryptSetHashParam HP_HASHVAL", "TRUE", SetParam(HP_HASHVAL)},
     {"hash.set.value_flags", "CryptSetHashParam HP_HASHVAL with flags", "FALSE NTE_BAD_FLAGS", SetParam(HP_HASHVAL, 2)},
     {"hash.set.null", "CryptSetHashParam HP_HASHVAL of a null pointer", "FALSE ERROR_INVALID_PARAMETER", SetNothing},
     {"hash.set.read", "a value that was set is read", "TRUE, 5A5A5A5A", SetAndRead},
     {"hash.set.after_data", "CryptSetHashParam HP_HASHVAL after data",
-     "TRUE or FALSE NTE_BAD_HASH_STATE; it is not said", SetAfterData},
+     "TRUE or FALSE NTE_BAD_HASH_STATE; it is not documented", SetAfterData},
     {"hash.set.finished", "CryptSetHashParam HP_HASHVAL after the value was read", "FALSE NTE_BAD_HASH_STATE",
      SetAfterTheValue},
     {"hash.set.twice", "CryptSetHashParam HP_HASHVAL twice", "TRUE or FALSE NTE_BAD_HASH_STATE", SetTwice},
     {"hash.set.then_data", "CryptHashData after a value was set", "FALSE NTE_BAD_HASH_STATE", DataAfterASetValue},
     {"hash.set.algid", "CryptSetHashParam HP_ALGID is only for reading", "FALSE NTE_BAD_TYPE", SetParam(HP_ALGID)},
     {"hash.set.size", "CryptSetHashParam HP_HASHSIZE is only for reading", "FALSE NTE_BAD_TYPE", SetParam(HP_HASHSIZE)},
-    {"hash.set.unknown", "CryptSetHashParam of a parameter that is none", "FALSE NTE_BAD_TYPE", SetParam(0x77)},
+    {"hash.set.unknown", "CryptSetHashParam of an unknown parameter", "FALSE NTE_BAD_TYPE", SetParam(0x77)},
 };

@@ -16,7 +16,7 @@ std::string Import(HCRYPTPROV context, const Bytes& blob, HCRYPTKEY pair = 0, DW
   return Answer(CryptImportKey(context, blob.data(), Length(blob), pair, flags, key.Out()));
 }
 
-// The public key of the platform's prepared pair, changed at a place.
+// Imports the public key of the platform's prepared pair, with one byte changed, or cut or extended to `size`.
 Call ImportPublic(std::size_t place = 0, BYTE value = PUBLICKEYBLOB, std::size_t size = 148) {
   return [=](const Side& side) {
     const Prepared other(Side::Platform());
@@ -122,18 +122,18 @@ const Rows kImportRows = {
      ImportPublic(11, '2')},
     {"import.public_cut", "PUBLICKEYBLOB, 100 of 148 bytes", "FALSE NTE_BAD_DATA or FALSE NTE_BAD_LEN",
      ImportPublic(0, PUBLICKEYBLOB, 100)},
-    {"import.public_header", "PUBLICKEYBLOB, the header alone", "FALSE NTE_BAD_DATA or FALSE NTE_BAD_LEN",
+    {"import.public_header", "PUBLICKEYBLOB, only the header", "FALSE NTE_BAD_DATA or FALSE NTE_BAD_LEN",
      ImportPublic(0, PUBLICKEYBLOB, 8)},
-    {"import.public_long", "PUBLICKEYBLOB with 8 bytes more", "TRUE", ImportPublic(0, PUBLICKEYBLOB, 156)},
+    {"import.public_long", "PUBLICKEYBLOB with 8 extra bytes", "TRUE", ImportPublic(0, PUBLICKEYBLOB, 156)},
     {"import.short", "a blob of 4 bytes", "FALSE NTE_BAD_DATA or FALSE NTE_BAD_LEN", ImportEmpty(4)},
     {"import.empty", "a blob of no bytes", "FALSE ERROR_INVALID_PARAMETER or FALSE NTE_BAD_DATA or FALSE NTE_BAD_LEN",
      ImportEmpty(0)},
     {"import.null", "a null blob", "FALSE ERROR_INVALID_PARAMETER", ImportNull},
-    {"import.nowhere", "no place for the handle", "FALSE ERROR_INVALID_PARAMETER", ImportNowhere},
+    {"import.nowhere", "a null pointer for the handle", "FALSE ERROR_INVALID_PARAMETER", ImportNowhere},
     {"import.private", "PRIVATEKEYBLOB", "TRUE", ImportPrivate},
     {"import.plain", "PLAINTEXTKEYBLOB of a triple DES key", "TRUE", ImportPlain},
     {"import.opaque", "OPAQUEKEYBLOB of zeros", "FALSE NTE_BAD_TYPE", ImportType(OPAQUEKEYBLOB)},
-    {"import.unknown", "a type of blob that is none", "FALSE NTE_BAD_TYPE", ImportType(0x77)},
+    {"import.unknown", "an unknown type of blob", "FALSE NTE_BAD_TYPE", ImportType(0x77)},
     {"import.des", "SIMPLEBLOB of a DES key", "TRUE", ImportSession(CALG_DES, 8)},
     {"import.3des", "SIMPLEBLOB of a triple DES key", "TRUE", ImportSession(CALG_3DES, 24)},
     {"import.3des_112", "SIMPLEBLOB of a triple DES key of two keys", "TRUE", ImportSession(CALG_3DES_112, 16)},
@@ -142,9 +142,9 @@ const Rows kImportRows = {
     {"import.aes256", "SIMPLEBLOB of an AES-256 key", "TRUE", ImportSession(CALG_AES_256, 32)},
     {"import.rc2", "SIMPLEBLOB of an RC2 key", "TRUE", ImportSession(CALG_RC2, 16)},
     {"import.rc4", "SIMPLEBLOB of an RC4 key", "TRUE", ImportSession(CALG_RC4, 16)},
-    {"import.simple_without_pair", "SIMPLEBLOB, the exchange key not named",
+    {"import.simple_without_pair", "SIMPLEBLOB, without the handle of the exchange key",
      "TRUE; the handle of the pair may be given", ImportSessionWithoutPair},
-    {"import.simple_corrupted", "SIMPLEBLOB, a bit is another one", "FALSE NTE_BAD_DATA", ImportCorruptedSession},
+    {"import.simple_corrupted", "SIMPLEBLOB, one bit changed", "FALSE NTE_BAD_DATA", ImportCorruptedSession},
     {"import.simple_cut", "SIMPLEBLOB, 60 of 140 bytes", "FALSE NTE_BAD_DATA", ImportCutSession},
     {"import.simple_verification", "SIMPLEBLOB in a verification context", "FALSE NTE_NO_KEY or FALSE NTE_BAD_KEY",
      ImportSessionForVerification},

@@ -24,7 +24,7 @@ Key Of(Kind kind, HCRYPTPROV context) {
   }
 }
 
-// A number in a buffer of that many bytes; 0 is a null buffer.
+// Reads a number into a buffer of `room` bytes; 0 is a null buffer.
 std::string Ask(HCRYPTKEY key, DWORD parameter, DWORD room, DWORD flags) {
   Bytes value(4096);
   DWORD length = room;
@@ -55,7 +55,7 @@ Call SetNumber(Kind kind, DWORD parameter, DWORD number, DWORD flags = 0) {
   };
 }
 
-// A number that is set and read.
+// Sets a number and reads it.
 Call SetAndGet(Kind kind, DWORD parameter, DWORD number) {
   return [=](const Side& side) {
     const Prepared context(side);
@@ -125,9 +125,9 @@ const Rows kPairParamRows = {
      Get(Kind::kPair, KP_EFFECTIVE_KEYLEN)},
     {"param.pair.pin_info", "KP_PIN_INFO of a pair", "TRUE or FALSE NTE_BAD_TYPE; for cards",
      Get(Kind::kPair, kPinInfo, 64)},
-    {"param.pair.unknown", "a parameter of a pair that is none", "FALSE NTE_BAD_TYPE", Get(Kind::kPair, 0x777)},
+    {"param.pair.unknown", "an unknown parameter of a pair", "FALSE NTE_BAD_TYPE", Get(Kind::kPair, 0x777)},
     {"param.pair.flags", "KP_ALGID with flags", "FALSE NTE_BAD_FLAGS", Get(Kind::kPair, KP_ALGID, 4, 1)},
-    {"param.pair.nowhere", "KP_ALGID, no place for the length", "FALSE ERROR_INVALID_PARAMETER", GetParamNowhere},
+    {"param.pair.nowhere", "KP_ALGID, a null pointer for the length", "FALSE ERROR_INVALID_PARAMETER", GetParamNowhere},
     {"param.no_key", "KP_ALGID of key 0", "FALSE ERROR_INVALID_HANDLE or FALSE ERROR_INVALID_PARAMETER", GetOfNoKey},
     {"param.public.algid", "KP_ALGID of an imported public key", "TRUE, 41984; CALG_RSA_KEYX",
      Get(Kind::kPublic, KP_ALGID)},
@@ -136,7 +136,7 @@ const Rows kPairParamRows = {
     {"param.public.mode", "KP_MODE of an imported public key", "FALSE NTE_BAD_TYPE", Get(Kind::kPublic, KP_MODE)},
     {"param.public.set_mode", "CryptSetKeyParam KP_MODE of an imported public key", "FALSE NTE_BAD_TYPE",
      SetNumber(Kind::kPublic, KP_MODE, CRYPT_MODE_CBC)},
-    {"param.certificate.none", "KP_CERTIFICATE, and there is no certificate",
+    {"param.certificate.none", "KP_CERTIFICATE without a certificate",
      "FALSE SCARD_E_NO_SUCH_CERTIFICATE or FALSE NTE_BAD_TYPE; for cards", CertificateOfNewContainer},
     {"param.pair.set_mode", "CryptSetKeyParam KP_MODE of a pair", "FALSE NTE_BAD_TYPE",
      SetNumber(Kind::kPair, KP_MODE, CRYPT_MODE_CBC)},
@@ -146,7 +146,7 @@ const Rows kPairParamRows = {
      SetNumber(Kind::kPair, KP_PERMISSIONS, CRYPT_ENCRYPT)},
     {"param.pair.set_algid", "CryptSetKeyParam KP_ALGID of a pair", "FALSE NTE_BAD_TYPE",
      SetNumber(Kind::kPair, KP_ALGID, CALG_RSA_KEYX)},
-    {"param.pair.set_unknown", "CryptSetKeyParam of a pair, a parameter that is none", "FALSE NTE_BAD_TYPE",
+    {"param.pair.set_unknown", "CryptSetKeyParam of a pair, an unknown parameter", "FALSE NTE_BAD_TYPE",
      SetNumber(Kind::kPair, 0x777, 0)},
 };
 
@@ -175,8 +175,7 @@ const Rows kSessionParamRows = {
      Get(Kind::kTriple, KP_EFFECTIVE_KEYLEN)},
     {"param.3des.certificate", "KP_CERTIFICATE of a triple DES key", "FALSE NTE_BAD_TYPE",
      Get(Kind::kTriple, KP_CERTIFICATE, 64)},
-    {"param.3des.unknown", "a parameter of a triple DES key that is none", "FALSE NTE_BAD_TYPE",
-     Get(Kind::kTriple, 0x777)},
+    {"param.3des.unknown", "an unknown parameter of a triple DES key", "FALSE NTE_BAD_TYPE", Get(Kind::kTriple, 0x777)},
     {"param.3des.flags", "KP_KEYLEN of a triple DES key with flags", "FALSE NTE_BAD_FLAGS",
      Get(Kind::kTriple, KP_KEYLEN, 4, 1)},
     {"param.aes.algid", "KP_ALGID of an AES-128 key", "TRUE, 26126; CALG_AES_128", Get(Kind::kAes, KP_ALGID)},
@@ -189,12 +188,12 @@ const Rows kSessionParamRows = {
     {"param.3des.set_ecb", "CryptSetKeyParam KP_MODE CRYPT_MODE_ECB, then read", "TRUE, 2",
      SetAndGet(Kind::kTriple, KP_MODE, CRYPT_MODE_ECB)},
     {"param.3des.set_ofb", "CryptSetKeyParam KP_MODE CRYPT_MODE_OFB of a triple DES key",
-     "FALSE NTE_BAD_DATA or FALSE NTE_BAD_ALGID; Microsoft's providers do not have it",
+     "FALSE NTE_BAD_DATA or FALSE NTE_BAD_ALGID; Microsoft's providers do not support it",
      SetNumber(Kind::kTriple, KP_MODE, CRYPT_MODE_OFB)},
     {"param.3des.set_cfb", "CryptSetKeyParam KP_MODE CRYPT_MODE_CFB, then read", "TRUE, 4",
      SetAndGet(Kind::kTriple, KP_MODE, CRYPT_MODE_CFB)},
     {"param.3des.set_cts", "CryptSetKeyParam KP_MODE CRYPT_MODE_CTS of a triple DES key",
-     "FALSE NTE_BAD_DATA or FALSE NTE_BAD_ALGID; Microsoft's providers do not have it",
+     "FALSE NTE_BAD_DATA or FALSE NTE_BAD_ALGID; Microsoft's providers do not support it",
      SetNumber(Kind::kTriple, KP_MODE, CRYPT_MODE_CTS)},
     {"param.3des.set_mode_7", "CryptSetKeyParam KP_MODE 7 of a triple DES key", "FALSE NTE_BAD_DATA",
      SetNumber(Kind::kTriple, KP_MODE, 7)},
@@ -222,7 +221,7 @@ const Rows kSessionParamRows = {
      "FALSE NTE_BAD_TYPE; for RC2", SetNumber(Kind::kTriple, KP_EFFECTIVE_KEYLEN, 40)},
     {"param.3des.set_algid", "CryptSetKeyParam KP_ALGID of a triple DES key", "FALSE NTE_BAD_TYPE",
      SetNumber(Kind::kTriple, KP_ALGID, CALG_DES)},
-    {"param.3des.set_unknown", "CryptSetKeyParam of a triple DES key, a parameter that is none", "FALSE NTE_BAD_TYPE",
+    {"param.3des.set_unknown", "CryptSetKeyParam of a triple DES key, an unknown parameter", "FALSE NTE_BAD_TYPE",
      SetNumber(Kind::kTriple, 0x777, 0)},
     {"param.3des.set_null", "CryptSetKeyParam KP_MODE, a null pointer", "FALSE ERROR_INVALID_PARAMETER",
      SetNull(Kind::kTriple, KP_MODE)},

@@ -16,7 +16,7 @@ std::string UserKeyOfNewContainer(const Side& side) {
   return Answer(CryptGetUserKey(container, AT_KEYEXCHANGE, key.Out()));
 }
 
-// One that has the other pair alone.
+// In a container that has only the other pair.
 std::string UserKeyOfTheOtherSpec(const Side& side) {
   const Fresh container(side);
   const Key pair = Generated(container, AT_KEYEXCHANGE, 1024U << 16U);
@@ -79,11 +79,12 @@ const Rows kUserKeyRows = {
     {"key.user.3", "CryptGetUserKey of key spec 3", "FALSE NTE_NO_KEY or FALSE NTE_BAD_KEY", UserKey(3)},
     {"key.user.4", "CryptGetUserKey of key spec 4", "FALSE NTE_NO_KEY or FALSE NTE_BAD_KEY", UserKey(4)},
     {"key.user.new", "CryptGetUserKey in a container without keys", "FALSE NTE_NO_KEY", UserKeyOfNewContainer},
-    {"key.user.other", "CryptGetUserKey AT_SIGNATURE, and there is a pair of AT_KEYEXCHANGE alone", "FALSE NTE_NO_KEY",
-     UserKeyOfTheOtherSpec},
+    {"key.user.other", "CryptGetUserKey AT_SIGNATURE in a container with only the pair of AT_KEYEXCHANGE",
+     "FALSE NTE_NO_KEY", UserKeyOfTheOtherSpec},
     {"key.user.verification", "CryptGetUserKey in a verification context", "FALSE NTE_NO_KEY", UserKeyForVerification},
     {"key.user.later", "CryptGetUserKey of a pair that an earlier context made", "TRUE, the same key", UserKeyLater},
-    {"key.user.nowhere", "CryptGetUserKey, no place for the handle", "FALSE ERROR_INVALID_PARAMETER", UserKeyNowhere},
+    {"key.user.nowhere", "CryptGetUserKey, a null pointer for the handle", "FALSE ERROR_INVALID_PARAMETER",
+     UserKeyNowhere},
     {"key.destroy.session", "CryptDestroyKey of a session key", "TRUE", DestroySession},
     {"key.destroy.pair", "CryptDestroyKey of a pair, then CryptGetUserKey", "TRUE (the pair stays)", DestroyPair},
     {"key.destroy.imported", "CryptDestroyKey of an imported public key", "TRUE", DestroyImported},

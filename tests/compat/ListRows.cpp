@@ -3,7 +3,7 @@
 
 namespace {
 
-// One question after the other in a context.
+// Several questions, one after another, in one context.
 Call Containers(std::vector<DWORD> flags) {
   return [flags](const Side& side) {
     const Prepared context(side);

@@ -49,7 +49,7 @@ BOOL VerifyMessage(const Bytes& message, BOOL detached, const Bytes& data) {
   return CryptVerifyMessageSignature(&parameters, 0, message.data(), Length(message), content.data(), &length, nullptr);
 }
 
-// Signed with the pair, verified by the platform.
+// Signs with the pair; the platform verifies.
 Call Message(const char* algorithm, BOOL detached, const char* other = nullptr) {
   return [=](const Side& side) {
     const Prepared context(side);

@@ -1,5 +1,5 @@
-// A card whose PIN nobody gave: the container "closed" on the card in the second reader. No window can be shown. On the
-// platform's side, which has no PINs, it is the prepared container.
+// A card whose PIN was not given: the container "closed" on the card in the second reader. No window can be shown. On
+// the platform's side, which has no PINs, it is the prepared container.
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// The card is in as long as the object lives: with two cards some rows would ask the user for a reader.
+// Inserts the card as long as the object lives. With two cards, rows elsewhere would ask the user for a reader.
 class SecondCard {
  public:
   SecondCard() : m_file(Environment("TELVO_CARDS") + "/b") { std::ofstream(m_file) << "in"; }
@@ -25,7 +25,7 @@ class Closed {
  public:
   Closed(const Side& side, DWORD flags)
       : m_context(side, side.IsThis() ? "\\\\.\\TELVO Reader B\\closed" : "prepared", flags) {}
-  operator HCRYPTPROV() const { return m_context; }  // NOLINT: a row reads as the call does
+  operator HCRYPTPROV() const { return m_context; }  // NOLINT: a row reads like the call
 
  private:
   SecondCard m_card;
@@ -96,6 +96,6 @@ const Rows kPinRows = {
     {"pin.generate", "CryptGenKey CALG_3DES, CRYPT_SILENT", "TRUE or FALSE NTE_SILENT_CONTEXT",
      Without(CRYPT_SILENT, work::GenerateKey)},
     {"pin.import", "CryptImportKey PUBLICKEYBLOB, CRYPT_SILENT", "TRUE", Without(CRYPT_SILENT, work::ImportPublic)},
-    {"pin.sign_dialog", "CryptSignHash, and the dialog for the PIN cannot be shown", "FALSE; which code is not said",
-     Without(0, work::Sign)},
+    {"pin.sign_dialog", "CryptSignHash, and the dialog for the PIN cannot be shown",
+     "FALSE; the code is not documented", Without(0, work::Sign)},
 };

@@ -10,7 +10,7 @@
 // How an answer is shown.
 enum class As { kNumber, kText, kLength };
 
-// The answer never goes beyond the buffer, whatever length is declared.
+// `declared` is the length that the call gets. The buffer itself has 1024 bytes.
 std::string AskProvider(HCRYPTPROV context, DWORD parameter, As as, DWORD declared, DWORD flags);
 
 Call GetProvider(DWORD parameter, As as, DWORD declared = 1024, DWORD flags = 0);

@@ -5,7 +5,7 @@ namespace {
 
 constexpr DWORD kReaderName = 43;
 constexpr DWORD kGuid = 45;
-// The names differ, and so their lengths.
+// The names differ, and so do their lengths.
 std::string AskName(const Side& side, HCRYPTPROV context, DWORD declared) {
   const std::string answer = AskProvider(context, PP_NAME, As::kText, declared, 0);
   const std::string name = side.Provider();
@@ -29,7 +29,7 @@ std::string AskNowhere(const Side& side) {
   return Answer(CryptGetProvParam(context, PP_NAME, nullptr, nullptr, 0));
 }
 
-// There are no new containers of the machine on a card.
+// On a card CRYPT_MACHINE_KEYSET makes no new container.
 std::string TypeOfMachine(const Side& side) {
   const std::string name = side.IsThis() ? side.Container("prepared") : side.NewName();
   std::string answer;
@@ -61,9 +61,9 @@ const Rows kProviderRows = {
      GetProvider(PP_CONTAINER, As::kText, 8)},
     {"provider.container_length", "PP_CONTAINER, 1024 bytes", "TRUE, length 9", GetProvider(PP_CONTAINER, As::kLength)},
     {"provider.container_new", "PP_CONTAINER of a new container", "TRUE, the name", NameOfAnotherContainer},
-    {"provider.container_verify", "PP_CONTAINER in a verification context", "TRUE; what it holds is not said",
+    {"provider.container_verify", "PP_CONTAINER in a verification context", "TRUE; its content is not documented",
      GetForVerification(PP_CONTAINER, As::kLength)},
-    {"provider.unique", "PP_UNIQUE_CONTAINER", "TRUE; the provider chooses what it holds",
+    {"provider.unique", "PP_UNIQUE_CONTAINER", "TRUE; the provider chooses its content",
      GetProvider(PP_UNIQUE_CONTAINER, As::kText)},
     {"provider.imptype", "PP_IMPTYPE", "TRUE; 2 is software, 8 removable, 3 mixed",
      GetProvider(PP_IMPTYPE, As::kNumber, 4)},
@@ -103,11 +103,11 @@ const Rows kProviderRows = {
      GetProvider(kReaderName, As::kText)},
     {"provider.guid", "PP_SMARTCARD_GUID", "TRUE or FALSE NTE_BAD_TYPE; for cards",
      GetProvider(kGuid, As::kLength, 16)},
-    {"provider.unknown", "a parameter that is none", "FALSE NTE_BAD_TYPE", GetProvider(0x777, As::kNumber)},
+    {"provider.unknown", "an unknown parameter", "FALSE NTE_BAD_TYPE", GetProvider(0x777, As::kNumber)},
     {"provider.flags", "PP_KEYSPEC with flags", "FALSE NTE_BAD_FLAGS", GetProvider(PP_KEYSPEC, As::kNumber, 4, 0x80)},
     {"provider.all_flags", "PP_KEYSPEC with all flags", "FALSE NTE_BAD_FLAGS",
      GetProvider(PP_KEYSPEC, As::kNumber, 4, 0xFFFFFFFFU)},
-    {"provider.no_length", "no place for the length", "FALSE ERROR_INVALID_PARAMETER", AskNowhere},
+    {"provider.no_length", "a null pointer for the length", "FALSE ERROR_INVALID_PARAMETER", AskNowhere},
     {"provider.verify_name", "PP_NAME in a verification context", "TRUE, the provider's name", NameForVerification},
     {"provider.verify_reader", "PP_SMARTCARD_READER in a verification context", "TRUE or FALSE NTE_BAD_TYPE; for cards",
      GetForVerification(kReaderName, As::kText)},

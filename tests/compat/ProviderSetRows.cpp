@@ -12,7 +12,7 @@ Call Set(DWORD parameter, const char* value, DWORD flags = 0) {
   };
 }
 
-// Before a PIN is given.
+// Sets a parameter before a PIN is given.
 Call SetFirst(DWORD parameter, const char* value) {
   return [=](const Side& side) {
     const Context context(side, side.Container("prepared").c_str(), 0);
@@ -20,7 +20,7 @@ Call SetFirst(DWORD parameter, const char* value) {
   };
 }
 
-// A value of 8 zero bytes, which is a null window or store and the number 0.
+// The value is 8 zero bytes: a null window, a null store, or the number 0.
 Call SetZero(DWORD parameter) {
   return [=](const Side& side) {
     const Prepared context(side);
@@ -89,7 +89,7 @@ const Rows kProviderSetRows = {
     {"provider.set.keyx_alg", "PP_KEYEXCHANGE_ALG", "TRUE or FALSE NTE_BAD_TYPE", SetZero(PP_KEYEXCHANGE_ALG)},
     {"provider.set.name", "PP_NAME is only for reading", "FALSE NTE_BAD_TYPE", Set(PP_NAME, "name")},
     {"provider.set.container", "PP_CONTAINER is only for reading", "FALSE NTE_BAD_TYPE", Set(PP_CONTAINER, "name")},
-    {"provider.set.unknown", "a parameter that is none", "FALSE NTE_BAD_TYPE", SetZero(0x777)},
+    {"provider.set.unknown", "an unknown parameter", "FALSE NTE_BAD_TYPE", SetZero(0x777)},
     {"provider.set.null", "a null pointer", "FALSE ERROR_INVALID_PARAMETER or FALSE NTE_BAD_TYPE",
      Set(PP_UI_PROMPT, nullptr)},
 };

@@ -1,7 +1,7 @@
-// A row of the table: one variant of a call of CryptoAPI, asked of two providers in the same run.
+// A row of the table: one variant of a CryptoAPI call, made with two providers in the same run.
 //
-// Every row has contexts, keys and hashes of its own. What varies from run to run (handles, times, random bytes) is not
-// in an answer, but its size is.
+// Every row has its own contexts, keys and hashes. Values that vary from run to run (handles, times, random bytes) are
+// not in an answer, but their sizes are.
 #pragma once
 
 #include "common/Platform.h"
@@ -18,8 +18,8 @@ using Call = std::function<std::string(const Side&)>;
 struct Row {
   const char* id;  // SUBJECT.VARIANT
   const char* call;
-  // What Microsoft's documentation says, as an answer would say it. "or" stands between answers that are both right,
-  // and words for the reader come after a semicolon.
+  // The answer according to Microsoft's documentation. "or" separates answers that are both right, and a remark for the
+  // reader follows a semicolon.
   const char* documented;
   Call answer;
 };

@@ -73,7 +73,7 @@ Fresh::Fresh(const Side& side, const std::string& name)
   side.GivePin(m_context);
 }
 
-// This provider deletes while somebody is logged in. The platform's one keeps its keys when a context ends.
+// This provider deletes while a context is logged in. The platform's own keeps its keys when a context ends.
 Fresh::~Fresh() {
   if (!m_side.IsThis()) m_context.Release();
   HCRYPTPROV none = 0;

@@ -22,7 +22,7 @@ class Side {
   std::string Container(const std::string& name) const;
   // A name that no other row has.
   std::string NewName() const;
-  // Where there are PINs.
+  // Does nothing where there are no PINs.
   void GivePin(HCRYPTPROV context) const;
 
   // Makes the container "prepared": pairs of 1024 bits, and a certificate for AT_KEYEXCHANGE where it can be kept.
@@ -42,7 +42,7 @@ class Context {
   ~Context();
   Context(const Context&) = delete;
   Context& operator=(const Context&) = delete;
-  operator HCRYPTPROV() const { return m_handle; }  // NOLINT: a row reads as the call does
+  operator HCRYPTPROV() const { return m_handle; }  // NOLINT: a row reads like the call
   void Release();
 
  private:
@@ -67,7 +67,7 @@ class Fresh {
   ~Fresh();
   Fresh(const Fresh&) = delete;
   Fresh& operator=(const Fresh&) = delete;
-  operator HCRYPTPROV() const { return m_context; }  // NOLINT: a row reads as the call does
+  operator HCRYPTPROV() const { return m_context; }  // NOLINT: a row reads like the call
   const std::string& Name() const { return m_name; }
 
  private:

@@ -13,7 +13,7 @@ class Owned {
  public:
   Owned() = default;
   explicit Owned(ULONG_PTR handle) : m_handle(handle) {}
-  // The last error is that of the call before.
+  // Keeps the last error of the call before.
   ~Owned() {
     const DWORD lastError = GetLastError();
     if (m_handle != 0) destroy(m_handle);
@@ -21,7 +21,7 @@ class Owned {
   }
   Owned(const Owned&) = delete;
   Owned& operator=(const Owned&) = delete;
-  operator ULONG_PTR() const { return m_handle; }  // NOLINT: a row reads as the call does
+  operator ULONG_PTR() const { return m_handle; }  // NOLINT: a row reads like the call
   ULONG_PTR* Out() { return &m_handle; }
   void Forget() { m_handle = 0; }
 
@@ -41,7 +41,7 @@ std::string HashValue(HCRYPTHASH hash);  // the answer, with the beginning of th
 Bytes Exported(HCRYPTKEY key, DWORD type, HCRYPTKEY exchangeKey = 0);
 // A session key of the platform's provider with the bytes 1, 2, 3, ..., in a SIMPLEBLOB for the pair of the context.
 Bytes SimpleBlobFor(HCRYPTPROV context, ALG_ID algorithm, DWORD length);
-// A SIMPLEBLOB wants the pair that it is for.
+// A SIMPLEBLOB needs the pair that it was made for.
 Key Imported(HCRYPTPROV context, const Bytes& blob, HCRYPTKEY pair = 0, DWORD flags = CRYPT_EXPORTABLE);
-// Such a key as SimpleBlobFor makes, imported into a context with a pair.
+// A key from SimpleBlobFor, imported into a context with a pair.
 Key Session(HCRYPTPROV context, ALG_ID algorithm, DWORD length);

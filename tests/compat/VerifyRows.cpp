@@ -57,7 +57,7 @@ std::string VerifyWithImported(const Side& side) {
   return Verify(HashOf(context, CALG_SHA1), signature, imported);
 }
 
-// The signature goes to the platform's provider.
+// The platform's provider verifies the signature.
 Call VerifyElsewhere(ALG_ID algorithm, DWORD flags = 0) {
   return [=](const Side& side) {
     const Prepared context(side);
@@ -69,7 +69,7 @@ Call VerifyElsewhere(ALG_ID algorithm, DWORD flags = 0) {
   };
 }
 
-// The signature comes from the platform's provider.
+// The platform's provider makes the signature.
 Call VerifyFromElsewhere(ALG_ID algorithm) {
   return [=](const Side& side) {
     const Prepared other(Side::Platform());
@@ -146,10 +146,10 @@ const Rows kVerifyRows = {
      VerifyOwn(Flagged(CRYPT_NOHASHOID, 0))},
     {"verify.no_oid_verified", "signed without CRYPT_NOHASHOID, verified with it", "FALSE NTE_BAD_SIGNATURE",
      VerifyOwn(Flagged(0, CRYPT_NOHASHOID))},
-    {"verify.flags", "CryptVerifySignature with the flag 0x80, which is none", "FALSE NTE_BAD_FLAGS",
+    {"verify.flags", "CryptVerifySignature with the undefined flag 0x80", "FALSE NTE_BAD_FLAGS",
      VerifyOwn(Flagged(0, 0x80))},
     {"verify.other_data", "CryptVerifySignature of other data", "FALSE NTE_BAD_SIGNATURE", VerifyOwn(OfOtherData())},
-    {"verify.corrupted", "CryptVerifySignature, a bit is another one", "FALSE NTE_BAD_SIGNATURE",
+    {"verify.corrupted", "CryptVerifySignature, one bit changed", "FALSE NTE_BAD_SIGNATURE",
      VerifyOwn(Corrupted(1, 128))},
     {"verify.short", "CryptVerifySignature, 127 of 128 bytes", "FALSE NTE_BAD_SIGNATURE", VerifyOwn(Corrupted(0, 127))},
     {"verify.long", "CryptVerifySignature, 129 bytes", "FALSE NTE_BAD_SIGNATURE", VerifyOwn(Corrupted(0, 129))},

@@ -1,6 +1,7 @@
 #!/bin/bash
-# compare.sh BUILD [--check]: asks both providers every row under Wine and writes docs/compatibility.md, or with --check fails
-# when that file is no longer true. BUILD is build/windows. TELVO_ROWS=BEGINNING... prints the answers to these rows alone.
+# compare.sh BUILD [--check]: runs every row with both providers under Wine and writes docs/compatibility.md, or with --check fails
+# when that file is no longer true. BUILD is build/windows. TELVO_ROWS="BEGINNING..." only prints the answers of the rows whose ids
+# begin like that.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 build=$(realpath "$1")

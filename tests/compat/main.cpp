@@ -1,8 +1,8 @@
-// Asks both providers every row and prints a line for each: id, call, documentation, the platform's answer and this
-// provider's, with tabs between them. Arguments choose rows by the beginning of their ids.
+// Runs every row with both providers and prints a line for each: id, call, documentation, the platform's answer and
+// this provider's, separated by tabs. Arguments choose rows by the beginning of their ids.
 //
-// The environment names the provider's library (TELVO_PROVIDER) and the folder in which files stand for cards
-// (TELVO_CARDS).
+// The environment names the provider's library (TELVO_PROVIDER) and the folder in which files represent
+// inserted cards (TELVO_CARDS).
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -54,7 +54,7 @@ std::string AnswerTo(const Row& row, const Side& side) {
   }
 }
 
-// The id comes first by itself: it is the last word of a program that crashes.
+// The id is printed first, so that it is the last output of a program that crashes.
 void Print(const Row& row) {
   std::printf("%s", row.id);
   std::fflush(stdout);

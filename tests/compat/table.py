@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """table.py ANSWERS [--check]: writes docs/compatibility.md from the answers of compatibility_rows and from the file reasons.
 
-With --check nothing is written; it fails when the committed file is another one. A row whose two answers differ without a
-reason fails in either case, and so does a reason for a row whose answers agree.
+With --check it writes nothing, and fails when the committed file differs. In both forms it fails when the two answers of a row
+differ without a reason, or agree although there is a reason.
 """
 import difflib
 import pathlib
@@ -35,26 +35,27 @@ SUBJECTS = {
 }
 HEAD = """# What programs may expect
 
-What calls of CryptoAPI answer, in {rows} rows. `tests/compat/compare.sh build/windows` writes this file; [testing.md](testing.md#compatibility-testscompat)
-says how. Do not edit it. The test `compatibility` fails when it is no longer true.
+The answers to calls of CryptoAPI, in {rows} rows. `tests/compat/compare.sh build/windows` writes this file;
+[testing.md](testing.md#compatibility-testscompat) describes how. Do not edit it. The test `compatibility` fails when it is no longer true.
 
 - *documentation*: what Microsoft publishes about the call, in a few words.
-- *platform*: the platform's own software provider, in type `PROV_RSA_AES`, as Wine 8 has it. Windows itself was not tried.
-- *this provider*: on the software token, in the same run. The PIN was given by `PP_KEYEXCHANGE_PIN`, but for the rows "Without the PIN". No window
-  could be shown.
+- *platform*: the platform's own software provider, of type `PROV_RSA_AES`, in Wine 8. Windows itself was not tested.
+- *this provider*: on the software token, in the same run. The PIN was set with `PP_KEYEXCHANGE_PIN`, except in the rows "Without the PIN".
+  No window could be shown.
 - *result*: the same; or different, on purpose, with the reason and what to do instead.
 
-`FALSE` is followed by the last error. A word in brackets after it is the call, when it was a step before the one in question. Of values the first four bytes are shown.
+`FALSE` is followed by the last error. A name in brackets after it is an earlier call, which failed before the one in the
+row. Only the first four bytes of a value are shown.
 
 | answers | rows |
 |---|---|
 | the same | {same} |
 | differ on purpose | {differ} |
 
-Of those that are the same, {both} are not what the documentation says; they have a note. Of those that differ, {followed} are what the documentation says,
-and it is the platform's provider that is not.
+{both} of the answers that are the same are not what the documentation says; they have a note. {followed} of those that differ are what the
+documentation says; there the platform's provider does not follow it.
 
-[programming.md](programming.md) has what matters of this to programmers, by subject.
+[programming.md](programming.md) describes by subject what matters to programmers.
 """
 
 
@@ -93,7 +94,7 @@ def read_reasons(path):
 
 
 def follows(documented, answer):
-    """Whether an answer begins as one of those that the documentation has."""
+    """Whether an answer begins like one of the documented ones."""
     return any(answer == one or answer.startswith((one + ",", one + " (")) for one in documented.split(";")[0].split(" or "))
 
 
@@ -118,7 +119,7 @@ def judge(row, name, blocks):
         return f"same; [note](#{name})", None
     documented = follows(row["documented"], row["this"]) and not follows(row["documented"], row["platform"])
     if name and "documented" in blocks[name] and not documented:
-        return None, f"{row['id']} is not the provider that does what the documentation says ({name})"
+        return None, f"{row['id']} does not show that this provider alone follows the documentation ({name})"
     if not name or note:
         return None, f"{row['id']} is a defect: {row['documented']} / {row['platform']} / {row['this']}"
     return f"[differs on purpose](#{name})", None
@@ -169,10 +170,10 @@ def print_rows(rows):
 def print_reasons(blocks):
     differences = [(name, block) for name, block in blocks.items() if "instead" in block]
     notes = [(name, block) for name, block in blocks.items() if "instead" not in block]
-    lines = ["", "## Reasons", "", "Why the answers differ, and what to do instead. *Required* is what existing applications and cards rely on: it stays.", ""]
+    lines = ["", "## Reasons", "", "Why the answers differ, and what to do instead. *Required* is what existing applications and cards rely on: it must stay.", ""]
     for name, block in differences:
         lines += [f'- <a id="{name}"></a>**{block["title"]}** {block["why"]} *Instead:* {block["instead"]}']
-    lines += ["", "## Notes", "", "Why both answers are not those of the documentation.", ""]
+    lines += ["", "## Notes", "", "Why both answers differ from the documentation.", ""]
     lines += [f'- <a id="{name}"></a>**{block["title"]}** {block["why"]}' for name, block in notes]
     return lines
 
@@ -193,7 +194,7 @@ def main():
     committed = DOCUMENT.read_text(encoding="utf-8")
     if committed != text:
         sys.stdout.writelines(difflib.unified_diff(committed.splitlines(True), text.splitlines(True), str(DOCUMENT), "as it is now", n=0))
-        give_up(["docs/compatibility.md is not true; tests/compat/compare.sh build/windows writes it anew"])
+        give_up(["docs/compatibility.md is no longer true; tests/compat/compare.sh build/windows rewrites it"])
 
 
 main()

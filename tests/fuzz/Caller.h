@@ -1,6 +1,6 @@
-// Caller: a program that calls the provider in any order, with any arguments, and keeps the handles that it gets. Each
-// call is judged: what it leaves as the last error, which exceptions leave it, and what it may write. Buffers are of
-// exactly the length that is declared.
+// Caller: a program that calls the provider in any order, with any arguments, and keeps the handles that it gets. It
+// checks the last error of each call, the exceptions that it throws, and what it writes: buffers have exactly the
+// declared length.
 #pragma once
 
 #include "common/Platform.h"
@@ -12,13 +12,13 @@
 #include "InterfaceStage.h"
 #include "entry/ProviderInterface.h"
 
-// What may leave a function beside its result.
+// The exceptions that a function may throw.
 enum class Leaves { kNothing, kContextError, kModuleError, kRuntimeError };
 
 // A buffer and its declared length. Either may be null.
 class Buffer {
  public:
-  // Has at least `least` bytes behind its address whatever it declares.
+  // Has at least `least` bytes, whatever length it declares.
   explicit Buffer(FuzzedDataProvider& data, DWORD least = 0);
 
   BYTE* Data() const { return m_hasData ? m_bytes.get() : nullptr; }
@@ -38,18 +38,18 @@ class Caller {
  public:
   Caller(FuzzedDataProvider& data, InterfaceStage& stage) : m_data(data), m_stage(stage) {}
 
-  // Mostly begins with what most calls need: a context, its pair, a hash with data, a session key, an imported key.
+  // Usually creates what most calls need: a context, its pair, a hash with data, a session key, an imported key.
   void Prepare();
-  // The next call of the tape.
+  // Makes the next call that the input describes.
   void CallOne();
   void ReleaseAll();
 
  private:
   using Call = std::function<BOOL()>;
-  // Whether it succeeded. A result that is neither TRUE nor FALSE must be `odd`.
+  // Returns whether the call succeeded. A result that is neither TRUE nor FALSE must be `odd`.
   bool Make(const Call& call, Leaves leaves = Leaves::kNothing, BOOL odd = TRUE);
 
-  // The last handle or another; now and then 0, one that nobody has, or one with another upper half.
+  // The last handle or another one; sometimes 0, an unknown handle, or one with a different upper half.
   template <typename Handle>
   Handle Any(const std::vector<Handle>& handles);
   HCRYPTPROV Context() { return Any(m_contexts); }

@@ -61,7 +61,7 @@ void Caller::GetProvParam() {
 void Caller::Enumerate() {
   constexpr DWORD kParams[] = {PP_ENUMALGS, PP_ENUMALGS_EX, PP_ENUMCONTAINERS};
   constexpr DWORD kWays[] = {CRYPT_FIRST, CRYPT_NEXT, CRYPT_NEXT, 0};
-  constexpr DWORD kLeast = 128;  // what PP_ENUMCONTAINERS relies on
+  constexpr DWORD kLeast = 128;  // the size that PP_ENUMCONTAINERS relies on
   const DWORD param = m_data.PickValueInArray(kParams);
   const HCRYPTPROV context = Context();
   const int steps = m_data.ConsumeIntegralInRange(1, 4);

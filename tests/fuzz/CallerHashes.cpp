@@ -22,7 +22,7 @@ void Caller::HashData() {
   Make([&] { return CPHashData(Context(), Hash(), message.data(), length, Flags()); });
 }
 
-// The handle of the key stands for the hash as well.
+// The hash is looked up under the key's handle, so a hash's handle is passed as well.
 void Caller::HashSessionKey() {
   const HCRYPTKEY key = m_data.ConsumeBool() ? Key() : Hash();
   Make([&] { return CPHashSessionKey(Context(), Hash(), key, Flags()); });

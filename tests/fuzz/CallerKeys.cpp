@@ -1,4 +1,4 @@
-// Keys: pairs, session keys, blobs, what is encrypted by them, and their parameters.
+// Keys: pairs, session keys, blobs, encryption and decryption, and their parameters.
 #include <algorithm>
 #include <cstring>
 
@@ -83,7 +83,7 @@ void Caller::ImportKey() {
   if (Make([&] { return CPImportKey(Context(), blob.data(), length, 0, flags, out); })) m_keys.push_back(key);
 }
 
-// Of a session key the two lengths change their places, so the buffer holds either.
+// With a session key the two lengths swap their meanings, so the buffer has space for either.
 void Caller::Encrypt() {
   constexpr DWORD kLengths[] = {16, 32, 64, 8, 0, 3, 53, 128};
   DWORD first = m_data.PickValueInArray(kLengths);
@@ -98,7 +98,7 @@ void Caller::Encrypt() {
 void Caller::Decrypt() {
   constexpr DWORD kLengths[] = {16, 32, 64, 8, 0, 3, 53, 128};
   DWORD length = m_data.PickValueInArray(kLengths);
-  // What the scripted module decrypts to a padding, or what it encrypted by the pair.
+  // Data that the scripted module decrypts to a padding, or data that it encrypted with the pair.
   Bytes data(length, static_cast<unsigned char>(0x5A ^ m_data.ConsumeIntegralInRange(0, 16)));
   if (length == InterfaceStage::kModulusBytes && m_data.ConsumeBool()) data = Reversed(EncryptedKey({1, 2}, length));
   BYTE* const bytes = m_data.ConsumeIntegralInRange(0, 15) == 15 ? nullptr : data.data();
@@ -124,13 +124,13 @@ void Caller::GetKeyParam() {
                                99};
   const DWORD param = m_data.PickValueInArray(kParams);
   Buffer buffer(m_data);
-  // Whatever it declares: both first clear four bytes.
+  // KP_BLOCKLEN and KP_KEYLEN first clear four bytes, whatever length is declared.
   Buffer cleared(m_data, sizeof(DWORD));
   Buffer& used = param == KP_BLOCKLEN || param == KP_KEYLEN ? cleared : buffer;
   Make([&] { return CPGetKeyParam(Context(), Key(), param, used.Data(), used.Length(), Flags()); });
 }
 
-// As long as it may be read.
+// A value as long as the provider may read.
 Bytes Caller::KeyParamValue(DWORD param) {
   constexpr std::size_t kLongestSalt = 4096;
   const Bytes* const certificates[] = {&kFirstCertificate, &kHolderCertificate, &kRootCertificate};

@@ -19,7 +19,7 @@ namespace {
 constexpr const char* kReaders[] = {"Reader A", "Reader B"};
 constexpr CK_RV kFailures[] = {0x5, 0x32, 0xB3, 0x101, 0x150, 0xE1, 0xA0, 0xA4, 0x100, 0x3, 0xF};
 
-// Some tapes are logged, to nowhere.
+// With some inputs the log is on, and goes to /dev/null.
 void SetLogging(bool on) {
   static TestRegistry registry;
   static bool is = false;
@@ -100,7 +100,7 @@ std::string InterfaceStage::AnyPIN() {
 
 void InterfaceStage::Answer(ScriptedDialog& dialog) {
   if (dialog.GetResource() == IDD_SELECT_CARD) {
-    if (m_data.ConsumeIntegralInRange(0, 3) == 3) return;  // the stage cancels
+    if (m_data.ConsumeIntegralInRange(0, 3) == 3) return;  // m_dialogs then cancels the dialog
     dialog.Choose(IDC_READERS, m_data.ConsumeIntegralInRange(0, 1));
     dialog.Click(IDOK);
     return;
@@ -112,7 +112,7 @@ void InterfaceStage::Answer(ScriptedDialog& dialog) {
     while (!dialog.GetText(IDC_PIN_EDIT).empty()) dialog.Press(IDC_PIN_EDIT, VK_BACK);
     const std::string pin = AnyPIN();
     dialog.Type(IDC_PIN_EDIT, pin);
-    Give(pin.substr(0, dialog.GetTextLength(IDC_PIN_EDIT)));  // the field takes no more
+    Give(pin.substr(0, dialog.GetTextLength(IDC_PIN_EDIT)));  // the field accepts no more characters
     dialog.Click(IDC_LOGIN);
   }
 }
@@ -144,18 +144,18 @@ void InterfaceStage::FailPlatform() {
   }
 }
 
-// The next count or length of the module is another one.
+// Changes one of the module's next counts or lengths.
 void InterfaceStage::MakeLie() {
   const CK_ULONG lies[] = {0, 1, 7, 0x7FFFFFFF, 0xFFFFFFFF, CK_UNAVAILABLE_INFORMATION};
   const CK_ULONG lie = m_data.PickValueInArray(lies);
   const auto left = std::make_shared<int>(m_data.ConsumeIntegralInRange(1, 60));
-  const auto tell = [lie, left](CK_ULONG& number) {
+  const auto lieOnce = [lie, left](CK_ULONG& number) {
     if (--*left == 0) number = lie;
   };
   if (m_data.ConsumeBool()) {
-    m_module->falsify = [tell](CK_ATTRIBUTE& item) { tell(item.ulValueLen); };
+    m_module->falsify = [lieOnce](CK_ATTRIBUTE& item) { lieOnce(item.ulValueLen); };
   } else {
-    m_module->falsifyCount = [tell](const std::string&, CK_ULONG& count) { tell(count); };
+    m_module->falsifyCount = [lieOnce](const std::string&, CK_ULONG& count) { lieOnce(count); };
   }
 }
 

@@ -1,5 +1,5 @@
-// InterfaceStage: the world of fuzz_interface: cards, a user, a service of readers and stores, and the provider's
-// process-wide objects as they are when a process begins. The module fails where the tape says so.
+// InterfaceStage: the environment of fuzz_interface: cards, a user, PC/SC, certificate stores, and the provider's
+// process-wide objects as they are when a process starts. The module fails where the input says so.
 #pragma once
 
 #include "common/Platform.h"
@@ -20,27 +20,26 @@
 class InterfaceStage {
  public:
   explicit InterfaceStage(FuzzedDataProvider& data);
-  // The module may have been offered no PIN but those that somebody gave.
   ~InterfaceStage();
   InterfaceStage(const InterfaceStage&) = delete;
   InterfaceStage& operator=(const InterfaceStage&) = delete;
 
-  // Another module that never fails, with one card that nobody has seen yet, for the flow at the end.
+  // Replaces the module by one that never fails and has one new card, for the flow at the end.
   void BeginAnew();
-  // The user or the application gives a PIN from now on: the right one, a wrong one, odd ones.
+  // A PIN for the user or the application to give: the right one, a wrong one, or an odd one.
   std::string AnyPIN();
   void Give(const std::string& pin) { m_given.insert(pin); }
-  // A card is pulled, put in, or exchanged; the next call of something fails.
+  // Pulls, inserts or exchanges a card, changes a PIN, or makes a later call fail or lie.
   void Disturb();
 
-  // The double of the system's stores closes what it opened by itself.
+  // Whether the scripted certificate stores close this store themselves.
   bool ClosesStore(HCERTSTORE store) const;
 
   static constexpr char kPIN[] = "1234";
   static constexpr std::size_t kModulusBytes = 64;
 
  private:
-  // Keeps the PINs that it is offered, and may lie.
+  // Must be offered only PINs that were given.
   class Module : public ScriptedModule {
    public:
     explicit Module(InterfaceStage& stage) : m_stage(stage) {}

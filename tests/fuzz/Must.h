@@ -1,4 +1,4 @@
-// Must: what has to be so, whatever the fuzzer makes up. libFuzzer keeps the input for which it is not.
+// Must: a condition that must hold for every input. libFuzzer keeps an input for which it does not.
 #pragma once
 
 #include <cstdlib>

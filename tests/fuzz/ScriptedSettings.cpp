@@ -42,7 +42,7 @@ const ScriptedSettings::Value* ScriptedSettings::Find(const std::string& name) c
   return m_keys == 0 || found == m_values.end() ? nullptr : &found->second;
 }
 
-// Three questions in a row, until one is answered.
+// The provider tries the three keys one after another, until one opens.
 LSTATUS ScriptedSettings::Open(HKEY* key) {
   const bool opens = (m_keys >> m_asked & 1U) != 0;
   m_asked = opens || m_asked + 1 == kKeys ? 0 : m_asked + 1;

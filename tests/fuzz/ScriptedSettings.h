@@ -1,5 +1,5 @@
-// ScriptedSettings: the registry for fuzz_platform_answers. The program's functions stand in the place of the system's;
-// without an instance there is no key. Sleep returns at once, but for threads that sleep for ever.
+// ScriptedSettings: the registry for fuzz_platform_answers. The program's functions replace the system's; without an
+// instance there is no key. Sleep returns at once, except for threads that sleep for ever.
 #pragma once
 
 #include "common/Platform.h"
@@ -13,10 +13,10 @@ class ScriptedSettings {
   struct Value {
     DWORD type;
     std::string bytes;
-    LSTATUS failure;  // of the question for it
+    LSTATUS failure;  // the result of a query for it
   };
 
-  // The tape says which of the product's keys open, and what the one that opens has.
+  // The input says which of the product's keys can be opened, and which values they have.
   explicit ScriptedSettings(FuzzedDataProvider& data);
   ~ScriptedSettings();
   ScriptedSettings(const ScriptedSettings&) = delete;
@@ -36,7 +36,7 @@ class ScriptedSettings {
   static Value AnyValue(FuzzedDataProvider& data);
 
   unsigned m_keys;       // a bit for each of the product's keys that opens
-  unsigned m_asked = 0;  // which comes next
+  unsigned m_asked = 0;  // the next key
   int m_open = 0;
   std::map<std::string, Value> m_values;
 };

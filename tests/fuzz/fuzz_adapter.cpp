@@ -1,6 +1,6 @@
-// The adapter over a module that answers anything: wrong counts and lengths, failures in between, a token that comes
-// and goes. The provider calls in any order. The adapter must not read or write what is not its own, and must come to
-// an end.
+// The adapter over a module that answers anything: wrong counts and lengths, occasional failures, a token that comes
+// and goes. The provider calls in any order. The adapter must not read or write memory outside its own, and must not
+// hang.
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -32,7 +32,7 @@ void AddObjects(scripted::Script& module) {
   }
 }
 
-// Lies less often than not, so that calls get past their beginnings.
+// Usually tells the truth, so that calls get past their first steps.
 CK_ULONG Falsified(FuzzedDataProvider& data, CK_ULONG truth) {
   switch (data.ConsumeIntegralInRange(0, 15)) {
     case 1:
@@ -53,7 +53,7 @@ CK_RV AnyFailure(FuzzedDataProvider& data) {
   return data.PickValueInArray(kLikely);
 }
 
-// One call of the provider.
+// Makes the provider's calls.
 class Caller {
  public:
   Caller(Adapter& served, FuzzedDataProvider& data) : m_adapter(served), m_data(data) {}

@@ -1,6 +1,5 @@
-// Attributes, and the messages that hashes keep, in any order of operations, compared with models that own their bytes.
-// Memory that is read or written
-// outside a value, the sanitizer sees.
+// Attributes, and the messages that hashes keep: operations in any order, compared with models that own their bytes.
+// The sanitizer detects accesses outside a value.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -63,7 +62,7 @@ void Compare(const Pair& pair) {
   Must(item.ulValueLen == (model.value ? model.Readable() : model.length));
 }
 
-// What a module made of an item: a value, none, or a length without a value.
+// An item as a module returns it: with a value, without one, or with only a length.
 struct Item {
   explicit Item(FuzzedDataProvider& data)
       : bytes(data.ConsumeBytes<unsigned char>(data.ConsumeIntegralInRange<std::size_t>(0, kLongest))) {
@@ -107,11 +106,11 @@ void Step(FuzzedDataProvider& data, Pair& pair, Pair& other) {
       pair.model.type = item.attribute.type;
       return;
     case 5:
-      pair.real = other.real;  // perhaps itself
+      pair.real = other.real;  // may be itself
       if (&pair != &other) pair.model.Take(other.model);
       return;
     case 6:
-      // Its own bytes.
+      // Sets the attribute to its own bytes.
       pair.real.SetValue(pair.real.GetValue(), pair.real.GetReadableLength() / 2);
       if (pair.model.value && pair.model.Readable() >= 2) {
         const Bytes before = *pair.model.value;
@@ -124,15 +123,15 @@ void Step(FuzzedDataProvider& data, Pair& pair, Pair& other) {
   }
 }
 
-// A copy is what an assignment to a new attribute makes.
+// A copy must equal what an assignment to a new attribute makes.
 void CompareCopy(const Pair& pair) {
   Pair copy{Attribute(pair.real), Model()};
   copy.model.Take(pair.model);
   Compare(copy);
 }
 
-// The two calls of a module that tells lengths and then others. A value has the bytes that the module wrote, as many as
-// there was room for.
+// The two calls of a module that returns lengths and then different ones. A value has the bytes that the module wrote,
+// as many as there was space for.
 void Read(FuzzedDataProvider& data) {
   CK_ULONG first[2] = {}, second[2] = {};
   for (CK_ULONG* lengths : {first, second}) {
@@ -167,7 +166,7 @@ void Read(FuzzedDataProvider& data) {
   }
 }
 
-// A message of a hash: short, or long and in memory of its own.
+// A message of a hash: short, or long and in its own memory.
 void Append(FuzzedDataProvider& data) {
   PendingMessage message;
   Bytes expected;

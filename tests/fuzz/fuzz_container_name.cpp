@@ -74,7 +74,7 @@ DWORD CheckFlags(const char* name, DWORD flags) {
   }
 }
 
-// Any flags, or some of those that there are.
+// Any flags, or a combination of the existing ones.
 DWORD Flags(FuzzedDataProvider& data) {
   if (data.ConsumeBool()) return data.ConsumeIntegral<DWORD>();
   constexpr DWORD kFlags[] = {CRYPT_NEWKEYSET, CRYPT_DELETEKEYSET, CRYPT_VERIFYCONTEXT, CRYPT_SILENT,

@@ -1,5 +1,5 @@
-// Texts of a token: any bytes, names whose parts are known, the fields of a token's and a slot's record, flags, and
-// names of numbers; compared with models.
+// Text of a token, compared with models: any bytes, names with known parts, the fields of token and slot records,
+// flags, and names of numbers.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -25,7 +25,7 @@ constexpr unsigned char kSequence = 0x30;
 
 std::string Decoded(const Bytes& bytes) { return DecodeText(bytes.data(), static_cast<DWORD>(bytes.size())); }
 
-// What is no name is a text up to its first zero byte.
+// Bytes that are not a name are a string up to their first zero byte.
 void AnyBytes(FuzzedDataProvider& data) {
   const auto bytes = data.ConsumeRemainingBytes<unsigned char>();
   const std::string text = Decoded(bytes);
@@ -43,7 +43,7 @@ std::string Letters(FuzzedDataProvider& data) {
 
 using Parts = std::vector<std::pair<Bytes, std::string>>;
 
-// The last common name, without it the last organisation but for its first letter, without it the last part.
+// The last common name; without one, the last organisation without its first letter; without that, the last part.
 std::string ModelOfName(const Parts& parts) {
   const auto lastOf = [&parts](const Bytes& type) {
     return std::find_if(parts.rbegin(), parts.rend(), [&type](const auto& part) { return part.first == type; });

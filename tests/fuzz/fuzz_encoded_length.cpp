@@ -1,6 +1,6 @@
-// The header of what an application hands over as a certificate: any bytes. No more of them may be read than the header
-// announces, and the length is that of a model, which counts the digits of the number. What is a certificate besides
-// says what kind of one it is.
+// The header of what an application passes as a certificate: any bytes. Only the bytes of the header may be read, and
+// the length must be that of a model, which adds up the digits of the number. The functions for the kind of a
+// certificate get the bytes, too.
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Must(EncodedLength(nullptr) == 0);
   AskKind(data, size);
   if (size < kFixed) return 0;
-  std::vector<BYTE> exact(HeaderLength(data[1]));  // its end is the end of the memory
+  std::vector<BYTE> exact(HeaderLength(data[1]));  // nothing past its end may be read
   std::copy_n(data, std::min(size, exact.size()), exact.begin());
   const std::optional<DWORD> expected = Model(exact);
   try {

@@ -1,6 +1,7 @@
-// The whole interface: a tape is read as calls of the CP... functions with their arguments, on cards that come and go,
-// with a user who types right and wrong PINs, a module whose n-th call fails or lies, and a platform that refuses. What
-// holds for each call: Caller.h, InterfaceStage.h. And whatever happened, the next card signs.
+// The whole interface: the input is read as calls of the CP... functions with their arguments, on cards that come and
+// go, with a user who types right and wrong PINs, a module whose n-th call fails or lies, and a platform whose calls
+// fail. Caller.h and InterfaceStage.h describe what must hold for each call. Whatever happened, the next card must
+// sign.
 #include <gtest/gtest.h>
 
 #include "Caller.h"
@@ -8,7 +9,7 @@
 
 namespace {
 
-// 'S' over and over, a zero byte, and the DigestInfo of what the scripted module calls the digest of "abc", in reverse.
+// 'S' repeated, a zero byte, and the DigestInfo of the scripted module's digest of "abc", all in reverse.
 Bytes ExpectedSignature() {
   Bytes info = {0x30, 0x21, 0x30, 0x09, 0x06, 0x05, 0x2B, 0x0E, 0x03, 0x02, 0x1A, 0x05, 0x00, 0x04, 0x14, 0, 0, 0, 3};
   info.insert(info.end(), {'a', 'b', 'c'});
@@ -42,9 +43,9 @@ void SignOnNewCard(InterfaceStage& stage) {
 
 }  // namespace
 
-// The library of the module stays loaded: libFuzzer clears the counters of each that it has seen.
+// The module's library stays loaded, because libFuzzer clears the counters of each library that it has seen.
 extern "C" int LLVMFuzzerInitialize(int* /*count*/, char*** /*arguments*/) {
-  testing::FLAGS_gtest_break_on_failure = true;  // what the stage's parts complain of is a finding, too
+  testing::FLAGS_gtest_break_on_failure = true;  // a failure in the stage's parts is a finding, too
   Must(LoadLibraryA("telvopkcs11.dll") != nullptr);
   return 0;
 }

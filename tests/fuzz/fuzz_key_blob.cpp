@@ -1,6 +1,6 @@
-// Key blobs from applications: any bytes, imported by a context whose container has a key pair. What was taken is
-// exported again, into buffers of any size. A public key comes out with the modulus and the exponent that went in, and
-// a session key with its algorithm and with its value, if it had as many bytes as its algorithm takes.
+// Key blobs from applications: any bytes, imported into a context whose container has a key pair. What was accepted is
+// exported again, into buffers of any size. A public key must keep its modulus and exponent. A session key must keep
+// its algorithm and, if it has as many bytes as the algorithm needs, its value.
 #include <algorithm>
 #include <boost/make_shared.hpp>
 #include <cstdint>
@@ -20,7 +20,7 @@
 
 namespace {
 
-// False when it is refused.
+// Returns false when the operation is refused.
 template <typename Body>
 bool Try(Body body) {
   try {
@@ -33,7 +33,7 @@ bool Try(Body body) {
   }
 }
 
-// Any bytes, or a blob that is right but for its key.
+// Any bytes, or a blob that is correct except for its key.
 Bytes Blob(FuzzedDataProvider& data) {
   constexpr unsigned kAlgorithms[] = {CALG_DES, CALG_3DES, CALG_3DES_112, CALG_AES_128, CALG_AES};
   switch (data.ConsumeIntegralInRange(0, 3)) {
@@ -62,7 +62,8 @@ class Stage {
     m_context.AssignKeyHandles();
   }
 
-  // False when something was refused: an operation that fails stays open in the module, and spoils the next one.
+  // Returns false when something was refused: an operation that fails stays open in the module, and disturbs the next
+  // one.
   bool Play(FuzzedDataProvider& data) {
     const auto flags = data.ConsumeIntegral<DWORD>();
     const auto room = data.ConsumeIntegralInRange<DWORD>(0, 600);
@@ -85,8 +86,8 @@ class Stage {
   }
 
  private:
-  // What is exported into a buffer of the very size, so that what is written behind it is seen; no value when it is
-  // refused.
+  // Exports into a buffer of exactly `room` bytes, so that writes past its end are detected. No value when the export
+  // is refused.
   template <typename Operation>
   static std::optional<Bytes> Export(DWORD room, Operation operation) {
     const auto out = std::make_unique<BYTE[]>(room);
@@ -101,12 +102,12 @@ class Stage {
     return blob;
   }
 
-  // Both: whether it was exported.
+  // Both return whether the key was exported.
   bool ComparePublicKey(DWORD handle, const Bytes& blob, DWORD room) {
     constexpr std::size_t kHeader = 20;
     const auto exported =
         Export(room, [&](BYTE* out, DWORD* length) { m_context.ExportPublicKey(handle, out, length); });
-    if (blob.size() == kHeader) return exported.has_value();  // the module has no modulus to give
+    if (blob.size() == kHeader) return exported.has_value();  // the module has no modulus to return
     Must(exported.has_value() == (room >= blob.size()));
     if (!exported) return false;
     const Bytes modulus(blob.begin() + kHeader, blob.end());
@@ -120,13 +121,13 @@ class Stage {
 
   bool CompareSessionKey(DWORD handle, const Bytes& blob, DWORD flags, DWORD room) {
     constexpr DWORD kHeader = 12;
-    const auto exported = Export(room, [&](BYTE* out, DWORD* told) {
-      m_context.ExportSessionKey(handle, m_context.GetExchangeKeyHandle(), out, told);
-      *told = std::min(*told + kHeader, room);  // it tells the length without the header
+    const auto exported = Export(room, [&](BYTE* out, DWORD* outLength) {
+      m_context.ExportSessionKey(handle, m_context.GetExchangeKeyHandle(), out, outLength);
+      *outLength = std::min(*outLength + kHeader, room);  // it returns the length without the header
     });
     const Bytes value = ValueOf(blob);
     const std::size_t length = LengthOf(AlgorithmOf(blob));
-    const bool isWhole = !value.empty() && value.size() <= length;  // else the module does not tell it
+    const bool isWhole = !value.empty() && value.size() <= length;  // otherwise the module does not return it
     Must(exported.has_value() == ((flags & CRYPT_EXPORTABLE) != 0 && room >= kHeader + kModulus && isWhole));
     if (!exported) return false;
     Must(std::equal(exported->begin(), exported->begin() + 8, SimpleBlob(AlgorithmOf(blob), {}).begin()));
@@ -139,7 +140,7 @@ class Stage {
   static std::size_t LengthOf(unsigned algorithm) {
     return algorithm == CALG_DES ? 8 : algorithm == CALG_3DES ? 24 : 16;
   }
-  // What the scripted module decrypts: the bytes behind the first zero byte.
+  // What the scripted module decrypts: the bytes after the first zero byte.
   static Bytes ValueOf(const Bytes& blob) {
     const Bytes block = Reversed(Bytes(blob.begin() + 12, blob.end()));
     return Bytes(std::find(block.begin(), block.end(), 0) + 1, block.end());

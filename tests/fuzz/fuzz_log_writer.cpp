@@ -1,5 +1,5 @@
-// The log in any order of items, compared byte for byte with a plain form: what printf makes of the same numbers and
-// bytes. Also after the object's last item, and for names and switches of the registry of any kind.
+// The log with items in any order, compared byte for byte with what printf makes of the same numbers and bytes. Also
+// after the object's last item.
 #include <cstdint>
 #include <cstdio>
 #include <fuzzer/FuzzedDataProvider.h>
@@ -19,7 +19,7 @@ std::string Printed(const char* format, Values... values) {
   return text;
 }
 
-// Where all of them log.
+// The file to which all inputs log.
 class LogFolder {
  public:
   LogFolder() : m_file(m_folder.File("csp.log")) {
@@ -40,7 +40,7 @@ LogFolder& Folder() {
   return folder;
 }
 
-// A log, and what should stand in its file.
+// A log, and the expected contents of its file.
 class Writer {
  public:
   explicit Writer(FuzzedDataProvider& data)
@@ -84,7 +84,7 @@ class Writer {
  private:
   std::string Text() { return m_data.ConsumeRandomLengthString(40).c_str(); }
   Bytes SomeBytes() {
-    // A long one is written in pieces.
+    // Long data is written in pieces.
     const bool isLong = m_data.ConsumeIntegralInRange(0, 255) == 255;
     const auto length = m_data.ConsumeIntegralInRange<std::size_t>(0, 50);
     return isLong ? Bytes(100000 + length, 0x41) : m_data.ConsumeBytes<unsigned char>(length);
@@ -96,7 +96,7 @@ class Writer {
     m_expected += label + ' ' + value + ' ' + (newline ? '\n' : '\0');
   }
 
-  // Not counted.
+  // Text that does not count as an item.
   void Uncounted(const std::string& text) {
     if (m_items < m_limit) m_expected += text;
   }

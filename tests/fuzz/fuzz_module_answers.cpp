@@ -1,6 +1,6 @@
-// A module that answers anything: wrong counts, wrong lengths, bytes at random, failures in between. The client makes
-// each of its calls. It may raise its exceptions, with a code of the module or one of its own; it must not read or
-// write what is not its own, and must come to an end.
+// A module that answers anything: wrong counts, wrong lengths, random bytes, occasional failures. The client makes each
+// of its calls. It may throw its exceptions, with a code of the module or its own. It must not read or write memory
+// outside its own, and must not hang.
 #include <algorithm>
 #include <boost/make_shared.hpp>
 #include <cstdint>
@@ -33,7 +33,7 @@ class LyingModule : public ScriptedModule {
   }
 
  private:
-  // Bytes stay inside the buffer, as a module's do; the length is anything.
+  // The bytes stay inside the buffer, as a real module's do. The length can be anything.
   void Answer(CK_OBJECT_HANDLE object, CK_ATTRIBUTE& item) {
     if (item.pValue != nullptr) {
       const std::string bytes = m_data.ConsumeRandomLengthString(std::min<CK_ULONG>(item.ulValueLen, 64));
@@ -57,7 +57,7 @@ class LyingModule : public ScriptedModule {
     }
   }
 
-  // A result has 32 bits, as on Windows: of a wider one the provider would tell the lower half, which may be zero.
+  // A result has 32 bits, as on Windows: of a wider one the provider would report the lower half, which may be zero.
   CK_RV Result() {
     return m_data.ConsumeIntegralInRange(0, 15) == 15 ? m_data.ConsumeIntegral<std::uint32_t>() : CKR_OK;
   }
@@ -65,7 +65,7 @@ class LyingModule : public ScriptedModule {
   FuzzedDataProvider m_data;
 };
 
-// Each part by itself, so that the failure of one does not hide the next.
+// Runs each part separately, so that the failure of one does not hide the next.
 template <typename Body>
 void Try(Body body) {
   try {
@@ -124,7 +124,7 @@ void UseLogin(Session& session) {
   Try([&] { session.Logout(); });
 }
 
-// Data and an output of its very length, as it was told to the module.
+// Data, and an output buffer of exactly the length that the module gets.
 class Work {
  public:
   explicit Work(CK_ULONG room) : m_out(std::make_unique<BYTE[]>(room)), m_room(room) {}

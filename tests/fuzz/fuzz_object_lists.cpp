@@ -1,6 +1,6 @@
 // The objects of a card: identifiers and moduli that are equal, begin alike or are empty. The lists of certificates and
-// keys, what belongs to what, and the look-up by a container's name are those of a model, which knows the objects and
-// not the module.
+// keys, what belongs to what, and the look-up by a container's name are compared with a model, which knows the objects
+// but not the module.
 #include <algorithm>
 #include <boost/make_shared.hpp>
 #include <cstdint>
@@ -28,7 +28,7 @@ struct Known {
 };
 using Card = std::vector<Known>;
 
-// Few letters, so that many are alike.
+// Few letters, so that many values are alike.
 Bytes Letters(FuzzedDataProvider& data) {
   Bytes bytes(data.ConsumeIntegralInRange<std::size_t>(0, 3));
   const unsigned char letters[] = {'a', 'b', 0, 0xC1};
@@ -75,7 +75,7 @@ Card OfClass(const Card& card, CK_OBJECT_CLASS objectClass) {
   return some;
 }
 
-// The handle of the first one whose value begins like the wanted one; 0 without one.
+// The handle of the first object whose value begins like the wanted one; 0 without one.
 CK_OBJECT_HANDLE FirstAlike(const Card& card, const Bytes Known::*value, const Bytes& wanted) {
   const auto found =
       std::find_if(card.begin(), card.end(), [&](const Known& known) { return BeginAlike(known.*value, wanted); });
@@ -122,7 +122,8 @@ void CompareHandles(const std::list<Object>& objects, const Card& card, CK_OBJEC
                   [](const Object& object, const Known& known) { return object.GetHandle() == known.handle; }));
 }
 
-// The first key of the name: its characters up to a zero byte, or, when it is no readable text, its bytes in digits.
+// The first key with that name: its identifier's characters up to a zero byte or, if they are not readable, its bytes
+// in hexadecimal digits.
 CK_OBJECT_HANDLE KeyNamed(const Card& keys, const std::string& name) {
   for (const Known& key : keys) {
     const std::string text(key.id.begin(), std::find(key.id.begin(), key.id.end(), 0));

@@ -1,5 +1,5 @@
-// Decrypted data of any kind, compared with a search that tries every length of a padding; and the IV of a session key
-// in any order of operations, compared with a model that also says which IV the module gets.
+// Decrypted data of any kind, compared with a search that tries every length of a padding. And the IV of a session key:
+// operations in any order, compared with a model that also knows which IV the module gets.
 #include <algorithm>
 #include <boost/make_shared.hpp>
 #include <cstdint>
@@ -29,7 +29,7 @@ std::size_t PaddingOf(const Bytes& data) {
   return 0;
 }
 
-// Random data rarely ends in a padding: its last byte is repeated.
+// Random data rarely ends in a padding, so its last byte is repeated.
 void Padding(FuzzedDataProvider& tape) {
   const auto repeats = tape.ConsumeIntegralInRange<std::size_t>(0, 130);
   auto data = tape.ConsumeRemainingBytes<BYTE>();
@@ -116,7 +116,7 @@ class KeyWithIV {
     }
   }
 
-  // The caller's bytes replace those of the key. No bytes ask for the length.
+  // The caller's bytes replace those of the key. An empty buffer asks for the length.
   void GetIV(const Bytes& callers) {
     const bool asksForLength = callers.empty();
     if (m_iv.empty()) UseMode(CRYPT_MODE_CBC);
@@ -132,7 +132,7 @@ class KeyWithIV {
     Must(buffer == callers);
   }
 
-  // The parameter that the module gets for the next operation: the IV, if the mode and the calls before let it.
+  // Checks the parameter that the module got for the operation: the IV, if the mode and the previous calls allow it.
   void ExpectParameter(const char* entry) {
     const std::string expected = m_given && !m_iv.empty() ? " with " + HexText(m_iv.data(), m_iv.size()) : "";
     for (const std::string& call : m_module->TakeCalls()) {
@@ -152,7 +152,7 @@ class KeyWithIV {
     m_key->Encrypt(buffer.data(), length, buffer.data(), &outLength);
     ExpectParameter("C_EncryptInit");
     Must(outLength == length);
-    // From eight bytes before the end; what is not in the buffer counts as zero.
+    // The next IV starts eight bytes before the end of the buffer; bytes past the end count as zero.
     for (std::size_t i = 0; i < m_iv.size(); ++i) m_iv[i] = i < 8 ? buffer[length - 8 + i] : BYTE{0};
   }
 

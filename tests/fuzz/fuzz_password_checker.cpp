@@ -1,4 +1,4 @@
-// Any bytes as a new PIN, the first one being the minimum length.
+// Any bytes as a new PIN; the first byte is the minimum length.
 #include <cstdint>
 #include <cstdlib>
 #include <string>

@@ -1,5 +1,5 @@
-// PIN caches and their manager in any order of operations, compared with a model: which PIN is kept, of what length,
-// and which cache belongs to a reader and a card. The PIN itself never stands in the cache's memory.
+// PIN caches and their manager: operations in any order, compared with a model of which PIN is kept, its length, and
+// which cache belongs to a reader and a card. The cache's memory has the PIN only under a mask.
 #include <algorithm>
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
@@ -70,7 +70,7 @@ void CompareMemory(const OpenCache& cache, const Bytes& pin) {
   for (std::size_t i = 0; i < pin.size(); ++i) Must((cache.m_buffer[static_cast<std::ptrdiff_t>(i)] ^ mask) == pin[i]);
 }
 
-// Twice is none at all, and a buffer that is too small stays as it is.
+// Masking twice restores the PIN. For a buffer that is too small, only the length is returned.
 void Transform(const OpenCache& cache, const Bytes& source, DWORD room) {
   const auto masked = std::make_unique<BYTE[]>(room);
   DWORD length = room;

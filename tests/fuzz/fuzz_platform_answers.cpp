@@ -1,6 +1,6 @@
-// What the registry and the service of the readers answer: settings of any type, length and bytes, failures with
-// anything in the buffer; events of a reader, failures of a wait, lists of slots. The settings are compared with a
-// model, and so is when the PIN of a reader is forgotten.
+// Answers of the registry and of PC/SC: settings of any type, length and bytes, failures with anything in the buffer;
+// reader events, failed waits, lists of slots. The settings are compared with a model, and so is the time when a
+// reader's PIN is forgotten.
 #include <algorithm>
 #include <boost/make_shared.hpp>
 #include <cstdint>
@@ -74,7 +74,7 @@ CTELVOPINCache& CacheWithPIN() {
   return *cache;
 }
 
-// A watcher on this thread, whose last wait is told to be the last.
+// A watcher on this thread. It is asked to stop during its last wait.
 void WatchReader(FuzzedDataProvider& data) {
   constexpr DWORD kResults[] = {0, 0, 0, 0x8010002E, 0x8010001D, 0x80100002};
   constexpr DWORD kEvents[] = {0x22, 0x12, 0x20, 0x10, 0x122, 0x0A, 0x02};
@@ -114,7 +114,7 @@ void WatchReader(FuzzedDataProvider& data) {
   SCardReleaseContext(context);
 }
 
-// A module whose slots are those of the tape; at its end the watcher is stopped.
+// A module whose slots come from the input. At the end of the input it stops the watcher.
 class SlotTape : public ScriptedModule {
  public:
   explicit SlotTape(FuzzedDataProvider& data) : m_data(data) {}
@@ -124,11 +124,11 @@ class SlotTape : public ScriptedModule {
   CK_RV C_GetSlotList(CK_BBOOL, CK_SLOT_ID* slots, CK_ULONG* count) override {
     if (m_data.remaining_bytes() == 0) watcher->AskToStop();
     if (m_data.ConsumeIntegralInRange(0, 15) == 15) return CKR_DEVICE_ERROR;
-    const auto told = m_data.ConsumeIntegralInRange<CK_ULONG>(0, 3);
-    if (slots != nullptr) std::fill_n(slots, std::min(told, *count), 0);
-    hadFewer = hadFewer || told < m_most;
-    m_most = std::max(m_most, told);
-    *count = told;
+    const auto number = m_data.ConsumeIntegralInRange<CK_ULONG>(0, 3);
+    if (slots != nullptr) std::fill_n(slots, std::min(number, *count), 0);
+    hadFewer = hadFewer || number < m_most;
+    m_most = std::max(m_most, number);
+    *count = number;
     return CKR_OK;
   }
   CK_RV C_GetSlotInfo(CK_SLOT_ID, CK_SLOT_INFO* info) override {
@@ -146,7 +146,7 @@ class SlotTape : public ScriptedModule {
   CK_ULONG m_most = 0;
 };
 
-// The PIN is kept as long as no list was shorter than one before.
+// The PIN is kept as long as no list is shorter than a previous one.
 void PollSlots(FuzzedDataProvider& data) {
   CTELVOPINCache& cache = CacheWithPIN();
   const auto module = boost::make_shared<SlotTape>(data);
@@ -156,7 +156,7 @@ void PollSlots(FuzzedDataProvider& data) {
   if (!module->hadFewer) Must(cache.IsPINSet() == 1);
 }
 
-// Watchers on their own threads: one for each reader, which all end with the manager.
+// Watchers on their own threads: one for each reader. All end with the manager.
 void ManageWatchers(FuzzedDataProvider& data) {
   ScriptedWinSCard service;
   const char* const readers[] = {"Reader A", "Reader B"};
@@ -172,7 +172,7 @@ void ManageWatchers(FuzzedDataProvider& data) {
   Must(NeedsPolling(TRUE, version) == isOld && NeedsPolling(FALSE, version));
 }
 
-// The reader dialog shows what the service lists. A name of one character counts as none.
+// The reader dialog shows the readers that PC/SC lists. A name of one character counts as none.
 void ChooseReader(FuzzedDataProvider& data) {
   ScriptedWinSCard service;
   std::vector<std::string> names;

@@ -1,6 +1,5 @@
-// The edit control that takes a PIN: keys, mouse, pasted texts and texts that a program sets, in any order. A model, an
-// ordinary text with a caret, says what the user has entered. The window may never show more than asterisks, and
-// nothing stays selected.
+// The edit control for a PIN: keys, mouse, pasted text and text set by a program, in any order. A model, an ordinary
+// string with a caret, knows what the user has entered. The window may show only asterisks, and nothing stays selected.
 #include <algorithm>
 #include <cstdint>
 #include <fuzzer/FuzzedDataProvider.h>
@@ -13,7 +12,7 @@
 
 namespace {
 
-// A dialog with nothing but the field in it.
+// A dialog with only the field in it.
 class FieldDialog : public DialogController {
  public:
   int GetResource() const override { return IDD_LOGIN; }
@@ -112,7 +111,7 @@ class Typist {
     if (key == VK_END) m_caret = m_text.size();
   }
 
-  // What is selected is no longer so when the mouse has moved; the caret is left of it.
+  // The selection is removed when the mouse has moved; the caret is then at its left end.
   void Drag() {
     const std::size_t from = m_data.ConsumeIntegralInRange<std::size_t>(0, m_text.size());
     const std::size_t to = m_data.ConsumeIntegralInRange<std::size_t>(0, m_text.size());
@@ -120,7 +119,7 @@ class Typist {
     m_caret = std::min(from, to);
   }
 
-  // Shift with Home or End.
+  // Shift with Home or End empties the field.
   void Empty() {
     constexpr int kShifts[] = {VK_SHIFT, VK_LSHIFT, VK_RSHIFT};
     const int shift = m_data.PickValueInArray(kShifts);

@@ -1,5 +1,5 @@
-// The life of a session key in any order of operations, on buffers of exactly the lengths that are told, and with a
-// module that lies about lengths.
+// The life of a session key: operations in any order, on buffers of exactly the declared lengths, and with a module
+// that lies about lengths.
 #include <boost/make_shared.hpp>
 #include <cstdint>
 #include <fuzzer/FuzzedDataProvider.h>

@@ -1,6 +1,6 @@
 #!/bin/sh
-# short.sh PROGRAM RUNS: the corpus of a fuzzer, and what it makes of that, RUNS inputs in all. Leaks are looked for at
-# the end: after each input it would take most of the time. An input that fails is left in the current folder.
+# short.sh PROGRAM RUNS: runs a fuzzer over its corpus and mutations of it, RUNS inputs in all. Leaks are looked for
+# only at the end: after each input that would take most of the time. An input that fails is left in the current folder.
 set -eu
 corpus=$(dirname "$0")/corpus/$(basename "$1" | sed 's/^fuzz_//')
 new=$(mktemp -d)

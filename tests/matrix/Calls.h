@@ -1,5 +1,5 @@
-// The functions of CryptoAPI with the parameters of the provider's own: on Windows the system knows the context of a
-// key and of a hash, and is not told. Each platform has a source for them.
+// The functions of CryptoAPI with the parameters of the provider's own functions. Windows itself knows the context of a
+// key or a hash, so its functions do not take it. Each platform has its own source.
 #pragma once
 
 #include "common/Platform.h"

@@ -1,4 +1,4 @@
-// The provider is part of the program: a library would have a last error of its own.
+// The provider is part of the program: a library would have its own last error.
 #include <cstdlib>
 
 #include "Calls.h"
@@ -6,7 +6,7 @@
 #include "entry/ProviderInterface.h"
 #include "platform/TestRegistry.h"
 
-// On Windows it is ProviderRegistration.cpp's.
+// On Windows, ProviderRegistration.cpp defines it.
 std::string Environment(const char* name) {
   const char* const value = std::getenv(name);
   return value == nullptr ? std::string() : value;

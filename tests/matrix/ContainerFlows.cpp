@@ -73,7 +73,7 @@ void CopyCertificates() {
   Require(found, "the certificate is not in MY, or without its container");
 }
 
-// The script makes the certificate of this pair.
+// The script makes a certificate for this pair.
 void MakePair() {
   const Context context(InReader(kNewContainer), CRYPT_NEWKEYSET);
   context.SetPin(Pin());
@@ -83,7 +83,7 @@ void MakePair() {
 }
 
 void WriteCertificate() {
-  if (!HasKey(kNewContainer)) throw Cannot("there is no new pair for it");
+  if (!HasKey(kNewContainer)) throw Cannot("there is no new pair for the certificate");
   {
     const OpenContainer context(kNewContainer);
     const Bytes certificate = ReadExchange("new.der");
@@ -94,7 +94,7 @@ void WriteCertificate() {
   Require(IsListed(kNewContainer), "the container is not in the list");
 }
 
-// A deletion asks nobody for the PIN: another context has given it.
+// Deleting asks for no PIN, because another context has given it.
 void DeleteThePair() {
   if (!HasKey(kNewContainer)) throw Cannot("there is no new pair to delete");
   const OpenContainer loggedIn(kNewContainer);

@@ -1,4 +1,4 @@
-// Several at once, and a card that is pulled.
+// Several threads or processes at once, and a card that is pulled.
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -21,7 +21,7 @@ void SignAndVerify(int times) {
   }
 }
 
-// Runs `work` in several threads. The reason of the first that failed is thrown.
+// Runs `work` in several threads. Throws the reason of the first failure.
 template <typename Work>
 void InThreads(int count, Work work) {
   std::mutex mutex;
@@ -41,7 +41,7 @@ void InThreads(int count, Work work) {
   Require(reason.empty(), reason);
 }
 
-// Asks the script to pull the card or to put it back, and waits until that is done: the script takes the file away.
+// Asks the script to pull the card or to put it back, and waits until that is done: the script then deletes the file.
 void MoveCard(const std::string& command) {
   WriteExchange("card_move.new", Bytes(command.begin(), command.end()));
   const std::string folder = Environment("EXCHANGE") + "/";
@@ -61,7 +61,7 @@ bool CanSign(const Context& context) {
 }  // namespace
 
 void EightThreads() {
-  const OpenContainer loaded;  // the provider is not unloaded while threads come and go
+  const OpenContainer loaded;  // keeps the provider loaded while threads start and end
   InThreads(kThreads, [] { SignAndVerify(kSignatures); });
 }
 
@@ -76,11 +76,11 @@ void TwoProcesses() {
 }
 
 void PullAndInsert() {
-  if (Environment("CARD_MOVES").empty()) throw Cannot("the token is in no reader");
+  if (Environment("CARD_MOVES").empty()) throw Cannot("the token is not in a reader");
   const OpenContainer before;
   before.Sign(CALG_SHA_256, ReadExchange("message"));
   MoveCard("pull");
-  Require(!CanSign(before), "a card that was pulled signs");
+  Require(!CanSign(before), "a pulled card still signs");
   MoveCard("insert");
   const OpenContainer after;
   after.Sign(CALG_SHA_256, ReadExchange("message"));

@@ -1,7 +1,7 @@
-// CryptoAPI as the flows call it: on Windows the system's own functions, in the host build those of the provider's
-// library. The two differ in who is told the context of a key or a hash.
+// CryptoAPI as the flows call it: on Windows the system's functions, in the host build the provider's own, which also
+// take the context of a key or a hash.
 //
-// Bytes go in and out as vectors. A function that fails throws ApiError.
+// Bytes are passed and returned as vectors. A function that fails throws ApiError.
 #pragma once
 
 #include "common/Platform.h"
@@ -17,7 +17,7 @@ struct ApiError : std::runtime_error {
   DWORD code;
 };
 
-// The provider is found as long as the object lives. On Windows the environment names its library (TELVO_PROVIDER).
+// Registers the provider as long as the object lives. On Windows TELVO_PROVIDER in the environment is its library.
 class Registered {
  public:
   Registered();
@@ -33,7 +33,7 @@ class Registered {
 // An open context, which is released at the end.
 class Context {
  public:
-  // A null name is that of the default container.
+  // A null name means the default container.
   Context(const char* name, DWORD flags);
   Context(const std::string& name, DWORD flags) : Context(name.c_str(), flags) {}
   ~Context();
@@ -41,7 +41,7 @@ class Context {
   Context& operator=(const Context&) = delete;
 
   void SetPin(const std::string& pin) const;
-  // The answer to a parameter in a buffer of 128 bytes, as a string; empty at the end of a list.
+  // Reads a parameter into a buffer of 128 bytes and returns it as a string; empty at the end of a list.
   std::string GetText(DWORD parameter, DWORD flags = 0) const;
   HCERTSTORE OpenUserStore() const;
   Bytes Random(DWORD length) const;
@@ -49,17 +49,17 @@ class Context {
   HCRYPTKEY UserKey() const;  // that of AT_KEYEXCHANGE
   HCRYPTKEY Generate(ALG_ID algorithm, DWORD flags) const;
   HCRYPTKEY Import(const Bytes& blob) const;
-  // The provider tells the length of a SIMPLEBLOB short: the length of the question before counts.
+  // The provider returns too small a length with a SIMPLEBLOB, so the length from the query with a null buffer is used.
   Bytes Export(HCRYPTKEY key, HCRYPTKEY exchangeKey, DWORD type) const;
   void SetKey(HCRYPTKEY key, DWORD parameter, const BYTE* value) const;
   Bytes Certificate(HCRYPTKEY key) const;
   void Destroy(HCRYPTKEY key) const;
 
-  // `length` and `room` are what the provider takes as such. It changes the buffer, and returns the new length.
+  // `length` and `room` are passed to the provider unchanged. It changes the buffer and returns the new length.
   DWORD Encrypt(HCRYPTKEY key, Bytes& data, DWORD length, DWORD room) const;
   DWORD Decrypt(HCRYPTKEY key, bool final, Bytes& data, DWORD length) const;
 
-  // Signatures of the data, or of a value that is hashed already. The lowest byte is the first.
+  // Signatures of the data, or of a value that is already hashed. The lowest byte comes first.
   Bytes Sign(ALG_ID algorithm, const Bytes& data) const;
   Bytes SignValue(ALG_ID algorithm, const Bytes& value) const;
   // False for NTE_BAD_SIGNATURE.
@@ -72,5 +72,4 @@ class Context {
   HCRYPTPROV m_handle = 0;
 };
 
-// Deletes a container.
 void DeleteContainer(const std::string& name);

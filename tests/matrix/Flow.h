@@ -1,9 +1,9 @@
-// What the flows are made of. A flow is a piece of work as applications do it through CryptoAPI. It returns when it
-// worked, throws Cannot when this token is not made for it, and throws anything else when it failed.
+// The flows and their common functions. A flow does something that applications do through CryptoAPI. It returns when
+// it succeeded, throws Cannot when the token does not support it, and throws anything else when it failed.
 //
-// The environment says with what: PIN; CONTAINER, the container of the set-up's pair; TOKEN_READER, the name of its
-// reader; EXCHANGE, the folder in which the script run.sh leaves files and judges those that a flow leaves; CARD_MOVES
-// when the card can be pulled.
+// They read the environment: PIN; CONTAINER, the container of the set-up's pair; TOKEN_READER, the name of its reader;
+// EXCHANGE, the folder in which run.sh leaves files for a flow and checks the files that the flow leaves; CARD_MOVES,
+// set when the card can be pulled.
 #pragma once
 
 #include <stdexcept>
@@ -16,7 +16,7 @@ struct Flow {
   const char* name;
   const char* description;
   void (*run)();
-  // The function of the module that does this work when the token does it itself; null when it always does.
+  // The module's function for this work, when the token may do it itself; null when the token always does it.
   const char* byModule;
 };
 
@@ -57,7 +57,7 @@ void WriteCertificate();
 void DeleteThePair();
 
 // --- KeyFlows.cpp
-void TimeSignature();  // no flow: prints the median of ten signatures in one context
+void TimeSignature();  // not a flow: prints the median of ten signatures in one context
 void SignSha1();
 void SignSha256();
 void SignSha512();
@@ -86,5 +86,5 @@ void LockPin();
 // --- CrowdFlows.cpp
 void EightThreads();
 void TwoProcesses();
-void SignOften();  // what each of the two processes does; no flow by itself
+void SignOften();  // what each of the two processes does; not a flow itself
 void PullAndInsert();

@@ -1,4 +1,4 @@
-// What is done with the key pair of a container, and random numbers.
+// The key pair of a container, and random numbers.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -7,7 +7,7 @@
 
 namespace {
 
-// OpenSSL judges the signature.
+// OpenSSL checks the signature.
 void SignBy(ALG_ID algorithm) {
   const OpenContainer context;
   WriteExchange("signature", Reversed(context.Sign(algorithm, ReadExchange("message"))));
@@ -20,7 +20,7 @@ Bytes Changed(Bytes bytes) {
 
 }  // namespace
 
-// The first signature is not counted: it looks for the key.
+// The first signature does not count, because it includes the search for the key.
 void TimeSignature() {
   constexpr int kTimes = 10;
   const OpenContainer context;
@@ -40,7 +40,7 @@ void SignSha1() { SignBy(CALG_SHA1); }
 void SignSha256() { SignBy(CALG_SHA_256); }
 void SignSha512() { SignBy(CALG_SHA_512); }
 
-// The 36 bytes are MD5 and SHA-1, and no DigestInfo is before them.
+// The 36 bytes are MD5 and SHA-1, without a DigestInfo before them.
 void SignSsl3() {
   const OpenContainer context;
   WriteExchange("signature", Reversed(context.SignValue(CALG_SSL3_SHAMD5, ReadExchange("md5sha1"))));

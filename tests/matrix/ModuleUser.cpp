@@ -6,13 +6,13 @@
 namespace {
 
 void CheckResult(CK_RV result, const char* function) {
-  if (result != CKR_OK) throw std::runtime_error(std::string(function) + " answers " + std::to_string(result));
+  if (result != CKR_OK) throw std::runtime_error(std::string(function) + " returns " + std::to_string(result));
 }
 
 CK_UTF8CHAR* Text(std::string& text) { return reinterpret_cast<CK_UTF8CHAR*>(text.data()); }
 CK_ULONG LengthOf(const std::string& text) { return static_cast<CK_ULONG>(text.size()); }
 
-// A field of the module's records, which ends in spaces.
+// A text field of the module's structures, without the spaces at its end.
 template <std::size_t Size>
 std::string Trimmed(const CK_UTF8CHAR (&field)[Size]) {
   const std::string text(reinterpret_cast<const char*>(field), Size);

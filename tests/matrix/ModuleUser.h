@@ -1,4 +1,4 @@
-// ModuleUser: the module below the provider, called past it. The provider's dialogs call it like this.
+// ModuleUser calls the module directly and not through the provider, as the provider's dialogs do.
 #pragma once
 
 #include "common/Platform.h"
@@ -9,7 +9,7 @@
 
 class ModuleUser {
  public:
-  // A session on the slot of that description. The module stays initialised.
+  // Opens a session on the slot with this description. The module stays initialised.
   explicit ModuleUser(const std::string& reader);
   ~ModuleUser();
   ModuleUser(const ModuleUser&) = delete;
@@ -17,7 +17,7 @@ class ModuleUser {
 
   CK_RV LogIn(std::string pin);
   CK_RV ChangePin(std::string oldPin, std::string newPin);
-  // The tries that the session's information has in its lowest four bits.
+  // The remaining tries, from the lowest four bits of the device error in the session's information.
   DWORD TriesTold();
 
  private:

@@ -1,4 +1,4 @@
-// The PIN. What an application can only do in a dialog is done as the dialogs do it, by calls of the module.
+// The PIN. What an application can do only in a dialog is done here as the dialogs do it, by calls of the module.
 #include "Flow.h"
 #include "ModuleUser.h"
 
@@ -7,7 +7,7 @@ namespace {
 constexpr DWORD kBlocked = static_cast<DWORD>(SCARD_W_CHV_BLOCKED);
 constexpr int kMostTries = 15;
 
-// The last error of giving the PIN; 0 when it is right.
+// The last error of setting the PIN; 0 when the PIN is right.
 DWORD Give(const Context& context, const std::string& pin) {
   try {
     context.SetPin(pin);
@@ -17,7 +17,7 @@ DWORD Give(const Context& context, const std::string& pin) {
   }
 }
 
-// The provider takes a number of tries, which the login of the module answers, for a failure like others.
+// The module's login may return the number of remaining tries. The provider takes that for any other failure.
 bool IsWrong(DWORD error) {
   return error == static_cast<DWORD>(SCARD_W_WRONG_CHV) || error == static_cast<DWORD>(NTE_FAIL);
 }
@@ -32,7 +32,7 @@ void SignsWith(const std::string& pin) {
 
 void WrongPinOnce() {
   const Context context(InReader(Container()), CRYPT_SILENT);
-  Require(IsWrong(Give(context, WrongPin())), "the wrong PIN is taken");
+  Require(IsWrong(Give(context, WrongPin())), "the wrong PIN is accepted");
   context.SetPin(Pin());
   context.Sign(CALG_SHA_256, ReadExchange("message"));
 }
@@ -40,10 +40,11 @@ void WrongPinOnce() {
 void TriesAreTold() {
   ModuleUser module(Environment("TOKEN_READER"));
   const CK_RV answer = module.LogIn(WrongPin());
-  const DWORD told = module.TriesTold();
+  const DWORD reported = module.TriesTold();
   Require(module.LogIn(Pin()) == CKR_OK, "the right PIN is refused after that");
-  Require(answer >= 1 && answer <= kMostTries, "the login answers " + std::to_string(answer));
-  Require(told == answer, "the session tells " + std::to_string(told) + ", the login " + std::to_string(answer));
+  Require(answer >= 1 && answer <= kMostTries, "the login returns " + std::to_string(answer));
+  Require(reported == answer,
+          "the session reports " + std::to_string(reported) + ", the login " + std::to_string(answer));
 }
 
 void ChangePin() {
@@ -52,12 +53,12 @@ void ChangePin() {
     ModuleUser module(Environment("TOKEN_READER"));
     const CK_RV answer = module.ChangePin(Pin(), other);
     if (answer == CKR_FUNCTION_NOT_SUPPORTED) throw Cannot("the module does not change PINs");
-    Require(answer == CKR_OK, "C_SetPIN answers " + std::to_string(answer));
+    Require(answer == CKR_OK, "C_SetPIN returns " + std::to_string(answer));
   }
   SignsWith(other);
   ModuleUser module(Environment("TOKEN_READER"));
   Require(module.ChangePin(other, Pin()) == CKR_OK, "the PIN is not changed back");
-  Require(module.LogIn(Pin()) == CKR_OK, "the old PIN does not count again");
+  Require(module.LogIn(Pin()) == CKR_OK, "the old PIN is not valid again");
 }
 
 void LockPin() {
@@ -66,7 +67,7 @@ void LockPin() {
   for (int i = 1; i < kMostTries && IsWrong(error); ++i) error = Give(context, WrongPin());
   if (IsWrong(error)) {
     SignsWith(Pin());
-    throw Cannot("the token locks no PIN");
+    throw Cannot("the token never locks the PIN");
   }
   Require(error == kBlocked, ApiError("CryptSetProvParam of the last wrong PIN", error).what());
   Require(Give(context, Pin()) == kBlocked, "the right PIN is not refused as locked");

@@ -5,7 +5,7 @@ namespace {
 
 struct Cipher {
   ALG_ID algorithm;
-  const char* name;  // of its files
+  const char* name;  // in the names of its files
   std::size_t block;
 };
 
@@ -33,7 +33,7 @@ void Use(const Context& context, HCRYPTKEY key, DWORD mode, std::size_t block) {
   if (mode == CRYPT_MODE_CBC) context.SetKey(key, KP_IV, iv.data());
 }
 
-// The lengths of an encryption with a session key have each other's place.
+// With a session key, the provider swaps the two lengths of an encryption.
 Bytes Encrypted(const Context& context, HCRYPTKEY key, const Bytes& plain) {
   Bytes data = plain;
   const auto length = static_cast<DWORD>(plain.size());
@@ -64,7 +64,7 @@ void TripleDesEcb() { ImportAndUse(kTripleDes, CRYPT_MODE_ECB); }
 void AesCbc() { ImportAndUse(kAes, CRYPT_MODE_CBC); }
 void AesEcb() { ImportAndUse(kAes, CRYPT_MODE_ECB); }
 
-// OpenSSL decrypts the key, with which it then finds the data again.
+// OpenSSL decrypts the key, and then the data with this key.
 void ExportSessionKey() {
   const OpenContainer context;
   const HCRYPTKEY exchangeKey = context.Import(ReadExchange("other.blob"));

@@ -1,7 +1,7 @@
 // matrix_flows FLOW: runs a flow and prints "FLOW<TAB>works|cannot|failed<TAB>reason".
 // matrix_flows --list: prints the flows, each with the function of the module that may do its work, and its
-// description. matrix_flows --sign-often: what two processes do at the same time. matrix_flows --time-signature: prints
-// the milliseconds of a signature.
+// description. matrix_flows --sign-often: the work of each process in two_processes. matrix_flows --time-signature:
+// prints the milliseconds of a signature.
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -16,7 +16,7 @@ void List() {
   }
 }
 
-// An error of the provider's library need not derive from std::exception.
+// An exception of the provider's library need not derive from std::exception.
 void Report(const Flow& flow) {
   const char* outcome = "works";
   std::string reason;

@@ -1,12 +1,12 @@
 #!/bin/bash
-# run.sh BUILD MODULE FOLDER [FLOW...]: runs the flows on a module that is set up in FOLDER, which must not exist, and prints a line
+# run.sh BUILD MODULE FOLDER [FLOW...]: sets up a module in FOLDER, which must not exist, runs the flows on it, and prints a line
 # for each: "FLOW<TAB>works|emulated|cannot|failed<TAB>reason". BUILD is a build folder, build/windows or build/host. MODULE is a set-up
 # of tests/modules, below the adapter, or softtoken, the software token without it.
 #
-# What fails and is in the file limits is what this module cannot do, for the reason that is given there. What is there and works
-# has failed, unless it is there as what works sometimes.
+# A flow that fails and is in the file limits becomes "cannot", with the reason from there. A flow that works although it is there
+# becomes "failed", or "cannot" if it is there with "sometimes".
 #
-# FOLDER keeps what a flow printed, the trace of the adapter (FLOW.trace), and the files that went between the flow and OpenSSL.
+# FOLDER keeps the output of the flows, the traces of the adapter (FLOW.trace), and the files that flows and OpenSSL exchange.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 build=$(realpath "$1") module=$2 folder=$(realpath -m "$3")
@@ -102,14 +102,14 @@ prepare_exchange() {
   make_session_key aes 16 16 aes-128-cbc aes-128-ecb
 }
 
-# --- How OpenSSL judges a flow: judge_FLOW, where there is something to judge.
+# --- How OpenSSL checks a flow: judge_FLOW, where there is something to check.
 judge_sign_sha1() { openssl dgst -sha1 -verify public.pem -signature signature message; }
 judge_sign_sha256() { openssl dgst -sha256 -verify public.pem -signature signature message; }
 judge_sign_sha512() { openssl dgst -sha512 -verify public.pem -signature signature message; }
 judge_sign_ssl3() { openssl pkeyutl -verify -pubin -inkey public.pem -in md5sha1 -sigfile signature; }
 judge_session_key_export() {
   local key
-  # After a header of 12 bytes the provider's blob has the highest byte first; the key in it has the lowest.
+  # After a header of 12 bytes the provider's blob has the highest byte first; the key in it has the lowest byte first.
   tail -c +13 exported.blob | openssl pkeyutl -decrypt -inkey other.pem -out exported.key || return 1
   key=$(od -An -v -w1 -tx1 exported.key | tac | tr -d ' \n')
   openssl enc -d -des-ede3-cbc -nopad -K "$key" -iv "$(iv 8)" -in exported.cbc -out exported.blocks || return 1
@@ -144,10 +144,10 @@ start() {
   wait $client
 }
 
-# token_did ENTRY: the module's function did the work. Only the adapter's trace tells; without one nobody else can have done it.
+# token_did ENTRY: whether the module's function did the work. The adapter's trace shows it; without a trace there is no adapter.
 token_did() { [ ! -e "$folder/trace" ] || grep -Eq "$1\b.*CKR_OK" "$folder/trace"; }
 
-# apply_limits FLOW: changes outcome and reason by what the module is known not to do.
+# apply_limits FLOW: changes outcome and reason of a flow that is in the file limits.
 apply_limits() {
   local limit when
   IFS=$'\t' read -r limit when < <(

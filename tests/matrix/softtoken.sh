@@ -1,5 +1,5 @@
 #!/bin/bash
-# softtoken.sh up|down|pull|insert FOLDER: the software token, in the shape of the set-ups of tests/modules. It needs no adapter, and
+# softtoken.sh up|down|pull|insert FOLDER: the software token, with the interface of the set-ups of tests/modules. It needs no adapter, and
 # every flow works on it. NATIVE_SOFTTOKEN is its library for pkcs11-tool.
 . "$(dirname "$0")/../modules/common.sh"
 

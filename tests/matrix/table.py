@@ -17,9 +17,9 @@ What applications do through CryptoAPI, on each module below the adapter. `scrip
 - *cannot*: neither does it, for the reason in the note.
 - *failed*: it should work, and does not.
 
-The last row leaves out the card that is pulled where there is no reader.
+The last row does not count pulling the card where there is no reader.
 """
-NO_READER = "the token is in no reader"
+NO_READER = "the token is not in a reader"
 COLUMNS = {
     "softhsm2": "SoftHSM2",
     "nss": "NSS",

@@ -1,6 +1,6 @@
 #!/bin/bash
-# time.sh BUILD MODULE: the time of one signature through the provider (build/host), the adapter and a module of tests/modules, with
-# a kept login and without. Medians of ten, and the shortest and the longest. It is no test: times are the machine's.
+# time.sh BUILD MODULE: measures a signature through the provider (build/host), the adapter and a module of tests/modules, with a kept
+# login and without. Prints the median, the shortest and the longest of ten times. It is not a test: the times depend on the machine.
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 build=$(realpath "$1") setup=$here/../modules/$2.sh

@@ -1,10 +1,10 @@
-# To be sourced after common.sh by the set-ups of a PIV card in a virtual reader: they define
+# Sourced after common.sh by the set-ups of a PIV card in a virtual reader. They define
 #
 #   reader_name_a   the reader's name, without the number at its end
 #   write_settings FOLDER READER      writes FOLDER/env
 #
-# pcscd and the card run below a process of their own, which carries out what pull, insert and down write into the pipe
-# FOLDER/commands.
+# pcscd and the card run under a separate process, which executes the commands that pull, insert and down write into the
+# pipe FOLDER/commands.
 . "$modules/../system/readers.sh"
 
 up() {
@@ -28,7 +28,7 @@ up() {
 has_card() { opensc-tool --list-readers | grep -q '^0 *Yes'; }
 has_no_card() { opensc-tool --list-readers | grep -q '^0 *No'; }
 
-# keep_card FOLDER: reader A and the card in it, until down.
+# keep_card FOLDER: runs reader A with the card in it, until down.
 keep_card() {
   local command
   trap readers_down EXIT
@@ -55,7 +55,7 @@ insert() {
   await "the card" has_card
 }
 
-# The process is told, so that it ends what it started. It is ended in any case.
+# The process gets a command, so that it ends what it started. It is killed if it does not end.
 down() {
   if [ -e "$1/ready" ]; then
     rm "$1/ready"

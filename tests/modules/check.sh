@@ -1,6 +1,6 @@
 #!/bin/bash
-# check.sh SYSTEM NAME -- MODULE_USER...: the set-up NAME.sh gives a token whose key signs and decrypts; OpenSSL judges both by the
-# certificate. SYSTEM is the program's: one of Windows gets to the module over the bridge.
+# check.sh SYSTEM NAME -- MODULE_USER...: the set-up NAME.sh makes a token whose key signs and decrypts; OpenSSL checks both with the
+# certificate. SYSTEM is the system of MODULE_USER: a Windows program calls the module through the bridge.
 set -eu
 system=$1 name=$2
 shift 3
@@ -16,7 +16,7 @@ if [ "$system" = Windows ]; then export TELVO_BRIDGE_MODULE=$MODULE MODULE=ordin
 openssl x509 -in module/cert.pem -noout -pubkey >public.pem
 
 seq 1 1000 >message
-openssl dgst -md5 -binary message >data  # 36 bytes as SSL3 signs them: no DigestInfo
+openssl dgst -md5 -binary message >data  # 36 bytes as SSL3 signs them, without a DigestInfo
 openssl dgst -sha1 -binary message >>data
 "${user[@]}" sign data signature
 openssl pkeyutl -verify -pubin -inkey public.pem -in data -sigfile signature
@@ -28,7 +28,7 @@ cmp secret decrypted
 
 if [ -n "${READER:-}" ]; then
   "$modules/$name.sh" pull module
-  if "${user[@]}" sign data other 2>refusal; then echo "a card that was pulled signs" >&2; exit 1; fi
+  if "${user[@]}" sign data other 2>refusal; then echo "a pulled card still signs" >&2; exit 1; fi
   "$modules/$name.sh" insert module
   "${user[@]}" sign data other
   cmp signature other

@@ -1,7 +1,7 @@
-# To be sourced by the scripts that set up an ordinary PKCS #11 module. Each is called as
+# Sourced by the scripts that set up an ordinary PKCS #11 module. Each is called as
 #
-#   NAME.sh up FOLDER        makes a token in FOLDER, which must not exist or be empty, and writes FOLDER/env
-#   NAME.sh down FOLDER      ends what up started; the folder stays
+#   NAME.sh up FOLDER        makes a token in FOLDER, which must be new or empty, and writes FOLDER/env
+#   NAME.sh down FOLDER      ends what up started; the folder is kept
 #
 # and piv.sh and ykcs11.sh also as
 #
@@ -11,10 +11,10 @@
 #
 #   MODULE   the path of the library          INIT   what C_Initialize needs as pReserved; empty if nothing
 #   LABEL    the token's label                PIN    123456
-#   ID       CKA_ID of the key pair, in hex   READER the reader's name, with a card in a reader only
+#   ID       CKA_ID of the key pair, in hex   READER the reader's name, only for a card in a reader
 #
-# The token has an RSA-2048 pair that signs and decrypts, and its certificate, which is also in FOLDER/cert.pem. What a set-up
-# prints goes to FOLDER/log, and it prints the end of that when it fails.
+# The token has an RSA-2048 pair that signs and decrypts, and its certificate, which is also in FOLDER/cert.pem. The output
+# of a set-up goes to FOLDER/log. When it fails, it prints the end of that file.
 set -eu
 pin=123456
 modules=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -27,8 +27,8 @@ write_env() {
   for pair in INIT= PIN=$pin "$@"; do printf 'export %s=%q\n' "${pair%%=*}" "${pair#*=}"; done >"$folder/env"
 }
 
-# make_pair FOLDER NAME: NAME.pem is a new key, NAME.crt its self-signed certificate. OpenSSL's usual extensions make of that the
-# certificate of an authority, which is not for mail.
+# make_pair FOLDER NAME: NAME.pem is a new key, NAME.crt its self-signed certificate. OpenSSL's default extensions would make it
+# the certificate of an authority, which cannot be used for mail.
 make_pair() {
   openssl req -x509 -newkey rsa:2048 -nodes -keyout "$1/$2.pem" -subj "/CN=Anna Example" -days 3650 -out "$1/$2.crt" \
     -addext basicConstraints=critical,CA:FALSE -addext keyUsage=digitalSignature,keyEncipherment 2>/dev/null
@@ -52,7 +52,7 @@ put_identity() {
   "$@" "${object[@]}" "$folder/cert.der" --type cert
 }
 
-# await WHAT COMMAND...: until the command succeeds, ten seconds at most.
+# await WHAT COMMAND...: waits until the command succeeds, at most ten seconds.
 await() {
   local what=$1
   shift
@@ -60,11 +60,11 @@ await() {
     if "$@" >/dev/null 2>&1; then return 0; fi
     sleep 0.1
   done
-  echo "$what did not come up" >&2
+  echo "waited ten seconds for $what" >&2
   return 1
 }
 
-# keep_daemon FOLDER PID: down will end it. end_daemons FOLDER ends them, the last one first.
+# keep_daemon FOLDER PID: notes a process that down must end. end_daemons FOLDER ends these processes, the last one first.
 keep_daemon() { echo "$2" >>"$1/pids"; }
 end_daemons() {
   local daemon
@@ -77,7 +77,7 @@ end_daemons() {
 }
 process_is_gone() { ! kill -0 "$1"; }
 
-# The daemon of a module that failed to come up is ended, too.
+# When a set-up fails, its daemons are ended, too.
 set_up() (
   folder=$1
   mkdir -p "$folder"
@@ -85,7 +85,7 @@ set_up() (
   up "$folder" >"$folder/log" 2>&1
 )
 
-# main ARGUMENT...: calls up, down and what else the script defines.
+# main ARGUMENT...: calls up, down, or another function of the script.
 main() {
   local action=${1:-} folder=${2:-}
   if [ -z "$folder" ] || [ "$(type -t "$action")" != function ]; then

@@ -1,5 +1,6 @@
-// module_user sign|decrypt INPUT OUTPUT: one private operation by CKM_RSA_PKCS, of the module and the key that the
-// environment names as tests/modules/common.sh says. It uses nothing of the project's but, under Wine, the bridge.
+// module_user sign|decrypt INPUT OUTPUT: one operation with a private key and CKM_RSA_PKCS. The environment names the
+// module and the key, as described in tests/modules/common.sh. Under Wine the program calls the module through the
+// bridge; it uses no other library of the project.
 #if defined(_WIN32)
 #include <windows.h>
 #else
@@ -61,7 +62,7 @@ void* FindGetFunctionList(const std::string& path) {
 CK_FUNCTION_LIST& Load() {
   const std::string path = Environment("MODULE");
   const auto get = reinterpret_cast<CK_C_GetFunctionList>(FindGetFunctionList(path));
-  if (get == nullptr) throw std::runtime_error(path + " is no module");
+  if (get == nullptr) throw std::runtime_error(path + " is not a module");
   CK_FUNCTION_LIST* list = nullptr;
   Check(get(&list), "C_GetFunctionList");
   return *list;

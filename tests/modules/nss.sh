@@ -1,6 +1,6 @@
 #!/bin/bash
-# nss.sh up|down FOLDER: the software token of NSS, a database. It wants a string when it is initialised, gives a key the SHA-1 of
-# its modulus as CKA_ID, and never locks a PIN.
+# nss.sh up|down FOLDER: the software token of NSS, a database. It needs a string for C_Initialize, uses the SHA-1 of a key's
+# modulus as its CKA_ID, and never locks a PIN.
 . "$(dirname "$0")/common.sh"
 
 up() {

@@ -1,8 +1,8 @@
 #!/bin/bash
 # opencryptoki.sh up|down FOLDER: openCryptoki's software token. It has three tries.
 #
-# Root is needed: the module reads /etc/opencryptoki/opencryptoki.conf, of which up keeps the old one in FOLDER for down, talks
-# with pkcsslotd, of which a machine has one, and keeps its token below /var/lib/opencryptoki.
+# It needs root. The module reads /etc/opencryptoki/opencryptoki.conf; up keeps the old file in FOLDER, and down restores it. The
+# module talks to pkcsslotd, which runs once on a machine, and keeps its token below /var/lib/opencryptoki.
 . "$(dirname "$0")/common.sh"
 conf=/etc/opencryptoki/opencryptoki.conf
 state=/var/lib/opencryptoki/telvo_test
@@ -25,7 +25,7 @@ up() {
   write_env "$1" MODULE=$module LABEL=Test ID=01
 }
 
-# A token that is new wants both PINs changed before it is used. No two PINs of a user may follow each other that are the same.
+# A new token can be used only after both PINs were changed. A new PIN must differ from the one before.
 make_token() {
   tool --init-token --so-pin 87654321 --label Test
   tool --login --login-type so --so-pin 87654321 --change-pin --new-pin 765432

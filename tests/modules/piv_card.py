@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """piv_card.py FOLDER NAME=PORT: a PIV card (NIST SP 800-73) in a virtual PC/SC reader.
 
-FOLDER has its pairs: authentication.pem and management.pem, and the certificates of the same names, .crt. What the card
-must not forget when it is pulled, its PIN and the tries left, is kept there too, in the files pin and tries. It has three
-tries; whoever deletes the file tries unlocks it.
+FOLDER has its pairs: authentication.pem and management.pem, and their certificates, authentication.crt and management.crt.
+The files pin and tries in FOLDER keep the card's PIN and the remaining tries while it is pulled. It has three tries; deleting
+the file tries unlocks it.
 
-It has what a program needs that signs, decrypts and changes the PIN. Nothing can be written to it.
+It supports what a program needs to sign, to decrypt and to change the PIN. Nothing can be written to it.
 """
 import os
 import subprocess
@@ -104,7 +104,7 @@ class PivCard:
             0xA4: self.select,
             0xC0: self.get_response,
             0xCB: self.get_data,
-            0xF8: lambda p1, p2, body: (7654321).to_bytes(4, "big") + OK,  # serial number: a maker's own command
+            0xF8: lambda p1, p2, body: (7654321).to_bytes(4, "big") + OK,  # serial number: a vendor's command
             0xFD: lambda p1, p2, body: b"\x05\x04\x03" + OK,  # version of the application, likewise
         }
         self.reset()
@@ -146,7 +146,7 @@ class PivCard:
             return WRONG_DATA
 
     def send(self, data):
-        """As much of the data as the reader has room for. The rest waits for GET RESPONSE."""
+        """As much of the data as the reader has room for. GET RESPONSE reads the rest."""
         now, self.rest = data[:self.room], data[self.room:]
         return now + (bytes([0x61, min(len(self.rest), 255)]) if self.rest else OK)
 

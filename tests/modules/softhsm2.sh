@@ -1,5 +1,5 @@
 #!/bin/bash
-# softhsm2.sh up|down FOLDER: SoftHSM2 as it comes. It never locks a PIN.
+# softhsm2.sh up|down FOLDER: SoftHSM2 of the distribution. It never locks a PIN.
 . "$(dirname "$0")/common.sh"
 
 up() {

@@ -1,6 +1,6 @@
 #!/bin/bash
-# tpm2.sh up|down FOLDER: tpm2-pkcs11 on a software TPM, through a resource manager on a D-Bus of its own. Without that the module
-# soon fills the three slots that a TPM has for keys in use. Three wrong PINs lock the whole TPM.
+# tpm2.sh up|down FOLDER: tpm2-pkcs11 on a software TPM, through a resource manager on its own D-Bus. Without a resource manager the
+# module soon fills the three slots that a TPM has for keys in use. Three wrong PINs lock the whole TPM.
 . "$(dirname "$0")/common.sh"
 module=$libraries/pkcs11/libtpm2_pkcs11.so
 
@@ -9,7 +9,7 @@ tool() { pkcs11-tool --module $module --token-label Test "$@"; }
 up() {
   start_tpm "$1"
   start_manager "$1"
-  # Its error output is the only log it has: 0 is silence.
+  # The module logs only to its error output; 0 turns the log off.
   export TPM2_PKCS11_TCTI=tabrmd:bus_type=session TPM2_PKCS11_STORE=$1/store TPM2_PKCS11_BACKEND=esysdb TPM2_PKCS11_LOG_LEVEL=0
   mkdir "$1/store"
   make_token "$1"
@@ -35,7 +35,7 @@ start_manager() {
   await tpm2-abrmd dbus-send --session --print-reply --dest=com.intel.tss2.Tabrmd / org.freedesktop.DBus.Peer.Ping
 }
 
-# The TPM makes the key, and so it cannot be what signs its certificate here: an authority does.
+# The TPM generates the key, so the certificate cannot be self-signed here: an authority signs it.
 make_token() {
   pkcs11-tool --module $module --slot-index 0 --init-token --so-pin 654321 --label Test
   tool --login --login-type so --so-pin 654321 --init-pin --new-pin $pin

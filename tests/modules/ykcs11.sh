@@ -1,5 +1,5 @@
 #!/bin/bash
-# ykcs11.sh up|down|pull|insert FOLDER: the card of piv.sh, through pcscd and ykcs11, which takes only readers whose name
+# ykcs11.sh up|down|pull|insert FOLDER: the card of piv.sh, through pcscd and ykcs11, which accepts only readers whose name
 # begins with "Yubico".
 . "$(dirname "$0")/common.sh"
 . "$modules/card.sh"

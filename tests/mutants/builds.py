@@ -1,4 +1,4 @@
-"""The builds that mutants are made from, and the one that a mutant gets: its own objects between those of the others."""
+"""The builds of the unchanged sources, and the places where mutants are compiled and linked with the other objects."""
 import json
 import os
 import shlex
@@ -6,11 +6,11 @@ import shutil
 import subprocess
 import sys
 
-FLAGS = {  # quick to compile; what is compiled is changed, so warnings say nothing
+FLAGS = {  # quick to compile; warnings about changed code mean nothing
     "host": "-O0 -g0 -w",
     "host-tsan": "-g1 -w",
 }
-# What most sources include, compiled once. Each source names what it needs all the same; the preset host sees to that.
+# Headers that most sources include, precompiled. The preset host ensures that each source still includes what it needs.
 COMMON = ("algorithm array atomic cstring functional list map memory mutex string utility vector boost/shared_ptr.hpp "
           "boost/make_shared.hpp boost/algorithm/string/trim.hpp common/Platform.h cryptoki/Pkcs11.h").split()
 
@@ -20,9 +20,9 @@ def run(command, **options):
 
 
 def copy_tree(source, target):
-    """Copies the files of the repository, as they are now. A file that has not changed keeps its time."""
-    told = run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=source, capture_output=True).stdout
-    names = [name for name in told.decode().split("\0") if name and (source / name).is_file()]
+    """Copies the current files of the repository. An unchanged file keeps its modification time."""
+    listed = run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"], cwd=source, capture_output=True).stdout
+    names = [name for name in listed.decode().split("\0") if name and (source / name).is_file()]
     for name in names:
         old, new = source / name, target / name
         if not new.exists() or new.read_bytes() != old.read_bytes():
@@ -34,7 +34,7 @@ def copy_tree(source, target):
 
 
 class Build:
-    """The unchanged sources of a tree, built by a preset; with what it takes to compile and link a mutant."""
+    """The unchanged sources of a tree, built with a preset, and the commands that compile and link a mutant."""
 
     def __init__(self, preset, tree, folder, programs, environment):
         self.preset, self.tree, self.folder, self.environment = preset, tree, folder, environment
@@ -47,8 +47,8 @@ class Build:
         try:
             return run([str(word) for word in command], cwd=self.tree, env=self.environment, capture_output=True, text=True).stdout
         except subprocess.CalledProcessError as error:
-            said = (error.stdout + error.stderr).splitlines()[-40:]
-            sys.exit("\n".join([*said, f"mutants: the unchanged sources cannot be built: {' '.join(error.cmd)}"]))
+            output = (error.stdout + error.stderr).splitlines()[-40:]
+            sys.exit("\n".join([*output, f"mutants: the unchanged sources cannot be built: {' '.join(error.cmd)}"]))
 
     def make(self, programs):
         linker = ["-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld"] if shutil.which("ld.lld") and self.preset == "host" else []
@@ -58,7 +58,7 @@ class Build:
         self.run("cmake", "--build", self.folder, "--target", *programs)
 
     def read_compile_commands(self):
-        """The sources of src/, each with its object, and how any of them is compiled."""
+        """Reads the object of each source in src/, and the command that compiles any of them."""
         self.objects = {}
         for entry in json.loads((self.folder / "compile_commands.json").read_text()):
             words, name = shlex.split(entry["command"]), os.path.relpath(entry["file"], self.tree)
@@ -68,7 +68,7 @@ class Build:
                 self.compiler = words[:words.index("-o")]
 
     def read_includes(self):
-        """For each header of src/: the sources that include it, by themselves or by another one."""
+        """For each header in src/: the sources that include it, directly or indirectly."""
         found, target = {}, None
         objects = {self.objects[name]: name for name in self.objects}
         for line in self.run("ninja", "-C", self.folder, "-t", "deps").splitlines():
@@ -87,7 +87,7 @@ class Build:
 
 
 class Place:
-    """Where one mutant at a time is built and run: a copy of src/ and of what stands beside the programs."""
+    """A folder where one mutant at a time is built and run: a copy of src/ and of the libraries beside the programs."""
 
     def __init__(self, build, folder):
         self.build, self.folder = build, folder
@@ -116,7 +116,7 @@ class Place:
             source.write_text(change.source.content)
 
     def compile(self, sources):
-        """The objects of the sources, those of a folder as one; None when a source does not compile."""
+        """Compiles the sources, those of a folder as one. Returns the objects, or None when a source does not compile."""
         folders = {}
         for source in sources:
             folders.setdefault(os.path.dirname(source), []).append(source)
@@ -130,7 +130,7 @@ class Place:
         return objects
 
     def link(self, program, sources, objects):
-        """The changed objects come first: what their headers define takes the place of what the tests have of it."""
+        """Links the changed objects first, so that definitions from their headers replace those in the tests' objects."""
         dropped = {self.build.objects[source] for source in sources}
         words = [word for word in self.build.links[program] if word not in dropped]
         place = next(index for index, word in enumerate(words) if word.endswith(".o"))

@@ -1,16 +1,16 @@
-"""The list of changes that cannot be observed: tests/mutants/survivors. An entry is three lines or more:
+"""The list of changes that cannot be observed: tests/mutants/survivors. An entry is four lines or more:
 
     src/folder/File.cpp
-    - the line, without the spaces before it
-    + the line as it was changed, or *: any change of that line
-      why nobody can see it
+    - the line, without leading spaces
+    + the changed line, or * for any change of the line
+      the reason why the change cannot be observed
 
-A second line that begins with + belongs to the same reason. Changes are known by the text of their lines, not by numbers."""
+Further lines that begin with + share the reason. Changes are identified by the text of their lines, not by line numbers."""
 import re
 
 
 def entries(text):
-    """Of each entry: its file, the line before, the lines after, and its reason."""
+    """Yields the file, the line before, the lines after, and the reason of each entry."""
     for block in re.split(r"\n\s*\n", text):
         lines = [line for line in block.splitlines() if line and not line.startswith("#")]
         if not lines:
@@ -19,7 +19,7 @@ def entries(text):
         after = [line[2:] for line in lines if line.startswith("+")]
         reason = " ".join(line.strip() for line in lines[1:] if line.startswith("  "))
         if len(before) != 1 or not after or not reason:
-            raise ValueError(f"survivors: an entry needs one line -, a line + and a reason: {lines[0]}")
+            raise ValueError(f"survivors: an entry needs one - line, a + line and a reason: {lines[0]}")
         yield lines[0], before[0], after, reason
 
 

@@ -1,5 +1,5 @@
-"""What can be changed in a source of C++, and how. The sources have the form of .clang-format: operators with two sides stand between
-spaces, the brackets of templates do not."""
+"""What can be changed in a C++ source, and how. The sources have the format of .clang-format: there are spaces around binary operators,
+and none around the brackets of templates."""
 import bisect
 import re
 
@@ -18,8 +18,8 @@ CODE = re.compile(r"(NTE|ERROR|SCARD_[EW]|CKR)_[A-Z]\w*")
 NO_CALL = {"return", "throw", "if", "for", "while", "switch", "catch", "sizeof", "static_assert", "else", "do", "case", "delete", "new"}
 LETTERS = "abcdefghijklmnopqrstuvwxyz"
 
-# A lock that ends with its block, a lock that is a member, and a lock that goes out as a result. A unique_lock may be given on
-# by name, so it stays, with a mutex of its own.
+# Locks that end with their block, locks that are members, and locks that are returned. A unique_lock may be passed on by name,
+# so it stays, with its own mutex.
 LOCKS = [
     (re.compile(r"(?:const )?std::(?:lock_guard|scoped_lock)<[^;]*?> \w+\([^;]*\);"), ""),
     (re.compile(r"const (?:LoginLock|LoginLock::Pause|LogLock) \w+;"), ""),
@@ -30,11 +30,11 @@ LOCKS = [
 
 
 class Change:
-    """A change of one place: bytes begin..end of the file become something else."""
+    """A change in one place: the characters begin..end of the file are replaced."""
 
     def __init__(self, source, kind, begin, end, make):
         self.source, self.kind, self.begin, self.end = source, kind, begin, end
-        self.make = make  # of a random generator: the new text
+        self.make = make  # called with a random generator; returns the new text
         self.new = None
 
     def choose(self, random):
@@ -53,7 +53,7 @@ class Change:
         return self.source.content[:self.begin] + self.new + self.source.content[self.end:]
 
     def told(self):
-        """The lines that are touched, as one, before and after the change."""
+        """The lines concerned, joined into one, before and after the change."""
         content = self.source.content
         first = content.rfind("\n", 0, self.begin) + 1
         last = content.find("\n", self.end)
@@ -62,7 +62,7 @@ class Change:
 
 
 class Source:
-    """A file and its tokens; comments are none."""
+    """A file and its tokens, without comments and directives."""
 
     def __init__(self, name, content):
         self.name, self.content = name, content
@@ -77,7 +77,7 @@ class Source:
         return self.tokens[index].group() if 0 <= index < len(self.tokens) else ""
 
     def find_bodies(self):
-        """For each token: whether it stands among the statements of a function."""
+        """For each token: whether it is in the body of a function."""
         found, open_braces = [], [False]
         for index, token in enumerate(self.tokens):
             if token.group() == "{":
@@ -90,7 +90,7 @@ class Source:
         return found
 
     def partner(self, index):
-        """The bracket that closes the one at index."""
+        """The index of the bracket that closes the one at index."""
         depth = 0
         for at in range(index, len(self.tokens)):
             depth += {"(": 1, ")": -1}.get(self.word(at), 0)
@@ -115,8 +115,8 @@ def conditions(source):
             yield source.change("condition", index, index, "")
         elif word in ("if", "while") and source.word(index + 1) == "(":
             last = source.partner(index + 1)
-            asked = source.content[source.tokens[index + 1].end():source.tokens[last].start()]
-            yield source.change("condition", index + 1, last, f"(!({asked}))")
+            condition = source.content[source.tokens[index + 1].end():source.tokens[last].start()]
+            yield source.change("condition", index + 1, last, f"(!({condition}))")
         elif word in ("true", "false"):
             yield source.change("condition", index, index, {"true": "false", "false": "true"}[word])
 
@@ -129,7 +129,7 @@ def moved(number, step):
 
 
 def constants(source):
-    """Not the room of a member in a header: the tests would see an object of another size."""
+    """Not the sizes of arrays in headers: the tests would expect objects of another size."""
     for index, token in enumerate(source.tokens):
         if token.lastgroup != "number" or source.name.endswith(".h") and source.word(index - 1) == "[":
             continue
@@ -151,7 +151,7 @@ def calls(source):
 
 
 def end_of_call(source, index):
-    """The semicolon after names and calls that are tied together; None for any other statement."""
+    """The index of the semicolon after a chain of names and calls; None for any other statement."""
     called = False
     while True:
         if source.tokens[index].lastgroup != "word":
@@ -175,7 +175,7 @@ def codes(source, families):
 
 
 def with_another_letter(text, random):
-    """A literal with one character changed. What follows a backslash stays."""
+    """A literal with one character changed. Escapes stay."""
     first = text.index('"') + 1
     places = [at.start() for at in re.finditer(r"\\x[0-9A-Fa-f]+|\\.|.", text[first:-1]) if not at.group().startswith("\\")]
     at = first + random.choice(places)
@@ -183,7 +183,7 @@ def with_another_letter(text, random):
 
 
 def is_for_the_compiler(source, index):
-    """Whether a literal is that of a static_assert or of extern "C"."""
+    """Whether a literal belongs to a static_assert or to extern "C"."""
     while index > 0 and source.word(index - 1) not in (";", "{", "}"):
         index -= 1
     return source.word(index) in ("static_assert", "extern")

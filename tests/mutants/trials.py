@@ -1,4 +1,4 @@
-"""What tells whether a mutant is noticed: the unit tests in the order that ends soonest, and for locks the races."""
+"""The tests that should notice a mutant: the unit tests in the order that ends soonest, and for locks the races."""
 import functools
 import json
 import os
@@ -8,24 +8,24 @@ import signal
 import subprocess
 import time
 
-SLOW = 0.12  # seconds; such a test is left for the end
+SLOW = 0.12  # seconds; slower tests run last
 SHARDS = 3
-PATIENCE = 10  # times as long as the tests take on unchanged sources
+PATIENCE = 10  # times the duration of the tests on unchanged sources
 SHORTEST_PATIENCE = 20  # seconds
 RACES = [50, 500, 1]  # the arguments of prove_races
-LONGEST_RACES = 600  # seconds; it ends by itself when threads wait for each other
-THREADS = re.compile(r"<thread>|<future>|WaitingLogin")  # a test without them can see no race
+LONGEST_RACES = 600  # seconds; the program ends itself when it finds a deadlock
+THREADS = re.compile(r"<thread>|<future>|WaitingLogin")  # a test without threads cannot notice a race
 
 
 class Cases:
-    """The cases of the unit tests: how long each takes, and which belong to a folder of src/."""
+    """The cases of the unit tests: how long each takes, and its folder of src/."""
 
     def __init__(self, build):
-        program, told = build.folder / "tests/unit/unit_tests", build.folder / "cases.json"
-        if not told.exists() or told.stat().st_mtime < program.stat().st_mtime:
-            subprocess.run([program, f"--gtest_output=json:{told}"], stdout=subprocess.DEVNULL, check=True)
+        program, results = build.folder / "tests/unit/unit_tests", build.folder / "cases.json"
+        if not results.exists() or results.stat().st_mtime < program.stat().st_mtime:
+            subprocess.run([program, f"--gtest_output=json:{results}"], stdout=subprocess.DEVNULL, check=True)
         self.slow, self.suites, self.threaded, self.seconds = [], {}, set(), 0
-        for suite in json.loads(told.read_text())["testsuites"]:
+        for suite in json.loads(results.read_text())["testsuites"]:
             for case in suite["testsuite"]:
                 seconds = float(case["time"].rstrip("s"))
                 self.seconds += seconds
@@ -45,7 +45,7 @@ class Cases:
         return max(SHORTEST_PATIENCE, PATIENCE * self.seconds / SHARDS)
 
     def stages(self, file):
-        """Filters of GoogleTest with the number of processes: the tests of the file's folder, the others, the slow ones."""
+        """GoogleTest filters, each with a number of processes: the tests of the file's folder, the others, the slow ones."""
         near = ":".join(f"{suite}.*" for suite in sorted(self.suites.get(file.split("/")[1], [])))
         slow = ":".join(self.slow)
         stages = [(f"{near}-{slow}", 1)] if near else []
@@ -53,14 +53,14 @@ class Cases:
         return stages + ([(slow, SHARDS)] if slow else [])
 
     def threaded_stages(self, file):
-        """The same of the tests with threads: those of the file's folder, then the others."""
+        """The same for the tests with threads: those of the file's folder, then the others."""
         area = self.suites.get(file.split("/")[1], set())
         halves = (self.threaded & area, self.threaded - area)
         return [(":".join(f"{suite}.*" for suite in sorted(half)), 1) for half in halves if half]
 
 
 class Ended(Exception):
-    """A mutant is killed; says by what."""
+    """A mutant is killed; the message names what killed it."""
 
 
 def end(process):
@@ -76,18 +76,18 @@ def start(command, shard, shards, output, environment):
 
 
 def why(path, result):
-    """What a run that failed says of itself: a case that failed, or the one that was running and the signal that ended it."""
-    told = path.read_text(errors="replace")
-    if "ThreadSanitizer" in told:
+    """Why a run failed: a case that failed, or the case that was running, and the signal that ended the run."""
+    output = path.read_text(errors="replace")
+    if "ThreadSanitizer" in output:
         return "ThreadSanitizer"
-    failed = re.findall(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", told, re.MULTILINE)
-    running = re.findall(r"^\[ RUN      \] (\S+)", told, re.MULTILINE)
-    signal_told = f" (signal {-result})" if result is not None and result < 0 else ""
-    return (failed or running or ["its end"])[-1] + signal_told
+    failed = re.findall(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", output, re.MULTILINE)
+    running = re.findall(r"^\[ RUN      \] (\S+)", output, re.MULTILINE)
+    signal_name = f" (signal {-result})" if result is not None and result < 0 else ""
+    return (failed or running or ["its end"])[-1] + signal_name
 
 
 def run_all(command, shards, patience, folder, environment):
-    """Runs a command in some processes; raises Ended with the first that fails, or when time is up."""
+    """Runs a command in several processes; raises Ended with the first that fails, or when time is up."""
     paths = [folder / f"output-{shard}" for shard in range(shards)]
     outputs = [path.open("w") for path in paths]
     processes = [start(command, shard, shards, outputs[shard], environment) for shard in range(shards)]
@@ -116,7 +116,7 @@ def try_unit_tests(place, change, cases, environment):
 
 
 def try_races(place, change, cases, environment):
-    """Raises Ended when the unit tests with threads or the proof "races" fail below ThreadSanitizer."""
+    """Raises Ended when the unit tests with threads or the proof "races" fail under ThreadSanitizer."""
     try_stages(place, cases.threaded_stages(change.file), 15 * cases.patience(), environment)
     run_all([place.program("prove_races"), *RACES], 1, LONGEST_RACES, place.folder, environment)
 

@@ -18,7 +18,7 @@ constexpr DWORD kMarker = 0x2BADC0DE;
 void FindIn(const char* function, const char* what) { g_report->Find(std::string(function) + ": " + what); }
 
 void JudgeEscape(const char* function, Leaves leaves, Leaves allowed, const char* name) {
-  if (leaves != allowed) FindIn(function, (std::string(name) + " leaves").c_str());
+  if (leaves != allowed) FindIn(function, (std::string(name) + " is thrown").c_str());
 }
 
 }  // namespace
@@ -39,13 +39,13 @@ bool Application::Make(const char* function, const Call& call, Leaves leaves) {
   } catch (const std::bad_alloc&) {
     m_lackedMemory = true;
     if (!TheHeap().HasFailed() && !Platform::LackedPages())
-      FindIn(function, "std::bad_alloc leaves, and no allocation failed");
+      FindIn(function, "std::bad_alloc is thrown although no allocation failed");
     return false;
   } catch (const std::runtime_error&) {
     JudgeEscape(function, Leaves::kRuntimeError, leaves, "a std::runtime_error");
     return false;
   } catch (...) {
-    FindIn(function, "another exception leaves");
+    FindIn(function, "an unexpected exception is thrown");
     return false;
   }
   Judge(function, result, GetLastError());
@@ -75,7 +75,7 @@ bool Application::Fails(const char* function, const Call& call, Leaves leaves) {
 }
 
 void Application::Needs(bool isSo, const char* what) {
-  if (!isSo) Complain(std::string("not so: ") + what);
+  if (!isSo) Complain(std::string("not true: ") + what);
 }
 
 void Application::Complain(const std::string& what) {
@@ -89,8 +89,8 @@ HCRYPTPROV Application::Acquire(const char* container, DWORD flags, Leaves leave
   return context;
 }
 
-// A context that was not acquired is released all the same: its handle is as good as unknown. One that could not be
-// released, because memory was lacking, is released once more.
+// A context that was not acquired is released all the same, as an unknown handle. A release that failed for lack of
+// memory is repeated.
 void Application::Release(HCRYPTPROV context) {
   const Call call = [&] { return CPReleaseContext(context, 0); };
   const bool isKnown = context != 0;

@@ -1,5 +1,5 @@
-// Application: a program that calls the provider. It goes on after a failure with what it has. Each call is judged: how
-// it may fail, and what may leave it.
+// Application: a program that calls the provider. After a failure it goes on with what it has. It checks how each call
+// fails, and which exceptions it throws.
 #pragma once
 
 #include "common/Platform.h"
@@ -9,7 +9,7 @@
 
 #include "Stage.h"
 
-// What may leave a function beside its result. A std::bad_alloc may leave any, if an allocation failed.
+// The exceptions that a function may throw. Any function may throw std::bad_alloc if an allocation failed.
 enum class Leaves { kNothing, kContextError, kModuleError, kRuntimeError };
 
 class Application {
@@ -17,12 +17,13 @@ class Application {
   explicit Application(Stage& stage) : m_stage(stage) {}
 
   using Call = std::function<BOOL()>;
-  // Makes a call that succeeds when nothing is wrong, or fails so. Returns whether it succeeded.
+  // Does makes a call that must succeed when nothing is wrong, Fails one that must fail then. Both return whether it
+  // succeeded.
   bool Does(const char* function, const Call& call, Leaves leaves = Leaves::kNothing);
   bool Fails(const char* function, const Call& call, Leaves leaves = Leaves::kNothing);
-  // Something that must be so when nothing is wrong.
+  // A condition that must hold when nothing is wrong.
   void Needs(bool isSo, const char* what);
-  // What did not go as it should when nothing is wrong; empty when all did.
+  // The first thing that went wrong in one of these three; empty if nothing did.
   const std::string& Complaint() const { return m_complaint; }
 
   HCRYPTPROV Acquire(const char* container, DWORD flags = 0, Leaves leaves = Leaves::kNothing);

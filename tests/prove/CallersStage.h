@@ -1,5 +1,5 @@
-// CallersStage: what the group "callers" calls the provider on: a context that is logged in, with handles of every
-// kind. It is made anew when a call has changed it.
+// CallersStage: the objects that the group "callers" passes to the provider: a context that is logged in, with handles
+// of every kind. After a call that changed them it is created again.
 #pragma once
 
 #include "common/Platform.h"
@@ -18,7 +18,7 @@ class CallersStage {
   CallersStage(const CallersStage&) = delete;
   CallersStage& operator=(const CallersStage&) = delete;
 
-  // A hash with data that is not finished yet.
+  // An unfinished hash with data.
   HCRYPTHASH MakeHash() const;
 
   HCRYPTPROV Context() const { return m_context; }

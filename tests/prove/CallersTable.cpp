@@ -99,7 +99,7 @@ const Argument kImportedKey = Of(Kind::kImportedKey);
 const Argument kHandleOut = Of(Kind::kHandleOut);
 const Argument kUnread = Of(Kind::kUnread);
 
-// Parameters, whose constants have another type on each platform.
+// The constants of parameters have different types on the two platforms.
 template <typename... Constants>
 std::vector<DWORD> Params(Constants... constants) {
   return {static_cast<DWORD>(constants)...};
@@ -271,7 +271,7 @@ void AddKeys(std::vector<Row>& rows) {
   }
 }
 
-// A buffer that is input and output: it holds all that is declared in the one place or in the other.
+// The buffer is both input and output. It has space for either declared length.
 void AddData(std::vector<Row>& rows) {
   Argument noHash = kHash;
   noHash.proper = 0;
@@ -280,7 +280,7 @@ void AddData(std::vector<Row>& rows) {
   for (const Argument& key : {kPair, kImportedKey, kSessionKey}) {
     const bool isSession = key.kind == Kind::kSessionKey;
     const std::size_t need = isSession ? 16 : kModulusBytes;
-    // The data of a session key are as long as the buffer is said to be, and those of a pair as `*pcbDataLen` says.
+    // With a session key the declared length of the buffer is the data's length, with a pair `*pcbDataLen` is.
     Argument data = Buffer(Kind::kOutput, need, isSession ? 7 : 6, Counting(need, 1));
     data.least = isSession ? 0 : need;
     rows.push_back(
@@ -384,7 +384,7 @@ std::size_t Argument::Room(const Row& row, const std::vector<std::size_t>& choic
   std::size_t choice = choices[static_cast<std::size_t>(lengthAt)];
   if (length.kind == Kind::kLengthInOut && choice == 0) return std::max(least, need);
   if (length.kind == Kind::kLengthInOut) --choice;
-  // Of a length that no memory has, the bytes that are needed are there, and no more.
+  // A buffer with a declared length of 0xFFFFFFFF has only the bytes that are needed.
   const DWORD declared = length.Length(choice);
   return std::max<std::size_t>(least, declared == kLargest ? need : declared);
 }

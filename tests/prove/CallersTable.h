@@ -1,5 +1,5 @@
-// CallersTable: the exports as the group "callers" calls them, a row for each function and each of its parameters or
-// kinds of key that goes a way of its own.
+// CallersTable: the calls of the group "callers": a row for each exported function, and for each parameter or kind of
+// key that the function treats differently.
 #pragma once
 
 #include "common/Platform.h"
@@ -22,7 +22,7 @@ enum class Kind {
   kLengthInOut,  // null, or a pointer to such a length
   kInput,        // null, or a buffer that cannot be written
   kOutput,       // null, or a buffer
-  kHandleOut,    // null, or room for a handle
+  kHandleOut,    // null, or space for a handle
   kUnread,       // null, or an address that cannot be read
 };
 
@@ -32,12 +32,12 @@ struct Argument {
   Kind kind;
   std::vector<std::uint64_t> values;
   std::size_t need = 0;
-  Bytes content;          // of an input, or of an output that is an input as well
-  int lengthAt = -1;      // the argument that is the buffer's length; without one it has `need` bytes
-  std::size_t least = 0;  // that many bytes are written whatever length is declared
-  // The whole of the declared length is read or written. Then a caller cannot declare 0xFFFFFFFF: it is 64 KiB.
+  Bytes content;          // of an input, or of an output that is also an input
+  int lengthAt = -1;      // the argument with the buffer's length; without one it has `need` bytes
+  std::size_t least = 0;  // this many bytes are written whatever length is declared
+  // All bytes of the declared length are read or written. So 64 KiB is declared instead of 0xFFFFFFFF.
   bool whole = false;
-  int proper = -1;  // the choice of a caller who does it right, where the kind alone does not say it
+  int proper = -1;  // the choice of a correct call; -1: it follows from the kind
 
   std::size_t Choices() const;
   std::size_t Proper() const;
@@ -51,9 +51,9 @@ struct Row {
   std::vector<Argument> arguments;
   bool takesHash = false;
   bool spoils = false;       // a success changes the stage
-  bool escapes = false;      // an unknown context leaves as an exception
+  bool escapes = false;      // with an unknown context an exception is thrown
   bool needsContext = true;  // no success without a context
-  DWORD oddResult = 1;       // a result that is neither true nor false
+  DWORD oddResult = 1;       // an allowed result other than TRUE and FALSE
 };
 
 std::vector<Row> AllRows();

@@ -21,7 +21,7 @@ DWORD Ask(Application& app, HCRYPTPROV context, DWORD param, DWORD flags = 0) {
   return length;
 }
 
-// Goes through a list to its end.
+// Counts the entries of a list.
 int Count(Application& app, HCRYPTPROV context, DWORD param) {
   constexpr int kMost = 60;
   int count = 0;
@@ -32,7 +32,7 @@ int Count(Application& app, HCRYPTPROV context, DWORD param) {
     BOOL result = FALSE;
     app.Fails("CPGetProvParam", [&] {
       result = CPGetProvParam(context, param, answer.data(), &length, flags);
-      // Only the end is a failure.
+      // Only the end of the list is a failure.
       if (result != FALSE) ++count;
       goesOn = result != FALSE;
       if (goesOn) SetLastError(ERROR_NO_MORE_ITEMS);
@@ -119,7 +119,7 @@ void DeleteContainer(Application& app) {
 void Enumerate(Application& app) {
   const HCRYPTPROV context = app.Acquire(kContainer);
   app.Needs(Count(app, context, PP_ENUMALGS) > 5, "algorithms are listed");
-  app.Needs(Count(app, context, PP_ENUMALGS_EX) > 5, "algorithms are listed at length");
+  app.Needs(Count(app, context, PP_ENUMALGS_EX) > 5, "algorithms are listed in the long form");
   app.Needs(Count(app, context, PP_ENUMCONTAINERS) == 1, "the container is listed");
   app.Release(context);
 }
@@ -192,7 +192,7 @@ void GivePinByDialog(Application& app) {
   app.Release(context);
 }
 
-// The signature after a cancelled question is not asked for again, the one after it is.
+// The signature after a cancelled dialog fails without a dialog. The one after that opens the dialog again.
 void CancelPinDialog(Application& app) {
   app.TheStage().TheUser().pins = {};
   const HCRYPTPROV context = app.Acquire(kContainer);

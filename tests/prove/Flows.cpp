@@ -37,7 +37,7 @@ void PrepareCardWithRoot(ScriptedModule& module) {
 }
 
 const std::vector<std::string_view>* Secrets() {
-  // The bytes that the scripted module calls random are the first numbers.
+  // The scripted module's random bytes count up from 1.
   static const Bytes random = Counting(8, 1);
   static const Bytes forms[] = {Text(kPin), Text(kWrongPin),
                                 kKeyBytes,  Bytes(kKeyBytes.rbegin(), kKeyBytes.rend()),

@@ -1,4 +1,4 @@
-// Flows: what applications do with the provider, from the acquire to the release.
+// Flows: what applications do with the provider, from acquiring a context to releasing it.
 #pragma once
 
 #include <string_view>
@@ -11,32 +11,32 @@ struct Flow {
   void (*run)(Application& app);
   // Puts the cards into the readers.
   void (*prepare)(ScriptedModule& module);
-  // The sessions that it may leave open. Nobody closes the session of a slot that CPAcquireContext visited and left,
-  // and that in which a container was deleted (cryptoki/Session.h).
+  // How many sessions it may leave open. The session of a slot that CPAcquireContext visited and left is never closed,
+  // nor is the session in which it deleted a container (cryptoki/Session.h).
   std::size_t sessionsLeft = 0;
 };
 
 const std::vector<Flow>& AllFlows();
 
-// A card with a container "one" of certificate and pair, and the PIN kPin.
+// A card with the PIN kPin and a container "one", which has a certificate and a key pair.
 void PrepareCard(ScriptedModule& module);
 // The same in two readers.
 void PrepareTwoCards(ScriptedModule& module);
-// A card that also has the object of a session key.
+// A card that also has a session key object.
 void PrepareCardWithSecretKey(ScriptedModule& module);
 
-// A card that also has the certificates of an authority and of somebody else.
+// A card that also has the certificates of an authority and of another holder.
 void PrepareCardWithRoot(ScriptedModule& module);
 
-// The bytes of each session key that is made here begin with these.
+// Each session key that is made here begins with these bytes.
 extern const Bytes kKeyBytes;
-// What must not stand in memory that is given back: PINs, and the bytes of keys, as they are and in reverse order.
+// What freed memory must not contain: PINs, and the bytes of keys in either order.
 const std::vector<std::string_view>* Secrets();
 constexpr std::size_t kModulusBytes = 128;
 constexpr DWORD kRoom = 1024;  // for any answer
 constexpr char kContainer[] = "\\\\.\\Reader A\\one";
 
-// By subject, a file each.
+// Grouped by subject; each group has its own file.
 void AcquireByName(Application& app);
 void AcquireByReader(Application& app);
 void AcquireByDefault(Application& app);

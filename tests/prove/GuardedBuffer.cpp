@@ -11,15 +11,15 @@
 namespace {
 
 constexpr std::size_t kPage = 4096;
-constexpr std::size_t kFront = 64;  // bytes before the start that are looked at
+constexpr std::size_t kFront = 64;  // bytes before the start that are checked
 constexpr BYTE kFilling = 0xA5;
 
 #if defined(_WIN32)
 
-BYTE* TakePages(std::size_t length) {
+BYTE* AllocatePages(std::size_t length) {
   return static_cast<BYTE*>(VirtualAlloc(nullptr, length, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
 }
-void GiveBack(BYTE* pages, std::size_t /*length*/) { VirtualFree(pages, 0, MEM_RELEASE); }
+void FreePages(BYTE* pages, std::size_t /*length*/) { VirtualFree(pages, 0, MEM_RELEASE); }
 void Protect(BYTE* pages, std::size_t length, bool readable) {
   DWORD before = 0;
   VirtualProtect(pages, length, readable ? PAGE_READONLY : PAGE_NOACCESS, &before);
@@ -27,11 +27,11 @@ void Protect(BYTE* pages, std::size_t length, bool readable) {
 
 #else
 
-BYTE* TakePages(std::size_t length) {
+BYTE* AllocatePages(std::size_t length) {
   void* const pages = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   return pages == MAP_FAILED ? nullptr : static_cast<BYTE*>(pages);
 }
-void GiveBack(BYTE* pages, std::size_t length) { munmap(pages, length); }
+void FreePages(BYTE* pages, std::size_t length) { munmap(pages, length); }
 void Protect(BYTE* pages, std::size_t length, bool readable) {
   mprotect(pages, length, readable ? PROT_READ : PROT_NONE);
 }
@@ -42,7 +42,7 @@ void Protect(BYTE* pages, std::size_t length, bool readable) {
 
 GuardedBuffer::GuardedBuffer(std::size_t length, const void* content, Access access)
     : m_pages(nullptr), m_room(((length + kFront) / kPage + 1) * kPage), m_data(nullptr), m_length(length) {
-  m_pages = TakePages(m_room + kPage);
+  m_pages = AllocatePages(m_room + kPage);
   if (m_pages == nullptr) throw std::bad_alloc();
   m_data = m_pages + m_room - length;
   std::memset(m_data - kFront, kFilling, kFront + length);
@@ -51,7 +51,7 @@ GuardedBuffer::GuardedBuffer(std::size_t length, const void* content, Access acc
   Protect(m_pages + m_room, kPage, false);
 }
 
-GuardedBuffer::~GuardedBuffer() { GiveBack(m_pages, m_room + kPage); }
+GuardedBuffer::~GuardedBuffer() { FreePages(m_pages, m_room + kPage); }
 
 bool GuardedBuffer::IsFrontWhole() const {
   return std::all_of(m_data - kFront, m_data, [](BYTE byte) { return byte == kFilling; });

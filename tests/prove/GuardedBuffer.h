@@ -1,5 +1,5 @@
-// GuardedBuffer: bytes that end where the memory ends. What is read or written past their end faults at once. What is
-// written before their start is seen afterwards.
+// GuardedBuffer: bytes that end at an inaccessible page. An access past their end faults at once. A write before their
+// start is detected later.
 #pragma once
 
 #include "common/Platform.h"
@@ -26,7 +26,7 @@ class GuardedBuffer {
 
  private:
   BYTE* m_pages;
-  std::size_t m_room;  // in front of the page that faults
+  std::size_t m_room;  // before the inaccessible page
   BYTE* m_data;
   std::size_t m_length;
 };

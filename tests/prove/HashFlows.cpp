@@ -63,8 +63,8 @@ void Hash(Application& app) {
   app.Release(context);
 }
 
-// The hash is looked for under the key's handle. So the context gets a key of the hash's handle, whose object is the
-// token's fourth.
+// CPHashSessionKey looks up the hash under the key's handle. So the context gets a key with the hash's handle, whose
+// object is the fourth on the token.
 void HashSessionKey(Application& app) {
   const HCRYPTPROV context = app.Acquire(kContainer);
   app.GivePin(context);

@@ -8,7 +8,7 @@ namespace {
 
 thread_local bool t_inside = false;
 
-// The hash of the chain of callers (FNV-1a), which ends after so many.
+// The hash (FNV-1a) of a chain of at most 32 callers.
 struct CallerChain {
   std::uint64_t hash = 0xCBF29CE484222325;
   int left = 32;
@@ -29,7 +29,7 @@ ProviderAtWork::~ProviderAtWork() { t_inside = m_before; }
 bool ProviderAtWork::Now() { return t_inside; }
 
 Heap& TheHeap() {
-  static Heap* const heap = new Heap;  // never destroyed: blocks are given back until the process ends
+  static Heap* const heap = new Heap;  // never destroyed: blocks are freed until the process ends
   return *heap;
 }
 
@@ -51,7 +51,7 @@ std::vector<long> Heap::NewCallers() const {
   return numbers;
 }
 
-// A table without room takes each chain for an old one.
+// When the table is full, each chain counts as known.
 bool Heap::IsNewChain(std::uint64_t hash) noexcept {
   for (std::size_t step = 0; step < kMostChains; ++step) {
     std::uint64_t there = 0;
@@ -75,11 +75,11 @@ bool Heap::Allows(std::size_t /*length*/) noexcept {
 }
 
 void Heap::OnGiven(char* block, std::size_t length) noexcept {
-  // What stood there before is not the new owner's.
+  // Overwrites what the previous owner left.
   if (m_secrets != nullptr) std::memset(block, 0xA5, length);
   ++m_blocks;
   const long bytes = m_bytes += static_cast<long>(length);
-  if (bytes > m_peak) m_peak = bytes;  // of two threads at once one may be left out
+  if (bytes > m_peak) m_peak = bytes;  // with two threads at once, one value may be lost
 }
 
 void Heap::OnReleased(const char* block, std::size_t length) noexcept {

@@ -1,5 +1,5 @@
-// Heap: the memory of new and new[] of this process, as the proofs see it: what is alive, how much it ever was, one
-// allocation that fails, and whether a secret stood in a block that was given back.
+// Heap: watches the memory of new and new[] for the proofs: the live blocks, the peak, and secrets in freed blocks. It
+// can make one allocation fail.
 #pragma once
 
 #include <array>
@@ -11,8 +11,8 @@
 
 #include "platform/HeapWatch.h"
 
-// While it lives the thread is at work inside the provider, or outside of it again. Only inside allocations fail and
-// blocks are searched.
+// While it lives, the thread is inside the provider, or outside it again. Allocations fail and blocks are searched only
+// inside.
 class ProviderAtWork {
  public:
   explicit ProviderAtWork(bool inside = true);
@@ -28,26 +28,26 @@ class ProviderAtWork {
 
 class Heap : public HeapGuard {
  public:
-  // The allocations inside the provider are counted anew; the n-th one fails, none with 0.
+  // Restarts the count of allocations inside the provider. The n-th one fails; with 0 none does.
   void FailAllocation(long n);
   long Allocations() const { return m_allocations; }
   bool HasFailed() const { return m_failing != 0 && m_allocations >= m_failing; }
 
-  // Counts anew, too, and none fails. Finds the allocations with new callers: those whose chain of callers had none
-  // before in this process.
+  // Restarts the count, too; no allocation fails. Finds the allocations with new callers: their chain of callers has
+  // not allocated before in this process.
   void FindNewCallers();
-  // The numbers of those that were found, in ascending order.
+  // The numbers of the allocations found, in ascending order.
   std::vector<long> NewCallers() const;
 
-  // The most bytes that were alive at a time since the start, beside those that were alive at the start.
+  // Peak is the most bytes alive at a time since StartPeak, without those alive at StartPeak.
   void StartPeak() { m_peak = m_atStart = m_bytes.load(); }
   long Peak() const { return m_peak - m_atStart; }
-  // How many are alive.
+  // How many blocks are alive.
   long Blocks() const { return m_blocks; }
 
-  // Looks for these bytes, which must live as long as this object. Null ends the search.
+  // Searches freed blocks for these bytes, which must live as long as this object. Null ends the search.
   void Search(const std::vector<std::string_view>* secrets) { m_secrets = secrets; }
-  // The number of blocks with a secret since the last question.
+  // The number of freed blocks with a secret since the last call.
   long TakeLeaks() { return m_leaks.exchange(0); }
 
   bool Allows(std::size_t length) noexcept override;
@@ -61,7 +61,7 @@ class Heap : public HeapGuard {
   std::atomic<long> m_bytes{0};
   std::atomic<long> m_peak{0};
   std::atomic<long> m_atStart{0};
-  // Which chains were seen, by their hash, and which allocations began a new one. No memory may be asked for here.
+  // The chains seen so far, by their hash, and the allocations that began a new one. These functions must not allocate.
   bool IsNewChain(std::uint64_t hash) noexcept;
   void LookAtCallers(long n) noexcept;
   static constexpr std::size_t kMostChains = 1U << 17U;
@@ -74,5 +74,5 @@ class Heap : public HeapGuard {
   std::atomic<long> m_leaks{0};
 };
 
-// The one of the process.
+// The heap of this process.
 Heap& TheHeap();

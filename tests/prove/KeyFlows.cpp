@@ -1,4 +1,4 @@
-// Flows of keys: made, exchanged, derived, and what is encrypted by them.
+// Flows of keys: generation, exchange, derivation, encryption and decryption.
 #include <algorithm>
 #include <array>
 
@@ -47,7 +47,7 @@ void CryptBy(Application& app, HCRYPTPROV context, HCRYPTKEY key, DWORD block) {
   const std::array<BYTE, 16> iv = {9, 8, 7};
   app.Does("CPSetKeyParam", [&] { return CPSetKeyParam(context, key, KP_IV, iv.data(), 0); });
   std::array<BYTE, kRoom> data = {};
-  // The two lengths change their places for a session key.
+  // With a session key the two lengths swap their meanings.
   DWORD room = kRoom;
   const DWORD input = 4 * block;
   app.Does("CPEncrypt", [&] { return CPEncrypt(context, key, 0, TRUE, 0, data.data(), &room, input); });
@@ -55,7 +55,7 @@ void CryptBy(Application& app, HCRYPTPROV context, HCRYPTKEY key, DWORD block) {
   DWORD length = input;
   app.Does("CPDecrypt", [&] { return CPDecrypt(context, key, 0, FALSE, 0, data.data(), &length); });
   app.Needs(std::count(data.begin(), data.begin() + input, 0) == static_cast<std::ptrdiff_t>(input),
-            "what was encrypted is decrypted");
+            "decryption restores the data");
 }
 
 }  // namespace
@@ -131,11 +131,11 @@ void CryptByPair(Application& app) {
   std::array<BYTE, kRoom> data = {'a', 'b', 'c'};
   DWORD length = 3;
   app.Does("CPEncrypt", [&] { return CPEncrypt(context, pair, 0, TRUE, 0, data.data(), &length, kRoom); });
-  app.Needs(length == kModulusBytes, "the length of what was encrypted");
+  app.Needs(length == kModulusBytes, "the length of the encrypted data");
   std::reverse(data.begin(), data.begin() + kModulusBytes);
   length = kModulusBytes;
   app.Does("CPDecrypt", [&] { return CPDecrypt(context, pair, 0, TRUE, 0, data.data(), &length); });
-  app.Needs(length == 3, "the length of what was decrypted");
+  app.Needs(length == 3, "the length of the decrypted data");
   app.Release(context);
 }
 

@@ -1,4 +1,4 @@
-// The module answers another number than it has: each length, count and handle, by eight others.
+// The module returns wrong numbers: each length, count and handle is replaced by eight or nine other values.
 #include <cstdio>
 #include <map>
 #include <string>
@@ -19,7 +19,7 @@ std::vector<CK_ULONG> Lies(CK_ULONG truth) {
   return lies;
 }
 
-// What the module tells in a place during a flow.
+// What the module returns in one place during a flow.
 struct Place {
   int times = 0;
   CK_ULONG truth = 0;  // the last time
@@ -39,20 +39,20 @@ std::map<std::string, Place> PlacesOf(const Flow& flow) {
   return places;
 }
 
-// Each value that is told in the place, or the `time`-th one alone, is the lie with that index.
+// Replaces the `time`-th number in the place by the lie with that index; with 0, all of them.
 void Lie(const Flow& flow, const std::string& place, std::size_t lie, int time) {
   if (!Report::Takes()) return;
   char text[200];
   std::snprintf(text, sizeof(text), "%s, lie %d, %s %d", place.c_str(), static_cast<int>(lie),
                 time == 0 ? "each time" : "time", time);
   Expectations expectations;
-  expectations.sessionsAreClosed = false;  // a handle that was told wrongly cannot be closed
+  expectations.sessionsAreClosed = false;  // a wrong handle cannot be closed
   expectations.pinsMayBeCut = place == "C_GetTokenInfo ulMaxPinLen";
-  int told = 0;
+  int count = 0;
   const auto spoil = [&](Stage& stage) {
     stage.Module().lie = [&](const std::string& now, CK_ULONG& number) {
       if (now != place) return;
-      if (++told == time || time == 0) number = Lies(number)[lie];
+      if (++count == time || time == 0) number = Lies(number)[lie];
     };
   };
   TheHeap().StartPeak();
@@ -73,7 +73,7 @@ int ProveLies(const std::vector<Flow>& flows) {
       ++all[name];
       const std::size_t lies = Lies(0).size();
       for (std::size_t lie = 0; lie < lies; ++lie) {
-        // By turns each of the times in which something is told there.
+        // The lies are spread over the numbers in that place.
         Lie(flow, name, lie, 1 + static_cast<int>(lie) * 5 % place.times);
         peak = std::max(peak, TheHeap().Peak());
         if (place.times > 1) Lie(flow, name, lie, 0);

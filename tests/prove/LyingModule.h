@@ -1,4 +1,4 @@
-// LyingModule: the scripted module, which may answer another number than it has: a length, a count, a handle.
+// LyingModule: a scripted module that can return wrong numbers: lengths, counts and handles.
 #pragma once
 
 #include <functional>
@@ -8,8 +8,8 @@
 
 class LyingModule : public ScriptedModule {
  public:
-  // Sees each number that a successful call hands back, and may falsify it. A place has a name: "C_OpenSession
-  // session", "C_GetAttributeValue CKA_ID length", with "asked" at the end when only the length was asked for.
+  // Gets each number that a successful call returns, and may change it. `place` names the number: "C_OpenSession
+  // session", "C_GetAttributeValue CKA_ID length". It ends in "asked" when only the length was asked for.
   std::function<void(const std::string& place, CK_ULONG& number)> lie;
 
   CK_RV C_GetSlotList(CK_BBOOL tokenPresent, CK_SLOT_ID_PTR slotList, CK_ULONG_PTR count) override;

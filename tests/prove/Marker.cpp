@@ -25,7 +25,7 @@ bool Marker::Equals(const BYTE* bytes, std::size_t length) const {
   return true;
 }
 
-// Byte by byte: a copy of several at once would leave them in a register, and from there on the stack.
+// Byte by byte: a copy of several bytes at once would leave them in a register, and then on the stack.
 void Marker::CopyTo(BYTE* out) const {
   volatile BYTE* const slow = out;
   for (std::size_t place = 0; place < Length(); ++place) slow[place] = At(place);

@@ -1,5 +1,5 @@
-// Marker: a secret whose bytes the program itself never keeps. They are stored in a coded form that no search for the
-// secret matches, also not for one under a mask of one byte.
+// Marker: a secret whose plain bytes the program never keeps. It stores them in a code that no search for the secret
+// matches, not even one for the secret under a mask of one byte.
 #pragma once
 
 #include "common/Platform.h"
@@ -19,7 +19,7 @@ class Marker {
   const std::string& Name() const { return m_name; }
   std::size_t Length() const { return m_coded.size(); }
   BYTE At(std::size_t place) const { return static_cast<BYTE>(m_coded[place] ^ CodeAt(place)); }
-  // What neighbours differ by. It is the same under any mask.
+  // The difference of two neighbours. It is the same under any mask.
   BYTE Step(std::size_t place) const { return static_cast<BYTE>(At(place) ^ At(place + 1)); }
   bool Equals(const BYTE* bytes, std::size_t length) const;
   void CopyTo(BYTE* out) const;
@@ -33,7 +33,7 @@ class Marker {
     return use(plain.Data(), static_cast<DWORD>(Length()));
   }
 
-  // The code of a byte at a place: turning it on and off is the same. Neighbours have different ones.
+  // The code of a place: the same XOR encodes and decodes its byte. Neighbours have different codes.
   static BYTE CodeAt(std::size_t place) { return static_cast<BYTE>((place + 3) * (place + 7) * 29U + 0x6BU); }
 
  private:

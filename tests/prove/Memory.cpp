@@ -1,4 +1,4 @@
-// Each allocation of the provider fails once: the first one of each chain of callers.
+// The first allocation of each chain of callers in the provider fails once.
 #include <string>
 #include <vector>
 
@@ -23,7 +23,7 @@ int ProveMemory(const std::vector<Flow>& flows) {
   long all = 0;
   std::size_t chains = 0;
   for (const Flow& flow : flows) {
-    RunClean(flow);  // what is made once for the process
+    RunClean(flow);  // makes what is made once in a process
     TheHeap().FindNewCallers();
     RunClean(flow);
     all += TheHeap().Allocations();

@@ -18,7 +18,7 @@ constexpr std::size_t kChunk = std::size_t{1} << 20U;
 constexpr std::size_t kOverlap = 256;
 constexpr std::size_t kPage = 4096;
 
-// No two bytes of a secret that follow each other are equal, so it is in no such page.
+// Consecutive bytes of a secret differ, so an empty page has none.
 bool IsEmptyPage(const BYTE* bytes, std::size_t length) {
   static const BYTE zeros[kPage] = {};
   return length >= kPage && std::memcmp(bytes, zeros, kPage) == 0;
@@ -69,7 +69,7 @@ std::vector<Found> MemorySearch::RunOn(const std::string& bytes) {
 void MemorySearch::SearchRegion(const Region& region, std::vector<Found>& found) {
   const auto own = reinterpret_cast<std::uintptr_t>(m_chunk.data());
   for (std::uintptr_t address = region.start; address < region.end;) {
-    // The search's own copies are no find.
+    // Skips the search's own copies.
     if (address >= own && address < own + m_chunk.size()) {
       address = own + m_chunk.size();
       continue;
@@ -112,7 +112,7 @@ void MemorySearch::Compare(const BYTE* bytes, std::size_t place, unsigned stride
   const Marker& marker = *pattern.marker;
   const BYTE first = marker.At(pattern.reversed ? pattern.place + kLeast - 1 : pattern.place);
   const std::uintptr_t at = address + place;
-  // One place that goes on, found at its next byte, is one find.
+  // A match that continues at the next byte extends the previous find.
   if (!found.empty() && found.back().secret == marker.Name() && found.back().where == where &&
       found.back().address + (found.back().length - kLeast + 1) * stride == at) {
     ++found.back().length;

@@ -1,7 +1,7 @@
-// MemorySearch: looks for secrets in all writable memory of the process: heap, stacks, data of every library.
+// MemorySearch: searches all writable memory of the process for secrets: heap, stacks, data of every library.
 //
-// A secret counts as found when eight of its bytes that follow each other are there: as they are or in reverse order,
-// under any mask of one byte, as text of one byte or of two (UTF-16) for each character.
+// A secret counts as found when eight consecutive bytes of it are there: in either order, under any mask of one byte,
+// as text with one byte or two (UTF-16) for each character.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +29,7 @@ class MemorySearch {
   MemorySearch& operator=(const MemorySearch&) = delete;
 
   std::vector<Found> Run();
-  // The same in bytes that stand elsewhere, such as in a file.
+  // The same for bytes from elsewhere, such as a file.
   std::vector<Found> RunOn(const std::string& bytes);
   // How many bytes the last run looked at.
   std::size_t Searched() const { return m_searched; }
@@ -48,17 +48,17 @@ class MemorySearch {
   };
 
   static std::vector<Region> WritableRegions();
-  // The bytes at an address; how many of them can be read.
+  // Reads the bytes at an address. Returns how many could be read.
   std::size_t Read(std::uintptr_t address, BYTE* out, std::size_t length) const;
   void SearchRegion(const Region& region, std::vector<Found>& found);
-  // Finds begin in the first `starts` bytes.
+  // Looks for secrets that begin in the first `starts` bytes.
   void SearchBytes(const BYTE* bytes, std::size_t length, std::size_t starts, std::uintptr_t address,
                    const std::string& where, std::vector<Found>& found) const;
   void Compare(const BYTE* bytes, std::size_t place, unsigned stride, const Pattern& pattern, std::uintptr_t address,
                const std::string& where, std::vector<Found>& found) const;
 
   std::vector<Pattern> m_byFirstStep[256];
-  std::vector<BYTE> m_chunk;  // holds copies of what is searched, and is wiped after each
+  std::vector<BYTE> m_chunk;  // a copy of the part that is searched, wiped after each
   std::size_t m_searched = 0;
   int m_memory = -1;
 };

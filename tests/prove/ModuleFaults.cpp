@@ -1,4 +1,4 @@
-// Each call of the module fails, by each code, once and from then on.
+// Each call of the module fails with each code, once and from then on.
 #include <cstdio>
 
 #include "Proofs.h"
@@ -12,7 +12,7 @@ constexpr CK_RV kLoginCodes[] = {0xA0, 0xA4, 0x100, 3, 15};
 
 std::string Name(const std::string& entry, int call, CK_RV code, bool fromThenOn) {
   char text[100];
-  std::snprintf(text, sizeof(text), "call %d, %s, answers %lX%s", call, entry.c_str(), static_cast<unsigned long>(code),
+  std::snprintf(text, sizeof(text), "call %d, %s, returns %lX%s", call, entry.c_str(), static_cast<unsigned long>(code),
                 fromThenOn ? " from then on" : "");
   return text;
 }
@@ -20,7 +20,7 @@ std::string Name(const std::string& entry, int call, CK_RV code, bool fromThenOn
 void FailEntry(const Flow& flow, const std::string& entry, int call, CK_RV code, bool fromThenOn) {
   if (!Report::Takes()) return;
   Expectations expectations;
-  // What could not be closed stays open.
+  // A session that could not be closed stays open.
   expectations.sessionsAreClosed = !fromThenOn && entry != "C_CloseSession";
   RunSpoilt(
       flow, Name(entry, call, code, fromThenOn),

@@ -1,6 +1,6 @@
-// The functions themselves stand in the place of the system's, as in tests/support/platform. A function that gives
-// something back does so even when it is to fail, and keeps the last error: what the system could not close is no leak
-// of the provider, and objects may go after a function has set its code.
+// The functions in this file replace the system's, as in tests/support/platform. A function that releases something
+// does so even when it must fail, because what the system could not close is not a leak of the provider. It also keeps
+// the last error, because objects may be destroyed after a function has set its code.
 #include "Platform.h"
 
 #include <atomic>
@@ -27,7 +27,7 @@ DWORD g_code = 0;
 bool g_fromThenOn = false;
 bool g_lackedPages = false;
 
-// Sets the last error when the call is to fail.
+// Sets the last error when the call must fail.
 bool Fails(const char* function) {
   const DWORD code = Platform::Refusal(function);
   if (code != 0) SetLastError(code);
@@ -54,7 +54,7 @@ std::vector<std::string> Platform::TakeCalls() {
 }
 
 DWORD Platform::Refusal(const char* function, bool ofWatcher) {
-  // First of all: the run-time library may call before it can keep anything for a thread.
+  // This comes first: the run-time library may call before thread-local variables work.
   if (!g_counts || (!ofWatcher && !ProviderAtWork::Now())) return 0;
   const ProviderAtWork notInside(false);
   const std::lock_guard<std::mutex> lock(g_mutex);
@@ -65,13 +65,13 @@ DWORD Platform::Refusal(const char* function, bool ofWatcher) {
   return fails ? g_code : 0;
 }
 
-// FAILING(library, result, name, parameters, arguments, failure) is a function that fails so. GIVING_BACK does its work
-// nevertheless.
+// FAILING(library, result, name, parameters, arguments, failure) defines a function that can fail. RELEASING defines
+// one that does its work even then.
 #ifdef _WIN32
 
 namespace {
 
-// The functions of the loader are stood in for, too: the system's own are found by the layer below.
+// The loader's functions are replaced, too, so the system's functions are found with ntdll.
 template <typename Function>
 Function RealBelow(Function /*declared*/, const char* library, const char* name) {
   HMODULE module = GetModuleHandleA(library);
@@ -100,12 +100,12 @@ Function RealBelow(Function /*declared*/, const char* library, const char* name)
     return REAL(library, name) arguments;                              \
   }                                                                    \
   INSTALL(name)
-#define GIVING_BACK(library, result, name, parameters, arguments, failure) \
-  DECLARE_REAL(result, name, parameters)                                   \
-  result WINAPI SCRIPTED(name) parameters {                                \
-    const result answer = REAL(library, name) arguments;                   \
-    return Platform::Refusal(#name) != 0 ? failure : answer;               \
-  }                                                                        \
+#define RELEASING(library, result, name, parameters, arguments, failure) \
+  DECLARE_REAL(result, name, parameters)                                 \
+  result WINAPI SCRIPTED(name) parameters {                              \
+    const result answer = REAL(library, name) arguments;                 \
+    return Platform::Refusal(#name) != 0 ? failure : answer;             \
+  }                                                                      \
   INSTALL(name)
 
 extern "C" {
@@ -116,12 +116,12 @@ FAILING("advapi32.dll", LSTATUS, RegOpenKeyA, (HKEY key, LPCSTR subKey, PHKEY ou
 FAILING("advapi32.dll", LSTATUS, RegQueryValueExA,
         (HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD length),
         (key, name, reserved, type, data, length), static_cast<LSTATUS>(GetLastError()))
-GIVING_BACK("advapi32.dll", LSTATUS, RegCloseKey, (HKEY key), (key), static_cast<LSTATUS>(ERROR_ACCESS_DENIED))
+RELEASING("advapi32.dll", LSTATUS, RegCloseKey, (HKEY key), (key), static_cast<LSTATUS>(ERROR_ACCESS_DENIED))
 
-// Loader, process, texts.
+// Loader, process, string resources.
 FAILING("kernel32.dll", HMODULE, LoadLibraryA, (LPCSTR name), (name), nullptr)
 FAILING("kernel32.dll", FARPROC, GetProcAddress, (HMODULE module, LPCSTR name), (module, name), nullptr)
-GIVING_BACK("kernel32.dll", BOOL, FreeLibrary, (HMODULE module), (module), FALSE)
+RELEASING("kernel32.dll", BOOL, FreeLibrary, (HMODULE module), (module), FALSE)
 FAILING("kernel32.dll", DWORD, GetModuleFileNameA, (HMODULE module, LPSTR name, DWORD size), (module, name, size), 0)
 FAILING("user32.dll", int, LoadStringA, (HINSTANCE instance, UINT id, LPSTR text, int size), (instance, id, text, size),
         0)
@@ -129,12 +129,12 @@ FAILING("user32.dll", int, LoadStringA, (HINSTANCE instance, UINT id, LPSTR text
 // Memory.
 FAILING("kernel32.dll", LPVOID, VirtualAlloc, (LPVOID address, SIZE_T size, DWORD type, DWORD protection),
         (address, size, type, protection), nullptr)
-GIVING_BACK("kernel32.dll", BOOL, VirtualFree, (LPVOID address, SIZE_T size, DWORD type), (address, size, type), FALSE)
+RELEASING("kernel32.dll", BOOL, VirtualFree, (LPVOID address, SIZE_T size, DWORD type), (address, size, type), FALSE)
 
 // Certificates.
 FAILING("crypt32.dll", PCCERT_CONTEXT, CertCreateCertificateContext, (DWORD encoding, const BYTE* der, DWORD length),
         (encoding, der, length), nullptr)
-GIVING_BACK("crypt32.dll", BOOL, CertFreeCertificateContext, (PCCERT_CONTEXT certificate), (certificate), FALSE)
+RELEASING("crypt32.dll", BOOL, CertFreeCertificateContext, (PCCERT_CONTEXT certificate), (certificate), FALSE)
 FAILING("crypt32.dll", BOOL, CertSetCertificateContextProperty,
         (PCCERT_CONTEXT certificate, DWORD property, DWORD flags, const void* data),
         (certificate, property, flags, data), FALSE)
@@ -144,7 +144,7 @@ FAILING("crypt32.dll", BOOL, CertAddCertificateContextToStore,
 FAILING("crypt32.dll", HCERTSTORE, CertOpenStore,
         (LPCSTR provider, DWORD encoding, HCRYPTPROV unused, DWORD flags, const void* parameter),
         (provider, encoding, unused, flags, parameter), nullptr)
-GIVING_BACK("crypt32.dll", BOOL, CertCloseStore, (HCERTSTORE store, DWORD flags), (store, flags), FALSE)
+RELEASING("crypt32.dll", BOOL, CertCloseStore, (HCERTSTORE store, DWORD flags), (store, flags), FALSE)
 FAILING("crypt32.dll", BOOL, CertCompareCertificateName, (DWORD encoding, PCERT_NAME_BLOB a, PCERT_NAME_BLOB b),
         (encoding, a, b), FALSE)
 FAILING("crypt32.dll", BOOL, CertVerifySubjectCertificateContext,
@@ -161,7 +161,7 @@ FAILING("crypt32.dll", DWORD, CertGetNameStringA,
         (PCCERT_CONTEXT certificate, DWORD type, DWORD flags, void* parameter, LPSTR text, DWORD size),
         (certificate, type, flags, parameter, text, size), 0)
 
-// The user's own stores are out of reach: in their place memory stores open.
+// Opens memory stores instead of the user's own stores.
 HCERTSTORE WINAPI SCRIPTED(CertOpenSystemStoreA)(HCRYPTPROV, LPCSTR) {
   if (Fails("CertOpenSystemStoreA")) return nullptr;
   return REAL("crypt32.dll", CertOpenStore)(CERT_STORE_PROV_MEMORY, 0, 0, 0, nullptr);
@@ -179,11 +179,11 @@ FAILING("advapi32.dll", BOOL, MakeSelfRelativeSD,
         FALSE)
 
 #ifndef _WIN32
-// Mutexes, threads and events. On Windows the run-time library that is linked in calls them, too, by the same imports.
+// Mutexes, threads and events. Not on Windows: there the linked run-time library calls them by the same imports.
 FAILING("kernel32.dll", DWORD, WaitForSingleObject, (HANDLE handle, DWORD milliseconds), (handle, milliseconds),
         0xFFFFFFFF)
-GIVING_BACK("kernel32.dll", BOOL, ReleaseMutex, (HANDLE mutex), (mutex), FALSE)
-GIVING_BACK("kernel32.dll", BOOL, CloseHandle, (HANDLE handle), (handle), FALSE)
+RELEASING("kernel32.dll", BOOL, ReleaseMutex, (HANDLE mutex), (mutex), FALSE)
+RELEASING("kernel32.dll", BOOL, CloseHandle, (HANDLE handle), (handle), FALSE)
 FAILING("kernel32.dll", DWORD, WaitForMultipleObjects,
         (DWORD count, const HANDLE* handles, BOOL all, DWORD milliseconds), (count, handles, all, milliseconds),
         0xFFFFFFFF)
@@ -194,7 +194,7 @@ FAILING("kernel32.dll", HANDLE, CreateEventA, (void* security, BOOL manualReset,
         (security, manualReset, initialState, name), nullptr)
 #endif
 
-// A watcher's pause is short.
+// Shortens a watcher's pause.
 DECLARE_REAL(void, Sleep, (DWORD milliseconds))
 void WINAPI SCRIPTED(Sleep)(DWORD milliseconds) {
   constexpr DWORD kPause = 200;
@@ -202,7 +202,7 @@ void WINAPI SCRIPTED(Sleep)(DWORD milliseconds) {
 }
 INSTALL(Sleep)
 
-// No memory is really locked.
+// Locks no memory.
 BOOL WINAPI SCRIPTED(VirtualLock)(LPVOID, SIZE_T) { return Fails("VirtualLock") ? FALSE : TRUE; }
 INSTALL(VirtualLock)
 BOOL WINAPI SCRIPTED(VirtualUnlock)(LPVOID, SIZE_T) { return Fails("VirtualUnlock") ? FALSE : TRUE; }

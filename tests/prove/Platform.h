@@ -1,5 +1,5 @@
-// Platform: the functions of the system that the provider calls. Each may be made to fail, by the number of the call.
-// Only calls of a thread that is at work inside the provider count, and the waits of its watchers.
+// Platform: the system functions that the provider calls. A call can be made to fail, by its number. Only calls of
+// threads inside the provider and the waits of its watchers count.
 #pragma once
 
 #include "common/Platform.h"
@@ -9,15 +9,15 @@
 
 class Platform {
  public:
-  // Counts from now on, and keeps the names. The n-th call fails with that code, none with 0; with `fromThenOn` those
-  // after it, too.
+  // Starts counting calls and recording their names. The n-th call fails with `code`; with 0 none does. With
+  // `fromThenOn` all later calls fail, too.
   static void Fail(int n, DWORD code, bool fromThenOn);
-  // The functions that were called since, in their order.
+  // The functions called since then, in order.
   static std::vector<std::string> TakeCalls();
 
-  // Whether the system had no pages for VirtualAlloc since: an allocation that failed, too.
+  // Whether VirtualAlloc has failed since then, which is a failed allocation, too.
   static bool LackedPages();
 
-  // Counts a call. The code with which it is to fail; 0 when it is not. A watcher's call is one of its thread.
+  // Counts a call. Returns the code with which it must fail, or 0. `ofWatcher`: the call comes from a watcher's thread.
   static DWORD Refusal(const char* function, bool ofWatcher = false);
 };

@@ -1,4 +1,4 @@
-// Each call of the platform fails, once and from then on. With the log on, its mutex is one of them.
+// Each call of the platform fails, once and from then on. With the log on, that includes its mutex.
 #include <cstdio>
 #include <map>
 
@@ -14,15 +14,15 @@
 
 namespace {
 
-// What PC/SC answers, and what the last error becomes.
+// The results of PC/SC functions and the last errors of the others.
 constexpr DWORD kPlatformCodes[] = {ERROR_ACCESS_DENIED, ERROR_NOT_ENOUGH_MEMORY,
                                     static_cast<DWORD>(SCARD_E_NO_SERVICE)};
 
-// Where a function is called over and over, only some of its calls fail.
+// Only some of a function's calls fail: the first kAllOf, and then every kThenEach-th.
 constexpr int kAllOf = 12;
 constexpr int kThenEach = 97;
 
-// The watchers that there are are told to stop. What begins then is without PC/SC.
+// Stops the watchers. The new manager gets no PC/SC context.
 void EndProvider(Stage& stage) {
   const auto refuse = stage.Service().refuse;
   stage.Service().refuse = [refuse](const std::string& function) {
@@ -32,9 +32,9 @@ void EndProvider(Stage& stage) {
   Renew(g_unplugThreadManager);
 }
 
-// What a process does when it loads the provider: the log's objects read their settings, and the manager of the
-// watchers asks PC/SC for a context. Under Wine there are no watchers: a thread that is terminated milliseconds after
-// its beginning takes locks of Wine with it, and the process hangs.
+// Does what happens when a process loads the provider: the log's objects read their settings, and the watchers' manager
+// asks PC/SC for a context. Under Wine there are no watchers: a thread that is terminated milliseconds after its start
+// never releases its locks in Wine, and the process hangs.
 void BeginProvider([[maybe_unused]] Stage& stage) {
   const ProviderAtWork inside;
   RestartLogs();
@@ -56,10 +56,10 @@ void RunWhole(const Flow& flow, Application& app) {
 void Unspoil(Stage& stage) {
   Platform::Fail(0, 0, false);
   stage.Service().refuse = nullptr;
-  RestartLogs();  // by the whole registry
+  RestartLogs();  // with a registry that works
 }
 
-// What ends a watcher does its work: on the host nothing else can. Everything else of PC/SC may fail.
+// The functions that end a watcher always succeed: on the host only they can end it. Everything else of PC/SC may fail.
 DWORD RefuseService(const std::string& function) {
   const DWORD code = Platform::Refusal(function.c_str(), function == "SCardGetStatusChangeA");
   return function == "SCardCancel" || function == "SCardReleaseContext" ? 0 : code;
@@ -72,7 +72,7 @@ void FailFunction(const Flow& flow, const std::string& function, int call, DWORD
                 static_cast<unsigned long>(code), fromThenOn ? " from then on" : "");
   Expectations expectations;
   expectations.run = &RunWhole;
-  // The log's objects and the module's record keep what they have until the next beginning.
+  // The log's objects and the module's record keep their memory until the next start.
   expectations.blocksAreReleased = false;
   // A library without C_GetFunctionList stays loaded, and is not asked again (CryptokiFunctions::Load).
   expectations.nextFlowWorks = function != "GetProcAddress";

@@ -1,5 +1,5 @@
-// ProbedModule: the module of the proofs. What it allocates is not the provider's, and it keeps which PINs it was
-// offered and how it answered.
+// ProbedModule: the module of the proofs. Its allocations do not count as the provider's. It records the PINs it was
+// offered and how often it refused them.
 #pragma once
 
 #include <map>
@@ -11,8 +11,8 @@ class ProbedModule : public LyingModule {
  public:
   struct Offers {
     int offered = 0;
-    // As wrong, by CKR_PIN_INCORRECT. A refusal by the number of tries that are left does not count here: the provider
-    // keeps a remembered PIN then, as it does after any failure that is not CKR_PIN_INCORRECT, and offers it again.
+    // With CKR_PIN_INCORRECT. A refusal with the number of tries left does not count here: the provider then keeps a
+    // remembered PIN, as after any failure other than CKR_PIN_INCORRECT, and offers it again.
     int refused = 0;
   };
   std::map<std::string, Offers> pins;

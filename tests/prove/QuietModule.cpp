@@ -7,9 +7,9 @@ namespace {
 
 const Bytes kRight = {'1', '2', '3', '4'};
 const Bytes kWrong = {'9', '9', '9', '9'};
-constexpr BYTE kTurned = 0x5A;  // what the scripted module's session keys do to a byte
+constexpr BYTE kKeyMask = 0x5A;  // the scripted module's session keys XOR each byte with it
 
-// Codes a byte, or takes the code off.
+// Encodes or decodes a byte.
 BYTE Coded(BYTE byte, std::size_t place) { return static_cast<BYTE>(byte ^ Marker::CodeAt(place)); }
 
 Bytes CodedCopy(const BYTE* bytes, std::size_t length) {
@@ -18,13 +18,13 @@ Bytes CodedCopy(const BYTE* bytes, std::size_t length) {
   return coded;
 }
 
-void TakeCodeOff(BYTE* bytes, std::size_t length) {
+void Decode(BYTE* bytes, std::size_t length) {
   for (std::size_t place = 0; place < length; ++place) bytes[place] = Coded(bytes[place], place);
 }
 
 BYTE* Start(Bytes& bytes) { return bytes.empty() ? nullptr : bytes.data(); }
 
-// Fills a buffer with a marker, over and over.
+// Fills a buffer with repetitions of a marker.
 void Fill(const Marker& secret, BYTE* out, CK_ULONG length) {
   for (CK_ULONG place = 0; place < length; ++place) out[place] = secret.At(place % secret.Length());
 }
@@ -41,7 +41,7 @@ Bytes QuietModule::EncryptedKeyOf(const Marker& key, std::size_t modulusBytes) {
 Bytes QuietModule::EncryptedDataOf(const Marker& data) {
   Bytes coded;
   for (std::size_t place = 0; place < data.Length(); ++place) {
-    coded.push_back(static_cast<BYTE>(Coded(data.At(place), place) ^ kTurned));
+    coded.push_back(static_cast<BYTE>(Coded(data.At(place), place) ^ kKeyMask));
   }
   return coded;
 }
@@ -98,7 +98,7 @@ CK_RV QuietModule::C_GetAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HAND
   for (CK_ULONG i = 0; i < count; ++i) {
     if (attributes[i].type != CKA_VALUE || attributes[i].pValue == nullptr) continue;
     if (ScriptedModule::C_GetAttributeValue(session, object, &kindOf, 1) != CKR_OK || kind != CKO_SECRET_KEY) continue;
-    TakeCodeOff(static_cast<BYTE*>(attributes[i].pValue), attributes[i].ulValueLen);
+    Decode(static_cast<BYTE*>(attributes[i].pValue), attributes[i].ulValueLen);
   }
   return result;
 }
@@ -112,7 +112,7 @@ CK_RV QuietModule::C_Encrypt(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULO
 CK_RV QuietModule::C_Decrypt(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR out,
                              CK_ULONG_PTR outLen) {
   const CK_RV result = ScriptedModule::C_Decrypt(session, data, dataLen, out, outLen);
-  if (result == CKR_OK && out != nullptr) TakeCodeOff(out, *outLen);
+  if (result == CKR_OK && out != nullptr) Decode(out, *outLen);
   return result;
 }
 

@@ -1,5 +1,5 @@
-// QuietModule: a scripted module that keeps no secret in clear. A PIN it compares with a marker. The bytes of session
-// keys and of data it codes on the way in and out, so that they stand nowhere in its own memory.
+// QuietModule: a scripted module that keeps no secret in clear. It compares PINs with a marker. It encodes the bytes of
+// session keys and of data on the way in and decodes them on the way out, so that its own memory never has them.
 #pragma once
 
 #include <map>
@@ -9,22 +9,22 @@
 
 class QuietModule : public ScriptedModule {
  public:
-  // The PIN of all its tokens; ScriptedModule knows another one.
+  // The PIN of all its tokens; ScriptedModule has a different one.
   void SetPin(const Marker& pin) { m_pin = &pin; }
-  // The only PIN that C_SetPIN takes, which is the PIN from then on.
+  // The only new PIN that C_SetPIN accepts. It is the PIN from then on.
   void TakeNewPin(const Marker& pin) { m_newPin = &pin; }
-  // What the next random bytes and the next digest are: the marker, as far as it goes.
+  // The next random bytes and the next digest are the marker, repeated as often as necessary.
   void GiveRandom(const Marker& secret) { m_random = &secret; }
   void GiveDigest(const Marker& secret) { m_digest = &secret; }
-  // How often a PIN was offered, and how often the right one.
+  // How often any PIN was offered, and how often the right one.
   int PinsSeen() const { return m_pinsSeen; }
   int RightPins() const { return m_rightPins; }
 
-  // What the token makes of a marker: a key that is encrypted for a pair of so many bytes, with the highest byte first,
-  // and data that is encrypted with a session key.
+  // A marker as the token encrypts it: as a key, for a pair with a modulus of that many bytes, highest byte first; and
+  // as data, with a session key.
   static Bytes EncryptedKeyOf(const Marker& key, std::size_t modulusBytes);
   static Bytes EncryptedDataOf(const Marker& data);
-  // Likewise data that was encrypted, but of the bytes themselves.
+  // Whether `coded` is EncryptedDataOf(secret).
   static bool IsCoded(const Marker& secret, const Bytes& coded);
 
   CK_RV C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE user, CK_UTF8CHAR_PTR pin, CK_ULONG pinLen) override;

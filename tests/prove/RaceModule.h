@@ -1,5 +1,5 @@
-// RaceModule: the scripted module with two cards that come and go, and whose PINs differ. It counts the PINs that its
-// cards did not take.
+// RaceModule: a scripted module with two cards that come and go and have different PINs. It counts the PINs that its
+// cards refused.
 #pragma once
 
 #include <array>
@@ -16,7 +16,7 @@ class RaceModule : public ScriptedModule {
     std::string reader;
     std::string pin;
     std::size_t modulusBytes;
-    // Grows when the card goes, and again when it is back: odd while it is out.
+    // Incremented when the card is pulled, and again when it is back: odd while it is out.
     std::atomic<unsigned> moves{0};
   };
 
@@ -25,15 +25,14 @@ class RaceModule : public ScriptedModule {
   Card& CardOf(std::size_t number) { return m_cards[number % m_cards.size()]; }
   void Pull(Card& card, ScriptedWinSCard& pcsc);
   void PutBack(Card& card, ScriptedWinSCard& pcsc);
-  // Grows when the module is finalised, and again when that is over.
+  // Incremented when the module's finalisation starts, and again when it ends.
   unsigned Beginnings() const { return m_beginnings; }
-  // How often a card came between the two calls of this thread that list the cards. The provider fails then, as it
-  // must.
+  // How often a card was inserted between this thread's two calls that list the cards. The provider must fail then.
   static unsigned GrownLists();
   int WrongPins() const { return m_wrongPins; }
   int RightPins() const { return m_rightPins; }
 
-  // A card that was put back is another one: its serial number differs.
+  // A card that was put back has a new serial number, so it counts as another card.
   CK_RV C_GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO_PTR info) override;
   CK_RV C_GetSlotList(CK_BBOOL tokenPresent, CK_SLOT_ID_PTR slotList, CK_ULONG_PTR count) override;
   CK_RV C_Finalize(CK_VOID_PTR reserved) override;

@@ -1,5 +1,5 @@
-// Under ThreadSanitizer every allocation of a thread may give way to others, so that they come between two steps that
-// should be one.
+// Under ThreadSanitizer, some allocations of a thread yield to others, so that these run between two steps that should
+// be atomic.
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
 
@@ -9,14 +9,14 @@
 
 namespace {
 
-void GiveWay(const volatile void* /*block*/, std::size_t /*length*/) {
+void YieldSometimes(const volatile void* /*block*/, std::size_t /*length*/) {
   static thread_local unsigned count = 0;
   if (++count % 16 == 0) sched_yield();
 }
 
 void Nothing(const volatile void* /*block*/) {}
 
-const int g_installed = __sanitizer_install_malloc_and_free_hooks(&GiveWay, &Nothing);
+const int g_installed = __sanitizer_install_malloc_and_free_hooks(&YieldSometimes, &Nothing);
 
 }  // namespace
 

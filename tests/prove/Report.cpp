@@ -22,20 +22,20 @@ namespace {
 constexpr long kMostPrinted = 100;
 constexpr int kPatience = 60;  // seconds for one run
 
-char g_run[300] = "the beginning";
+char g_run[300] = "the start";
 std::atomic<long> g_runNumber{0};
 int g_every = 1;
 int g_left = 0;
 
-void TellRun() { std::fprintf(stderr, "in the run: %s\n", g_run); }
+void PrintRun() { std::fprintf(stderr, "in the run: %s\n", g_run); }
 
 [[noreturn]] void EndUnhandled() {
-  std::fputs("an exception that nobody may catch, ", stderr);
-  TellRun();
+  std::fputs("an uncaught exception, ", stderr);
+  PrintRun();
   std::_Exit(3);
 }
 
-// A run that does not end.
+// Ends the process when a run hangs.
 void Watch() {
   long last = -1;
   for (int seconds = 0; seconds < kPatience; ++seconds) {
@@ -45,7 +45,7 @@ void Watch() {
     last = now;
   }
   std::fputs("a hang, ", stderr);
-  TellRun();
+  PrintRun();
   std::_Exit(4);
 }
 
@@ -55,7 +55,7 @@ Report::Report(const char* proof) : m_proof(proof) {
   g_report = this;
   std::set_terminate(&EndUnhandled);
 #if defined(HAS_SANITIZER)
-  __sanitizer_set_death_callback(&TellRun);
+  __sanitizer_set_death_callback(&PrintRun);
 #endif
   std::thread(&Watch).detach();
 }

@@ -1,4 +1,4 @@
-// Report: what runs now, and what was found. A run that hangs, crashes or ends the process is named on the error
+// Report: the current run, and the findings. A run that hangs, crashes or ends the process is named on the error
 // stream.
 #pragma once
 
@@ -6,22 +6,22 @@
 
 class Report {
  public:
-  // Everything that the program prints names this proof.
+  // The program's result line names this proof.
   explicit Report(const char* proof);
   ~Report();
   Report(const Report&) = delete;
   Report& operator=(const Report&) = delete;
 
-  // The next run begins. Runs may be left out: see Takes.
+  // Starts the next run. Runs may be skipped: see Takes.
   void Begin(const std::string& run);
-  // Something is wrong with the present run.
+  // Reports that something is wrong with the current run.
   void Find(const std::string& what);
-  // Of each `every` runs one is taken; the others are left out.
+  // Takes returns true for one of each `every` runs; the others are skipped.
   static void TakeEvery(int every);
   static bool Takes();
   long Runs() const { return m_runs; }
   long Findings() const { return m_findings; }
-  // The figures, as the scripts read them. Returns the exit code of the program.
+  // Prints the result line, which the scripts read. Returns the exit code of the program.
   int End(const std::string& more) const;
 
  private:
@@ -30,5 +30,5 @@ class Report {
   long m_findings = 0;
 };
 
-// The one of the process.
+// The report of this process.
 extern Report* g_report;

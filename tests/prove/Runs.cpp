@@ -11,13 +11,13 @@ bool IsBeginning(const std::string& pin, const std::map<std::string, int>& given
   return std::any_of(given.begin(), given.end(), [&](const auto& whole) { return whole.first.rfind(pin, 0) == 0; });
 }
 
-// A try of the card is spent only by a PIN that somebody gave, and by each as often as it was given.
+// Only PINs that were given may use up a try of the card, each at most as often as it was given.
 void JudgePins(Stage& stage, bool mayBeCut) {
   for (const auto& offer : stage.Module().pins) {
     const auto given = stage.TheUser().given.find(offer.first);
     if (mayBeCut && IsBeginning(offer.first, stage.TheUser().given)) continue;
     if (given == stage.TheUser().given.end()) {
-      g_report->Find("a PIN is offered that nobody gave: \"" + offer.first + "\"");
+      g_report->Find("a PIN was offered that was not given: \"" + offer.first + "\"");
     } else if (offer.second.refused > given->second) {
       g_report->Find("a PIN that was given " + std::to_string(given->second) + " times was refused " +
                      std::to_string(offer.second.refused) + " times");

@@ -1,4 +1,4 @@
-// Runs: a flow in a fresh world, with something wrong, and then once more with nothing wrong.
+// Runs: a flow on a new stage with something wrong, and then again with nothing wrong.
 #pragma once
 
 #include <functional>
@@ -7,21 +7,21 @@
 
 #include "Flows.h"
 
-// What is judged after each run beside the calls themselves.
+// What is checked after each run, besides the calls themselves.
 struct Expectations {
   bool sessionsAreClosed = true;
   bool blocksAreReleased = true;
   bool nextFlowWorks = true;
-  // The token tells how long a PIN may be, and the field of the dialog takes no more characters.
+  // The token returns the longest PIN's length, and the dialog's field accepts no more characters.
   bool pinsMayBeCut = false;
-  // Runs the flow, in the place of itself.
+  // Runs the flow instead of Flow::run.
   void (*run)(const Flow& flow, Application& app) = nullptr;
 };
 
-// Runs the flow, after `spoil` made something go wrong with the world. Then, in the same process and with another card,
-// the flow must work. Everything that is wrong is a finding.
+// Runs the flow after `spoil` has broken something on the stage. After `unspoil` the flow must work, in the same
+// process and with another card. Everything that is wrong is a finding.
 void RunSpoilt(const Flow& flow, const std::string& what, const std::function<void(Stage&)>& spoil,
                const std::function<void(Stage&)>& unspoil, const Expectations& expectations);
 
-// Runs the flow with nothing wrong and returns what the module was called for. A flow that does not work is a finding.
+// Runs the flow with nothing wrong, and returns the calls of the module. A flow that does not work is a finding.
 Calls RunClean(const Flow& flow);

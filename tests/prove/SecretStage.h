@@ -1,5 +1,6 @@
-// SecretStage: the provider that the group "secrets" searches, with its user and its readers. There are two: the
-// sources themselves, on both targets, and telvocsp.dll below the system's CryptoAPI under Wine.
+// SecretStage: the provider that the group "secrets" searches, with its user and its readers. There are two
+// implementations: with the sources themselves, on both targets, and with telvocsp.dll under the system's CryptoAPI,
+// under Wine.
 #pragma once
 
 #include "common/Platform.h"
@@ -21,16 +22,16 @@ class SecretStage {
   SecretStage(const SecretStage&) = delete;
   SecretStage& operator=(const SecretStage&) = delete;
 
-  // Runs `act`, in which the login dialog comes up. Its user types the PIN, and logs in or cancels.
+  // Runs `act`, in which the login dialog opens. Its user types the PIN, and logs in or cancels.
   void WithUser(const Marker& pin, bool cancels, const std::function<void()>& act);
-  // Changes the PIN of the card of `context` in the dialog. False where the provider has no such dialog.
+  // Changes the PIN of the context's card in the dialog. False where the provider has no such dialog.
   bool ChangePin(HCRYPTPROV context, const Marker& current, const Marker& fresh);
   // Pulls the card, waits until its PIN is forgotten, and puts it back. False where nothing watches the reader.
   bool PullCard();
   BOOL DeriveKey(HCRYPTPROV context, ALG_ID algorithm, HCRYPTHASH hash, DWORD flags, HCRYPTKEY* key);
-  // CPHashSessionKey of a key whose handle is that of the hash. False where no application can bring that about.
+  // CPHashSessionKey with a key that has the same handle as the hash. False where an application cannot have one.
   bool HashSessionKey(HCRYPTPROV context, HCRYPTKEY key);
-  // The library is unloaded, or its objects are brought back to their beginning. Nothing but the destructor may follow.
+  // Unloads the library, or resets its objects. Only TakeLog and the destructor may follow.
   void Unload();
   std::string TakeLog();
 

@@ -1,4 +1,4 @@
-// telvocsp.dll below the system's CryptoAPI, with its real windows. There is no service for its readers.
+// telvocsp.dll under the system's CryptoAPI, with its real windows. There is no PC/SC service.
 #include <utility>
 
 #include "ProviderRegistration.h"

@@ -1,4 +1,4 @@
-// The provider's sources as a part of the program; dialogs and readers are scripted.
+// The provider's sources as part of the program; dialogs and readers are scripted.
 #include <boost/make_shared.hpp>
 
 #include "SecretStage.h"
@@ -21,7 +21,7 @@
 
 namespace {
 
-// A session key that stands under another handle.
+// A session key with another handle.
 class Renamed : public CCSPSecretKey {
  public:
   Renamed(boost::shared_ptr<CCSPSecretKey> key, DWORD id) : m_key(std::move(key)), m_id(id) {}

@@ -15,7 +15,7 @@ const std::string kWrongPin = "85206173";
 
 namespace {
 
-// The provider's part of a dialog, whose allocations are the provider's again.
+// The provider's part of a dialog. Its allocations count as the provider's again.
 class InsideDialog : public DialogController {
  public:
   explicit InsideDialog(DialogController& controller) : m_controller(controller) {}

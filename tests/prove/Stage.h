@@ -1,5 +1,5 @@
-// Stage: the world of one run: a card in the module that the provider loads, a user, and the provider's process-wide
-// objects as they are when a process begins.
+// Stage: the environment of one run: a card in the module that the provider loads, a user, and the provider's
+// process-wide objects as they are when a process starts.
 #pragma once
 
 #include <map>
@@ -16,7 +16,7 @@ extern const std::string kPin;
 extern const std::string kWrongPin;
 constexpr char kReader[] = "Reader A";
 
-// Who answers the dialogs: types the PINs in turn, the last one for ever, and cancels when that was not enough.
+// Answers the dialogs: types the PINs one after another, and cancels a dialog that is open after the last one.
 class User : public ScriptedDialogs {
  public:
   User();
@@ -39,12 +39,12 @@ class Stage {
   Stage(const Stage&) = delete;
   Stage& operator=(const Stage&) = delete;
 
-  // A new module with cards of other serial numbers, whose PINs nobody remembers; the provider's objects stay as they
-  // are.
+  // Replaces the module. The new card in kReader has another serial number, so that its PIN is not remembered. The
+  // provider's objects stay as they are.
   void Renew();
   ProbedModule& Module() { return *m_module; }
   User& TheUser() { return m_user; }
-  // PC/SC. Only a provider that began since this object uses it for watchers; the reader dialog always does.
+  // PC/SC. The reader dialog always uses it. Watchers use it only if the provider started after this object.
   ScriptedWinSCard& Service() { return m_service; }
 
  private:

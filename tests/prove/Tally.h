@@ -1,4 +1,4 @@
-// Tally: what a program of scripts/prove ran and found. A finding is told as soon as it is there; the same one is told
+// Tally: the runs and findings of a program of scripts/prove. A finding is printed at once. Equal findings are printed
 // once and counted each time.
 #pragma once
 
@@ -19,12 +19,12 @@ class Tally {
     if (m_seen[what]++ == 0) std::printf("finding: %s\n", what.c_str());
     std::fflush(stdout);
   }
-  // A run that has to hold.
+  // Counts a run, which is a finding unless `holds`.
   void Expect(bool holds, const std::string& what) {
     Run();
     if (!holds) Find(what);
   }
-  // The last line of the program, which the group's script reads; returns the program's exit code.
+  // Prints the last line of the program, which the group's script reads. Returns the program's exit code.
   int End(const std::string& more = {}) const {
     std::printf("tally: %ld %ld %s\n", m_runs, m_findings, more.c_str());
     std::fflush(stdout);

@@ -1,5 +1,5 @@
-// WatchedReader: knows since when a card is in a PC/SC reader or out of it. It sees the reader by a context of its own,
-// so its times are those at which any program can know. Without the service no card is in.
+// WatchedReader: knows since when a card has been in a PC/SC reader or out of it. It watches the reader with its own
+// context, so it learns of a change as early as any program can. Without the service no card is in.
 #pragma once
 
 #include <chrono>
@@ -19,7 +19,7 @@ class WatchedReader {
   explicit WatchedReader(std::string name) : m_name(std::move(name)) {
     std::thread([this] { Watch(); }).detach();
   }
-  // The thread that watches ends with the process.
+  // The watching thread ends with the process.
   ~WatchedReader() = delete;
 
   // Waits until the card is in or out, and returns since when. Throws std::runtime_error after ten seconds.
@@ -42,8 +42,8 @@ class WatchedReader {
       SCARDCONTEXT context = 0;
       if (SCardEstablishContext(SCARD_SCOPE_USER, nullptr, nullptr, &context) == SCARD_S_SUCCESS) WatchWith(context);
       SCardReleaseContext(context);
-      Tell(false);
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));  // between two questions for a service that is away
+      SetState(false);
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));  // before it asks for the service again
     }
   }
 
@@ -53,12 +53,12 @@ class WatchedReader {
     state.szReader = m_name.c_str();
     while (static_cast<DWORD>(SCardGetStatusChangeA(context, INFINITE, &state, 1)) ==
            static_cast<DWORD>(SCARD_S_SUCCESS)) {
-      Tell((state.dwEventState & SCARD_STATE_PRESENT) != 0);
+      SetState((state.dwEventState & SCARD_STATE_PRESENT) != 0);
       state.dwCurrentState = state.dwEventState;
     }
   }
 
-  void Tell(bool in) {
+  void SetState(bool in) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_in == in) return;
     m_in = in;

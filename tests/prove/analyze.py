@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""analyze.py COMPILE_COMMANDS: the static analysis of gcc (-fanalyzer) over each source of the product, as it is compiled.
+"""analyze.py COMPILE_COMMANDS: runs gcc's static analysis (-fanalyzer) on each source of the product, with its compile command.
 
-Prints a line for each: "ok"; "FOUND" with what gcc said; "EXPLAINED" with the reason when gcc found nothing but what EXPLAINED has.
+Prints a line for each: "ok"; "FOUND" with gcc's output; "EXPLAINED" with the reasons when EXPLAINED has all that gcc found.
 
-gcc 12 analyses C++ as if it were C. It takes it that operator new may return null, and that an object that is returned by value
-was never written. So two of its checks find something wherever C++ does that, and are left out: NOT_FOR_CXX.
+gcc 12 analyses C++ as if it were C. It assumes that operator new may return null, and that an object that is returned by value
+was never written. So two of its checks report correct C++, and are off: NOT_FOR_CXX.
 """
 import concurrent.futures
 import json
@@ -21,10 +21,10 @@ NOT_FOR_CXX = ["-Wno-analyzer-possible-null-dereference", "-Wno-analyzer-use-of-
 PROBLEM = re.compile(": (?:fatal error|error|warning): ")
 FINDING = re.compile(rf"{re.escape(TREE)}(\S+?):\d+:\d+: (?:error|warning): .*\[-W(?:error=)?(analyzer-[\w-]+)\]$")
 EXPLAINED = {
-    ("src/cryptoki/Attribute.cpp", "analyzer-malloc-leak"): "gcc follows a boost::shared_array whose counter is null because "
-    "operator new returned null, and then nothing would free the bytes; operator new throws instead",
-    ("apps/telvotool/Extensions.h", "analyzer-null-dereference"): "gcc lets a std::vector that grows move its elements to where "
-    "operator new returned null; operator new throws instead",
+    ("src/cryptoki/Attribute.cpp", "analyzer-malloc-leak"): "gcc assumes that operator new returned null for the counter of "
+    "a boost::shared_array, so that nothing would free the bytes, but operator new throws",
+    ("apps/telvotool/Extensions.h", "analyzer-null-dereference"): "gcc assumes that operator new returned null for the new memory "
+    "of a growing std::vector, but operator new throws",
 }
 
 
@@ -33,7 +33,7 @@ def is_ours(file):
 
 
 def analyze(entry):
-    """What gcc has to say of one source."""
+    """gcc's output for one source if it found something, or an empty string."""
     words = shlex.split(entry["command"])
     words[words.index("-o") + 1] = os.devnull
     words[words.index("-c")] = "-S"
@@ -42,14 +42,14 @@ def analyze(entry):
     return run.stderr if run.returncode or "-Wanalyzer" in run.stderr else ""
 
 
-def verdict(told):
-    """The first word of a source's line, and what stands at its end."""
-    if not told:
+def verdict(output):
+    """The first word of a source's line, and the text at its end."""
+    if not output:
         return "ok   ", ""
-    findings = [FINDING.match(line) for line in told.splitlines() if PROBLEM.search(line)]
+    findings = [FINDING.match(line) for line in output.splitlines() if PROBLEM.search(line)]
     if findings and all(finding and finding.groups() in EXPLAINED for finding in findings):
         return "EXPLAINED", "; ".join(sorted({EXPLAINED[finding.groups()] for finding in findings}))
-    return "FOUND", told
+    return "FOUND", output
 
 
 def main():

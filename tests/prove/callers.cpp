@@ -1,9 +1,9 @@
 // callers [DEVIATIONS]: calls each export with each pointer null and not, with lengths around the one that is needed,
-// and with handles that are null, unknown, valid, and valid plus 2^32, in every combination.
+// and with handles that are null, unknown, valid, and valid plus 2^32, in every combination. With DEVIATIONS, at most
+// that many arguments of a call are not those of a correct call.
 //
-// Buffers end where the memory ends, and inputs cannot be written. So a byte too far ends the program, which names the
-// call. FALSE must have a last error, TRUE none. Only the exceptions that the provider's documents name may leave. MOST
-// is how many calls of each row are made, spread over its combinations; without it all are.
+// Buffers end at an inaccessible page, and inputs are read-only. So an access outside a buffer ends the program, which
+// prints the call. FALSE must have a last error, TRUE none. Only documented exceptions may be thrown.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,39 +25,39 @@
 
 namespace {
 
-// The call that is being made, for whoever sees it fault.
+// The current call, for the fault handler.
 char g_call[400];
 
-// --- A byte too far
+// --- Faults
 
 #if defined(_WIN32)
 
-LONG CALLBACK TellFault(EXCEPTION_POINTERS* what) {
+LONG CALLBACK ReportFault(EXCEPTION_POINTERS* what) {
   if (what->ExceptionRecord->ExceptionCode != EXCEPTION_ACCESS_VIOLATION) return EXCEPTION_CONTINUE_SEARCH;
   std::printf("finding: a fault in %s\ntally: 0 1 0 0\n", g_call);
   std::fflush(stdout);
   TerminateProcess(GetCurrentProcess(), 1);
   return EXCEPTION_CONTINUE_SEARCH;
 }
-void WatchFaults() { AddVectoredExceptionHandler(1, TellFault); }
+void WatchFaults() { AddVectoredExceptionHandler(1, ReportFault); }
 
 #else
 
-void TellFault(int number) {
+void ReportFault(int number) {
   char text[500] = {};
   const int length = std::snprintf(text, sizeof(text), "finding: a fault in %s\ntally: 0 1 0 0\n", g_call);
   if (write(STDOUT_FILENO, text, static_cast<std::size_t>(length)) < 0) _exit(2);
   std::signal(number, SIG_DFL);  // a sanitizer's own report, or the end
 }
 void WatchFaults() {
-  for (const int number : {SIGSEGV, SIGBUS}) std::signal(number, TellFault);
+  for (const int number : {SIGSEGV, SIGBUS}) std::signal(number, ReportFault);
 }
 
 #endif
 
 // --- One call
 
-// What is passed for one argument.
+// The value that is passed for one argument.
 struct Passed {
   std::uint64_t value = 0;
   std::unique_ptr<GuardedBuffer> buffer;
@@ -89,7 +89,7 @@ void Caller::Run(const Row& row, std::size_t deviations) {
       if (choices[place] != row.arguments[place].Proper()) ++deviating;
     }
     if (deviating <= deviations) Call(row, choices);
-    // The next combination, as a number whose digits are the choices.
+    // The next combination: counts up a number whose digits are the choices.
     std::size_t place = 0;
     while (place < choices.size() && ++choices[place] == row.arguments[place].Choices()) choices[place++] = 0;
     if (place == choices.size()) return;
@@ -197,15 +197,15 @@ void Caller::Judge(const Row& row, const std::vector<Passed>& passed, int result
   const DWORD error = GetLastError();
   const auto find = [&](const std::string& what) { m_tally.Find(what + ": " + g_call); };
   for (const Passed& one : passed) {
-    if (one.buffer && !one.buffer->IsFrontWhole()) find("bytes in front of a buffer are written");
+    if (one.buffer && !one.buffer->IsFrontWhole()) find("bytes before a buffer were written");
   }
   const bool isKnown = passed[0].value == m_stage->Context();
   if (escaped) {
-    if (!row.escapes || isKnown) find("an exception leaves");
+    if (!row.escapes || isKnown) find("an exception is thrown");
     return;
   }
   if (result == FALSE) {
-    if (error == 0) find("no last error");
+    if (error == 0) find("FALSE without a last error");
   } else if (result == TRUE) {
     if (error != 0) find("a success with the last error " + std::to_string(error));
   } else if (static_cast<DWORD>(result) != row.oddResult) {

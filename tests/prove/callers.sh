@@ -1,6 +1,6 @@
 #!/bin/bash
-# callers.sh short|full: each export with each pointer null, lengths around the one that is needed, and handles of every kind:
-# under AddressSanitizer and UndefinedBehaviorSanitizer, and under Wine.
+# callers.sh short|full: calls each export with each pointer null, with lengths around the one that is needed, and with handles
+# of every kind: under AddressSanitizer and UndefinedBehaviorSanitizer, and under Wine.
 . "$(dirname "$0")/common.sh"
 deviations=99
 [ "$1" = full ] || deviations=1
@@ -16,6 +16,6 @@ wait $asan || true
 cat "$out/asan" "$out/wine"
 add_up "$out/asan" "$out/wine"
 reports "$out/asan"
-finish "$runs" "$findings" "the $told_1 exports in every combination of null pointers, lengths 0, 1, need - 1, need and 0xFFFFFFFF, and handles \
-0, unknown, valid and valid + 2^32, with buffers that end at a page that faults: no crash, no byte outside the declared buffer but where \
-it is told, a last error with each FALSE, no exception but the told ones"
+finish "$runs" "$findings" "each of the $told_1 exports with every combination of null pointers, lengths (0, 1, needed - 1, \
+needed, 0xFFFFFFFF) and handles (0, unknown, valid, valid + 2^32), with buffers that end at an inaccessible page: no crash, no access \
+outside the declared buffer except where documented, a last error with each FALSE, only documented exceptions"

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""coverage.py SUMMARY FOLDER WITHOUT...: prints which parts of the lines and of the branches below FOLDER are reached, in
-percent, from a summary of llvm-cov export. Does not count what stands in the folders WITHOUT of it."""
+"""coverage.py SUMMARY FOLDER WITHOUT...: prints the percentages of the lines and of the branches in FOLDER that are reached,
+from a summary of llvm-cov export. Its subfolders WITHOUT do not count."""
 import json
 import pathlib
 import sys

@@ -1,5 +1,5 @@
-// prove_faults PROOF [--every N] [--flow NAME]: flows with something wrong in them. PROOF is "module", "platform",
-// "memory" or "lying". Of N runs one is taken.
+// prove_faults PROOF [--every N] [--flow NAME]: runs flows with something wrong. PROOF is "module", "platform",
+// "memory" or "lying". With --every only each N-th run is done.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -40,7 +40,7 @@ int main(int count, char** arguments) {
     }
   }
   TheHeap();
-  LoadLibraryA("telvopkcs11.dll");  // for good: each run loads it once more
+  LoadLibraryA("telvopkcs11.dll");  // it stays loaded; each run loads it once more
   TestRegistry registry;
   RestartLogs();
   const std::string proof = count > 1 ? arguments[1] : "";

@@ -1,8 +1,8 @@
-# What the groups of prove_faults share. A group sources this after common.sh.
+# Shared by the groups that run prove_faults. A group sources this after common.sh.
 
-# run_proof PRESET PROOF EVERY: each EVERY-th run of a proof, under the sanitizers (host-asan) or under Wine (windows). Adds
-# to $runs and $findings, and sets $figures to what the program says behind them. A program that ends in another way than by
-# its figures is a finding.
+# run_proof PRESET PROOF EVERY: runs each EVERY-th run of a proof, under the sanitizers (host-asan) or under Wine (windows).
+# Adds to $runs and $findings, and sets $figures to the rest of the program's result line. A program without a result line
+# is a finding.
 runs=0
 findings=0
 run_proof() {
@@ -25,7 +25,7 @@ run_proof() {
   runs=$((runs + last_runs))
   findings=$((findings + $(sed -E 's/.* ([0-9]+) findings.*/\1/' <<<"$line")))
   figures=$(sed -E 's/.* findings, //' <<<"$line")
-  # What a sanitizer or its leak detection says at the end is no finding of the program itself.
+  # The program does not count a sanitizer's report at its end, such as a leak.
   if grep -q '^ended with' "$log" && [[ "$line" = *" 0 findings"* ]]; then findings=$((findings + 1)); fi
 }
 

@@ -1,6 +1,6 @@
 #!/bin/bash
-# fuzz.sh short|full: each fuzzer of tests/fuzz for FUZZ_SECONDS (600 without it), two at once, from its corpus on; then which
-# part of src the corpora alone reach, without the dialogs.
+# fuzz.sh short|full: runs each fuzzer of tests/fuzz for FUZZ_SECONDS (default 600, short form 2), two at a time, starting from
+# its corpus. Then measures which part of src, without the dialogs, the corpora alone reach.
 # shellcheck source=tests/prove/common.sh
 . "$(dirname "$0")/common.sh"
 seconds=${FUZZ_SECONDS:-600}
@@ -10,8 +10,8 @@ out=$root/build/prove/fuzz
 targets=()
 for source in tests/fuzz/fuzz_*.cpp; do targets+=("$(basename "$source" .cpp)"); done
 
-# run_target NAME: stops at the first finding, which it leaves in the target's folder. The last line of its output is
-# "tally: EXECUTIONS FINDINGS".
+# run_target NAME: runs a fuzzer until its first finding, whose input it leaves in the target's folder. The last line of its log
+# is "tally: EXECUTIONS FINDINGS".
 run_target() {
   local folder=$out/$1 executions findings=0
   mkdir -p "$folder/corpus"
@@ -20,10 +20,10 @@ run_target() {
     corpus "$root/tests/fuzz/corpus/${1#fuzz_}" >log 2>&1 || findings=1
   executions=$(sed -n 's/^stat::number_of_executed_units: *//p' log | tail -n 1)
   echo "tally: ${executions:-0} $findings" >>log
-  [ "$findings" = 0 ] || { echo "fuzz: $1 has found something:"; tail -n 60 log; }
+  [ "$findings" = 0 ] || { echo "fuzz: a finding of $1:"; tail -n 60 log; }
 }
 
-# reached: "LINES BRANCHES", the percentages that the corpora of the tree reach.
+# reached: prints "LINES BRANCHES", the percentages that the corpora in tests/fuzz reach.
 reached() {
   local target objects=()
   mkdir -p "$out/coverage"
@@ -45,6 +45,6 @@ printf '%s\n' "${targets[@]}" | xargs -P 2 -I '{}' bash -c 'run_target {}'
 logs=("${targets[@]/#/$out/}")
 add_up "${logs[@]/%//log}"
 read -r lines branches <<<"$(reached)"
-[ -n "$branches" ] || { echo "fuzz: what the corpora reach is not known" >&2; exit 1; }
-finish "$runs" "$findings" "${#targets[@]} targets, $seconds s each under the sanitizers, two at once: no crash, leak or hang, and no answer that \
-differs from a model's; their corpora reach $lines % of the lines and $branches % of the branches of src without dialogs"
+[ -n "$branches" ] || { echo "fuzz: the coverage of the corpora is unknown" >&2; exit 1; }
+finish "$runs" "$findings" "${#targets[@]} targets, $seconds s each under the sanitizers, two at a time: no crash, leak or hang, and no \
+difference from the models; the corpora reach $lines % of the lines and $branches % of the branches of src without the dialogs"

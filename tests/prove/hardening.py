@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""hardening.py COMPILE_COMMANDS OBJDUMP FILE...: how the product was compiled, and what its files for Windows say of themselves.
+"""hardening.py COMPILE_COMMANDS OBJDUMP FILE...: checks how the product was compiled, and the contents of its Windows files.
 
-Prints a line for each check, "ok" or "FOUND" first. Microsoft PE Format, sections "Optional Header", "Section Flags".
+Prints a line for each check, which begins with "ok" or "FOUND". The numbers are those of the Microsoft PE Format,
+sections "Optional Header" and "Section Flags".
 """
 import json
 import pathlib
@@ -13,7 +14,7 @@ import sys
 FLAGS = ("-fstack-protector-strong", "-D_FORTIFY_SOURCE=2")
 TREE = f"{pathlib.Path(__file__).resolve().parents[2]}/"
 PRODUCT = ("/src/", "/apps/", "/adapter/", "/pkcs11/")
-CHARACTERISTICS = {0x20: "high-entropy address layout", 0x40: "address layout is random", 0x100: "no code in data"}
+CHARACTERISTICS = {0x20: "high-entropy address layout", 0x40: "random address layout", 0x100: "no code in data"}
 WRITABLE, EXECUTABLE = 0x80000000, 0x20000000
 SYSTEM = {"advapi32", "bcrypt", "comctl32", "crypt32", "gdi32", "kernel32", "msvcrt", "shell32", "user32", "version", "winscard", "ws2_32"}
 
@@ -23,7 +24,7 @@ def report(good, what):
 
 
 def compiled_with(database):
-    """Each source of the product has the flags, and no later word takes them back."""
+    """Checks that each source of the product has the flags, and no flag that takes them back."""
     for entry in json.loads(pathlib.Path(database).read_text()):
         words = entry["command"].split()
         file = entry["file"]
@@ -61,14 +62,14 @@ def check_image(objdump, path):
     image = Image(path)
     for bit, words in CHARACTERISTICS.items():
         report(image.characteristics & bit, f"{name}: {words}")
-    report(image.base > 0xFFFFFFFF, f"{name}: its base is above 4 GiB, as a high-entropy layout needs")
+    report(image.base > 0xFFFFFFFF, f"{name}: its base is above 4 GiB, as high-entropy address layout needs")
     for section, flags in image.sections:
         report(not (flags & WRITABLE and flags & EXECUTABLE), f"{name}: {section} is not writable and executable")
-    told = subprocess.run([objdump, "-p", path], capture_output=True, text=True, check=True).stdout
-    for library in re.findall(r"DLL Name: (.*)\.dll", told, re.IGNORECASE):
+    headers = subprocess.run([objdump, "-p", path], capture_output=True, text=True, check=True).stdout
+    for library in re.findall(r"DLL Name: (.*)\.dll", headers, re.IGNORECASE):
         report(library.lower() in SYSTEM, f"{name} imports {library}, a library of the system")
     if name.endswith(".dll"):
-        report("CryptAcquireContext" not in told, f"{name} asks no provider of CryptoAPI, which may be telvocsp.dll, when it is loaded")
+        report("CryptAcquireContext" not in headers, f"{name} does not import CryptAcquireContext, which may load telvocsp.dll")
     code = subprocess.run([objdump, "-d", path], capture_output=True, text=True, check=True).stdout
     guarded = len(re.findall(r"call .*<__stack_chk_fail>", code))
     report(guarded > 100, f"{name}: {'more than 100' if guarded > 100 else guarded} functions check their stack")

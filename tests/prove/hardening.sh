@@ -1,6 +1,7 @@
 #!/bin/bash
-# hardening.sh short|full: what users get is compiled with the stack protector and checked buffers, lies at random addresses, has
-# no writable code and needs only the system's libraries. In full also clang's and gcc's static analysis of each source.
+# hardening.sh short|full: checks that what users get is compiled with the stack protector and checked buffers, is loaded at
+# random addresses, has no writable code and needs only the system's libraries. The full form also runs clang's and gcc's static
+# analysis on each source.
 # shellcheck source=tests/prove/common.sh
 . "$(dirname "$0")/common.sh"
 windows=build/windows
@@ -11,15 +12,16 @@ mkdir -p build/prove/hardening
 python3 tests/prove/hardening.py $windows/compile_commands.json x86_64-w64-mingw32-objdump \
   $windows/telvocsp.dll $windows/telvotool.exe $windows/adapter/telvopkcs11.dll >$report
 
-# overrun stack|buffer: the program that overruns it ends silently, with the low byte of STATUS_STACK_BUFFER_OVERRUN (0xC0000409).
+# overrun stack|buffer: checks that the program that overruns it ends silently, with the low byte of STATUS_STACK_BUFFER_OVERRUN
+# (0xC0000409).
 overrun() {
-  local code=0 told
-  told=$(wine $windows/tests/prove/overrun.exe "$1") || code=$?
-  if [ $code = 9 ] && [ -z "$told" ]; then echo "ok    "; else echo "FOUND "; fi
-  echo "a $1 that is overrun ends the process: code $code $told"
+  local code=0 output
+  output=$(wine $windows/tests/prove/overrun.exe "$1") || code=$?
+  if [ $code = 9 ] && [ -z "$output" ]; then echo "ok    "; else echo "FOUND "; fi
+  echo "a $1 overrun ends the process: code $code $output"
 }
 for what in stack buffer; do overrun $what | paste -sd '' >>$report; done
-shown="stack protector and checked buffers in each source, and a program that overruns either ends; addresses random in 64 bits; no writable code; no import but the system's"
+shown="stack protector and checked buffers in each source, and a program that overruns either is ended; random 64-bit addresses; no writable code; imports only from the system"
 if [ "$1" = full ]; then
   cmake --preset tidy >/dev/null
   echo "clang's analysis"
@@ -29,12 +31,12 @@ if [ "$1" = full ]; then
   grep -q '^ok    clang-tidy' $report || echo 'FOUND clang-tidy has findings' >>$report
   echo "gcc's analysis, some minutes"
   python3 tests/prove/analyze.py $windows/compile_commands.json | tee -a $report
-  shown="$shown; clang-tidy with clang's analyzer, and gcc -fanalyzer, find nothing ($(grep -c 'fanalyzer' $report) units; two checks \
-of gcc 12 that misread C++ are left out, tests/prove/analyze.py says why)"
+  shown="$shown; clang-tidy with clang's analyzer, and gcc -fanalyzer, find no errors ($(grep -c 'fanalyzer' $report) units; two checks \
+of gcc 12 that misread C++ are off, see tests/prove/analyze.py)"
 fi
 grep '^FOUND' $report || true
 explained=$(grep -c '^EXPLAINED' $report) || true
 if [ "$explained" -gt 0 ]; then
-  shown="$shown; no error is what gcc finds here: $(sed -n 's/^EXPLAINED -fanalyzer //p' $report | paste -sd'|' | sed 's/|/; /g')"
+  shown="$shown; false alarms of gcc: $(sed -n 's/^EXPLAINED -fanalyzer //p' $report | paste -sd'|' | sed 's/|/; /g')"
 fi
 finish "$(grep -c '^ok\|^FOUND\|^EXPLAINED' $report)" "$(grep -c '^FOUND\|^EXPLAINED' $report)" "$shown" "$explained"

@@ -8,4 +8,4 @@ if [ "$form" = full ]; then every=1; else every=151; fi
 run_proof host-asan memory $every
 sanitized=${last_runs:-0}
 run_proof windows memory $every
-finish $runs $findings "in ${figures:-no flow} under Wine, the first allocation of each chain fails once, and so under the sanitizers ($sanitized runs): std::bad_alloc leaves or a code comes, the next flow works, no block is left and no PIN or key stands in one that was given back"
+finish $runs $findings "in ${figures:-no flow} under Wine, the first allocation of each chain fails once, and again in $sanitized runs under the sanitizers: the call throws std::bad_alloc or returns an error code, the next flow works, no block leaks, no freed block contains a PIN or a key"

@@ -1,4 +1,4 @@
-// overrun stack|buffer: writes beyond a buffer of its own. A hardened program ends there; one that is not says "went
+// overrun stack|buffer: writes past the end of its own buffer. A hardened program ends there; any other prints "went
 // on".
 #include <cstdio>
 #include <cstring>
@@ -6,17 +6,17 @@
 
 namespace {
 
-// How much is written, which the compiler must not know.
+// The number of bytes to write, which the compiler must not know.
 volatile std::size_t g_length = 64;
 
-// Through a pointer, which only the value behind the buffers sees.
+// Through a pointer, so that only the stack protector notices it.
 __attribute__((noinline)) void OverrunStack() {
   char buffer[16] = {};
   volatile char* const place = buffer;
   for (std::size_t i = 0; i < g_length; ++i) place[i] = 'x';
 }
 
-// By a function of the C library, to which the compiler tells the size of the buffer.
+// With a function of the C library, to which the compiler passes the size of the buffer.
 __attribute__((noinline)) void OverrunBuffer(const char* from) {
   static char buffer[16];
   std::memcpy(buffer, from, g_length);

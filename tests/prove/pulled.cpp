@@ -1,13 +1,13 @@
-// pulled: a card is pulled before, during and after each step of a signature and of a pair's generation.
+// pulled: has a card pulled before, during and after each step of a signature and of a key pair generation.
 //
 //   pulled WAY READER LOG CERTIFICATE [OTHER_READER]
 //
-// WAY is "card", or "service": then the service of the readers ends, and all readers with it. The card in READER, and
-// the one in OTHER_READER, hold the container "one" and have the PIN 123456. LOG is the provider's log, which is on.
-// CERTIFICATE is a file in DER form. TELVO_PULLED_PART=n in the environment does each n-th case.
+// WAY is "card", or "service": then the PC/SC service ends, and all readers with it. The cards in READER and
+// OTHER_READER have the container "one" and the PIN 123456. LOG is the provider's log, which is on. CERTIFICATE is a
+// DER file. With TELVO_PULLED_PART=n in the environment only each n-th case runs.
 //
-// The lines "do pull" and "do return" ask whoever runs the program for that; a line must answer each. The other lines
-// are results, "ok" or "FOUND" first.
+// The lines "do pull" and "do return" ask the caller to do that; a line must answer each. The other lines are results,
+// which begin with "ok" or "FOUND".
 #include <windows.h>
 
 #include <algorithm>
@@ -55,8 +55,8 @@ Function Export(const char* name) {
 
 // --- What an application does
 
-// Application: one context and what belongs to it. Each function is a step: it returns the success of the provider, and
-// can be repeated.
+// Application: one context and what belongs to it. Each function is a step: it returns whether the provider succeeded,
+// and can be repeated.
 class Application {
  public:
   explicit Application(std::string reader, Bytes certificate = {})
@@ -106,8 +106,8 @@ class Application {
   }
   bool ReleaseAndAcquire() { return Release() && Acquire(); }
 
-  // A hash of its own and its signature. False with the last error of what failed.
-  bool SignAnew() { return CreateHash() && HashData() && Sign(); }
+  // Signs a new hash. False with the last error of the call that failed.
+  bool SignNewHash() { return CreateHash() && HashData() && Sign(); }
   const Bytes& Signature() const { return m_signature; }
 
  private:
@@ -128,7 +128,7 @@ class Application {
 struct Step {
   const char* name;
   bool (Application::*once)();
-  bool (Application::*again)();  // what is repeated while the card is pulled
+  bool (Application::*again)();  // repeated while the card is pulled
 };
 
 struct Flow {
@@ -145,8 +145,8 @@ const std::vector<Flow> kFlows = {{"a signature",
                                     {"sign", &A::Sign, &A::Sign},
                                     {"verify", &A::Verify, &A::Verify},
                                     {"release", &A::Release, &A::ReleaseAndAcquire}}},
-                                  {"a pair's generation",
-                                   {{"acquire anew", &A::AcquireNew, &A::AcquireNew},
+                                  {"a key pair generation",
+                                   {{"acquire a new container", &A::AcquireNew, &A::AcquireNew},
                                     {"give the PIN", &A::GivePin, &A::GivePin},
                                     {"generate", &A::GenerateKey, &A::GenerateKey},
                                     {"write the certificate", &A::WriteCertificate, &A::WriteCertificate},
@@ -165,12 +165,12 @@ struct Outcome {
   std::map<std::string, int> codes;
 };
 
-// An error that says that the card is gone, or that nobody is logged in to it any more. See docs/errors.md.
-bool SaysSo(const std::string& step, DWORD code) {
+// Whether an error means that the card is gone or no longer logged in. See docs/errors.md.
+bool IsExpectedError(const std::string& step, DWORD code) {
   if (code == static_cast<DWORD>(NTE_FAIL)) return true;
   if (step == "acquire")
-    return code == static_cast<DWORD>(NTE_BAD_KEYSET);  // another card is in, another reader is not
-  // A verification tells every failure of the module as a bad signature; the log says which one it was.
+    return code == static_cast<DWORD>(NTE_BAD_KEYSET);  // another card is in, without the container
+  // A verification reports each failure of the module as a bad signature; the log has the failure.
   if (step == "verify" && code == static_cast<DWORD>(NTE_BAD_SIGNATURE)) return true;
   return code == static_cast<DWORD>(NTE_SILENT_CONTEXT) || code == static_cast<DWORD>(SCARD_W_CARD_NOT_AUTHENTICATED);
 }
@@ -188,7 +188,7 @@ class Bench {
     m_watched.Await(true);
     if (m_hasOther) (*new WatchedReader(other)).Await(true);
     Application first(m_reader);
-    m_signature = SignatureOf(first, "at the beginning");
+    m_signature = SignatureOf(first, "at the start");
     if (m_hasOther) SignatureOf(m_other, "of the other reader");
   }
 
@@ -232,7 +232,7 @@ class Bench {
     }
   }
 
-  // Whether the step failed.
+  // Returns whether the step failed.
   bool PullAt(Application& application, const Step& step, Moment moment) {
     if (moment == Moment::kBefore) {
       AskFor("pull");
@@ -241,7 +241,7 @@ class Bench {
     }
     Must((application.*step.once)(), step.name);
     if (moment == Moment::kAfter) {
-      AskFor("pull");  // the service does not know it yet
+      AskFor("pull");  // the service does not yet know that the card is gone
       return false;
     }
     if (step.again == &A::ReleaseAndAcquire) Must(application.Acquire(), "acquire");
@@ -250,7 +250,8 @@ class Bench {
     return !worker.get();
   }
 
-  // Repeats a step until it fails. True when it does not need the card: it still succeeds a second after the removal.
+  // Repeats a step until it fails. Returns true if the step does not need the card: it still succeeds a second after
+  // the removal.
   bool Repeat(Application& application, const Step& step) {
     const char* name = step.again == &A::ReleaseAndAcquire ? "acquire" : step.name;
     while (m_watched.IsIn() || Since(m_watched.Await(false)) < 1000) {
@@ -259,14 +260,14 @@ class Bench {
     return true;
   }
 
-  // Makes a call that may fail, and looks at its time and its error.
+  // Makes a call that may fail, and checks its time and its error.
   bool Try(const std::string& step, const std::function<bool()>& call) {
     const Clock::time_point start = Clock::now();
     bool done = false;
     try {
       done = call();
-    } catch (...) {  // of another C++ library on Windows
-      Found(step + ": an exception leaves the provider");
+    } catch (...) {  // on Windows it is from another C++ library
+      Found(step + ": the provider throws an exception");
     }
     const DWORD code = GetLastError();
     const long took = Since(start);
@@ -274,15 +275,16 @@ class Bench {
     if (done) return true;
     m_outcome.slowestError = std::max(m_outcome.slowestError, took);
     ++m_outcome.codes[step + " " + Hex(code)];
-    if (!SaysSo(step, code)) Found(step + ": the error is " + Hex(code));
+    if (!IsExpectedError(step, code)) Found(step + ": the error is " + Hex(code));
     return false;
   }
 
-  // How long after the card the watcher clears the PIN: the log says when, and CheckReturn shows that it is so.
+  // Returns how long after the removal the watcher clears the PIN. The log shows when; CheckReturn confirms that it
+  // did.
   long AwaitForgottenPin(std::streamoff position) {
     static const std::string line = "Clearing PIN Cache";
     const Clock::time_point removed = m_watched.Await(false);
-    std::string text;  // the end of what was read before, and a block more
+    std::string text;  // the end of the previous block, and the current block
     while (Since(removed) < 10 * kLongestPin) {
       std::string block(1 << 20, '\0');
       std::ifstream log(m_log, std::ios::binary);
@@ -303,19 +305,19 @@ class Bench {
     if (after > kLongestPin) Found("the PIN is not forgotten within " + std::to_string(after) + " ms");
   }
 
-  // The card is back: nobody is logged in to it, and with the PIN it signs as before.
+  // The card is back: it is not logged in, and with the PIN it signs as before.
   void CheckReturn() {
     Application application(m_reader);
     Must(application.Acquire(), "acquire with the card back");
-    if (!m_service && application.SignAnew()) Found("the card signs without a PIN when it is back");
+    if (!m_service && application.SignNewHash()) Found("the card signs without a PIN when it is back");
     const Bytes signature = SignatureOf(application, "with the card back");
-    if (signature != m_signature) Found("the signature is another one when the card is back");
+    if (signature != m_signature) Found("the signature has changed when the card is back");
   }
 
   static Bytes SignatureOf(Application& application, const std::string& when) {
     Must(application.Acquire(), "acquire " + when);
     Must(application.GivePin(), "the PIN " + when);
-    Must(application.SignAnew(), "a signature " + when);
+    Must(application.SignNewHash(), "a signature " + when);
     Must(application.Verify(), "verification " + when);
     return application.Signature();
   }
@@ -330,9 +332,9 @@ class Bench {
   }
 
   static void AskFor(const char* what) {
-    std::cout << "do " << what << std::endl;  // at once: somebody waits for it
+    std::cout << "do " << what << std::endl;  // at once: the caller waits for it
     std::string answer;
-    if (!std::getline(std::cin, answer)) throw std::runtime_error("nobody moves the card");
+    if (!std::getline(std::cin, answer)) throw std::runtime_error("the card is not moved");
   }
 
   const bool m_service;
@@ -349,7 +351,7 @@ class Bench {
 };
 
 void Report(bool service, const Flow& flow, const Outcome& outcome) {
-  std::cout << "ok    " << outcome.cases << " times in " << flow.name << ": an error within " << outcome.slowestError
+  std::cout << "ok    " << outcome.cases << " removals in " << flow.name << ": an error within " << outcome.slowestError
             << " ms";
   if (!service) std::cout << ", the PIN forgotten within " << outcome.slowestPin << " ms";
   std::cout << std::endl;
@@ -376,5 +378,5 @@ int main(int count, char** arguments) {
     std::cout << "FOUND 0 " << error.what() << std::endl;
   }
   std::cout << "end" << std::endl;
-  std::_Exit(0);  // the thread that watches does not end
+  std::_Exit(0);  // the watching thread does not end
 }

@@ -1,6 +1,6 @@
 #!/bin/bash
-# pulled.sh short|full [BUILD]: cards are pulled from virtual readers at each step of a signature and of a pair's
-# generation. The full form runs in the host build and under Wine, the short one in BUILD.
+# pulled.sh short|full [BUILD]: pulls cards from virtual readers at each step of a signature and of a key pair generation.
+# The full form runs in the host build and under Wine, the short form in BUILD.
 # shellcheck source=tests/prove/common.sh
 . "$(dirname "$0")/common.sh"
 form=$1
@@ -8,7 +8,7 @@ report=$PWD/build/prove/pulled/report${2:+-$2}
 mkdir -p build/prove/pulled
 : >"$report"
 
-# in_build BUILD: everything with that build, in a shell of its own
+# in_build BUILD: runs everything with that build, in a subshell
 in_build() (
   build=$PWD/build/$1
   folder=$(mktemp -d)
@@ -31,7 +31,7 @@ in_build() (
   readers_up "$folder"
   way "the only card" card A
   way "one of two cards" card A B
-  if [ "$form" = full ]; then way "the last reader, with the service" service A; fi
+  if [ "$form" = full ]; then way "the last reader together with the service" service A; fi
 )
 
 make_cards() {
@@ -45,7 +45,7 @@ make_cards() {
     2>/dev/null
 }
 
-# move pull|return WAY: pulls the card and puts it back; with the service, as the way has it.
+# move pull|return WAY: pulls the card or puts it back; the way "service" stops or starts the service instead.
 move() {
   case $1-$2 in
     pull-card) card remove A ;;
@@ -64,7 +64,7 @@ way() {
   rm -rf "$folder/state"
   cp -r "$folder/state.kept" "$folder/state"
   for reader in "$@"; do card insert "$reader"; done
-  cd "$folder"  # Wine finds the paths of Linux from a folder of Linux
+  cd "$folder"  # Wine finds Linux paths when it starts in a Linux folder
   start_talk program "${run_command[@]}" "$folder/$(basename "$(ls pulled*)")" "$way" \
     'TELVO Reader A 00 00' "$log" certificate "${others[@]}"
   cd "$OLDPWD"
@@ -73,10 +73,10 @@ way() {
     case $line in
       end) break ;;
       'do '*) move "${line#do }" "$way"; echo done >&"$program_in" ;;
-      *) echo "${line/ times in/ times $title $runs_how, in}" | tee -a "$report" ;;
+      *) echo "${line/ removals in/ removals of $title $runs_how, in}" | tee -a "$report" ;;
     esac
   done
-  [ "$line" = end ] || { echo "FOUND 0 $title: the program does not come to its end" | tee -a "$report"; kill "$program_pid"; }
+  [ "$line" = end ] || { echo "FOUND 0 $title: the program does not finish" | tee -a "$report"; kill "$program_pid"; }
   wait "$program_pid" || true
 }
 

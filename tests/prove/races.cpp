@@ -1,11 +1,10 @@
-// races OPERATIONS CLEARS [SEED]: eight threads with a context each, four on either of two cards, and so many
-// operations of a thread. Meanwhile a thread pulls the cards and puts them back, and another one clears the PINs so
-// many times, as the watchers of the readers do.
+// races OPERATIONS CLEARS [SEED]: eight threads, each with its own context and that many operations, four threads on
+// each of two cards. Meanwhile one more thread pulls the cards and puts them back, and another clears the PINs that
+// many times, as the readers' watchers do.
 //
-// A signature that is made must be the right one. The cards must see no PIN but their own. What fails must have a
-// reason: the PIN was cleared; the card moved; a card came between the two calls that list the cards; or the provider
-// began anew with the module because a card was out, which ends the sessions of all contexts. Whoever stands still for
-// two minutes is in a deadlock.
+// Each signature must be correct. The cards must see only their own PINs. Each failure must have a reason: the PIN was
+// cleared; the card moved; a card was inserted between the two calls that list the cards; or the provider restarted the
+// module because a card was out, which ends the sessions of all contexts. No progress for two minutes is a deadlock.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -64,7 +63,7 @@ struct Stage {
   ScriptedWinSCard pcsc;
   ScriptedClock clock;
   LoadedModule loaded;
-  // Read and written so that it does not put the threads into an order, which would hide their races.
+  // Relaxed access, so that it does not order the threads, which would hide their races.
   std::atomic<long> progress{0};
   long Progress() const { return progress.load(std::memory_order_relaxed); }
   bool IsWorking() const { return working.load(std::memory_order_relaxed) > 0; }
@@ -117,9 +116,8 @@ class Worker {
   };
 
   void Step();
-  // What may take the sessions away: the moves of the card, and the module's new beginnings. Both are odd while it
-  // happens.
-  // And what makes an acquire fail: a card that came while the cards were listed.
+  // Counts what ends sessions: moves of the card and restarts of the module, which are odd meanwhile. Also counts what
+  // makes an acquire fail: cards that were inserted while the cards were listed.
   struct Moment {
     unsigned moves;
     unsigned beginnings;
@@ -129,7 +127,7 @@ class Worker {
     }
   };
   Moment Now() const { return {m_card.moves, m_stage.module.Beginnings(), RaceModule::GrownLists()}; }
-  // Waits until the card is in and the module is not at a beginning.
+  // Waits until the card is in and the module is not being restarted.
   Moment AwaitCard() const;
   bool Acquire() { return m_isOpen = AcquireInto(m_context); }
   bool AcquireInto(HCRYPTPROV& context);
@@ -181,13 +179,13 @@ void Worker::Step() {
       {"PIN", &Worker::GivePin},
   };
   const Named& named = kOperations[m_random() % std::size(kOperations)];
-  // A PIN that is cleared again and again is given again and again.
+  // A PIN is given again as often as it is cleared.
   for (int attempt = 0; attempt < 10000; ++attempt) {
     const Moment now = AwaitCard();
     if (!m_isOpen || !(m_since == now)) {
       Release();
       m_since = now;
-      if (!Acquire() && Now() == now) m_stage.tally.Find("no context on a card that is in");
+      if (!Acquire() && Now() == now) m_stage.tally.Find("no context although the card is in");
       if (!m_isOpen) continue;
     }
     std::string failure;
@@ -206,11 +204,11 @@ void Worker::Step() {
       failure = "an exception, " + error.GetText();
     }
     if (Now() == now) {
-      m_stage.tally.Find(std::string(named.name) + " fails on a card that is in: " + failure);
+      m_stage.tally.Find(std::string(named.name) + " fails although the card is in: " + failure);
       return;
     }
   }
-  m_stage.tally.Find(std::string(named.name) + " does not come to its end");
+  m_stage.tally.Find(std::string(named.name) + " does not finish");
 }
 
 bool Worker::AcquireInto(HCRYPTPROV& context) {
@@ -268,7 +266,7 @@ bool Worker::UseSessionKey() {
   return done;
 }
 
-// Exports a key, and imports it as the platform would have written it.
+// Exports a key, and imports it in the byte order of the platform.
 bool Worker::CarryKey() {
   HCRYPTKEY pair = 0;
   HCRYPTKEY key = 0;
@@ -343,13 +341,13 @@ bool Worker::Derive() {
   return done;
 }
 
-// --- What happens beside them
+// --- The other threads
 
 void MoveCards(Stage& stage) {
   std::size_t number = 0;
   while (stage.IsWorking()) {
     const long before = stage.Progress();
-    // Some work is done in between, or the threads would only look for their card.
+    // Waits for some progress; otherwise the threads would only wait for their cards.
     while (stage.IsWorking() && stage.Progress() < before + 5) std::this_thread::yield();
     RaceModule::Card& card = stage.module.CardOf(++number);
     stage.module.Pull(card, stage.pcsc);
@@ -359,7 +357,7 @@ void MoveCards(Stage& stage) {
   }
 }
 
-// As the watchers do it, but as often as was asked, spread over the work of the others.
+// Clears PINs as the watchers do, `clears` times, spread over the work of the other threads.
 void ClearPins(Stage& stage, long clears, long operations) {
   for (long clear = 0; clear < clears; ++clear) {
     const long due = operations * clear / clears;
@@ -369,7 +367,7 @@ void ClearPins(Stage& stage, long clears, long operations) {
   }
 }
 
-// Ends the program when nothing goes on any more.
+// Ends the program when there is no more progress.
 void WatchForDeadlock(Stage& stage) {
   long last = -1;
   auto since = std::chrono::steady_clock::now();
@@ -404,7 +402,7 @@ int main(int argc, char** argv) {
   threads.emplace_back([&stage] { WatchForDeadlock(stage); });
   for (std::thread& thread : threads) thread.join();
   stage.tally.Expect(stage.module.WrongPins() == 0, "a card saw a wrong PIN");
-  // A failed acquire leaves the count raised.
+  // Each failed acquire leaves the use count one higher.
   stage.tally.Expect(CCryptoWrapper::GetUseCount() == stage.failedAcquires, "contexts are left over");
   stage.tally.Expect(stage.module.OpenSessions() == 0, "sessions are left over");
   return stage.tally.End(std::to_string(operations) + " " + std::to_string(stage.signatures) + " " +

@@ -1,6 +1,6 @@
 #!/bin/bash
-# races.sh short|full: eight threads on two cards that come and go, while PINs are cleared: under ThreadSanitizer, and under Wine
-# without it.
+# races.sh short|full: eight threads use two cards that are pulled and put back, while PINs are cleared: under ThreadSanitizer,
+# and without it under Wine.
 . "$(dirname "$0")/common.sh"
 operations=50 clears=500 seeds=1
 [ "$1" = short ] || operations=1000 clears=10000 seeds="1 2"
@@ -23,5 +23,6 @@ for file in "${files[@]}"; do
   read -r _ _ _ _ made pulled _ <<<"$(grep '^tally: ' "$file" | tail -n 1)"
   signatures=$((signatures + ${made:-0})) pulls=$((pulls + ${pulled:-0}))
 done
-finish "$runs" "$findings" "${#files[@]} times 8 threads x 8 contexts on 2 cards x $operations operations, $clears cleared PINs and in all \
-$pulls pulled cards, half of it under ThreadSanitizer: no report, $signatures signatures that all verify, no wrong PIN, no deadlock"
+finish "$runs" "$findings" "${#files[@]} runs, half of them under ThreadSanitizer, each with 8 threads and 8 contexts on 2 cards, \
+$operations operations of each thread and $clears cleared PINs, and with $pulls pulled cards in all: no ThreadSanitizer report, $signatures \
+signatures, all of them valid, no wrong PIN, no deadlock"

@@ -1,9 +1,8 @@
-// secrets ROUNDS [SEED]: PINs and keys go through every path of the provider, and then all writable memory of the
-// process is searched for them: after the PIN is forgotten, the key destroyed, the context released, and the library
-// unloaded.
+// secrets ROUNDS [SEED]: sends PINs and keys through every path of the provider, and searches all writable memory of
+// the process for them: after the PIN is forgotten, the key destroyed, the context released, and the library unloaded.
 //
-// Each round has secrets of its own. Every second one has the log on. Before anything else a round hides secrets
-// itself, and has to find them; and a PIN that is kept has to be found once, under its mask, and in no other form.
+// Each round has its own secrets. Every second round has the log on. A round first hides secrets itself, and must find
+// them. A PIN that is kept must be found once, under its mask, and in no other form.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -44,11 +43,11 @@ class Round {
   void Release(HCRYPTPROV context, const char* path);
   bool Give(HCRYPTPROV context, const Marker& pin);
   bool Sign(HCRYPTPROV context);
-  // The PIN is forgotten: the card is pulled and put back, or it refuses the PIN. Where nothing watches the reader, the
-  // card always refuses it.
+  // Make the provider forget the PIN: the card is pulled and put back, or it refuses the PIN. Where nothing watches the
+  // reader, the card always refuses it.
   void ForgetByPulling(HCRYPTPROV context, const Marker& pin);
   void ForgetByRefusal(HCRYPTPROV context, const Marker& pin);
-  // Of the PINs only `pin` is there, once, under its mask: one byte, which is 0 one time in 256.
+  // Memory must contain only `pin`, once, under its mask: one byte, which is 0 one time in 256.
   void ExpectKept(const Marker& pin, const std::string& when);
   void ExpectNothing(const std::string& when);
   void Expect(bool holds, const std::string& what) { m_tally.Expect(holds, what); }
@@ -86,7 +85,7 @@ Round::Round(Tally& tally, unsigned seed, bool logging)
                 &m_stretchedKey, &m_text}) {
   ScriptedToken& token = m_module.InsertToken(kReader);
   token.maxPinLen = 64;
-  token.tries = token.triesLeft = 14;  // the most that count as a wrong PIN
+  token.tries = token.triesLeft = 14;  // a larger number would not count as a wrong PIN
   token.Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
   token.Add(PublicKeyObject(Text("one"), Counting(kModulusBytes, 0x81)));
   token.Add(PrivateKeyObject(Text("one"), Counting(kModulusBytes, 0x81)));
@@ -101,7 +100,7 @@ void Round::Run() {
   ImportedKey();
   GeneratedKey();
   DerivedKeys();
-  // The last PIN is still kept when the library goes.
+  // The last PIN is still kept when the library is unloaded.
   const HCRYPTPROV context = Acquire();
   m_module.SetPin(m_pin);
   Expect(Give(context, m_pin), "a right PIN is refused before the unload");
@@ -114,7 +113,7 @@ void Round::Run() {
   m_stage.reset();
 }
 
-// Without this the group would also find nothing when the search is broken.
+// A broken search would find nothing either, so this checks the search.
 void Round::FindWhatIsHidden() {
   const auto hide = [](const Marker& secret, volatile BYTE* out, unsigned stride, BYTE mask, bool reversed) {
     for (std::size_t i = 0; i < secret.Length(); ++i) {
@@ -173,13 +172,13 @@ void Round::ForgetByPulling(HCRYPTPROV context, const Marker& pin) {
 }
 
 void Round::ForgetByRefusal(HCRYPTPROV context, const Marker& pin) {
-  // Only this answer counts as a refusal of the PIN that is kept. A dialog comes up after it, and its user cancels.
+  // Only this result counts as a refusal of the kept PIN. A dialog opens after it, and its user cancels.
   m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
   m_module.SetPin(m_wrongPin);
   m_stage->WithUser(Marker("nothing", Marker::Kind::kText, 0, 0), true, [&] { Sign(context); });
   m_module.SetPin(pin);
   m_module.wrongPin = ScriptedModule::WrongPin::kTriesLeft;
-  // The signature after a cancelled dialog fails as well, without a dialog.
+  // The signature after a cancelled dialog fails, too, without a dialog.
   Sign(context);
 }
 
@@ -194,7 +193,7 @@ void Round::ExpectKept(const Marker& pin, const std::string& when) {
       m_tally.Find(when + ": " + found.Text());
     }
   }
-  if (kept != 1) m_tally.Find(when + ": the kept PIN stands in memory " + std::to_string(kept) + " times");
+  if (kept != 1) m_tally.Find(when + ": the kept PIN is in memory " + std::to_string(kept) + " times");
 }
 
 void Round::ExpectNothing(const std::string& when) {
@@ -205,11 +204,11 @@ void Round::ExpectNothing(const std::string& when) {
 void Round::PinOfApplication() {
   const HCRYPTPROV context = Acquire();
   m_module.SetPin(m_pin);
-  Expect(!Give(context, m_wrongPin), "a wrong PIN is taken");
+  Expect(!Give(context, m_wrongPin), "a wrong PIN is accepted");
   ExpectNothing("after a wrong PIN of the application");
   Expect(Give(context, m_pin), "the application's PIN is refused");
   Expect(Give(context, m_pin), "the application's PIN is refused when it is given again");
-  Expect(!Give(context, m_wrongPin), "a wrong PIN is taken beside the right one");
+  Expect(!Give(context, m_wrongPin), "a wrong PIN is accepted while the right one is kept");
   Expect(Give(context, m_pin), "the application's PIN is refused after a wrong one");
   Expect(Sign(context), "no signature with the application's PIN");
   ExpectKept(m_pin, "after a signature with the application's PIN");
@@ -221,8 +220,8 @@ void Round::PinOfApplication() {
 void Round::PinByDialog() {
   const HCRYPTPROV context = Acquire();
   m_module.SetPin(m_typedPin);
-  m_stage->WithUser(m_typedPin, true, [&] { Expect(!Sign(context), "a cancelled dialog signs"); });
-  Sign(context);  // fails as well, without a dialog
+  m_stage->WithUser(m_typedPin, true, [&] { Expect(!Sign(context), "a signature after a cancelled dialog"); });
+  Sign(context);  // fails, too, without a dialog
   ExpectNothing("after a PIN that was typed and not used");
   m_stage->WithUser(m_typedPin, false, [&] { Expect(Sign(context), "no signature with the typed PIN"); });
   Expect(Sign(context), "no second signature with the typed PIN");
@@ -277,8 +276,8 @@ void Round::UseSessionKey(HCRYPTPROV context, HCRYPTKEY pair, HCRYPTKEY key) {
   Expect(calls::SetKeyParam(context, key, KP_MODE, reinterpret_cast<const BYTE*>(&mode)) != FALSE, "no mode");
   length = kBlock;
   m_text.CopyTo(data.Data());
-  const BOOL turned = calls::Encrypt(context, key, data.Data(), &length, kBlock);
-  Expect(turned != FALSE && std::equal(encrypted.begin(), encrypted.end(), data.Data()),
+  const BOOL done = calls::Encrypt(context, key, data.Data(), &length, kBlock);
+  Expect(done != FALSE && std::equal(encrypted.begin(), encrypted.end(), data.Data()),
          "a session key does not encrypt");
   BYTE blob[12 + kModulusBytes] = {};
   length = sizeof(blob);
@@ -294,7 +293,7 @@ void Round::DecryptByPair(HCRYPTPROV context) {
   DWORD length = kModulusBytes;
   const BOOL done = calls::Decrypt(context, pair, TRUE, data.Data(), &length);
   Expect(done != FALSE && m_text.Equals(data.Data(), length), "the key pair does not decrypt");
-  Expect(calls::DestroyKey(context, pair) != FALSE, "the handle of the pair is not given back");
+  Expect(calls::DestroyKey(context, pair) != FALSE, "the handle of the pair is not released");
 }
 
 void Round::GeneratedKey() {
@@ -307,7 +306,7 @@ void Round::GeneratedKey() {
   Expect(calls::GetUserKey(context, &pair) != FALSE, "no key pair");
   UseSessionKey(context, pair, key);
   ExpectKept(m_pin, "after a key was generated");
-  // This one goes with its context.
+  // This key is destroyed with its context.
   ForgetByRefusal(context, m_pin);
   Release(context, "generation");
 }
@@ -335,7 +334,7 @@ void Round::DerivedKeys() {
   Release(context, "derivation");
 }
 
-// What the log shows as pairs of hexadecimal digits, with or without spaces, as bytes.
+// The bytes that the log shows as pairs of hexadecimal digits, with or without spaces.
 std::string BytesShownIn(const std::string& log) {
   std::string bytes;
   std::string digits;
@@ -354,16 +353,16 @@ std::string BytesShownIn(const std::string& log) {
   return bytes;
 }
 
-// The documents say what the log shows in clear: what is hashed and what comes of it, what is decrypted, and a key that
-// is hashed. A PIN and a key that is only brought in, generated or exported are not among that.
+// It is documented what the log shows in clear: hashed data and hashes, decrypted data, and keys that are hashed. It
+// must not show PINs, or keys that are only imported, generated or exported.
 void Round::CheckLog(const std::string& log) {
   m_tally.Run();
   if (m_logging == log.empty()) m_tally.Find("the log is empty, or should be");
   for (const std::string& form : {log, BytesShownIn(log)}) {
     for (const Found& found : m_search.RunOn(form)) {
-      const bool isTold = found.secret == m_text.Name() || found.secret == m_derivedKey.Name() ||
-                          found.secret == m_stretchedKey.Name() || found.secret == m_importedKey.Name();
-      if (!isTold) m_tally.Find("the log shows " + found.secret);
+      const bool isDocumented = found.secret == m_text.Name() || found.secret == m_derivedKey.Name() ||
+                                found.secret == m_stretchedKey.Name() || found.secret == m_importedKey.Name();
+      if (!isDocumented) m_tally.Find("the log shows " + found.secret);
     }
   }
 }

@@ -1,9 +1,10 @@
-// soak: long use of telvocsp's exported functions on a software token. Memory and handles stay flat, and what nobody
-// gives back does not slow the rest.
+// soak: uses telvocsp's exported functions on a software token for a long time. Memory and handles must not grow, and
+// objects that are never released must not slow down the rest.
 //
-//   soak READER CONTAINER PIN    the container has a key pair on the card in that reader; logging is to be off
+//   soak READER CONTAINER PIN    the container has a key pair on the card in that reader; logging must be off
 //
-// TELVO_SOAK_PART=n in the environment does an n-th of the work. Prints a line for each subject, "ok" or "FOUND" first.
+// With TELVO_SOAK_PART=n in the environment it does an n-th of the work. It prints a line for each subject, which
+// begins with "ok" or "FOUND".
 #include <windows.h>
 
 #ifdef _WIN32
@@ -33,7 +34,7 @@ void Require(bool done, const char* what) {
   if (!done) throw std::runtime_error(std::string(what) + " failed, last error " + std::to_string(GetLastError()));
 }
 
-// --- What the process holds
+// --- Memory and handles of the process
 
 struct Usage {
   long kilobytes;
@@ -118,13 +119,13 @@ class Provider {
 
 // --- The work
 
-// Report prints what was found, and how much was done.
-void Report(bool good, const char* what, int count, const std::string& told) {
-  std::printf("%s %d %s: %s\n", good ? "ok   " : "FOUND", count, what, told.c_str());
+// Prints the result of a subject and how much was done.
+void Report(bool good, const char* what, int count, const std::string& result) {
+  std::printf("%s %d %s: %s\n", good ? "ok   " : "FOUND", count, what, result.c_str());
   std::fflush(stdout);
 }
 
-// StaysFlat: after the first tenth neither memory nor handles grow.
+// Checks that neither memory nor handles grow after the first tenth.
 void StaysFlat(const char* what, int count, const std::function<void()>& work) {
   constexpr long kKilobytes = 256;
   for (int i = 0; i < count / 10; ++i) work();
@@ -143,7 +144,7 @@ double Median(std::vector<double> times) {
   return *middle;
 }
 
-// StaysFast: nothing is given back, and the last twentieth costs at most twice the first.
+// Checks that the last twentieth takes at most twice as long as the first, although nothing is released.
 void StaysFast(const char* what, int count, const std::function<void()>& work) {
   std::vector<double> times;
   const Usage before = Used();
@@ -154,15 +155,14 @@ void StaysFast(const char* what, int count, const std::function<void()>& work) {
   }
   const std::ptrdiff_t part = count / 20;
   const double ratio = Median({times.end() - part, times.end()}) / Median({times.begin(), times.begin() + part});
-  char told[120];
-  std::snprintf(told, sizeof(told), "the last cost %.1f times the first; %ld bytes each", ratio,
-                (Used().kilobytes - before.kilobytes) * 1024 / count);
-  Report(ratio <= 2, what, count, told);
+  char result[160];
+  std::snprintf(result, sizeof(result), "the last twentieth took %.1f times as long as the first, %ld bytes each",
+                ratio, (Used().kilobytes - before.kilobytes) * 1024 / count);
+  Report(ratio <= 2, what, count, result);
 }
 
-// StaysFastBySeconds: the same, where the work depends on how often it was done within the same second: a context's
-// handle is drawn from numbers that begin anew each second, so each draw goes past those of its second. Whole seconds
-// are compared, the first and the last.
+// The same for work that gets slower within each second: the random numbers for context handles start again each
+// second, so each new context tries the handles of the same second first. Compares the first whole second and the last.
 void StaysFastBySeconds(const char* what, int count, const std::function<void()>& work) {
   std::vector<int> perSecond;
   const Usage before = Used();
@@ -177,13 +177,13 @@ void StaysFastBySeconds(const char* what, int count, const std::function<void()>
   }
   const std::string each = std::to_string((Used().kilobytes - before.kilobytes) * 1024 / count) + " bytes each";
   if (perSecond.size() < 4) {  // the first and the last are not whole
-    Report(true, what, count, "too few seconds to compare; " + each);
+    Report(true, what, count, "too few seconds to compare, " + each);
     return;
   }
   const int first = perSecond[1];
   const int last = perSecond[perSecond.size() - 2];
   Report(first <= 2 * last, what, count,
-         std::to_string(first) + " in the first whole second, " + std::to_string(last) + " in the last; " + each);
+         std::to_string(first) + " in the first whole second, " + std::to_string(last) + " in the last, " + each);
 }
 
 void Run(const std::string& reader, const std::string& container, const std::string& pin, int part) {
@@ -193,8 +193,8 @@ void Run(const std::string& reader, const std::string& container, const std::str
     if (provider.Sign() != signature) throw std::runtime_error("a signature differs from the first");
   });
   StaysFlat("acquires", 100000 / part, [&] { provider.Release(provider.Acquire(CRYPT_SILENT)); });
-  StaysFast("hashes that nobody destroys", 40000 / part, [&] { provider.Hash(); });
-  StaysFastBySeconds("contexts that nobody releases", 20000 / part, [&] { provider.Acquire(CRYPT_VERIFYCONTEXT); });
+  StaysFast("hashes that are never destroyed", 40000 / part, [&] { provider.Hash(); });
+  StaysFastBySeconds("contexts that are never released", 20000 / part, [&] { provider.Acquire(CRYPT_VERIFYCONTEXT); });
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #!/bin/bash
-# soak.sh short|full: long use of the provider on a software token, in the host build and under Wine.
+# soak.sh short|full [BUILD]: uses the provider on a software token for a long time. The full form runs in the host build and
+# under Wine, the short form in BUILD (default host).
 # shellcheck source=tests/prove/common.sh
 . "$(dirname "$0")/common.sh"
 set -o pipefail
@@ -7,15 +8,15 @@ report=build/prove/soak/report
 mkdir -p build/prove/soak
 : >$report
 
-# soak_in BUILD SOAK LIBRARY SOFTTOKEN RUN...: the names of program, provider and token in that build; tests/bench/bench.sh makes
-# the token.
+# soak_in BUILD SOAK LIBRARY SOFTTOKEN RUN...: SOAK, LIBRARY and SOFTTOKEN are the file names of program, provider and token in
+# that build. tests/bench/bench.sh creates the token.
 soak_in() {
   local build=$PWD/build/$1 program=$2 library=$3 softtoken=$4
   shift 4
   echo "in $(basename "$build")"
   tests/bench/bench.sh "$build/tests/prove/$program" "$build/$library" "$build/softtoken/$softtoken" \
     "$build/softtoken/libtelvopkcs11.so" -- "$@" | tr -d '\r' | sed "s|\$| ($(basename "$build"))|" | tee -a $report ||
-    echo "FOUND the run in $(basename "$build") did not end as it should" | tee -a $report
+    echo "FOUND the run in $(basename "$build") failed" | tee -a $report
 }
 
 part=1

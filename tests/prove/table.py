@@ -6,12 +6,12 @@ import sys
 
 HEAD = """# Reliability
 
-What is claimed of the provider, and the runs that show it. `scripts/prove` writes this file and `tests/prove/results`, a group
-at a time: do not edit it. `scripts/prove GROUP` repeats a line. No group has suppressions. `scripts/test` runs a short form of each group but
-`soak`, which measures times, and `mutants`, which builds the sources anew; that of `unload` is the test `load_cycles`, and those of
-`fuzz` are the tests `fuzz_NAME`.
+The long proofs of the provider, and what they have shown. `scripts/prove` writes this file and `tests/prove/results`, one group
+at a time: do not edit it. `scripts/prove GROUP` repeats a row. No group has suppressions. `scripts/test` runs a short form of each group
+except `soak`, which measures times, and `mutants`, which needs its own build of the sources. The short form of `unload` is the test
+`load_cycles`; those of `fuzz` are the tests `fuzz_NAME`.
 
-*Commit* is what the sources were; a `+` after it says that they were changed since.
+*Commit* names the sources that ran; a `+` after it stands for uncommitted changes.
 
 | group | runs | findings | what the run has shown | time | commit | command |
 |---|---|---|---|---|---|---|

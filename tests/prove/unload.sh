@@ -1,6 +1,7 @@
 #!/bin/bash
-# unload.sh short|full: the library comes and goes under Wine and in the host build, with watchers on two real readers. Wine keeps a
-# megabyte of each thread that was terminated, so ten processes share the cycles, five at a time. The short form is the test load_cycles.
+# unload.sh short|full: loads and unloads the library under Wine and in the host build, with watchers on two real readers. Wine
+# keeps a megabyte for each terminated thread, so ten processes share the cycles, five at a time. The short form is the test
+# load_cycles.
 # shellcheck source=tests/prove/common.sh
 . "$(dirname "$0")/common.sh"
 rounds=1 processes=1 cycles=20
@@ -23,8 +24,9 @@ for ((round = 1; round <= rounds; ++round)); do
 done
 cycle Linux host load_cycles libtelvopkcs11.so libtelvocsp.so env
 
-# sum SYSTEM BEFORE: the sum of the kilobytes that stand after that text, over all processes
+# sum SYSTEM TEXT: prints the sum of the kilobytes after that text, over all processes
 sum() { sed -n "s/.*$2 \(-*[0-9]*\) KB.*/\1/p" build/prove/unload/"$1" | awk '{ sum += $1 } END { print sum + 0 }'; }
-finish $(((rounds + 1) * processes * cycles)) $findings "under Wine $((rounds * processes)) times $cycles cycles with two watchers: after \
-the first tenth, or the first 100, memory grew by $(sum Windows watchers:) KB in all; Wine keeps $(sum Windows alone:) KB of as many \
-terminated threads; in the host build, which keeps none, $processes times as many cycles grew by $(sum Linux watchers:) KB"
+finish $(((rounds + 1) * processes * cycles)) $findings "under Wine, $((rounds * processes)) processes with $cycles cycles and two watchers each: after \
+the first tenth, or the first 100 cycles, memory grew by $(sum Windows watchers:) KB in all, while Wine itself \
+keeps $(sum Windows alone:) KB for as many terminated threads; in the host build, which keeps nothing for them, $processes such processes \
+grew by $(sum Linux watchers:) KB"

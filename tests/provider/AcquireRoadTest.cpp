@@ -1,6 +1,6 @@
-// The road of one acquire: what the whole provider writes into the log and calls in the module, from
-// CryptAcquireContext to the open context. One card is in, with a certificate and its key pair. Object 1 is the
-// certificate, 2 the public key, 3 the private key.
+// One acquire from CryptAcquireContext to the open context: everything that the whole provider logs and every
+// call of the module. One card is in, with a certificate and its key pair. Object 1 is the certificate, object
+// 2 the public key, object 3 the private key.
 #include <array>
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-// What every object says of itself in a search, and what each class adds.
+// The attributes that a search reads of every object, and those that are read of each class.
 constexpr char kCommon[] = "CKA_CLASS[number], CKA_MODIFIABLE[1], CKA_PRIVATE[1], CKA_TOKEN[1]";
 constexpr char kOfCertificate[] = "CKA_ENCRYPT[1], CKA_VERIFY[1], CKA_CERTIFICATE_TYPE[number]";
 constexpr char kOfPublicKey[] =
@@ -26,12 +26,12 @@ std::string Read(int object, const char* attributes) {
 }
 
 const Calls kCalls = {
-    // The module is started, and told its slots.
+    // The module is started, and its slots are listed.
     "C_Initialize(null)",
     "C_GetSlotList(with token, null)",
     "C_GetSlotList(with token, room 1)",
     "C_GetSlotInfo(0)",
-    // The slot's token gets a session, and all its objects are listed.
+    // A session is opened on the slot's token, and all its objects are listed.
     "C_OpenSession(0, flags 6)",
     "C_FindObjectsInit(1, null of 0)",
     "C_FindObjects(1, 1)",
@@ -68,15 +68,15 @@ const Calls kCalls = {
     Read(2, kOfPublicKey),
     Read(2, "CKA_MODULUS?, CKA_PUBLIC_EXPONENT?, CKA_ID?"),
     Read(2, "CKA_MODULUS[128], CKA_PUBLIC_EXPONENT[3], CKA_ID[3]"),
-    // The certificates once more, now to be tied to their keys.
+    // The certificates once more, now to link them to their keys.
     Read(1, kOfCertificate),
     Read(1, "CKA_VALUE?"),
     Read(1, "CKA_VALUE[2]"),
-    // The token's record.
+    // The token's information.
     "C_GetTokenInfo(0)",
 };
 
-// The lines of a list of certificates that are read without their keys.
+// The lines for certificates that are read without their keys.
 std::string BareCertificates() {
   return Line("GetCertificates - Entry") + Line("GetCertificates - iteration begins") + Value("Iteration: ", "1") +
          Line("GetCertificates - Enter") + Line("GetCertificates - Get bare info") + Value("Iteration: ", "2") +
@@ -121,7 +121,7 @@ std::string LinkedCertificates() {
          Value("Object is not certificate. Object class: ", "3") + Line("GetCertificates - Exit");
 }
 
-// What comes before the walk through the slots.
+// The lines before the walk through the slots.
 std::string Beginning(const std::string& container) {
   std::array<char, MAX_PATH> program = {};
   GetModuleFileNameA(nullptr, program.data(), static_cast<DWORD>(program.size()));
@@ -138,7 +138,7 @@ std::string End() {
          Line("\nAddUnplugThread ") + Line("\nInitialization Finished") + Line("\nCPAcquireContext Success");
 }
 
-TEST_F(RoadTest, OfOneAcquireByReaderAndContainer) {
+TEST_F(RoadTest, OneAcquireByReaderAndContainer) {
   HCRYPTPROV context = 0;
   ASSERT_TRUE(CryptAcquireContextA(&context, kContainer, kProviderName, PROV_RSA_FULL, 0));
   EXPECT_EQ(Beginning(kContainer) + Line("\nIterating thru Readers") + Line("TELVO Reader A") +
@@ -153,8 +153,8 @@ TEST_F(RoadTest, OfOneAcquireByReaderAndContainer) {
   EXPECT_EQ(Calls{"C_CloseSession(1)"}, m_module.TakeCalls());
 }
 
-// Without a reader's name the log has other words. The module is asked the same.
-TEST_F(RoadTest, OfOneAcquireByContainer) {
+// Without a reader's name the log lines differ. The calls of the module are the same.
+TEST_F(RoadTest, OneAcquireByContainer) {
   HCRYPTPROV context = 0;
   ASSERT_TRUE(CryptAcquireContextA(&context, "one", kProviderName, PROV_RSA_FULL, 0));
   EXPECT_EQ(Beginning("one") + Line("\nIterating thru Readers") + Line("TELVO Reader A") +
@@ -168,8 +168,8 @@ TEST_F(RoadTest, OfOneAcquireByContainer) {
   CryptReleaseContext(context, 0);
 }
 
-// Without any name the default certificate is looked for, before the token's record is read.
-TEST_F(RoadTest, OfOneAcquireWithoutAName) {
+// Without any name the default certificate is looked for before the token's information is read.
+TEST_F(RoadTest, OneAcquireWithoutAName) {
   HCRYPTPROV context = 0;
   ASSERT_TRUE(CryptAcquireContextA(&context, nullptr, kProviderName, PROV_RSA_FULL, 0));
   Calls expected(kCalls.begin(), kCalls.end() - 1);

@@ -18,7 +18,7 @@ const char kNotFound[] = "80090016";
 
 class AcquireTest : public ProviderTest {
  protected:
-  // What the log says the context was bound to: the last reader that was visited.
+  // The last reader that was visited, according to the log. The context is bound to it.
   std::string VisitedLast() {
     const std::string log = TakeLog();
     const std::string mark = "\nIterating thru Readers   \n";
@@ -56,25 +56,25 @@ TEST_F(OneCardTest, AContainerIsAcquiredByReaderAndName) {
   EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), 0));
 }
 
-TEST_F(OneCardTest, WithoutANameTheCardsContainerIsAcquiredAndNobodyIsAsked) {
+TEST_F(OneCardTest, WithoutANameTheCardsContainerIsAcquiredWithoutADialog) {
   m_cardA.AddContainer("one");
   EXPECT_EQ("true", AcquireResult(nullptr, 0));
   EXPECT_THAT(TakeLog(), HasSubstr(Value("\nContainer: ", "one")));
 }
 
-TEST_F(OneCardTest, AContainerThatIsNowhereIsAcquiredAllTheSame) {
+TEST_F(OneCardTest, AMissingContainerIsAcquiredAnyway) {
   EXPECT_EQ("true", AcquireResult("one", 0));
   EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), 0));
 }
 
-TEST_F(TwoCardsTest, TheFirstCardThatHoldsTheContainerIsTaken) {
+TEST_F(TwoCardsTest, TheFirstCardWithTheContainerIsTaken) {
   m_cardA.AddContainer("other");
   m_cardB.AddContainer("one");
   EXPECT_EQ("true", AcquireResult("one", CRYPT_SILENT));
   EXPECT_EQ(kReaderB, VisitedLast());
 }
 
-TEST_F(TwoCardsTest, ANamedReaderIsNotLeftForTheOtherCard) {
+TEST_F(TwoCardsTest, ANamedReaderIsUsedEvenIfTheOtherCardHasTheContainer) {
   m_cardB.AddContainer("one");
   EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), 0));
   EXPECT_EQ(kReaderA, VisitedLast());
@@ -86,7 +86,7 @@ TEST_F(TwoCardsTest, ASilentContextWithoutANameTakesTheFirstCardWithAContainer) 
   EXPECT_EQ(kReaderB, VisitedLast());
 }
 
-TEST_F(TwoCardsTest, APublicKeyAloneIsAContainerOnlyOfANamedReader) {
+TEST_F(TwoCardsTest, APublicKeyAloneIsAContainerOnlyInANamedReader) {
   m_cardA.AddPublicKey("one");
   EXPECT_EQ("true", AcquireResult("one", 0));
   EXPECT_EQ(kNotFound, AcquireResult("one", DWORD{CRYPT_MACHINE_KEYSET}));
@@ -96,13 +96,13 @@ TEST_F(TwoCardsTest, APublicKeyAloneIsAContainerOnlyOfANamedReader) {
 
 // --- Low flags
 
-TEST_F(TwoCardsTest, AContainerThatIsNowhereIsNotFoundUnderALowFlag) {
+TEST_F(TwoCardsTest, AMissingContainerIsNotFoundWithALowFlag) {
   m_cardA.AddContainer("other");
   for (const DWORD flags : {kDelete, DWORD{CRYPT_SILENT}, DWORD{CRYPT_MACHINE_KEYSET}})
     EXPECT_EQ(kNotFound, AcquireResult("one", flags)) << flags;
 }
 
-TEST_F(TwoCardsTest, UnderANamedReaderAMissingContainerIsAcquiredAlsoUnderALowFlag) {
+TEST_F(TwoCardsTest, InANamedReaderAMissingContainerIsAcquiredEvenWithALowFlag) {
   for (const DWORD flags : {DWORD{CRYPT_SILENT}, DWORD{CRYPT_MACHINE_KEYSET}}) {
     EXPECT_EQ("true", AcquireResult(Named(kReaderB, "one").c_str(), flags)) << flags;
   }
@@ -117,28 +117,28 @@ TEST_F(OneCardTest, ANewContainerIsAcquired) {
   EXPECT_EQ("true", AcquireResult(Named(kReaderA, "one").c_str(), kNew));
 }
 
-TEST_F(OneCardTest, ANewContainerThatExistsIsRefused) {
+TEST_F(OneCardTest, ANewContainerIsRefusedIfItExists) {
   m_cardA.AddContainer("one");
   EXPECT_EQ(kExists, AcquireResult("one", kNew));
   EXPECT_EQ(kExists, AcquireResult(Named(kReaderA, "one").c_str(), kNew));
   EXPECT_EQ(kExists, AcquireResult(nullptr, kNew));
 }
 
-TEST_F(TwoCardsTest, ANewContainerUnderANamedReaderIsAcquired) {
+TEST_F(TwoCardsTest, ANewContainerInANamedReaderIsAcquired) {
   m_cardA.AddContainer("one");
   EXPECT_EQ("true", AcquireResult(Named(kReaderB, "one").c_str(), kNew));
 }
 
 TEST_F(OneCardTest, ASilentNewContainerIsNotFound) { EXPECT_EQ(kNotFound, AcquireResult("one", kNew | CRYPT_SILENT)); }
 
-TEST_F(OneCardTest, NewAndDeleteAreRefusedUnlessAnotherFlagIsWithThem) {
+TEST_F(OneCardTest, NewAndDeleteTogetherAreRefusedUnlessAnotherFlagIsSet) {
   EXPECT_EQ("80090009", AcquireResult("one", kNew | kDelete));
   EXPECT_EQ(kNotFound, AcquireResult("one", kNew | kDelete | CRYPT_SILENT));
 }
 
 // --- Deleted containers
 
-TEST_F(OneCardTest, AContainerIsDeletedWhenTheCardLetsIt) {
+TEST_F(OneCardTest, AContainerIsDeletedWhenTheCardAllowsIt) {
   m_cardA.AddContainer("one");
   Session login = m_cardA.LogIn();
   EXPECT_EQ("true", AcquireResult("one", kDelete));
@@ -146,7 +146,7 @@ TEST_F(OneCardTest, AContainerIsDeletedWhenTheCardLetsIt) {
   login.Close();
 }
 
-TEST_F(OneCardTest, ADeletionThatTheCardRefusesIsASuccessWithAHandle) {
+TEST_F(OneCardTest, ADeletionRefusedByTheCardSucceedsWithAHandle) {
   m_cardA.AddContainer("one");
   EXPECT_EQ("true", AcquireResult("one", kDelete));
   EXPECT_EQ(3U, m_cardA.CountObjects());
@@ -155,7 +155,7 @@ TEST_F(OneCardTest, ADeletionThatTheCardRefusesIsASuccessWithAHandle) {
 
 // --- Verification
 
-TEST_F(TwoCardsTest, VerificationNeedsNoNameAndTakesNone) {
+TEST_F(TwoCardsTest, VerificationNeedsNoNameAndRefusesOneUnlessSilent) {
   EXPECT_EQ("true", AcquireResult(nullptr, kVerify));
   EXPECT_EQ("80090009", AcquireResult("one", kVerify));
   EXPECT_EQ("true", AcquireResult("one", kVerify | CRYPT_SILENT));
@@ -166,7 +166,7 @@ TEST_F(NoCardTest, VerificationNeedsNoCard) { EXPECT_EQ("true", AcquireResult(nu
 
 // --- No card
 
-TEST_F(NoCardTest, ASilentContextNeedsTheUser) { EXPECT_EQ("80090022", AcquireResult(nullptr, CRYPT_SILENT)); }
+TEST_F(NoCardTest, ASilentContextWithoutANameIsRefused) { EXPECT_EQ("80090022", AcquireResult(nullptr, CRYPT_SILENT)); }
 
 TEST_F(NoCardTest, ANamedContainerFails) {
   EXPECT_EQ("80090020", AcquireResult("one", CRYPT_SILENT));
@@ -174,17 +174,17 @@ TEST_F(NoCardTest, ANamedContainerFails) {
   EXPECT_EQ("80090020", AcquireResult(Named(kReaderA, "one").c_str(), 0));
 }
 
-// --- The functions of the library itself, past the system
+// --- The library's own functions, without the system's CryptoAPI
 
 using AcquireFunction = BOOL(WINAPI*)(HCRYPTPROV*, LPCSTR, DWORD, void*);
 using ReleaseFunction = BOOL(WINAPI*)(HCRYPTPROV, DWORD);
 
-TEST_F(OneCardTest, ANullHandleIsInvalid) {
+TEST_F(OneCardTest, ANullHandlePointerIsInvalid) {
   EXPECT_FALSE(Export<AcquireFunction>("CPAcquireContext")(nullptr, "one", 0, nullptr));
   EXPECT_EQ(6U, GetLastError());
 }
 
-TEST_F(OneCardTest, AFailureClearsTheHandleAndADeletionLeavesItAlone) {
+TEST_F(OneCardTest, AFailureClearsTheHandleAndADeletionLeavesItUnchanged) {
   const auto acquire = Export<AcquireFunction>("CPAcquireContext");
   HCRYPTPROV handle = 0x1122334455667788;
   EXPECT_FALSE(acquire(&handle, "one", CRYPT_MACHINE_KEYSET, nullptr));
@@ -198,7 +198,7 @@ TEST_F(OneCardTest, AFailureClearsTheHandleAndADeletionLeavesItAlone) {
   login.Close();
 }
 
-TEST_F(OneCardTest, TwoContextsOfOneSecondHaveDifferentHandles) {
+TEST_F(OneCardTest, TwoContextsOfTheSameSecondHaveDifferentHandles) {
   const auto acquire = Export<AcquireFunction>("CPAcquireContext");
   const auto release = Export<ReleaseFunction>("CPReleaseContext");
   HCRYPTPROV first = 0;
@@ -223,7 +223,7 @@ std::string Opening(const std::string& container, const std::string& flags) {
 }
 
 TEST_F(OneCardTest, ASuccessfulAcquisitionIsLogged) {
-  // Keys are listed with the certificates of their identifiers.
+  // Listing the keys lists the certificates first.
   const std::string keysOfAnEmptyCard = Line("GetCertificates - Entry") + Line("GetCertificates - iteration begins") +
                                         Line("GetCertificates - Exit") +
                                         Line("GetPrivateKeys::Iterating through objects");

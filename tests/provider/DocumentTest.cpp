@@ -73,7 +73,7 @@ TEST_F(DocumentTest, TheUsersStoreHoldsTheCardsCertificatesWithTheirContainers) 
   EXPECT_THAT(containers, ::testing::UnorderedElementsAre(L"k1024", L"k2048", L"k3072", L"k4096"));
 }
 
-TEST_F(DocumentTest, PropagatedTwiceItIsStillThereOnce) {
+TEST_F(DocumentTest, ACertificatePropagatedTwiceIsThereOnce) {
   HCERTSTORE again = nullptr;
   DWORD length = sizeof(again);
   ASSERT_EQ("true",
@@ -97,8 +97,8 @@ TEST_F(DocumentTest, IsSignedWithSHA256) {
   Write("document.sha256.p7s", SignMessage(certificate, szOID_NIST_sha256));
 }
 
-TEST_F(DocumentTest, IsSignedByACertificateThatNamesItsContainerItself) {
-  // The key is found by the certificate alone: our own context is gone.
+TEST_F(DocumentTest, IsSignedThroughTheCertificateAlone) {
+  // The key is found through the certificate alone: our own context is released.
   Release();
   PCCERT_CONTEXT const certificate = Find(L"k4096");
   ASSERT_NE(nullptr, certificate);

@@ -1,6 +1,6 @@
 // Enrolment as an application does it: a new container, a key pair, a request and a certificate made by the system's
-// own functions, the certificate on the card. The script runs each group of tests in a process of its own, one after
-// the other, and has OpenSSL judge what was written.
+// own functions, the certificate on the card. The script runs each group of tests in a separate process, one after
+// another, and has OpenSSL verify the files that they write.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -33,7 +33,7 @@ class MakeTest : public EnrolmentTest {
     return encoded;
   }
 
-  // CertificationRequestInfo (RFC 2986, section 4.1), for which the system has no encoder everywhere.
+  // CertificationRequestInfo (RFC 2986, section 4.1). Not every system has an encoder for it.
   Bytes RequestInfo(const Bytes& subject) const {
     DWORD length = 0;
     CryptExportPublicKeyInfo(Handle(), AT_KEYEXCHANGE, kEncoding, nullptr, &length);
@@ -72,7 +72,7 @@ class MakeTest : public EnrolmentTest {
   }
 };
 
-TEST_F(MakeTest, AKeyWithRequestAndCertificateIsMade) {
+TEST_F(MakeTest, AKeyARequestAndACertificateAreCreated) {
   OpenEnrolled(CRYPT_NEWKEYSET);
   HCRYPTKEY key = 0;
   ASSERT_EQ("true", Result(CryptGenKey(Handle(), AT_KEYEXCHANGE, 2048U << 16U, &key)));
@@ -102,11 +102,11 @@ TEST_F(MakeTest, AKeyWithRequestAndCertificateIsMade) {
   CryptDestroyKey(key);
 }
 
-TEST_F(MakeTest, AContainerThatExistsIsNotMadeAnew) {
+TEST_F(MakeTest, AnExistingContainerIsNotCreatedAgain) {
   EXPECT_EQ("8009000F", AcquireResult(Named(kReaderA, kContainer).c_str(), CRYPT_NEWKEYSET));
 }
 
-// --- A process that comes later
+// --- A later process
 
 using LaterTest = EnrolmentTest;
 
@@ -141,12 +141,12 @@ TEST_F(LaterTest, TheContainerIsFoundByItsCertificateAndSigns) {
   CertCloseStore(store, 0);
 }
 
-// --- The last one
+// --- The last process
 
 using DeleteTest = EnrolmentTest;
 
-TEST_F(DeleteTest, TheContainerGoesWithKeysAndCertificate) {
-  // A deletion asks nobody for the PIN: another context has given it.
+TEST_F(DeleteTest, TheContainerIsDeletedWithItsKeysAndCertificate) {
+  // A deletion does not ask for the PIN, so another context supplies it first.
   OpenEnrolled(0);
   HCRYPTPROV deleted = 0;
   EXPECT_EQ("true", Result(CryptAcquireContextA(&deleted, Named(kReaderA, kContainer).c_str(), kProviderName,

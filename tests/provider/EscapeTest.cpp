@@ -1,4 +1,4 @@
-// The exceptions that leave an exported function, past the system's CryptoAPI: four, and no other.
+// The four exceptions that escape from exported functions, called without the system's CryptoAPI.
 #include <gtest/gtest.h>
 
 #include "RoadTest.h"
@@ -24,11 +24,11 @@ class EscapeTest : public RoadTest {
   HCRYPTPROV m_context = 0;
 };
 
-TEST_F(EscapeTest, AnUnknownHandleLeavesCPReleaseContext) {
+TEST_F(EscapeTest, AnUnknownHandleThrowsFromCPReleaseContext) {
   EXPECT_ANY_THROW(Export<ReleaseFunction>("CPReleaseContext")(0x0FFFFFFF, 0));
 }
 
-TEST_F(EscapeTest, AFailingTokenLeavesTheQuestionForItsSerial) {
+TEST_F(EscapeTest, AFailingTokenThrowsFromCPGetProvParamForItsSerial) {
   ASSERT_TRUE(Acquire(kContainer));
   const auto get = Export<GetParameterFunction>("CPGetProvParam");
   BYTE serial[16] = {};
@@ -38,7 +38,7 @@ TEST_F(EscapeTest, AFailingTokenLeavesTheQuestionForItsSerial) {
   EXPECT_ANY_THROW(get(m_context, PP_SMARTCARD_GUID, serial, &length, 0));
 }
 
-TEST_F(EscapeTest, AModulesErrorLeavesCPSetProvParam) {
+TEST_F(EscapeTest, AModuleErrorThrowsFromCPSetProvParam) {
   ASSERT_TRUE(Acquire(kContainer));
   m_module.FailNext("C_LoginExtended", CKR_PIN_INCORRECT);
   m_module.FailNext("C_GetSessionInfo", CKR_DEVICE_REMOVED);
@@ -46,8 +46,8 @@ TEST_F(EscapeTest, AModulesErrorLeavesCPSetProvParam) {
   EXPECT_ANY_THROW(Export<SetParameterFunction>("CPSetProvParam")(m_context, PP_KEYEXCHANGE_PIN, pin, 0));
 }
 
-// Nothing answers for the readers here, and with two tokens the user is to choose one.
-TEST_F(EscapeTest, TheReaderDialogsExceptionLeavesCPAcquireContext) {
+// No reader service answers here, and with two tokens the user has to choose one.
+TEST_F(EscapeTest, TheReaderDialogThrowsFromCPAcquireContext) {
   m_module.InsertToken("TELVO Reader B");
   EXPECT_ANY_THROW(Acquire(nullptr));
 }

@@ -1,5 +1,5 @@
-// Keys that go between this provider and the system's own: public keys as blobs in both directions, and session keys
-// that the system's provider makes for the container's exchange key.
+// Keys exchanged between this provider and the system's own: public keys as blobs in both directions, and session
+// keys that the system's provider makes for the container's exchange key.
 #include <gtest/gtest.h>
 #include <tuple>
 
@@ -37,8 +37,8 @@ class KeyExchangeTest : public SigningTest {
     return key;
   }
 
-  // The container's pair encrypts, decrypts and signs; the system's provider judges the signature by `wrapping`, the
-  // pair's public key.
+  // The container's pair encrypts, decrypts and signs; the system's provider verifies the signature with `wrapping`,
+  // the pair's public key.
   void ExpectPairWorks(HCRYPTKEY exchange, HCRYPTKEY wrapping) {
     const std::string text = "for the container's pair";
     Bytes data(text.begin(), text.end());
@@ -65,7 +65,7 @@ class KeyExchangeTest : public SigningTest {
   const OtherProvider m_other{MS_ENH_RSA_AES_PROV_A, PROV_RSA_AES};
 };
 
-TEST_F(KeyExchangeTest, APublicKeyOfTheSystemsProviderVerifiesItsSignatureHere) {
+TEST_F(KeyExchangeTest, AnImportedPublicKeyVerifiesTheSystemProvidersSignature) {
   HCRYPTKEY pair = 0;
   ASSERT_EQ("true", Result(CryptGenKey(m_other.Handle(), AT_KEYEXCHANGE, 2048U << 16U, &pair)));
   const HCRYPTKEY imported = Import(Handle(), Export(pair, 0, PUBLICKEYBLOB));
@@ -87,14 +87,14 @@ TEST_F(KeyExchangeTest, APublicKeyOfTheSystemsProviderVerifiesItsSignatureHere) 
   CryptDestroyKey(pair);
 }
 
-TEST_F(KeyExchangeTest, TheExchangeKeyComesBackAsItWent) {
+TEST_F(KeyExchangeTest, TheExchangeKeySurvivesExportAndImport) {
   const HCRYPTKEY exchange = UserKey(AT_KEYEXCHANGE);
   const Bytes blob = Export(exchange, 0, PUBLICKEYBLOB);
   const HCRYPTKEY imported = Import(m_other.Handle(), blob);
   EXPECT_EQ(blob, Export(imported, 0, PUBLICKEYBLOB));
   const HCRYPTKEY back = Import(Handle(), blob);
   Bytes expected = blob;
-  expected[5] = 0x24;  // what is imported is written as a signature key
+  expected[5] = 0x24;  // an imported key is exported as a signature key
   EXPECT_EQ(expected, Export(back, 0, PUBLICKEYBLOB));
   for (const HCRYPTKEY key : {back, exchange}) CryptDestroyKey(key);
   CryptDestroyKey(imported);
@@ -109,7 +109,7 @@ TEST_F(KeyExchangeTest, TheSignatureKeysBlobIsRefused) {
   CryptDestroyKey(signature);
 }
 
-TEST_F(KeyExchangeTest, TheHandleWorksOnAfterAQuestionForALength) {
+TEST_F(KeyExchangeTest, TheHandleStillWorksAfterALengthQuery) {
   const HCRYPTKEY exchange = UserKey(AT_KEYEXCHANGE);
   const HCRYPTKEY wrapping = Import(m_other.Handle(), Export(exchange, 0, PUBLICKEYBLOB));
   for (const DWORD size : {0u, 5u}) {
@@ -124,7 +124,7 @@ TEST_F(KeyExchangeTest, TheHandleWorksOnAfterAQuestionForALength) {
   for (const HCRYPTKEY key : {exchange, wrapping}) CryptDestroyKey(key);
 }
 
-TEST_F(KeyExchangeTest, TheHandleWorksOnAfterAFailure) {
+TEST_F(KeyExchangeTest, TheHandleStillWorksAfterAFailure) {
   const HCRYPTKEY exchange = UserKey(AT_KEYEXCHANGE);
   const HCRYPTKEY wrapping = Import(m_other.Handle(), Export(exchange, 0, PUBLICKEYBLOB));
   Bytes data(300);
@@ -171,7 +171,7 @@ class SessionKeyTest : public KeyExchangeTest, public ::testing::WithParamInterf
 INSTANTIATE_TEST_SUITE_P(With, SessionKeyTest, ::testing::ValuesIn(kCiphers),
                          [](const auto& item) { return item.param.name; });
 
-TEST_P(SessionKeyTest, WhatTheSystemsProviderEncryptedIsDecryptedHere) {
+TEST_P(SessionKeyTest, DataEncryptedByTheSystemsProviderIsDecryptedHere) {
   const HCRYPTKEY exchange = UserKey(AT_KEYEXCHANGE);
   const HCRYPTKEY wrapping = Import(m_other.Handle(), Export(exchange, 0, PUBLICKEYBLOB));
   const HCRYPTKEY theirs = GenerateTheirs(GetParam().algorithm);
@@ -192,7 +192,7 @@ TEST_P(SessionKeyTest, WhatTheSystemsProviderEncryptedIsDecryptedHere) {
   for (const HCRYPTKEY key : {ours, exchange, theirs, wrapping}) CryptDestroyKey(key);
 }
 
-TEST_P(SessionKeyTest, TheHandleWorksOnAfterAQuestionForALength) {
+TEST_P(SessionKeyTest, TheHandleStillWorksAfterALengthQuery) {
   const HCRYPTKEY exchange = UserKey(AT_KEYEXCHANGE);
   const HCRYPTKEY wrapping = Import(m_other.Handle(), Export(exchange, 0, PUBLICKEYBLOB));
   const HCRYPTKEY theirs = GenerateTheirs(GetParam().algorithm);

@@ -42,7 +42,7 @@ class KeysTest : public ProviderTest {
   HCRYPTKEY m_pair = 0;
 };
 
-TEST_F(KeysTest, TheBlobOfAnExportedSessionKeyComesBackOnlyTurnedRound) {
+TEST_F(KeysTest, AnExportedSessionKeyIsImportedOnlyWithItsBytesReversed) {
   Bytes blob = Export(Generate(CALG_3DES));
   ASSERT_EQ(140U, blob.size());
   EXPECT_EQ("80090020", Import(blob));
@@ -50,7 +50,7 @@ TEST_F(KeysTest, TheBlobOfAnExportedSessionKeyComesBackOnlyTurnedRound) {
   EXPECT_EQ("true", Import(blob));
 }
 
-TEST_F(KeysTest, SessionKeysGoFromTheCardWhenTheyAreDestroyed) {
+TEST_F(KeysTest, DestroyedSessionKeysAreRemovedFromTheCard) {
   const std::size_t before = m_cardA.CountObjects();
   for (const ALG_ID algorithm : kSessionKeys) {
     const HCRYPTKEY key = Generate(algorithm);
@@ -74,7 +74,7 @@ TEST_F(KeysTest, ASessionKeyEncryptsWholeBlocksAndDecryptsThem) {
   DWORD length = 24;
   ASSERT_EQ("true", Result(CryptEncrypt(key, 0, FALSE, 0, data.data(), &length, 24)));
   EXPECT_NE(plain, data);
-  // The IV has chained on: it is told anew.
+  // Chaining has changed the IV, so it is set again.
   const BYTE iv[8] = {};
   EXPECT_EQ("true", Result(CryptSetKeyParam(key, KP_IV, iv, 0)));
   ASSERT_EQ("true", Result(CryptDecrypt(key, 0, FALSE, 0, data.data(), &length)));

@@ -1,4 +1,4 @@
-// The login through the whole provider: a PIN that the application supplies, and what it is good for.
+// The login through the whole provider: a PIN that the application supplies, and what it permits.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -42,19 +42,19 @@ class LoginTest : public ProviderTest {
 
 TEST_F(LoginTest, WithoutAPINASilentContextDoesNotSign) { EXPECT_EQ("80090022", Sign(Handle())); }
 
-TEST_F(LoginTest, AWrongPINIsRefusedAndTheRightOneTaken) {
+TEST_F(LoginTest, AWrongPINIsRefusedAndTheRightOneAccepted) {
   EXPECT_NE("true", GivePIN(Handle(), "999999"));
   EXPECT_EQ("80090022", Sign(Handle()));
   EXPECT_EQ("true", GivePIN(Handle(), "123456"));
   EXPECT_EQ("true", Sign(Handle()));
 }
 
-TEST_F(LoginTest, ThePINOfOneContextServesASilentOne) {
+TEST_F(LoginTest, ThePINOfOneContextIsUsedByASilentOne) {
   EXPECT_EQ("true", GivePIN(Handle(), "123456"));
   EXPECT_EQ("true", Sign(OpenAnother()));
 }
 
-TEST_F(LoginTest, BehindAPulledCardNothingIsSigned) {
+TEST_F(LoginTest, AfterTheCardIsPulledNothingIsSigned) {
   EXPECT_EQ("true", GivePIN(Handle(), "123456"));
   EXPECT_EQ("true", Sign(Handle()));
   HCRYPTHASH hash = 0;

@@ -1,5 +1,5 @@
-// Container names through CryptAcquireContext, on a card with real objects. A container that is not found is refused
-// under CRYPT_MACHINE_KEYSET, and a found one acquired.
+// Container names through CryptAcquireContext, on a card with real objects. With CRYPT_MACHINE_KEYSET a container
+// that is found is acquired, and one that is not found is refused.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ class LookupTest : public ProviderTest {
 
 // --- Names in requests
 
-TEST_F(LookupTest, TheLogonPrefixesOfTheSystemAreCutOut) {
+TEST_F(LookupTest, TheSystemsLogonPrefixesAreRemoved) {
   m_cardA.AddCertificate("1234");
   m_cardA.AddCertificate("ABCX");
   EXPECT_TRUE(Finds(Named(kReaderA, "SmartcardLogon-1234")));
@@ -28,12 +28,12 @@ TEST_F(LookupTest, TheLogonPrefixesOfTheSystemAreCutOut) {
   EXPECT_FALSE(Finds("SmartcardLogon-SmartcardLogon-1234"));
 }
 
-TEST_F(LookupTest, BetweenReaderAndLastBackslashNothingCounts) {
+TEST_F(LookupTest, TextBetweenTheReaderAndTheLastBackslashIsIgnored) {
   m_cardA.AddCertificate("b");
   EXPECT_TRUE(Finds("\\\\.\\TELVO Reader A\\a\\b"));
 }
 
-TEST_F(LookupTest, AReaderWithoutAContainerTakesTheCardsFirst) {
+TEST_F(LookupTest, AReaderWithoutAContainerTakesTheCardsFirstContainer) {
   m_cardA.AddCertificate("one");
   EXPECT_TRUE(Finds("\\\\.\\TELVO Reader A\\"));
   EXPECT_TRUE(Finds("\\\\.\\TELVO Reader A"));
@@ -46,13 +46,13 @@ TEST_F(LookupTest, ANameOf260CharactersPassesAndOneOf261DoesNot) {
   EXPECT_EQ(static_cast<DWORD>(NTE_BAD_KEYSET_PARAM), GetLastError());
 }
 
-TEST_F(LookupTest, AnEmptyNameIsANameToVerify) {
+TEST_F(LookupTest, AnEmptyNameCountsAsANameForVerification) {
   EXPECT_FALSE(Acquire("", 0xF0000000));
   EXPECT_EQ(static_cast<DWORD>(NTE_BAD_FLAGS), GetLastError());
   EXPECT_TRUE(Acquire("", 0xF0000040));
 }
 
-TEST_F(LookupTest, OneTopBitIsEnoughToVerify) {
+TEST_F(LookupTest, OneTopBitIsEnoughForVerification) {
   EXPECT_TRUE(Acquire(nullptr, 0x10000000));
   EXPECT_FALSE(Acquire("one", 0x10000000));
   EXPECT_EQ(static_cast<DWORD>(NTE_BAD_FLAGS), GetLastError());
@@ -60,26 +60,26 @@ TEST_F(LookupTest, OneTopBitIsEnoughToVerify) {
 
 // --- Identifiers on the card
 
-TEST_F(LookupTest, ACertificateIsFoundAsTextAndInHexadecimal) {
+TEST_F(LookupTest, ACertificateIsFoundByTextAndByHexadecimal) {
   m_cardA.AddCertificate("ABC");
   EXPECT_TRUE(Finds("ABC"));
   EXPECT_TRUE(Finds("414243"));
   EXPECT_FALSE(Finds("abc"));
 }
 
-TEST_F(LookupTest, AKeyPairOfAPrintableIdentifierIsFoundAsTextAlone) {
+TEST_F(LookupTest, AKeyPairWithAPrintableIdentifierIsFoundOnlyByText) {
   m_cardA.AddKeyPair("ABC");
   EXPECT_TRUE(Finds("ABC"));
   EXPECT_FALSE(Finds("414243"));
 }
 
-TEST_F(LookupTest, AnIdentifierWithABlankIsFoundBothWays) {
+TEST_F(LookupTest, AnIdentifierWithASpaceIsFoundBothWays) {
   m_cardA.AddCertificate("A C");
   EXPECT_TRUE(Finds("412043"));
   EXPECT_TRUE(Finds("A C"));
 }
 
-TEST_F(LookupTest, AnIdentifierWithAZeroByteIsFoundByItsText) {
+TEST_F(LookupTest, AnIdentifierWithAZeroByteIsFoundByTheTextBeforeIt) {
   m_cardA.AddCertificate(std::string("A\0B", 3));
   EXPECT_TRUE(Finds("A"));
   EXPECT_TRUE(Finds("410042"));
@@ -87,7 +87,7 @@ TEST_F(LookupTest, AnIdentifierWithAZeroByteIsFoundByItsText) {
   EXPECT_THAT(TakeLog(), HasSubstr(Value("\nContainer: ", "A")));
 }
 
-TEST_F(LookupTest, AnIdentifierThatBeginsWithAZeroByteIsHexadecimal) {
+TEST_F(LookupTest, AnIdentifierThatStartsWithAZeroByteIsHexadecimal) {
   m_cardA.AddCertificate(std::string("\0A", 2));
   EXPECT_TRUE(Finds("0041"));
   EXPECT_TRUE(Acquire(nullptr, 0));
@@ -99,11 +99,11 @@ TEST_F(LookupTest, AnIdentifierThatBeginsWithAZeroByteIsHexadecimal) {
 TEST_F(LookupTest, WithoutADefaultTheFirstCertificateIsTaken) {
   for (const char* id : {"one", "two", "three"}) m_cardA.AddCertificate(id);
   EXPECT_TRUE(Acquire(nullptr, 0));
-  // The card lists its certificates by label and identifier.
+  // The card sorts its certificates by label and identifier.
   EXPECT_THAT(TakeLog(), HasSubstr(Line("\nRetrieving the very first container") + Value("\nContainer: ", "one")));
 }
 
-TEST_F(LookupTest, TheCertificateThatTheCardMarksIsTaken) {
+TEST_F(LookupTest, TheCertificateMarkedAsDefaultIsTaken) {
   m_cardA.AddCertificate("one", "A");
   m_cardA.AddCertificate("two", "Default");
   m_cardA.AddCertificate("three", "Z");

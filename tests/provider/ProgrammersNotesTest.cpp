@@ -1,5 +1,5 @@
-// What docs/programming.md tells programmers, tried through the system's CryptoAPI on a card with real keys. Each test
-// bears the name of a note, and shows both what goes wrong and what to do instead.
+// Checks the notes of docs/programming.md through the system's CryptoAPI on a card with real keys. Each test is named
+// after a note, and shows both what goes wrong and what to do instead.
 #include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,16 +24,16 @@ const char kNoKey[] = "8009000D";
 const char kFail[] = "80090020";
 const char kNoMoreItems[] = "00000103";
 
-Bytes Turned(const Bytes& bytes) { return {bytes.rbegin(), bytes.rend()}; }
+Bytes Reversed(const Bytes& bytes) { return {bytes.rbegin(), bytes.rend()}; }
 
-// 1, 2, 3, ...: no two bytes are alike, so that their order shows.
+// 1, 2, 3, ...: all bytes differ, so that their order shows.
 Bytes CountingBytes(std::size_t count) {
   Bytes bytes(count);
   for (std::size_t i = 0; i < count; ++i) bytes[i] = static_cast<BYTE>(i + 1);
   return bytes;
 }
 
-// A card without a container of the name "notes".
+// A card without a container named "notes".
 class NotesTest : public ProviderTest {
  protected:
   NotesTest() { m_cardB.Remove(); }
@@ -44,7 +44,7 @@ class NotesTest : public ProviderTest {
     if (hash != 0) CryptDestroyHash(hash);
     return result;
   }
-  // PP_ENUMCONTAINERS with a buffer of 128 bytes of which `declared` are owned up to: the name, or the last error.
+  // PP_ENUMCONTAINERS with a buffer of 128 bytes and the length `declared`. Returns the name, or the last error.
   std::string NextContainer(DWORD flags, DWORD declared = 128) {
     BYTE name[128] = {};
     const std::string result = Result(CryptGetProvParam(Handle(), PP_ENUMCONTAINERS, name, &declared, flags));
@@ -52,7 +52,7 @@ class NotesTest : public ProviderTest {
   }
 };
 
-// The container "notes" with a key pair of 1024 bits, and the PIN given.
+// The container "notes" with a key pair of 1024 bits, and the PIN supplied.
 class NotesKeyTest : public NotesTest {
  protected:
   NotesKeyTest() {
@@ -62,7 +62,7 @@ class NotesKeyTest : public NotesTest {
     EXPECT_EQ("true", Result(CryptGenKey(Handle(), AT_KEYEXCHANGE, 1024U << 16U, &m_pair)));
   }
 
-  // CryptEncrypt with the pair: the bytes as they come.
+  // CryptEncrypt with the pair. Returns the bytes in the provider's order.
   Bytes EncryptForPair(const Bytes& plain, DWORD flags = 0) const {
     Bytes data(128);
     std::copy(plain.begin(), plain.end(), data.begin());
@@ -81,7 +81,7 @@ class NotesKeyTest : public NotesTest {
   // A SIMPLEBLOB as every other provider writes it: the encrypted key with its least significant byte first.
   Bytes BlobOf(ALG_ID algorithm, const Bytes& value) const {
     Bytes blob = {SIMPLEBLOB, CUR_BLOB_VERSION, 0, 0, LOBYTE(algorithm), HIBYTE(algorithm), 0, 0, 0, 0xA4, 0, 0};
-    const Bytes encrypted = Turned(EncryptForPair(value));
+    const Bytes encrypted = Reversed(EncryptForPair(value));
     blob.insert(blob.end(), encrypted.begin(), encrypted.end());
     return blob;
   }
@@ -136,7 +136,7 @@ class NotesKeyTest : public NotesTest {
 
 // --- Containers
 
-TEST_F(NotesTest, AMissingContainerIsAcquiredAndTheQuestionForItsKeyTellsIt) {
+TEST_F(NotesTest, AMissingContainerIsAcquiredButItsKeyIsNotFound) {
   HCRYPTKEY key = 0;
   ASSERT_EQ("true", AcquireResult("notes", 0));
   EXPECT_EQ(kNoKey, Result(CryptGetUserKey(Handle(), AT_KEYEXCHANGE, &key)));
@@ -145,7 +145,7 @@ TEST_F(NotesTest, AMissingContainerIsAcquiredAndTheQuestionForItsKeyTellsIt) {
   EXPECT_EQ("80090016", AcquireResult("notes", CRYPT_SILENT));
 }
 
-TEST_F(NotesTest, VerificationHasNoHashesRandomNumbersOrContainersAndASilentContextHasThem) {
+TEST_F(NotesTest, UnlikeVerificationASilentContextHasHashesRandomBytesAndContainers) {
   m_cardA.AddContainer("notes");
   BYTE random[8] = {};
   ASSERT_EQ("true", AcquireResult(nullptr, CRYPT_VERIFYCONTEXT));
@@ -158,7 +158,7 @@ TEST_F(NotesTest, VerificationHasNoHashesRandomNumbersOrContainersAndASilentCont
   EXPECT_EQ("notes", NextContainer(CRYPT_FIRST));
 }
 
-TEST_F(NotesTest, ContainersGoOnWithCryptNextAloneAndTheNextOneIgnoresTheDeclaredLength) {
+TEST_F(NotesTest, OnlyCryptNextReturnsTheNextContainerAndItIgnoresTheDeclaredLength) {
   m_cardA.AddCertificate("first-container");
   m_cardA.AddCertificate("second-container");
   ASSERT_EQ("true", AcquireResult(Named(kReaderA, "").c_str(), CRYPT_SILENT));
@@ -171,12 +171,12 @@ TEST_F(NotesTest, ContainersGoOnWithCryptNextAloneAndTheNextOneIgnoresTheDeclare
               ::testing::UnorderedElementsAre("first-container", "second-container"));
 }
 
-TEST_F(NotesTest, ASilentContextIsNoNewContainerAlsoWithItsReader) {
+TEST_F(NotesTest, ASilentContextCreatesNoContainerEvenWithAReader) {
   EXPECT_EQ("80090016", AcquireResult("notes", CRYPT_NEWKEYSET | CRYPT_SILENT));
   EXPECT_EQ("80090016", AcquireResult(Named(kReaderA, "notes").c_str(), CRYPT_NEWKEYSET | CRYPT_SILENT));
 }
 
-TEST_F(NotesTest, ADeletionWithoutALoginDeletesNothingAndWithinOneItDeletes) {
+TEST_F(NotesTest, ADeletionTakesEffectOnlyDuringALogin) {
   m_cardA.AddContainer("notes");
   ASSERT_EQ("true", AcquireResult("notes", CRYPT_DELETEKEYSET));
   EXPECT_EQ(3U, m_cardA.CountObjects());
@@ -199,7 +199,7 @@ TEST_F(NotesKeyTest, OnePairAnswersToBothKeySpecsAndANewOneReplacesIt) {
   EXPECT_EQ(PublicKeyOf(AT_KEYEXCHANGE), PublicKeyOf(AT_SIGNATURE));
 }
 
-TEST_F(NotesKeyTest, AShortSignatureBufferIsNteFailAndTheLengthIsNotTold) {
+TEST_F(NotesKeyTest, AShortSignatureBufferFailsWithNteFailAndReturnsNoLength) {
   const HCRYPTHASH hash = HashOfAbc();
   BYTE signature[128] = {};
   DWORD length = 127;
@@ -214,15 +214,15 @@ TEST_F(NotesKeyTest, RsaEncryptionIsBigEndianAndDecryptionLittleEndian) {
   const Bytes plain = {'a', 'b', 'c'};
   const Bytes encrypted = EncryptForPair(plain);
   EXPECT_NE(plain, DecryptWithPair(encrypted));
-  EXPECT_EQ(plain, DecryptWithPair(Turned(encrypted)));
+  EXPECT_EQ(plain, DecryptWithPair(Reversed(encrypted)));
 }
 
 TEST_F(NotesKeyTest, OaepIsIgnored) {
   const Bytes plain = {'a', 'b', 'c'};
-  EXPECT_EQ(plain, DecryptWithPair(Turned(EncryptForPair(plain, kOaep)), 0));
-  EXPECT_EQ(plain, DecryptWithPair(Turned(EncryptForPair(plain)), kOaep));
-  // 117 bytes are the most that this padding leaves of 128, and more than OAEP would.
-  EXPECT_EQ(Bytes(117, 'x'), DecryptWithPair(Turned(EncryptForPair(Bytes(117, 'x'), kOaep))));
+  EXPECT_EQ(plain, DecryptWithPair(Reversed(EncryptForPair(plain, kOaep)), 0));
+  EXPECT_EQ(plain, DecryptWithPair(Reversed(EncryptForPair(plain)), kOaep));
+  // This padding leaves room for 117 of 128 bytes, which is more than OAEP would.
+  EXPECT_EQ(Bytes(117, 'x'), DecryptWithPair(Reversed(EncryptForPair(Bytes(117, 'x'), kOaep))));
 }
 
 // --- What mail and TLS can count on
@@ -251,7 +251,7 @@ TEST_F(NotesKeyTest, ASessionKeyEncryptsTheWholeBufferAndPadsNothing) {
   Bytes data(16, 'p');
   DWORD length = 5;  // five bytes in a buffer with room for their padding: the usual call
   EXPECT_EQ(kFail, Result(CryptEncrypt(key, 0, TRUE, 0, data.data(), &length, 8)));
-  length = 16;  // a room of 16 bytes, of which the first 8 go in
+  length = 16;  // here the length is the room, 16 bytes, and the buffer size, 8, is the length of the input
   EXPECT_EQ("true", Result(CryptEncrypt(key, 0, TRUE, 0, data.data(), &length, 8)));
   EXPECT_EQ(8U, length);
   Bytes part(5, 'p');
@@ -277,7 +277,7 @@ TEST_F(NotesKeyTest, ASessionKeyHasNoModeUntilModeOrIVIsSet) {
   EXPECT_FALSE(std::equal(both.begin(), both.begin() + 8, both.begin() + 8)) << "CBC";
 }
 
-TEST_F(NotesKeyTest, TheFlagsOfAGeneratedSessionKeyAreItsMode) {
+TEST_F(NotesKeyTest, TheFlagsOfAGeneratedSessionKeySetItsMode) {
   Bytes block(8, 'p');
   HCRYPTKEY key = 0;
   ASSERT_EQ("true", Result(CryptGenKey(Handle(), CALG_3DES, 0, &key)));
@@ -287,7 +287,7 @@ TEST_F(NotesKeyTest, TheFlagsOfAGeneratedSessionKeyAreItsMode) {
   EXPECT_FALSE(std::equal(both.begin(), both.begin() + 8, both.begin() + 8)) << "CBC";
 }
 
-TEST_F(NotesKeyTest, DecryptionInPiecesChainsOnlyWhenEachPieceIsToldItsIV) {
+TEST_F(NotesKeyTest, DecryptionInPiecesChainsOnlyIfTheIVIsSetForEachPiece) {
   const HCRYPTKEY key = Import(CALG_3DES, CountingBytes(24));
   const Bytes iv(8, 0x5A);
   const Bytes plain = CountingBytes(16);
@@ -306,7 +306,7 @@ TEST_F(NotesKeyTest, DecryptionInPiecesChainsOnlyWhenEachPieceIsToldItsIV) {
   EXPECT_EQ(plainSecond, Decrypt(key, second));
 }
 
-TEST_F(NotesKeyTest, ReadingTheIVTakesTheCallersBytes) {
+TEST_F(NotesKeyTest, ReadingTheIVSetsItToTheCallersBytes) {
   const HCRYPTKEY key = Import(CALG_3DES, CountingBytes(24));
   const Bytes block(8, 'p');
   SetIV(key, Bytes(8, 0x11));
@@ -320,7 +320,7 @@ TEST_F(NotesKeyTest, ReadingTheIVTakesTheCallersBytes) {
   EXPECT_EQ(ofTheBuffer, Encrypt(key, block));
 }
 
-TEST_F(NotesKeyTest, AnExportedSessionKeyIsNotReadBackAndItsLengthIs12Short) {
+TEST_F(NotesKeyTest, AnExportedSessionKeyCannotBeImportedAndItsLengthIs12TooSmall) {
   const Bytes value = CountingBytes(24);
   const HCRYPTKEY key = Import(CALG_3DES, value);
   DWORD length = 0;
@@ -332,12 +332,12 @@ TEST_F(NotesKeyTest, AnExportedSessionKeyIsNotReadBackAndItsLengthIs12Short) {
 
   HCRYPTKEY back = 0;
   EXPECT_EQ(kFail, ImportResult(blob, &back));
-  // Turned round it is taken; but the key's own bytes are turned as well.
+  // With its bytes reversed it is accepted, but the key's own bytes are then reversed as well.
   const Bytes encrypted(blob.begin() + 12, blob.end());
-  EXPECT_EQ(Turned(value), DecryptWithPair(Turned(encrypted)));
+  EXPECT_EQ(Reversed(value), DecryptWithPair(Reversed(encrypted)));
 }
 
-TEST_F(NotesKeyTest, EachDerivedKeyHasOneLengthThatNoCipherTakes) {
+TEST_F(NotesKeyTest, EachDerivedKeyHasOneLengthWhichNoCipherAccepts) {
   struct Row {
     ALG_ID algorithm;
     DWORD bits;
@@ -364,7 +364,7 @@ TEST_F(NotesKeyTest, EachDerivedKeyHasOneLengthThatNoCipherTakes) {
 
 // --- The log
 
-TEST_F(NotesKeyTest, TheLogShowsWhatIsHashedAndWhatIsDecrypted) {
+TEST_F(NotesKeyTest, TheLogShowsHashedAndDecryptedData) {
   TakeLog();
   const HCRYPTHASH hash = HashOfAbc();
   BYTE signature[128] = {};
@@ -372,7 +372,7 @@ TEST_F(NotesKeyTest, TheLogShowsWhatIsHashedAndWhatIsDecrypted) {
   ASSERT_EQ("true", Result(CryptSignHashA(hash, AT_SIGNATURE, nullptr, 0, signature, &length)));
   EXPECT_THAT(TakeLog(), HasSubstr("61 62 63 "));
   const Bytes secret = {'s', 'e', 'c', 'r', 'e', 't'};
-  const Bytes encrypted = Turned(EncryptForPair(secret));
+  const Bytes encrypted = Reversed(EncryptForPair(secret));
   TakeLog();
   EXPECT_EQ(secret, DecryptWithPair(encrypted));
   EXPECT_THAT(TakeLog(), HasSubstr("PlainText: 73 65 63 72 65 74 "));

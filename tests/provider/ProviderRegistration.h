@@ -1,5 +1,5 @@
-// ProviderRegistration: telvocsp.dll registered under its name in a registry of the test's own, loaded so that it stays
-// between two contexts, and its log. The environment names the library (TELVO_PROVIDER).
+// ProviderRegistration: registers telvocsp.dll under its name in the test's own registry, keeps it loaded between
+// contexts, and reads its log. The environment variable TELVO_PROVIDER names the library.
 #pragma once
 
 #include "common/Platform.h"
@@ -21,7 +21,7 @@ class ProviderRegistration {
 
   TestRegistry& Registry() { return m_registry; }
   HMODULE Library() const { return m_library; }
-  // What stands in the log behind the line that says when it started, or since the last time.
+  // The log lines since the start line, or since the last call.
   std::string TakeLog();
 
  private:
@@ -32,5 +32,5 @@ class ProviderRegistration {
   std::size_t m_taken = 0;
 };
 
-// The value of a variable of the environment; empty when there is none.
+// The value of an environment variable; empty when it is not set.
 std::string Environment(const char* name);

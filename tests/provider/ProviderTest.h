@@ -1,8 +1,8 @@
 // ProviderTest: the fixture of tests of the whole provider: telvocsp.dll, called through the system's CryptoAPI, on two
 // cards of the software token with real keys.
 //
-// The program's own parts of the client only prepare the cards. The environment names the folder in which files stand
-// for cards that are in (TELVO_CARDS).
+// The client code in this program only prepares the cards. The environment variable TELVO_CARDS names the folder whose
+// files represent inserted cards.
 #pragma once
 
 #include "common/Platform.h"
@@ -34,11 +34,11 @@ class ProviderTest : public ::testing::Test {
   HCRYPTPROV Handle() const { return m_handle; }
   void Release();
 
-  // The answer of a function of the system, as "true" or as the last error in hexadecimal.
+  // The result of a system function, as "true" or as the last error in hexadecimal.
   static std::string Result(BOOL done);
 
   std::string TakeLog() { return m_provider.TakeLog(); }
-  // A function of the library itself.
+  // A function that the library exports.
   template <typename Function>
   Function Export(const char* name) const {
     return ExportOf<Function>(m_provider.Library(), name);
@@ -54,5 +54,5 @@ class ProviderTest : public ::testing::Test {
   bool m_acquired = false;
 };
 
-// A container name that names its reader.
+// A container name that includes its reader.
 std::string Named(const std::string& reader, const std::string& container);

@@ -1,6 +1,5 @@
-// The road of one signature: what the whole provider, called through the system's CryptoAPI, writes into the log and
-// calls in the module from the hash that is made to the hash that is destroyed. The module is the scripted one, behind
-// the name of the token family's.
+// One signature through the system's CryptoAPI, from creating the hash to destroying it: everything that the whole
+// provider logs and every call of the module. The scripted module has the name of the token family's module.
 #include "RoadTest.h"
 
 #include <gtest/gtest.h>
@@ -17,12 +16,12 @@ std::string Frame(const std::string& function) {
          Line("\n" + function);
 }
 
-// What the log shows of a pointer.
+// The part of a pointer that the log shows.
 std::string Low32(const void* pointer) {
   return FormatNumber("%08X", static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(pointer)));
 }
 
-TEST_F(RoadTest, OfOneSignature) {
+TEST_F(RoadTest, OneSignature) {
   HCRYPTPROV context = 0;
   ASSERT_TRUE(CryptAcquireContextA(&context, kContainer, kProviderName, PROV_RSA_FULL, 0));
   const BYTE pin[] = "1234";
@@ -39,7 +38,7 @@ TEST_F(RoadTest, OfOneSignature) {
   ASSERT_TRUE(CryptSignHashA(hash, AT_KEYEXCHANGE, nullptr, 0, signature, &length));
   ASSERT_TRUE(CryptDestroyHash(hash));
   const std::string log = m_provider.TakeLog();
-  // The provider's own handle of the hash, which the system keeps to itself.
+  // The provider's own handle of the hash, which the system does not reveal.
   const std::string handleLabel = "\thHash: \t ";
   const std::string handle = log.substr(log.find(handleLabel) + handleLabel.size(), 8);
   EXPECT_EQ(

@@ -1,5 +1,5 @@
-// RoadTest: the fixture of tests of the whole provider on the scripted module, which lies behind the name of the token
-// family's. One container is on the card, kContainer.
+// RoadTest: the fixture of tests of the whole provider on the scripted module, which has the name of the token
+// family's module. One container is on the card, kContainer.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-// CryptSignHash and CryptVerifySignature with every hash and keys of every size: what is written here is judged by
-// OpenSSL afterwards, and OpenSSL's own signatures are judged here.
+// CryptSignHash and CryptVerifySignature with every hash and keys of every size: OpenSSL verifies the signatures
+// written here, and OpenSSL's own signatures are verified here.
 #include "common/Platform.h"
 
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ INSTANTIATE_TEST_SUITE_P(Of, SignatureTest,
 
 TEST_P(SignatureTest, IsWrittenForOpenSSL) { Write(File("signature"), Reversed(Sign(HashOf(Message(), Algorithm())))); }
 
-TEST_P(SignatureTest, OfOpenSSLIsAccepted) {
+TEST_P(SignatureTest, MadeByOpenSSLIsAccepted) {
   HCRYPTKEY key = 0;
   ASSERT_EQ("true", Result(CryptGetUserKey(Handle(), AT_SIGNATURE, &key)));
   Bytes signature = Reversed(Read(File("openssl")));
@@ -76,7 +76,7 @@ TEST_P(SignatureTest, IsAcceptedByTheSystemsOwnProvider) {
   const auto verify = [&] {
     HCRYPTHASH hash = 0;
     if (isSSL3) {
-      // That provider only takes the finished value.
+      // That provider accepts only the finished value.
       EXPECT_EQ("true", Result(CryptCreateHash(other.Handle(), CALG_SSL3_SHAMD5, 0, 0, &hash)));
       EXPECT_EQ("true", Result(CryptSetHashParam(hash, HP_HASHVAL, value.data(), 0)));
     } else {
@@ -107,7 +107,7 @@ class LongMessageTest : public SigningTest {
   LongMessageTest() : SigningTest(Logging::kOff) {}
 };
 
-TEST_F(LongMessageTest, Of256MiBIsSignedWithLittleMoreThanTwiceItsMemory) {
+TEST_F(LongMessageTest, Signing256MiBTakesLittleMoreThanTwiceThatMemory) {
   constexpr std::size_t kPieces = 4096;
   const Bytes piece = Read("piece");
   ASSERT_EQ(65536U, piece.size());

@@ -11,7 +11,7 @@ std::string Exchange(const std::string& name) { return std::getenv("TELVO_EXCHAN
 Bytes Reversed(const Bytes& bytes) { return {bytes.rbegin(), bytes.rend()}; }
 
 SigningTest::SigningTest(Logging logging) : ProviderTest(Cards::kAsTheyAre, logging) {
-  // The system's own providers, which accept what this one signed.
+  // The system's own providers, which verify this provider's signatures.
   const std::string providers = "SOFTWARE\\Microsoft\\Cryptography\\Defaults\\Provider\\";
   m_provider.Registry().SetValue(providers + MS_ENH_RSA_AES_PROV_A, "Type", REG_DWORD, {PROV_RSA_AES, 0, 0, 0});
   m_provider.Registry().SetText(providers + MS_ENH_RSA_AES_PROV_A, "Image Path", "rsaenh.dll");

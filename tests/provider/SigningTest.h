@@ -1,6 +1,6 @@
-// SigningTest: the fixture of tests on a card whose keys and certificates somebody else made: containers "k1024",
-// "k2048", "k3072" and "k4096", named after the size of their keys. Files of TELVO_EXCHANGE go to and come from
-// OpenSSL, whose byte order is the other one. Certificate stores of the user are the test's own.
+// SigningTest: the fixture for tests on a card whose keys and certificates another program made: containers "k1024",
+// "k2048", "k3072" and "k4096", named after the size of their keys. Files in TELVO_EXCHANGE are exchanged with OpenSSL,
+// which uses the opposite byte order. The user's certificate stores are the test's own.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@
 
 using Bytes = std::vector<unsigned char>;
 
-// An algorithm under the name that its files bear.
+// An algorithm and the name that its files have.
 struct HashName {
   ALG_ID id;
   const char* name;
@@ -22,12 +22,13 @@ class SigningTest : public ProviderTest {
   explicit SigningTest(Logging logging = Logging::kOn);
   ~SigningTest() override;
 
-  // A context on the container of keys of that size, logged in with the PIN.
+  // Opens a context on the container with keys of that size, and logs in with the PIN.
   void Open(int bits);
   // A hash of the message in our context, or in another one.
   HCRYPTHASH HashOf(const Bytes& message, ALG_ID algorithm) { return HashOf(Handle(), message, algorithm); }
   HCRYPTHASH HashOf(HCRYPTPROV provider, const Bytes& message, ALG_ID algorithm);
-  // CryptSignHash with a question for the length first; the hash is gone then. In CryptoAPI's byte order.
+  // CryptSignHash, after a call that asks for the length. Destroys the hash. The result is in CryptoAPI's
+  // byte order.
   Bytes Sign(HCRYPTHASH hash);
 
   static Bytes Message() { return Read("message"); }

@@ -1,5 +1,4 @@
-// SoftToken: one card of the software token, as the tests of the whole provider prepare it: put in, pulled, emptied,
-// filled.
+// SoftToken: one card of the software token, which the tests of the whole provider insert, pull, empty and fill.
 #pragma once
 
 #include "common/Platform.h"
@@ -29,7 +28,7 @@ class SoftToken {
   }
 
   std::size_t CountObjects();
-  // Opens a session and logs in; the caller closes it. All sessions of the process are logged in then.
+  // Opens a session and logs in; the caller closes it. This logs in all sessions of the process.
   Session LogIn();
 
  private:

@@ -11,14 +11,14 @@ namespace {
 
 class ThreadsTest : public ProviderTest {
  protected:
-  // Without the log, which takes most of the time that threads could share.
+  // Without the log, which would take most of the time in which the threads could overlap.
   ThreadsTest() : ProviderTest(Cards::kEmptied, Logging::kOff) { m_cardA.AddContainer("one"); }
 
   static bool AcquireOn(const char* container, HCRYPTPROV* handle) {
     return CryptAcquireContextA(handle, container, kProviderName, PROV_RSA_FULL, CRYPT_SILENT) != FALSE;
   }
 
-  // Brings a public key in and destroys it, again and again. Both are objects of a session, which all sessions see.
+  // Imports a public key and destroys it, repeatedly. Such keys are session objects, which all sessions see.
   static int UsePublicKeys(HCRYPTPROV provider, const std::vector<BYTE>& blob, int rounds) {
     int failures = 0;
     for (int round = 0; round < rounds; ++round) {

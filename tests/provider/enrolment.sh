@@ -1,7 +1,7 @@
 #!/bin/bash
 # enrolment.sh PROGRAM PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN -- RUN...
-# A container's life in three processes: made with key and certificate, found again, deleted. OpenSSL judges what comes
-# out of it.
+# A container's life in three processes: created with a key and a certificate, found again, deleted. OpenSSL checks the
+# results.
 set -eu
 program=$1 provider=$2 softtoken=$3 native_softtoken=$4
 shift 5
@@ -26,12 +26,13 @@ accept 'the subject of the request' \
 openssl x509 -inform DER -in certificate.der -out certificate.pem
 accept 'the certificate' openssl verify -CAfile certificate.pem certificate.pem
 openssl x509 -noout -pubkey -in certificate.pem -out public.pem
-accept 'the key of the request, which is that of the certificate' \
+accept "the key of the request, which is the certificate's" \
   cmp public.pem <(openssl req -noout -pubkey -inform DER -in request.der)
-# Another program sees them on the card: the name is the identifier, the certificate's is the label.
+# Another program sees them on the card: the container's name is the identifier, and the certificate's name is the
+# label.
 objects >objects.log
 [ "$(grep -c 'ID: *656e726f6c6c6564' objects.log)" -eq 3 ] || { cat objects.log; fail 'the card does not hold three objects'; }
-[ "$(grep -c 'label: *Enrolled' objects.log)" -eq 3 ] || { cat objects.log; fail 'an object bears another label'; }
+[ "$(grep -c 'label: *Enrolled' objects.log)" -eq 3 ] || { cat objects.log; fail 'an object has another label'; }
 
 process 'LaterTest.*'
 for signature in message found; do

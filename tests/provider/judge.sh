@@ -1,4 +1,5 @@
-# Sourced by the tests whose results OpenSSL judges: two cards in FOLDER, and a folder for what goes between.
+# Sourced by the tests whose results OpenSSL checks: two cards in FOLDER, and a folder for the files
+# exchanged with OpenSSL.
 
 fail() { echo "FAILED: $*"; exit 1; }
 

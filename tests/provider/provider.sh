@@ -1,6 +1,6 @@
 #!/bin/bash
 # provider.sh PROVIDER_TESTS PROVIDER SOFTTOKEN -- RUN... [GTEST_ARGUMENT...]
-# The tests of the whole provider, in a folder of their own with two software tokens.
+# The tests of the whole provider, in a separate folder with two software tokens.
 set -eu
 program=$1 provider=$2 softtoken=$3
 shift 4

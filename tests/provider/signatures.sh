@@ -1,7 +1,7 @@
 #!/bin/bash
 # signatures.sh PROGRAM PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN -- RUN...
 # Signatures through the system's CryptoAPI, with keys and certificates that OpenSSL made and pkcs11-tool put on the card;
-# OpenSSL is the judge.
+# OpenSSL verifies them.
 set -eu
 program=$1 provider=$2 softtoken=$3 native_softtoken=$4
 shift 5
@@ -17,12 +17,12 @@ sizes="1024 2048 3072 4096"
 hashes="md5 sha1 sha256 sha512"
 seq 1 20000 >message
 seq 1 20000 | head -c 65536 >piece
-# What SSL3 signs is MD5 with SHA-1 behind it, without a DigestInfo.
+# SSL3 signs MD5 followed by SHA-1, without a DigestInfo.
 { openssl dgst -md5 -binary message; openssl dgst -sha1 -binary message; } >md5sha1
 
 put() { # put FILE TYPE NAME
   pkcs11-tool --module "$native_softtoken" --slot 0 --login --pin 123456 --write-object "$1" --type "$2" \
-    --id "$(printf %s "$3" | od -An -tx1 | tr -d ' \n')" --label "$3" >put.log 2>&1 || { cat put.log; fail "$1 is not put"; }
+    --id "$(printf %s "$3" | od -An -tx1 | tr -d ' \n')" --label "$3" >put.log 2>&1 || { cat put.log; fail "$1 was not put on the card"; }
 }
 for size in $sizes; do
   openssl genrsa -traditional -out "$size.key" "$size" 2>genrsa.log

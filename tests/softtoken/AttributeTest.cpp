@@ -1,4 +1,4 @@
-// Attributes that SoftHSM does not have, alone and among those it has.
+// Attributes that SoftHSM does not have, alone and together with those that it has.
 #include <algorithm>
 #include <cstring>
 
@@ -112,7 +112,7 @@ TEST_F(AttributeTest, AShortBufferDoesNotKeepTheOthersFromBeingRead) {
   EXPECT_EQ('#', value[0]);
 }
 
-TEST_F(AttributeTest, AShortBufferForTheBitsOfAPrivateKey) {
+TEST_F(AttributeTest, AShortBufferForTheBitsOfAPrivateKeyIsRefused) {
   const KeyPair pair = GenerateKeyPair(session);
   unsigned char bits[4] = {};
   CK_ATTRIBUTE attribute = {CKA_MODULUS_BITS, bits, sizeof bits};
@@ -138,7 +138,7 @@ TEST_F(AttributeTest, AnUnknownObjectHasNoVirtualAttributes) {
   EXPECT_EQ(CKR_OBJECT_HANDLE_INVALID, f.C_GetAttributeValue(session, 4711, &attribute, 1));
 }
 
-TEST_F(AttributeTest, VirtualAttributesAreNotSet) {
+TEST_F(AttributeTest, VirtualAttributesAreReadOnly) {
   const CK_OBJECT_HANDLE certificate = Create(session, ProviderCertificate("label", "id", "value"));
   Template attributes;
   attributes.Bytes(CKA_LABEL, "x").Flag(CKA_DEFAULT_CERT, true);
@@ -147,7 +147,7 @@ TEST_F(AttributeTest, VirtualAttributesAreNotSet) {
   EXPECT_EQ("label", Read(session, certificate, CKA_LABEL));
 }
 
-TEST_F(AttributeTest, TheSameAttributeOfAKeyIsSet) {
+TEST_F(AttributeTest, TheSameAttributeOfAKeyCanBeSet) {
   const CK_OBJECT_HANDLE key = Create(session, ProviderSecretKey(CKK_AES, std::string(16, 'k')));
   Template attributes;
   attributes.Flag(CKA_ENCRYPT, false);
@@ -155,7 +155,7 @@ TEST_F(AttributeTest, TheSameAttributeOfAKeyIsSet) {
   EXPECT_EQ(std::string(1, '\0'), Read(session, key, CKA_ENCRYPT));
 }
 
-TEST_F(AttributeTest, VirtualAttributesTakePartInASearch) {
+TEST_F(AttributeTest, VirtualAttributesCanBeSearchedFor) {
   const CK_OBJECT_HANDLE first = Create(session, ProviderCertificate("The default", "1", "value"));
   const CK_OBJECT_HANDLE second = Create(session, ProviderCertificate("other", "2", "value"));
   const KeyPair pair = GenerateKeyPair(session);
@@ -170,7 +170,7 @@ TEST_F(AttributeTest, VirtualAttributesTakePartInASearch) {
   EXPECT_EQ(Handles{}, Find(session, Template().Bytes(CKA_DEFAULT_CERT, "")));
 }
 
-// The table of what SoftHSM has a place for, against SoftHSM itself.
+// Checks the table of the attributes that SoftHSM can store against SoftHSM itself.
 struct Sample {
   CK_ATTRIBUTE_TYPE type;
   char kind;  // flag, number, bytes or date
@@ -261,7 +261,7 @@ Template Minimal(CK_OBJECT_CLASS objectClass) {
   return attributes;
 }
 
-TEST_F(AttributeTest, NoKnownAttributeKeepsAnObjectFromBeingCreated) {
+TEST_F(AttributeTest, EveryKnownAttributeIsAcceptedWhenAnObjectIsCreated) {
   for (const CK_OBJECT_CLASS objectClass :
        {CKO_DATA, CKO_CERTIFICATE, CKO_PUBLIC_KEY, CKO_PRIVATE_KEY, CKO_SECRET_KEY}) {
     for (const Sample& sample : kSamples) {
@@ -274,7 +274,7 @@ TEST_F(AttributeTest, NoKnownAttributeKeepsAnObjectFromBeingCreated) {
   }
 }
 
-TEST_F(AttributeTest, NoKnownAttributeKeepsAKeyFromBeingGenerated) {
+TEST_F(AttributeTest, EveryKnownAttributeIsAcceptedWhenAKeyIsGenerated) {
   for (const Sample& sample : kSamples) {
     SCOPED_TRACE(::testing::Message() << "attribute " << std::hex << sample.type);
     CK_OBJECT_HANDLE object = 0;
@@ -296,7 +296,7 @@ TEST_F(AttributeTest, NoKnownAttributeKeepsAKeyFromBeingGenerated) {
   }
 }
 
-TEST_F(AttributeTest, WhatAnObjectHasAPlaceForIsKept) {
+TEST_F(AttributeTest, AttributesThatAnObjectCanStoreAreKept) {
   for (const CK_OBJECT_CLASS objectClass :
        {CKO_DATA, CKO_CERTIFICATE, CKO_PUBLIC_KEY, CKO_PRIVATE_KEY, CKO_SECRET_KEY}) {
     Template attributes = Minimal(objectClass);

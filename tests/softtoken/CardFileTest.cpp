@@ -34,7 +34,7 @@ class CardFileTest : public ::testing::Test {
   const CardFile m_file{m_folder.Path(), kSerial, 3};
 };
 
-TEST_F(CardFileTest, TheRightPinIsRight) {
+TEST_F(CardFileTest, TheRightPinIsAccepted) {
   EXPECT_TRUE(Offer("1234").right);
   EXPECT_EQ(3u, Offer("1234").triesLeft);
   EXPECT_TRUE(Offer("98765", PinOwner::SecurityOfficer).right);
@@ -49,7 +49,7 @@ TEST_F(CardFileTest, EachWrongPinCostsATryAndTheLastOneLocks) {
   EXPECT_EQ(0u, m_file.WrongTries(PinOwner::SecurityOfficer));
 }
 
-TEST_F(CardFileTest, ARightPinGivesTheTriesBack) {
+TEST_F(CardFileTest, TheRightPinRestoresTheTries) {
   Offer("0000");
   Offer("0000");
   EXPECT_TRUE(Offer("1234").right);
@@ -63,7 +63,7 @@ TEST_F(CardFileTest, ANewPinHasAllItsTries) {
   EXPECT_TRUE(Offer("5555").right);
 }
 
-TEST_F(CardFileTest, AChangeWantsTheOldPin) {
+TEST_F(CardFileTest, AChangeNeedsTheOldPin) {
   const std::string wrong = "0000", right = "1234";
   EXPECT_EQ(2u, m_file.Change(PinOwner::User, testing::BytesOf(wrong), 4, MakeSecret("5555")).triesLeft);
   EXPECT_TRUE(Offer("1234").right);
@@ -78,13 +78,13 @@ TEST_F(CardFileTest, FewerTriesInTheSettingsLockAtOnce) {
   EXPECT_FALSE(strict.Offer(PinOwner::User, testing::BytesOf(std::string("1234")), 4).right);
 }
 
-TEST_F(CardFileTest, NeitherPinStandsInTheFile) {
+TEST_F(CardFileTest, TheFileContainsNeitherPin) {
   m_file.Set(PinOwner::User, MakeSecret("secret-pin"));
   EXPECT_EQ(std::string::npos, Content().find("secret-pin"));
   EXPECT_EQ(std::string::npos, Content().find("98765"));
 }
 
-TEST_F(CardFileTest, TwoCardsWithOnePinHaveDifferentDigestsAndKeys) {
+TEST_F(CardFileTest, TheSamePinHasDifferentDigestsAndEachCardItsOwnKey) {
   const CardFile other(m_folder.Path(), "A000000000000002", 3);
   other.Make(MakeSecret("1234"), MakeSecret("1234"));
   EXPECT_NE(m_file.StoreKey(), other.StoreKey());
@@ -117,7 +117,7 @@ TEST_F(CardFileTest, TriesOfSeveralThreadsAllCount) {
   EXPECT_EQ(10u, patient.WrongTries(PinOwner::User));
 }
 
-TEST_F(CardFileTest, ADamagedFileIsNotTakenForAnEmptyOne) {
+TEST_F(CardFileTest, ATruncatedFileIsRefused) {
   const std::string good = Content();
   for (std::size_t length = 0; length + 1 < good.size(); ++length) {
     WriteFile(Path(), good.substr(0, length));

@@ -21,12 +21,12 @@ class CipherVectorTest : public RunningTokenTest, public ::testing::WithParamInt
   const std::string plain = FromHex(GetParam().plain), encrypted = FromHex(GetParam().encrypted);
 };
 
-TEST_P(CipherVectorTest, OneCall) {
+TEST_P(CipherVectorTest, InOneCall) {
   EXPECT_EQ(encrypted, Encrypt(session, mechanism, key, plain));
   EXPECT_EQ(plain, Decrypt(session, mechanism, key, encrypted));
 }
 
-TEST_P(CipherVectorTest, Bytewise) {
+TEST_P(CipherVectorTest, ByteByByte) {
   ASSERT_EQ(CKR_OK, f.C_EncryptInit(session, &mechanism, key));
   std::string result;
   CK_BYTE piece[64] = {};
@@ -91,7 +91,7 @@ TEST_F(CipherTest, KeysAreGenerated) {
   }
 }
 
-TEST_F(CipherTest, AMechanismWantsExactlyItsParameter) {
+TEST_F(CipherTest, AMechanismNeedsExactlyItsParameter) {
   const CK_OBJECT_HANDLE key = Create(session, ProviderSecretKey(CKK_AES, std::string(16, 'k')));
   char iv[16] = {};
   const CK_MECHANISM wrong[] = {
@@ -103,7 +103,7 @@ TEST_F(CipherTest, AMechanismWantsExactlyItsParameter) {
   EXPECT_EQ(CKR_ARGUMENTS_BAD, f.C_EncryptInit(session, nullptr, key));
 }
 
-TEST_F(CipherTest, WhatIsNotOfferedIsRefused) {
+TEST_F(CipherTest, MechanismsThatAreNotOfferedAreRefused) {
   const CK_OBJECT_HANDLE key = Create(session, ProviderSecretKey(CKK_AES, std::string(16, 'k')));
   CK_AES_CTR_PARAMS counter = {};
   CK_MECHANISM mechanism = {CKM_AES_CTR, &counter, sizeof counter};
@@ -131,7 +131,7 @@ TEST_F(CipherTest, EveryListedMechanismHasInformation) {
   EXPECT_EQ(42u, count);
 }
 
-TEST_F(CipherTest, ASecondInitWaitsForTheFirstToEnd) {
+TEST_F(CipherTest, ASecondInitIsRefusedUntilTheFirstEnds) {
   const CK_OBJECT_HANDLE key = Create(session, ProviderSecretKey(CKK_AES, std::string(16, 'k')));
   CK_MECHANISM mechanism = {CKM_AES_ECB, nullptr, 0};
   ASSERT_EQ(CKR_OK, f.C_EncryptInit(session, &mechanism, key));

@@ -11,7 +11,7 @@ namespace {
 
 using LifecycleTest = TokenTest;
 
-TEST_F(LifecycleTest, FinalizeAndInitializeAgain) {
+TEST_F(LifecycleTest, TheModuleStartsAgainAfterFinalize) {
   Start();
   const CK_SESSION_HANDLE before = Open();
   ASSERT_EQ(CKR_OK, Login(before));
@@ -27,7 +27,7 @@ TEST_F(LifecycleTest, FinalizeAndInitializeAgain) {
   }
 }
 
-// Creates certificates in a process of its own; returns 0 if all went well.
+// Creates certificates in another process. Returns 0 on success.
 int CreateInOtherProcess(CK_FUNCTION_LIST& f, int count) {
   CK_SESSION_HANDLE session = 0;
   if (f.C_Initialize(nullptr) != CKR_OK) return 1;
@@ -41,7 +41,7 @@ int CreateInOtherProcess(CK_FUNCTION_LIST& f, int count) {
   return 0;
 }
 
-TEST_F(LifecycleTest, TwoProcessesThatStartAtOnceMakeOneCard) {
+TEST_F(LifecycleTest, TwoProcessesThatStartAtTheSameTimeMakeOneCard) {
   WriteSettings(kOneCard);
   for (int round = 0; round < 10; ++round) {
     std::filesystem::remove_all(Folder() + "/state");
@@ -79,7 +79,7 @@ TEST_F(LifecycleTest, AnObjectIsSeenWholeOrNotAtAll) {
   EXPECT_EQ(std::size_t{kObjects}, Find(session, {}).size());
 }
 
-TEST_F(LifecycleTest, WhatAnotherProcessMakesIsSeen) {
+TEST_F(LifecycleTest, ObjectsOfAnotherProcessAreSeen) {
   OtherProcess other([this] { return CreateInOtherProcess(f, 1); });
   Start();
   const CK_SESSION_HANDLE session = Open();
@@ -128,7 +128,7 @@ TEST_F(LifecycleTest, ThreadsUseTheirOwnSessionsAtTheSameTime) {
   EXPECT_EQ(0, failures[2]);
 }
 
-TEST_F(LifecycleTest, OneThreadMayStopTheModuleUnderAnother) {
+TEST_F(LifecycleTest, OneThreadMayStopTheModuleWhileAnotherCallsIt) {
   Start();
   const CK_SESSION_HANDLE session = Open();
   std::vector<CK_RV> unexpected;
@@ -146,7 +146,7 @@ TEST_F(LifecycleTest, OneThreadMayStopTheModuleUnderAnother) {
   EXPECT_EQ(std::vector<CK_RV>{}, unexpected);
 }
 
-// The module as it is built, loaded as an application loads it.
+// The built module, loaded as an application loads it.
 class LoadedModule {
  public:
   LoadedModule() : m_handle(::dlopen(TELVO_MODULE, RTLD_NOW | RTLD_LOCAL)) {
@@ -171,11 +171,11 @@ bool IsLoaded(const char* library) {
   return handle != nullptr;
 }
 
-TEST_F(LifecycleTest, TheLibraryIsLoadedAgainAfterItWasUnloadedWhileRunning) {
+TEST_F(LifecycleTest, TheLibraryCanBeReloadedAfterItWasUnloadedWhileRunning) {
   WriteSettings(kOneCard);
   for (int i = 0; i < 3; ++i) {
     const LoadedModule module;
-    ASSERT_EQ(CKR_OK, module->C_Initialize(nullptr)) << "SoftHSM runs since the first time";
+    ASSERT_EQ(CKR_OK, module->C_Initialize(nullptr)) << "SoftHSM has been running since the first round";
     CK_SESSION_HANDLE session = 0;
     ASSERT_EQ(CKR_OK, module->C_OpenSession(0, kReadWrite, nullptr, nullptr, &session));
     EXPECT_EQ(CKR_OK, module->C_Login(session, CKU_USER, Text(kPin), 6));
@@ -184,7 +184,7 @@ TEST_F(LifecycleTest, TheLibraryIsLoadedAgainAfterItWasUnloadedWhileRunning) {
     data.Number(CKA_CLASS, CKO_DATA).Flag(CKA_TOKEN, true).Bytes(CKA_LABEL, "data");
     EXPECT_EQ(CKR_OK, module->C_CreateObject(session, data.Data(), data.Count(), &object));
   }
-  EXPECT_FALSE(IsLoaded(TELVO_MODULE)) << "or the test proves nothing";
+  EXPECT_FALSE(IsLoaded(TELVO_MODULE)) << "otherwise the test proves nothing";
   const LoadedModule module;
   ASSERT_EQ(CKR_OK, module->C_Initialize(nullptr));
   CK_SESSION_HANDLE session = 0;
@@ -201,7 +201,7 @@ TEST_F(LifecycleTest, TheLibraryExportsOneName) {
   const LoadedModule module;
   void* const handle = ::dlopen(TELVO_MODULE, RTLD_NOW | RTLD_NOLOAD);
   ASSERT_NE(nullptr, handle);
-  // Looked up in the library alone: a name of its dependencies does not count.
+  // The handle limits the search to the library and its dependencies.
   for (const char* name :
        {"C_Initialize", "C_LoginExtended", "WindowsGetFunctionList", "_ZN9softtoken11NativeTableEv"}) {
     EXPECT_EQ(nullptr, ::dlsym(handle, name)) << name;
@@ -218,7 +218,7 @@ TEST_F(LifecycleTest, AProcessMayEndWithoutFinalize) {
     if (f.C_OpenSession(0, kReadWrite, nullptr, nullptr, &session) != CKR_OK) return 2;
     if (Login(session) != CKR_OK) return 3;
     GenerateSessionKeyPair(session);
-    std::exit(42);  // with the destructors of every library, unlike a test's own end
+    std::exit(42);  // runs the destructors of every library, unlike the usual end of a child
   });
   other.Release();
   EXPECT_EQ(42, other.Wait());

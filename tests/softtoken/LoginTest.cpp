@@ -17,7 +17,7 @@ TEST_F(LoginTest, TheRightPinLogsIn) {
   EXPECT_EQ(kReadWrite, SessionInfo(session).flags);
 }
 
-TEST_F(LoginTest, WhoIsLoggedInIsNotLoggedInAgain) {
+TEST_F(LoginTest, ASecondLoginIsRefused) {
   ASSERT_EQ(CKR_OK, LoginExtended(session));
   EXPECT_EQ(CKR_USER_ALREADY_LOGGED_IN, LoginExtended(session));
   EXPECT_EQ(CKR_USER_ALREADY_LOGGED_IN, LoginExtended(Open(), "wrong!")) << "and no try is spent";
@@ -25,15 +25,15 @@ TEST_F(LoginTest, WhoIsLoggedInIsNotLoggedInAgain) {
   EXPECT_EQ(0u, SessionInfo(session).ulDeviceError);
 }
 
-TEST_F(LoginTest, ExtendedLoginAnswersTheTriesLeft) {
+TEST_F(LoginTest, ExtendedLoginReturnsTheTriesLeft) {
   EXPECT_EQ(2u, LoginExtended(session, "000000"));
   EXPECT_EQ(1u, LoginExtended(session, "12345"));
   EXPECT_EQ(CKR_PIN_LOCKED, LoginExtended(session, "1234567"));
-  EXPECT_EQ(CKR_PIN_LOCKED, LoginExtended(session)) << "though it is the right one";
+  EXPECT_EQ(CKR_PIN_LOCKED, LoginExtended(session)) << "even with the right PIN";
   EXPECT_EQ(CKS_RW_PUBLIC_SESSION, SessionInfo(session).state);
 }
 
-TEST_F(LoginTest, TheStandardLoginAnswersTheStandardCodes) {
+TEST_F(LoginTest, TheStandardLoginReturnsTheStandardCodes) {
   EXPECT_EQ(CKR_PIN_INCORRECT, Login(session, "000000"));
   EXPECT_EQ(CKR_PIN_INCORRECT, Login(session, "000000"));
   EXPECT_EQ(CKR_PIN_LOCKED, Login(session, "000000"));
@@ -53,14 +53,14 @@ TEST_F(LoginTest, TheDeviceErrorCarriesTheTriesLeftAfterAWrongPin) {
   EXPECT_EQ(0u, SessionInfo(session).ulDeviceError) << "locked";
 }
 
-TEST_F(LoginTest, AGoodLoginGivesTheTriesBack) {
+TEST_F(LoginTest, ASuccessfulLoginRestoresTheTries) {
   EXPECT_EQ(2u, LoginExtended(session, "000000"));
   ASSERT_EQ(CKR_OK, LoginExtended(session));
   ASSERT_EQ(CKR_OK, f.C_Logout(session));
   EXPECT_EQ(2u, LoginExtended(session, "000000"));
 }
 
-TEST_F(LoginTest, TheTokenFlagsTellOfTheTries) {
+TEST_F(LoginTest, TheTokenFlagsShowTheTries) {
   EXPECT_EQ(0u, TokenInfo().flags & kPinFlags);
   Login(session, "000000");
   EXPECT_EQ(CKF_USER_PIN_COUNT_LOW, TokenInfo().flags & kPinFlags);
@@ -72,7 +72,7 @@ TEST_F(LoginTest, TheTokenFlagsTellOfTheTries) {
   EXPECT_EQ(CKF_USER_PIN_COUNT_LOW | CKF_USER_PIN_LOCKED | CKF_SO_PIN_COUNT_LOW, TokenInfo().flags & kPinFlags);
 }
 
-TEST_F(LoginTest, TheCardRemembersTries) {
+TEST_F(LoginTest, TheCardKeepsTheTriesAcrossARestart) {
   EXPECT_EQ(2u, LoginExtended(session, "000000"));
   Restart();
   session = Open();
@@ -80,7 +80,7 @@ TEST_F(LoginTest, TheCardRemembersTries) {
   EXPECT_EQ(1u, LoginExtended(session, "000000"));
 }
 
-TEST_F(LoginTest, OnlyUsersThatThereAreLogIn) {
+TEST_F(LoginTest, UnknownUsersAreRefused) {
   EXPECT_EQ(CKR_USER_TYPE_INVALID, Login(session, kPin, 17));
   EXPECT_EQ(CKR_OPERATION_NOT_INITIALIZED, Login(session, kPin, CKU_CONTEXT_SPECIFIC));
   EXPECT_EQ(CKR_ARGUMENTS_BAD, f.C_Login(session, CKU_USER, nullptr, 0));
@@ -96,7 +96,7 @@ TEST_F(LoginTest, LogoutNeedsALogin) {
   EXPECT_EQ(CKS_RW_PUBLIC_SESSION, SessionInfo(session).state);
 }
 
-TEST_F(LoginTest, TheLoginHoldsUntilTheLastSessionCloses) {
+TEST_F(LoginTest, TheLoginLastsUntilTheLastSessionCloses) {
   const CK_SESSION_HANDLE other = Open();
   ASSERT_EQ(CKR_OK, Login(session));
   ASSERT_EQ(CKR_OK, f.C_CloseSession(session));
@@ -129,7 +129,7 @@ TEST_F(LoginTest, TheUserChangesThePin) {
   EXPECT_EQ(CKR_OK, LoginExtended(session, "abcd"));
 }
 
-TEST_F(LoginTest, WithoutALoginItIsTheUsersPinThatIsChanged) {
+TEST_F(LoginTest, WithoutALoginTheUsersPinIsChanged) {
   EXPECT_EQ(CKR_OK, f.C_SetPIN(session, Text(kPin), 6, Text("abcd"), 4));
   EXPECT_EQ(CKR_OK, Login(session, "abcd"));
 }
@@ -151,7 +151,7 @@ TEST_F(LoginTest, AWrongOldPinCostsATry) {
   EXPECT_EQ(CKR_PIN_LOCKED, f.C_SetPIN(session, Text(kPin), 6, Text("abcd"), 4));
 }
 
-TEST_F(LoginTest, ANewPinMustHaveARightLength) {
+TEST_F(LoginTest, ANewPinMustHaveAValidLength) {
   EXPECT_EQ(CKR_PIN_LEN_RANGE, f.C_SetPIN(session, Text("000000"), 6, Text("123"), 3)) << "and no try is spent";
   EXPECT_EQ(CKR_PIN_LEN_RANGE, f.C_SetPIN(session, Text(kPin), 6, Text("12345678901234567"), 17));
   EXPECT_EQ(CKR_ARGUMENTS_BAD, f.C_SetPIN(session, nullptr, 0, Text("1234"), 4));
@@ -159,11 +159,11 @@ TEST_F(LoginTest, ANewPinMustHaveARightLength) {
   EXPECT_EQ(0u, SessionInfo(session).ulDeviceError);
 }
 
-TEST_F(LoginTest, APinIsChangedInAReadWriteSession) {
+TEST_F(LoginTest, AReadOnlySessionCannotChangeThePin) {
   EXPECT_EQ(CKR_SESSION_READ_ONLY, f.C_SetPIN(Open(kReadOnly), Text(kPin), 6, Text("abcd"), 4));
 }
 
-TEST_F(LoginTest, TheSecurityOfficerUnblocks) {
+TEST_F(LoginTest, TheSecurityOfficerUnlocksThePin) {
   for (int i = 0; i < 3; ++i) Login(session, "000000");
   ASSERT_EQ(CKR_PIN_LOCKED, Login(session));
   ASSERT_EQ(CKR_OK, Login(session, kSoPin, CKU_SO));
@@ -171,7 +171,7 @@ TEST_F(LoginTest, TheSecurityOfficerUnblocks) {
   EXPECT_EQ(CKR_PIN_LEN_RANGE, f.C_InitPIN(session, Text("123"), 3));
   EXPECT_EQ(CKR_OK, f.C_InitPIN(session, Text("4444"), 4));
   ASSERT_EQ(CKR_OK, f.C_Logout(session));
-  EXPECT_EQ(2u, LoginExtended(session, kPin)) << "the old PIN, and all tries are there again";
+  EXPECT_EQ(2u, LoginExtended(session, kPin)) << "the old PIN is wrong, and all tries are restored";
   EXPECT_EQ(CKR_OK, LoginExtended(session, "4444"));
 }
 
@@ -185,7 +185,7 @@ TEST_F(LoginTest, TheSecurityOfficerHasTriesToo) {
   EXPECT_EQ(2u, LoginExtended(session, "000000", CKU_SO));
   EXPECT_EQ(CKR_PIN_INCORRECT, Login(session, "000000", CKU_SO));
   EXPECT_EQ(CKR_PIN_LOCKED, LoginExtended(session, "000000", CKU_SO));
-  EXPECT_EQ(0u, SessionInfo(session).ulDeviceError) << "the user's PIN is what it tells of";
+  EXPECT_EQ(0u, SessionInfo(session).ulDeviceError) << "it reports the tries of the user's PIN";
   EXPECT_EQ(CKR_OK, Login(session));
 }
 
@@ -200,7 +200,7 @@ TEST_F(LoginTest, TheSecurityOfficerWorksInReadWriteSessionsOnly) {
 
 class LoginSettingsTest : public TokenTest {};
 
-TEST_F(LoginSettingsTest, AWrongPinMayBeAnsweredByTheStandardCode) {
+TEST_F(LoginSettingsTest, AWrongPinMayReturnTheStandardCode) {
   Start("wrong_pin = incorrect\n" + std::string(kOneCard));
   const CK_SESSION_HANDLE session = Open();
   EXPECT_EQ(CKR_PIN_INCORRECT, LoginExtended(session, "000000"));
@@ -209,7 +209,7 @@ TEST_F(LoginSettingsTest, AWrongPinMayBeAnsweredByTheStandardCode) {
   EXPECT_EQ(CKR_PIN_LOCKED, LoginExtended(session, "000000"));
 }
 
-TEST_F(LoginSettingsTest, FifteenTriesFitTheCount) {
+TEST_F(LoginSettingsTest, FifteenTriesFitInTheCount) {
   std::string settings = kOneCard;
   settings.replace(settings.find("tries = 3"), 9, "tries = 15");
   Start(settings);
@@ -226,7 +226,7 @@ TEST_F(LoginSettingsTest, ASingleTryIsTheFinalOne) {
   EXPECT_EQ(CKR_PIN_LOCKED, LoginExtended(Open(), "000000"));
 }
 
-TEST_F(LoginSettingsTest, ThePinOfTheSettingsIsForNewCardsOnly) {
+TEST_F(LoginSettingsTest, ThePinInTheSettingsIsOnlyForNewCards) {
   Start();
   ASSERT_EQ(CKR_OK, f.C_Finalize(nullptr));
   std::string settings = kOneCard;

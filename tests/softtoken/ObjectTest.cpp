@@ -7,7 +7,7 @@ namespace {
 
 using Handles = std::vector<CK_OBJECT_HANDLE>;
 
-// A pair on the card, made under a login that is gone again.
+// A key pair on the card. The login that made it has ended.
 class LoggedOutTest : public LoggedInTokenTest {
  protected:
   void SetUp() override {
@@ -38,7 +38,7 @@ TEST_F(LoggedOutTest, PrivateObjectsAreSeenBeforeAnyLogin) {
   EXPECT_EQ(CKO_PRIVATE_KEY, ReadNumber(session, found[1], CKA_CLASS));
 }
 
-TEST_F(LoggedOutTest, APrivateKeyIsNotUsed) {
+TEST_F(LoggedOutTest, APrivateKeyCannotBeUsed) {
   CK_OBJECT_HANDLE made = 0;
   Template secret;
   secret.Number(CKA_CLASS, CKO_SECRET_KEY).Number(CKA_KEY_TYPE, CKK_AES);
@@ -57,12 +57,12 @@ TEST_F(LoggedOutTest, APrivateKeyIsNotUsed) {
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, f.C_DigestKey(session, pair.privateKey));
 }
 
-TEST_F(LoggedOutTest, TheSecurityOfficerDoesNotUseItEither) {
+TEST_F(LoggedOutTest, TheSecurityOfficerCannotUseAPrivateKeyEither) {
   ASSERT_EQ(CKR_OK, Login(session, kSoPin, CKU_SO));
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, f.C_SignInit(session, &rsa, pair.privateKey));
 }
 
-TEST_F(LoggedOutTest, APrivateKeyIsNotCopiedToWhereItCouldBeUsed) {
+TEST_F(LoggedOutTest, APrivateKeyCannotBeCopiedIntoTheSession) {
   CK_OBJECT_HANDLE copy = 0;
   Template inSession;
   inSession.Flag(CKA_TOKEN, false);
@@ -70,12 +70,12 @@ TEST_F(LoggedOutTest, APrivateKeyIsNotCopiedToWhereItCouldBeUsed) {
             f.C_CopyObject(session, pair.privateKey, inSession.Data(), inSession.Count(), &copy));
 }
 
-TEST_F(LoggedOutTest, APublicKeyIsUsed) {
+TEST_F(LoggedOutTest, APublicKeyCanBeUsed) {
   EXPECT_EQ(128u, Encrypt(session, rsa, pair.publicKey, "message").size());
   EXPECT_EQ(CKR_OK, f.C_VerifyInit(session, &rsa, pair.publicKey));
 }
 
-TEST_F(LoggedOutTest, TheCardIsNotChanged) {
+TEST_F(LoggedOutTest, TheCardCannotBeChanged) {
   Template label;
   label.Bytes(CKA_LABEL, "new");
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, f.C_SetAttributeValue(session, pair.publicKey, label.Data(), label.Count()));
@@ -96,7 +96,7 @@ TEST_F(LoggedOutTest, TheCardIsNotChanged) {
   EXPECT_EQ(2u, Find(session, {}).size());
 }
 
-TEST_F(LoggedOutTest, AFlagThatIsClearedFirstIsStillSeen) {
+TEST_F(LoggedOutTest, ASecondTokenFlagIsNotMissed) {
   Template sneaky;
   sneaky.Number(CKA_CLASS, CKO_DATA).Flag(CKA_TOKEN, false).Flag(CKA_TOKEN, true);
   CK_OBJECT_HANDLE made = 0;
@@ -135,7 +135,7 @@ TEST_F(LoggedOutTest, SessionKeysSurviveALogout) {
   EXPECT_EQ(before, Encrypt(session, {CKM_AES_ECB, nullptr, 0}, aes, std::string(16, 'x')));
 }
 
-TEST_F(LoggedOutTest, APrivateSecretKeyOfTheCardIsNotUsedEither) {
+TEST_F(LoggedOutTest, APrivateSecretKeyOfTheCardCannotBeUsedEither) {
   ASSERT_EQ(CKR_OK, Login(session));
   Template attributes;
   attributes.Number(CKA_CLASS, CKO_SECRET_KEY).Number(CKA_KEY_TYPE, CKK_AES).Flag(CKA_TOKEN, true);
@@ -146,21 +146,21 @@ TEST_F(LoggedOutTest, APrivateSecretKeyOfTheCardIsNotUsedEither) {
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, f.C_EncryptInit(session, &ecb, aes));
 }
 
-TEST_F(LoggedOutTest, AnUnknownKeyIsAnInvalidHandleAndNotAMissingLogin) {
+TEST_F(LoggedOutTest, AnUnknownKeyIsReportedAsAnInvalidHandle) {
   EXPECT_EQ(CKR_OBJECT_HANDLE_INVALID, f.C_SignInit(session, &rsa, 4711));
   EXPECT_EQ(CKR_OBJECT_HANDLE_INVALID, f.C_DestroyObject(session, 4711));
 }
 
 using ObjectTest = LoggedInTokenTest;
 
-TEST_F(ObjectTest, AReadOnlySessionDoesNotChangeTheCard) {
+TEST_F(ObjectTest, AReadOnlySessionCannotChangeTheCard) {
   const CK_SESSION_HANDLE readOnly = Open(kReadOnly);
   Template certificate = ProviderCertificate("c", "id", "value");
   CK_OBJECT_HANDLE made = 0;
   EXPECT_EQ(CKR_SESSION_READ_ONLY, f.C_CreateObject(readOnly, certificate.Data(), certificate.Count(), &made));
 }
 
-TEST_F(ObjectTest, LabelsOfKeysAreChanged) {
+TEST_F(ObjectTest, LabelsOfKeysCanBeChanged) {
   const KeyPair pair = GenerateKeyPair(session);
   for (const CK_OBJECT_HANDLE key : {pair.publicKey, pair.privateKey}) {
     Template label;
@@ -170,7 +170,7 @@ TEST_F(ObjectTest, LabelsOfKeysAreChanged) {
   }
 }
 
-TEST_F(ObjectTest, ObjectsOfTheCardOutliveTheProcess) {
+TEST_F(ObjectTest, ObjectsOfTheCardSurviveARestart) {
   const KeyPair pair = GenerateKeyPair(session);
   const std::string modulus = Read(session, pair.publicKey, CKA_MODULUS);
   Restart();
@@ -187,7 +187,7 @@ TEST_F(ObjectTest, ADestroyedObjectIsGone) {
   EXPECT_EQ(Handles{pair.publicKey}, Find(session, {}));
 }
 
-TEST_F(ObjectTest, SessionObjectsGoWithTheirSession) {
+TEST_F(ObjectTest, SessionObjectsEndWithTheirSession) {
   const CK_SESSION_HANDLE other = Open();
   Create(other, ProviderSecretKey(CKK_AES, std::string(16, 'k')));
   EXPECT_EQ(1u, Find(session, {}).size());
@@ -195,15 +195,15 @@ TEST_F(ObjectTest, SessionObjectsGoWithTheirSession) {
   EXPECT_EQ(0u, Find(session, {}).size());
 }
 
-TEST_F(ObjectTest, ObjectsAreListedInOneOrderInEveryProcess) {
+TEST_F(ObjectTest, ObjectsAreListedInAFixedOrder) {
   for (const char* name : {"c", "a", "d", "b"}) Create(session, ProviderCertificate(name, name, "value"));
   Create(session, ProviderSecretKey(CKK_AES, std::string(16, 'k')));
   std::string order;
   for (const CK_OBJECT_HANDLE object : Find(session, {})) order += Read(session, object, CKA_LABEL).substr(0, 1);
-  EXPECT_EQ(std::string("abcd\0", 5), order) << "the card's by class, label and identifier, then the session's";
+  EXPECT_EQ(std::string("abcd\0", 5), order) << "first the card's, by class, label and identifier, then the session's";
 }
 
-TEST_F(ObjectTest, ASearchIsHandedOutInPieces) {
+TEST_F(ObjectTest, ASearchReturnsItsResultsInPieces) {
   for (const char* name : {"a", "b", "c"}) Create(session, ProviderCertificate(name, name, "value"));
   const Handles all = Find(session, {});
   ASSERT_EQ(CKR_OK, f.C_FindObjectsInit(session, nullptr, 0));
@@ -223,14 +223,14 @@ TEST_F(ObjectTest, ASearchIsHandedOutInPieces) {
   EXPECT_EQ(CKR_OPERATION_NOT_INITIALIZED, f.C_FindObjects(session, piece, 2, &count));
 }
 
-TEST_F(ObjectTest, AttributesAreReadAndOperationsBegunDuringASearch) {
+TEST_F(ObjectTest, AttributesAreReadAndOperationsStartedDuringASearch) {
   const KeyPair pair = GenerateKeyPair(session);
   ASSERT_EQ(CKR_OK, f.C_FindObjectsInit(session, nullptr, 0));
   EXPECT_EQ("container", Read(session, pair.publicKey, CKA_ID));
   EXPECT_EQ(128u, Sign(session, {CKM_RSA_PKCS, nullptr, 0}, pair.privateKey, "message").size());
 }
 
-TEST_F(ObjectTest, MoreObjectsThanOnePieceAreFound) {
+TEST_F(ObjectTest, MoreObjectsThanFitInOnePieceAreFound) {
   for (int i = 0; i < 70; ++i) {
     Template data;
     data.Number(CKA_CLASS, CKO_DATA).Flag(CKA_TOKEN, false).Flag(CKA_PRIVATE, false);

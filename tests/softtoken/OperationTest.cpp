@@ -1,4 +1,4 @@
-// No call of an operation, whether it asks for a length or fails, keeps a session from its next operation.
+// After a call that asks for a length or fails, a session can always start its next operation.
 #include "ProviderTemplates.h"
 #include "TokenTest.h"
 #include "Verifier.h"
@@ -91,8 +91,8 @@ class EveryOperationTest : public OperationTest, public ::testing::WithParamInte
   CK_RV Work(CK_BYTE_PTR data, CK_BYTE_PTR result, CK_ULONG_PTR resultLen) {
     return (f.*GetParam().step)(session, data, GetParam().input, result, resultLen);
   }
-  // The session is as good as new.
-  void ExpectNothingUnderWay() {
+  // No operation is active, and a new one works.
+  void ExpectNoActiveOperation() {
     EXPECT_EQ(CKR_OPERATION_NOT_INITIALIZED, Work(BytesOf(in), BytesOf(out), &length));
     ExpectWholeOperation();
   }
@@ -110,20 +110,20 @@ class EveryOperationTest : public OperationTest, public ::testing::WithParamInte
 INSTANTIATE_TEST_SUITE_P(Operations, EveryOperationTest, ::testing::ValuesIn(kRows),
                          [](const auto& test) { return test.param.name; });
 
-TEST_P(EveryOperationTest, AQuestionNeedsNoData) {
+TEST_P(EveryOperationTest, ALengthQueryNeedsNoData) {
   ASSERT_EQ(CKR_OK, Begin());
   EXPECT_EQ(CKR_OK, Work(nullptr, nullptr, &length));
   EXPECT_EQ(GetParam().answer, length);
   ExpectWholeOperation();
 }
 
-TEST_P(EveryOperationTest, TheOperationGoesOnAfterAQuestionWithoutData) {
+TEST_P(EveryOperationTest, TheOperationContinuesAfterALengthQueryWithoutData) {
   ASSERT_EQ(CKR_OK, Begin());
   EXPECT_EQ(CKR_OK, Work(nullptr, nullptr, &length));
   EXPECT_EQ(CKR_OK, Work(BytesOf(in), BytesOf(out), &length));
 }
 
-TEST_P(EveryOperationTest, AnyOtherOperationFollowsAQuestion) {
+TEST_P(EveryOperationTest, AnyOtherOperationMayFollowALengthQuery) {
   ASSERT_EQ(CKR_OK, Begin());
   EXPECT_EQ(CKR_OK, Work(nullptr, nullptr, &length));
   CK_MECHANISM sha = {CKM_SHA256, nullptr, 0}, rsa = {CKM_RSA_PKCS, nullptr, 0};
@@ -135,30 +135,30 @@ TEST_P(EveryOperationTest, AnyOtherOperationFollowsAQuestion) {
   EXPECT_EQ(128, Sign(session, rsa, pair.privateKey, "text").size());
 }
 
-TEST_P(EveryOperationTest, TooSmallABufferIsNoEnd) {
+TEST_P(EveryOperationTest, ATooSmallBufferDoesNotEndTheOperation) {
   ASSERT_EQ(CKR_OK, Begin());
   length = 1;
   EXPECT_EQ(CKR_BUFFER_TOO_SMALL, Work(BytesOf(in), BytesOf(out), &length));
   EXPECT_EQ(CKR_OK, Work(BytesOf(in), BytesOf(out), &length));
 }
 
-TEST_P(EveryOperationTest, DataThatIsMissingEndsIt) {
+TEST_P(EveryOperationTest, MissingDataEndsTheOperation) {
   ASSERT_EQ(CKR_OK, Begin());
   EXPECT_EQ(CKR_ARGUMENTS_BAD, Work(nullptr, BytesOf(out), &length));
-  ExpectNothingUnderWay();
+  ExpectNoActiveOperation();
 }
 
-TEST_P(EveryOperationTest, ALengthThatIsMissingEndsIt) {
+TEST_P(EveryOperationTest, AMissingLengthEndsTheOperation) {
   ASSERT_EQ(CKR_OK, Begin());
   EXPECT_EQ(CKR_ARGUMENTS_BAD, Work(BytesOf(in), BytesOf(out), nullptr));
-  ExpectNothingUnderWay();
+  ExpectNoActiveOperation();
   if (GetParam().step == &F::C_EncryptUpdate || GetParam().step == &F::C_DecryptUpdate) return;
   ASSERT_EQ(CKR_OK, Begin());
   EXPECT_EQ(CKR_ARGUMENTS_BAD, Work(nullptr, nullptr, nullptr));
-  ExpectNothingUnderWay();
+  ExpectNoActiveOperation();
 }
 
-// --- What the table has no place for
+// --- What the table does not cover
 
 class PartsTest : public OperationTest {
  protected:
@@ -167,7 +167,7 @@ class PartsTest : public OperationTest {
   CK_MECHANISM rsa = {CKM_RSA_PKCS, nullptr, 0};
 };
 
-TEST_F(PartsTest, NoDataIsDataOfNoLength) {
+TEST_F(PartsTest, NullDataOfLengthZeroIsAccepted) {
   ASSERT_EQ(CKR_OK, f.C_DigestInit(session, &sha));
   EXPECT_EQ(CKR_OK, f.C_DigestUpdate(session, nullptr, 0));
   EXPECT_EQ(CKR_OK, f.C_DigestFinal(session, BytesOf(out), &length));
@@ -183,7 +183,7 @@ TEST_F(PartsTest, NoDataIsDataOfNoLength) {
   EXPECT_EQ(0, length);
 }
 
-TEST_F(PartsTest, ADigestThatFailsHasEnded) {
+TEST_F(PartsTest, AFailedDigestHasEnded) {
   const CK_OBJECT_HANDLE publicKey = KeyOf(Key::Public);
   const std::function<CK_RV()> failures[] = {[&] { return f.C_DigestUpdate(session, nullptr, 5); },
                                              [&] { return f.C_DigestFinal(session, BytesOf(out), nullptr); },
@@ -196,7 +196,7 @@ TEST_F(PartsTest, ADigestThatFailsHasEnded) {
   }
 }
 
-TEST_F(PartsTest, ASignatureThatFailsHasEnded) {
+TEST_F(PartsTest, AFailedSignatureHasEnded) {
   const CK_OBJECT_HANDLE key = KeyOf(Key::Private);
   ASSERT_EQ(CKR_OK, f.C_SignInit(session, &hashing, key));
   EXPECT_EQ(CKR_ARGUMENTS_BAD, f.C_SignUpdate(session, nullptr, 5));
@@ -206,7 +206,7 @@ TEST_F(PartsTest, ASignatureThatFailsHasEnded) {
   EXPECT_EQ(128, Sign(session, rsa, key, "text").size());
 }
 
-TEST_F(PartsTest, AVerificationThatFailsHasEnded) {
+TEST_F(PartsTest, AFailedVerificationHasEnded) {
   const CK_OBJECT_HANDLE key = KeyOf(Key::Public);
   const std::function<CK_RV()> failures[] = {[&] { return f.C_VerifyUpdate(session, nullptr, 5); },
                                              [&] { return f.C_VerifyFinal(session, nullptr, 128); },
@@ -220,7 +220,7 @@ TEST_F(PartsTest, AVerificationThatFailsHasEnded) {
   }
 }
 
-TEST_F(PartsTest, ACipherThatFailsAtItsEndHasEnded) {
+TEST_F(PartsTest, AFailedFinalCallEndsACipher) {
   const CK_OBJECT_HANDLE key = KeyOf(Key::Aes);
   ASSERT_EQ(CKR_OK, f.C_EncryptInit(session, &ecb, key));
   ASSERT_EQ(CKR_OK, f.C_EncryptUpdate(session, BytesOf(in), 5, BytesOf(out), &length));
@@ -231,7 +231,7 @@ TEST_F(PartsTest, ACipherThatFailsAtItsEndHasEnded) {
   EXPECT_EQ(16, Encrypt(session, ecb, key, std::string(16, 'x')).size());
 }
 
-TEST_F(PartsTest, AQuestionAtTheEndBindsNobody) {
+TEST_F(PartsTest, ALengthQueryOfAFinalCallDoesNotBlockOtherOperations) {
   const CK_OBJECT_HANDLE key = KeyOf(Key::Private), aes = KeyOf(Key::Aes);
   ASSERT_EQ(CKR_OK, f.C_DigestInit(session, &sha));
   ASSERT_EQ(CKR_OK, f.C_DigestUpdate(session, BytesOf(in), 5));
@@ -248,7 +248,7 @@ TEST_F(PartsTest, AQuestionAtTheEndBindsNobody) {
   EXPECT_EQ(128, Sign(session, rsa, key, "text").size());
 }
 
-TEST_F(PartsTest, WrappingNeedsNoOperation) {
+TEST_F(PartsTest, WrappingLeavesAnActiveOperationAlone) {
   const CK_OBJECT_HANDLE publicKey = KeyOf(Key::Public), aes = KeyOf(Key::Aes);
   ASSERT_EQ(CKR_OK, f.C_EncryptInit(session, &rsa, publicKey));
   EXPECT_EQ(CKR_OK, f.C_WrapKey(session, &rsa, publicKey, aes, nullptr, &length));
@@ -258,7 +258,7 @@ TEST_F(PartsTest, WrappingNeedsNoOperation) {
   EXPECT_EQ(CKR_ARGUMENTS_BAD, f.C_WrapKey(session, &rsa, publicKey, aes, BytesOf(out), nullptr));
   EXPECT_EQ(CKR_OK, f.C_WrapKey(session, &rsa, publicKey, aes, BytesOf(out), &length));
   length = out.size();
-  EXPECT_EQ(CKR_OK, f.C_Encrypt(session, BytesOf(in), 5, BytesOf(out), &length)) << "the operation is where it was";
+  EXPECT_EQ(CKR_OK, f.C_Encrypt(session, BytesOf(in), 5, BytesOf(out), &length)) << "the operation is still active";
 }
 
 TEST_F(PartsTest, AnOperationLeavesObjectsOfItsSessionAlone) {

@@ -25,13 +25,13 @@ TEST(PresenceTest, AlwaysIsOneInsertion) {
   EXPECT_EQ(first, presence->Look(Freshness::Now));
 }
 
-TEST(PresenceTest, NeverIsNone) {
+TEST(PresenceTest, NeverHasNoInsertion) {
   SlotSettings slot;
   slot.presence = PresenceKind::Never;
   EXPECT_FALSE(MakePresence(slot, NoReaders())->Look(Freshness::Now).has_value());
 }
 
-TEST(PresenceTest, ACountedCardIsPulledBehindItsLastLook) {
+TEST(PresenceTest, ACountedCardIsPulledAfterItsLastLook) {
   SlotSettings slot;
   slot.presence = PresenceKind::Looks;
   slot.presenceLooks = 2;
@@ -41,7 +41,7 @@ TEST(PresenceTest, ACountedCardIsPulledBehindItsLastLook) {
   EXPECT_EQ(first, presence->Look(Freshness::Recent));
   EXPECT_FALSE(presence->Look(Freshness::Now).has_value());
   EXPECT_FALSE(presence->Look(Freshness::Recent).has_value());
-  EXPECT_FALSE(MakePresence(slot, NoReaders())->Look(Freshness::Now).has_value());  // when the module starts anew
+  EXPECT_FALSE(MakePresence(slot, NoReaders())->Look(Freshness::Now).has_value());  // when the module starts again
 }
 
 class FilePresenceTest : public ::testing::Test {
@@ -117,7 +117,7 @@ TEST_F(ReaderPresenceTest, AsksForTheReaderOfTheSlot) {
   EXPECT_EQ(std::vector<std::string>{"TELVO Reader A 00 00"}, m_asked);
 }
 
-TEST_F(ReaderPresenceTest, NoReaderAndAnEmptyReaderHaveNoCard) {
+TEST_F(ReaderPresenceTest, AMissingOrEmptyReaderHasNoCard) {
   EXPECT_FALSE(Look().has_value());
   m_state = 0x00020012;
   EXPECT_FALSE(Look().has_value());
@@ -131,7 +131,7 @@ TEST_F(ReaderPresenceTest, ACardInUseIsTheSameInsertion) {
   EXPECT_EQ(before, Look());
 }
 
-TEST_F(ReaderPresenceTest, ACardThatWasOutMeanwhileIsANewInsertion) {
+TEST_F(ReaderPresenceTest, ACardThatWasPulledMeanwhileIsANewInsertion) {
   m_state = 0x00010022;
   const Insertion before = Look();
   m_state = 0x00030022;
@@ -139,7 +139,7 @@ TEST_F(ReaderPresenceTest, ACardThatWasOutMeanwhileIsANewInsertion) {
   EXPECT_NE(before, Look());
 }
 
-TEST_F(ReaderPresenceTest, ARecentAnswerIsUsedAgainUntilItIsOld) {
+TEST_F(ReaderPresenceTest, ARecentAnswerIsReusedForLessThan20Milliseconds) {
   m_state = 0x00010022;
   const Insertion before = Look(Freshness::Recent);
   m_state = 0x00020012;
@@ -151,7 +151,7 @@ TEST_F(ReaderPresenceTest, ARecentAnswerIsUsedAgainUntilItIsOld) {
   EXPECT_EQ(2u, m_asked.size());
 }
 
-TEST_F(ReaderPresenceTest, AFreshAnswerIsAskedFor) {
+TEST_F(ReaderPresenceTest, FreshnessNowAlwaysAsksTheReader) {
   m_state = 0x00010022;
   Look(Freshness::Recent);
   m_state = 0x00020012;

@@ -1,4 +1,4 @@
-// What the provider makes and reads.
+// The objects that the provider makes, and the attributes that it reads.
 #include <cstring>
 #include <memory>
 
@@ -8,7 +8,7 @@
 namespace softtoken::testing {
 namespace {
 
-// One read of several attributes of fixed size into buffers of their own, as the provider does it.
+// Reads several attributes of fixed size in one call, each into its own buffer, as the provider does.
 class FixedRead {
  public:
   FixedRead& Flag(CK_ATTRIBUTE_TYPE type) { return Add(type, sizeof(CK_BBOOL)); }
@@ -48,7 +48,7 @@ class ProviderTest : public LoggedInTokenTest {
     return read.All();
   }
 
-  // Reads in two calls: lengths of all, then values of all.
+  // Reads in two calls: first all lengths, then all values.
   std::vector<std::string> ReadVariable(CK_OBJECT_HANDLE object, const std::vector<CK_ATTRIBUTE_TYPE>& types) {
     std::vector<CK_ATTRIBUTE> attributes;
     attributes.reserve(types.size());
@@ -71,7 +71,7 @@ class ProviderTest : public LoggedInTokenTest {
 
 class ProviderKeyPairTest : public ProviderTest, public ::testing::WithParamInterface<CK_ULONG> {};
 
-TEST_P(ProviderKeyPairTest, IsMadeAndRead) {
+TEST_P(ProviderKeyPairTest, IsGeneratedReadAndUsed) {
   const CK_ULONG bits = GetParam();
   const KeyPair pair = GenerateKeyPair(session, bits, "my container");
 
@@ -129,7 +129,7 @@ void PrintTo(const SecretKeyCase& test, std::ostream* out) { *out << test.name; 
 
 class ProviderSecretKeyTest : public ProviderTest, public ::testing::WithParamInterface<SecretKeyCase> {};
 
-TEST_P(ProviderSecretKeyTest, IsMadeReadAndUsed) {
+TEST_P(ProviderSecretKeyTest, IsCreatedReadAndUsed) {
   const std::string value = FromHex(GetParam().value);
   ASSERT_EQ(CKR_OK, f.C_Logout(session));
   const CK_OBJECT_HANDLE key = Create(session, ProviderSecretKey(GetParam().type, value));
@@ -187,7 +187,7 @@ TEST_P(ProviderImportedKeyTest, EncryptsVerifiesAndIsDestroyed) {
 INSTANTIATE_TEST_SUITE_P(Exponents, ProviderImportedKeyTest, ::testing::Values("00010001", "010001"),
                          [](const auto& test) { return std::string("E") + test.param; });
 
-TEST_F(ProviderTest, ACertificateGetsItsTypeAndAnswersItsUses) {
+TEST_F(ProviderTest, ACertificateGetsItsTypeAndShowsItsUses) {
   const CK_OBJECT_HANDLE certificate = Create(session, ProviderCertificate("label", "container", "the DER value"));
   EXPECT_EQ((Values{CKO_CERTIFICATE, 1, 0, 1}), ReadFixed(certificate, Base()));
   EXPECT_EQ((std::vector<std::string>{"container", "label"}), ReadVariable(certificate, {CKA_ID, CKA_LABEL}));
@@ -198,7 +198,7 @@ TEST_F(ProviderTest, ACertificateGetsItsTypeAndAnswersItsUses) {
   EXPECT_EQ(std::vector<std::string>{std::string(1, '\0')}, ReadVariable(certificate, {CKA_DEFAULT_CERT}));
 }
 
-TEST_F(ProviderTest, ACertificateKeepsATypeThatIsGiven) {
+TEST_F(ProviderTest, ACertificateKeepsAGivenType) {
   Template attributes = ProviderCertificate("label", "container", "value");
   const CK_OBJECT_HANDLE certificate = Create(session, attributes.Number(CKA_CERTIFICATE_TYPE, CKC_X_509));
   EXPECT_EQ(CKC_X_509, ReadNumber(session, certificate, CKA_CERTIFICATE_TYPE));
@@ -214,7 +214,7 @@ TEST_F(ProviderTest, ADataObjectIsRead) {
   EXPECT_EQ(std::vector<std::string>{"app"}, ReadVariable(data, {CKA_APPLICATION}));
 }
 
-// The provider asks for every object's class first, then for what the class has.
+// The provider first reads every object's class, then the attributes of that class.
 TEST_F(ProviderTest, AWholeCardIsReadBeforeALogin) {
   GenerateKeyPair(session, 1024, "one");
   Create(session, ProviderCertificate("one", "one", "value"));

@@ -1,4 +1,4 @@
-// The templates that the provider sends, attribute for attribute and in its order.
+// The templates that the provider sends: the same attributes in the same order.
 #pragma once
 
 #include <string>

@@ -20,7 +20,7 @@ class RemovalTest : public TokenTest {
 
   void Insert() { WriteFile(Folder() + "/card", ""); }
   void Remove() { std::filesystem::remove(Folder() + "/card"); }
-  // Out and in again between two calls.
+  // Pulls the card and puts it back between two calls.
   void Swap() {
     const timespec times[2] = {{1000, 0}, {++m_swaps, 0}};
     ASSERT_EQ(0, ::utimensat(AT_FDCWD, (Folder() + "/card").c_str(), times, 0));
@@ -61,7 +61,7 @@ TEST_F(RemovalTest, APulledCardIsNotPresent) {
   EXPECT_EQ(CKR_TOKEN_NOT_PRESENT, f.C_OpenSession(0, kReadWrite, nullptr, nullptr, &refused));
 }
 
-TEST_F(RemovalTest, EachSessionIsToldOnce) {
+TEST_F(RemovalTest, EachSessionReportsTheRemovalOnce) {
   const CK_SESSION_HANDLE other = Open();
   Remove();
   EXPECT_EQ(CKR_DEVICE_REMOVED, Random(session));
@@ -71,7 +71,7 @@ TEST_F(RemovalTest, EachSessionIsToldOnce) {
   EXPECT_EQ(CKR_SESSION_HANDLE_INVALID, f.C_GetSessionInfo(other, &info));
 }
 
-TEST_F(RemovalTest, ClosingADeadSessionTellsToo) {
+TEST_F(RemovalTest, ClosingADeadSessionReportsTheRemovalToo) {
   Remove();
   EXPECT_EQ(CKR_DEVICE_REMOVED, f.C_CloseSession(session));
   EXPECT_EQ(CKR_SESSION_HANDLE_INVALID, f.C_CloseSession(session));
@@ -83,7 +83,7 @@ TEST_F(RemovalTest, ClosingAllSessionsForgetsTheDeadOnes) {
   EXPECT_EQ(CKR_SESSION_HANDLE_INVALID, Random(session));
 }
 
-TEST_F(RemovalTest, AfterReinsertionTheObjectsAreThereAndTheLoginIsNot) {
+TEST_F(RemovalTest, AfterReinsertionTheObjectsRemainAndTheLoginIsLost) {
   const KeyPair pair = GenerateKeyPair(session);
   const std::string modulus = Read(session, pair.publicKey, CKA_MODULUS);
   Remove();
@@ -100,7 +100,7 @@ TEST_F(RemovalTest, AfterReinsertionTheObjectsAreThereAndTheLoginIsNot) {
   EXPECT_EQ(128u, Sign(session, rsa, found[1], "message").size());
 }
 
-TEST_F(RemovalTest, SessionObjectsAreGone) {
+TEST_F(RemovalTest, SessionObjectsDoNotSurviveARemoval) {
   Create(session, ProviderSecretKey(CKK_AES, std::string(16, 'k')));
   Remove();
   EXPECT_EQ(CKR_DEVICE_REMOVED, Random(session));
@@ -108,7 +108,7 @@ TEST_F(RemovalTest, SessionObjectsAreGone) {
   EXPECT_EQ(0u, Find(Open(), {}).size());
 }
 
-TEST_F(RemovalTest, ACardThatWasOutBetweenTwoCallsWasOut) {
+TEST_F(RemovalTest, ASwapBetweenTwoCallsCountsAsARemoval) {
   Swap();
   EXPECT_EQ(CKR_DEVICE_REMOVED, Random(session));
   session = Open();
@@ -123,11 +123,11 @@ TEST_F(RemovalTest, ADeadSessionIsNotCountedAndHoldsNoLogin) {
   const CK_SESSION_HANDLE fresh = Open();
   EXPECT_EQ(1u, TokenInfo().ulSessionCount);
   ASSERT_EQ(CKR_OK, Login(fresh));
-  EXPECT_EQ(CKR_DEVICE_REMOVED, Random(session)) << "though a new card is in";
+  EXPECT_EQ(CKR_DEVICE_REMOVED, Random(session)) << "although a card is in again";
   EXPECT_EQ(CKS_RW_USER_FUNCTIONS, SessionInfo(fresh).state);
 }
 
-TEST_F(RemovalTest, ARemovalInTheMiddleOfAnOperation) {
+TEST_F(RemovalTest, ARemovalDuringAnOperationIsReported) {
   const KeyPair pair = GenerateKeyPair(session);
   CK_MECHANISM rsa = {CKM_RSA_PKCS, nullptr, 0};
   ASSERT_EQ(CKR_OK, f.C_SignInit(session, &rsa, pair.privateKey));
@@ -137,7 +137,7 @@ TEST_F(RemovalTest, ARemovalInTheMiddleOfAnOperation) {
   EXPECT_EQ(CKR_DEVICE_REMOVED, f.C_Sign(session, signature, 10, signature, &length));
 }
 
-TEST_F(RemovalTest, TriesAreNotGivenBack) {
+TEST_F(RemovalTest, ARemovalDoesNotRestoreTheTries) {
   ASSERT_EQ(CKR_OK, f.C_Logout(session));
   EXPECT_EQ(2u, LoginExtended(session, "000000"));
   Swap();
@@ -159,7 +159,7 @@ TEST_F(RemovalTest, EventsAreReportedOnce) {
 
 using EmptyReaderTest = TokenTest;
 
-TEST_F(EmptyReaderTest, ACardThatComesLaterIsServed) {
+TEST_F(EmptyReaderTest, ACardCanBeInsertedLater) {
   Start(std::string(kOneCard) + "presence = file card\n");
   CK_SESSION_HANDLE refused = 0;
   EXPECT_EQ(CKR_TOKEN_NOT_PRESENT, f.C_OpenSession(0, kReadWrite, nullptr, nullptr, &refused));
@@ -167,8 +167,8 @@ TEST_F(EmptyReaderTest, ACardThatComesLaterIsServed) {
   EXPECT_EQ(CKR_OK, Login(Open()));
 }
 
-// There is no such reader, whether or not a PC/SC service runs here.
-TEST_F(EmptyReaderTest, AReaderThatThereIsNotHasNoCard) {
+// No such reader exists, whether or not a PC/SC service is running.
+TEST_F(EmptyReaderTest, AMissingReaderHasNoCard) {
   std::string settings = kOneCard;
   settings.replace(settings.find("Reader A 00 00"), 14, "No such reader, surely");
   Start(settings + "presence = reader\n");

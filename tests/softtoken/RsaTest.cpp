@@ -1,4 +1,4 @@
-// RSA, digests and MACs, with OpenSSL as the judge.
+// RSA, digests and MACs, checked against OpenSSL.
 #include "ProviderTemplates.h"
 #include "TokenTest.h"
 #include "Verifier.h"
@@ -20,7 +20,7 @@ class RsaTest : public LoggedInTokenTest {
   const std::string message = "what is signed";
 };
 
-TEST_F(RsaTest, ABareSignatureOverAMadeUpDigestInfo) {
+TEST_F(RsaTest, OpenSslVerifiesASignatureOfADigestInfo) {
   const std::string info = FromHex("3031300d060960864801650304020105000420") + Digest("SHA256", message);
   const std::string signature = Sign(session, {CKM_RSA_PKCS, nullptr, 0}, pair.privateKey, info);
   EXPECT_TRUE(judge->Verify("SHA256", false, message, signature));
@@ -68,7 +68,7 @@ const SignatureCase kSignatures[] = {
 INSTANTIATE_TEST_SUITE_P(Mechanisms, SignatureTest, ::testing::ValuesIn(kSignatures),
                          [](const auto& test) { return ::testing::PrintToString(test.param); });
 
-TEST_F(RsaTest, PssOverADigest) {
+TEST_F(RsaTest, OpenSslVerifiesPssOfADigest) {
   CK_RSA_PKCS_PSS_PARAMS parameters = {CKM_SHA256, CKG_MGF1_SHA256, 32};
   const CK_MECHANISM mechanism = {CKM_RSA_PKCS_PSS, &parameters, sizeof parameters};
   const std::string signature = Sign(session, mechanism, pair.privateKey, Digest("SHA256", message));
@@ -100,7 +100,7 @@ class OaepTest : public RsaTest, public ::testing::WithParamInterface<OaepCase> 
   CK_MECHANISM oaep = {CKM_RSA_PKCS_OAEP, &parameters, sizeof parameters};
 };
 
-TEST_P(OaepTest, IsDecryptedWhoeverEncrypted) {
+TEST_P(OaepTest, DecryptsDataOfOpenSslAndOfTheToken) {
   const OaepCase& row = GetParam();
   EXPECT_EQ(message, Decrypt(session, oaep, pair.privateKey, judge->EncryptOaep(row.digest, row.mask, label, message)));
   EXPECT_EQ(message, Decrypt(session, oaep, pair.privateKey, Encrypt(session, oaep, pair.publicKey, message)));
@@ -139,7 +139,7 @@ TEST_F(OaepRulesTest, AskingForTheLengthDoesNotEndTheOperation) {
 
   ASSERT_EQ(CKR_OK, f.C_DecryptInit(session, &oaep, pair.privateKey));
   EXPECT_EQ(CKR_OK, f.C_Decrypt(session, BytesOf(encrypted), 256, nullptr, &length));
-  EXPECT_EQ(256u - 2 * 32 - 2, length) << "the most that it can be";
+  EXPECT_EQ(256u - 2 * 32 - 2, length) << "the longest possible length";
   length = 3;
   EXPECT_EQ(CKR_BUFFER_TOO_SMALL, f.C_Decrypt(session, BytesOf(encrypted), 256, BytesOf(plain), &length));
   EXPECT_EQ(message.size(), length);
@@ -159,7 +159,7 @@ TEST_F(OaepRulesTest, AMessageThatIsTooLongEndsTheOperation) {
   EXPECT_EQ(CKR_OK, f.C_EncryptInit(session, &oaep, pair.publicKey)) << "the session is free again";
 }
 
-TEST_F(OaepRulesTest, WhatIsNotRightlyPaddedIsRefused) {
+TEST_F(OaepRulesTest, WrongPaddingIsRefused) {
   std::string encrypted = judge->EncryptOaep("SHA1", "SHA1", "", message), plain(256, '\0');
   ASSERT_EQ(CKR_OK, f.C_DecryptInit(session, &oaep, pair.privateKey));
   CK_ULONG length = plain.size();
@@ -167,7 +167,7 @@ TEST_F(OaepRulesTest, WhatIsNotRightlyPaddedIsRefused) {
   EXPECT_EQ(CKR_OK, f.C_DecryptInit(session, &oaep, pair.privateKey)) << "the session is free again";
 }
 
-TEST_F(OaepRulesTest, AnotherMechanismFollowsAnOperationThatWasLeft) {
+TEST_F(OaepRulesTest, AnotherMechanismWorksAfterAFailedOperation) {
   std::string block(256, '\0');
   CK_ULONG length = block.size();
   ASSERT_EQ(CKR_OK, f.C_EncryptInit(session, &oaep, pair.publicKey));
@@ -179,7 +179,7 @@ TEST_F(OaepRulesTest, AnotherMechanismFollowsAnOperationThatWasLeft) {
   EXPECT_EQ(message, Decrypt(session, pkcs, pair.privateKey, Encrypt(session, pkcs, pair.publicKey, message)));
 }
 
-TEST_F(OaepRulesTest, ParametersThatThereAreNotAreRefused) {
+TEST_F(OaepRulesTest, InvalidParametersAreRefused) {
   parameters.hashAlg = CKM_MD5;
   EXPECT_EQ(CKR_MECHANISM_PARAM_INVALID, f.C_EncryptInit(session, &oaep, pair.publicKey));
   parameters = {CKM_SHA_1, 99, CKZ_DATA_SPECIFIED, nullptr, 0};
@@ -194,8 +194,8 @@ TEST_F(OaepRulesTest, ParametersThatThereAreNotAreRefused) {
   EXPECT_EQ(CKR_KEY_TYPE_INCONSISTENT, f.C_EncryptInit(session, &oaep, aes));
 }
 
-// SoftHSM by itself would end the process here.
-TEST_F(RsaTest, BareDataThatIsTooLongEndsTheOperationOnly) {
+// SoftHSM alone would end the process here.
+TEST_F(RsaTest, BareDataThatIsTooLongEndsOnlyTheOperation) {
   CK_MECHANISM bare = {CKM_RSA_X_509, nullptr, 0};
   std::string data(257, 'x'), out(256, '\0');
   CK_ULONG length = out.size();
@@ -207,10 +207,10 @@ TEST_F(RsaTest, BareDataThatIsTooLongEndsTheOperationOnly) {
   EXPECT_EQ(CKR_DATA_LEN_RANGE, f.C_Verify(session, BytesOf(data), data.size(), BytesOf(out), out.size()));
   EXPECT_EQ(256u, Sign(session, bare, pair.privateKey, std::string(256, '\1')).size());
   EXPECT_EQ(256u, Sign(session, {CKM_SHA256_RSA_PKCS, nullptr, 0}, pair.privateKey, data).size())
-      << "which has no such limit";
+      << "a hashing mechanism has no such limit";
 }
 
-TEST_F(RsaTest, AMechanismForWholeDataTakesNoPartsAndSaysSo) {
+TEST_F(RsaTest, AMechanismForWholeDataRefusesParts) {
   CK_MECHANISM bare = {CKM_RSA_PKCS, nullptr, 0};
   std::string part = "part";
   ASSERT_EQ(CKR_OK, f.C_SignInit(session, &bare, pair.privateKey));
@@ -221,7 +221,7 @@ TEST_F(RsaTest, AMechanismForWholeDataTakesNoPartsAndSaysSo) {
   EXPECT_EQ(CKR_OPERATION_NOT_INITIALIZED, f.C_VerifyUpdate(session, BytesOf(part), part.size()));
 }
 
-TEST_F(RsaTest, BehindAWholeSignatureThereIsNoOperation) {
+TEST_F(RsaTest, AfterAWholeSignatureNoOperationIsActive) {
   const CK_MECHANISM bare = {CKM_RSA_PKCS, nullptr, 0};
   std::string part = "part";
   const std::string signature = Sign(session, bare, pair.privateKey, message);
@@ -230,7 +230,7 @@ TEST_F(RsaTest, BehindAWholeSignatureThereIsNoOperation) {
   EXPECT_EQ(CKR_OPERATION_NOT_INITIALIZED, f.C_VerifyUpdate(session, BytesOf(part), part.size()));
 }
 
-TEST_F(RsaTest, ASignatureInPartsIsThatOfTheWhole) {
+TEST_F(RsaTest, ASignatureInPartsIsValidForTheWholeMessage) {
   CK_MECHANISM mechanism = {CKM_SHA256_RSA_PKCS, nullptr, 0};
   std::string first = message.substr(0, 5);
   std::string second = message.substr(5);
@@ -264,7 +264,7 @@ TEST_F(RsaTest, AKeyThatSoftHsmCannotUseIsRefused) {
   }
 }
 
-TEST_F(RsaTest, LeadingZerosOfAModulusDoNotCount) {
+TEST_F(RsaTest, LeadingZerosOfAModulusAreIgnored) {
   const std::string modulus = std::string(3, '\0') + Read(session, pair.publicKey, CKA_MODULUS);
   const CK_OBJECT_HANDLE key = Create(session, ProviderImportedKey(modulus, FromHex("010001")));
   CK_MECHANISM bare = {CKM_RSA_X_509, nullptr, 0};

@@ -77,7 +77,7 @@ TEST(SettingsTest, RelativePathsStartAtTheFolderOfTheFile) {
   EXPECT_EQ("/conf/in/card A", settings.slots[0].presenceFile);
 }
 
-TEST(SettingsTest, ACardMayBeThereForANumberOfLooks) {
+TEST(SettingsTest, ACardMayBePresentForANumberOfLooks) {
   const Settings settings = Parse("[slot]\npresence = looks 12\n");
   EXPECT_EQ(PresenceKind::Looks, settings.slots[0].presence);
   EXPECT_EQ(12u, settings.slots[0].presenceLooks);
@@ -85,7 +85,7 @@ TEST(SettingsTest, ACardMayBeThereForANumberOfLooks) {
 
 TEST(SettingsTest, ThereMayBeNoReader) { EXPECT_TRUE(Parse("readers = none\n").slots.empty()); }
 
-TEST(SettingsTest, ASlotMayTakeTheDefaultReaderOfALaterOne) {
+TEST(SettingsTest, ASlotMayUseTheDefaultReaderNameOfALaterOne) {
   const Settings settings = Parse("[slot]\nreader = Software Reader 2\n[slot]\nreader = Software Reader 1\n");
   EXPECT_EQ("Software Reader 1", settings.slots[1].reader);
 }
@@ -131,12 +131,12 @@ const BadCase kBadCases[] = {
     {"NoTries", "[slot]\ntries = 0\n", "/conf/token.conf:2: 'tries' is a number from 1 to 15"},
     {"ManyTries", "[slot]\ntries = 16\n", "/conf/token.conf:2: 'tries' is a number from 1 to 15"},
     {"TriesThatOverflow", "[slot]\ntries = 4294967297\n", "/conf/token.conf:2: 'tries' is a number from 1 to 15"},
-    {"TriesWithATail", "[slot]\ntries = 3x\n", "/conf/token.conf:2: 'tries' is a number from 1 to 15"},
+    {"TriesWithASuffix", "[slot]\ntries = 3x\n", "/conf/token.conf:2: 'tries' is a number from 1 to 15"},
     {"Presence", "[slot]\npresence = sometimes\n",
      "/conf/token.conf:2: 'presence' is 'always', 'never', 'reader', 'file PATH' or 'looks N'"},
     {"PresenceLooksWithoutNumber", "[slot]\npresence = looks many\n",
      "/conf/token.conf:2: 'presence' is 'always', 'never', 'reader', 'file PATH' or 'looks N'"},
-    {"PresenceNoLooks", "[slot]\npresence = looks 0\n",
+    {"PresenceZeroLooks", "[slot]\npresence = looks 0\n",
      "/conf/token.conf:2: 'presence' is 'always', 'never', 'reader', 'file PATH' or 'looks N'"},
     {"Readers", "readers = 2\n", "/conf/token.conf:1: 'readers' is 'none'; a reader is a [slot]"},
     {"SlotWithoutReaders", "readers = none\n[slot]\n", "/conf/token.conf:2: a [slot] behind 'readers = none'"},
@@ -179,7 +179,7 @@ TEST_F(LoadSettingsTest, TheFileInTheHomeFolderIsRead) {
   EXPECT_EQ("From home", LoadSettings().slots[0].label);
 }
 
-TEST_F(LoadSettingsTest, TheEnvironmentNamesAFileThatGoesFirst) {
+TEST_F(LoadSettingsTest, TheFileFromTheEnvironmentTakesPrecedence) {
   std::filesystem::create_directory(m_home.Path() + "/.config");
   WriteFile(m_home.Path() + "/.config/telvopkcs11.conf", "[slot]\nlabel = From home\n");
   WriteFile(m_home.Path() + "/other.conf", "state = s\n[slot]\nlabel = Other\n");
@@ -194,7 +194,7 @@ TEST_F(LoadSettingsTest, ANamedFileMustExist) {
   EXPECT_THROW(LoadSettings(), SettingsError);
 }
 
-TEST_F(LoadSettingsTest, AFolderIsNoSettingsFile) {
+TEST_F(LoadSettingsTest, AFolderIsNotASettingsFile) {
   ::setenv("TELVO_SOFTTOKEN_CONF", m_home.Path().c_str(), 1);
   EXPECT_THROW(LoadSettings(), SettingsError);
 }
@@ -209,7 +209,7 @@ TEST_F(LoadSettingsTest, ARelativeNameStartsAtTheCurrentFolder) {
   EXPECT_EQ(m_home.Path() + "/s", state);
 }
 
-TEST_F(LoadSettingsTest, WithoutHomeAndFileNothingCanBeDone) {
+TEST_F(LoadSettingsTest, WithoutHomeAndAFileLoadingFails) {
   ::unsetenv("HOME");
   EXPECT_THROW(LoadSettings(), SettingsError);
 }

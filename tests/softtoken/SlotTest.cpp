@@ -36,7 +36,7 @@ std::vector<CK_SLOT_ID> Slots(CK_FUNCTION_LIST& f, CK_BBOOL tokenPresent) {
   return slots;
 }
 
-TEST_F(SlotTest, EachSlotOfTheSettingsIsThere) {
+TEST_F(SlotTest, EachSlotOfTheSettingsIsListed) {
   Start(kThreeCards);
   EXPECT_EQ((std::vector<CK_SLOT_ID>{0, 1, 2}), Slots(f, CK_FALSE));
   EXPECT_EQ((std::vector<CK_SLOT_ID>{0, 2}), Slots(f, CK_TRUE));
@@ -50,7 +50,7 @@ TEST_F(SlotTest, WithoutReadersThereIsNoSlot) {
   EXPECT_EQ(CKR_SLOT_ID_INVALID, f.C_GetSlotInfo(0, &info));
 }
 
-TEST_F(SlotTest, AShortSlotListIsRefusedWithItsLength) {
+TEST_F(SlotTest, AShortSlotListIsRefusedWithTheNeededLength) {
   Start(kThreeCards);
   CK_SLOT_ID slots[3] = {77, 77, 77};
   CK_ULONG count = 2;
@@ -81,7 +81,7 @@ TEST_F(SlotTest, TheTokenIsDescribedByTheSettings) {
   EXPECT_EQ(16u, info.ulMaxPinLen);
 }
 
-TEST_F(SlotTest, LabelAndReaderFollowTheSettings) {
+TEST_F(SlotTest, TheLabelFollowsTheSettings) {
   Start();
   ASSERT_EQ(CKR_OK, f.C_Finalize(nullptr));
   std::string changed = kOneCard;
@@ -110,7 +110,7 @@ TEST_F(SlotTest, AnAbsentTokenHasNoInformation) {
   EXPECT_EQ(CKR_TOKEN_NOT_PRESENT, f.C_GetMechanismList(1, nullptr, &count));
 }
 
-TEST_F(SlotTest, TheObjectsOfOneTokenAreNotTheOthers) {
+TEST_F(SlotTest, TokensDoNotShareObjectsOrLogins) {
   Start(kThreeCards);
   const CK_SESSION_HANDLE a = Open(kReadWrite, 0), c = Open(kReadWrite, 2);
   ASSERT_EQ(CKR_OK, Login(a, "12345678"));
@@ -139,7 +139,7 @@ TEST_F(SlotTest, AClosedSessionIsUnknown) {
   EXPECT_EQ(CKR_SESSION_HANDLE_INVALID, f.C_GenerateRandom(0, &random, 1));
 }
 
-TEST_F(SlotTest, EntriesWithoutServiceSayWhich) {
+TEST_F(SlotTest, UnsupportedEntriesReturnTheirOwnCodes) {
   Start();
   const CK_SESSION_HANDLE session = Open();
   CK_SLOT_ID slot = 0;
@@ -155,7 +155,7 @@ TEST_F(SlotTest, EntriesWithoutServiceSayWhich) {
   EXPECT_EQ(CKR_FUNCTION_NOT_SUPPORTED, f.C_VerifyRecoverInit(session, &rsa, pair.publicKey));
 }
 
-TEST_F(SlotTest, TheTableIsWholeAndHasTheExtendedLogin) {
+TEST_F(SlotTest, TheTableIsCompleteAndHasTheExtendedLogin) {
   const ExtendedFunctionList& table = NativeTable();
   EXPECT_EQ(2, table.standard.version.major);
 #define ENTRY(name, parameters, arguments) EXPECT_NE(nullptr, table.standard.name) << #name;
@@ -168,7 +168,7 @@ TEST_F(SlotTest, TheTableIsWholeAndHasTheExtendedLogin) {
   EXPECT_EQ(CKR_ARGUMENTS_BAD, f.C_GetFunctionList(nullptr));
 }
 
-TEST_F(SlotTest, ModuleInformation) {
+TEST_F(SlotTest, GetInfoDescribesTheModule) {
   Start();
   CK_INFO info = {};
   ASSERT_EQ(CKR_OK, f.C_GetInfo(&info));
@@ -178,7 +178,7 @@ TEST_F(SlotTest, ModuleInformation) {
   EXPECT_EQ(CKR_ARGUMENTS_BAD, f.C_GetInfo(nullptr));
 }
 
-TEST_F(SlotTest, BeforeInitializeNothingIsServed) {
+TEST_F(SlotTest, BeforeInitializeEveryCallFails) {
   CK_ULONG count = 0;
   CK_INFO info = {};
   EXPECT_EQ(CKR_CRYPTOKI_NOT_INITIALIZED, f.C_GetSlotList(CK_FALSE, nullptr, &count));
@@ -191,13 +191,13 @@ TEST_F(SlotTest, BeforeInitializeNothingIsServed) {
 CK_RV CreateMutex(void**) { return CKR_OK; }
 CK_RV UseMutex(void*) { return CKR_OK; }
 
-TEST_F(SlotTest, InitializeArguments) {
+TEST_F(SlotTest, InitializeChecksItsArguments) {
   WriteSettings(kOneCard);
   CK_C_INITIALIZE_ARGS arguments = {};
   arguments.CreateMutex = CreateMutex;
-  EXPECT_EQ(CKR_ARGUMENTS_BAD, f.C_Initialize(&arguments)) << "some mutex functions and not all";
+  EXPECT_EQ(CKR_ARGUMENTS_BAD, f.C_Initialize(&arguments)) << "only some of the mutex functions";
   arguments.DestroyMutex = arguments.LockMutex = arguments.UnlockMutex = UseMutex;
-  EXPECT_EQ(CKR_CANT_LOCK, f.C_Initialize(&arguments)) << "the application's mutexes alone";
+  EXPECT_EQ(CKR_CANT_LOCK, f.C_Initialize(&arguments)) << "only the application's mutexes";
   arguments.flags = CKF_OS_LOCKING_OK;
   arguments.pReserved = &arguments;
   EXPECT_EQ(CKR_ARGUMENTS_BAD, f.C_Initialize(&arguments));
@@ -207,21 +207,21 @@ TEST_F(SlotTest, InitializeArguments) {
   EXPECT_EQ(CKR_ARGUMENTS_BAD, f.C_Finalize(&arguments));
 }
 
-TEST_F(SlotTest, BadSettingsAreNamedOnStderr) {
+TEST_F(SlotTest, BadSettingsAreReportedOnStderr) {
   WriteSettings("[slot]\ntries = many\n");
   StderrCapture capture;
   EXPECT_EQ(CKR_GENERAL_ERROR, f.C_Initialize(nullptr));
   EXPECT_EQ("telvopkcs11: " + Folder() + "/settings.conf:2: 'tries' is a number from 1 to 15\n", capture.Text());
 }
 
-TEST_F(SlotTest, AMissingSoftHsmIsNamedOnStderr) {
+TEST_F(SlotTest, AMissingSoftHsmIsReportedOnStderr) {
   WriteSettings("softhsm = /nowhere/hsm.so\n" + std::string(kOneCard));
   StderrCapture capture;
   EXPECT_EQ(CKR_GENERAL_ERROR, f.C_Initialize(nullptr));
   EXPECT_NE(std::string::npos, capture.Text().find("/nowhere/hsm.so"));
 }
 
-TEST_F(SlotTest, ALibraryThatIsNoModuleIsNamedOnStderr) {
+TEST_F(SlotTest, ALibraryThatIsNotAModuleIsReportedOnStderr) {
   Dl_info library = {};
   ASSERT_NE(0, ::dladdr(::dlsym(RTLD_DEFAULT, "OPENSSL_cleanse"), &library));
   WriteSettings("softhsm = " + std::string(library.dli_fname) + "\n" + kOneCard);
@@ -241,7 +241,7 @@ TEST_F(SlotTest, AfterAFailedStartTheNextOneWorks) {
   EXPECT_EQ(CKR_OK, f.C_Initialize(nullptr));
 }
 
-TEST_F(SlotTest, ADamagedCardStopsTheStartAndNotTheNextOne) {
+TEST_F(SlotTest, ADamagedCardFailsTheStartUntilItIsRemoved) {
   Start();
   ASSERT_EQ(CKR_OK, f.C_Finalize(nullptr));
   WriteFile(Folder() + "/state/A000000000000001.card", "nonsense");
@@ -254,7 +254,7 @@ TEST_F(SlotTest, ADamagedCardStopsTheStartAndNotTheNextOne) {
   EXPECT_EQ(CKR_OK, f.C_Initialize(nullptr));
 }
 
-TEST_F(SlotTest, TheStateFolderIsForTheUserAlone) {
+TEST_F(SlotTest, OnlyTheUserCanAccessTheStateFolder) {
   Start();
   for (const auto& entry : std::filesystem::recursive_directory_iterator(Folder() + "/state")) {
     const auto mode = entry.status().permissions() & std::filesystem::perms::all;

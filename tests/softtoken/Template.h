@@ -10,7 +10,7 @@
 
 namespace softtoken::testing {
 
-// BasicTemplate builds a template by one call an attribute. Data() points into the object.
+// BasicTemplate builds a template with one call per attribute. Data() points into the object.
 template <typename NumberType, typename AttributeType>
 class BasicTemplate {
  public:

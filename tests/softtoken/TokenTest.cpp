@@ -55,7 +55,7 @@ OtherProcess::OtherProcess(const std::function<int()>& body) {
 
 void OtherProcess::Release() const {
   const char go = 1;
-  if (::write(m_start, &go, 1) != 1) throw std::runtime_error("the other process is gone");
+  if (::write(m_start, &go, 1) != 1) throw std::runtime_error("the other process has ended");
   ::close(m_start);
 }
 

@@ -1,4 +1,4 @@
-// Fixtures for tests on the module's own function table. Each test has a state folder of its own.
+// Fixtures for tests of the module's own function table. Each test has its own state folder.
 #pragma once
 
 #include <functional>
@@ -26,8 +26,8 @@ class TemporaryFolder {
 
 void WriteFile(const std::string& path, const std::string& content);
 
-// OtherProcess runs `body` in a child process, which waits until Release. Make it before the module is started here:
-// SoftHSM does not survive a fork.
+// OtherProcess runs `body` in a child process, which first waits for Release. Create it before the module is started
+// here: SoftHSM does not survive a fork.
 class OtherProcess {
  public:
   explicit OtherProcess(const std::function<int()>& body);
@@ -42,7 +42,7 @@ class OtherProcess {
   bool m_ended = false;
 };
 
-// StderrCapture collects what goes to stderr until Text is called.
+// StderrCapture collects what is written to stderr until Text is called.
 class StderrCapture {
  public:
   StderrCapture();
@@ -62,7 +62,7 @@ constexpr char kSoPin[] = "654321";
 constexpr CK_FLAGS kReadOnly = CKF_SERIAL_SESSION;
 constexpr CK_FLAGS kReadWrite = CKF_SERIAL_SESSION | CKF_RW_SESSION;
 
-// One card, whose slot block a test may go on with: it stands at the end.
+// The settings of one card. Its slot block comes last, so a test may append to it.
 extern const char kOneCard[];
 
 struct KeyPair {
@@ -75,7 +75,7 @@ inline CK_UTF8CHAR* Text(const char* text) {
 inline CK_BYTE* BytesOf(std::string& text) { return reinterpret_cast<CK_BYTE*>(text.data()); }
 inline const CK_BYTE* BytesOf(const std::string& text) { return reinterpret_cast<const CK_BYTE*>(text.data()); }
 
-// TokenTest gives a folder and the environment, and leaves starting to the test.
+// TokenTest sets up a folder and the environment. The test itself starts the module.
 class TokenTest : public ::testing::Test {
  protected:
   TokenTest();
@@ -94,7 +94,7 @@ class TokenTest : public ::testing::Test {
   CK_TOKEN_INFO TokenInfo(CK_SLOT_ID slot = 0);
 
   CK_OBJECT_HANDLE Create(CK_SESSION_HANDLE session, Template attributes);
-  // A pair as the provider makes it. A small one, unless its size matters: they are made many times.
+  // A pair as the provider makes it. It is small unless its size matters, because so many are made.
   KeyPair GenerateKeyPair(CK_SESSION_HANDLE session, CK_ULONG bits = 1024, const std::string& name = "container");
   // A session pair, made without a login.
   KeyPair GenerateSessionKeyPair(CK_SESSION_HANDLE session);
@@ -126,7 +126,7 @@ class RunningTokenTest : public TokenTest {
   CK_SESSION_HANDLE session = 0;
 };
 
-// LoggedInTokenTest logs in besides.
+// LoggedInTokenTest also logs in.
 class LoggedInTokenTest : public RunningTokenTest {
  protected:
   void SetUp() override {

@@ -65,7 +65,7 @@ std::string PublicKey::EncryptOaep(const char* digest, const char* mask, const s
   Require(EVP_PKEY_CTX_set_rsa_oaep_md(context.get(), EVP_get_digestbyname(digest)) == 1);
   Require(EVP_PKEY_CTX_set_rsa_mgf1_md(context.get(), EVP_get_digestbyname(mask)) == 1);
   if (!label.empty()) {
-    void* const copy = OPENSSL_memdup(label.data(), label.size());  // which the context takes over
+    void* const copy = OPENSSL_memdup(label.data(), label.size());  // the context takes it over
     Require(EVP_PKEY_CTX_set0_rsa_oaep_label(context.get(), copy, static_cast<int>(label.size())) == 1);
   }
   std::string encrypted(static_cast<std::size_t>(EVP_PKEY_get_size(m_key)), '\0');

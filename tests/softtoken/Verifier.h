@@ -1,4 +1,4 @@
-// OpenSSL as the independent judge of what the card computes.
+// Independent checks by OpenSSL of what the card computes.
 #pragma once
 
 #include <memory>
@@ -7,7 +7,7 @@
 
 namespace softtoken::testing {
 
-// PublicKey is an RSA key in OpenSSL's own hands.
+// PublicKey is an RSA key held by OpenSSL.
 class PublicKey {
  public:
   PublicKey(const std::string& modulus, const std::string& exponent);
@@ -15,10 +15,10 @@ class PublicKey {
   PublicKey(const PublicKey&) = delete;
   PublicKey& operator=(const PublicKey&) = delete;
 
-  // Verify checks a PKCS#1 or, with `pss`, a PSS signature over the hash of `message` by the named digest.
+  // Verify checks a signature of `message` with the named digest: PSS if `pss`, otherwise PKCS#1.
   bool Verify(const char* digest, bool pss, const std::string& message, const std::string& signature) const;
 
-  // EncryptOaep encrypts with OAEP, by the named digest and mask digest.
+  // EncryptOaep encrypts with OAEP, with the named digest and mask digest.
   std::string EncryptOaep(const char* digest, const char* mask, const std::string& label,
                           const std::string& message) const;
 

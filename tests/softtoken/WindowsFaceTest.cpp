@@ -86,7 +86,7 @@ class WindowsFaceTest : public TokenTest {
   Number session = 0;
 };
 
-TEST_F(WindowsFaceTest, TheTableIsWholeAndPacked) {
+TEST_F(WindowsFaceTest, TheTableIsCompleteAndPacked) {
   windows::FunctionList* table = nullptr;
   ASSERT_EQ(CKR_OK, w.C_GetFunctionList(&table));
   EXPECT_EQ(&w, table);
@@ -99,7 +99,7 @@ TEST_F(WindowsFaceTest, TheTableIsWholeAndPacked) {
   }
 }
 
-TEST_F(WindowsFaceTest, Records) {
+TEST_F(WindowsFaceTest, RecordsAreConverted) {
   windows::Info info = {};
   ASSERT_EQ(CKR_OK, w.C_GetInfo(&info));
   EXPECT_EQ(40, info.cryptokiVersion.minor);
@@ -136,7 +136,7 @@ TEST_F(WindowsFaceTest, MissingRecordsAreRefused) {
   EXPECT_EQ(CKR_ARGUMENTS_BAD, w.C_FindObjects(session, nullptr, 1, nullptr));
 }
 
-TEST_F(WindowsFaceTest, Lists) {
+TEST_F(WindowsFaceTest, ListsAreConverted) {
   Number count = 0;
   ASSERT_EQ(CKR_OK, w.C_GetSlotList(CK_TRUE, nullptr, &count));
   EXPECT_EQ(1u, count);
@@ -154,11 +154,11 @@ TEST_F(WindowsFaceTest, Lists) {
   EXPECT_EQ(42u, count);
   EXPECT_EQ(0u, types[1]);
   count = kUnavailable;
-  EXPECT_EQ(CKR_OK, w.C_GetMechanismList(0, types, &count)) << "a length that is only a claim";
+  EXPECT_EQ(CKR_OK, w.C_GetMechanismList(0, types, &count)) << "a count that is larger than the buffer";
   EXPECT_EQ(CKM_RSA_PKCS, types[1]);
 }
 
-TEST_F(WindowsFaceTest, AWrongPinAnswersTheTriesLeft) {
+TEST_F(WindowsFaceTest, AWrongPinReturnsTheTriesLeft) {
   ASSERT_EQ(CKR_OK, w.C_Logout(session));
   EXPECT_EQ(2u, w.C_LoginExtended(session, CKU_USER, Text("000000"), 6));
   EXPECT_EQ(CKR_PIN_INCORRECT, w.C_Login(session, CKU_USER, Text("000000"), 6));
@@ -168,7 +168,7 @@ TEST_F(WindowsFaceTest, AWrongPinAnswersTheTriesLeft) {
   EXPECT_EQ(CKR_PIN_LOCKED, w.C_LoginExtended(session, CKU_USER, Text("000000"), 6));
 }
 
-TEST_F(WindowsFaceTest, InitializeArguments) {
+TEST_F(WindowsFaceTest, InitializeChecksItsArguments) {
   ASSERT_EQ(CKR_OK, w.C_Finalize(nullptr));
   windows::InitializeArguments arguments = {};
   arguments.CreateMutex = arguments.DestroyMutex = arguments.LockMutex = arguments.UnlockMutex = &arguments;
@@ -219,7 +219,7 @@ TEST_F(WindowsFaceTest, TheProvidersOtherObjectsAreMade) {
   EXPECT_EQ(CKK_DES2, ReadNumber(des2, CKA_KEY_TYPE));
 }
 
-TEST_F(WindowsFaceTest, ARunWithAnInitialVector) {
+TEST_F(WindowsFaceTest, EncryptsWithAnInitialisationVector) {
   const Number key = Create(ProviderSecretKey<WindowsTemplate>(CKK_AES, FromHex("2b7e151628aed2a6abf7158809cf4f3c")));
   std::string iv = FromHex("000102030405060708090a0b0c0d0e0f"), data = FromHex("6bc1bee22e409f96e93d7e117393172a");
   Mechanism cbc = {CKM_AES_CBC, iv.data(), 16};
@@ -235,7 +235,7 @@ TEST_F(WindowsFaceTest, ARunWithAnInitialVector) {
   EXPECT_EQ(CKR_MECHANISM_INVALID, w.C_EncryptInit(session, &cbc, key));
 }
 
-TEST_F(WindowsFaceTest, ALoginIsAskedForBeforeTheMechanismIsLookedAt) {
+TEST_F(WindowsFaceTest, TheLoginIsCheckedBeforeTheMechanism) {
   const Number key = GenerateKeyPair().privateKey;
   ASSERT_EQ(CKR_OK, w.C_Logout(session));
   Mechanism unknown = {CKM_AES_CTR, nullptr, 0}, incomplete = {CKM_RSA_PKCS_OAEP, nullptr, 0};
@@ -243,7 +243,7 @@ TEST_F(WindowsFaceTest, ALoginIsAskedForBeforeTheMechanismIsLookedAt) {
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, w.C_DecryptInit(session, &incomplete, key));
 }
 
-TEST_F(WindowsFaceTest, ADigest) {
+TEST_F(WindowsFaceTest, ADigestIsComputed) {
   Mechanism sha = {CKM_SHA_1, nullptr, 0};
   std::string data = "abc", digest(20, '\0');
   Number length = 20;
@@ -254,7 +254,7 @@ TEST_F(WindowsFaceTest, ADigest) {
   EXPECT_EQ(CKR_ARGUMENTS_BAD, w.C_Digest(session, BytesOf(data), 3, BytesOf(digest), nullptr));
 }
 
-TEST_F(WindowsFaceTest, OaepParameters) {
+TEST_F(WindowsFaceTest, OaepParametersAreConverted) {
   const WindowsKeyPair pair = GenerateKeyPair();
   const PublicKey judge(Read(pair.publicKey, CKA_MODULUS), Read(pair.publicKey, CKA_PUBLIC_EXPONENT));
   std::string label = "label", plain(128, '\0');
@@ -271,7 +271,7 @@ TEST_F(WindowsFaceTest, OaepParameters) {
   EXPECT_EQ(CKR_MECHANISM_PARAM_INVALID, w.C_DecryptInit(session, &oaep, pair.privateKey));
 }
 
-TEST_F(WindowsFaceTest, PssParametersAtAnyAddress) {
+TEST_F(WindowsFaceTest, PssParametersMayBeUnaligned) {
   const WindowsKeyPair pair = GenerateKeyPair();
   const PublicKey judge(Read(pair.publicKey, CKA_MODULUS), Read(pair.publicKey, CKA_PUBLIC_EXPONENT));
   const windows::PssParameters parameters = {CKM_SHA256, CKG_MGF1_SHA256, 32};
@@ -285,7 +285,7 @@ TEST_F(WindowsFaceTest, PssParametersAtAnyAddress) {
   EXPECT_TRUE(judge.Verify("SHA256", true, data, signature));
 }
 
-TEST_F(WindowsFaceTest, SearchesInPieces) {
+TEST_F(WindowsFaceTest, ASearchMayBeReadInPieces) {
   for (int i = 0; i < 130; ++i) {
     WindowsTemplate data;
     data.Number(CKA_CLASS, CKO_DATA).Flag(CKA_TOKEN, false).Bytes(CKA_LABEL, std::to_string(1000 + i));
@@ -300,7 +300,7 @@ TEST_F(WindowsFaceTest, SearchesInPieces) {
   EXPECT_EQ(std::vector<Number>{all[7]}, Find(one.Number(CKA_CLASS, CKO_DATA).Bytes(CKA_LABEL, "1007")));
 }
 
-TEST_F(WindowsFaceTest, AClaimedRoomIsNotAllocated) {
+TEST_F(WindowsFaceTest, AClaimedCountIsNotAllocated) {
   Create(ProviderCertificate<WindowsTemplate>("Signing", "id", "value"));
   ASSERT_EQ(CKR_OK, w.C_FindObjectsInit(session, nullptr, 0));
   Number found[2] = {77, 77}, count = 0;
@@ -309,7 +309,7 @@ TEST_F(WindowsFaceTest, AClaimedRoomIsNotAllocated) {
   EXPECT_EQ(77u, found[1]);
 }
 
-TEST_F(WindowsFaceTest, LengthsOfNumbersAreFour) {
+TEST_F(WindowsFaceTest, NumbersHaveALengthOfFour) {
   const Number certificate = Create(ProviderCertificate<WindowsTemplate>("Signing", "id", "value"));
   Attribute attributes[] = {{CKA_CLASS, nullptr, 99},
                             {CKA_LABEL, nullptr, 99},
@@ -322,7 +322,7 @@ TEST_F(WindowsFaceTest, LengthsOfNumbersAreFour) {
   EXPECT_EQ(4u, +attributes[3].ulValueLen);
 }
 
-TEST_F(WindowsFaceTest, ShortAndLongBuffersOfNumbers) {
+TEST_F(WindowsFaceTest, OnlyAShortBufferForANumberIsRefused) {
   const Number key = GenerateKeyPair().privateKey;
   unsigned char bytes[12];
   std::memset(bytes, 0xEE, sizeof bytes);
@@ -338,13 +338,13 @@ TEST_F(WindowsFaceTest, ShortAndLongBuffersOfNumbers) {
     Attribute attribute = {CKA_MODULUS_BITS, bytes, room};
     EXPECT_EQ(CKR_OK, w.C_GetAttributeValue(session, key, &attribute, 1)) << room;
     EXPECT_EQ(4u, +attribute.ulValueLen);
-    EXPECT_EQ(0xEE, bytes[4]) << "nothing is written behind the number";
+    EXPECT_EQ(0xEE, bytes[4]) << "nothing is written past the number";
   }
   Attribute reused = {CKA_MODULUS_BITS, bytes, kUnavailable};
   EXPECT_EQ(CKR_BUFFER_TOO_SMALL, w.C_GetAttributeValue(session, key, &reused, 1));
 }
 
-TEST_F(WindowsFaceTest, ShortBuffersOfBytes) {
+TEST_F(WindowsFaceTest, AShortBufferForBytesIsRefused) {
   const Number certificate = Create(ProviderCertificate<WindowsTemplate>("Signing", "id", "value"));
   char label[6] = {}, value[5] = {};
   Attribute attributes[] = {{CKA_LABEL, label, 6}, {CKA_VALUE, value, 5}};
@@ -414,7 +414,7 @@ TEST_F(WindowsFaceTest, AttributesAreSet) {
   EXPECT_EQ("new label", Read(key, CKA_LABEL));
 }
 
-TEST_F(WindowsFaceTest, ACopy) {
+TEST_F(WindowsFaceTest, AnObjectIsCopied) {
   const Number key = Create(ProviderSecretKey<WindowsTemplate>(CKK_AES, std::string(16, 'k')));
   WindowsTemplate label;
   label.Bytes(CKA_LABEL, "copy");
@@ -443,7 +443,7 @@ TEST_F(WindowsFaceTest, AKeyIsGeneratedWrappedAndUnwrapped) {
   EXPECT_EQ(CKR_MECHANISM_INVALID, w.C_DeriveKey(session, &rsa, key, target.Data(), target.Count(), &unwrapped));
 }
 
-TEST_F(WindowsFaceTest, AQuestionNeedsNoDataAndAFailureEndsTheOperation) {
+TEST_F(WindowsFaceTest, ALengthQueryNeedsNoDataAndAFailureEndsTheOperation) {
   const WindowsKeyPair pair = GenerateKeyPair();
   Mechanism rsa = {CKM_RSA_PKCS, nullptr, 0}, sha = {CKM_SHA256, nullptr, 0};
   std::string data = "message", out(128, '\0');
@@ -466,7 +466,7 @@ TEST_F(WindowsFaceTest, AQuestionNeedsNoDataAndAFailureEndsTheOperation) {
   EXPECT_EQ(CKR_OK, w.C_Encrypt(session, BytesOf(data), 7, BytesOf(out), &length));
 }
 
-TEST_F(WindowsFaceTest, EntriesWithoutServiceSayWhich) {
+TEST_F(WindowsFaceTest, UnsupportedEntriesReturnTheirOwnCodes) {
   Number slot = 0, length = 0;
   EXPECT_EQ(CKR_FUNCTION_NOT_SUPPORTED, w.C_InitToken(0, Text(kSoPin), 6, Text("x")));
   EXPECT_EQ(CKR_FUNCTION_NOT_SUPPORTED, w.C_WaitForSlotEvent(0, &slot, nullptr));
@@ -476,13 +476,13 @@ TEST_F(WindowsFaceTest, EntriesWithoutServiceSayWhich) {
   EXPECT_EQ(CKR_SESSION_HANDLE_INVALID, w.C_GetFunctionStatus(kUnavailable));
 }
 
-TEST_F(WindowsFaceTest, AnObjectsSize) {
+TEST_F(WindowsFaceTest, AnObjectsSizeIsUnavailable) {
   Number size = 0;
   EXPECT_EQ(CKR_OK, w.C_GetObjectSize(session, GenerateKeyPair().publicKey, &size));
   EXPECT_EQ(kUnavailable, size);
 }
 
-TEST(WindowsAttributesTest, TheKindOfEachAttribute) {
+TEST(WindowsAttributesTest, EachAttributeHasItsKind) {
   using windows::KindOf;
   using windows::ValueKind;
   for (const CK_ATTRIBUTE_TYPE type :
@@ -528,8 +528,8 @@ TEST(WindowsAttributesTest, AllOnesAreWidenedInATemplate) {
   EXPECT_EQ(16u, *static_cast<CK_ULONG*>(native.Data()[2].pValue));
 }
 
-// SoftHSM offers no mechanism with this parameter, so it is looked at here.
-TEST(WindowsMechanismTest, TheLengthOfAMac) {
+// SoftHSM offers no mechanism with this parameter, so the conversion is checked directly.
+TEST(WindowsMechanismTest, TheLengthOfAMacIsConverted) {
   Number length = 10;
   Mechanism mechanism = {CKM_SHA_1_HMAC_GENERAL, &length, sizeof length};
   windows::MechanismIn native(&mechanism);
@@ -539,7 +539,7 @@ TEST(WindowsMechanismTest, TheLengthOfAMac) {
   EXPECT_EQ(0u, windows::MechanismIn(&mechanism).Get()->ulParameterLen);
 }
 
-TEST(WindowsMechanismTest, NoMechanismIsNone) {
+TEST(WindowsMechanismTest, ANullMechanismStaysNull) {
   windows::MechanismIn native(nullptr);
   EXPECT_EQ(nullptr, native.Get());
 }

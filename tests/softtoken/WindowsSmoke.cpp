@@ -1,4 +1,4 @@
-// A Windows program on the module: loads telvopkcs11.dll, and makes a key and signs with it through the packed table.
+// A Windows program that loads telvopkcs11.dll, makes a key and signs with it through the packed table.
 #include <windows.h>
 
 #include <cstdio>
@@ -163,7 +163,8 @@ int main() {
       CheckLogin(*table, session);
       CheckKeyPair(table->standard, session);
     }
-    // Unloaded while it runs, as a program does that ends a part of itself; the second round finds all as it was.
+    // Unloads the module while it is running, as a program may when it ends a part of itself. The second round finds
+    // everything unchanged.
     FreeLibrary(module);
     EXPECT(0, GetModuleHandleA("telvopkcs11.dll") == nullptr ? 0 : 1);
   }

@@ -1,5 +1,6 @@
 #!/bin/sh
-# pkcs11_tool.sh MODULE: an application that knows nothing of this module works with it, and OpenSSL agrees.
+# pkcs11_tool.sh MODULE: an application that knows nothing about this module works with it, and OpenSSL accepts its
+# signatures.
 set -eu
 module=$1
 work=$(mktemp -d)
@@ -21,10 +22,10 @@ fail() {
   exit 1
 }
 
-# The tool tries a signature in parts with its first mechanism, and takes this for an answer.
+# The tool tries to sign in parts with its first mechanism, and accepts this answer.
 no_parts='^warning: PKCS11 function C_SignUpdate failed: rv = CKR_FUNCTION_NOT_SUPPORTED (0x54)$'
 
-# tool NAME ARGUMENT...: runs pkcs11-tool, leaves its output in NAME, and fails over any other word of an error in it.
+# tool NAME ARGUMENT...: runs pkcs11-tool with its output in the file NAME, and fails if it reports any other error.
 tool() {
   name=$1
   shift
@@ -75,7 +76,7 @@ fi
 if pkcs11-tool --module "$module" --login --pin 000000 --list-objects >wrong 2>&1; then
   fail 'a wrong PIN is accepted'
 fi
-grep -q 'CKR_PIN_INCORRECT' wrong || fail 'a wrong PIN is not called one'
+grep -q 'CKR_PIN_INCORRECT' wrong || fail 'a wrong PIN is not reported as CKR_PIN_INCORRECT'
 tool slots --list-slots
 expect slots '  token flags        : login required, rng, token initialized, user PIN count low, PIN initialized'
 
@@ -88,6 +89,6 @@ expect test '    SHA1-RSA-PKCS: OK'
 expect test '    MD5-RSA-PKCS: OK'
 expect test '    RSA-X-509: OK'
 expect test '  all 4 digest functions seem to work'
-# The tool writes the outcome of OAEP on a line of its own, with a label and without.
+# The tool prints the result of OAEP on a separate line, once with a label and once without.
 [ "$(grep -c 'RSA-PKCS-OAEP: ' test)" -eq 2 ] && [ "$(grep -cx 'OK' test)" -eq 2 ] || fail 'OAEP was not tested'
 echo 'pkcs11_tool.sh: all well'

@@ -1,6 +1,6 @@
 #!/bin/sh
-# windows_smoke.sh COMMAND...: runs the smoke program with settings and a state folder of its own. The module is Linux
-# code, so the path that it finds in the environment is a Linux path.
+# windows_smoke.sh COMMAND...: runs the smoke program with its own settings and its own state folder. The module is
+# Linux code, so the environment contains a Linux path.
 set -eu
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT

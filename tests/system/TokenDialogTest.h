@@ -1,6 +1,6 @@
-// TokenDialogTest: a session on the token that the loader finds, for dialogs as users meet them. The token's PIN is
-// 123456, its label "Anna's card", and it has three tries. Each test wants a card of its own, so login_dialog.sh runs
-// them one by one.
+// TokenDialogTest: a session on the token that the loader finds, for dialogs as users see them. The token's PIN is
+// 123456, its label "Anna's card", and it has three tries. Each test needs its own card, so login_dialog.sh runs them
+// one by one.
 #pragma once
 
 #include "common/Platform.h"

@@ -1,4 +1,4 @@
-// The dialogs that change a PIN as users meet them: real windows, a session on a token, a user at the keyboard.
+// The dialogs that change a PIN as users see them: real windows, a session on a token, a user at the keyboard.
 #include "TokenDialogTest.h"
 #include "cryptoki/CryptokiError.h"
 #include "dialogs/ChangePIN.h"
@@ -18,12 +18,12 @@ constexpr int kWord = 1079;
 
 class ChangeDialogTest : public TokenDialogTest {
  protected:
-  // The dialog's result. A user who leaves it open cancels.
+  // The dialog's result. A dialog that `user` leaves open is cancelled.
   INT_PTR Show(const std::function<void(DialogDriver&)>& user) {
     return DialogDriver::Run([&] { return ChangePIN(&m_session, m_cache, "Anna's card"); }, user);
   }
 
-  // Types in the place of what is there, and clicks.
+  // Replaces the fields' contents, and clicks OK.
   static void Try(const DialogDriver& user, const std::string& current, const std::string& fresh) {
     user.Click(kClear);
     user.Type(kCurrent, current);
@@ -32,7 +32,7 @@ class ChangeDialogTest : public TokenDialogTest {
     user.Click(kOK);
   }
 
-  // The result of a login, 0 for success. A wrong PIN gives the tries left.
+  // The result of a login, 0 for success. A wrong PIN returns the tries left.
   DWORD LogIn(std::string pin) {
     try {
       m_session.Login(CKU_USER, reinterpret_cast<BYTE*>(pin.data()), static_cast<DWORD>(pin.size()));
@@ -43,7 +43,7 @@ class ChangeDialogTest : public TokenDialogTest {
   }
 };
 
-TEST_F(ChangeDialogTest, ThePinIsChangedCachedAndLoggedInWith) {
+TEST_F(ChangeDialogTest, ThePinIsChangedCachedAndUsedToLogIn) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
               EXPECT_EQ("Change PIN for Anna's card", user.Title());
               Try(user, "123456", "Quill-42");
@@ -54,7 +54,7 @@ TEST_F(ChangeDialogTest, ThePinIsChangedCachedAndLoggedInWith) {
   EXPECT_EQ(0u, LogIn("Quill-42"));
 }
 
-TEST_F(ChangeDialogTest, AWrongPinShowsTheTriesLeftAndTheRightOneServesBehindIt) {
+TEST_F(ChangeDialogTest, AWrongPinShowsTheTriesLeftAndTheRightOneStillWorks) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
               Try(user, "000000", "Quill-42");
               EXPECT_EQ("Incorrect Current PIN, 2 trials left", user.Text(kStatus));
@@ -65,7 +65,7 @@ TEST_F(ChangeDialogTest, AWrongPinShowsTheTriesLeftAndTheRightOneServesBehindIt)
   EXPECT_EQ(0u, LogIn("Quill-42"));
 }
 
-TEST_F(ChangeDialogTest, TheLastTryLocksAndOnlyClosingIsLeft) {
+TEST_F(ChangeDialogTest, TheLastTryLocksThePinAndTheDialogCanOnlyBeClosed) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               Try(user, "000000", "Quill-42");
               Try(user, "000000", "Quill-42");
@@ -82,7 +82,7 @@ TEST_F(ChangeDialogTest, TheLastTryLocksAndOnlyClosingIsLeft) {
   EXPECT_EQ(DWORD{CKR_PIN_LOCKED}, LogIn("123456"));
 }
 
-TEST_F(ChangeDialogTest, APinThatTheTokenDoesNotLikeIsRefusedInItsWords) {
+TEST_F(ChangeDialogTest, APinThatTheTokenRejectsIsRefusedWithItsErrorText) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
               Try(user, "123456", "1");
               EXPECT_EQ("The specified PIN is either too long or too short", user.Text(kStatus));
@@ -91,7 +91,7 @@ TEST_F(ChangeDialogTest, APinThatTheTokenDoesNotLikeIsRefusedInItsWords) {
   EXPECT_EQ("Quill-42", CachedPin());
 }
 
-TEST_F(ChangeDialogTest, ACancelledDialogLeavesThePin) {
+TEST_F(ChangeDialogTest, ACancelledDialogLeavesThePinUnchanged) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               user.Type(kCurrent, "123456");
               user.Click(kCancel);
@@ -100,7 +100,7 @@ TEST_F(ChangeDialogTest, ACancelledDialogLeavesThePin) {
   EXPECT_EQ(0, m_cache->IsPINSet());
 }
 
-TEST_F(ChangeDialogTest, TheLargerLoginDialogChangesThePinBehindItsLogin) {
+TEST_F(ChangeDialogTest, TheLargerLoginDialogChangesThePinAfterItsLogin) {
   CCLoginDlg dialog;
   dialog.SetSession(&m_session);
   dialog.SetTokenLabel("Anna's card");
@@ -115,7 +115,7 @@ TEST_F(ChangeDialogTest, TheLargerLoginDialogChangesThePinBehindItsLogin) {
                                    change.Type(kNew, "Quill-42");
                                    change.Type(kRepeated, "Quill-42");
                                    change.Click(kOK);
-                                   DialogDriver::WaitFor("the end of both",
+                                   DialogDriver::WaitFor("the end of both dialogs",
                                                          [&] { return IsWindow(user.Window()) == FALSE; });
                                  }));
   EXPECT_EQ("Quill-42", CachedPin());

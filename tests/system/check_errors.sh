@@ -9,7 +9,7 @@ catalogue=apps/telvotool/ErrorCatalogue.cpp
 
 "$source/scripts/check-errors" "$source" >"$folder/output" || fail "the catalogue is not complete"
 
-# refuses LINE FILE SED: the copy of FILE, changed by the script for sed, is refused with a line that begins so.
+# refuses LINE FILE SED: a copy of FILE, changed by the sed script, is refused with an output that contains LINE.
 refuses() {
   rm -rf "$folder/tree"
   mkdir -p "$folder/tree/apps/telvotool"
@@ -18,7 +18,7 @@ refuses() {
   sed -i "$3" "$folder/tree/$2"
   ! cmp -s "$source/$2" "$folder/tree/$2" || fail "nothing was changed in $2"
   if "$source/scripts/check-errors" "$folder/tree" >"$folder/output"; then fail "passed: $3"; fi
-  grep -qF -- "$1" "$folder/output" || fail "not the line: $1"
+  grep -qF -- "$1" "$folder/output" || fail "missing line: $1"
 }
 
 refuses 'NTE_PERM is raised in src/entry/CPGenKey.cpp and has no row' $catalogue '/{NAMED(NTE_PERM)/d'

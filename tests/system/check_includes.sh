@@ -1,5 +1,5 @@
 #!/bin/bash
-# check_includes.sh SOURCE: scripts/check-includes on a small tree of its own, as it should be and with one fault at a time.
+# check_includes.sh SOURCE: scripts/check-includes on a small test tree, without faults and with one fault at a time.
 set -eu
 check=$1/scripts/check-includes
 tree=$(mktemp -d)
@@ -12,7 +12,7 @@ source_file() {
   { echo '// a file'; [ $# -eq 1 ] || echo "#include $2"; } >"$tree/$1"
 }
 
-# document: four folders, one above the other
+# document: folders in layers, one above another
 document() {
   mkdir -p "$tree/docs"
   cat >"$tree/docs/architecture.md" <<TABLE
@@ -39,7 +39,7 @@ good_tree() {
 passes() { "$check" "$tree" >"$tree/output" 2>&1 || fail "$1"; }
 refuses() {
   if "$check" "$tree" >"$tree/output" 2>&1; then fail "$1 passed"; fi
-  grep -qxF -- "$2" "$tree/output" || fail "$1: not the line '$2'"
+  grep -qxF -- "$2" "$tree/output" || fail "$1: missing line '$2'"
 }
 
 good_tree
@@ -51,7 +51,7 @@ refuses "an include that runs up" \
 
 good_tree
 source_file posix/Platform.cpp '"../src/low/Low.h"'
-refuses "an include of a folder beside, by its path" \
+refuses "an include of a folder next to it, by its path" \
   'posix/Platform.cpp:2: posix includes "../src/low/Low.h" of src/low, which it does not use'
 
 good_tree
@@ -70,7 +70,7 @@ refuses "a folder without a row" 'src/new/New.h: its folder has no row in docs/a
 
 good_tree
 sed -i 's/| what everybody needs | |/| what everybody needs | high |/' "$tree/docs/architecture.md"
-refuses "a circle in the table" \
+refuses "a cycle in the table" \
   'check-includes: docs/architecture.md: src/low uses itself by way of others; the arrows must run one way'
 
 rm -r "$tree/src" "$tree/posix"

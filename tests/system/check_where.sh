@@ -1,5 +1,5 @@
 #!/bin/bash
-# check_where.sh SOURCE: scripts/check-where on the sources as they are, and on a small tree of its own with one fault at a time.
+# check_where.sh SOURCE: scripts/check-where on the real sources, and on a small test tree with one fault at a time.
 set -eu
 source=$1
 check=$source/scripts/check-where
@@ -7,7 +7,7 @@ tree=$(mktemp -d)
 trap 'rm -rf "$tree"' EXIT
 fail() { echo "FAILED: $*"; cat "$tree/output"; exit 1; }
 
-# write FILE: what comes in
+# write FILE: writes its input to FILE
 write() { mkdir -p "$(dirname "$tree/$1")" && cat >"$tree/$1"; }
 
 good_tree() {
@@ -39,11 +39,11 @@ A `name/outside` of a table does not count.
 TABLES
 }
 
-# refuses WHAT LINE [SED]: the tree, with the document changed by a script for sed, is refused with this line alone.
+# refuses WHAT LINE [SED]: the tree, with the document changed by the sed script, is refused with exactly this line.
 refuses() {
   [ $# -eq 2 ] || sed -i "$3" "$tree/docs/where.md"
   if "$check" "$tree" >"$tree/output" 2>&1; then fail "$1 passed"; fi
-  printf '%s\n' "docs/where.md:$2" 'check-where: 1 problems' | cmp -s - "$tree/output" || fail "$1: not the line '$2' alone"
+  printf '%s\n' "docs/where.md:$2" 'check-where: 1 problems' | cmp -s - "$tree/output" || fail "$1: not exactly the line '$2'"
   good_tree
 }
 
@@ -72,7 +72,7 @@ refuses "a row without a test" '14: the row names no test' '14s/`tests.*`/nobody
 
 rm "$tree/tests/unit/DoorTest.cpp"
 if "$check" "$tree" >"$tree/output" 2>&1; then fail "a tree without tests passed"; fi
-[ "$(grep -c 'there is no test' "$tree/output")" = 3 ] || fail "not each test is missed"
+[ "$(grep -c 'there is no test' "$tree/output")" = 3 ] || fail "not every missing test is reported"
 echo '# Nothing' >"$tree/docs/where.md"
 if "$check" "$tree" >"$tree/output" 2>&1; then fail "a document without a row passed"; fi
 grep -qxF 'check-where: docs/where.md has no row' "$tree/output" || fail "a document without a row"

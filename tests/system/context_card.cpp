@@ -1,8 +1,9 @@
-// context_card READER PROVIDER: silent contexts on a reader, told on standard input what to do, one answer a line:
+// context_card READER PROVIDER: silent contexts on a reader, controlled by commands on standard input, with one
+// answer line each:
 //
-//   acquire      another context of this program's own             "done"
+//   acquire      another context of this program                   "done"
 //   library      another context of the provider's library         "done"
-//   pin PIN      LoginWithPIN of the last context of its own       "done"
+//   pin PIN      LoginWithPIN of this program's last context       "done"
 //   login        Login of that context                             "done"
 //
 // A failure is answered with its code in hexadecimal.
@@ -78,7 +79,7 @@ int main(int count, char** arguments) {
   Contexts contexts(arguments[1], arguments[2]);
   for (std::string line; std::getline(std::cin, line);) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
-    std::cout << contexts.Do(line) << std::endl;  // at once: somebody waits for it
+    std::cout << contexts.Do(line) << std::endl;  // flushed: the caller waits for it
   }
   return 0;
 }

@@ -1,7 +1,8 @@
 #!/bin/bash
 # context_card.sh SYSTEM CONTEXT_CARD SOFTTOKEN PROVIDER WINSCARD_FOLDER -- RUN...
-# Contexts on a real reader with a software token in it, while its card is pulled and put back: the PIN goes with the card,
-# the contexts are told nothing. First contexts of the program's own, then contexts of the provider's library.
+# Contexts on a real reader with a software token in it, while its card is pulled and put back: the PIN is forgotten
+# with the card, and the contexts get no notice. First the program's own contexts, then contexts of the provider's
+# library.
 set -eu
 system=$1 program=$2 softtoken=$3 provider=$4 winscard=$5
 shift 6
@@ -19,9 +20,9 @@ expect() {
   read -r -t 20 answer <&"$contexts_out" || fail "no answer to $2"
   [ "${answer%$'\r'}" = "$1" ] || fail "$2: ${answer%$'\r'} instead of $1"
 }
-# logged COUNT TEXT: so often now, and so often it stays
+# logged COUNT TEXT: the log has exactly COUNT lines with TEXT
 logged() { [ "$(lines "$2")" = "$1" ] || fail "'$2' is logged $(lines "$2") times instead of $1"; }
-# Looks at the log from here on.
+# Starts the program. Only log lines from here on count.
 start() {
   log_start=$(($(stat -c %s "$log" 2>/dev/null || echo 0) + 1))
   start_talk contexts "${run_command[@]}" "$folder/$(basename "$program")" 'TELVO Reader A 00 00' "$provider"

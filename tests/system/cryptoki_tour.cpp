@@ -1,6 +1,6 @@
 // cryptoki_tour FOLDER PIN: the client from end to end against the module that the loader finds. It lists slots and
 // tokens, logs in, generates an RSA pair of 2048 bits, finds it again, and signs FOLDER/message with it. FOLDER/modulus
-// and FOLDER/signature, both most significant byte first, are left for a verifier that is not ours.
+// and FOLDER/signature, both most significant byte first, are left for an independent verifier.
 #include <fstream>
 #include <iostream>
 #include <iterator>

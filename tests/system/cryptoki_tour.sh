@@ -29,7 +29,7 @@ grep -qx 'token: Tour  *serial 01 23 45 67 89 AB CD EF' "$folder/output" || fail
 grep -qx 'generated: 2048 bits' "$folder/output" || fail "no pair of 2048 bits"
 grep -qx 'found: 2 objects, 1 private keys, 1 public keys, 0 certificates' "$folder/output" || fail "the pair is not found"
 
-# The public key in PKCS #1 form, made of nothing but the modulus that the client read.
+# The public key in PKCS #1 form, made only from the modulus that the client read.
 cat >"$folder/key.conf" <<KEY
 asn1 = SEQUENCE:key
 [key]

@@ -3,7 +3,7 @@
 //   click:ID       clicks a button
 //   reads:ID=TEXT  fails unless the control shows the text
 //   gone           waits until the dialog is closed
-//   pull:FILE      removes a file: the card that is in while the file is there
+//   pull:FILE      removes the file that keeps a card inserted
 #include <cstdio>
 #include <cstdlib>
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ void Do(const std::string& step, const DialogDriver& user) {
   } else if (verb == "pull") {
     EXPECT_EQ(0, std::remove(step.c_str() + colon + 1)) << step;
   } else {
-    ADD_FAILURE() << "no step: " << step;
+    ADD_FAILURE() << "unknown step: " << step;
   }
 }
 

@@ -33,7 +33,7 @@ NAMES
 # The table of names is the one whose lines are "[ordinal] name" under its own heading.
 "$objdump" -p "$dll" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^\t*\[ *[0-9]*\].* //p' | sort >"$folder/found"
 if ! diff "$folder/expected" "$folder/found"; then
-  echo "FAILED: the library does not export what is expected (<) but (>)"
+  echo "FAILED: the library does not export the expected names (<), but these (>)"
   exit 1
 fi
 [ "$(wc -l <"$folder/found")" = 23 ] || { echo "FAILED: not 23 exports"; exit 1; }

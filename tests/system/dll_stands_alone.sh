@@ -1,5 +1,5 @@
 #!/bin/sh
-# dll_stands_alone.sh OBJDUMP DLL: the library is one for 64-bit Windows and needs nothing but the system's own libraries.
+# dll_stands_alone.sh OBJDUMP DLL: the library is for 64-bit Windows and needs only the system's own libraries.
 set -eu
 objdump=$1 dll=$2
 "$objdump" -f "$dll" | grep -q 'pei-x86-64' || { echo "FAILED: not a 64-bit Windows library"; exit 1; }

@@ -1,6 +1,6 @@
 #!/bin/bash
 # guides.sh SYSTEM TELVOTOOL PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN DIALOG_USER -- RUN...
-# Each command line in docs/guides that begins with telvotool ends with 0: page by page, each on an empty card.
+# Each command line in docs/guides that begins with telvotool exits with 0: page by page, each on an empty card.
 guides=$(cd "$(dirname "$0")/../../docs/guides" && pwd)
 . "$(dirname "$0")/telvotool_stand.sh"
 
@@ -11,7 +11,7 @@ cp text letter.pdf
 openssl req -x509 -newkey rsa:2048 -nodes -keyout ca.key -out ca.pem -days 2 -subj "/CN=An authority for a test" 2>/dev/null
 expect 0 register
 
-# answer NAME FILE: what the authority sends for NAME.p10.
+# answer NAME FILE: writes the authority's certificate for NAME.p10 to FILE.
 answer() {
   openssl req -inform DER -in "$1.p10" -out request.pem
   openssl x509 -req -in request.pem -CA ca.pem -CAkey ca.key -CAcreateserial -days 2 -outform DER -out "$2" 2>/dev/null

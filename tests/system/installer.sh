@@ -1,8 +1,8 @@
 #!/bin/bash
 # installer.sh SYSTEM SETUP SOFTTOKEN NATIVE_SOFTTOKEN FAKE_MODULE LOAD_LIBRARY -- RUN...
-# The installer, silently: what it puts where, that the provider works from there, and that the uninstaller leaves nothing
-# behind, neither a file nor a key. It changes the registry and the system folder of the whole prefix: it needs one of its own
-# (telvo_prefix).
+# The silent installer: where it puts its files, that the provider works from there, and that the uninstaller leaves no
+# file and no registry key behind. It changes the registry and the system folder of the whole prefix, so it needs a
+# separate prefix (telvo_prefix).
 set -eu
 setup=$2 softtoken=$3 native_softtoken=$4 fake_module=$5 load_library=$6
 shift 7
@@ -22,7 +22,7 @@ company='HKLM\Software\Brenholt Devices Ltd.'
 provider_key='HKLM\Software\Microsoft\Cryptography\Defaults\Provider\Brenholt Devices CSP v4.5'
 uninstall_key='HKLM\Software\Microsoft\Windows\CurrentVersion\Uninstall\telvocsp'
 
-# The uninstaller goes on as a copy of itself, and deletes the folder last.
+# The uninstaller continues as a copy of itself, and deletes the folder last.
 uninstall() {
   wine_run "$installed/uninstall.exe" /S || return
   for _ in $(seq 300); do
@@ -34,7 +34,7 @@ uninstall() {
 clean_up() {
   [ ! -e "$installed/uninstall.exe" ] || uninstall || true
   rm -rf "$system/telvopkcs11.dll" "$data"
-  find "$system" -name '*.tmp' -size +100k -delete  # a library that gave way
+  find "$system" -name '*.tmp' -size +100k -delete  # a library that was moved out of the way
   for key in "$company" 'HKCU\Software\Microsoft\SystemCertificates\My'; do
     wine_run reg delete "$key" /f >/dev/null 2>&1 || true
   done
@@ -42,8 +42,8 @@ clean_up() {
 }
 trap clean_up EXIT
 
-# snapshot NAME: every file of the drive but those of passing programs, and every key and value of HKEY_LOCAL_MACHINE.
-# But for the machine's certificate stores: Wine fills them when a program first asks for one.
+# snapshot NAME: every file of the drive except temporary files and those of users, and every key and value of
+# HKLM\Software except the machine's certificate stores, which Wine fills when a program first asks for one.
 snapshot() {
   (cd "$drive" && find . -path ./windows/temp -prune -o -path ./users -prune -o -print | sort) >"$1.files"
   wine_run reg export 'HKLM\Software' "Z:$folder/$1.reg" /y >/dev/null
@@ -52,13 +52,13 @@ snapshot() {
 }
 value() { wine_run reg query "$1" /v "$2" 2>/dev/null | tr -d '\r' | sed -n "s/^ *$2 *REG_[A-Z]* *//p"; }
 
-# The token's own software, which brings the module into the system folder.
+# Replaces the token's own software, which puts the module into the system folder.
 cp "$softtoken" "$system"
 printf '%s\n' 'state = state' '[slot]' 'reader = TELVO Reader A' 'label = Card A' 'pin = 123456' >token.conf
 export TELVO_SOFTTOKEN_CONF=$folder/token.conf
 echo 123456 >pin
 seq 1 1000 >text
-wine_run reg delete "$company" /f >/dev/null 2>&1 || true  # of other tests; the uninstaller takes it away when it is empty
+wine_run reg delete "$company" /f >/dev/null 2>&1 || true  # of other tests; the uninstaller removes it when it is empty
 snapshot before
 
 echo "installation"
@@ -89,7 +89,7 @@ tool delete signing --yes --pin-file pin
 
 echo "installation over an installation"
 wine_run "$setup" /S || fail "the installer ends with $?"
-[ "$(value "$uninstall_key" OwnsSettings)" = 0x1 ] || fail "the settings are nobody's"
+[ "$(value "$uninstall_key" OwnsSettings)" = 0x1 ] || fail "no installation owns the settings"
 tool doctor
 
 echo "removal"
@@ -124,8 +124,8 @@ echo >&"${holder[1]}"
 wait "$process" || fail "the program with the older library ends with $?"
 uninstall || fail "the uninstaller ends with $?"
 rm -f "$drive/update.log"
-remains=$(find "$system" -name '*.tmp' -size +100k)  # the older library, until Windows starts again
-[ "$(echo "$remains" | wc -w)" = 1 ] || fail "other than one file waits for the next start: $remains"
+remains=$(find "$system" -name '*.tmp' -size +100k)  # the older library, kept until Windows restarts
+[ "$(echo "$remains" | wc -w)" = 1 ] || fail "not exactly one file waits for the restart: $remains"
 rm -f "$remains"
 snapshot after
 diff before.files after.files || fail "files are left behind by the update"
@@ -155,7 +155,7 @@ cmp -s "$softtoken" "$system/telvopkcs11.dll" || fail "the uninstaller took anot
 rm "$system/telvopkcs11.dll"
 
 echo "the adapter"
-unset TELVO_SOFTTOKEN_CONF  # with it Wine takes the software token for any library of that name
+unset TELVO_SOFTTOKEN_CONF  # with it Wine loads the software token for any library of that name
 snapshot before
 wine_run "$setup" /S || fail "the installer ends with $?"
 [ ! -e "$system/telvopkcs11.dll" ] || fail "the adapter is not off by default"

@@ -1,5 +1,5 @@
-// late_line: an item that is logged when the log's mutex is closed already takes no turn: nobody knows what has the
-// handle by then.
+// late_line: an item that is logged after the log's mutex was closed does not lock it, because the handle may belong
+// to something else by then.
 #include <cstdio>
 #include <cstdlib>
 
@@ -14,7 +14,7 @@ int g_waits = 0;
 
 CCSPLog* g_log = nullptr;
 
-// Goes down behind the mutex, when it comes up before the first item.
+// Is destroyed after the mutex, because it is constructed before the first item is logged.
 struct LateLine {
   std::string file;
   ~LateLine() {
@@ -26,14 +26,14 @@ struct LateLine {
       std::fflush(stdout);
       std::_Exit(1);
     }
-    std::puts("the late line was written without a turn");
+    std::puts("the late line was written without the lock");
   }
 };
 
 }  // namespace
 
-// WaitForSingleObject, which the program calls through the import's pointer on Windows; on the host the linker leads
-// the calls here.
+// Counts the calls of WaitForSingleObject. On Windows the program calls it through the import pointer; on the host
+// the linker redirects the calls here.
 #ifdef _WIN32
 static DWORD WINAPI CountedWait(HANDLE handle, DWORD milliseconds) {
   ++g_waits;
@@ -64,7 +64,7 @@ int main() {
   g_log = &log;
   log.WriteLine("early");
   if (g_waits == 0) {
-    std::puts("FAILED: the early line took no turn");
+    std::puts("FAILED: the early line did not take the lock");
     std::_Exit(1);
   }
   return 0;

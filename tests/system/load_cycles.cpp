@@ -1,8 +1,8 @@
-// load_cycles CYCLES PROVIDER CONTAINER...: loads the provider, acquires and releases a context on each container,
-// unloads it, again and again. load_cycles CYCLES THREADS: starts and terminates so many threads as often, which is
-// what the provider does with its watchers.
+// load_cycles CYCLES PROVIDER CONTAINER...: in each cycle, loads the provider, acquires and releases a context on each
+// container, and unloads the provider. load_cycles CYCLES THREADS: in each cycle, starts and terminates this number of
+// threads, as the provider does with its watchers.
 //
-// Says "begun" after a tenth of the cycles, at most a hundred, and "done" at the end, and waits each time for a
+// Prints "begun" after a tenth of the cycles, at most a hundred, and "done" at the end, and waits each time for a
 // line. Fails when more handles are open at the end than at "begun".
 #include "common/Platform.h"
 
@@ -52,7 +52,7 @@ DWORD WINAPI WaitForever(LPVOID runs) {
   return 0;
 }
 
-// Wine does not stand a thread that is terminated as it starts: it may hold a lock of the process.
+// Wine does not tolerate the termination of a thread that is starting, which may hold a lock of the process.
 bool StartAndTerminate() {
   const HANDLE runs = CreateEventA(nullptr, TRUE, FALSE, nullptr);
   const HANDLE thread = CreateThread(nullptr, 0, WaitForever, runs, 0, nullptr);
@@ -70,7 +70,7 @@ bool TerminateThreads(int count) {
   return terminated;
 }
 
-// Says what was reached and lets whoever runs the program look at the process.
+// Prints the point reached and waits, so that the caller can look at the process.
 void Pause(const char* text) {
   std::printf("%s\n", text);
   std::fflush(stdout);

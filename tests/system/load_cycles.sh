@@ -1,7 +1,7 @@
 #!/bin/bash
 # load_cycles.sh SYSTEM LOAD_CYCLES SOFTTOKEN PROVIDER WINSCARD_FOLDER CYCLES PROCESSES -- RUN...
-# The library comes and goes with watchers running on two real readers: no hang, no failure, no growth worth speaking of. So many
-# processes do it side by side, each with so many cycles and software tokens of its own.
+# Loads and unloads the library, with watchers running on two real readers: no hang, no failure, no significant growth.
+# PROCESSES processes do this in parallel, each with CYCLES cycles and its own software tokens.
 set -eu
 system=$1 program=$2 softtoken=$3 library=$4 winscard=$5 cycles=$6 processes=$7
 shift 8
@@ -23,20 +23,22 @@ prepare() {
   token_in_readers "$1" '' A B
 }
 
-# used FOLDER: kilobytes of memory that its process itself wrote, as Linux counts them.
+# used FOLDER: the kilobytes of memory that its process wrote itself, as Linux counts them.
 used() {
   local process
   process=$(pgrep -f "$(basename "$folder").$(basename "$1").load_cycles" | head -n 1)
   sed -n 's/^RssAnon:[^0-9]*\([0-9]*\).*/\1/p' "/proc/$process/status"
 }
-# await TEXT: the program comes to that point. Each unloading waits for two pauses of watchers, a fifth of a second at most each.
+# await TEXT: waits until the program prints TEXT. Each unloading waits for two pauses of watchers, at most a fifth of a
+# second each.
 await() {
   local line
-  read -r -t $((30 + 3 * cycles)) line <&"$loader_out" || fail "nothing comes, waiting for $1"
+  read -r -t $((30 + 3 * cycles)) line <&"$loader_out" || fail "timed out waiting for $1"
   [ "${line%$'\r'}" = "$1" ] || fail "$line"
 }
 
-# growth FOLDER ARGUMENT...: of the program's run with these arguments, from a tenth of it, or the hundredth cycle, to the end
+# growth FOLDER ARGUMENT...: runs the program with these arguments. `grown` is its growth from a tenth of the cycles, or
+# the hundredth, to the end.
 growth() {
   local place=$1 before
   shift
@@ -58,8 +60,8 @@ cycle_library() {
   [ "$grown" -le $((threads + first + per_cycle * cycles)) ] || fail "memory is left behind"
 }
 
-# Wine never gives back the memory of a thread that was terminated, about a megabyte each: no more than that may be left. The host
-# gives it back, so there a leak of the library's own shows.
+# Wine never frees the memory of a terminated thread, about a megabyte each. Only this may remain. The host frees it, so
+# there a leak of the library itself shows.
 if [ $system = Windows ]; then first=300 per_cycle=5; else first=150 per_cycle=0; fi
 prepare "$folder/threads"
 growth "$folder/threads" 2

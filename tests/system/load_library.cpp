@@ -1,5 +1,5 @@
-// load_library NAME [hold]: loads a library and releases it, as a program that uses the provider does. Ends with 1 when
-// there is none. With "hold" it says "loaded", and releases the library when a line comes.
+// load_library NAME [hold]: loads a library and releases it, as a program that uses the provider does. Exits with 1
+// when it cannot be loaded. With "hold" it prints "loaded", and releases the library after it reads a line.
 #include <windows.h>
 
 #include <cstdio>

@@ -1,6 +1,7 @@
 #!/bin/bash
 # log_file.sh SYSTEM LOG_WRITER LOAD_LIBRARY PROVIDER -- RUN...
-# The log of whole processes: nothing while it is off, one start line a process, and no line lost when two append at once.
+# The log of whole processes: no file while it is off, one start line per process, and no line lost when two processes
+# append at once.
 set -eu
 system=$1 writer=$2 loader=$3 provider=$4
 shift 5
@@ -17,13 +18,13 @@ lines() { grep -c "^$1 [0-9]* .\{0,1\}$" "$log" || true; }
 set_log off
 "${run_command[@]}" "$loader" "$provider" || fail "the provider cannot be loaded"
 "${run_command[@]}" "$writer" 3 quiet
-[ ! -e "$log" ] || fail "a file came to be with logging off"
+[ ! -e "$log" ] || fail "a file was created with logging off"
 
 set_log on
 "${run_command[@]}" "$loader" "$provider" || fail "the provider cannot be loaded with logging on"
-[ "$(starts)" = 1 ] || fail "not one start line behind the first process"
+[ "$(starts)" = 1 ] || fail "not one start line after the first process"
 announced=$'CCSPSecretKeyFactory Ctor - Enter   \nCCSPSecretKeyFactory Ctor - Exit   '
-[ "$(sed -n 5,6p "$log" | tr -d '\r')" = "$announced" ] || fail "the factory of session keys does not follow the start line"
+[ "$(sed -n 5,6p "$log" | tr -d '\r')" = "$announced" ] || fail "the session key factory does not follow the start line"
 "${run_command[@]}" "$loader" "$provider"
 [ "$(starts)" = 2 ] || fail "the second process did not add its start line"
 grep -q '~Cryptoki' "$log" && fail "the provider made a module object without being asked"

@@ -1,8 +1,8 @@
-// log_neighbour: one of several processes that write to the provider's log, told on standard input what to do, one
-// answer a line:
+// log_neighbour: one of several processes that write to the provider's log, controlled by commands on standard
+// input, with one answer line each:
 //
 //   write TEXT   an item      -> "with the lock", or "without the lock" and the milliseconds that the item took
-//   hold TEXT    an item, and the process keeps the log's lock until it is told a line more
+//   hold TEXT    an item, and the process keeps the log's lock until it reads another line
 //                             -> "holding", and then as above
 //   die TEXT     an item, and the process is killed while it has the lock: no answer
 #include <chrono>

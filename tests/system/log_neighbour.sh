@@ -1,6 +1,6 @@
 #!/bin/bash
 # log_neighbour.sh SYSTEM LOG_NEIGHBOUR -- RUN...
-# Two processes with one log, of which one hangs with the log's lock and then is killed with it: the other goes on.
+# Two processes share a log. One hangs while it has the log's lock, and is later killed with it. The other goes on.
 set -eu
 system=$1 program=$2
 shift 3
@@ -11,7 +11,7 @@ trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
 . "$(dirname "$0")/log_switch.sh"
 . "$(dirname "$0")/readers.sh"  # start_talk
 
-# ask NAME COMMAND: tells a process what to do, and sets `answer`
+# ask NAME COMMAND: sends a command to a process, and sets `answer`
 ask() {
   local in=$1_in out=$1_out
   echo "$2" >&"${!in}"
@@ -28,7 +28,7 @@ expect 'with the lock'
 ask first 'hold two'
 expect 'holding'
 
-# The host build's lock is of one process; there the system appends each item in one piece.
+# The host build's lock works within one process only; there the system appends each item in one piece.
 ask second 'write three'
 if [ "$system" = Windows ]; then
   waited=${answer#without the lock }
@@ -51,5 +51,5 @@ expect 'with the lock'
 
 wanted=$'one   \ntwo   \nthree   \nfour   \nfive   \nsix   \nseven   '
 items=$(tr -d '\r' <"$log" | grep -xE '(one|two|three|four|five|six|seven) {3}')
-[ "$items" = "$wanted" ] || fail "not each item once, whole and in its turn"
+[ "$items" = "$wanted" ] || fail "not every item once, whole and in order"
 echo "a process that hung held the other up for ${waited:-0} ms an item; one that was killed, not at all"

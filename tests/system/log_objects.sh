@@ -28,6 +28,6 @@ grep -orE 'g_[A-Za-z]+Log\b' . --include=*.cpp --include=*.h | sed 's#^\./##; s/
     s#^entry/[^ ]* g_entryLog#entry g_entryLog#' |
   LC_ALL=C sort -u >"$folder/found"
 if ! diff "$folder/wanted" "$folder/found"; then
-  echo "FAILED: a file writes through another object than that of its module (>), or no longer writes (<)"
+  echo "FAILED: a file writes through another log object than its module's (>), or no longer writes (<)"
   exit 1
 fi

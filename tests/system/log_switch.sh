@@ -1,8 +1,8 @@
 # To be sourced, with `system` (Windows, Linux), `folder` and the array `run_command` set: switches the provider's log on
-# and off for every process that starts from now on, and looks into it. On Windows that is the registry of the whole
-# prefix, so that the test needs one of its own (telvo_prefix).
+# and off for every process that starts from now on, and reads it. On Windows this changes the registry of the whole
+# prefix, so the test needs a separate prefix (telvo_prefix).
 log=$folder/csp.log
-log_start=1  # the first byte that `lines` looks at
+log_start=1  # the first byte that `lines` reads
 log_key='SOFTWARE\Brenholt Devices Ltd.\TELVO SDK'
 
 # set_log on|off
@@ -22,12 +22,12 @@ else
   }
 fi
 
-# Ends the test, with the end of the log.
+# Ends the test, and prints the end of the log.
 fail() { echo "FAILED: $*"; [ -f "$log" ] && tail -n 40 "$log"; exit 1; }
-# How many lines of the log hold a text.
+# How many lines of the log contain a text.
 lines() { tail -c "+$log_start" "$log" | grep -c -- "$1" || true; }
 # await_lines COUNT TEXT
 await_lines() {
   for _ in $(seq 100); do [ "$(lines "$2")" -ge "$1" ] && return; sleep 0.1; done
-  fail "'$2' does not come up $1 times"
+  fail "'$2' is not logged $1 times"
 }

@@ -1,4 +1,4 @@
-// The login dialog as users meet it: a real window, a session on a token, a user at the keyboard.
+// The login dialog as users see it: a real window, a session on a token, a user at the keyboard.
 #include "TokenDialogTest.h"
 #include "dialogs/CLoginEX.h"
 #include "dialogs/PictureStand.h"
@@ -13,7 +13,7 @@ constexpr int kStatus = 1092;
 
 class LoginDialogTest : public TokenDialogTest {
  protected:
-  // The dialog's result. A user who leaves it open cancels.
+  // The dialog's result. A dialog that `user` leaves open is cancelled.
   INT_PTR Show(const std::function<void(DialogDriver&)>& user) {
     CLoginEX dialog;
     dialog.SetSession(&m_session);
@@ -24,7 +24,7 @@ class LoginDialogTest : public TokenDialogTest {
     return DialogDriver::Run([&] { return dialog.DoModal(); }, user);
   }
 
-  // Types a PIN in the place of what is there, and clicks.
+  // Replaces the field's contents with a PIN, and clicks Login.
   static void Try(const DialogDriver& user, const std::string& pin) {
     while (!user.Text(kPin).empty()) user.Type(kPin, "\b");
     user.Type(kPin, pin);
@@ -43,7 +43,7 @@ TEST_F(LoginDialogTest, OpensWithTheTokensNameAnEmptyStatusAndTheFocusOnThePin) 
             }));
 }
 
-TEST_F(LoginDialogTest, ThePinOfOneContextServesASecondOneSilently) {
+TEST_F(LoginDialogTest, ThePinOfOneContextIsUsedByASilentSecondOne) {
   TELVOCSPContext first(nullptr);
   first.Initialize("\\\\.\\TELVO Reader A\\", 0, m_cryptoki, 1);
   DialogDriver::Run(
@@ -61,7 +61,7 @@ TEST_F(LoginDialogTest, ThePinOfOneContextServesASecondOneSilently) {
   EXPECT_TRUE(IsLoggedIn());
 }
 
-TEST_F(LoginDialogTest, ACancelledDialogIsACancelledLogin) {
+TEST_F(LoginDialogTest, CancellingTheDialogCancelsTheLogin) {
   TELVOCSPContext context(nullptr);
   context.Initialize(nullptr, 0, m_cryptoki, 1);
   EXPECT_CONTEXT_ERROR(0x8010006E, "User Interface cancelled by user",
@@ -73,14 +73,14 @@ TEST_F(LoginDialogTest, ACancelledDialogIsACancelledLogin) {
                            [](DialogDriver& user) { user.Click(kCancel); }));
 }
 
-TEST_F(LoginDialogTest, TheRightPinEndsWith1AndFillsTheCache) {
+TEST_F(LoginDialogTest, TheRightPinReturns1AndFillsTheCache) {
   EXPECT_EQ(1, Show([](DialogDriver& user) { Try(user, "123456"); }));
   EXPECT_TRUE(IsLoggedIn());
   EXPECT_EQ(1, m_cache->IsPINSet());
   EXPECT_EQ("123456", CachedPin());
 }
 
-TEST_F(LoginDialogTest, ThePinCanBeTypedOnTheKeyboardAndEndedWithEnter) {
+TEST_F(LoginDialogTest, ThePinCanBeTypedOnTheKeyboardAndConfirmedWithEnter) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
               for (BYTE digit = '1'; digit <= '6'; ++digit) user.PressKey(digit);
               user.PressKey(VK_RETURN);
@@ -89,7 +89,7 @@ TEST_F(LoginDialogTest, ThePinCanBeTypedOnTheKeyboardAndEndedWithEnter) {
   EXPECT_EQ("123456", CachedPin());
 }
 
-TEST_F(LoginDialogTest, ACharacterThatIsTypedAndDeletedLeavesAMessageToTheClick) {
+TEST_F(LoginDialogTest, AfterACharacterIsTypedAndDeletedLoginAsksForThePin) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               user.Type(kPin, "1");
               EXPECT_TRUE(user.IsEnabled(kLogin));
@@ -119,7 +119,7 @@ TEST_F(LoginDialogTest, AWrongPinShowsTheTriesLeftInRedAndBold) {
   EXPECT_EQ(0, m_cache->IsPINSet());
 }
 
-TEST_F(LoginDialogTest, TheRightPinServesBehindAWrongOne) {
+TEST_F(LoginDialogTest, TheRightPinWorksAfterAWrongOne) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
               Try(user, "654321");
               EXPECT_EQ("Incorrect PIN, 2 trials left", user.Text(kStatus));
@@ -128,7 +128,7 @@ TEST_F(LoginDialogTest, TheRightPinServesBehindAWrongOne) {
   EXPECT_EQ("123456", CachedPin());
 }
 
-TEST_F(LoginDialogTest, TheLastTryLocksAndOnlyCancelIsLeft) {
+TEST_F(LoginDialogTest, TheLastTryLocksThePinAndLeavesOnlyCancel) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               Try(user, "000000");
               Try(user, "000000");
@@ -142,7 +142,7 @@ TEST_F(LoginDialogTest, TheLastTryLocksAndOnlyCancelIsLeft) {
             }));
 }
 
-TEST_F(LoginDialogTest, ALockedDialogCanBeLeftByTheKeyboard) {
+TEST_F(LoginDialogTest, ALockedDialogCanBeClosedWithTheKeyboard) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               for (int i = 0; i < 3; ++i) Try(user, "000000");
               EXPECT_EQ("PIN Locked", user.Text(kStatus));
@@ -151,7 +151,7 @@ TEST_F(LoginDialogTest, ALockedDialogCanBeLeftByTheKeyboard) {
             }));
 }
 
-TEST_F(LoginDialogTest, CancelAndEscapeGive2) {
+TEST_F(LoginDialogTest, CancelAndEscapeReturn2) {
   EXPECT_EQ(2, Show([](DialogDriver& user) { user.Click(kCancel); }));
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               user.PressKey(VK_ESCAPE);
@@ -165,7 +165,7 @@ TEST_F(LoginDialogTest, NineCharactersEndTheDialogWithAnInternalError) {
   EXPECT_EQ(0, m_cache->IsPINSet());
 }
 
-TEST_F(LoginDialogTest, BehindNineCharactersTheOperationItselfFailsAndNobodyIsLoggedIn) {
+TEST_F(LoginDialogTest, AfterNineCharactersTheOperationFailsWithoutALogin) {
   TELVOCSPContext context(nullptr);
   context.Initialize("\\\\.\\TELVO Reader A\\new", CRYPT_NEWKEYSET, m_cryptoki, 1);
   DWORD key = 0;
@@ -179,8 +179,8 @@ TEST_F(LoginDialogTest, BehindNineCharactersTheOperationItselfFailsAndNobodyIsLo
   EXPECT_FALSE(IsLoggedIn());
 }
 
-// What is left of a wrong PIN is not replaced by what is typed behind it.
-TEST_F(LoginDialogTest, TheAsterisksOfAWrongPinStayAndSpoilTheNextOneUnlessTheyAreDeleted) {
+// Typing after a wrong PIN adds to its asterisks instead of replacing them.
+TEST_F(LoginDialogTest, TheAsterisksOfAWrongPinSpoilTheNextOneUnlessTheyAreDeleted) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
               Try(user, "12");
               EXPECT_EQ("Incorrect PIN, 2 trials left", user.Text(kStatus));
@@ -194,14 +194,14 @@ TEST_F(LoginDialogTest, TheAsterisksOfAWrongPinStayAndSpoilTheNextOneUnlessTheyA
             }));
 }
 
-TEST_F(LoginDialogTest, TheEditTakesAsManyCharactersAsTheTokensLongestPin) {
+TEST_F(LoginDialogTest, TheFieldAcceptsAsManyCharactersAsTheTokensLongestPin) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               user.Type(kPin, "01234567890123456789");
               EXPECT_EQ("****************", user.Text(kPin));
             }));
 }
 
-TEST_F(LoginDialogTest, OnlyAsterisksAreEverInTheWindow) {
+TEST_F(LoginDialogTest, TheFieldOnlyEverShowsAsterisks) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
               std::string expected;
               for (const char character : std::string("12x3456")) {
@@ -264,7 +264,7 @@ TEST_F(LoginDialogTest, ADoubleClickSelectsNothing) {
   EXPECT_EQ("123456", CachedPin());
 }
 
-TEST_F(LoginDialogTest, WhatTheMouseOrShiftAndArrowsSelectIsLetGo) {
+TEST_F(LoginDialogTest, SelectionsByMouseOrShiftAndArrowsAreDropped) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               user.Type(kPin, "12345");
               const HWND edit = user.Control(kPin);
@@ -282,7 +282,7 @@ TEST_F(LoginDialogTest, WhatTheMouseOrShiftAndArrowsSelectIsLetGo) {
             }));
 }
 
-TEST_F(LoginDialogTest, WhatIsCopiedAreAsterisks) {
+TEST_F(LoginDialogTest, OnlyAsterisksAreCopied) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               user.Type(kPin, "123456");
               SendMessageA(user.Control(kPin), EM_SETSEL, 0, -1);

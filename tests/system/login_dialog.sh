@@ -1,6 +1,6 @@
 #!/bin/bash
 # login_dialog.sh SYSTEM LOGIN_DIALOG SOFTTOKEN -- RUN...
-# The dialogs of PINs on a software token: each test of the program with a card of its own, and one without a screen.
+# The PIN dialogs on a software token: each test of the program with its own card, and one without a screen.
 set -eu
 program=$2 softtoken=$3
 shift 4
@@ -32,7 +32,8 @@ run_test() {
   echo "passed: $name"
 }
 
-# All but the pictures and the test without a screen. Suites stand at the beginning of a line, their tests after spaces.
+# All tests except the pictures and the test without a screen. A suite is at the beginning of a line, its tests after
+# spaces.
 tests=$("$@" "$program" --gtest_list_tests '--gtest_filter=-*Picture.*:NoScreenTest.*' | tr -d '\r' |
   awk '/^[A-Z]/ {suite = $1} /^  / {print suite $1}')
 count=$(echo "$tests" | wc -l)

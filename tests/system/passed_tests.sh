@@ -1,6 +1,6 @@
 #!/bin/bash
-# passed_tests.sh SOURCE: scripts/passed-tests on a small tree of its own: a test is chosen again when it failed, or when something changed
-# that it may read.
+# passed_tests.sh SOURCE: scripts/passed-tests on a small test tree: a test is chosen again when it failed, or when a
+# file changed that it may read.
 set -eu
 source=$1
 tree=$(mktemp -d)
@@ -33,20 +33,20 @@ echo a change >CHANGELOG.md
 git init -q .
 cmake -S . -B build/one -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >output || { cat output; fail "the tree cannot be configured"; }
 
-# chosen NUMBERS AFTER: after a build, the tests with these numbers must run; then they do.
+# chosen NUMBERS AFTER: after a build, the tests with these numbers must be chosen; then they run.
 chosen() {
-  local told
+  local answer
   cmake --build build/one >output || { cat output; fail "$2: it cannot be built"; }
-  told=$(scripts/passed-tests one)
-  [ "$told" = "$((4 - $(tr -cd , <<<"$1," | wc -c))) $1" ] || fail "after $2: chosen is \"$told\""
-  ctest --test-dir build/one -I "0,0,0,${told#* }" --output-junit "$tree/build/one/results.xml" >output 2>&1 || true
+  answer=$(scripts/passed-tests one)
+  [ "$answer" = "$((4 - $(tr -cd , <<<"$1," | wc -c))) $1" ] || fail "after $2: chosen is \"$answer\""
+  ctest --test-dir build/one -I "0,0,0,${answer#* }" --output-junit "$tree/build/one/results.xml" >output 2>&1 || true
   scripts/passed-tests one --keep
 }
 
 chosen 1,2,3,4 "the first build"
 chosen 4 "a run without changes"
 echo 'int main() { return 1 - 1; } // another line' >tool.cpp
-chosen 3,4 "a change of a source that no program shows"
+chosen 3,4 "a change of a source that leaves the program unchanged"
 echo 'int main(int count, char**) { return count - 1; }' >program.cpp
 chosen 1,3,4 "a change of the program"
 echo 'int main(int count, char**) { return count - 1; }' >tool.cpp

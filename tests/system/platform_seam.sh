@@ -1,6 +1,5 @@
 #!/bin/sh
-# platform_seam.sh SOURCE: the table of docs/architecture.md names the functions that posix/include declares, and no
-# others.
+# platform_seam.sh SOURCE: the table of docs/architecture.md names exactly the functions that posix/include declares.
 set -eu
 source=$1
 folder=$(mktemp -d)
@@ -12,6 +11,6 @@ sed -n '/^| subject | functions |/,/^$/p' "$source/docs/architecture.md" | cut -
   sort >"$folder/named"
 [ -s "$folder/declared" ] || { echo "FAILED: no declarations are found"; exit 1; }
 if ! diff "$folder/declared" "$folder/named"; then
-  echo "FAILED: the headers declare what is not in the table (<), or the table names what they do not declare (>)"
+  echo "FAILED: a declared function is not in the table (<), or the table names one that is not declared (>)"
   exit 1
 fi

@@ -1,6 +1,5 @@
-// The reader dialog on the system's own PC/SC. WithReadersTest needs readers; TELVO_READERS names those that the dialog
-// has to offer, in the order of their names and separated by semicolons. WithoutReadersTest needs a system without
-// PC/SC.
+// The reader dialog on the system's own PC/SC. WithReadersTest needs readers; TELVO_READERS lists the readers that the
+// dialog must offer, sorted by name and separated by semicolons. WithoutReadersTest needs a system without PC/SC.
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <sstream>
@@ -42,11 +41,11 @@ std::string Chosen(const CSelectCard& dialog) {
   return name;
 }
 
-TEST(WithoutReadersTest, TheRunEndsWithAnExceptionThatCarriesTheCode) {
+TEST(WithoutReadersTest, TheDialogThrowsAnExceptionWithTheCode) {
   CSelectCard dialog;
   try {
     dialog.DoModal();
-    ADD_FAILURE() << "nothing came out";
+    ADD_FAILURE() << "nothing was thrown";
   } catch (const std::exception& error) {
     const std::string text = error.what();
     EXPECT_EQ(0u, text.rfind("SCardEstablishContext Failed: 0x80100", 0)) << text;
@@ -54,7 +53,7 @@ TEST(WithoutReadersTest, TheRunEndsWithAnExceptionThatCarriesTheCode) {
   }
 }
 
-TEST(WithReadersTest, TheyAreListedByNameAndTheFirstIsPreselected) {
+TEST(WithReadersTest, ReadersAreListedByNameAndTheFirstIsPreselected) {
   const std::vector<std::string> readers = ExpectedReaders();
   ASSERT_FALSE(readers.empty());
   CSelectCard dialog;
@@ -66,7 +65,7 @@ TEST(WithReadersTest, TheyAreListedByNameAndTheFirstIsPreselected) {
   EXPECT_EQ(readers.front(), Chosen(dialog));
 }
 
-TEST(WithReadersTest, TheLastOneCanBeChosen) {
+TEST(WithReadersTest, TheLastReaderCanBeChosen) {
   const std::vector<std::string> readers = ExpectedReaders();
   ASSERT_FALSE(readers.empty());
   CSelectCard dialog;

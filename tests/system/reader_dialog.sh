@@ -10,7 +10,7 @@ folder=$(mktemp -d)
 trap 'readers_down; rm -rf "$folder"' EXIT
 . "$(dirname "$0")/readers.sh"
 
-# run_suite SUITE COUNT: all tests of the suite pass, and there are so many.
+# run_suite SUITE COUNT: all tests of the suite pass, and there are COUNT.
 run_suite() {
   local output
   output=$("${run_command[@]}" "$folder/$(basename "$program")" "--gtest_filter=$1.*" | tr -d '\r') || { echo "$output"; exit 1; }

@@ -1,35 +1,36 @@
-# To be sourced by bash. Two virtual PC/SC readers, "TELVO Reader A 00 00" and "TELVO Reader B 00 00", with cards to put in
-# and to pull:
+# To be sourced by bash. Two virtual PC/SC readers, "TELVO Reader A 00 00" and "TELVO Reader B 00 00", with cards to
+# insert and to pull:
 #
 #   readers_up FOLDER [CARD...]   starts pcscd with these readers; FOLDER is for its settings and its log. CARD is the
-#                            command of another kind of card than virtual_card.py's, which is called with the same arguments
+#                            command of another kind of card than virtual_card.py, and gets the same arguments
 #   card insert A            puts the card into reader A; card remove A pulls it
-#   readers_down             ends all of it; call it in a trap
+#   readers_down             ends pcscd and the cards; call it in a trap
 #   token_in_readers FOLDER LINES READER...
-#                            settings of a software token, with a card in each of these readers (A, B) and LINES more for each card
+#                            writes a software token's settings: a card in each of these readers (A, B), with LINES added
 #   stage_library FOLDER SYSTEM PROGRAM SOFTTOKEN PROVIDER WINSCARD_FOLDER
-#                            what a program needs that loads the provider; the program finds it as $provider
+#                            copies what a program needs to load the provider, and sets $provider to the name to load
 #   use_winscard FOLDER WINSCARD_FOLDER
-#                            programs of FOLDER find these readers under Wine, whose own PC/SC knows none
+#                            lets programs in FOLDER find these readers under Wine, whose own PC/SC has none
 #
 # The variable reader_name_a gives reader A another name, to which the service adds " 00 00".
 #
-# The pcscd is the test's own: it serves a socket in FOLDER, which PCSCLITE_CSOCK_NAME tells to every program of PC/SC, and the machine's
-# service and its readers are not seen. pcscd has no option for that, so a mount in a namespace of its own puts FOLDER in the place of
-# /run/pcscd: that takes root or sudo.
+# The test runs its own pcscd, which listens on a socket in FOLDER. PCSCLITE_CSOCK_NAME names that socket to every PC/SC
+# program, so the machine's service and its readers are not seen. pcscd has no option for the socket, so a mount in a
+# separate namespace replaces /run/pcscd by a folder in FOLDER. This needs root or sudo.
 
 reader_name_a="TELVO Reader A"
 export PCSCLITE_CSOCK_NAME=/nonexistent  # until there are readers
 
-# readers_in FOLDER: from here on, programs use the readers that readers_up makes there, or made there in another process.
+# readers_in FOLDER: from here on, programs use the readers that readers_up starts there, or has started there in
+# another process.
 readers_in() { PCSCLITE_CSOCK_NAME=$(realpath -m "$1")/pcscd/pcscd.comm; }
 
 pcscd_answers() {
   python3 -c 'import os, socket; socket.socket(socket.AF_UNIX).connect(os.environ["PCSCLITE_CSOCK_NAME"])' 2>/dev/null
 }
 
-# free_port: vpcd serves two readers, at its port and the one behind it; the second of each pair, "... 00 01", stays unused. The ports are
-# below those that the system gives away.
+# free_port: vpcd serves two readers, at its port and the next one; the second of each pair, "... 00 01", stays unused.
+# The ports are below those that the system assigns.
 free_port() {
   python3 -c '
 import random, socket
@@ -42,7 +43,7 @@ print(next(port for port in iter(lambda: random.randrange(10000, 32000), None) i
 as_root=()
 [ "$(id -u)" = 0 ] || as_root=(sudo -n)
 
-# write_reader FOLDER NAME PORT DRIVER. Two readers that share a driver's file would share the cards in them as well.
+# write_reader FOLDER NAME PORT DRIVER. Two readers that share a driver's file would also share their cards.
 write_reader() {
   cp /usr/lib/pcsc/drivers/serial/libifdvpcd.so "$1/$4"
   printf 'FRIENDLYNAME "%s"\nDEVICENAME /dev/null:0x%X\nLIBPATH %s\nCHANNELID 0x%X\n\n' \
@@ -128,7 +129,7 @@ stage_library() {
     provider="Z:${5//\//\\}"
   else
     export LD_LIBRARY_PATH=$folder
-    provider=$(dirname "$5")/telvocsp.dll  # the loader makes the system's own name of it
+    provider=$(dirname "$5")/telvocsp.dll  # the loader converts it to the system's own name
   fi
 }
 

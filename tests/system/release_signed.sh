@@ -1,6 +1,6 @@
 #!/bin/bash
-# release_signed.sh SOURCES PROVIDER TELVOTOOL ADAPTER: what is signed is verified by osslsigncode with the certificate of its signer,
-# and no longer when a byte of it was changed.
+# release_signed.sh SOURCES PROVIDER TELVOTOOL ADAPTER: osslsigncode verifies each signed file with the certificate of
+# its signer, and refuses it after one byte was changed.
 set -eu
 sources=$1
 shift
@@ -19,6 +19,6 @@ for file in telvocsp.dll telvotool.exe adapter/telvopkcs11.dll telvocsp-setup.ex
   printf '\x41' | dd of=changed bs=1 seek=5000 conv=notrunc status=none
   ! verify changed || { echo "FAILED: $file was changed, and its signature is accepted"; exit 1; }
 done
-# The installer holds the signed files: they are longer than those that package.sh was given without a signer.
+# Without a certificate package.sh signs nothing.
 "$sources/packaging/package.sh" 4.5 4.5.0.0 "$@" "$folder/unsigned"
 ! verify unsigned/telvocsp.dll || { echo "FAILED: an unsigned file is accepted"; exit 1; }

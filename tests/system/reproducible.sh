@@ -1,7 +1,7 @@
 #!/bin/bash
-# reproducible.sh SOURCES PACKAGED FOLDER: the sources, copied into FOLDER and built there, give the same files as those in PACKAGED, which
-# packaging/package.sh made, and the same programs with their symbols. FOLDER is the same each time, so that the cache of compilations knows what was compiled there before;
-# what was compiled elsewhere is not taken.
+# reproducible.sh SOURCES PACKAGED FOLDER: the sources, copied to FOLDER and built there, produce the same files as
+# those in PACKAGED, which packaging/package.sh made, and the same programs with their symbols. FOLDER is the same each
+# time, so that the compiler cache can reuse what was compiled there before. Results from other folders are not reused.
 set -eu
 sources=$1 packaged=$2 folder=$3
 tree="$folder/another place for the sources"

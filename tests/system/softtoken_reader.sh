@@ -9,7 +9,7 @@ trap 'echo "FAILED: line $LINENO: $BASH_COMMAND (exit code $?)"' ERR
 
 token_in_readers "$folder" 'presence = reader' A B
 
-# await_tokens TEXT: the labels of the tokens that are in, one behind the other, become this.
+# await_tokens TEXT: waits until the labels of the inserted tokens, separated by commas, are TEXT.
 await_tokens() {
   local tokens
   for _ in $(seq 30); do

@@ -1,6 +1,6 @@
 #!/bin/bash
 # telvotool.sh SYSTEM TELVOTOOL PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN DIALOG_USER -- RUN...
-# Every command of telvotool, on software tokens; OpenSSL and pkcs11-tool are the judges.
+# Every command of telvotool, on software tokens; OpenSSL and pkcs11-tool check the results.
 . "$(dirname "$0")/telvotool_stand.sh"
 
 echo "the command line"
@@ -44,7 +44,7 @@ expect 1 enrol signing --pin-file pin
 complains 'NTE_KEYSET_NOT_DEF (0x80090019)'
 complains 'what to do: the provider is not registered'
 expect 3 register --dll 'C:\nowhere.dll'
-# The same library, but for the machine that its head names.
+# The same library, with another machine in its header.
 python3 - telvocsp.dll x86.dll telvopkcs11.dll <<'PYTHON'
 import sys
 content = bytearray(open(sys.argv[1], 'rb').read())
@@ -125,14 +125,14 @@ accept openssl verify -CAfile cert.pem cert.pem
 accept openssl x509 -in cert.pem -noout -checkend $((29 * 86400))
 refuse openssl x509 -in cert.pem -noout -checkend $((31 * 86400))
 expect 0 containers
-[ "$(cat out)" = $'signing\t2048\tTELVO Reader A\tCN=Anna Example, O=Example Ltd, C=DE' ] || fail "the container is not listed so"
+[ "$(cat out)" = $'signing\t2048\tTELVO Reader A\tCN=Anna Example, O=Example Ltd, C=DE' ] || fail "the container is listed differently"
 expect 0 certs
 thumbprint=$(openssl x509 -in cert.pem -noout -fingerprint -sha1 | sed 's/.*=//; s/://g')
 says "$thumbprint"
 expect 0 enrol small --bits 1024 --pin-file pin
 expect 0 enrol large --bits 4096 --pin-file pin
 expect 0 containers
-[ "$(cut -f1,2 out | sort)" = $'large\t4096\nsigning\t2048\nsmall\t1024' ] || fail "not these containers"
+[ "$(cut -f1,2 out | sort)" = $'large\t4096\nsigning\t2048\nsmall\t1024' ] || fail "other containers are listed"
 
 echo "signatures"
 verified() { openssl cms -verify -binary -inform DER -in "$1" -content "$2" -CAfile cert.pem -purpose any -out /dev/null; }
@@ -179,7 +179,7 @@ expect 3 enrol office --request nowhere/office.p10 --pin-file pin
 expect 0 enrol office --request office.p10 --subject 'CN=Office' --pin-file pin
 says 'request: office.p10, for CN=Office'
 accept openssl req -inform DER -in office.p10 -verify -noout -subject
-grep -q 'CN = Office' judge || fail "not this subject: $(cat judge)"
+grep -q 'CN = Office' judge || fail "another subject: $(cat judge)"
 expect 3 sign text --container office --pin-file pin
 complains 'the container has a key and no certificate'
 openssl req -x509 -newkey rsa:2048 -nodes -keyout authority.key -subj '/CN=Authority' -out authority.pem 2>/dev/null
@@ -200,7 +200,7 @@ accept openssl cms -verify -binary -inform DER -in office.p7s -content text -CAf
 expect 0 verify text --signature office.p7s
 says 'signer: CN=Office'
 expect 0 certs
-[ "$(cut -f1 out | sort | tr '\n' ' ')" = 'large office signing small ' ] || fail "not these certificates in MY"
+[ "$(cut -f1 out | sort | tr '\n' ' ')" = 'large office signing small ' ] || fail "other certificates are in MY"
 
 echo "two cards"
 touch b-is-in
@@ -209,7 +209,7 @@ complains 'several cards are in'
 expect 0 enrol second --reader 'TELVO Reader B' --pin-file pin
 [ "$(objects 1)" = 3 ] || fail "$(objects 1) objects on card B"
 expect 0 containers --reader 'TELVO Reader B'
-[ "$(cut -f1,3 out)" = $'second\tTELVO Reader B' ] || fail "not this container"
+[ "$(cut -f1,3 out)" = $'second\tTELVO Reader B' ] || fail "another container is listed"
 expect 0 containers
 [ "$(cut -f1 out | wc -l)" = 5 ] || fail "not all containers"
 expect 3 containers --reader 'No Reader'
@@ -225,7 +225,7 @@ by_dialog 0 'Enter PIN for Card A' type:1002=123456 click:1001 gone -- sign text
 accept verified text.p7s text
 by_dialog 4 'Enter PIN for Card A' type:1002=999999 click:1001 'reads:1092=Incorrect PIN, 4 trials left' click:1087 gone \
   -- sign text --container signing
-# What the login dialog takes is said before the dialog is shown: its user cancels only when it was read.
+# The limit of the login dialog is printed before the dialog is shown: the user cancels only after that was read.
 "${run[@]}" "$folder/telvotool.exe" change-pin >out 2>err </dev/null &
 program_pid=$!
 accept "${run[@]}" "$dialog_user" 'Change PIN for Card A'
@@ -244,7 +244,7 @@ expect 0 sign text --container signing --pin-file new-pin
 by_dialog 0 'Change PIN for Card A' type:1068=Quill-42 type:1069=123456 type:1071=123456 click:1 gone \
   -- change-pin --reader 'TELVO Reader A'
 expect 0 sign text --container signing --pin-file pin
-# Nine characters: --pin-file still takes them, the login dialog ends and the signature fails.
+# Nine characters: --pin-file accepts them, but the login dialog ends and the signature fails.
 by_dialog 0 'Change PIN for Card A' type:1068=123456 type:1069=Quill-420 type:1071=Quill-420 click:1 gone -- change-pin
 by_dialog 1 'Enter PIN for Card A' type:1002=Quill-420 click:1001 gone -- sign text --container signing
 echo Quill-420 >new-pin
@@ -277,10 +277,10 @@ expect 0 containers
 [ "$(stat -c %s csp.log)" = "$size" ] || fail "the provider still logs"
 
 echo "deletion"
-# A container of a certificate alone, as another program may leave it.
+# A container with only a certificate, as another program may leave it.
 card 0 --login --pin 123456 --write-object cert.der --type cert --id 6c6f6e65 --label lone >/dev/null
 expect 0 containers
-grep -q $'^lone\t-\tTELVO Reader A\t-$' out || fail "the certificate without a key is not listed so"
+grep -q $'^lone\t-\tTELVO Reader A\t-$' out || fail "the certificate without a key is listed differently"
 expect 3 sign text --container lone --pin-file pin
 expect 0 delete lone --yes --pin-file pin
 expect 3 delete lone --yes --pin-file pin

@@ -1,6 +1,6 @@
 #!/bin/bash
 # telvotool_adapter.sh SYSTEM TELVOTOOL PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN DIALOG_USER -- RUN...
-# telvotool adapter and what doctor says of the adapter, over a module that does nothing but answer questions.
+# telvotool adapter, and what doctor reports about the adapter, with a module that only answers queries.
 . "$(dirname "$0")/telvotool_stand.sh"
 
 cp "$(dirname "$program")"/tests/adapter/libadapter_fake_module.dll module.dll
@@ -21,7 +21,7 @@ expect 3 adapter show
 complains 'the adapter has no settings: '
 complains 'what to do: "telvotool adapter use PATH" names the module'
 doctor 0 doctor
-! grep -q ' adapter' out || fail "doctor speaks of the adapter"
+! grep -q ' adapter' out || fail "doctor mentions the adapter"
 
 echo "wrong usage"
 expect 2 adapter
@@ -80,7 +80,7 @@ accept diff wanted "$settings"
 TELVO_FAKE_MODULE="wants 'abc'" expect 0 adapter use module.dll --init abc --trace trace.txt
 grep -qxF 'initialisation = abc' "$settings" || fail "$(cat "$settings")"
 grep -qxF "trace = $path\\trace.txt" "$settings" || fail "$(cat "$settings")"
-[ ! -e trace.txt ] || fail "telvotool traced its own questions"
+[ ! -e trace.txt ] || fail "telvotool traced its own calls"
 
 echo "doctor"
 TELVO_FAKE_MODULE="wants 'abc'" doctor 0 doctor

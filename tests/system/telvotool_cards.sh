@@ -1,17 +1,17 @@
 #!/bin/bash
 # telvotool_cards.sh SYSTEM TELVOTOOL PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN DIALOG_USER -- RUN...
-# Every command of telvotool without a reader, without a card, and with a card that is pulled while it works. What each
-# answers stands in the table of docs/administration.md that is read here.
+# Every command of telvotool without a reader, without a card, and with a card that is pulled while the command runs.
+# The expected answers are in the table of docs/administration.md, which is read here.
 manual=$(realpath "$(dirname "$0")/../../docs/administration.md")
 . "$(dirname "$0")/telvotool_stand.sh"
 
 no_reader() { printf 'state = state\nreaders = none\n' >token.conf; }
-# one_reader PRESENCE: a reader whose card is in as the software token's settings have it.
+# one_reader PRESENCE: a reader whose card has this `presence` in the software token's settings.
 one_reader() {
   printf '%s\n' 'state = state' '[slot]' 'reader = TELVO Reader A' 'label = Card A' 'serial = A000000000000001' \
     'pin = 123456' "presence = $1" >token.conf
 }
-# The cards as they were at the beginning.
+# Restores the cards to their state after the preparation.
 old_cards() { rm -rf state; cp -r state.kept state; }
 
 echo "preparation"
@@ -35,7 +35,7 @@ answers() {
   cat out err | grep -qF -- "$(words_of "$cell")" || fail "telvotool $*: not said: $(words_of "$cell")"
 }
 
-# arguments_of COMMAND: the words of the table's first column with the names of this test, in `arguments`.
+# arguments_of COMMAND: puts the words of the table's first column, with this test's names, into `arguments`.
 arguments_of() {
   case $1 in
     'enrol NAME') arguments=(enrol new --bits 1024) ;;
@@ -53,7 +53,7 @@ arguments_of() {
 }
 takes_pin() { [[ $1 =~ ^(enrol|import-cert|sign|delete)\  || $1 = selftest ]]; }
 
-# Without a card nobody is asked for a PIN: with one and without, the answer is the same.
+# Without a card no PIN is asked for: the answer is the same with and without --pin-file.
 missing() {
   local cell=$1 command=$2
   arguments_of "$command"
@@ -62,7 +62,7 @@ missing() {
   if [ "$command" = unregister ]; then expect 0 register; fi
 }
 
-# What a command that was done in spite of all has left behind.
+# Checks the result of a command that completed.
 is_complete() {
   one_reader always
   case $1 in
@@ -77,12 +77,12 @@ is_complete() {
   esac
 }
 
-# sees_all COMMAND CODE: whether the command was done before the card went.
+# sees_all COMMAND CODE: whether the command was done before the card was pulled.
 sees_all() {
   if [ "$1" = doctor ]; then grep -qF 'its container "signing" is there' out; else [ "$2" = 0 ]; fi
 }
 
-# The card is pulled at one place of the command behind the other, until it is done before that.
+# Pulls the card at one place of the command after another, until the command is done before the card is pulled.
 pulled() {
   local cell=$1 command=$2 looks code places=0 pin=() stride=11
   arguments_of "$command"
@@ -96,18 +96,18 @@ pulled() {
     TELVO_DISPLAY=none "${run[@]}" "$folder/telvotool.exe" "${arguments[@]}" "${pin[@]}" >out 2>err </dev/null || code=$?
     checks=$((checks + 1))
     if sees_all "$command" $code; then break; fi
-    [ $code = "$(code_of "$cell")" ] || fail "telvotool $command, pulled behind look $looks: exit code $code"
+    [ $code = "$(code_of "$cell")" ] || fail "telvotool $command, pulled after look $looks: exit code $code"
     if cat out err | grep -qF -- "$(words_of "$cell")"; then
       places=$((places + 1))
     else
-      complains 'no card is in'  # it went before it was looked for
+      complains 'no card is in'  # it was pulled before it was looked for
     fi
   done
   [ $places -ge 3 ] || fail "telvotool $command: pulled in $places places"
   is_complete "$command" || fail "telvotool $command: done, and its work is not there"
 }
 
-# A command that has nothing to do with cards does not miss the module.
+# A command that does not use cards works without the module.
 unconcerned() {
   mv telvopkcs11.dll kept.dll
   missing "$@"
@@ -155,7 +155,7 @@ rm -rf state
 "${run[@]}" reg delete 'HKCU\Software\Microsoft\SystemCertificates\My' /f >/dev/null 2>&1 || true
 doctor 0 doctor
 says 'ok    reader TELVO Reader A: card "Card A"'
-[ "$(grep '^warn' out | grep -vc '^warn  smart card service: ' || true)" = 0 ] || fail "a new card is warned of"
+[ "$(grep '^warn' out | grep -vc '^warn  smart card service: ' || true)" = 0 ] || fail "there is a warning about a new card"
 
 echo "pulled while a dialog stands"
 one_reader 'file a-is-in'

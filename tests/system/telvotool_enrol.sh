@@ -1,23 +1,23 @@
 #!/bin/bash
 # telvotool_enrol.sh SYSTEM TELVOTOOL PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN DIALOG_USER -- RUN...
-# What stands in the certificates and requests of "telvotool enrol"; OpenSSL is the judge.
+# The contents of the certificates and requests that "telvotool enrol" makes. OpenSSL checks them.
 . "$(dirname "$0")/telvotool_stand.sh"
 
-# The certificate on card A as FILE.pem, and what OpenSSL says of it in "judge".
+# shown LABEL FILE: writes the certificate on card A to FILE.pem, and OpenSSL's description of it to "judge".
 shown() {
   certificate_of 0 "$1" "$2.der"
   openssl x509 -inform DER -in "$2.der" -out "$2.pem"
   accept openssl verify -x509_strict -check_ss_sig -CAfile "$2.pem" "$2.pem"
   accept openssl x509 -in "$2.pem" -noout -text
 }
-# lines TEXT: the judge's words have these lines, one after the other; blanks around them do not matter.
+# lines TEXT: the description has these lines, one after another; spaces around them are ignored.
 lines() {
   local words
   words=$(tr -s ' ' <judge | sed 's/^ //; s/ $//')
   [[ $words == *"$1"* ]] || { cat judge; fail "not shown: $1"; }
 }
 no_line() { ! grep -q -- "$1" judge || { cat judge; fail "shown: $1"; }; }
-# SHA-1 of the key inside the SubjectPublicKeyInfo that comes in, as OpenSSL writes identifiers.
+# SHA-1 of the key in the SubjectPublicKeyInfo on standard input, as OpenSSL writes identifiers.
 key_identifier() {
   openssl rsa -pubin -RSAPublicKey_out -outform DER 2>/dev/null | openssl dgst -sha1 -c | sed 's/.*= //' | tr a-f A-F
 }
@@ -89,7 +89,7 @@ for name in signing second third fourth; do
 done
 # 16 octets of which the first is not 0 and has no sign bit.
 [ "$(grep -cE '^[4-7][0-9A-F]{31}$' serials)" = 4 ] || fail "not positive numbers of 16 octets: $(cat serials)"
-[ "$(sort -u serials | wc -l)" = 4 ] || fail "a serial number comes twice: $(cat serials)"
+[ "$(sort -u serials | wc -l)" = 4 ] || fail "a serial number appears twice: $(cat serials)"
 
 echo "what a key is for"
 expect 0 enrol purpose --bits 1024 --eku clientAuth,emailProtection,1.3.6.1.4.1.268435455 --days 36500 --pin-file pin
@@ -128,7 +128,7 @@ X509v3 Subject Key Identifier:
 $identifier
 Signature Algorithm: sha256WithRSAEncryption"
 no_line 'Authority Key Identifier'
-# An authority that grants what was asked for.
+# An authority that grants the requested extensions.
 openssl req -x509 -newkey rsa:2048 -nodes -keyout authority.key -subj '/CN=Authority' -out authority.pem \
   -addext keyUsage=critical,keyCertSign 2>/dev/null
 printf 'authorityKeyIdentifier = keyid\n' >authority.ext

@@ -1,6 +1,6 @@
 #!/bin/bash
 # telvotool_explain.sh SYSTEM TELVOTOOL SOURCE -- RUN...
-# telvotool explain, and that docs/errors.md is what it writes.
+# telvotool explain, and that docs/errors.md is its output.
 set -eEu
 program=$2 source=$3
 shift 4
@@ -44,5 +44,5 @@ expect 2 NTE_FAIL --markdown
 
 expect 0 --markdown
 diff out "$source/docs/errors.md" >difference ||
-  { cat difference; fail "docs/errors.md is not what \"telvotool explain --markdown\" writes: write it anew"; }
+  { cat difference; fail "docs/errors.md is not what \"telvotool explain --markdown\" writes: write it again"; }
 echo "telvotool_explain: all as it should be"

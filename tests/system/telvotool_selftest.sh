@@ -1,10 +1,10 @@
 #!/bin/bash
 # telvotool_selftest.sh SYSTEM TELVOTOOL PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN DIALOG_USER -- RUN...
-# telvotool selftest on a software token: all is well, a wrong and a locked PIN, a card that goes and comes back, and
-# what a report holds. OpenSSL judges a certificate and a signature of the container that it keeps.
+# telvotool selftest on a software token: a run without failures, a wrong and a locked PIN, a card that is pulled and
+# put back, and the contents of a report. OpenSSL checks a certificate and a signature of the kept container.
 . "$(dirname "$0")/telvotool_stand.sh"
 
-# What is on card A, without the order and the handles.
+# The objects on card A, without their order and handles.
 inventory() { card 0 --login --pin 123456 --list-objects | grep -E 'Object|label|ID' | sort; }
 nothing_remains() { inventory >after; diff before after >judge || { cat judge; fail "$1: the card is not as it was"; }; }
 name_said() { sed -n 's/.*"\(selftest-[0-9A-F]*\)".*/\1/p' "$1" | head -1; }
@@ -65,7 +65,7 @@ for part in '# telvotool report' 'telvotool.exe 4.5.0.0' 'telvocsp.dll 4.5.0.0' 
   '22 ok, 0 failed, 0 not applicable'; do
   grep -qF -- "$part" report.txt || { cat report.txt; fail "not in the report: $part"; }
 done
-# holds FILE SECRET...: the file has none of them.
+# holds_none FILE SECRET...: the file contains none of them.
 holds_none() {
   local file=$1
   shift
@@ -127,7 +127,7 @@ doctor 0 doctor
 says 'PIN tries left: 3'
 by_dialog 4 'Enter PIN for Card A' click:1087 gone -- selftest --yes
 says 'SCARD_W_CANCELLED_BY_USER'
-nothing_remains "a refused PIN"  # the right PIN brings the tries back
+nothing_remains "a refused PIN"  # the right PIN restores the tries
 TELVO_DISPLAY=none expect 0 selftest --yes --pin-file pin
 "${run[@]}" reg add "$product_key" /v PINCACHE /t REG_SZ /d 0 /f >/dev/null
 user=$(id -un)
@@ -141,7 +141,7 @@ doctor 0 doctor
 says 'PIN not locked'
 
 echo "the card goes and comes back"
-# The card is pulled and put back after the key is made. Should the self-test be done before that, it is tried again.
+# The card is pulled and put back after the key is made. If the self-test is done before that, it is run again.
 one_reader 'file a-is-in'
 for ((attempt = 1; ; ++attempt)); do
   [ $attempt -le 10 ] || fail "no step has failed"

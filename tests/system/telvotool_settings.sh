@@ -1,14 +1,14 @@
 #!/bin/bash
 # telvotool_settings.sh SYSTEM TELVOTOOL PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN DIALOG_USER -- RUN...
-# What telvotool makes of the three values in the registry, those with a type or a length that nobody can have meant
-# among them; the provider on a software token is the judge.
+# How telvotool reads the three values in the registry, including values whose type or length cannot be intended.
+# The results are compared with the provider's on a software token.
 . "$(dirname "$0")/telvotool_stand.sh"
 
 # set_value NAME TYPE DATA
 set_value() { "${run[@]}" reg add "$product_key" /v "$1" /t "$2" /d "$3" /f >/dev/null </dev/null; }
 no_settings() { "${run[@]}" reg delete "$product_key" /f >/dev/null 2>&1 </dev/null || true; }
 windows_path() { local path=Z:$folder/$1; echo "${path//\//\\}"; }
-no_warning_of() { ! grep -q "^warn  $1: " out || fail "a warning of $1"; }
+no_warning_of() { ! grep -q "^warn  $1: " out || fail "a warning about $1"; }
 
 expect 0 register
 no_settings
@@ -108,7 +108,7 @@ says 'warn  CSPDIR: the folder of the file is not there: nothing is logged; make
 set_value CSPDIR REG_SZ csp.log
 doctor 0 doctor
 says 'warn  CSPDIR: it is no complete path: each program logs into its current folder; begin it with a drive, like C:\Temp\csp.log'
-# Variables are not replaced, neither by the provider nor here.
+# Neither the provider nor telvotool expands variables.
 set_value CSPDIR REG_EXPAND_SZ '%SystemDrive%\csp.log'
 doctor 0 doctor
 says 'warn  log: on, %SystemDrive%\csp.log'
@@ -116,7 +116,7 @@ says 'warn  CSPDIR: it is no complete path'
 set_value CSPDIR REG_DWORD 97
 doctor 0 doctor
 says 'warn  CSPDIR: its type is REG_DWORD, and its bytes are read as text: it counts as "a"; store it as a string (REG_SZ)'
-# A file that is not written is nobody's concern.
+# With the log off, its file does not matter.
 set_value CSPLOG REG_SZ 0
 set_value CSPDIR REG_SZ 'Z:\nowhere\csp.log'
 doctor 0 doctor

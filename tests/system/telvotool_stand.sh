@@ -1,7 +1,7 @@
-# telvotool_stand.sh: what the tests of telvotool stand on. A script sources it with its own arguments:
+# telvotool_stand.sh: the setup that the tests of telvotool share. A script sources it with its own arguments:
 # SYSTEM TELVOTOOL PROVIDER SOFTTOKEN NATIVE_SOFTTOKEN DIALOG_USER -- RUN...
-# It works in a new folder with the program, its libraries and two software tokens, of which card A is in. The scripts
-# register the provider in the registry of the whole prefix, so that they need one of their own (telvo_prefix).
+# It works in a new folder with the program, its libraries and two software tokens. Card A is inserted. The scripts
+# register the provider in the registry of the whole prefix, so they need a separate prefix (telvo_prefix).
 set -eEu
 program=$2 provider=$3 softtoken=$4 native_softtoken=$5 dialog_user=$6
 shift 7
@@ -47,7 +47,7 @@ seq 1 5000 >text
 sed 's/^2500$/2501/' text >changed
 
 checks=0
-# expect CODE COMMAND...: runs telvotool; what it says is in the files out and err.
+# expect CODE COMMAND...: runs telvotool; its output is in the files out and err.
 expect() {
   local wanted=$1 code=0
   shift
@@ -56,8 +56,8 @@ expect() {
   [ $code = "$wanted" ] || fail "telvotool $*: exit code $code instead of $wanted"
 }
 doctor() { TELVO_DISPLAY=none expect "$@"; }  # a dialog would show as a failure
-says() { grep -qF -- "$1" out || fail "not said: $1"; }
-complains() { grep -qF -- "$1" err || fail "not complained: $1"; }
+says() { grep -qF -- "$1" out || fail "not in the output: $1"; }
+complains() { grep -qF -- "$1" err || fail "not in the errors: $1"; }
 quiet() { [ ! -s "$1" ] || fail "$1 is not empty"; }
 accept() { checks=$((checks + 1)); "$@" >judge 2>&1 || { cat judge; fail "refused: $*"; }; }
 refuse() { checks=$((checks + 1)); if "$@" >judge 2>&1; then fail "accepted: $*"; fi; }
@@ -65,9 +65,9 @@ card() { pkcs11-tool --module "$native_softtoken" --slot "$1" "${@:2}" 2>/dev/nu
 objects() { card "$1" --login --pin 123456 --list-objects | grep -c 'Object' || true; }
 certificate_of() { card "$1" --read-object --type cert --label "$2" --output-file "$3" >/dev/null; }
 
-# by_dialog CODE TITLE STEP... -- COMMAND...: telvotool as expect runs it, with a user at the dialog of that title.
+# by_dialog CODE TITLE STEP... -- COMMAND...: runs telvotool as expect does, with a user at the dialog of that title.
 by_dialog() {
-  local wanted=$1 steps=() run=(timeout 60 "${run[@]}")  # nobody else closes a dialog that is left open
+  local wanted=$1 steps=() run=(timeout 60 "${run[@]}")  # nothing else closes a dialog that is left open
   shift
   while [ "$1" != -- ]; do steps+=("$1"); shift; done
   shift

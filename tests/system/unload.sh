@@ -1,6 +1,6 @@
 #!/bin/bash
 # unload.sh SYSTEM UNLOAD SOFTTOKEN PROVIDER WINSCARD_FOLDER -- RUN...
-# The provider's library is unloaded behind contexts on two readers: what its end leaves in the log, whole.
+# The provider's library is unloaded after contexts on two readers: all the lines that its end writes to the log.
 set -eu
 system=$1 program=$2 softtoken=$3 provider=$4 winscard=$5
 shift 6
@@ -20,7 +20,7 @@ set_log on
 "${run_command[@]}" "$folder/$(basename "$program")" "$provider" \
   '\\.\TELVO Reader A 00 00\' '\\.\TELVO Reader B 00 00\' || fail "the program ends with an error"
 
-# Each line of the log ends in three blanks.
+# Each line of the log ends in three spaces.
 cat >"$folder/wanted" <<'LOG'
 CPReleaseContext Success   
 
@@ -31,7 +31,7 @@ Unplug Thread deleted
 ~Cryptoki   
 LOG
 tr -d '\r' <"$log" | tac | sed '/^CPReleaseContext Success/q' | tac >"$folder/found"
-diff "$folder/wanted" "$folder/found" || fail "the end of the library leaves other lines (>) than it should (<)"
+diff "$folder/wanted" "$folder/found" || fail "the end of the library writes other lines (>) than expected (<)"
 
 # With the log on, the library has a mutex, too. (A build with a sanitizer has no load_cycles.)
 cycles=$(dirname "$program")/load_cycles${program##*unload}

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""virtual_card.py NAME=PORT...: cards for virtual PC/SC readers, one for each reader, that are put in and pulled.
+"""virtual_card.py NAME=PORT...: cards for virtual PC/SC readers, one for each reader, that are inserted and pulled.
 
 A reader is the port at which vpcd listens. Each line of the input is a command, "insert NAME" or "remove NAME", and is
 answered by the same line once it is carried out; the service itself notices within half a second. At the end of the
 input all cards are pulled.
 
-vpcd's messages are a length (16 bits, big-endian) and as many bytes, both ways. One byte from the reader is a control
-code, of which only the question for the ATR wants an answer; anything longer is a command to the card.
+A message of vpcd is a length (16 bits, big-endian) and that many bytes, in both directions. A single byte from the
+reader is a control code; only the request for the ATR is answered. Anything longer is a command to the card.
 
 These cards answer no command. A program with another kind of card gives run() a function that makes one.
 """

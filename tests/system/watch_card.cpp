@@ -1,6 +1,6 @@
 // watch_card READER...: keeps a PIN for a card in the first of these PC/SC readers and watches all of them, as contexts
 // do from their start on. Each line of the input is a command, and each is answered by a line:
-//   readers  lists the readers of the system      -> their names, each with a '|' behind it, or the code of the failure
+//   readers  lists the readers of the system      -> their names, each followed by '|', or the code of the failure
 //   watch    watches the readers, as often as asked -> watching
 //   login    puts the PIN into the cache          -> held
 //   pin      asks for the PIN                     -> held, or none

@@ -1,7 +1,7 @@
 #!/bin/bash
 # watch_card.sh SYSTEM WATCH_CARD WINSCARD_FOLDER -- RUN...
-# Real readers and cards that are really pulled: a PIN is forgotten with its card, once, and not before.
-# WINSCARD_FOLDER holds winscard.dll and pcscbridge.dll, on Windows.
+# Real readers and cards that are really pulled: a PIN is forgotten when its card is pulled, once, and not
+# before. WINSCARD_FOLDER holds winscard.dll and pcscbridge.dll, on Windows.
 set -eu
 system=$1 program=$2 winscard=$3
 shift 4
@@ -29,7 +29,7 @@ set_log on
 sleep 1  # until the service has seen the cards
 start_talk watcher "${run_command[@]}" "$folder/$(basename "$program")" 'TELVO Reader A 00 00' 'TELVO Reader B 00 00'
 
-# vpcd has a second reader behind each of ours.
+# vpcd adds a second reader to each of ours.
 readers='TELVO Reader A 00 00|TELVO Reader A 00 01|TELVO Reader B 00 00|TELVO Reader B 00 01|'
 [ "$(ask readers)" = "$readers" ] || fail "the readers are not listed"
 
@@ -56,7 +56,7 @@ card insert A
 sleep 1
 [ "$(ask login)" = held ]
 sleep 1
-[ "$(ask pin)" = held ] || fail "the card that is put back loses the PIN"
+[ "$(ask pin)" = held ] || fail "the PIN is lost after the card was put back"
 [ "$(lines 'Card was removed')" = 2 ] || fail "two removals are reported $(lines 'Card was removed') times"
 
 card remove A

@@ -1,13 +1,13 @@
 #!/bin/bash
-# wine_run.sh SOURCE BUILD: wine-run starts a program once more when it ends with 1 and wrote nothing into the files that it has, and
-# never otherwise.
+# wine_run.sh SOURCE BUILD: wine-run starts a program once more when it exits with 1 without having written to its
+# output files, and never otherwise.
 set -eu
 run=("$1/cmake/wine-run" "$2")
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 cd "$folder"
 
-# starts COUNT COMMAND...: the program is started so often, with files or without, as the caller has it.
+# starts COUNT COMMAND...: runs the command, and expects COUNT starts of its program.
 starts() {
   local wanted=$1
   shift
@@ -32,5 +32,5 @@ into_files program 'exit 7' || code=$?
 echo "some input" >in
 "${run[@]}" cmd /c 'set /p word=& call echo %^word%' <in >out 2>err
 grep -qF 'some input' out || { echo "FAILED: the program does not get its input"; exit 1; }
-sed -i '$d' "$2/wordless"  # it is only for what nobody asked for
+sed -i '$d' "$2/wordless"  # it is only for unexpected cases
 echo "only an end with 1 and without a word is repeated"

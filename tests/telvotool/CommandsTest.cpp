@@ -5,7 +5,7 @@
 
 namespace {
 
-TEST(CommandsTest, EachHasWhatTheHelpShows) {
+TEST(CommandsTest, EachCommandHasWhatTheHelpShows) {
   std::set<std::string> names;
   for (const tool::Command& command : tool::Commands()) {
     EXPECT_TRUE(names.insert(command.name).second) << command.name;
@@ -17,7 +17,7 @@ TEST(CommandsTest, EachHasWhatTheHelpShows) {
   }
 }
 
-TEST(CommandsTest, WrongUsageEndsWithTwo) {
+TEST(CommandsTest, WrongUsageExitsWithTwo) {
   EXPECT_EQ(2, tool::RunCommandLine({}));
   EXPECT_EQ(2, tool::RunCommandLine({"nonsense"}));
   EXPECT_EQ(2, tool::RunCommandLine({"sign"}));
@@ -25,7 +25,7 @@ TEST(CommandsTest, WrongUsageEndsWithTwo) {
   EXPECT_EQ(2, tool::RunCommandLine({"doctor", "--loudly"}));
 }
 
-TEST(CommandsTest, HelpEndsWithZeroAndDoesNothingElse) {
+TEST(CommandsTest, HelpExitsWithZeroAndRunsNoCommand) {
   EXPECT_EQ(0, tool::RunCommandLine({"--help"}));
   for (const tool::Command& command : tool::Commands()) EXPECT_EQ(0, tool::RunCommandLine({command.name, "--help"}));
 }

@@ -13,7 +13,7 @@ using tool::ModuleRow;
 using tool::ParseCode;
 using tool::UsageError;
 
-TEST(ErrorCatalogueTest, RowsAscendByCode) {
+TEST(ErrorCatalogueTest, RowsAreSortedByCode) {
   const auto isBefore = [](const auto& a, const auto& b) { return a.code < b.code; };
   EXPECT_TRUE(std::is_sorted(tool::CatalogueRows().begin(), tool::CatalogueRows().end(), isBefore));
   EXPECT_TRUE(std::is_sorted(tool::ModuleRows().begin(), tool::ModuleRows().end(), isBefore));
@@ -27,14 +27,14 @@ TEST(ErrorCatalogueTest, EachRowHasACaseAndEachCaseARow) {
   EXPECT_EQ(rows, cases);
 }
 
-TEST(ErrorCatalogueTest, ACodeIsGivenByNumberOrName) {
+TEST(ErrorCatalogueTest, ACodeIsANumberOrAName) {
   EXPECT_EQ(0x80090016, ParseCode("0x80090016"));
   EXPECT_EQ(0x80090016, ParseCode("0X80090016"));
   EXPECT_EQ(0x80090016, ParseCode("2148073494"));
   EXPECT_EQ(0x80090016, ParseCode("NTE_BAD_KEYSET"));
   EXPECT_EQ(0x80090016, ParseCode("nte_bad_keyset"));
   EXPECT_EQ(0x32U, ParseCode("CKR_DEVICE_REMOVED"));
-  EXPECT_EQ(0x80090019, ParseCode("NTE_KEYSET_NOT_DEF"));  // of Windows
+  EXPECT_EQ(0x80090019, ParseCode("NTE_KEYSET_NOT_DEF"));  // a name of Windows
   EXPECT_EQ(0xFFFFFFFF, ParseCode("4294967295"));
 }
 
@@ -45,7 +45,7 @@ TEST(ErrorCatalogueTest, AnythingElseIsRefused) {
   }
 }
 
-TEST(ErrorCatalogueTest, TheTextOfAModulesResultIsThatOfTheLogInUtf8) {
+TEST(ErrorCatalogueTest, AModulesResultHasTheTextOfTheLogInUtf8) {
   EXPECT_EQ("The device or token has been removed and no further communication is possible", tool::ModuleLogText(0x32));
   EXPECT_EQ("The specified token doesn\xE2\x80\x99t have a random number generator.", tool::ModuleLogText(0x121));
   for (const ModuleRow& row : tool::ModuleRows()) {

@@ -7,7 +7,7 @@ namespace {
 
 using tool::ReadImage;
 
-// The head of a program file: a DOS header that points to byte 64, and the beginning of the PE header there.
+// The start of a program file: a DOS header that points to byte 64, and the beginning of the PE header there.
 std::string Head(unsigned short machine, unsigned short characteristics) {
   std::string head(64, '\0');
   head[0] = 'M';
@@ -32,7 +32,7 @@ class ImageTest : public ::testing::Test {
   TempFolder m_folder;
 };
 
-TEST_F(ImageTest, A64BitLibraryIsKnown) {
+TEST_F(ImageTest, A64BitLibraryIsRecognised) {
   const auto image = Read(Head(0x8664, 0x2022));
   ASSERT_TRUE(image);
   EXPECT_TRUE(image->is64Bit);
@@ -47,16 +47,16 @@ TEST_F(ImageTest, A32BitLibraryIsNot64Bit) {
   EXPECT_EQ("x86", image->machine);
 }
 
-TEST_F(ImageTest, AMachineWithoutANameIsANumber) { EXPECT_EQ("0xAA64", Read(Head(0xAA64, 0x2022))->machine); }
+TEST_F(ImageTest, AMachineWithoutANameIsShownAsANumber) { EXPECT_EQ("0xAA64", Read(Head(0xAA64, 0x2022))->machine); }
 
-TEST_F(ImageTest, AProgramIsNoLibrary) { EXPECT_FALSE(Read(Head(0x8664, 0x0022))->isLibrary); }
+TEST_F(ImageTest, AProgramIsNotALibrary) { EXPECT_FALSE(Read(Head(0x8664, 0x0022))->isLibrary); }
 
-TEST_F(ImageTest, WhatIsCutOffIsNoProgramFile) {
+TEST_F(ImageTest, ATruncatedHeaderIsNotAProgramFile) {
   const std::string head = Head(0x8664, 0x2022);
   for (std::size_t length = 0; length < head.size(); ++length) EXPECT_FALSE(Read(head.substr(0, length))) << length;
 }
 
-TEST_F(ImageTest, AHeadThatPointsOutOfTheFileIsNoProgramFile) {
+TEST_F(ImageTest, AHeaderThatPointsOutsideTheFileIsNotAProgramFile) {
   std::string head = Head(0x8664, 0x2022);
   head[63] = '\x7F';
   EXPECT_FALSE(Read(head));
@@ -64,6 +64,6 @@ TEST_F(ImageTest, AHeadThatPointsOutOfTheFileIsNoProgramFile) {
   EXPECT_FALSE(Read(head));
 }
 
-TEST_F(ImageTest, AFileThatIsNotThereIsNone) { EXPECT_FALSE(ReadImage(m_folder.File("nowhere"))); }
+TEST_F(ImageTest, AMissingFileIsNotAProgramFile) { EXPECT_FALSE(ReadImage(m_folder.File("nowhere"))); }
 
 }  // namespace

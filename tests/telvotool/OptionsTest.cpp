@@ -11,7 +11,7 @@ using Words = std::vector<std::string>;
 
 const Words kSome = {"--out", "--bits", "--yes"};
 
-// What the parser complains of.
+// The parser's error message; empty if it accepts the words.
 std::string Complaint(const Words& words) {
   try {
     const Options options(words, kSome);
@@ -29,23 +29,23 @@ TEST(OptionsTest, OperandsAndOptionsMayAlternate) {
   EXPECT_FALSE(options.Has("--bits"));
 }
 
-TEST(OptionsTest, AValueMayStandBehindAnEqualsSign) {
+TEST(OptionsTest, AValueMayFollowAnEqualsSign) {
   const Options options({"--out=a=b"}, kSome);
   EXPECT_EQ("a=b", options.Value("--out"));
 }
 
-TEST(OptionsTest, AnOptionThatIsNotGivenHasTheOtherValue) {
+TEST(OptionsTest, AnOptionThatIsNotGivenHasTheDefaultValue) {
   const Options options({}, kSome);
   EXPECT_EQ("2048", options.Value("--bits", "2048"));
   EXPECT_EQ("", options.Value("--bits"));
 }
 
-TEST(OptionsTest, BehindTwoHyphensThereAreOnlyOperands) {
+TEST(OptionsTest, AfterTwoHyphensThereAreOnlyOperands) {
   const Options options({"--", "--out", "--"}, kSome);
   EXPECT_EQ((Words{"--out", "--"}), options.Operands());
 }
 
-TEST(OptionsTest, OneHyphenIsNoOption) { EXPECT_EQ((Words{"-x", "-"}), Options({"-x", "-"}, kSome).Operands()); }
+TEST(OptionsTest, OneHyphenIsNotAnOption) { EXPECT_EQ((Words{"-x", "-"}), Options({"-x", "-"}, kSome).Operands()); }
 
 TEST(OptionsTest, AnOptionMayTakeAValueThatLooksLikeOne) {
   EXPECT_EQ("--yes", Options({"--out", "--yes"}, kSome).Value("--out"));
@@ -53,7 +53,7 @@ TEST(OptionsTest, AnOptionMayTakeAValueThatLooksLikeOne) {
 
 TEST(OptionsTest, HelpIsAlwaysAllowed) { EXPECT_TRUE(Options({"--help"}, {}).Has("--help")); }
 
-TEST(OptionsTest, WhatIsWrongIsNamed) {
+TEST(OptionsTest, AnErrorNamesTheOption) {
   EXPECT_EQ("unknown option --loudly", Complaint({"--loudly"}));
   EXPECT_EQ("unknown option --loudly", Complaint({"--loudly=1"}));
   EXPECT_EQ("--hash is no option of this command", Complaint({"--hash", "sha1"}));

@@ -10,7 +10,7 @@ using ::testing::HasSubstr;
 using tool::ParsePurposes;
 using Numbers = std::vector<std::string>;
 
-// What the parser complains of.
+// The parser's error message; empty if it accepts the list.
 std::string ComplaintOf(const std::string& list) {
   try {
     ParsePurposes(list);
@@ -20,20 +20,20 @@ std::string ComplaintOf(const std::string& list) {
   return "";
 }
 
-TEST(PurposesTest, NamesBecomeIdentifiersInTheirOrder) {
+TEST(PurposesTest, NamesBecomeIdentifiersInTheGivenOrder) {
   EXPECT_EQ((Numbers{"1.3.6.1.5.5.7.3.2", "1.3.6.1.5.5.7.3.1"}), ParsePurposes("clientAuth,serverAuth"));
   EXPECT_EQ((Numbers{"1.3.6.1.5.5.7.3.3", "1.3.6.1.5.5.7.3.4", "1.3.6.1.5.5.7.3.8", "1.3.6.1.5.5.7.3.9",
                      "1.3.6.1.4.1.311.20.2.2"}),
             ParsePurposes("codeSigning,emailProtection,timeStamping,OCSPSigning,smartcardLogon"));
 }
 
-TEST(PurposesTest, IdentifiersMayStandAmongNames) {
+TEST(PurposesTest, NamesAndIdentifiersMayBeMixed) {
   EXPECT_EQ((Numbers{"1.2.3", "1.3.6.1.5.5.7.3.2", "2.47.268435455"}),
             ParsePurposes("1.2.3,clientAuth,2.47.268435455"));
   EXPECT_EQ(Numbers{"0.39.0"}, ParsePurposes("0.39.0"));
 }
 
-TEST(PurposesTest, WhatIsNoIdentifierIsRefused) {
+TEST(PurposesTest, AnInvalidIdentifierIsRefused) {
   for (const char* entry :
        {"", "clientauth", "client Auth", "1", "1.2", "3.1.1", "0.40.1", "1.40.1", "2.48.1", "1..2", ".1.2.3", "1.2.3.",
         "1.02.3", "1.2.268435456", "1.2.99999999999999999999", "1.2.-3", "1.2.+3"}) {
@@ -47,7 +47,7 @@ TEST(PurposesTest, AnEmptyEntryIsRefused) {
   }
 }
 
-TEST(PurposesTest, APurposeThatComesTwiceIsRefused) {
+TEST(PurposesTest, APurposeThatIsGivenTwiceIsRefused) {
   EXPECT_EQ("--eku: clientAuth is there twice", ComplaintOf("clientAuth,clientAuth"));
   EXPECT_EQ("--eku: 1.3.6.1.5.5.7.3.2 is there twice", ComplaintOf("clientAuth,1.3.6.1.5.5.7.3.2"));
 }

@@ -17,7 +17,7 @@ struct OddityCase {
 
 class OddityTest : public ::testing::TestWithParam<OddityCase> {};
 
-TEST_P(OddityTest, IsTold) {
+TEST_P(OddityTest, IsReported) {
   TestRegistry registry;
   registry.SetValue(kProductKey, GetParam().setting, GetParam().type, GetParam().bytes);
   for (const Setting& setting : kSettings) {
@@ -31,7 +31,7 @@ const std::string kNumberOne("\1\0\0\0", 4);
 const OddityCase kCases[] = {
     {"SwitchOn", "CSPLOG", REG_SZ, std::string("1\0", 2), ""},
     {"SwitchOff", "PINCACHE", REG_SZ, std::string("0\0", 2), ""},
-    {"SwitchWithVariablesAllowed", "PINCACHE", REG_EXPAND_SZ, std::string("1\0", 2), ""},
+    {"SwitchOfExpandableType", "PINCACHE", REG_EXPAND_SZ, std::string("1\0", 2), ""},
     {"Path", "CSPDIR", REG_SZ, std::string("C:\\csp.log\0", 11), ""},
     {"NumberTypedLog", "CSPLOG", REG_DWORD, kNumberOne,
      "its type is REG_DWORD, and its bytes are read as text: it counts as off"},
@@ -70,7 +70,7 @@ std::string WhatIsOddAboutTheLogFile(const std::string& path) {
   return oddity ? oddity->what : "";
 }
 
-TEST(SettingsCheckTest, ALogFileIsToBeAFileInAFolder) {
+TEST(SettingsCheckTest, ALogFileMustBeAFileInAnExistingFolder) {
   const TempFolder folder;
   const std::string inside = std::filesystem::absolute(folder.File("csp.log")).string();
   EXPECT_EQ("", WhatIsOddAboutTheLogFile(inside));
@@ -81,7 +81,7 @@ TEST(SettingsCheckTest, ALogFileIsToBeAFileInAFolder) {
   EXPECT_EQ("", WhatIsOddAboutTheLogFile("C:\\csp.log"));
 }
 
-TEST(SettingsCheckTest, ALogFileHasACompletePath) {
+TEST(SettingsCheckTest, ALogFileNeedsACompletePath) {
   constexpr char kNotComplete[] = "it is no complete path: each program logs into its current folder";
   for (const char* path : {"csp.log", "a", "C:csp.log", "\\csp.log", "%TEMP%\\csp.log"}) {
     EXPECT_EQ(kNotComplete, WhatIsOddAboutTheLogFile(path)) << path;

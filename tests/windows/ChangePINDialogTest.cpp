@@ -1,4 +1,4 @@
-// The dialog that changes a PIN as a real window, on a session without a token.
+// The Change PIN dialog as a real window, on a session without a token.
 #include <algorithm>
 #include <gtest/gtest.h>
 
@@ -44,7 +44,7 @@ void Enter(const DialogDriver& user, const std::string& current, const std::stri
   user.Type(kRepeated, fresh);
 }
 
-// From the repeated PIN, where a mismatch puts the focus, to the new one.
+// Moves the focus from the repeated PIN, where a mismatch puts it, back to the new PIN.
 void TabBack(const DialogDriver& user) {
   user.HoldKey(VK_SHIFT);
   user.PressKey(VK_TAB);
@@ -71,7 +71,7 @@ class ChangePINDialogTest : public testing::Test {
   CChangePINDlg m_dialog;
 };
 
-TEST_F(ChangePINDialogTest, OpensOnTheCurrentPinWithoutItsKeyboard) {
+TEST_F(ChangePINDialogTest, OpensOnTheCurrentPinWithTheKeyboardHidden) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               EXPECT_EQ("Change PIN for Anna's card", user.Title());
               EXPECT_TRUE(user.HasFocus(kCurrent));
@@ -124,7 +124,7 @@ TEST_F(ChangePINDialogTest, CanBeUsedWithTheKeyboardAlone) {
   EXPECT_EQ(std::vector<std::string>{"1 to 2"}, m_session.changes);
 }
 
-TEST_F(ChangePINDialogTest, AFieldThatIsTabbedIntoKeepsItsText) {
+TEST_F(ChangePINDialogTest, TabbingIntoAFieldKeepsItsText) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
               Enter(user, "12", "34");
               TabBack(user);
@@ -164,7 +164,7 @@ TEST_F(ChangePINDialogTest, TheStatusIsRedAndBold) {
             }));
 }
 
-TEST_F(ChangePINDialogTest, TheLongestTextOfATokenHasRoomInTheStatus) {
+TEST_F(ChangePINDialogTest, TheLongestErrorTextOfATokenFitsIntoTheStatus) {
   m_session.FailChange(0x105);
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               Enter(user, "1234", "5");
@@ -186,15 +186,15 @@ TEST_F(ChangePINDialogTest, TheLongestTextOfATokenHasRoomInTheStatus) {
             }));
 }
 
-TEST_F(ChangePINDialogTest, TheKeyboardComesIntoViewWithItsBox) {
+TEST_F(ChangePINDialogTest, ItsCheckBoxShowsTheKeyboard) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               RECT before = {};
               GetWindowRect(user.Window(), &before);
               EnableWindow(user.Control(kShowKeyboard), TRUE);
               user.Click(kShowKeyboard);
-              RECT behind = {};
-              GetWindowRect(user.Window(), &behind);
-              EXPECT_EQ(before.bottom + 200, behind.bottom);
+              RECT after = {};
+              GetWindowRect(user.Window(), &after);
+              EXPECT_EQ(before.bottom + 200, after.bottom);
               EXPECT_TRUE(user.HasFocus(kCurrent));
               RECT client = {};
               GetClientRect(user.Window(), &client);
@@ -205,7 +205,7 @@ TEST_F(ChangePINDialogTest, TheKeyboardComesIntoViewWithItsBox) {
             }));
 }
 
-TEST_F(ChangePINDialogTest, TheDigitsOfTheKeyboardTypeWhatTheyShow) {
+TEST_F(ChangePINDialogTest, TheDigitKeysTypeTheDigitsTheyShow) {
   std::string shown;
   EXPECT_EQ(1, Show([&](DialogDriver& user) {
               for (const int key : kDigitRow) shown += user.Text(key).back();
@@ -230,7 +230,7 @@ TEST_F(ChangePINDialogTest, AKeyTypesIntoTheFieldThatHadTheFocusLast) {
             }));
 }
 
-TEST_F(ChangePINDialogTest, APinHandedOverLeavesTheFocusToTheNewOne) {
+TEST_F(ChangePINDialogTest, WithAPinHandedOverTheFocusStartsOnTheNewPin) {
   m_dialog.HandOverPIN(Bytes("1234"), 4);
   EXPECT_EQ(1, Show([](DialogDriver& user) {
               EXPECT_EQ("****", user.Text(kCurrent));
@@ -244,7 +244,7 @@ TEST_F(ChangePINDialogTest, APinHandedOverLeavesTheFocusToTheNewOne) {
   EXPECT_EQ(std::vector<std::string>{"1234 to 5"}, m_session.changes);
 }
 
-TEST_F(ChangePINDialogTest, ClearEmptiesTheFieldsAndGivesTheFocusBack) {
+TEST_F(ChangePINDialogTest, ClearEmptiesTheFieldsAndRestoresTheFocus) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               Enter(user, "12", "345");
               TabBack(user);
@@ -256,7 +256,7 @@ TEST_F(ChangePINDialogTest, ClearEmptiesTheFieldsAndGivesTheFocusBack) {
             }));
 }
 
-TEST_F(ChangePINDialogTest, RevealShowsThePinsAndHidesThem) {
+TEST_F(ChangePINDialogTest, RevealShowsThePinsAndHidesThemAgain) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
               ShowWindow(user.Control(kReveal), SW_SHOW);
               EnableWindow(user.Control(kReveal), TRUE);
@@ -273,7 +273,7 @@ TEST_F(ChangePINDialogTest, RevealShowsThePinsAndHidesThem) {
   EXPECT_EQ(std::vector<std::string>{"12 to 345"}, m_session.changes);
 }
 
-TEST_F(ChangePINDialogTest, ALockedDialogCanBeLeftByTheKeyboard) {
+TEST_F(ChangePINDialogTest, ALockedDialogCanBeClosedWithTheKeyboard) {
   m_session.FailChange(CKR_PIN_LOCKED);
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               Enter(user, "1234", "5");
@@ -288,7 +288,7 @@ TEST_F(ChangePINDialogTest, ALockedDialogCanBeLeftByTheKeyboard) {
             }));
 }
 
-TEST_F(ChangePINDialogTest, CancelEscapeAndTheCloseBoxGiveTwo) {
+TEST_F(ChangePINDialogTest, CancelEscapeAndTheCloseBoxReturnTwo) {
   EXPECT_EQ(2, Show([](DialogDriver& user) { user.Click(kCancel); }));
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               user.PressKey(VK_ESCAPE);
@@ -300,9 +300,9 @@ TEST_F(ChangePINDialogTest, CancelEscapeAndTheCloseBoxGiveTwo) {
             }));
 }
 
-// --- Out of the login dialog
+// --- Opened from the login dialog
 
-TEST_F(ChangePINDialogTest, StandsOverTheLoginDialogThatOpensIt) {
+TEST_F(ChangePINDialogTest, IsModalOverTheLoginDialogThatOpensIt) {
   CCLoginDlg login;
   login.SetSession(&m_session);
   login.SetTokenLabel("Anna's card");
@@ -314,12 +314,12 @@ TEST_F(ChangePINDialogTest, StandsOverTheLoginDialogThatOpensIt) {
                                    EXPECT_EQ(user.Window(), GetWindow(change.Window(), GW_OWNER));
                                    change.Click(kCancel);
                                    WaitForTheEnd(change);
-                                   DialogDriver::WaitFor("the login dialog's turn",
+                                   DialogDriver::WaitFor("the login dialog enabled",
                                                          [&] { return IsWindowEnabled(user.Window()) != FALSE; });
                                  }));
 }
 
-TEST_F(ChangePINDialogTest, AChangeEndsTheLoginDialogBelow) {
+TEST_F(ChangePINDialogTest, AChangeAlsoEndsTheLoginDialog) {
   CCLoginDlg login;
   login.SetSession(&m_session);
   EXPECT_EQ(1, DialogDriver::Run([&] { return login.DoModal(); },

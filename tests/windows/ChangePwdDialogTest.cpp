@@ -43,7 +43,7 @@ TEST_F(ChangePwdDialogTest, OpensWithTheTokensNameAndTheFocusOnTheOldPin) {
             }));
 }
 
-TEST_F(ChangePwdDialogTest, HandsAllThreePinsOverAndWritesThemToTheLog) {
+TEST_F(ChangePwdDialogTest, ReturnsAllThreePinsAndWritesThemToTheLog) {
   EXPECT_EQ(1, Show([](DialogDriver& user) {
               user.Type(kPwdCurrent, "1234567890");
               user.Type(kPwdNew, "567");
@@ -67,7 +67,7 @@ TEST_F(ChangePwdDialogTest, HandsAllThreePinsOverAndWritesThemToTheLog) {
       TakeLog());
 }
 
-TEST_F(ChangePwdDialogTest, CloseAndEscapeGiveTwo) {
+TEST_F(ChangePwdDialogTest, CloseAndEscapeReturnTwo) {
   EXPECT_EQ(2, Show([](DialogDriver& user) { user.Click(kClose); }));
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               user.PressKey(VK_ESCAPE);

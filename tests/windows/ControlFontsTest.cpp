@@ -7,7 +7,7 @@ namespace {
 
 const DialogFont kStatusFont = {16, 700, "Arial"};
 
-TEST(ControlFontsTest, AFontHasTheHeightWeightAndFaceAskedForAndNothingElse) {
+TEST(ControlFontsTest, AFontHasOnlyTheRequestedHeightWeightAndFace) {
   ControlFonts fonts;
   LOGFONTA font = {};
   ASSERT_NE(0, GetObjectA(fonts.Get(1092, kStatusFont), sizeof(font), &font));

@@ -1,4 +1,4 @@
-// The dialog templates, control by control, as the resource compiler laid them down.
+// The dialog templates, control by control, as the resource compiler wrote them.
 #include <cstring>
 #include <gtest/gtest.h>
 #include <set>
@@ -57,7 +57,7 @@ class Reader {
   int Short() { return static_cast<std::int16_t>(Take<WORD>()); }
   void Align() { m_at += (4 - (m_at - m_begin) % 4) % 4; }
 
-  // A text; an id instead of one is "#id".
+  // A string, or "#id" for an id in its place.
   std::string Text() {
     WORD unit = Take<WORD>();
     if (unit == 0xFFFF) return "#" + std::to_string(Take<WORD>());
@@ -201,7 +201,7 @@ TEST(DialogTemplateTest, TheReaderDialogHasAModalFrameAndASystemMenu) {
   EXPECT_EQ(DWORD{WS_SYSMENU}, dialog.style & WS_SYSMENU);
 }
 
-TEST(DialogTemplateTest, TheListOfReadersIsSortedAndScrollsAndTakesNoTyping) {
+TEST(DialogTemplateTest, TheReaderListIsSortedScrollsAndAcceptsNoTyping) {
   const Dialog dialog = ReadDialog(124);
   const Control* const list = Find(dialog, 1094);
   ASSERT_NE(nullptr, list);
@@ -232,7 +232,7 @@ TEST(DialogTemplateTest, TheRomanianDialogIsLaidOutAsUsersKnowIt) {
             dialog.ControlLines());
 }
 
-TEST(DialogTemplateTest, TheDialogThatChangesThePinIsAFamilyMemberOfTheOthers) {
+TEST(DialogTemplateTest, TheChangePinDialogHasTheStyleOfTheOthers) {
   const Dialog dialog = ReadDialog(125);
   EXPECT_EQ("Change PIN", dialog.title);
   EXPECT_EQ("MS Shell Dlg", dialog.font);
@@ -252,7 +252,7 @@ TEST(DialogTemplateTest, TheDialogThatChangesThePinIsAFamilyMemberOfTheOthers) {
 struct KeyboardCase {
   int dialog;
   int frame;
-  std::multiset<int> others;  // beside the keys
+  std::multiset<int> others;  // besides the keys
 };
 
 class KeyboardTemplateTest : public testing::TestWithParam<KeyboardCase> {};
@@ -277,7 +277,7 @@ TEST_P(KeyboardTemplateTest, NothingOverlapsOrLeavesTheDialog) {
   const Dialog dialog = ReadDialog(GetParam().dialog);
   const int frame = GetParam().frame;
   for (const Control& one : dialog.controls) {
-    if (one.id == frame) continue;  // it is around the others
+    if (one.id == frame) continue;  // it surrounds the others
     EXPECT_LE(one.x + one.width, dialog.width) << one.Line();
     EXPECT_LE(one.y + one.height, dialog.height) << one.Line();
     for (const Control& other : dialog.controls) {

@@ -1,4 +1,4 @@
-// The windows behind the dialogs' controllers, with controllers that look at one thing each.
+// The windows of the dialogs, with controllers that check one thing each.
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <stdexcept>
@@ -12,7 +12,7 @@ namespace {
 
 using Events = std::vector<std::string>;
 
-// A controller of functions. Without one for commands, a click ends the dialog with the control's id.
+// A controller made of functions. Without a `command`, a click ends the dialog with the control's id.
 class Probe : public DialogController {
  public:
   explicit Probe(int resource) : m_resource(resource) {}
@@ -72,12 +72,12 @@ std::ptrdiff_t RedPixels(const DialogDriver& user, int control) {
   return std::count_if(pixels.begin(), pixels.end(), IsRed);
 }
 
-TEST(DialogWindowTest, EscapeIsACancelInADialogWithoutACancelButton) {
+TEST(DialogWindowTest, EscapeCancelsADialogWithoutACancelButton) {
   Probe probe(IDD_LOGIN);
   EXPECT_EQ(2, ShowUntilItEnds(probe, [](DialogDriver& user) { user.PressKey(VK_ESCAPE); }));
 }
 
-TEST(DialogWindowTest, TheCloseBoxIsACancel) {
+TEST(DialogWindowTest, TheCloseBoxCancels) {
   Probe probe(IDD_SELECT_CARD);
   EXPECT_EQ(2, ShowUntilItEnds(probe, [](DialogDriver& user) { user.CloseBox(); }));
 }
@@ -88,7 +88,7 @@ TEST(DialogWindowTest, EnterClicksTheDefaultButton) {
   EXPECT_EQ(1001, ShowUntilItEnds(probe, [](DialogDriver& user) { user.PressKey(VK_RETURN); }));
 }
 
-TEST(DialogWindowTest, EnterDoesNotClickADefaultButtonThatIsDisabled) {
+TEST(DialogWindowTest, EnterDoesNotClickADisabledDefaultButton) {
   Probe probe(IDD_LOGIN);
   int clicks = 0;
   probe.open = [](DialogView& view) {
@@ -106,14 +106,14 @@ TEST(DialogWindowTest, EnterDoesNotClickADefaultButtonThatIsDisabled) {
   EXPECT_EQ(1, clicks);
 }
 
-TEST(DialogWindowTest, AResultWithTheTopBitSetArrivesUnchanged) {
+TEST(DialogWindowTest, AResultWithTheTopBitSetIsReturnedUnchanged) {
   Probe probe(IDD_LOGIN);
   probe.command = [](DialogView& view, int, UINT) { view.End(INT_PTR{Code(NTE_INTERNAL_ERROR)}); };
   EXPECT_EQ(INT_PTR{Code(NTE_INTERNAL_ERROR)},
             ShowUntilItEnds(probe, [](DialogDriver& user) { user.Click(IDC_LOGIN); }));
 }
 
-TEST(DialogWindowTest, WhatAnEventDoesBehindTheEndStillHappens) {
+TEST(DialogWindowTest, CallsAfterTheEndInTheSameEventStillTakeEffect) {
   Probe probe(IDD_LOGIN);
   std::string text;
   probe.command = [&](DialogView& view, int control, UINT) {
@@ -126,29 +126,29 @@ TEST(DialogWindowTest, WhatAnEventDoesBehindTheEndStillHappens) {
   EXPECT_EQ("still there", text);
 }
 
-TEST(DialogWindowTest, ADialogThatIsNotInTheResourcesGivesMinusOne) {
+TEST(DialogWindowTest, AMissingDialogResourceReturnsMinusOne) {
   Probe probe(999);
   EXPECT_EQ(-1, GetDialogHost().Run(probe));
 }
 
-TEST(DialogWindowTest, AnExceptionWhileOpeningComesOutOfTheRun) {
+TEST(DialogWindowTest, AnExceptionWhileOpeningIsRethrownByRun) {
   Probe probe(IDD_SELECT_CARD);
   probe.open = [](DialogView&) { throw std::runtime_error("No cards/tokens were detected."); };
   try {
     GetDialogHost().Run(probe);
-    ADD_FAILURE() << "nothing came out";
+    ADD_FAILURE() << "nothing was thrown";
   } catch (const std::exception& error) {
     EXPECT_STREQ("No cards/tokens were detected.", error.what());
   }
 }
 
-TEST(DialogWindowTest, AnExceptionInACommandComesOutOfTheRun) {
+TEST(DialogWindowTest, AnExceptionInACommandIsRethrownByRun) {
   Probe probe(IDD_LOGIN);
   probe.command = [](DialogView&, int, UINT) { throw std::runtime_error("command"); };
   EXPECT_THROW(ShowUntilItEnds(probe, [](DialogDriver& user) { user.Click(IDC_LOGIN); }), std::runtime_error);
 }
 
-TEST(DialogWindowTest, AnExceptionAtAKeyComesOutOfTheRun) {
+TEST(DialogWindowTest, AnExceptionInAKeyHookIsRethrownByRun) {
   for (const bool isBefore : {true, false}) {
     Probe probe(IDD_LOGIN);
     probe.watched = IDC_PIN_EDIT;
@@ -170,7 +170,7 @@ TEST(DialogWindowTest, NoEventFollowsAnException) {
   EXPECT_EQ((Events{"1001 0", "1002 " + std::to_string(EN_UPDATE)}), events);
 }
 
-TEST(DialogWindowTest, ADialogCanBeShownAgainBehindAnException) {
+TEST(DialogWindowTest, ADialogCanBeShownAgainAfterAnException) {
   Probe failing(IDD_LOGIN);
   failing.open = [](DialogView&) { throw std::runtime_error("open"); };
   EXPECT_THROW(GetDialogHost().Run(failing), std::runtime_error);
@@ -191,13 +191,13 @@ TEST(DialogWindowTest, TitleAndTextsAreShown) {
   });
 }
 
-TEST(DialogWindowTest, TheSmallIconIsThatOfTheResources) {
+TEST(DialogWindowTest, TheSmallIconComesFromTheResources) {
   Probe probe(IDD_SELECT_CARD);
   probe.open = [](DialogView& view) { view.SetSmallIcon(IDI_PROVIDER); };
   Show(probe, [](DialogDriver& user) { EXPECT_NE(0, SendMessageA(user.Window(), WM_GETICON, ICON_SMALL, 0)); });
 }
 
-TEST(DialogWindowTest, ADialogStandsInTheMiddleOfTheScreen) {
+TEST(DialogWindowTest, ADialogIsCentredOnTheScreen) {
   Probe probe(IDD_LOGIN);
   Show(probe, [](DialogDriver& user) {
     RECT frame = {};
@@ -228,7 +228,7 @@ TEST(DialogWindowTest, AWindowGrowsAndShrinksByPixels) {
   });
 }
 
-TEST(DialogWindowTest, TwoHundredPixelsLessHideTheKeyboardAndNothingElse) {
+TEST(DialogWindowTest, ShrinkingBy200PixelsHidesOnlyTheKeyboard) {
   Probe probe(IDD_LOGIN_KEYBOARD);
   probe.open = [](DialogView& view) { view.GrowBy(-200); };
   Show(probe, [](DialogDriver& user) {
@@ -248,7 +248,7 @@ TEST(DialogWindowTest, TwoHundredPixelsLessHideTheKeyboardAndNothingElse) {
   });
 }
 
-TEST(DialogWindowTest, ColourAndFontAreTheControlsOwn) {
+TEST(DialogWindowTest, ColourAndFontApplyToOneControl) {
   Probe probe(IDD_LOGIN);
   probe.colored = IDC_LOGIN_STATUS;
   probe.open = [](DialogView& view) { view.SetText(IDC_LOGIN_STATUS, "PIN Locked"); };
@@ -275,12 +275,12 @@ TEST(DialogWindowTest, ATextInATallFontIsNotCutOff) {
   });
 }
 
-TEST(DialogWindowTest, WithoutAColourOfItsOwnATextIsNotRed) {
+TEST(DialogWindowTest, TextWithoutAColourIsNotRed) {
   Probe probe(IDD_LOGIN);
   Show(probe, [](DialogDriver& user) { EXPECT_EQ(0, RedPixels(user, IDC_LOGIN_STATUS)); });
 }
 
-TEST(DialogWindowTest, AChangeOfTextIsReportedBeforeAndBehindTheDrawing) {
+TEST(DialogWindowTest, ATextChangeIsReportedBeforeAndAfterDrawing) {
   Probe probe(IDD_LOGIN);
   std::vector<UINT> notifications;
   probe.command = [&](DialogView& view, int control, UINT notification) {
@@ -293,7 +293,7 @@ TEST(DialogWindowTest, AChangeOfTextIsReportedBeforeAndBehindTheDrawing) {
   EXPECT_EQ((std::vector<UINT>{EN_UPDATE, EN_CHANGE}), notifications);
 }
 
-TEST(DialogWindowTest, TextThatIsSetInsideAnUpdateIsReportedInside) {
+TEST(DialogWindowTest, TextSetDuringAnUpdateIsReportedWithinIt) {
   Probe probe(IDD_LOGIN);
   Events events;
   probe.command = [&](DialogView& view, int control, UINT notification) {
@@ -311,7 +311,7 @@ TEST(DialogWindowTest, TextThatIsSetInsideAnUpdateIsReportedInside) {
   EXPECT_EQ((Events{"update 1", "update *", "done *", "done 1"}), events);
 }
 
-TEST(DialogWindowTest, WatchedInputComesBeforeAndBehindItsDefault) {
+TEST(DialogWindowTest, WatchedInputIsReportedBeforeAndAfterDefaultHandling) {
   Probe probe(IDD_LOGIN);
   probe.watched = IDC_PIN_EDIT;
   Events events;
@@ -327,12 +327,12 @@ TEST(DialogWindowTest, WatchedInputComesBeforeAndBehindItsDefault) {
   EXPECT_EQ((Events{"before 1002 a ", "behind 1002 a a", "before 1002 b a", "behind 1002 b ab"}), events);
 }
 
-TEST(DialogWindowTest, KeysAndTheMouseAreInputAndNothingElseIs) {
+TEST(DialogWindowTest, OnlyKeysAndTheMouseCountAsInput) {
   Probe probe(IDD_LOGIN);
   probe.watched = IDC_PIN_EDIT;
   std::vector<UINT> messages;
   probe.before = [&](DialogView&, int, UINT message, WPARAM) {
-    if (message != WM_MOUSEMOVE) messages.push_back(message);  // the pointer may stand on the edit
+    if (message != WM_MOUSEMOVE) messages.push_back(message);  // the pointer may be over the edit
   };
   Show(probe, [](DialogDriver& user) {
     user.Key(IDC_PIN_EDIT, VK_HOME);
@@ -356,7 +356,7 @@ TEST(DialogWindowTest, AnEditThatIsNotWatchedIsNotReported) {
   });
 }
 
-TEST(DialogWindowTest, AKeyThatIsHeldDownIsSeen) {
+TEST(DialogWindowTest, AHeldKeyIsSeenAsDown) {
   Probe probe(IDD_LOGIN);
   probe.watched = IDC_PIN_EDIT;
   probe.open = [](DialogView& view) { view.Focus(IDC_PIN_EDIT); };
@@ -370,7 +370,7 @@ TEST(DialogWindowTest, AKeyThatIsHeldDownIsSeen) {
     user.HoldKey(VK_SHIFT);
     user.PressKey(VK_END);
     user.ReleaseKey(VK_SHIFT);
-    // The release as well: it would be held down for the next dialog of this thread otherwise.
+    // The release too: otherwise the key would still be down in this thread's next dialog.
     DialogDriver::WaitFor("the keys", [&] {
       SendMessageA(user.Window(), WM_NULL, 0, 0);
       return events.size() == 3;
@@ -379,7 +379,7 @@ TEST(DialogWindowTest, AKeyThatIsHeldDownIsSeen) {
   EXPECT_EQ((Events{"plain", "shift", "released"}), events);
 }
 
-TEST(DialogWindowTest, AnEditIsDrivenByItsView) {
+TEST(DialogWindowTest, AViewReadsAndChangesAnEdit) {
   Probe probe(IDD_LOGIN);
   Events facts;
   probe.open = [&](DialogView& view) {
@@ -399,7 +399,7 @@ TEST(DialogWindowTest, AnEditIsDrivenByItsView) {
   EXPECT_EQ((Events{"selected 1 to 4", "12x345", "12x45", "length 5"}), facts);
 }
 
-TEST(DialogWindowTest, NoMoreIsTypedThanTheLimit) {
+TEST(DialogWindowTest, TypingStopsAtTheLimit) {
   Probe probe(IDD_LOGIN);
   probe.open = [](DialogView& view) { view.LimitText(IDC_PIN_EDIT, 4); };
   Show(probe, [](DialogDriver& user) {
@@ -414,12 +414,12 @@ TEST(DialogWindowTest, TheFocusIsWhereTheControllerPutsIt) {
   Show(probe, [](DialogDriver& user) { EXPECT_TRUE(user.HasFocus(IDC_PIN_EDIT)); });
 }
 
-TEST(DialogWindowTest, TheFirstControlHasTheFocusOtherwise) {
+TEST(DialogWindowTest, OtherwiseTheFirstControlHasTheFocus) {
   Probe probe(IDD_SELECT_CARD);
   Show(probe, [](DialogDriver& user) { EXPECT_TRUE(user.HasFocus(IDOK)); });
 }
 
-TEST(DialogWindowTest, ControlsThatAreDisabledUnderTheFocusLeaveTheKeyboardToTheDialog) {
+TEST(DialogWindowTest, WhenTheFocusedControlIsDisabledTheFocusMovesOn) {
   Probe probe(IDD_LOGIN);
   probe.open = [](DialogView& view) { view.Focus(IDC_PIN_EDIT); };
   probe.command = [](DialogView& view, int control, UINT notification) {
@@ -430,7 +430,7 @@ TEST(DialogWindowTest, ControlsThatAreDisabledUnderTheFocusLeaveTheKeyboardToThe
   };
   EXPECT_EQ(2, ShowUntilItEnds(probe, [](DialogDriver& user) {
               user.PressKey(VK_RETURN);
-              DialogDriver::WaitFor("the lock", [&] { return !user.IsEnabled(IDC_LOGIN); });
+              DialogDriver::WaitFor("the disabled button", [&] { return !user.IsEnabled(IDC_LOGIN); });
               EXPECT_FALSE(user.IsEnabled(IDC_PIN_EDIT));
               EXPECT_TRUE(user.HasFocus(IDC_CANCEL));
               user.PressKey(VK_ESCAPE);
@@ -460,7 +460,7 @@ TEST(DialogWindowTest, ControlsAreHiddenCheckedAndEnabled) {
   EXPECT_EQ((Events{"1006 checked", "1006 unchecked", "1064 checked"}), facts);
 }
 
-TEST(DialogWindowTest, AListSortsItsItemsAndGivesTheChosenOne) {
+TEST(DialogWindowTest, AListSortsItsItemsAndReturnsTheChosenOne) {
   Probe probe(IDD_SELECT_CARD);
   std::string chosen;
   probe.open = [](DialogView& view) {

@@ -14,7 +14,7 @@ INT_PTR Show(const std::function<void(DialogDriver&)>& user) {
   return DialogDriver::Run([&] { return dialog.DoModal(); }, user);
 }
 
-TEST(KeyboardDialogTest, OpensWithoutItsKeyboard) {
+TEST(KeyboardDialogTest, OpensWithTheKeyboardHidden) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               EXPECT_EQ("Enter PIN for Anna's card", user.Title());
               RECT client = {};
@@ -29,7 +29,7 @@ TEST(KeyboardDialogTest, OpensWithoutItsKeyboard) {
             }));
 }
 
-TEST(KeyboardDialogTest, KeysOfTheScreenTypeAsterisksAndDeleteThem) {
+TEST(KeyboardDialogTest, OnScreenKeysTypeAsterisksAndDeleteThem) {
   EXPECT_EQ(2, Show([](DialogDriver& user) {
               user.Click(1024);
               user.Click(1039);

@@ -1,4 +1,4 @@
-// The reader dialog as a real window, with readers of the test's own.
+// The reader dialog as a real window, with scripted readers.
 #include <gtest/gtest.h>
 
 #include "dialogs/CSelectCard.h"
@@ -48,7 +48,7 @@ TEST_F(ReaderDialogTest, OneReaderIsPreselectedAndWaitsForOk) {
   EXPECT_EQ("TELVO Reader A", Chosen());
 }
 
-TEST_F(ReaderDialogTest, ThreeReadersAreSortedAndTheFirstOfThemIsPreselected) {
+TEST_F(ReaderDialogTest, ThreeReadersAreSortedAndTheFirstIsPreselected) {
   for (const char* reader : {"Reader C", "Reader A", "Reader B"}) m_pcsc.AddReader(reader);
   EXPECT_EQ(1, ShowUntilItEnds([](DialogDriver& user) {
               EXPECT_EQ(3, SendMessageA(user.Control(kReaders), CB_GETCOUNT, 0, 0));
@@ -80,11 +80,11 @@ TEST_F(ReaderDialogTest, CancelEscapeAndTheCloseBoxChooseNothing) {
   EXPECT_EQ("", Chosen());
 }
 
-TEST_F(ReaderDialogTest, AListThatFailsEndsTheDialogBeforeItIsShown) {
+TEST_F(ReaderDialogTest, AFailingReaderListEndsTheDialogBeforeItIsShown) {
   m_pcsc.FailNext("SCardListReadersA", Code(SCARD_E_NO_READERS_AVAILABLE));
   try {
     m_dialog.DoModal();
-    ADD_FAILURE() << "nothing came out";
+    ADD_FAILURE() << "nothing was thrown";
   } catch (const std::exception& error) {
     EXPECT_STREQ("SCardListReaders Failed: 0x8010002E", error.what());
   }

@@ -36,7 +36,7 @@ void* __imp_CloseHandle = reinterpret_cast<void*>(&ScriptedCloseHandle);
 
 namespace {
 
-TEST(RunProcessTest, TheExitCodeIsThatOfTheProgram) {
+TEST(RunProcessTest, TheProgramsExitCodeIsReturned) {
   DWORD code = 4711;
   EXPECT_TRUE(RunProcess("cmd.exe /c exit 3", true, &code));
   EXPECT_EQ(3U, code);
@@ -48,7 +48,7 @@ TEST(RunProcessTest, WithoutWaitingThereIsNoExitCode) {
   EXPECT_EQ(4711U, code);
 }
 
-TEST(RunProcessTest, AProgramThatThereIsNotIsRefused) {
+TEST(RunProcessTest, AMissingProgramIsRefused) {
   DWORD code = 4711;
   EXPECT_FALSE(RunProcess("no-such-program.exe", true, &code));
   EXPECT_EQ(static_cast<DWORD>(ERROR_FILE_NOT_FOUND), GetLastError());
@@ -66,10 +66,10 @@ TEST(RunProcessTest, BothHandlesOfTheProgramAreClosed) {
   g_opened.clear();
 }
 
-// The program of the next test.
+// The next test runs this as its program.
 TEST(RunProcessTest, DISABLED_TakesAWhile) { Sleep(500); }
 
-TEST(RunProcessTest, WindowsAreServedWhileItWaits) {
+TEST(RunProcessTest, WindowMessagesAreHandledWhileItWaits) {
   char program[MAX_PATH] = {};
   GetModuleFileNameA(nullptr, program, sizeof(program));
   const std::string command =

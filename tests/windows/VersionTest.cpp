@@ -26,7 +26,7 @@ class VersionTest : public testing::Test {
   std::vector<char> m_info;
 };
 
-TEST_F(VersionTest, TheLibraryIsOfVersion4Point5) {
+TEST_F(VersionTest, TheLibraryHasVersion4Point5) {
   void* value = nullptr;
   UINT length = 0;
   ASSERT_TRUE(VerQueryValueA(m_info.data(), "\\", &value, &length));
@@ -46,7 +46,7 @@ TEST_F(VersionTest, TheLibraryNamesItsMakerAndItself) {
   EXPECT_EQ("telvocsp.dll", Text("OriginalFilename"));
 }
 
-TEST(VersionOfOtherProgramsTest, OnlyTheLibraryHasOne) {
+TEST(VersionOfOtherProgramsTest, ThisProgramHasNoVersionResource) {
   char program[MAX_PATH] = {};
   GetModuleFileNameA(nullptr, program, sizeof(program));
   EXPECT_EQ(0u, GetFileVersionInfoSizeA(program, nullptr));

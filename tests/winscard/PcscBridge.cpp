@@ -1,9 +1,9 @@
 // The functions of WinSCard as a Windows program calls them. posix/PcscLite.cpp does the work.
 //
-// A Windows thread may be killed while it waits, by TerminateThread or by the end of the process, and a lock that it
-// holds at that moment stays taken for good: one of the C library's, of libpcsclite, of PcscLite.cpp. So it takes none:
-// it puts its question into a slot of fixed memory, posts a semaphore, and sits in another one until a thread of Linux,
-// which nobody kills, has waited in its place.
+// A Windows thread may be killed while it waits, by TerminateThread or at the end of the process. A lock that it holds
+// at that moment is never released, whether it belongs to the C library, to libpcsclite or to PcscLite.cpp. So the
+// thread takes no lock: it writes its request into a slot of fixed memory, posts a semaphore, and waits on another one.
+// A Linux thread, which is never killed, does the actual waiting and then posts that one.
 #include <atomic>
 #include <cstring>
 #include <pthread.h>
@@ -47,7 +47,7 @@ void Answer(Slot& slot) {
   sem_post(&slot.answered);
 }
 
-// Gives each question a thread, as long as the process lives.
+// Starts a thread for each request, until the process ends.
 [[noreturn]] void Dispatch() {
   for (;;) {
     Await(g_asked);
@@ -58,7 +58,7 @@ void Answer(Slot& slot) {
   }
 }
 
-// The threads inherit that all signals are blocked: Wine's are not for them.
+// The threads inherit a mask that blocks all signals: those of Wine are not for them.
 bool StartDispatcher() {
   sem_init(&g_asked, 0, 0);
   sigset_t all;

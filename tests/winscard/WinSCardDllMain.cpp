@@ -1,8 +1,8 @@
-// All that winscard.dll holds besides its forwarders.
+// The only code of winscard.dll besides its forwarders.
 #include <windows.h>
 
-// The library, and with it the bridge, stays loaded until the process ends: the bridge has a thread of its own, which
-// must not lose its code when the last user of PC/SC is unloaded.
+// The library, and with it the bridge, stays loaded until the process ends. The bridge has its own thread, whose code
+// must not be unloaded together with the last user of PC/SC.
 BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
   if (reason == DLL_PROCESS_ATTACH) {
     HMODULE pinned = nullptr;

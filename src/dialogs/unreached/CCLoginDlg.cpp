@@ -113,7 +113,7 @@ void CCLoginDlg::OnLogin(DialogView& view) {
   } catch (const CryptokiError& error) {
     return OnLoginError(view, error.GetCode());
   }
-  // Outside the handler: what fails here is no failure of the login.
+  // Outside the handler: a failure here is not a failure of the login.
   if (m_changeAfterLogin) ShowChangeDialog(view, pin, pinLength);
   view.End(IDOK);
 }

@@ -6,8 +6,8 @@
 // A PIN may have any length here. A user who was logged in already leaves no PIN in the cache. The digit keys have no
 // labels and send nothing.
 //
-// The result is 2 when the user cancelled and 1 when the dialog was closed otherwise. A login that fails in another way
-// than by a wrong PIN raises CCSPContextError NTE_FAIL, "Log-in Failed".
+// The result is 2 when the user cancelled and 1 when the dialog was closed otherwise. A login that fails for a reason
+// other than a wrong PIN raises CCSPContextError NTE_FAIL, "Log-in Failed".
 #pragma once
 
 #include "common/Platform.h"

@@ -15,7 +15,7 @@ Outcome AskBytes(const KeyParamCall& call) {
   return kGoOn;
 }
 
-// Required: the key takes the caller's bytes and hands out none, and the caller's length stays as it was.
+// Required: the key takes the caller's bytes and returns none, and the caller's length stays as it was.
 template <GetBytes getBytes>
 Outcome ReadBytes(const KeyParamCall& call) {
   DWORD length = 0;

@@ -1,4 +1,4 @@
-// CPGetKeyParam: the parameters that are numbers of four bytes. "Ask" tells the size, "Read" writes the number.
+// CPGetKeyParam: the parameters that are numbers of four bytes. "Ask" returns the size, "Read" writes the number.
 #pragma once
 
 #include "entry/keyparam/KeyParamCall.h"
@@ -21,7 +21,7 @@ Outcome ReadFixed(const KeyParamCall& call) {
   return WriteNumber(call, number);
 }
 
-// A number that the session key tells.
+// A number that the session key returns.
 template <DWORD (CCSPSecretKey::*getNumber)() const>
 Outcome ReadNumber(const KeyParamCall& call) {
   return WriteNumber(call, ((*call.sessionKey).*getNumber)());

@@ -1,4 +1,4 @@
-// CPGetKeyParam of KP_PIN_INFO: what is told about the PIN. It is the same for every key.
+// CPGetKeyParam of KP_PIN_INFO: information about the PIN. It is the same for every key.
 #pragma once
 
 #include "entry/keyparam/KeyParamCall.h"

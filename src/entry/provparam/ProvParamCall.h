@@ -23,7 +23,7 @@ struct ProvParamCall : ParamCall {
   StoreHolder store;             // the answer, until the caller has its handle
 };
 
-// The buffer is smaller than the answer: logs both sizes, tells the caller the second one, ERROR_MORE_DATA.
+// The buffer is smaller than the answer: logs both sizes, returns the second one to the caller, ERROR_MORE_DATA.
 BOOL RefuseSmallBuffer(const ProvParamCall& call, DWORD size);
 
 }  // namespace provparam

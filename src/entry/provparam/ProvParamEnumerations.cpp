@@ -75,22 +75,22 @@ Outcome WriteAlgorithmEx(ProvParamCall& call) {
   return kGoOn;
 }
 
-// Required: the position moves in this step, so a question for the size moves it, too.
+// Required: the position moves in this step, so a size query moves it, too.
 Outcome MeasureNextContainer(ProvParamCall& call) {
   return ProtectStep(call, [&]() -> Outcome {
-    // Required: the whole value counts, not a bit of it.
+    // Required: the whole value counts, not one bit of it.
     if (call.flags != CRYPT_FIRST && call.flags != CRYPT_NEXT) return call.frame.RefuseSilently(ERROR_NO_MORE_ITEMS);
     Certificate* const certificate = call.context.NextCertificate(call.flags == CRYPT_FIRST);
     if (certificate == nullptr) return RefuseEndOfContainers(call);
     ContainerNameOf(*certificate);  // fails here if the name cannot be read
-    // Required: these sizes, whatever the length of the name.
+    // Required: these sizes, regardless of the length of the name.
     call.size = call.flags == CRYPT_FIRST ? kContainerNameSize : 0;
     return kGoOn;
   });
 }
 
 // Required: with CRYPT_NEXT the caller still has the buffer of kContainerNameSize bytes that CRYPT_FIRST asked for,
-// even if the length now says less.
+// even if the length is now smaller.
 Outcome WriteNextContainer(ProvParamCall& call) {
   return ProtectStep(call, [&]() -> Outcome {
     std::memset(call.data, 0, *call.length);

@@ -23,7 +23,7 @@ bool IsDescriptor(BYTE* data, DWORD length) {
   return IsValidSecurityDescriptor(data) != FALSE;
 }
 
-// Both steps build the same descriptor. For flags that do not name one part of it `onOtherFlags` runs instead. Where
+// Both steps build the same descriptor. For flags that do not name one part of it, `onOtherFlags` runs instead. When
 // the platform fails, the last error is the platform's.
 template <typename OnOtherFlags>
 Outcome BuildDescriptor(ProvParamCall& call, DWORD* length, OnOtherFlags onOtherFlags) {
@@ -43,7 +43,7 @@ Outcome BuildDescriptor(ProvParamCall& call, DWORD* length, OnOtherFlags onOther
 
 }  // namespace
 
-// Required: flags that do not name one part of a descriptor are no failure. The answer is then empty.
+// Required: flags that do not name one part of a descriptor are not a failure. The answer is then empty.
 Outcome MeasureDescriptor(ProvParamCall& call) {
   g_entryLog.WriteLine("\nCPGetProvParam PP_KEYSET_SEC_DESCR");
   // A copy, because the caller's own length is still compared with the size.

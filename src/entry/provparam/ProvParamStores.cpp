@@ -23,7 +23,7 @@ void ShowStoreHandle(ProvParamCall& call) {
 
 }  // namespace
 
-// Required: a store that does not open is a null handle and no failure.
+// Required: a store that does not open is a null handle, and not a failure.
 Outcome WriteUserStore(ProvParamCall& call) {
   g_entryLog.WriteLine("\nCPGetProvParam: Requesting User Cert Store Handle");
   auto* const store = CertOpenSystemStoreA(0, "MY");

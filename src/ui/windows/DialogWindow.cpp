@@ -97,7 +97,7 @@ void DialogWindow::OnOpen() {
     m_controller.OnOpen(*this);
     SetFonts();
   });
-  // The system made its choice before the controller disabled controls.
+  // The system chose a control before the controller disabled some.
   if (!m_focused) SetFocus(GetNextDlgTabItem(m_window, nullptr, FALSE));
 }
 
@@ -177,7 +177,7 @@ void DialogWindow::End(INT_PTR result) {
 }
 
 std::string DialogWindow::GetText(int control) const {
-  // Read into the string itself: a PIN that is shown in plain must not lie in a second buffer.
+  // Read into the string itself: a PIN that is shown in plain must not be in a second buffer.
   std::string text(GetTextLength(control) + 1, '\0');
   const int length = GetWindowTextA(Control(control), text.data(), static_cast<int>(text.size()));
   text.resize(static_cast<std::size_t>(length));

@@ -16,8 +16,8 @@ class DialogWindow : public DialogView, private InputListener {
  public:
   explicit DialogWindow(DialogController& controller) : m_controller(controller) {}
 
-  // Opens the window and returns when the dialog has ended, as DialogHost::Run does; with an owner as RunOver does. To
-  // be called once.
+  // Opens the window and returns when the dialog has ended, as DialogHost::Run does; with an owner as RunOver does.
+  // Call it once.
   INT_PTR RunWindow(const DialogWindow* owner);
 
   void SetTitle(const std::string& title) override;

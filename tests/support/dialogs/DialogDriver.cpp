@@ -20,7 +20,7 @@ bool IsShownDialog(HWND window) {
   return std::string(name) == "#32770" && IsWindowVisible(window);
 }
 
-// The first window that a filter takes.
+// The first window that passes a filter.
 struct Search {
   std::function<bool(HWND)> filter;
   HWND found = nullptr;
@@ -33,7 +33,7 @@ BOOL CALLBACK Visit(HWND window, LPARAM parameter) {
   return FALSE;
 }
 
-// The dialog of a thread other than `known`.
+// The dialog that a thread shows, other than `known`.
 HWND FindDialog(DWORD thread, HWND known = nullptr) {
   Search search{[known](HWND window) { return window != known && IsShownDialog(window); }};
   EnumThreadWindows(thread, Visit, reinterpret_cast<LPARAM>(&search));
@@ -58,7 +58,7 @@ INT_PTR DialogDriver::Run(const std::function<INT_PTR()>& dialog, const std::fun
   std::thread second([&] {
     HWND window = nullptr;
     if (!WaitFor("the dialog", [&] { return ended || (window = FindDialog(thread)) != nullptr; }) || ended) return;
-    WaitFor("the keyboard's attention", [&] { return GetForegroundWindow() == window; });
+    WaitFor("the dialog in the foreground", [&] { return GetForegroundWindow() == window; });
     DialogDriver driver(window);
     user(driver);
     if (IsWindow(window)) PostMessageA(window, WM_COMMAND, IDCANCEL, 0);
@@ -83,7 +83,7 @@ std::optional<DialogDriver> DialogDriver::Titled(const std::string& title) {
 std::string DialogDriver::Title() const { return TextOf(m_window); }
 
 std::string DialogDriver::Text(int id) const {
-  // Sent, not asked of the system's own record, so that an edit control answers.
+  // The message goes to the control itself, so that an edit control answers as well.
   char text[512] = {};
   SendMessageA(Control(id), WM_GETTEXT, sizeof(text), reinterpret_cast<LPARAM>(text));
   return text;
@@ -160,7 +160,7 @@ DialogDriver DialogDriver::Open(int id) const {
   HWND opened = nullptr;
   const DWORD thread = GetWindowThreadProcessId(m_window, nullptr);
   WaitFor("a second dialog", [&] { return (opened = FindDialog(thread, m_window)) != nullptr; });
-  WaitFor("the keyboard's attention for it", [&] { return GetForegroundWindow() == opened; });
+  WaitFor("the second dialog in the foreground", [&] { return GetForegroundWindow() == opened; });
   return DialogDriver(opened);
 }
 
@@ -179,7 +179,7 @@ bool DialogDriver::WaitFor(const char* what, const std::function<bool()>& condit
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) {
-      ADD_FAILURE() << "does not come about: " << what;
+      ADD_FAILURE() << "timed out waiting for: " << what;
       return false;
     }
     Sleep(2);

@@ -1,5 +1,5 @@
-// StandForAPicture: lets a script look at what a test shows. Tells it by the file "$TELVO_HOLD.shown" that the window
-// is ready, and stands until the file "$TELVO_HOLD" is gone.
+// StandForAPicture: keeps a window open while a script takes a picture of it. Creates the file "$TELVO_HOLD.shown"
+// when the window is ready, and waits until the file "$TELVO_HOLD" is deleted.
 #pragma once
 
 #include "common/Platform.h"
@@ -11,7 +11,7 @@
 
 inline void StandForAPicture() {
   const char* const hold = std::getenv("TELVO_HOLD");
-  ASSERT_NE(nullptr, hold) << "TELVO_HOLD names no file";
+  ASSERT_NE(nullptr, hold) << "TELVO_HOLD is not set";
   std::ofstream(std::string(hold) + ".shown") << "shown";
   while (std::ifstream(hold)) Sleep(20);
 }

@@ -9,11 +9,12 @@
 
 namespace {
 
-// The key of a character, as far as keys and characters have the same number. Signs must not pass for End or Home.
+// The key of a character. Letters and digits have the number of their key. Other characters must not be taken for
+// End or Home.
 WPARAM KeyOf(char character) {
-  constexpr WPARAM kSomeSign = 0xBA;
+  constexpr WPARAM kOtherKey = 0xBA;
   const auto byte = static_cast<unsigned char>(character);
-  return std::isalnum(byte) != 0 ? static_cast<WPARAM>(std::toupper(byte)) : kSomeSign;
+  return std::isalnum(byte) != 0 ? static_cast<WPARAM>(std::toupper(byte)) : kOtherKey;
 }
 
 bool ComesBefore(const std::string& left, const std::string& right) {
@@ -288,7 +289,8 @@ void ScriptedDialog::Replace(int control, std::size_t start, std::size_t end, co
   ReportChange(control);
 }
 
-// Between the two an edit draws itself: what the controller left in it in the first is what could be seen.
+// An edit draws itself between the two notifications, so the user sees what the controller left in it during the
+// first.
 void ScriptedDialog::ReportChange(int control) {
   Notify(control, EN_UPDATE);
   RecordShown(Find(control));
@@ -373,7 +375,7 @@ INT_PTR ScriptedDialogs::Show(DialogController& controller) {
   ++m_shownCount;
   m_lastResource = controller.GetResource();
   if (m_scripts.empty() && !m_everyScript) {
-    ADD_FAILURE() << "nobody expected dialog " << m_lastResource;
+    ADD_FAILURE() << "unexpected dialog " << m_lastResource;
     return IDCANCEL;
   }
   const Script script = m_scripts.empty() ? m_everyScript : std::move(m_scripts.front());

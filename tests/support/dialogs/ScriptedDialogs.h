@@ -1,5 +1,5 @@
-// ScriptedDialogs: dialogs without windows, for tests. While it lives it is the process's dialog host, and a test says
-// what the user does in each dialog that will be shown:
+// ScriptedDialogs: dialogs without windows, for tests. While it lives it is the process's dialog host, and a test
+// scripts the user's actions in each dialog that will be shown:
 //
 //   ScriptedDialogs dialogs;
 //   dialogs.OnNext([](ScriptedDialog& dialog) {
@@ -10,8 +10,8 @@
 //   });
 //   dialogs.OnNext(EnterPIN("1234"));
 //
-// The test fails on a dialog that nobody expected, on one whose script ends and leaves it open (both end with 2), on
-// one that was expected and not shown, and on a control that the dialog's template does not have.
+// The test fails on an unexpected dialog, on a dialog that its script leaves open (both end with 2), on an expected
+// dialog that is not shown, and on a control that the dialog's template does not have.
 #pragma once
 
 #include "common/Platform.h"
@@ -27,31 +27,32 @@
 
 #include "ui/DialogHost.h"
 
-// One dialog while it is shown: what its user can do and see. The operations of the controller's side are
-// DialogView's, and a script may read by them.
+// One dialog while it is shown: what its user can do and see. The controller's operations are those of DialogView;
+// a script may use them to read.
 //
-// What is done to a dialog that has ended has no effect.
+// Actions on a dialog that has ended have no effect.
 class ScriptedDialog : public DialogView {
  public:
   explicit ScriptedDialog(DialogController& controller);
 
-  // --- What the user does. Keys and mouse reach a control that is enabled and shown, and no other.
+  // --- What the user does. Keys and the mouse reach only controls that are enabled and shown.
 
-  // Each character as a key that is pressed and let go, at the caret; takes the focus.
+  // Presses and releases a key for each character, at the caret. The control takes the focus.
   void Type(int control, const std::string& text);
   // One key: VK_BACK, VK_DELETE, VK_LEFT, VK_RIGHT, VK_HOME, VK_END.
   void Press(int control, int virtualKey);
-  // Holds a key down from now on, or lets it go: VK_SHIFT, VK_LSHIFT, VK_RSHIFT. Any of them selects.
+  // Holds a key down from now on, or releases it: VK_SHIFT, VK_LSHIFT, VK_RSHIFT. Each of them makes the caret keys
+  // select.
   void Hold(int virtualKey, bool down = true);
   // Selects everything, as an edit does with one word.
   void DoubleClick(int control);
-  // Selects with the mouse from one place between characters to another. The button comes up at the end.
+  // Selects with the mouse from one position between characters to another, and then releases the button.
   void Drag(int control, std::size_t from, std::size_t to);
   // Any other key or mouse message, which does nothing by itself: WM_DEADCHAR, WM_RBUTTONUP ...
   void SendInput(int control, UINT message, WPARAM key = 0);
-  // Puts the text in the place of the selection, as the Paste of a menu does.
+  // Replaces the selection with the text, as a menu's Paste does.
   void Paste(int control, const std::string& text);
-  // A button or a check box, which toggles. False, and nothing happens, when it cannot be clicked now.
+  // Clicks a button, or a check box, which toggles. Returns false and does nothing when it cannot be clicked now.
   bool Click(int control);
   // Chooses a row of a drop-down list, counted from 0.
   void Choose(int control, int index);
@@ -75,9 +76,9 @@ class ScriptedDialog : public DialogView {
   int GetSelectedItem(int control) const { return Find(control).selectedItem; }
   // How often the controller scrolled to the caret.
   int GetScrolls(int control) const { return Find(control).scrolls; }
-  // Every text that could be seen in the control so far, in order, each once in a row.
+  // Every text that the control has shown so far, in order, without consecutive duplicates.
   std::vector<std::string> GetShownTexts(int control) const { return Find(control).shownTexts; }
-  // Whether all that could ever be seen in the control were asterisks.
+  // Whether the control has only ever shown asterisks.
   bool ShowedOnlyAsterisks(int control) const;
   bool HasEnded() const { return m_ended; }
   INT_PTR GetResult() const { return m_result; }
@@ -87,7 +88,7 @@ class ScriptedDialog : public DialogView {
   void SetTitle(const std::string& title) override { m_title = title; }
   void SetSmallIcon(int icon) override { m_icon = icon; }
   void GrowBy(int pixels) override { m_growth += pixels; }
-  // The first end counts.
+  // Only the first call counts.
   void End(INT_PTR result) override;
 
   std::string GetText(int control) const override;
@@ -120,7 +121,7 @@ class ScriptedDialog : public DialogView {
     bool checked = false;
     DWORD limit = 0;  // 0: none
     std::size_t anchor = 0;
-    std::size_t caret = 0;  // the selection lies between the two
+    std::size_t caret = 0;  // the selection is between the two
     int scrolls = 0;
     std::vector<std::string> shownTexts;
     std::pair<int, int> range = {0, 100};
@@ -136,14 +137,14 @@ class ScriptedDialog : public DialogView {
   void BuildChangePIN();
   void BuildKeyboard();
 
-  // Calls the controller. What it throws ends the dialog, and is kept for the host.
+  // Calls the controller. An exception ends the dialog and is kept for the host.
   template <typename Event>
   void Tell(Event event);
   void Notify(int control, UINT notification);
   bool CanReach(int control) const;
-  // An edit that has not got the focus yet reports that it has it now.
+  // An edit that gains the focus reports it.
   void GiveFocus(int control);
-  // A message through the controller's hooks and the default handling.
+  // Passes a message through the controller's hooks and the default handling.
   void Input(int control, UINT message, WPARAM key, const std::function<void()>& defaultHandling);
   void HandleKeyDown(int control, WPARAM key);
   void HandleCharacter(int control, WPARAM character);
@@ -175,14 +176,14 @@ class ScriptedDialogs : public DialogHost {
 
   // What the user does in the next dialog that has no script yet.
   void OnNext(Script script);
-  // The same, by a user who cancels the dialog behind that if it is still open.
+  // The same, but the dialog is cancelled afterwards if it is still open.
   void OnNextThenCancel(Script script);
-  // What the user does in every dialog that has no script; a dialog that this leaves open is cancelled.
+  // What the user does in every dialog that has no script. A dialog that is still open afterwards is cancelled.
   void OnEvery(Script script);
   // How many dialogs were shown, and the template of the last one, 0 before the first.
   int ShownCount() const { return m_shownCount; }
   int LastResource() const { return m_lastResource; }
-  // The template of the dialog that the last one was opened out of, 0 for none.
+  // The template of the dialog from which the last one was opened, 0 for none.
   int LastOwner() const { return m_lastOwner; }
 
   INT_PTR Run(DialogController& controller) override;
@@ -199,6 +200,6 @@ class ScriptedDialogs : public DialogHost {
   int m_lastOwner = 0;
 };
 
-// The common scripts of the login dialog: enters a PIN and clicks Login, which has to end the dialog; cancels.
+// Common scripts. EnterPIN enters a PIN in a login dialog and clicks Login, which must end the dialog.
 ScriptedDialogs::Script EnterPIN(const std::string& pin);
 ScriptedDialogs::Script CancelDialog();

@@ -1,4 +1,4 @@
-// A session whose login and change of the PIN answer what a test wants.
+// A session whose login and PIN change return what the test sets.
 #pragma once
 
 #include "common/Platform.h"

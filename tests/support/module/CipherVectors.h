@@ -1,4 +1,4 @@
-// Published vectors of the block ciphers: NIST's and those of FIPS 81.
+// Published test vectors for the block ciphers, from NIST and FIPS 81.
 #pragma once
 
 #include <ostream>
@@ -17,14 +17,14 @@ struct CipherVector {
 
 inline void PrintTo(const CipherVector& test, std::ostream* out) { *out << test.name; }
 
-// "Now is the time for all ", of FIPS 81.
+// "Now is the time for all ", from FIPS 81.
 constexpr char kFips81[] = "4e6f77206973207468652074696d6520666f7220616c6c20";
-// "The qufck brown fox jump", of SP 800-67.
+// "The qufck brown fox jump", from SP 800-67.
 constexpr char kSp800_67[] = "54686520717566636b2062726f776e20666f78206a756d70";
 constexpr char kSp800_38A[] =
     "6bc1bee22e409f96e93d7e117393172aae2d8a571e03ac9c9eb76fac45af8e51"
     "30c81c46a35ce411e5fbc1191a0a52eff69f2445df4f9b17ad2b417be66c3710";
-// The first half of it, of NIST's examples for TDEA.
+// Its first half, from NIST's examples for TDEA.
 constexpr char kTdea[] = "6bc1bee22e409f96e93d7e117393172aae2d8a571e03ac9c9eb76fac45af8e51";
 constexpr char kTwoKeys[] = "0123456789abcdef23456789abcdef01";
 constexpr char kThreeKeys[] = "0123456789abcdef23456789abcdef01456789abcdef0123";
@@ -37,7 +37,7 @@ constexpr CipherVector kCipherVectors[] = {
      "3fa40e8a984d48156a271787ab8883f9893d51ec4b563b53"},
     {"DesCbc", CKK_DES, CKM_DES_CBC, "0123456789abcdef", "1234567890abcdef", kFips81,
      "e5c7cdde872bf27c43e934008c389c0f683788499a7c05f6"},
-    // The first of the variable plaintext known answers of SP 800-17, whose key is a weak one.
+    // The first variable plaintext known answer of SP 800-17. Its key is weak.
     {"DesEcbByAWeakKey", CKK_DES, CKM_DES_ECB, "0101010101010101", "", "8000000000000000", "95f8a5e5dd31d900"},
     {"Des2Ecb", CKK_DES2, CKM_DES3_ECB, kTwoKeys, "", kTdea,
      "06ede3d82884090aff322c19f0518486730576972a666e58b6c88cf107340d3d"},

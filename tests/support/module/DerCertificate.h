@@ -1,4 +1,4 @@
-// Certificates for tests that want an odd one: nothing checks their keys and signatures.
+// Certificates for tests that need an unusual one. Nothing checks their keys and signatures.
 #pragma once
 
 #include <utility>
@@ -6,7 +6,7 @@
 
 #include "module/ScriptedObjects.h"
 
-// An object of DER, with as many octets of length as it takes.
+// A DER object, with as many length octets as it needs.
 inline Bytes Der(unsigned char tag, const Bytes& content) {
   Bytes header = {tag};
   if (content.size() < 0x80) {
@@ -29,7 +29,7 @@ inline Bytes Joined(const std::vector<Bytes>& parts) {
   return all;
 }
 
-// A name of texts, each with the content octets of its type's object identifier.
+// A name made of strings, each with the content octets of its type's object identifier.
 inline Bytes DerName(const std::vector<std::pair<Bytes, std::string>>& parts) {
   Bytes name;
   for (const auto& part : parts) {
@@ -46,7 +46,7 @@ const Bytes kOrganisation = {0x55, 0x04, 0x0A};
 const Bytes kUnit = {0x55, 0x04, 0x0B};
 const Bytes kEMail = {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x09, 0x01};
 
-// A certificate of that subject, with an extension of `padding` bytes.
+// A certificate with that subject, with an extension of `padding` bytes.
 inline Bytes DerCertificate(const Bytes& subject, std::size_t padding = 1) {
   const Bytes rsa =
       Der(0x30, Joined({Der(0x06, {0x2A, 0x86, 0x48, 0x86, 0xF7, 0x0D, 0x01, 0x01, 0x01}), {0x05, 0x00}}));

@@ -1,4 +1,4 @@
-// How the scripted module writes down its calls, one line of text each:
+// How the scripted module records its calls, one line each:
 //
 //   C_OpenSession(0, flags 6)
 //   C_GetAttributeValue(1, 5, {CKA_CLASS[number], CKA_ID?})   '?' asks for the length, [n] is a buffer of n bytes
@@ -16,15 +16,15 @@
 
 using Calls = std::vector<std::string>;
 
-// The name of an attribute, "0x..." for one that no test speaks of.
+// The name of an attribute; "0x..." for one that no test uses.
 std::string AttributeName(CK_ATTRIBUTE_TYPE type);
 bool IsNumberAttribute(CK_ATTRIBUTE_TYPE type);
 
-// A template that carries values in, and one whose buffers take values.
+// A template with input values, and one whose buffers receive values.
 std::string Values(const CK_ATTRIBUTE* attributes, CK_ULONG count);
 std::string Buffers(const CK_ATTRIBUTE* attributes, CK_ULONG count);
 std::string MechanismText(const CK_MECHANISM* mechanism);
 std::string InputText(const void* data, CK_ULONG length);
 std::string OutputText(const void* data, const CK_ULONG* length);
-// Two hexadecimal digits a byte; of more than 40 bytes the first eight and the number.
+// Two hexadecimal digits a byte; for more than 40 bytes, the first eight and the count.
 std::string HexText(const void* data, std::size_t length);

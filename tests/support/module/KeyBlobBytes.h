@@ -24,12 +24,12 @@ inline Bytes PublicKeyBlob(unsigned algorithm, const Bytes& modulus) {
   return Joined(blob, Reversed(modulus));
 }
 
-// A SIMPLEBLOB with an encrypted key as it stands.
+// A SIMPLEBLOB with an encrypted key, which is copied unchanged.
 inline Bytes SimpleBlob(unsigned algorithm, const Bytes& encrypted) {
   return Joined(Joined(Joined({1, 2, 0, 0}, Low16(algorithm)), {0, 0, 0x00, 0xA4, 0, 0}), encrypted);
 }
 
-// What a scripted module makes of key bytes, with a public key of so many bytes.
+// The scripted module's encryption of a key, with a public key of `modulusBytes`.
 inline Bytes EncryptedKey(const Bytes& key, std::size_t modulusBytes) {
   Bytes block(modulusBytes - key.size() - 1, 'E');
   block.push_back(0);

@@ -1,5 +1,5 @@
 // A loadable PKCS #11 module for tests, found by the real loader under the name of the token family's module.
-// Its table passes each call on to a CryptokiInterface that the test sets; without one the entries answer
+// Its table passes each call on to a CryptokiInterface that the test sets; without one the entries return
 // CKR_GENERAL_ERROR.
 #define CRYPTOKI_EXPORTS  // the header declares C_GetFunctionList, which is exported here
 #include "cryptoki/CryptokiInterface.h"

@@ -18,7 +18,7 @@ Function* Symbol(HMODULE library, const char* name) {
 }  // namespace
 
 LoadedModule::LoadedModule(CryptokiInterface& target) : m_library(LoadLibraryA("telvopkcs11.dll")) {
-  if (m_library == nullptr) throw std::runtime_error("telvopkcs11.dll of the tests was not found");
+  if (m_library == nullptr) throw std::runtime_error("the tests' telvopkcs11.dll was not found");
   Symbol<void(CryptokiInterface*)>(m_library, "SetTarget")(&target);
 }
 

@@ -1,6 +1,6 @@
-// LoadedModule: puts a CryptokiInterface, as a rule a ScriptedModule, behind the function table of the
-// loadable module that stands beside the tests under the name of the token family's module. What loads
-// "telvopkcs11.dll" while this object lives reaches that interface.
+// LoadedModule: connects a CryptokiInterface, usually a ScriptedModule, to the loadable module next to
+// the tests, which has the name of the token family's module. Code that loads "telvopkcs11.dll" while
+// this object lives calls that interface.
 #pragma once
 
 #include "common/Platform.h"
@@ -16,9 +16,9 @@ class LoadedModule {
   LoadedModule(const LoadedModule&) = delete;
   LoadedModule& operator=(const LoadedModule&) = delete;
 
-  // What C_GetFunctionList answers from now on.
+  // The result of C_GetFunctionList from now on.
   void SetFunctionListResult(CK_RV result);
-  // Drops this object's own hold on the library; whether it stays loaded is then up to others.
+  // Releases this object's reference to the library, which stays loaded while others hold one.
   void LetGo();
 
  private:

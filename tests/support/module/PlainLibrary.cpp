@@ -1,4 +1,4 @@
-// A library that is no PKCS #11 module: it lacks C_GetFunctionList.
+// A library that is not a PKCS #11 module: it lacks C_GetFunctionList.
 #if defined(_WIN32)
 extern "C" __declspec(dllexport) int NotAModule() { return 1; }
 #else

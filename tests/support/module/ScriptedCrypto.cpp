@@ -1,10 +1,10 @@
-// The scripted module's cryptography. It protects nothing; its results can be read off:
+// The scripted module's cryptography. It protects nothing; its results are predictable:
 //
 //   a digest of n bytes: four bytes with the message's length, its first n - 4 bytes, zeros
-//   RSA, n the length of the modulus: 'S' (signature) or 'E' (encryption) over and over, a zero byte, the
-//   input a session key: each byte with all bits of 0x5A turned; the padded modes add n bytes of value n
-//   first random bytes: 1, 2, 3, ... the modulus of a new pair: bytes that count up from 0x80, from 0x81 for
-//   the next pair, ...
+//   RSA: as many 'S' (signature) or 'E' (encryption) as fill the length of the modulus, a zero byte, the input
+//   a session key: each byte XORed with 0x5A; the padded modes first add n bytes of value n
+//   random bytes: 1, 2, 3, ...
+//   the modulus of a new pair: bytes that count up from 0x80, from 0x81 for the next pair, ...
 #include <algorithm>
 #include <cstring>
 
@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr unsigned char kTurned = 0x5A;
+constexpr unsigned char kCipherMask = 0x5A;
 
 struct DigestRow {
   CK_MECHANISM_TYPE type;
@@ -53,8 +53,8 @@ CK_RV Unpadded(const Bytes& data, unsigned char filling, Bytes& result) {
   return CKR_OK;
 }
 
-Bytes Turned(Bytes data) {
-  for (unsigned char& byte : data) byte = static_cast<unsigned char>(byte ^ kTurned);
+Bytes Masked(Bytes data) {
+  for (unsigned char& byte : data) byte = static_cast<unsigned char>(byte ^ kCipherMask);
   return data;
 }
 
@@ -71,13 +71,13 @@ CK_RV EncryptWithSecretKey(const Bytes& data, std::size_t block, bool padded, By
     blocks.insert(blocks.end(), missing, static_cast<unsigned char>(missing));
   }
   if (blocks.size() % block != 0) return CKR_DATA_LEN_RANGE;
-  result = Turned(blocks);
+  result = Masked(blocks);
   return CKR_OK;
 }
 
 CK_RV DecryptWithSecretKey(const Bytes& data, std::size_t block, bool padded, Bytes& result) {
   if (data.size() % block != 0) return CKR_ENCRYPTED_DATA_LEN_RANGE;
-  result = Turned(data);
+  result = Masked(data);
   if (!padded) return CKR_OK;
   if (result.empty() || result.back() == 0 || result.back() > block) return CKR_ENCRYPTED_DATA_INVALID;
   result.resize(result.size() - result.back());
@@ -206,7 +206,7 @@ CK_RV ScriptedModule::C_DigestFinal(CK_SESSION_HANDLE session, CK_BYTE_PTR diges
   return Finish("C_DigestFinal", kDigest, session, nullptr, 0, false, digest, digestLen);
 }
 
-// The five entries of an operation that turns data into data.
+// The first two entries of an operation that transforms data.
 #define SCRIPTED_OPERATION(name, operation)                                                                           \
   CK_RV ScriptedModule::C_##name##Init(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key) { \
     return Begin("C_" #name "Init", operation, session, mechanism, key);                                              \
@@ -267,7 +267,7 @@ CK_RV ScriptedModule::C_VerifyFinal(CK_SESSION_HANDLE session, CK_BYTE_PTR signa
   return Compare("C_VerifyFinal", session, nullptr, 0, false, signature, signatureLen);
 }
 
-// Entries that do two things at once, which the provider has no wrapper for.
+// Entries that combine two operations. The provider has no wrapper for them.
 #define SCRIPTED_UNSUPPORTED(name)                                                                  \
   CK_RV ScriptedModule::name(CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG, CK_BYTE_PTR, CK_ULONG_PTR) { \
     return NotSupported(#name);                                                                     \
@@ -318,7 +318,7 @@ CK_RV ScriptedModule::C_WrapKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mech
   return DoInSession("C_WrapKey", arguments, session, [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
     const auto found = token.objects.find(key);
     if (found == token.objects.end()) return CKR_KEY_HANDLE_INVALID;
-    const Bytes result = Turned(found->second.attributes[CKA_VALUE]);
+    const Bytes result = Masked(found->second.attributes[CKA_VALUE]);
     const CK_ULONG room = *wrappedLen;
     *wrappedLen = static_cast<CK_ULONG>(result.size());
     if (wrapped == nullptr) return CKR_OK;
@@ -335,7 +335,7 @@ CK_RV ScriptedModule::C_UnwrapKey(CK_SESSION_HANDLE session, CK_MECHANISM_PTR me
       KeyText(mechanism, unwrappingKey) + ", " + InputText(wrapped, wrappedLen) + ", " + Values(attributes, count);
   return DoInSession("C_UnwrapKey", arguments, session, [&](const OpenSession&, ScriptedToken& token) -> CK_RV {
     ScriptedObject made = ObjectFrom(attributes, count).With(CKA_CLASS, Number(CKO_SECRET_KEY));
-    made.With(CKA_VALUE, Turned(Bytes(wrapped, wrapped + wrappedLen)));
+    made.With(CKA_VALUE, Masked(Bytes(wrapped, wrapped + wrappedLen)));
     if (made.attributes.count(CKA_KEY_TYPE) == 0) made.With(CKA_KEY_TYPE, Number(CKK_DES3));
     SupplyDefaults(made);
     *key = token.Add(made);

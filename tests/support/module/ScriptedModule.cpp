@@ -14,7 +14,7 @@ std::string Join(std::initializer_list<std::string> parts) {
 
 std::string Str(CK_ULONG value) { return std::to_string(value); }
 
-// Fills a field of an information record, with blanks behind the text.
+// Fills a field of an information record and pads it with spaces.
 template <std::size_t N>
 void Fill(CK_UTF8CHAR (&field)[N], const std::string& text) {
   std::memset(field, ' ', N);
@@ -29,7 +29,7 @@ bool IsMatch(const ScriptedObject& object, const CK_ATTRIBUTE* attributes, CK_UL
   });
 }
 
-// PKCS #11 v2.40, 5.7: C_GetAttributeValue, for one attribute.
+// C_GetAttributeValue, for one attribute (PKCS #11 v2.40, 5.7).
 CK_RV ReadAttribute(const ScriptedObject& object, CK_ATTRIBUTE& item) {
   const auto found = object.attributes.find(item.type);
   if (found == object.attributes.end()) {
@@ -389,7 +389,7 @@ CK_RV ScriptedModule::C_LoginExtended(CK_SESSION_HANDLE session, CK_USER_TYPE us
 CK_RV ScriptedModule::C_Logout(CK_SESSION_HANDLE session) {
   return DoInSession("C_Logout", "", session, [&](const OpenSession& left, ScriptedToken& token) -> CK_RV {
     if (!std::exchange(token.loggedIn, false)) return CKR_USER_NOT_LOGGED_IN;
-    // What was begun with a private key is over.
+    // Operations begun with a private key end.
     for (auto& open : m_sessions) {
       if (open.second.reader != left.reader) continue;
       for (const Operation ended : {kSign, kDecrypt}) open.second.operations[ended].active = false;

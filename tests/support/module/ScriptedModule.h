@@ -1,5 +1,5 @@
 // ScriptedModule: a PKCS #11 module in memory, for unit tests. A test puts readers, tokens and objects into
-// it, may order failures, and afterwards reads the journal of the calls that were made.
+// it, may order failures, and afterwards reads the journal of the calls.
 //
 //   ScriptedModule module;
 //   ScriptedToken& token = module.InsertToken("TELVO Reader A");
@@ -8,9 +8,9 @@
 //   ... what is tested ...
 //   EXPECT_EQ(module.TakeCalls(), (Calls{"C_FindObjectsInit(1, null of 0)", "C_FindObjects(1, 1)", ...}));
 //
-// It behaves as the token family's module does: objects are seen before a login, private keys are used only
-// after one, and C_LoginExtended answers a wrong PIN with the number of tries left. Its cryptography can be
-// read: see ScriptedCrypto.cpp. Calls may come from several threads.
+// It behaves as the token family's module does: objects are visible before a login, private keys work only after one,
+// and C_LoginExtended answers a wrong PIN with the number of tries left. Its cryptography is predictable: see
+// ScriptedCrypto.cpp. Calls may come from several threads.
 #pragma once
 
 #include <deque>
@@ -25,7 +25,7 @@
 #include "module/Journal.h"
 #include "module/ScriptedObjects.h"
 
-// What stands in a reader: a card, its objects and its PIN.
+// The card in a reader, with its objects and its PIN.
 struct ScriptedToken {
   std::string label = "TELVO Token";
   std::string serial = "0123456789ABCDEF";
@@ -51,15 +51,14 @@ class ScriptedModule : public CryptokiInterface {
   ScriptedModule();
   ~ScriptedModule() override;
 
-  // --- The stage
+  // --- Setup
 
-  // Adds a reader with a token in it; slot ids count up from 0. A reader that is there already gets the
-  // token.
+  // Adds a reader with a token in it; slot ids count up from 0. An existing reader gets the token.
   ScriptedToken& InsertToken(const std::string& reader);
-  // Adds a reader with a token in it, also beside one of the same name.
+  // Adds a reader with a token in it, even if one of the same name exists.
   ScriptedToken& AddReader(const std::string& reader);
   void AddEmptyReader(const std::string& reader);
-  // Takes the token out: its sessions die, with their objects.
+  // Takes the token out. Its sessions end, and their objects are removed.
   void RemoveToken(const std::string& reader);
   // What C_LoginExtended answers to a wrong PIN while tries are left: their number, or CKR_PIN_INCORRECT.
   enum class WrongPin { kTriesLeft, kPinIncorrect };
@@ -70,18 +69,18 @@ class ScriptedModule : public CryptokiInterface {
   // The n-th call of an entry from now on, counted from 1, answers `result` and does nothing.
   void FailOnCall(const std::string& entry, int n, CK_RV result);
   void FailNext(const std::string& entry, CK_RV result) { FailOnCall(entry, 1, result); }
-  // Every call of the entry from now on does, until FailAlways(entry, CKR_OK).
+  // Every call of the entry from now on answers `result`, until FailAlways(entry, CKR_OK).
   void FailAlways(const std::string& entry, CK_RV result);
   // The n-th call from now on, whatever it is, answers `result` and does nothing; with `fromThenOn` so does every call
   // after it.
   void FailAnyCall(int n, CK_RV result, bool fromThenOn = false);
-  // Runs before the next call of the entry does anything: the card that is pulled in between.
+  // Runs before the next call of the entry does anything, for instance to pull the card.
   void BeforeNext(const std::string& entry, std::function<void()> action);
   // Sees each attribute that C_GetAttributeValue answers with success, and may falsify it.
   std::function<void(CK_ATTRIBUTE& item)> falsify;
-  // Sees the count or length that any other call hands back, and may falsify it: "C_GetSlotList", "C_Digest".
+  // Sees the count or length that any other call returns, and may falsify it: "C_GetSlotList", "C_Digest".
   std::function<void(const std::string& entry, CK_ULONG& count)> falsifyCount;
-  // Whether the last operation on data had its output where its input was.
+  // Whether the last operation on data wrote its output over its input.
   bool wroteOverInput = false;
 
   // --- The journal
@@ -128,7 +127,7 @@ class ScriptedModule : public CryptokiInterface {
     CK_ULONG deviceError = 0;
     bool searching = false;
     std::vector<CK_OBJECT_HANDLE> found;
-    std::vector<CK_OBJECT_HANDLE> objects;  // its own, which go with it
+    std::vector<CK_OBJECT_HANDLE> objects;  // its own, removed with it
     ActiveOperation operations[kOperations];
   };
 
@@ -142,14 +141,14 @@ class ScriptedModule : public CryptokiInterface {
     bool fromThenOn;
   };
 
-  // Writes the call down, runs what was ordered for it, and unless it is to fail runs `body`.
+  // Records the call, runs what was ordered for it, and then runs `body` unless the call is to fail.
   template <typename Body>
   CK_RV Do(const char* entry, const std::string& arguments, Body body) {
     const std::lock_guard<std::recursive_mutex> lock(m_mutex);
     const CK_RV ordered = Announce(entry, arguments);
     return ordered != CKR_OK ? ordered : body();
   }
-  // The same for a call on a session, which `body` gets with its token.
+  // The same for a call on a session. `body` gets the session and its token.
   template <typename Body>
   CK_RV DoInSession(const char* entry, const std::string& arguments, CK_SESSION_HANDLE handle, Body body) {
     return Do(entry, std::to_string(handle) + (arguments.empty() ? "" : ", ") + arguments, [&]() -> CK_RV {
@@ -158,8 +157,7 @@ class ScriptedModule : public CryptokiInterface {
       return body(session->second, m_readers[session->second.reader].token);
     });
   }
-  // Writes the call down, runs what was to come before it, and returns the failure that was ordered, or
-  // CKR_OK.
+  // Records the call, runs the action ordered before it, and returns the failure that was ordered, or CKR_OK.
   CK_RV Announce(const std::string& entry, const std::string& arguments);
   template <typename Body>
   CK_RV DoInSlot(const char* entry, const std::string& arguments, CK_SLOT_ID slot, Body body) {
@@ -173,7 +171,7 @@ class ScriptedModule : public CryptokiInterface {
                 bool countAsResult);
   CK_RV Begin(const char* entry, Operation operation, CK_SESSION_HANDLE handle, const CK_MECHANISM* mechanism,
               CK_OBJECT_HANDLE key);
-  // A whole operation on `data`, or the end of one in parts when `data` is null and `whole` is false.
+  // A whole operation on `data`, or the end of one in several parts when `data` is null and `whole` is false.
   CK_RV Finish(const char* entry, Operation operation, CK_SESSION_HANDLE handle, const CK_BYTE* data, CK_ULONG dataLen,
                bool whole, CK_BYTE* out, CK_ULONG* outLen);
   CK_RV Collect(const char* entry, Operation operation, CK_SESSION_HANDLE handle, const CK_BYTE* data,
@@ -186,7 +184,7 @@ class ScriptedModule : public CryptokiInterface {
   void Falsify(const char* entry, CK_ULONG* count);
 
   std::recursive_mutex m_mutex;
-  std::deque<Reader> m_readers;  // references to tokens stay good
+  std::deque<Reader> m_readers;  // keeps references to tokens valid
   std::map<CK_SESSION_HANDLE, OpenSession> m_sessions;
   std::map<std::string, std::vector<Order>> m_orders;
   int m_callNumber = 0;

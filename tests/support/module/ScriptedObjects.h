@@ -10,7 +10,7 @@
 
 using Bytes = std::vector<unsigned char>;
 
-// The bytes of a text without its terminating zero; of a number in the machine's order; of a boolean.
+// The bytes of a string without its terminating zero, of a number in the machine's byte order, of a boolean.
 Bytes Text(const std::string& text);
 Bytes Number(CK_ULONG value);
 Bytes Flag(bool value);
@@ -31,13 +31,13 @@ struct ScriptedObject {
 // An object with the attributes of a template.
 ScriptedObject ObjectFrom(const CK_ATTRIBUTE* attributes, CK_ULONG count);
 
-// Each with everything that the provider reads of its class. `id` is CKA_ID; a modulus has eight bits for each of its
-// bytes.
+// Each has all attributes that the provider reads for its class. `id` is CKA_ID. CKA_MODULUS_BITS is eight times the
+// number of bytes in the modulus.
 ScriptedObject CertificateObject(const Bytes& id, const std::string& label, const Bytes& value);
 ScriptedObject PrivateKeyObject(const Bytes& id, const Bytes& modulus);
 ScriptedObject PublicKeyObject(const Bytes& id, const Bytes& modulus);
 ScriptedObject SecretKeyObject(CK_KEY_TYPE type, const Bytes& value);
 ScriptedObject DataObject(const Bytes& objectId, const std::string& application);
 
-// Adds to an object that an application made what a token supplies by itself.
+// Adds the attributes that a token supplies itself to an object that an application made.
 void SupplyDefaults(ScriptedObject& object);

@@ -8,9 +8,9 @@
 
 class WaitingLogin {
  public:
-  // Looks in the next call of `entry`.
+  // Looks during the next call of `entry`.
   WaitingLogin(ScriptedModule& module, const std::string& entry);
-  // Looks at the call of Ask.
+  // Looks when Ask is called.
   WaitingLogin() = default;
   WaitingLogin(const WaitingLogin&) = delete;
   WaitingLogin& operator=(const WaitingLogin&) = delete;

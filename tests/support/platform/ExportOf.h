@@ -3,9 +3,9 @@
 
 #include <windows.h>
 
-// Null if the library exports no such name. The type is the caller's to know: decltype(&CPSignHash) for a function of
-// entry/ProviderInterface.h. Which type GetProcAddress gives differs between the targets, so there is a step in
-// between.
+// Null if the library exports no such name. The caller names the type, such as decltype(&CPSignHash) for a function
+// of entry/ProviderInterface.h. The return type of GetProcAddress differs between the targets, so the pointer is cast
+// twice.
 template <typename Function>
 Function ExportOf(HMODULE library, const char* name) {
   return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(library, name)));

@@ -1,6 +1,7 @@
 // FailedAllocation: while it lives, the n-th allocation by new or new[], counted from 1, fails; none with 0.
 //
-// A build with AddressSanitizer has a heap of its own: there none fails, and none is counted.
+// A build with AddressSanitizer has its own heap: there no allocation fails or is counted, unless the
+// program has SanitizedHeap.cpp.
 #pragma once
 
 #include <atomic>
@@ -16,7 +17,7 @@ class FailedAllocation : public HeapGuard {
   void OnGiven(char* /*block*/, std::size_t /*length*/) noexcept override {}
   void OnReleased(const char* /*block*/, std::size_t /*length*/) noexcept override {}
 
-  // So many allocations there were.
+  // The number of allocations so far.
   long Count() const { return m_count; }
 
  private:

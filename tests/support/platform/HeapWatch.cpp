@@ -24,7 +24,7 @@ bool g_wiped = false;
 HeapSearch* g_search = nullptr;
 std::atomic<HeapGuard*> g_guard{nullptr};
 
-// What a HeapKeeper keeps: the blocks themselves stay as they were.
+// The blocks that a HeapKeeper keeps. Their contents stay unchanged.
 std::mutex g_keeping;
 std::atomic<bool> g_isKeeping{false};
 void** g_kept = nullptr;
@@ -53,7 +53,7 @@ std::size_t LengthOf(const void* block) {
 #endif
 }
 
-// Called with every block that is given back, while its bytes are still there.
+// Called for each block that is freed, while its bytes are still there.
 void Look(const volatile void* volatileBlock) noexcept {
   const void* const block = const_cast<const void*>(volatileBlock);
   if (block == nullptr) return;
@@ -128,7 +128,7 @@ HeapSearch::~HeapSearch() { g_search = nullptr; }
 
 void HeapSearch::LookInto(const char* block, std::size_t length) noexcept {
   for (Secret& secret : m_secrets) {
-    // A sanitizer counts a block of no bytes as one byte, which nobody may read.
+    // A sanitizer reports an empty block as one byte long. That byte must not be read.
     if (length < secret.bytes.size()) continue;
     const char* const end = block + length;
     if (std::search(block, end, secret.bytes.begin(), secret.bytes.end()) != end) secret.found = true;

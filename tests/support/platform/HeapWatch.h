@@ -1,6 +1,6 @@
-// HeapWatch: what stood in a heap block at the moment it was given back. HeapSearch: whether a secret stood in any
-// block. HeapKeeper: blocks that are given back stay as they were. All see memory of new and of new[]. HeapGuard: is
-// asked for each block.
+// HeapWatch: the contents of a heap block at the moment it is freed. HeapSearch: whether any freed block holds a
+// secret. HeapKeeper: freed blocks keep their contents. HeapGuard: allows or refuses each allocation. All cover new
+// and new[].
 #pragma once
 
 #include <cstddef>
@@ -9,29 +9,29 @@
 
 class HeapWatch {
  public:
-  // Watches `length` bytes at `block`, which is alive now.
+  // Watches `length` bytes at `block`, which must be allocated.
   HeapWatch(const void* block, std::size_t length);
   ~HeapWatch();
   HeapWatch(const HeapWatch&) = delete;
   HeapWatch& operator=(const HeapWatch&) = delete;
 
   bool WasReleased() const;
-  // Whether every byte was zero when the block was given back.
+  // Whether every byte was zero when the block was freed.
   bool WasWiped() const;
 };
 
 class HeapSearch {
  public:
-  // Looks for these bytes, which must live as long, in each block that is given back from now on.
+  // Looks for these bytes in each block that is freed from now on. They must outlive this object.
   explicit HeapSearch(const std::vector<std::string_view>& secrets);
   ~HeapSearch();
   HeapSearch(const HeapSearch&) = delete;
   HeapSearch& operator=(const HeapSearch&) = delete;
 
-  // The secrets that were found in one.
+  // The secrets that were found in a block.
   std::vector<std::string_view> Found() const;
 
-  // Looks into a block. Gets and gives back no memory.
+  // Searches a block. Neither allocates nor frees memory.
   void LookInto(const char* block, std::size_t length) noexcept;
 
  private:
@@ -42,8 +42,8 @@ class HeapSearch {
   std::vector<Secret> m_secrets;
 };
 
-// While it lives, blocks that are given back are not used again, so that what was left in them is still there. Its
-// destructor returns them. Not for programs with a sanitizer that has the heap: there it does nothing.
+// While it lives, freed blocks are not used again, so that their contents remain. Its destructor frees them. It
+// does nothing in a program whose sanitizer owns the heap.
 class HeapKeeper {
  public:
   HeapKeeper();
@@ -52,8 +52,8 @@ class HeapKeeper {
   HeapKeeper& operator=(const HeapKeeper&) = delete;
 };
 
-// Is asked for each block of new and new[], and told of each that is given back. One at a time. Gets no memory by
-// itself. With sanitizers it serves only a program that has SanitizedHeap.cpp.
+// Is asked before each block of new and new[], and sees each block that is allocated or freed. One instance at a
+// time. Allocates no memory itself. With AddressSanitizer it works only in a program that has SanitizedHeap.cpp.
 class HeapGuard {
  public:
   HeapGuard();
@@ -61,7 +61,7 @@ class HeapGuard {
   HeapGuard(const HeapGuard&) = delete;
   HeapGuard& operator=(const HeapGuard&) = delete;
 
-  // False: there is no memory for it.
+  // False: the allocation fails.
   virtual bool Allows(std::size_t length) noexcept = 0;
   virtual void OnGiven(char* block, std::size_t length) noexcept = 0;
   // The bytes are still there.

@@ -1,10 +1,10 @@
-// IsTaken: whether somebody holds a mutex now. Nobody waits, so that a test needs no time limit.
+// IsTaken: whether a mutex is locked now. Nothing waits, so a test needs no time limit.
 #pragma once
 
 #include <future>
 #include <mutex>
 
-// Another thread asks: a mutex may let its holder in twice.
+// Another thread tries the lock, because a mutex may let its owner lock it twice.
 template <typename Mutex>
 bool IsTaken(Mutex& mutex) {
   return std::async(std::launch::async,

@@ -1,6 +1,6 @@
-// LockedRegistry: while it lives, keys or values of the registry are refused with ERROR_ACCESS_DENIED, as to a user
-// whom the administrator lets read nothing. The unit tests define the two functions themselves; others are the system's
-// own.
+// LockedRegistry: while it lives, keys or values of the registry are refused with ERROR_ACCESS_DENIED, as for a user
+// without read permission. The unit tests define RegOpenKeyA and RegQueryValueExA themselves; all other functions are
+// the system's.
 #pragma once
 
 #include <functional>
@@ -9,7 +9,7 @@
 class LockedRegistry {
  public:
   using IsLocked = std::function<bool(const std::string& name)>;
-  // A key for which `keys` answers true cannot be opened, a value for which `values` does cannot be read.
+  // A key cannot be opened when `keys` returns true for it. A value cannot be read when `values` does.
   LockedRegistry(IsLocked keys, IsLocked values);
   ~LockedRegistry();
   LockedRegistry(const LockedRegistry&) = delete;

@@ -22,7 +22,7 @@ BOOL MemoryLocks::Answer(const char* name, const void* address, std::size_t leng
 
 #ifdef _WIN32
 
-// Callers go through the import's pointer, which is this program's own.
+// Callers go through the import pointer, which this program defines.
 extern "C" {
 static BOOL WINAPI ScriptedVirtualLock(LPVOID address, SIZE_T size) {
   return MemoryLocks::Answer("lock", address, size);

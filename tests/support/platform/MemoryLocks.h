@@ -1,5 +1,4 @@
-// MemoryLocks: what is asked of the system about keeping memory out of the page file. No memory is really locked in a
-// program that has this.
+// MemoryLocks: records the calls that keep memory out of the page file. A program that has this locks no memory.
 #pragma once
 
 #include "common/Platform.h"
@@ -14,16 +13,16 @@ class MemoryLocks {
   // "lock" or "unlock", the address, and the number of bytes.
   using Calls = std::vector<std::tuple<std::string, const void*, std::size_t>>;
 
-  // Keeps the calls from now on, of one thread. The system answers each with `result`.
+  // Records the calls of one thread from now on. Each returns `result`.
   explicit MemoryLocks(BOOL result = TRUE);
   ~MemoryLocks();
   MemoryLocks(const MemoryLocks&) = delete;
   MemoryLocks& operator=(const MemoryLocks&) = delete;
 
-  // The calls since the last question.
+  // The calls since the last TakeCalls.
   Calls TakeCalls();
 
-  // Every call comes here.
+  // Runs for every call.
   static BOOL Answer(const char* name, const void* address, std::size_t length);
 
  private:

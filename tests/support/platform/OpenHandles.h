@@ -1,6 +1,6 @@
-// OpenHandles: how many handles this process has open; on Linux, how many files. Wine does not count them. There, and
-// on Windows, the system gives the lowest number that is free: so many handles are opened that no number below is left,
-// and the highest of them tells.
+// OpenHandles: the number of handles that this process has open; on Linux, of files. Wine does not count handles.
+// Windows and Wine assign the lowest free number, so this opens enough handles to fill every gap and computes the count
+// from the highest number.
 #pragma once
 
 #include "common/Platform.h"

@@ -1,5 +1,5 @@
-// The operators of a program under AddressSanitizer, in the place of the sanitizer's own, so that HeapGuard sees each
-// block. The sanitizer still watches the blocks themselves: they come from malloc.
+// Replaces the sanitizer's operators new and delete in a program under AddressSanitizer, so that HeapGuard sees each
+// block. The sanitizer still watches the blocks, because they come from malloc.
 #include <new>
 
 #include "platform/HeapWatch.h"

@@ -26,7 +26,7 @@ void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
 
 #else
 
-// The same by the linker: a sanitizer has an operator of its own, which stays.
+// The linker does the same here, because a sanitizer's own operator must stay.
 extern "C" {
 void* __real__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) noexcept;
 

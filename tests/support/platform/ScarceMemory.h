@@ -1,5 +1,4 @@
-// ScarceMemory: while an instance lives, arrays that may fail without an exception, `new (std::nothrow) T[n]`, find no
-// memory.
+// ScarceMemory: while an instance lives, `new (std::nothrow) T[n]` finds no memory and returns null.
 #pragma once
 
 class ScarceMemory {

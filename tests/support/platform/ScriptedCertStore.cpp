@@ -137,7 +137,7 @@ std::string Narrow(const wchar_t* text) {
   return narrow;
 }
 
-// The last text of the subject, which holds its common name.
+// The last string of the subject, which is its common name.
 std::string CommonName(PCCERT_CONTEXT certificate) {
   const auto& subject = certificate->pCertInfo->Subject;
   const std::string der(reinterpret_cast<const char*>(subject.pbData), subject.cbData);

@@ -1,5 +1,5 @@
-// ScriptedCertStore: stands before the certificate stores of the platform. The user's own stores are out of reach of a
-// program that has this: in their place memory stores open while an instance lives, and none without one. Calls may be
+// ScriptedCertStore: wraps the platform's certificate store functions. A program that has this cannot reach the user's
+// own stores: memory stores open instead while an instance lives, and without one no store opens. Calls may be
 // refused. Everything else is the platform's.
 #pragma once
 
@@ -19,9 +19,9 @@ class ScriptedCertStore {
   ScriptedCertStore(const ScriptedCertStore&) = delete;
   ScriptedCertStore& operator=(const ScriptedCertStore&) = delete;
 
-  // From its n-th call on, counted from 1, the function fails with that last error. Known are CertOpenSystemStoreA,
-  // CertOpenStore, CertCreateCertificateContext, CertSetCertificateContextProperty, CertAddCertificateContextToStore,
-  // CertGetNameStringA and CryptDecodeObject.
+  // From its n-th call on, counted from 1, the function fails with that last error. Supported are
+  // CertOpenSystemStoreA, CertOpenStore, CertCreateCertificateContext, CertSetCertificateContextProperty,
+  // CertAddCertificateContextToStore, CertGetNameStringA and CryptDecodeObject.
   void RefuseFromCall(const std::string& function, int n, DWORD code) { refused[function] = {n, code}; }
   void Refuse(const std::string& function, DWORD code) { RefuseFromCall(function, 1, code); }
 
@@ -31,14 +31,14 @@ class ScriptedCertStore {
   };
   std::map<std::string, Refusal> refused;
   std::function<void()> beforeProperty;  // runs before CertSetCertificateContextProperty does anything
-  std::vector<std::string> names;        // of the system's stores that were opened
-  std::vector<HCRYPTPROV> providers;     // that were named with them
-  std::vector<HCERTSTORE> stores;        // of those, the ones that are open
+  std::vector<std::string> names;        // of the system stores that were opened
+  std::vector<HCRYPTPROV> providers;     // passed with them
+  std::vector<HCERTSTORE> stores;        // the system stores that are still open
   std::atomic<int> memoryStores{0};      // opened by CertOpenStore
   std::atomic<int> created{0};           // certificates by CertCreateCertificateContext
-  std::atomic<int> freed{0};             // certificates by CertFreeCertificateContext, null ones apart
-  std::atomic<DWORD> encoding{0};        // that the last CertCreateCertificateContext was told
+  std::atomic<int> freed{0};             // certificates by CertFreeCertificateContext, except null ones
+  std::atomic<DWORD> encoding{0};        // passed to the last CertCreateCertificateContext
 };
 
-// A certificate in a store, as a text: "One" and, when it points to a key, " -> container, provider, type, spec".
+// The certificates in a store, one string each: "One", and if it points to a key, " -> container, provider, type ...".
 std::vector<std::string> DescribeStore(HCERTSTORE store);

@@ -1,5 +1,5 @@
-// ScriptedClock: the clock of a factory of session keys whose pauses are its seconds, so that nobody waits: by itself
-// it stands still, and each pause takes it on.
+// ScriptedClock: the clock of a session key factory, without real waiting. Each pause advances it by one second;
+// otherwise it stands still.
 #pragma once
 
 #include <atomic>
@@ -8,7 +8,7 @@
 
 class ScriptedClock {
  public:
-  // May be read and slept on by several threads. This object must outlive it.
+  // Several threads may read it and sleep on it. This object must outlive it.
   CCSPSecretKeyFactory::Clock Clock() {
     return {[this] { return m_seconds.load(); },
             [this](DWORD milliseconds) {
@@ -18,7 +18,7 @@ class ScriptedClock {
   }
   void Set(std::time_t seconds) { m_seconds = seconds; }
   void StandStill() { m_goesOn = false; }
-  // What was slept in all, in ms.
+  // The total time slept, in ms.
   DWORD Slept() const { return m_slept; }
 
  private:

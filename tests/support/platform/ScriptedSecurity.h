@@ -1,4 +1,4 @@
-// ScriptedSecurity: stands before what a security descriptor is built with. While an instance lives, calls may be
+// ScriptedSecurity: wraps the functions that build a security descriptor. While an instance lives, calls may be
 // refused; everything else is the platform's.
 #pragma once
 
@@ -14,13 +14,13 @@ class ScriptedSecurity {
   ScriptedSecurity(const ScriptedSecurity&) = delete;
   ScriptedSecurity& operator=(const ScriptedSecurity&) = delete;
 
-  // The n-th call of the function from now on, counted from 1, fails with that last error. Known are
+  // The n-th call of the function from now on, counted from 1, fails with that last error. Supported are
   // InitializeSecurityDescriptor, SetSecurityDescriptorDacl and MakeSelfRelativeSD.
   void FailOnCall(const std::string& function, int n, DWORD code) { m_orders[function] = {n, code}; }
-  // The n-th allocation that may fail without an exception does.
+  // The n-th `new (std::nothrow)` from now on fails.
   void LackMemoryOnCall(int n) { m_orders["new"] = {n, 0}; }
 
-  // Counts the call; whether it is the one that fails.
+  // Counts the call. True if it is the one that fails.
   bool Fails(const std::string& function);
 
  private:

@@ -14,7 +14,7 @@ constexpr std::chrono::seconds kPatience(10);
 
 std::atomic<ScriptedWinSCard*> g_scriptedWinSCard{nullptr};
 
-// What the functions do with the instance that lives; without one there is no service. A function of C does not throw.
+// Runs `body` on the current instance; without one there is no service. A C function must not throw.
 template <typename Body>
 LONG WithScripted(Body body) {
   ScriptedWinSCard* const scripted = g_scriptedWinSCard;
@@ -199,7 +199,7 @@ LONG ScriptedWinSCard::GetStatusChange(SCARDCONTEXT context, DWORD timeout, SCAR
   }
   const DWORD ordered = Announce("SCardGetStatusChangeA", arguments);
   if (ordered != 0) return static_cast<LONG>(ordered);
-  if (count != 1) return static_cast<LONG>(SCARD_E_INVALID_PARAMETER);  // what no test needs
+  if (count != 1) return static_cast<LONG>(SCARD_E_INVALID_PARAMETER);  // no test needs another count
 
   Reader& reader = FindReader(states->szReader);
   ++reader.begun;
@@ -248,7 +248,7 @@ DWORD ScriptedWinSCard::Wait(Lock& lock, SCARDCONTEXT context, DWORD timeout, SC
   return static_cast<DWORD>(SCARD_S_SUCCESS);
 }
 
-// The functions themselves, in the place of the system's.
+// The functions themselves, in place of the system's.
 
 LONG WINAPI SCardEstablishContext(DWORD scope, LPCVOID, LPCVOID, LPSCARDCONTEXT context) {
   *context = 0;

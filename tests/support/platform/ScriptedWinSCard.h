@@ -1,6 +1,6 @@
 // ScriptedWinSCard: PC/SC for unit tests. The unit tests define the SCard... functions of winscard.h themselves, and
-// the instance that lives decides what they do; without one there is no service, so that the process-wide manager of
-// the watchers starts nothing.
+// the current instance decides what they do. Without one there is no service, so the process-wide watcher manager
+// starts nothing.
 //
 //   ScriptedWinSCard pcsc;
 //   pcsc.InsertCard("TELVO Reader A");
@@ -8,8 +8,8 @@
 //   pcsc.RemoveCard("TELVO Reader A");
 //   EXPECT_TRUE(pcsc.AwaitWaits("TELVO Reader A", 1));
 //
-// A wait behaves as in PC/SC: it returns when the card's presence is another than in dwCurrentState. Calls may come
-// from several threads. A thread that waits must have come back, or be dead, before the instance goes.
+// A wait behaves as in PC/SC: it returns when the card's presence differs from dwCurrentState. Calls may come from
+// several threads. A waiting thread must have returned, or be dead, before the instance is destroyed.
 #pragma once
 
 #include <condition_variable>
@@ -30,23 +30,23 @@ class ScriptedWinSCard {
   ScriptedWinSCard(const ScriptedWinSCard&) = delete;
   ScriptedWinSCard& operator=(const ScriptedWinSCard&) = delete;
 
-  // --- The stage
+  // --- Setup
 
-  // Adds a reader, behind those that are there. Readers are listed in that order.
+  // Adds a reader after the existing ones. Readers are listed in that order.
   void AddReader(const std::string& reader);
-  // A reader that is not there yet is added.
+  // Adds the reader if it does not exist.
   void InsertCard(const std::string& reader);
   void RemoveCard(const std::string& reader);
 
   // --- Orders
 
-  // The next call of a function answers `result` and does nothing: FailNext("SCardListReadersA", ...).
+  // The next call of a function returns `result` and does nothing: FailNext("SCardListReadersA", ...).
   void FailNext(const std::string& function, DWORD result);
-  // The next wait on the reader runs `action` and returns `result` with this event state, at once. Orders queue up.
+  // The next wait on the reader runs `action` and at once returns `result` with this event state. Orders queue up.
   void AnswerNextWait(const std::string& reader, DWORD result, DWORD eventState, std::function<void()> action = {});
-  // Asked before each call: another code than 0 is the answer.
+  // Runs before each call. A code other than 0 becomes the call's result.
   std::function<DWORD(const std::string& function)> refuse;
-  // Waits on the reader last the given time and then fail, whatever comes; no cancelling ends them.
+  // Waits on the reader last the given time and then fail. Cancelling does not end them earlier.
   void IgnoreCancelOn(const std::string& reader, DWORD milliseconds);
 
   // --- What happened
@@ -57,10 +57,10 @@ class ScriptedWinSCard {
   std::vector<std::string> TakeCalls();
   // The same without the waits.
   std::vector<std::string> TakeCallsButWaits();
-  // Waits, for some seconds at most, until `count` waits on the reader have begun altogether, and the last of them
-  // finds nothing to return for; false when it does not come to that.
+  // Waits, for some seconds at most, until `count` waits on the reader have begun in total and one of them is
+  // blocked. Returns false if that does not happen.
   bool AwaitWaits(const std::string& reader, int count);
-  // The waits on the reader that have begun and those that are over.
+  // How many waits on the reader have begun, and how many have ended.
   int WaitsBegun(const std::string& reader);
   int WaitsOver(const std::string& reader);
 
@@ -81,7 +81,7 @@ class ScriptedWinSCard {
   };
   struct Reader {
     std::string name;
-    bool there = false;  // orders may speak of a reader that is not
+    bool there = false;  // an order may name a reader that does not exist
     bool hasCard = false;
     DWORD deafFor = 0;  // milliseconds
     std::deque<Answer> answers;
@@ -92,13 +92,13 @@ class ScriptedWinSCard {
   using Lock = std::unique_lock<std::mutex>;
 
   Reader& FindReader(const std::string& name);
-  // Writes the call down and returns what was ordered for it, or SCARD_S_SUCCESS.
+  // Records the call and returns the result ordered for it, or SCARD_S_SUCCESS.
   DWORD Announce(const std::string& function, const std::string& arguments);
   DWORD Wait(Lock& lock, SCARDCONTEXT context, DWORD timeout, SCARD_READERSTATEA& state);
 
   std::mutex m_mutex;
   std::condition_variable m_changed;
-  std::deque<Reader> m_readers;  // references stay good
+  std::deque<Reader> m_readers;  // keeps references valid
   std::set<SCARDCONTEXT> m_contexts;
   std::map<SCARDCONTEXT, int> m_cancellings;
   std::deque<std::vector<char>> m_memory;

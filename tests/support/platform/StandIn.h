@@ -1,7 +1,7 @@
-// Functions of the test program in the place of the system's, which they may call. A source that has some defines each
-// as SCRIPTED(Function), reaches the system's own as REAL(library, Function), and on Windows puts the address into the
-// import's pointer, `__imp_Function`, through which the program calls it. On the host the linker leads the calls here
-// (--wrap), and the source declares `__real_Function`.
+// Lets a test program replace functions of the system and still call the originals. A source file defines each
+// replacement as SCRIPTED(Function) and calls the original as REAL(library, Function). On Windows it also defines the
+// import pointer `__imp_Function`, through which the program calls the function. On the host the linker redirects the
+// calls (--wrap), and the source file declares `__real_Function`.
 #pragma once
 
 #include "common/Platform.h"

@@ -1,4 +1,4 @@
-// TempFolder: a folder of the test's own, gone with the object.
+// TempFolder: a folder for one test, deleted with the object.
 #pragma once
 
 #include <filesystem>
@@ -17,6 +17,6 @@ class TempFolder {
   std::filesystem::path m_path;
 };
 
-// The bytes of a file from that place on; none when there is no file.
+// The bytes of a file from the offset `from` on; empty when there is no file.
 std::string ReadFile(const std::string& name, std::size_t from = 0);
 void WriteFile(const std::string& name, const std::string& content);

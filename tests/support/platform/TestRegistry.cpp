@@ -9,8 +9,8 @@ const char* const kOldestProductKey =
 
 namespace {
 
-// The certificate functions hash and verify with a provider of the system, which they look up once and keep.
-void LetThemFindTheSystemsProvider() {
+// The certificate functions hash and verify with a system provider, which they look up once and keep.
+void LoadTheSystemsProvider() {
   const BYTE byte = 0;
   BYTE hash[20];
   DWORD length = sizeof(hash);
@@ -20,7 +20,7 @@ void LetThemFindTheSystemsProvider() {
 }  // namespace
 
 TestRegistry::TestRegistry() : m_root("Software\\telvo-tests\\" + std::to_string(GetCurrentProcessId())) {
-  LetThemFindTheSystemsProvider();
+  LoadTheSystemsProvider();
   HKEY root = nullptr;
   RegCreateKeyExA(HKEY_CURRENT_USER, m_root.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &root, nullptr);
   RegOverridePredefKey(HKEY_LOCAL_MACHINE, root);

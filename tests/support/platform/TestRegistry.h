@@ -1,6 +1,6 @@
-// TestRegistry: stands in for HKEY_LOCAL_MACHINE of this process as long as it lives, empty at first. On
-// Windows the predefined key is redirected, in the host build the registry file is one of the test's own. The
-// certificate functions of Windows keep a provider that they found in the real one.
+// TestRegistry: replaces HKEY_LOCAL_MACHINE of this process while it lives; empty at first. On Windows the
+// predefined key is redirected; in the host build the test has its own registry file. The certificate
+// functions of Windows keep the provider that they found in the real registry.
 #pragma once
 
 #include "common/Platform.h"
@@ -22,10 +22,10 @@ class TestRegistry {
   TestRegistry& operator=(const TestRegistry&) = delete;
 
   void AddKey(const std::string& key);
-  // Stores a string with its terminating zero; `key` is added when it is not there.
+  // Stores a string with its terminating zero; `key` is added if it does not exist.
   void SetText(const std::string& key, const std::string& name, const std::string& text);
   void SetValue(const std::string& key, const std::string& name, DWORD type, const std::string& bytes);
-  // The bytes of a value up to the first zero; "(none)" when it is not there.
+  // The bytes of a value up to the first zero; "(none)" when it does not exist.
   std::string GetText(const std::string& key, const std::string& name) const;
 
  private:

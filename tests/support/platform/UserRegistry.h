@@ -1,5 +1,5 @@
-// UserRegistry: stands in for HKEY_CURRENT_USER of this process as long as it lives, empty at first, so that
-// certificate stores and key containers of the user are the test's own. Windows only.
+// UserRegistry: replaces HKEY_CURRENT_USER of this process while it lives; empty at first, so that the
+// user's certificate stores and key containers are the test's own. Windows only.
 #pragma once
 
 #include "common/Platform.h"

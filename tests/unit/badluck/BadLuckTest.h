@@ -1,5 +1,5 @@
-// BadLuckTest: the fixture of tests of what the machine can do to the provider: a full disk, a locked registry, a dead
-// service, an exchanged card. They call the CP... functions as an application does. docs/troubles.md is their table.
+// BadLuckTest: the fixture for tests of failures around the provider: a full disk, a locked registry, a dead service,
+// an exchanged card. They call the CP... functions as an application does. docs/troubles.md lists the failures.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 
 class BadLuckTest : public EntryTest {
  protected:
-  // A card with the container "one" and the PIN "1234", in that reader. The reference stays good.
+  // A card with the container "one" and the PIN "1234", in that reader. The reference stays valid.
   ScriptedToken& InsertCard(const std::string& reader, const std::string& serial = "0123456789ABCDEF") {
     ScriptedToken& card = m_module.InsertToken(reader);
     card.serial = serial;
@@ -18,7 +18,7 @@ class BadLuckTest : public EntryTest {
     return card;
   }
 
-  // What the calls answer: "done", or the last error in hexadecimal.
+  // The result of a call: "done", or the last error in hexadecimal.
 
   std::string Acquire(const std::string& container, DWORD flags, HCRYPTPROV& provider) {
     return Answer(CPAcquireContext(&provider, container.c_str(), flags, nullptr));
@@ -33,7 +33,7 @@ class BadLuckTest : public EntryTest {
       return CPHashData(provider, hash, data.data(), static_cast<DWORD>(data.size()), 0);
     });
   }
-  // Signs a digest that the application has made: the login is then the first call of the module.
+  // Signs a digest that the application has computed. The login is then the first call to the module.
   std::string SignDigest(HCRYPTPROV provider) {
     const Bytes digest = Counting(20, 1);
     return Sign(provider,

@@ -1,5 +1,5 @@
-// The machine sleeps, and another card is in the reader when it wakes up: no event tells the provider. What it knows of
-// the first card, its PIN above all, must not reach the other one.
+// The machine sleeps, and another card is in the reader when it wakes up. The provider gets no event. What it knows
+// about the first card, above all its PIN, must not reach the other one.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -15,7 +15,7 @@ using ::testing::Not;
 
 class ExchangedCardTest : public BadLuckTest {
  protected:
-  // A context on the first card, which has signed.
+  // Opens a context on the first card, logs in and signs.
   ExchangedCardTest() : m_card(InsertCard("Reader A", "1111111111111111")) {
     EXPECT_EQ("done", Acquire("\\\\.\\Reader A\\one", 0, m_first));
     EXPECT_EQ("done", GivePIN(m_first, "1234"));
@@ -23,7 +23,7 @@ class ExchangedCardTest : public BadLuckTest {
     m_module.ForgetCalls();
   }
 
-  // The other card has a container of another name, another PIN, and no wrong tries so far.
+  // The other card has a container with another name, another PIN, and all its tries left.
   void Exchange() {
     m_module.RemoveToken("Reader A");
     m_card.serial = "2222222222222222";
@@ -42,13 +42,13 @@ class ExchangedCardTest : public BadLuckTest {
 
 TEST_F(ExchangedCardTest, AContextOfTheFirstCardFails) {
   Exchange();
-  EXPECT_EQ("80090020", Sign(m_first));        // the token was to digest
-  EXPECT_EQ("8010006F", SignDigest(m_first));  // the login
+  EXPECT_EQ("80090020", Sign(m_first));        // fails at the token's digest
+  EXPECT_EQ("8010006F", SignDigest(m_first));  // fails at the login
   EXPECT_TRUE(HasAllTries());
   EXPECT_FALSE(m_card.loggedIn);
 }
 
-TEST_F(ExchangedCardTest, ThePINOfTheFirstCardCountsAsRightForItsContext) {
+TEST_F(ExchangedCardTest, ThePINOfTheFirstCardIsStillAcceptedByItsContext) {
   Exchange();
   EXPECT_EQ("done", GivePIN(m_first, "1234"));
   EXPECT_EQ("80090020", GivePIN(m_first, "9999"));
@@ -57,7 +57,7 @@ TEST_F(ExchangedCardTest, ThePINOfTheFirstCardCountsAsRightForItsContext) {
 
 // --- A context that is opened afterwards
 
-TEST_F(ExchangedCardTest, TheOtherCardIsAskedForItsOwnPIN) {
+TEST_F(ExchangedCardTest, TheUserIsAskedForThePINOfTheOtherCard) {
   Exchange();
   HCRYPTPROV second = 0;
   ASSERT_EQ("done", Acquire("\\\\.\\Reader A\\two", 0, second));
@@ -68,7 +68,7 @@ TEST_F(ExchangedCardTest, TheOtherCardIsAskedForItsOwnPIN) {
   EXPECT_THAT(m_module.TakeCalls(), Not(Contains(HasSubstr("1234"))));
 }
 
-TEST_F(ExchangedCardTest, ASilentContextOfTheOtherCardFailsWithoutATry) {
+TEST_F(ExchangedCardTest, ASilentContextOfTheOtherCardFailsWithoutUsingATry) {
   Exchange();
   HCRYPTPROV second = 0;
   ASSERT_EQ("done", Acquire("\\\\.\\Reader A\\two", CRYPT_SILENT, second));
@@ -83,8 +83,8 @@ TEST_F(ExchangedCardTest, TheContainerOfTheFirstCardIsNotFound) {
   EXPECT_EQ("80090016", Acquire("one", CRYPT_SILENT, second));
 }
 
-// A reader has one PIN: the contexts of the two cards push each other's out, and so the user is asked again.
-TEST_F(ExchangedCardTest, AContextOfTheFirstCardThatIsUsedAgainLosesThePINOfTheOtherCard) {
+// A reader has one cached PIN. The contexts of the two cards replace each other's, so the user is asked again.
+TEST_F(ExchangedCardTest, UsingAContextOfTheFirstCardForgetsThePINOfTheOtherCard) {
   Exchange();
   HCRYPTPROV second = 0;
   ASSERT_EQ("done", Acquire("\\\\.\\Reader A\\two", CRYPT_SILENT, second));
@@ -97,12 +97,12 @@ TEST_F(ExchangedCardTest, AContextOfTheFirstCardThatIsUsedAgainLosesThePINOfTheO
   EXPECT_TRUE(HasAllTries());
 }
 
-// --- A module that is begun anew, because no session can be opened. Many count their sessions from 1 again.
+// --- A module that is restarted because no session can be opened. Many modules number their sessions from 1 again.
 
 class SessionNumberTest : public ExchangedCardTest {
  protected:
-  // The session that is opened then has the number of the first context's dead one.
-  void OpenAnew(const std::string& container) {
+  // The new session then has the number of the first context's dead session.
+  void OpenAfterRestart(const std::string& container) {
     m_module.FailNext("C_OpenSession", CKR_DEVICE_REMOVED);
     HCRYPTPROV second = 0;
     ASSERT_EQ("done", Acquire(container, CRYPT_SILENT, second));
@@ -116,22 +116,22 @@ class SessionNumberTest : public ExchangedCardTest {
 
 TEST_F(SessionNumberTest, ThePINOfTheFirstCardIsNotOfferedToTheOtherOne) {
   Exchange();
-  OpenAnew("\\\\.\\Reader A\\two");
+  OpenAfterRestart("\\\\.\\Reader A\\two");
   EXPECT_EQ("8010006F", SignDigest(m_first));
   EXPECT_TRUE(HasAllTries());
-  EXPECT_EQ((Calls{"C_Logout(0)", "C_LoginExtended(0, user 1, 1234)"}), m_module.TakeCalls());  // no session
+  EXPECT_EQ((Calls{"C_Logout(0)", "C_LoginExtended(0, user 1, 1234)"}), m_module.TakeCalls());  // 0: no session
 }
 
 TEST_F(SessionNumberTest, ThePINOfAnApplicationIsNotOfferedToTheOtherCard) {
   Exchange();
-  OpenAnew("\\\\.\\Reader A\\two");
+  OpenAfterRestart("\\\\.\\Reader A\\two");
   EXPECT_EQ("80090020", GivePIN(m_first, "4321"));
   EXPECT_TRUE(HasAllTries());
 }
 
 TEST_F(SessionNumberTest, ThePINThatTheUserEntersIsNotOfferedToTheOtherCard) {
   Exchange();
-  OpenAnew("\\\\.\\Reader A\\two");
+  OpenAfterRestart("\\\\.\\Reader A\\two");
   g_pinCacheManager.GetPINCache("Reader A")->ClearPINCache();
   ScriptedDialogs dialogs;
   dialogs.OnNext(EnterPIN("1234"));
@@ -142,7 +142,7 @@ TEST_F(SessionNumberTest, ThePINThatTheUserEntersIsNotOfferedToTheOtherCard) {
 TEST_F(SessionNumberTest, ThePINOfOneReaderIsNotOfferedInAnother) {
   ScriptedToken& other = InsertCard("Reader B", "2222222222222222");
   other.pin = "9999";
-  OpenAnew("\\\\.\\Reader B\\one");
+  OpenAfterRestart("\\\\.\\Reader B\\one");
   EXPECT_EQ("8010006F", SignDigest(m_first));
   EXPECT_EQ(other.tries, other.triesLeft);
 }

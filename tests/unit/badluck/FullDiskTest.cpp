@@ -1,4 +1,4 @@
-// The disk of the log is full.
+// The log's disk is full.
 #include <gtest/gtest.h>
 #include <vector>
 
@@ -20,43 +20,43 @@ class FullDiskTest : public BadLuckTest {
     RestartLogs();
   }
 
-  // What an application gets from the acquire to the release: the answers and the signature.
+  // What an application gets from acquiring a context to releasing it: the results and the signature.
   std::vector<std::string> WorkOfAnApplication() {
     HCRYPTPROV provider = 0;
-    std::vector<std::string> answers;
-    answers.push_back(Acquire("one", CRYPT_SILENT, provider));
-    answers.push_back(Sign(provider));
-    answers.push_back(GivePIN(provider, "1234"));
-    answers.push_back(Sign(provider));
-    answers.emplace_back(m_signature.begin(), m_signature.end());
-    answers.push_back(Answer(CPGenKey(provider, 0x12345, 0, nullptr)));
-    answers.push_back(Answer(CPReleaseContext(provider, 0)));
+    std::vector<std::string> results;
+    results.push_back(Acquire("one", CRYPT_SILENT, provider));
+    results.push_back(Sign(provider));
+    results.push_back(GivePIN(provider, "1234"));
+    results.push_back(Sign(provider));
+    results.emplace_back(m_signature.begin(), m_signature.end());
+    results.push_back(Answer(CPGenKey(provider, 0x12345, 0, nullptr)));
+    results.push_back(Answer(CPReleaseContext(provider, 0)));
     Renew(g_pinCacheManager);
-    return answers;
+    return results;
   }
 };
 
-// The device of Linux on which each write fails for want of room; Wine reaches it, too.
+// The Linux device on which every write fails because it is full. Wine can write to it, too.
 #if defined(_WIN32)
 const char kFullDisk[] = "Z:\\dev\\full";
 #else
 const char kFullDisk[] = "/dev/full";
 #endif
 
-TEST_F(FullDiskTest, TheCallsAnswerAsWithRoom) {
+TEST_F(FullDiskTest, TheCallsReturnTheSameAsWithFreeSpace) {
   InsertCard("Reader A");
-  const std::vector<std::string> withRoom = WorkOfAnApplication();
-  EXPECT_EQ("done", withRoom[0]);
-  EXPECT_EQ("80090022", withRoom[1]);
-  EXPECT_EQ("done", withRoom[3]);
+  const std::vector<std::string> withFreeSpace = WorkOfAnApplication();
+  EXPECT_EQ("done", withFreeSpace[0]);
+  EXPECT_EQ("80090022", withFreeSpace[1]);
+  EXPECT_EQ("done", withFreeSpace[3]);
   EXPECT_NE("", TakeLog());
   LogTo(kFullDisk);
-  EXPECT_EQ(withRoom, WorkOfAnApplication());
+  EXPECT_EQ(withFreeSpace, WorkOfAnApplication());
   EXPECT_EQ("", TakeLog());
 }
 
 #if !defined(_WIN32)
-// A limit on the size of files, which ends with the object.
+// Limits the size of files while the object lives.
 class FileSizeLimit {
  public:
   explicit FileSizeLimit(rlim_t bytes) : m_before(std::signal(SIGXFSZ, SIG_IGN)) {
@@ -76,7 +76,7 @@ class FileSizeLimit {
   rlimit m_limit = {};
 };
 
-TEST_F(FullDiskTest, AnItemIsCutWhereTheRoomEndsAndTheLogGoesOnWhenThereIsRoomAgain) {
+TEST_F(FullDiskTest, AnItemIsCutOffWhenSpaceRunsOutAndTheLogContinuesLater) {
   g_entryLog.WriteLine("one");
   {
     const FileSizeLimit limit(10);

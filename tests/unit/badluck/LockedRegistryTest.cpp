@@ -1,5 +1,5 @@
-// The registry is locked down: the user who runs the program may not open the provider's keys, or not read its values.
-// Then what counts is what counts without them: CSPLOG off, CSPDIR empty, PINCACHE on.
+// The registry is locked down: the user who runs the program may not open the provider's keys, or may not read their
+// values. The fallbacks are then used: CSPLOG off, CSPDIR empty, PINCACHE on.
 #include <filesystem>
 #include <gtest/gtest.h>
 
@@ -36,13 +36,13 @@ TEST_F(LockedRegistryTest, ValuesThatCannotBeReadLeaveTheFallbacks) {
   ExpectFallbacks();
 }
 
-TEST_F(LockedRegistryTest, AKeyThatCannotBeOpenedIsPassedForTheNextOne) {
+TEST_F(LockedRegistryTest, AKeyThatCannotBeOpenedIsSkippedForTheNextOne) {
   m_registry.SetText(kOlderProductKey, "CSPDIR", "older");
   const LockedRegistry locked([](const std::string& key) { return key == kProductKey; }, &Nothing);
   EXPECT_STREQ("older", Settings().Read(SettingNamed("CSPDIR")).text);
 }
 
-TEST_F(LockedRegistryTest, NothingIsLoggedAndThePINIsAskedForOnce) {
+TEST_F(LockedRegistryTest, NothingIsLoggedAndThePINIsNeededOnce) {
   InsertCard("Reader A");
   const LockedRegistry locked(&Everything, &Nothing);
   g_logStarted = 0;

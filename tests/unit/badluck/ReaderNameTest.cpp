@@ -1,6 +1,7 @@
-// A reader whose name has other characters than ASCII. The module tells it in UTF-8; the ANSI functions of PC/SC tell
-// it in the code page of the system, with a question mark for each character that it does not have: these tests' name
-// is not in code page 1252. The provider compares bytes, and so takes the two for different readers.
+// A reader whose name contains characters other than ASCII. The module returns the name in UTF-8. The ANSI functions of
+// PC/SC return it in the system's code page, with a question mark for each character that the code page lacks. The name
+// used here contains characters that are not in code page 1252. The provider compares bytes, and so takes the two names
+// for different readers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -34,16 +35,16 @@ TEST_F(ReaderNameTest, TheContainerIsFoundByItsName) {
   EXPECT_TRUE(KeepsPIN(kModuleName));
 }
 
-TEST_F(ReaderNameTest, TheReaderIsFoundByTheBytesOfTheModule) {
+TEST_F(ReaderNameTest, TheReaderIsFoundByTheModulesBytes) {
   EXPECT_EQ("done", Acquire("\\\\.\\" + kModuleName + "\\one", CRYPT_SILENT, m_provider));
 }
 
-TEST_F(ReaderNameTest, TheLogHasTheBytesOfTheModule) {
+TEST_F(ReaderNameTest, TheLogHasTheModulesBytes) {
   EXPECT_EQ("done", Acquire("one", CRYPT_SILENT, m_provider));
   EXPECT_THAT(TakeLog(), HasSubstr(Line(kModuleName)));
 }
 
-TEST_F(ReaderNameTest, TheReaderIsNotFoundByTheNameOfTheSystem) {
+TEST_F(ReaderNameTest, TheReaderIsNotFoundByTheNameThatTheSystemReturns) {
   const std::string name = "\\\\.\\" + kSystemName + "\\one";
   EXPECT_EQ("80090020", Acquire(name, 0, m_provider));
   EXPECT_EQ("80090016", Acquire(name, CRYPT_SILENT, m_provider));
@@ -65,8 +66,8 @@ TEST_F(ReaderNameTest, TheReaderThatIsChosenInTheDialogIsNotFound) {
   EXPECT_EQ("80090020", Acquire("", 0, m_provider));
 }
 
-// A cut in the middle of a character is one of bytes, too: a name of 32 bytes is all that the provider takes.
-TEST_F(ReaderNameTest, ALongNameIsCutInTheMiddleOfACharacterAndFoundByThatPart) {
+// The provider uses only 32 bytes of a name, even if a character is cut in the middle.
+TEST_F(ReaderNameTest, ALongNameIsCutWithinACharacterAndFoundByTheRemainingBytes) {
   const std::string part = "A reader of very long words: \xC4\x8C\xC4";
   ASSERT_EQ(32U, part.size());
   InsertCard(part + "\x8D and more");
@@ -74,7 +75,7 @@ TEST_F(ReaderNameTest, ALongNameIsCutInTheMiddleOfACharacterAndFoundByThatPart) 
   EXPECT_EQ(part, g_contextList.FindContext(m_provider)->GetReaderName());
 }
 
-// The watcher asks for the module's bytes, which the system does not know: so it does not see that the card is pulled.
+// The watcher uses the module's bytes. The system does not know a reader of that name, so the removal is not seen.
 TEST_F(ReaderNameTest, TheWatcherDoesNotSeeThatTheCardIsPulled) {
   ScriptedWinSCard pcsc;
   pcsc.InsertCard(kSystemName);

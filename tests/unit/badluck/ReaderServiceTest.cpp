@@ -1,5 +1,5 @@
-// The service of the readers dies, and comes back. The watchers of a process do not come back: the one context in which
-// they wait died with the service.
+// The smart card service dies and is restarted. The watchers of a process do not recover: the one context in which they
+// wait died with the service.
 #include <algorithm>
 #include <atomic>
 #include <cstddef>
@@ -26,19 +26,19 @@ class ReaderServiceTest : public BadLuckTest {
     EXPECT_EQ("done", GivePIN(m_provider, "1234"));
     EXPECT_TRUE(m_pcsc.AwaitWaits("Reader A", 1));
   }
-  // The watchers end before the service in which they wait, and no other process-wide manager gets a context of it.
+  // The watchers end before the scripted service in which they wait, and the renewed manager gets no context from it.
   ~ReaderServiceTest() override {
     m_isDead = true;
     Renew(g_unplugThreadManager);
   }
 
-  // The wait that is under way ends, too.
+  // Ends the current wait as well.
   void Die() {
     m_hasDied = true;
     m_pcsc.AnswerNextWait("Reader A", Code(SCARD_E_NO_SERVICE), 0, [this] { m_isDead = true; });
     AwaitLog(Value("SCardGetStatusChange: ", "8010001D"));
   }
-  // A service that was started anew knows no context from before.
+  // A restarted service does not know the earlier contexts.
   void ComeBack() {
     m_isDead = false;
     AwaitLog(Value("SCardGetStatusChange: ", "80100003"));
@@ -47,7 +47,7 @@ class ReaderServiceTest : public BadLuckTest {
   void AwaitLog(const std::string& text) {
     while (TakeLog().find(text) == std::string::npos) Sleep(1);
   }
-  // How often a context was asked for since the last take.
+  // How many contexts were requested since the calls were last taken.
   std::ptrdiff_t ContextsAskedFor() {
     const std::vector<std::string> calls = m_pcsc.TakeCalls();
     return std::count(calls.begin(), calls.end(), "SCardEstablishContext(0)");
@@ -66,7 +66,7 @@ class ReaderServiceTest : public BadLuckTest {
   std::atomic<bool> m_hasDied{false};
 };
 
-TEST_F(ReaderServiceTest, ADeadServiceChangesNoAnswerAndThePINIsKept) {
+TEST_F(ReaderServiceTest, ADeadServiceChangesNoResultAndThePINIsKept) {
   Die();
   EXPECT_EQ("done", Sign(m_provider));
   HCRYPTPROV another = 0;
@@ -75,7 +75,7 @@ TEST_F(ReaderServiceTest, ADeadServiceChangesNoAnswerAndThePINIsKept) {
   EXPECT_TRUE(KeepsPIN("Reader A"));
 }
 
-TEST_F(ReaderServiceTest, TheServiceComesBackAndTheWatcherDoesNot) {
+TEST_F(ReaderServiceTest, AfterARestartOfTheServiceTheWatcherDoesNotRecover) {
   Die();
   ComeBack();
   m_pcsc.TakeCalls();
@@ -85,8 +85,8 @@ TEST_F(ReaderServiceTest, TheServiceComesBackAndTheWatcherDoesNot) {
   EXPECT_EQ(0, ContextsAskedFor());
 }
 
-// So a card that is pulled and put back signs without its PIN until the program is started anew.
-TEST_F(ReaderServiceTest, ACardThatIsPulledAfterwardsKeepsItsPIN) {
+// So a card that is pulled and inserted again signs without its PIN until the program is restarted.
+TEST_F(ReaderServiceTest, ThePINOfACardThatIsPulledAfterwardsIsKept) {
   Die();
   ComeBack();
   m_pcsc.RemoveCard("Reader A");
@@ -99,7 +99,7 @@ TEST_F(ReaderServiceTest, ACardThatIsPulledAfterwardsKeepsItsPIN) {
   EXPECT_EQ("done", Sign(another));
 }
 
-TEST_F(ReaderServiceTest, TheReaderDialogFailsWithTheServiceAndWorksAgainWhenItIsBack) {
+TEST_F(ReaderServiceTest, TheReaderDialogFailsWithoutTheServiceAndWorksAfterItsRestart) {
   InsertCard("Reader B", "FEDCBA9876543210");
   m_pcsc.InsertCard("Reader B");
   ScriptedDialogs dialogs;

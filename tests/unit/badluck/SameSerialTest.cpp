@@ -1,5 +1,5 @@
-// A card of the same serial number in another reader: a copy, a card that was moved, or cards whose maker gives all the
-// same number. A PIN is kept for a reader and a card.
+// A card with the same serial number in another reader: a copy, a card that was moved, or cards whose maker gives all
+// of them the same number. A PIN is cached for a reader and a card.
 #include <gtest/gtest.h>
 
 #include "BadLuckTest.h"
@@ -39,7 +39,7 @@ TEST_F(SameSerialTest, EachReaderKeepsThePINOfItsCard) {
   EXPECT_EQ("done", SignDigest(inB));
 }
 
-TEST_F(SameSerialTest, AContainerThatBothHaveIsTakenFromTheFirstReaderOfTheModule) {
+TEST_F(SameSerialTest, AContainerOnBothCardsIsTakenFromTheModulesFirstReader) {
   HCRYPTPROV provider = 0;
   ASSERT_EQ("done", Acquire("one", CRYPT_SILENT, provider));
   EXPECT_EQ("Reader A", ReaderOf(provider));
@@ -48,7 +48,7 @@ TEST_F(SameSerialTest, AContainerThatBothHaveIsTakenFromTheFirstReaderOfTheModul
   EXPECT_EQ("Reader B", ReaderOf(provider));
 }
 
-TEST_F(SameSerialTest, ACardThatIsMovedIsAskedForItsPINAgain) {
+TEST_F(SameSerialTest, ThePINOfACardThatIsMovedIsAskedForAgain) {
   HCRYPTPROV provider = 0;
   ASSERT_EQ("done", Acquire("one", CRYPT_SILENT, provider));
   EXPECT_EQ("done", GivePIN(provider, "1234"));

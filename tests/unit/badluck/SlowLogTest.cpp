@@ -1,4 +1,4 @@
-// The log's folder is on a share that hangs, or another process hangs with the log's lock.
+// The log's folder is on a share that hangs, or another process hangs while it holds the log's lock.
 #include <chrono>
 #include <future>
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ class SlowLogTest : public LogTest {};
 
 #if defined(_WIN32)
 
-// Holds the lock in a thread of its own, as a process does that hangs while it writes.
+// Holds the lock in a separate thread, like a process that hangs while it writes.
 class HeldLock {
  public:
   HeldLock() {
@@ -44,7 +44,7 @@ class HeldLock {
   std::thread m_thread;
 };
 
-// The host build waits without a limit: there only threads of the process have the lock.
+// The host build waits without a limit, because there only threads of one process share the lock.
 TEST_F(SlowLogTest, AnItemWaitsATenthOfASecondForTheLockAndIsThenWrittenWithoutIt) {
   CCSPLog log(10);
   const HeldLock held;
@@ -58,8 +58,8 @@ TEST_F(SlowLogTest, AnItemWaitsATenthOfASecondForTheLockAndIsThenWrittenWithoutI
 
 #else
 
-// A pipe that nobody reads yet: its opening waits, as that of a file on a share which does not answer. Nothing ends
-// that wait; the item is written when it is over.
+// Opening a pipe that has no reader yet blocks, like opening a file on a share that does not respond. The wait has no
+// time limit. The item is written when the wait ends.
 TEST_F(SlowLogTest, AnItemWaitsAsLongAsTheFileCannotBeOpenedAndIsNotLost) {
   const std::string share = m_folder.File("share");
   ASSERT_EQ(0, mkfifo(share.c_str(), 0600));
@@ -75,8 +75,8 @@ TEST_F(SlowLogTest, AnItemWaitsAsLongAsTheFileCannotBeOpenedAndIsNotLost) {
   close(reader);
 }
 
-// A thread that waits for its file does not hold the lock: items for another file go on.
-TEST_F(SlowLogTest, AnItemWhoseFileCannotBeOpenedHoldsUpNoOther) {
+// A thread that waits for its file does not hold the lock, so items for another file are written.
+TEST_F(SlowLogTest, AnItemWhoseFileCannotBeOpenedDoesNotDelayOthers) {
   const std::string share = m_folder.File("share");
   ASSERT_EQ(0, mkfifo(share.c_str(), 0600));
   CCSPLog quick(10);

@@ -1,4 +1,3 @@
-// FormatNumber.
 #include <gtest/gtest.h>
 
 #include "common/FormatNumber.h"
@@ -10,7 +9,7 @@ TEST(FormatNumberTest, TheDirectiveIsReplaced) {
 }
 
 // A string of the string table that could not be loaded is empty.
-TEST(FormatNumberTest, WithoutADirectiveTheTextStaysAsItIs) {
+TEST(FormatNumberTest, WithoutADirectiveTheStringIsUnchanged) {
   EXPECT_EQ("", FormatNumber("", 2));
   EXPECT_EQ("PIN is locked", FormatNumber("PIN is locked", 2));
 }

@@ -9,7 +9,7 @@ using Row = std::pair<UINT, const char*>;
 
 class LoadTextTest : public ::testing::TestWithParam<Row> {};
 
-TEST_P(LoadTextTest, GivesTheWordsOfTheTable) { EXPECT_EQ(GetParam().second, LoadText(GetParam().first)); }
+TEST_P(LoadTextTest, ReturnsTheStringOfTheTable) { EXPECT_EQ(GetParam().second, LoadText(GetParam().first)); }
 
 const Row kRows[] = {
     {103, "telvocsp"},

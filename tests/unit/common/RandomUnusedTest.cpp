@@ -17,7 +17,7 @@ TEST(RandomUnusedTest, ZeroIsAValueLikeAnyOther) {
   EXPECT_EQ(0U, RandomUnused(1, 0, [](DWORD) { return false; }));
 }
 
-TEST(RandomUnusedTest, AfterATakenValueTheNextComesWithoutReseeding) {
+TEST(RandomUnusedTest, AfterATakenValueTheNextIsGeneratedWithoutReseeding) {
   std::srand(11);
   const DWORD first = static_cast<DWORD>(std::rand());
   const DWORD second = static_cast<DWORD>(std::rand());
@@ -30,22 +30,22 @@ TEST(RandomUnusedTest, WithTheGeneratorsRangeUsedUpTheSmallestFreeValueIsTaken) 
   EXPECT_EQ(5U, RandomUnused(0xFFFFFF, 32768, [](DWORD value) { return value != 5; }));
 }
 
-TEST(RandomUnusedTest, ManyAttemptsInVainEndWithTheSmallestFreeValue) {
+TEST(RandomUnusedTest, AfterManyFailedAttemptsTheSmallestFreeValueIsTaken) {
   EXPECT_EQ(77U, RandomUnused(32768, 32767, [](DWORD value) { return value != 77; }));
-  // A value that the generator never gives under this limit.
+  // A value that the generator never returns under this limit.
   EXPECT_EQ(10U, RandomUnused(10, 10, [](DWORD value) { return value < 10; }));
 }
 
-TEST(RandomUnusedTest, TheAttemptsAreSixteenTimesTheGeneratorsRange) {
-  int questions = 0;
-  EXPECT_EQ(0U, RandomUnused(0xFFFFFF, 1, [&](DWORD) { return ++questions <= 16 * 32768; }));
+TEST(RandomUnusedTest, TheNumberOfAttemptsIsSixteenTimesTheGeneratorsRange) {
+  int checks = 0;
+  EXPECT_EQ(0U, RandomUnused(0xFFFFFF, 1, [&](DWORD) { return ++checks <= 16 * 32768; }));
 }
 
-TEST(RandomUnusedTest, TheSearchGoesOnWhereTheOneBeforeEnded) {
-  int questions = 0;
+TEST(RandomUnusedTest, TheSearchContinuesWhereThePreviousOneEnded) {
+  int checks = 0;
   std::unordered_set<DWORD> taken = {0, 1, 2, 500};
   const auto isTaken = [&](DWORD value) {
-    ++questions;
+    ++checks;
     return taken.count(value) != 0;
   };
   DWORD smallest = 0;
@@ -55,10 +55,10 @@ TEST(RandomUnusedTest, TheSearchGoesOnWhereTheOneBeforeEnded) {
     ASSERT_EQ(expected, value);
     taken.insert(value);
   }
-  EXPECT_LE(questions, 2 * 1000);
+  EXPECT_LE(checks, 2 * 1000);
 }
 
-TEST(RandomUnusedTest, FortyThousandCallsGiveFortyThousandValues) {
+TEST(RandomUnusedTest, FortyThousandCallsReturnDifferentValues) {
   std::unordered_set<DWORD> taken;
   const auto isTaken = [&](DWORD value) { return taken.count(value) != 0; };
   DWORD smallest = 0;

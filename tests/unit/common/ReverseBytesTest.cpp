@@ -12,12 +12,12 @@ Array Reversed(Array bytes) {
   return bytes;
 }
 
-TEST(ReverseBytesTest, TheArrayIsTurnedEndForEnd) {
+TEST(ReverseBytesTest, TheArrayIsReversed) {
   EXPECT_EQ((Array{4, 3, 2, 1}), Reversed({1, 2, 3, 4}));
   EXPECT_EQ((Array{3, 2, 1}), Reversed({1, 2, 3}));
 }
 
-TEST(ReverseBytesTest, LengthsBelowTwoDoNothing) {
+TEST(ReverseBytesTest, LengthsBelowTwoChangeNothing) {
   EXPECT_EQ((Array{1}), Reversed({1}));
   ReverseBytes(nullptr, 0);
 }

@@ -8,20 +8,20 @@
 
 namespace {
 
-// Whether the work was over within the ten seconds that are waited for it.
+// Whether the work ends within ten seconds.
 bool IsDoneSoon(const WorkerThread& thread) {
   const auto start = std::chrono::steady_clock::now();
   thread.WaitUntilDone(10000);
   return std::chrono::steady_clock::now() - start < std::chrono::seconds(10);
 }
 
-TEST(WorkerThreadTest, WorkThatRunsOutOfMemoryIsDoneAndTheProgramGoesOn) {
+TEST(WorkerThreadTest, WorkThatRunsOutOfMemoryEndsAndTheProgramGoesOn) {
   WorkerThread thread([]() -> unsigned { throw std::bad_alloc(); });
   EXPECT_TRUE(IsDoneSoon(thread));
   thread.Terminate();
 }
 
-TEST(WorkerThreadTest, WorkThatRaisesAnExceptionOfTheProviderIsDoneAndTheProgramGoesOn) {
+TEST(WorkerThreadTest, WorkThatThrowsAProviderExceptionEndsAndTheProgramGoesOn) {
   WorkerThread thread([]() -> unsigned { throw CryptokiError(CKR_DEVICE_REMOVED); });
   EXPECT_TRUE(IsDoneSoon(thread));
   thread.Terminate();
@@ -41,7 +41,7 @@ TEST(WorkerThreadTest, WorkThatWaitsIsTerminated) {
   CloseHandle(never);
 }
 
-TEST(WorkerThreadTest, AWaitEndsWithItsTimeWhileTheWorkGoesOn) {
+TEST(WorkerThreadTest, AWaitTimesOutWhileTheWorkGoesOn) {
   const HANDLE release = CreateEventA(nullptr, TRUE, FALSE, nullptr);
   WorkerThread thread([release]() -> unsigned {
     WaitForMultipleObjects(1, &release, FALSE, INFINITE);

@@ -107,7 +107,7 @@ TEST_F(CCSPContextTest, RemovingAnUnknownHashIsSilent) {
   EXPECT_NE(nullptr, m_context.GetHash(5));
 }
 
-TEST_F(CCSPContextTest, AHashIsRemovedByItsHandleOrByAnyObjectOfThatHandle) {
+TEST_F(CCSPContextTest, AHashIsRemovedByItsHandleOrByAnyObjectWithThatHandle) {
   m_context.AddHash(boost::make_shared<FakeHash>(5));
   m_context.AddHash(boost::make_shared<FakeHash>(6));
   m_context.AddHash(boost::make_shared<FakeHash>(7));
@@ -118,7 +118,7 @@ TEST_F(CCSPContextTest, AHashIsRemovedByItsHandleOrByAnyObjectOfThatHandle) {
   EXPECT_NE(nullptr, m_context.GetHash(7));
 }
 
-TEST_F(CCSPContextTest, AHashThatIsThereTwiceIsRemovedOnceAtATime) {
+TEST_F(CCSPContextTest, AHashThatWasAddedTwiceIsRemovedOneAtATime) {
   const auto first = boost::make_shared<FakeHash>(5);
   const auto second = boost::make_shared<FakeHash>(5);
   m_context.AddHash(first);
@@ -178,7 +178,7 @@ TEST_F(CCSPContextTest, RemovingAnUnknownHandleIsSilent) {
   EXPECT_NE(nullptr, m_context.GetSecretKey(5));
 }
 
-TEST_F(CCSPContextTest, AnImportedKeyIsRemovedByTheHandleThatNoSessionKeyHas) {
+TEST_F(CCSPContextTest, AHandleThatNoSessionKeyHasRemovesAnImportedKey) {
   OpenContext context;
   Open(context);
   const std::list<Attribute> attributes = {MakeAttribute(CKA_CLASS, Number(CKO_PUBLIC_KEY)),
@@ -192,11 +192,11 @@ TEST_F(CCSPContextTest, AnImportedKeyIsRemovedByTheHandleThatNoSessionKeyHas) {
                        context.GetImportedPublicKey(handle));
 }
 
-TEST_F(CCSPContextTest, AnImportedKeyIsRemovedAlsoBesideSessionKeys) {
+TEST_F(CCSPContextTest, AnImportedKeyIsRemovedEvenWhenThereAreSessionKeys) {
   OpenContext context;
   context.AddSecretKey(boost::make_shared<FakeKey>(0xFFFFFFFF));
   const DWORD handle = context.m_importedKeys.AddKey(PublicKey());
-  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, context.RemoveSecretKey(handle));  // a key that no token has
+  EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, context.RemoveSecretKey(handle));  // the key is on no token
 }
 
 TEST_F(CCSPContextTest, RemovingASessionKeyAsAnObjectLeavesImportedKeysAlone) {
@@ -214,7 +214,7 @@ TEST_F(CCSPContextTest, WithoutACertificateThereIsNoDefaultOne) {
   EXPECT_CONTEXT_ERROR(Code(NTE_NOT_FOUND), "Default Certificate not found", m_context.GetDefaultCertificate());
 }
 
-TEST_F(CCSPContextTest, TheSizeOfAKeyPairIsThePrivateKeys) {
+TEST_F(CCSPContextTest, TheKeySizeIsThatOfThePrivateKey) {
   ScriptedToken& token = m_module.InsertToken("Reader A");
   token.Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
   token.Add(PrivateKeyObject(Text("one"), Counting(256, 0x81)));
@@ -222,17 +222,17 @@ TEST_F(CCSPContextTest, TheSizeOfAKeyPairIsThePrivateKeys) {
   EXPECT_EQ(2048U, m_context.GetKeyBits());
 }
 
-TEST_F(CCSPContextTest, TheSizeOfAPublicKeyAloneIsItsOwn) {
+TEST_F(CCSPContextTest, WithoutAPrivateKeyTheKeySizeIsThatOfThePublicKey) {
   m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(64, 0x81)));
   Initialize("\\\\.\\Reader A\\one", 0);
   EXPECT_EQ(512U, m_context.GetKeyBits());
 }
 
-TEST_F(CCSPContextTest, WithoutAKeyPairThereIsNoSize) {
+TEST_F(CCSPContextTest, WithoutAKeyPairThereIsNoKeySize) {
   EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Key Pair does not exist", m_context.GetKeyBits());
 }
 
-TEST_F(CCSPContextTest, TokenInformationIsAskedAnew) {
+TEST_F(CCSPContextTest, TokenInformationIsReadFromTheModuleAgain) {
   OpenContext context;
   Open(context);
   EXPECT_EQ("01 23 45 67 89 AB CD EF", context.GetTokenInfo().GetSerial());
@@ -241,7 +241,7 @@ TEST_F(CCSPContextTest, TokenInformationIsAskedAnew) {
 
 // --- The session
 
-TEST_F(CCSPContextTest, NoRandomBytesAreNoCall) {
+TEST_F(CCSPContextTest, WithoutABufferOrALengthGenerateRandomMakesNoCall) {
   OpenContext context;
   Open(context);
   BYTE byte = 0;
@@ -250,7 +250,7 @@ TEST_F(CCSPContextTest, NoRandomBytesAreNoCall) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CCSPContextTest, RandomBytesAreTheTokens) {
+TEST_F(CCSPContextTest, RandomBytesComeFromTheToken) {
   OpenContext context;
   Open(context);
   BYTE bytes[3] = {};
@@ -258,7 +258,7 @@ TEST_F(CCSPContextTest, RandomBytesAreTheTokens) {
   EXPECT_EQ(Calls{"C_GenerateRandom(1, room 3)"}, m_module.TakeCalls());
 }
 
-TEST_F(CCSPContextTest, WhatNeedsASessionFailsWithoutOne) {
+TEST_F(CCSPContextTest, OperationsThatNeedASessionFailWithoutOne) {
   BYTE bytes[3] = {};
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "The context has no session", m_context.GenerateRandom(bytes, sizeof(bytes)));
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "The context has no session", m_context.IsLoggedIn());
@@ -268,7 +268,7 @@ TEST_F(CCSPContextTest, WhatNeedsASessionFailsWithoutOne) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(CCSPContextTest, ASessionOfTheProvidersFlagsIsTakenForLoggedOutAndIsNotLoggedOut) {
+TEST_F(CCSPContextTest, ASessionWithTheProvidersFlagsCountsAsLoggedOutSoLogoutSkipsIt) {
   OpenContext context;
   Open(context);
   EXPECT_FALSE(context.IsLoggedIn());
@@ -276,7 +276,7 @@ TEST_F(CCSPContextTest, ASessionOfTheProvidersFlagsIsTakenForLoggedOutAndIsNotLo
   EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_GetSessionInfo(1)"}), m_module.TakeCalls());
 }
 
-// A module that tells the flags 2 of every session.
+// A module that reports the flags 2 for every session.
 class ModuleOfFlagsTwo : public ScriptedModule {
  public:
   CK_RV C_GetSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO_PTR info) override {
@@ -301,7 +301,7 @@ class FlagsTwoTest : public ContextTest {
   bool& m_loggedIn;
 };
 
-TEST_F(FlagsTwoTest, ASessionOfFlagsTwoIsTakenForLoggedInAndIsLoggedOut) {
+TEST_F(FlagsTwoTest, ASessionWithFlagsTwoCountsAsLoggedInAndIsLoggedOut) {
   EXPECT_TRUE(m_context.IsLoggedIn());
   m_context.Logout();
   EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_GetSessionInfo(1)", "C_Logout(1)"}), m_of2->TakeCalls());
@@ -332,7 +332,7 @@ TEST_F(CCSPContextTest, ASessionIsClosedOnce) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(CCSPContextTest, WhatClosingASessionThrowsIsSwallowedAndLogged) {
+TEST_F(CCSPContextTest, AnExceptionFromClosingASessionIsSwallowedAndLogged) {
   OpenContext context;
   Open(context);
   m_module.BeforeNext("C_CloseSession", [] { throw CryptokiError(CKR_DEVICE_REMOVED); });
@@ -342,7 +342,7 @@ TEST_F(CCSPContextTest, WhatClosingASessionThrowsIsSwallowedAndLogged) {
 
 // --- Copies
 
-TEST_F(CCSPContextTest, ACopySharesTheSessionAndHasWhatTheContextHas) {
+TEST_F(CCSPContextTest, ACopySharesTheSessionAndHasTheContextsStateAndObjects) {
   OpenContext context;
   Open(context);
   context.SetHandle(77);
@@ -386,7 +386,7 @@ TEST_F(CCSPContextTest, ACopyHasNoSlot) {
   EXPECT_FALSE(copy.*Expose(SlotOf()));
 }
 
-TEST_F(CCSPContextTest, ACopyRemembersNoCancelledDialog) {
+TEST_F(CCSPContextTest, ACopyDoesNotRememberACancelledDialog) {
   OpenContext context;
   context.m_errFlags = Code(SCARD_W_CANCELLED_BY_USER);
   context.m_signPending = 1;
@@ -395,7 +395,7 @@ TEST_F(CCSPContextTest, ACopyRemembersNoCancelledDialog) {
   EXPECT_EQ(0U, copy.m_signPending);
 }
 
-TEST_F(CCSPContextTest, ACopyEnumeratesItsOwnListsFromTheSamePlace) {
+TEST_F(CCSPContextTest, ACopyKeepsTheAlgorithmPositionButNotTheCertificatePosition) {
   OpenContext context;
   Open(context);
   context.m_algEnumIterator = std::next(context.m_algorithms.begin(), 3);
@@ -406,7 +406,7 @@ TEST_F(CCSPContextTest, ACopyEnumeratesItsOwnListsFromTheSamePlace) {
   EXPECT_TRUE(copy.m_certEnumIterator == copy.m_certificates.end());
 }
 
-TEST_F(CCSPContextTest, TheLastOwnerOfASessionKnowsIt) {
+TEST_F(CCSPContextTest, TheLastOwnerOfASessionReportsItselfAsTheOnlyOne) {
   boost::shared_ptr<CCSPContext> copy;
   {
     OpenContext context;
@@ -414,12 +414,12 @@ TEST_F(CCSPContextTest, TheLastOwnerOfASessionKnowsIt) {
     copy = context.Copy();
   }
   EXPECT_TRUE(copy->IsOnlyOwnerOfSession());
-  EXPECT_EQ(1U, m_module.OpenSessions());  // the end of a context closes nothing
+  EXPECT_EQ(1U, m_module.OpenSessions());  // destroying a context does not close its session
 }
 
 // --- Key handles
 
-TEST_F(CCSPContextTest, KeyHandlesAreDrawnFromTheContextsHandle) {
+TEST_F(CCSPContextTest, KeyHandlesAreRandomNumbersSeededFromTheContextsHandle) {
   std::srand(3);
   const unsigned seed = static_cast<unsigned>(std::rand()) % 500;
   std::srand(seed);
@@ -432,7 +432,7 @@ TEST_F(CCSPContextTest, KeyHandlesAreDrawnFromTheContextsHandle) {
   EXPECT_EQ(signature, m_context.GetSignatureKeyHandle());
 }
 
-TEST_F(CCSPContextTest, ItsTwoHandlesAndNoOtherStandForTheKeyPair) {
+TEST_F(CCSPContextTest, OnlyTheContextsTwoKeyHandlesDenoteTheKeyPair) {
   m_context.SetHandle(500);
   m_context.AssignKeyHandles();
   const HCRYPTKEY exchange = m_context.GetExchangeKeyHandle();
@@ -442,7 +442,7 @@ TEST_F(CCSPContextTest, ItsTwoHandlesAndNoOtherStandForTheKeyPair) {
   EXPECT_FALSE(m_context.IsKeyPair(exchange + signature));
 }
 
-TEST_F(CCSPContextTest, AKeyHandleOnceSetStays) {
+TEST_F(CCSPContextTest, AKeyHandleThatIsSetDoesNotChange) {
   m_context.SetHandle(500);
   m_context.AssignKeyHandles();
   const DWORD exchange = m_context.GetExchangeKeyHandle();
@@ -451,10 +451,10 @@ TEST_F(CCSPContextTest, AKeyHandleOnceSetStays) {
   EXPECT_EQ(exchange, m_context.GetExchangeKeyHandle());
 }
 
-#if defined(_WIN32)  // the generator of the host build has too many numbers to look for a 0
-TEST_F(CCSPContextTest, AKeyHandleThatComesOutAsZeroStaysZeroUntilTheNextCall) {
+#if defined(_WIN32)  // the host's rand has too large a range to search for a 0
+TEST_F(CCSPContextTest, AKeyHandleGeneratedAsZeroStaysZeroUntilTheNextCall) {
   m_context.SetHandle(32768);
-  std::srand(26199);  // the first number is 20057, and that is a seed whose first number is 0
+  std::srand(26199);  // the first number is 20057, a seed whose first number is 0
   m_context.AssignKeyHandles();
   const DWORD signature = m_context.GetSignatureKeyHandle();
   EXPECT_EQ(0U, m_context.GetExchangeKeyHandle());
@@ -466,7 +466,7 @@ TEST_F(CCSPContextTest, AKeyHandleThatComesOutAsZeroStaysZeroUntilTheNextCall) {
 }
 #endif
 
-TEST_F(CCSPContextTest, AHandleOfZeroIsNoDivisor) { m_context.AssignKeyHandles(); }
+TEST_F(CCSPContextTest, AContextHandleOfZeroIsNotUsedAsADivisor) { m_context.AssignKeyHandles(); }
 
 // --- Deleting a container
 
@@ -482,7 +482,7 @@ class DeleteContainerTest : public ContextTest {
   ScriptedToken& m_token;
 };
 
-TEST_F(DeleteContainerTest, CertificateAndKeyPairAreDestroyedThePublicKeyFirst) {
+TEST_F(DeleteContainerTest, ThePublicKeyIsDestroyedFirstThenThePrivateKeyAndTheCertificate) {
   AddContainer(m_token, Text("one"));
   InitializeToDelete();
   m_context.DeleteContainer();
@@ -513,7 +513,7 @@ TEST_F(DeleteContainerTest, AFailureLeavesTheRestInPlace) {
   EXPECT_EQ(2U, m_token.objects.size());
 }
 
-TEST_F(DeleteContainerTest, AFailureWithThePrivateKeyClearsItsFlagAndLeavesThePublicKey) {
+TEST_F(DeleteContainerTest, WhenThePrivateKeyIsNotDestroyedItsFlagIsClearedAndThePublicKeyStays) {
   AddKeyPair(m_token, Text("one"));
   InitializeToDelete();
   m_module.FailNext("C_DestroyObject", CKR_DEVICE_ERROR);

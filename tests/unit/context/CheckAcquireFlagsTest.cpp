@@ -17,7 +17,7 @@ TEST(CheckAcquireFlagsTest, EachSupportedBitPasses) {
   for (const DWORD bit : {0x0U, 0x8U, 0x10U, 0x20U, 0x40U, 0x80U, 0xF0000000U}) CheckAcquireFlags(nullptr, bit);
 }
 
-TEST(CheckAcquireFlagsTest, NewAndDeleteAloneAreRefused) {
+TEST(CheckAcquireFlagsTest, NewTogetherWithDeleteIsRefused) {
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "CRYPT_NEWKEYSET and CRYPT_DELETEKEYSET cannot be both present",
                        CheckAcquireFlags("name", 0x18));
 }
@@ -27,7 +27,7 @@ TEST(CheckAcquireFlagsTest, NewAndDeleteWithAnyOtherFlagPass) {
   CheckAcquireFlags("name", 0x38);
 }
 
-TEST(CheckAcquireFlagsTest, VerifyAndNewAloneAreRefused) {
+TEST(CheckAcquireFlagsTest, VerifyTogetherWithNewIsRefused) {
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "CRYPT_VERIFYCONTEXT and CRYPT_NEWKEYSET cannot be both present",
                        CheckAcquireFlags(nullptr, 0xF0000008));
 }
@@ -42,7 +42,7 @@ TEST(CheckAcquireFlagsTest, VerifyWithANameIsRefused) {
                        CheckAcquireFlags("name", 0xF0000000));
 }
 
-TEST(CheckAcquireFlagsTest, AnEmptyNameIsANameToVerify) {
+TEST(CheckAcquireFlagsTest, VerifyTreatsAnEmptyNameAsAName) {
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "CRYPT_VERIFYCONTEXT is set but a container name is found",
                        CheckAcquireFlags("", 0xF0000000));
   CheckAcquireFlags("", 0xF0000040);
@@ -67,7 +67,7 @@ TEST(CheckAcquireFlagsTest, WithATopBitTheLengthIsNotChecked) {
   CheckAcquireFlags(std::string(5000, 'n').c_str(), 0xF0000040);
 }
 
-TEST(CheckAcquireFlagsTest, AnUnsupportedBitIsFoundFirst) {
+TEST(CheckAcquireFlagsTest, AnUnsupportedBitIsReportedFirst) {
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "dwFlags contains an unsupported flag",
                        CheckAcquireFlags("name", 0xF0000001));
 }

@@ -1,4 +1,4 @@
-// Writing a certificate to the token, and what its attributes are made of.
+// Writing a certificate to the token, and where its attributes come from.
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -68,19 +68,19 @@ class ContextCertificateTest : public ContextTest {
   void Write(const Bytes& der = kHolderCertificate) {
     m_open.WriteCertificate(der.data(), static_cast<DWORD>(der.size()));
   }
-  // Certificates of the platform that are not given back.
+  // Certificate contexts of the platform that were not freed.
   int Leaked() const { return m_stores.created - m_stores.freed; }
   const Bytes& OnToken(CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type) {
     return m_token.objects.at(object).attributes.at(type);
   }
-  // What GetCertLabel makes of a certificate.
+  // The label that GetCertLabel returns for a certificate.
   std::string LabelOf(const Bytes& der) {
     const PCCERT_CONTEXT certificate = Context(der);
     const Attribute label = m_open.GetCertLabel(certificate);
     CertFreeCertificateContext(certificate);
     EXPECT_EQ(CKA_LABEL, label.GetType());
-    const char* const text = reinterpret_cast<const char*>(label.GetValue());
-    return text != nullptr ? std::string(text, label.GetReadableLength()) : "no value";
+    const char* const value = reinterpret_cast<const char*>(label.GetValue());
+    return value != nullptr ? std::string(value, label.GetReadableLength()) : "no value";
   }
   static PCCERT_CONTEXT Context(const Bytes& der) {
     return CertCreateCertificateContext(X509_ASN_ENCODING, der.data(), static_cast<DWORD>(der.size()));
@@ -89,7 +89,7 @@ class ContextCertificateTest : public ContextTest {
     return Bytes(attribute.GetValue(), attribute.GetValue() + attribute.GetReadableLength());
   }
 
-  // The lines of the steps.
+  // The log lines of each step.
   static std::string LoggedIn() {
     return Line("Login") + Line("\nInitializing PIN cache") + Value("cardSerial:\t", "01 23 45 67 89 AB CD EF") +
            Value("strReaderName:\t", "Reader A") + Line("Retrieving PIN cache") + Line("PIN Cache is set") +
@@ -122,13 +122,13 @@ class ContextCertificateTest : public ContextTest {
 
 // --- WriteCertificate
 
-TEST_F(ContextCertificateTest, ItIsReadInBothEncodings) {
+TEST_F(ContextCertificateTest, TheCertificateIsDecodedWithBothEncodingTypes) {
   BindContainer();
   Write();
   EXPECT_EQ(0x10001U, m_stores.encoding);
 }
 
-TEST_F(ContextCertificateTest, ACertificateReplacesTheOldOneWhichIsDestroyedFirst) {
+TEST_F(ContextCertificateTest, TheOldCertificateIsDestroyedBeforeTheNewOneIsCreated) {
   BindContainer();
   Write();
   EXPECT_EQ((Calls{kLogin, kLabelPrivateKey, kLabelPublicKey, kDestroy, kCreate}), m_module.TakeCalls());
@@ -139,7 +139,7 @@ TEST_F(ContextCertificateTest, ACertificateReplacesTheOldOneWhichIsDestroyedFirs
   EXPECT_EQ(0, Leaked());
 }
 
-TEST_F(ContextCertificateTest, TheTemplateIsWrittenAttributeByAttribute) {
+TEST_F(ContextCertificateTest, EachAttributeOfTheCertificateIsWritten) {
   BindContainer();
   Write();
   EXPECT_EQ(Flag(true), OnToken(kNewCertificate, CKA_TOKEN));
@@ -157,7 +157,7 @@ TEST_F(ContextCertificateTest, TheTemplateIsWrittenAttributeByAttribute) {
   EXPECT_EQ(kHolderCertificate, OnToken(kNewCertificate, CKA_VALUE));
 }
 
-TEST_F(ContextCertificateTest, WhereThereIsNoCertificateNoneIsDestroyed) {
+TEST_F(ContextCertificateTest, WithoutAnOldCertificateNoneIsDestroyed) {
   BindKeyPair();
   Write();
   EXPECT_EQ((Calls{"C_LoginExtended", "C_SetAttributeValue", "C_SetAttributeValue", "C_CreateObject"}),
@@ -166,7 +166,7 @@ TEST_F(ContextCertificateTest, WhereThereIsNoCertificateNoneIsDestroyed) {
   EXPECT_EQ(1U, m_open.HasCertificate());
 }
 
-TEST_F(ContextCertificateTest, TheKeysTakeTheLabel) {
+TEST_F(ContextCertificateTest, TheKeysGetTheLabelOfTheCertificate) {
   BindContainer();
   Write();
   EXPECT_EQ(Text("Holder"), OnToken(kPrivate, CKA_LABEL));
@@ -194,28 +194,28 @@ TEST_F(ContextCertificateTest, AWrittenCertificateIsReplacedByTheNext) {
   EXPECT_EQ(kFirstCertificate, OnToken(kNewCertificate + 1, CKA_VALUE));
 }
 
-TEST_F(ContextCertificateTest, TheListOfCertificatesStaysAsItWas) {
+TEST_F(ContextCertificateTest, TheListOfCertificatesDoesNotChange) {
   BindContainer();
   Write();
   ASSERT_EQ(1U, m_open.m_certificates.size());
   EXPECT_EQ((Bytes{0x30, 0x00}), ValueOf(m_open.m_certificates.front().GetAttribute(CKA_VALUE)));
 }
 
-TEST_F(ContextCertificateTest, ACertificateOfAnotherKeyIsTakenWithoutComment) {
+TEST_F(ContextCertificateTest, ACertificateOfAnotherKeyIsWrittenWithoutAWarning) {
   BindContainer();
   Write(DerCertificate(DerName({{kCommonName, "Stranger"}})));
   EXPECT_EQ(Text("one"), OnToken(kNewCertificate, CKA_ID));
   EXPECT_EQ(BeforeCreation() + Destroying() + Created(), TakeLog());
 }
 
-TEST_F(ContextCertificateTest, ACertificateOfManyBytesIsWrittenWhole) {
+TEST_F(ContextCertificateTest, ALargeCertificateIsWrittenWhole) {
   BindContainer();
   const Bytes der = DerCertificate(DerName({{kCommonName, "Long"}}), 70000);
   Write(der);
   EXPECT_EQ(der, OnToken(kNewCertificate, CKA_VALUE));
 }
 
-TEST_F(ContextCertificateTest, NothingIsNothingToDo) {
+TEST_F(ContextCertificateTest, ANullOrEmptyCertificateIsIgnored) {
   BindContainer();
   m_open.WriteCertificate(nullptr, 5);
   m_open.WriteCertificate(kHolderCertificate.data(), 0);
@@ -223,7 +223,7 @@ TEST_F(ContextCertificateTest, NothingIsNothingToDo) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(ContextCertificateTest, WhatIsNoCertificateIsWrittenWithEmptyAttributes) {
+TEST_F(ContextCertificateTest, BytesThatAreNoCertificateAreWrittenWithEmptyAttributes) {
   BindContainer();
   Write({0x30, 0x00});
   EXPECT_EQ((Calls{kLogin, "C_SetAttributeValue(1, 3, {CKA_CLASS=null of 0})",
@@ -236,7 +236,7 @@ TEST_F(ContextCertificateTest, WhatIsNoCertificateIsWrittenWithEmptyAttributes) 
   EXPECT_EQ(0, m_stores.freed);
 }
 
-TEST_F(ContextCertificateTest, AnIdentifierOfNoBytesIsOneWithoutAValue) {
+TEST_F(ContextCertificateTest, AnEmptyIdentifierIsWrittenWithoutAValue) {
   AddKeyPair(m_token, {});
   m_open.Initialize("\\\\.\\Reader A\\", 0, m_cryptoki, 1);
   const BYTE pin[] = {'1', '2', '3', '4'};
@@ -249,7 +249,7 @@ TEST_F(ContextCertificateTest, AnIdentifierOfNoBytesIsOneWithoutAValue) {
 
 // --- Failures on the way
 
-TEST_F(ContextCertificateTest, WithoutAPrivateKeyTheReadOfTheIdentifierFails) {
+TEST_F(ContextCertificateTest, WithoutAPrivateKeyReadingTheIdentifierFails) {
   m_token.Add(PublicKeyObject(Text("one"), Counting(16, 0x81)));
   Bind();
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, Write());
@@ -257,7 +257,7 @@ TEST_F(ContextCertificateTest, WithoutAPrivateKeyTheReadOfTheIdentifierFails) {
   EXPECT_EQ(Calls{kLogin}, m_module.TakeCalls());
 }
 
-TEST_F(ContextCertificateTest, WithoutAnyKeyTheReadOfTheIdentifierFails) {
+TEST_F(ContextCertificateTest, WithoutAnyKeyReadingTheIdentifierFails) {
   m_token.Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
   Bind();
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, Write());
@@ -266,7 +266,7 @@ TEST_F(ContextCertificateTest, WithoutAnyKeyTheReadOfTheIdentifierFails) {
   EXPECT_EQ(1U, m_open.HasCertificate());
 }
 
-TEST_F(ContextCertificateTest, APrivateKeyThatWasDestroyedStillTellsItsIdentifier) {
+TEST_F(ContextCertificateTest, ADestroyedPrivateKeyStillProvidesItsIdentifier) {
   AddKeyPair(m_token, Text("one"));
   Bind(0x10);
   m_module.FailOnCall("C_DestroyObject", 2, CKR_DEVICE_REMOVED);
@@ -281,7 +281,7 @@ TEST_F(ContextCertificateTest, APrivateKeyThatWasDestroyedStillTellsItsIdentifie
             TakeLog());
 }
 
-TEST_F(ContextCertificateTest, AKeyThatRefusesTheLabelIsForgiven) {
+TEST_F(ContextCertificateTest, APrivateKeyThatRefusesTheLabelDoesNotStopTheWrite) {
   BindContainer();
   m_module.FailNext("C_SetAttributeValue", CKR_ATTRIBUTE_READ_ONLY);
   Write();
@@ -292,7 +292,7 @@ TEST_F(ContextCertificateTest, AKeyThatRefusesTheLabelIsForgiven) {
   EXPECT_EQ(Text("Holder"), OnToken(kPublic, CKA_LABEL));
 }
 
-TEST_F(ContextCertificateTest, APublicKeyThatRefusesTheLabelIsForgiven) {
+TEST_F(ContextCertificateTest, APublicKeyThatRefusesTheLabelDoesNotStopTheWrite) {
   BindContainer();
   m_module.FailOnCall("C_SetAttributeValue", 2, CKR_ATTRIBUTE_READ_ONLY);
   Write();
@@ -301,7 +301,7 @@ TEST_F(ContextCertificateTest, APublicKeyThatRefusesTheLabelIsForgiven) {
             TakeLog());
 }
 
-TEST_F(ContextCertificateTest, AnythingThrownWhileLabellingIsForgiven) {
+TEST_F(ContextCertificateTest, AnExceptionWhileLabellingDoesNotStopTheWrite) {
   BindContainer();
   m_module.BeforeNext("C_SetAttributeValue", [] { throw std::runtime_error("any"); });
   Write();
@@ -320,7 +320,7 @@ TEST_F(ContextCertificateTest, ARefusedCreationLeavesTheContainerWithoutACertifi
   EXPECT_EQ(0, Leaked());
 }
 
-TEST_F(ContextCertificateTest, TheKeysTakeTheLabelEvenWhenTheCreationFails) {
+TEST_F(ContextCertificateTest, TheKeysGetTheLabelEvenWhenTheCreationFails) {
   BindContainer();
   m_module.FailNext("C_CreateObject", CKR_DEVICE_MEMORY);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_MEMORY, Write());
@@ -328,7 +328,7 @@ TEST_F(ContextCertificateTest, TheKeysTakeTheLabelEvenWhenTheCreationFails) {
   EXPECT_EQ(Text("Holder"), OnToken(kPublic, CKA_LABEL));
 }
 
-TEST_F(ContextCertificateTest, ARefusedDestructionEndsTheWriting) {
+TEST_F(ContextCertificateTest, AnOldCertificateThatCannotBeDestroyedStopsTheWrite) {
   BindContainer();
   m_module.FailNext("C_DestroyObject", CKR_DEVICE_REMOVED);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, Write());
@@ -338,7 +338,7 @@ TEST_F(ContextCertificateTest, ARefusedDestructionEndsTheWriting) {
   EXPECT_EQ(0, Leaked());
 }
 
-TEST_F(ContextCertificateTest, AfterARefusedCreationTheNextOneDestroysNothing) {
+TEST_F(ContextCertificateTest, AfterARefusedCreationTheNextWriteDestroysNothing) {
   BindContainer();
   m_module.FailNext("C_CreateObject", CKR_DEVICE_MEMORY);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_MEMORY, Write());
@@ -347,7 +347,7 @@ TEST_F(ContextCertificateTest, AfterARefusedCreationTheNextOneDestroysNothing) {
   EXPECT_EQ(BeforeCreation() + Created(), TakeLog());
 }
 
-TEST_F(ContextCertificateTest, WhatTheHandlerDoesNotCatchLeaksNoCertificateEither) {
+TEST_F(ContextCertificateTest, AnUncaughtExceptionLeaksNoCertificateContext) {
   BindContainer();
   m_module.BeforeNext("C_CreateObject", [] { throw std::runtime_error("any"); });
   EXPECT_THROW(Write(), std::runtime_error);
@@ -356,7 +356,7 @@ TEST_F(ContextCertificateTest, WhatTheHandlerDoesNotCatchLeaksNoCertificateEithe
   EXPECT_EQ(0, Leaked());
 }
 
-TEST_F(ContextCertificateTest, AFailedLoginEndsTheWriting) {
+TEST_F(ContextCertificateTest, AFailedLoginStopsTheWrite) {
   AddContainer(m_token, Text("one"));
   m_open.Initialize("\\\\.\\Reader A\\one", 0x40, m_cryptoki, 1);
   m_module.ForgetCalls();
@@ -367,7 +367,7 @@ TEST_F(ContextCertificateTest, AFailedLoginEndsTheWriting) {
   EXPECT_THAT(TakeLog(), EndsWith(Line("PIN Cache not found")));
 }
 
-TEST_F(ContextCertificateTest, ACancelledDialogEndsTheWriting) {
+TEST_F(ContextCertificateTest, ACancelledDialogStopsTheWrite) {
   AddContainer(m_token, Text("one"));
   m_open.Initialize("\\\\.\\Reader A\\one", 0, m_cryptoki, 1);
   m_module.ForgetCalls();
@@ -408,7 +408,7 @@ TEST_F(ContextCertificateTest, TwoContextsMayWriteAtOnce) {
 
 // --- The attributes
 
-TEST_F(ContextCertificateTest, OfNoCertificateEachAttributeIsEmpty) {
+TEST_F(ContextCertificateTest, WithoutACertificateEachAttributeIsEmpty) {
   for (const Attribute& attribute : {m_open.GetCertIssuer(nullptr), m_open.GetCertSerialNumber(nullptr),
                                      m_open.GetCertSubject(nullptr), m_open.GetCertLabel(nullptr)}) {
     EXPECT_EQ(0U, attribute.GetType());
@@ -418,7 +418,7 @@ TEST_F(ContextCertificateTest, OfNoCertificateEachAttributeIsEmpty) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(ContextCertificateTest, TheNamesAreTheCertificatesDer) {
+TEST_F(ContextCertificateTest, IssuerAndSubjectAreTheDerOfTheCertificate) {
   const PCCERT_CONTEXT certificate = Context(kFirstCertificate);
   const Attribute issuer = m_open.GetCertIssuer(certificate);
   EXPECT_EQ(Line("Issuer: "), TakeLog());
@@ -433,7 +433,7 @@ TEST_F(ContextCertificateTest, TheNamesAreTheCertificatesDer) {
             ValueOf(subject));
 }
 
-TEST_F(ContextCertificateTest, TheSerialNumberIsTurnedRoundInACopy) {
+TEST_F(ContextCertificateTest, TheSerialNumberIsReversedInACopy) {
   Bytes platformOrder = {1, 2, 3};
   CERT_INFO info = {};
   info.SerialNumber.cbData = 3;
@@ -458,7 +458,7 @@ TEST_F(ContextCertificateTest, WithoutACommonNameTheLabelIsTheNextBestName) {
   EXPECT_EQ("a@b", LabelOf(DerCertificate(DerName({{kLocality, "Town"}, {kEMail, "a@b"}}))));
 }
 
-TEST_F(ContextCertificateTest, OfNoNameTheLabelHasNoValue) {
+TEST_F(ContextCertificateTest, WithoutANameTheLabelHasNoValue) {
   EXPECT_EQ("no value", LabelOf(DerCertificate(DerName({}))));
 }
 
@@ -466,13 +466,13 @@ TEST_F(ContextCertificateTest, ALabelOf255BytesIsWhole) {
   EXPECT_EQ(std::string(255, 'n'), LabelOf(DerCertificate(DerName({{kCommonName, std::string(255, 'n')}}))));
 }
 
-// The host cuts it off, and Wine hands out none then.
-TEST_F(ContextCertificateTest, ALongerLabelKeepsToItsRoom) {
+// The host cuts such a label. Wine returns none.
+TEST_F(ContextCertificateTest, ALongerLabelIsCutToItsBufferOrMissing) {
   EXPECT_THAT(LabelOf(DerCertificate(DerName({{kCommonName, std::string(256, 'n')}}))),
               AnyOf(std::string(255, 'n'), "no value"));
 }
 
-TEST_F(ContextCertificateTest, WhenThePlatformKnowsNoNameTheLabelIsTelvo) {
+TEST_F(ContextCertificateTest, WhenThePlatformReturnsNoNameTheLabelIsTelvo) {
   m_stores.Refuse("CertGetNameStringA", 5);
   EXPECT_EQ("TELVO", LabelOf(kHolderCertificate));
 }

@@ -1,4 +1,5 @@
-// Session keys of hashes. A digest of the scripted module is four bytes with the message's length, then the message.
+// Session keys derived from hashes. A digest of the scripted module is the message's length in four bytes, then the
+// message.
 #include <gtest/gtest.h>
 
 #include "fixtures/ErrorCodes.h"
@@ -27,12 +28,12 @@ class ContextDeriveTest : public KeyTest {
   CCSPHashFactory m_hashes;
 };
 
-TEST_F(ContextDeriveTest, AKeyIsTheBeginningOfTheHash) {
+TEST_F(ContextDeriveTest, AKeyIsTheBeginningOfTheHashValue) {
   BindToNewContainer();
   EXPECT_EQ((Bytes{0, 0, 0, 5, 'h', 'e', 'l'}), ValueOfKey("hello", CALG_SHA1, CALG_DES, 7));
 }
 
-TEST_F(ContextDeriveTest, OnlyTheTokensDigestAndTheObjectAreCalledFor) {
+TEST_F(ContextDeriveTest, DerivingAKeyOnlyDigestsAndCreatesTheObject) {
   BindToNewContainer();
   const auto hash = HashOf("hello", CALG_SHA1);
   Forget();
@@ -47,7 +48,7 @@ TEST_F(ContextDeriveTest, OnlyTheTokensDigestAndTheObjectAreCalledFor) {
       TakeLog());
 }
 
-TEST_F(ContextDeriveTest, AKeyIsTheContextsAndMayLeave) {
+TEST_F(ContextDeriveTest, ADerivedKeyBelongsToTheContextAndMayBeExported) {
   BindToNewContainer();
   const auto key = Derive(HashOf("hello", CALG_SHA1), CALG_DES, 7);
   EXPECT_EQ(key, m_context.GetSecretKey(key->GetKeyID()));
@@ -55,7 +56,7 @@ TEST_F(ContextDeriveTest, AKeyIsTheContextsAndMayLeave) {
   EXPECT_EQ(ALG_ID{CALG_DES}, key->GetAlgID());
 }
 
-TEST_F(ContextDeriveTest, NoOtherThreadLogsTheTokenOutWhileItsObjectIsMade) {
+TEST_F(ContextDeriveTest, NoOtherThreadLogsTheTokenOutWhileTheObjectIsCreated) {
   BindToNewContainer();
   const auto hash = HashOf("hello", CALG_SHA1);
   WaitingLogin login(m_module, "C_CreateObject");
@@ -63,14 +64,14 @@ TEST_F(ContextDeriveTest, NoOtherThreadLogsTheTokenOutWhileItsObjectIsMade) {
   EXPECT_TRUE(login.HadToWait());
 }
 
-TEST_F(ContextDeriveTest, TheHashIsFinishedByIt) {
+TEST_F(ContextDeriveTest, DerivingAKeyFinishesTheHash) {
   BindToNewContainer();
   const auto hash = HashOf("hello", CALG_SHA1);
   Derive(hash, CALG_DES, 7);
   EXPECT_EQ(1U, hash->IsFinished());
 }
 
-// 0x36 or 0x5C over and over, the value of the hash turned into the beginning.
+// 64 bytes of `filling`. The hash value is combined with the first of them by exclusive or.
 Bytes Pad(BYTE filling, const Bytes& value) {
   Bytes pad(64, filling);
   for (std::size_t i = 0; i < value.size(); ++i) pad[i] = static_cast<BYTE>(pad[i] ^ value[i]);
@@ -82,14 +83,14 @@ Bytes DigestOfPad(const Bytes& pad, std::size_t length) {
   return Joined({0, 0, 0, 64}, Bytes(pad.begin(), pad.begin() + static_cast<std::ptrdiff_t>(length) - 4));
 }
 
-TEST_F(ContextDeriveTest, ThreeKeysOfSha1AreTheDigestsOfTwoPads) {
+TEST_F(ContextDeriveTest, ATripleDesKeyFromSha1IsTheDigestsOfTwoPads) {
   BindToNewContainer();
   const Bytes value = {0, 0, 0, 3, 'a', 'b', 'c', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
   const Bytes both = Joined(DigestOfPad(Pad(0x36, value), 20), DigestOfPad(Pad(0x5C, value), 20));
   EXPECT_EQ(Bytes(both.begin(), both.begin() + 24), ValueOfKey("abc", CALG_SHA1, CALG_3DES, 24));
 }
 
-TEST_F(ContextDeriveTest, ThePadsAreThese) {
+TEST_F(ContextDeriveTest, ThePadsAndTheirDigestsAreExact) {
   BindToNewContainer();
   const auto hash = HashOf("abc", CALG_MD5);
   Forget();
@@ -123,31 +124,31 @@ struct PlainCase {
 
 class PlainHashTest : public ContextDeriveTest, public ::testing::WithParamInterface<PlainCase> {};
 
-TEST_P(PlainHashTest, IsTakenAsItIs) {
+TEST_P(PlainHashTest, IsUsedWithoutPads) {
   BindToNewContainer();
   EXPECT_EQ((Bytes{0, 0, 0, 3, 'a', 'b', 'c', 0}), ValueOfKey("abc", GetParam().hash, GetParam().algorithm, 8));
 }
 
 constexpr PlainCase kPlain[] = {
-    {"DesOfSha1", CALG_SHA1, CALG_DES},
-    {"TwoKeysOfMd5", CALG_MD5, CALG_3DES_112},
-    {"Aes128OfSha1", CALG_SHA1, CALG_AES_128},
-    {"ThreeKeysOfSha256", CALG_SHA_256, CALG_3DES},
-    {"ThreeKeysOfSha512", CALG_SHA_512, CALG_3DES},
-    {"ThreeKeysOfSsl3", CALG_SSL3_SHAMD5, CALG_3DES},
+    {"DesFromSha1", CALG_SHA1, CALG_DES},
+    {"TwoKeyTripleDesFromMd5", CALG_MD5, CALG_3DES_112},
+    {"Aes128FromSha1", CALG_SHA1, CALG_AES_128},
+    {"TripleDesFromSha256", CALG_SHA_256, CALG_3DES},
+    {"TripleDesFromSha512", CALG_SHA_512, CALG_3DES},
+    {"TripleDesFromSsl3", CALG_SSL3_SHAMD5, CALG_3DES},
 };
 
 INSTANTIATE_TEST_SUITE_P(Algorithms, PlainHashTest, ::testing::ValuesIn(kPlain),
                          [](const auto& row) { return row.param.name; });
 
-TEST_F(ContextDeriveTest, BytesThatTheHashDoesNotHaveAreZero) {
+TEST_F(ContextDeriveTest, BytesBeyondTheHashAreZero) {
   BindToNewContainer();
   Bytes expected = {0, 0, 0, 3, 'a', 'b', 'c'};
   expected.resize(100);
   EXPECT_EQ(expected, ValueOfKey("abc", CALG_SHA1, CALG_DES, 100));
 }
 
-TEST_F(ContextDeriveTest, BytesThatTheTwoDigestsDoNotHaveAreZero) {
+TEST_F(ContextDeriveTest, BytesBeyondTheTwoDigestsAreZero) {
   BindToNewContainer();
   const Bytes value = ValueOfKey("abc", CALG_MD5, CALG_3DES, 100);
   EXPECT_EQ(100U, value.size());
@@ -161,16 +162,16 @@ TEST_F(ContextDeriveTest, AKeyOfNoBytesHasNoValue) {
   EXPECT_EQ(CreationCall("19", "null of 0"), m_module.TakeCalls().back());
 }
 
-TEST_F(ContextDeriveTest, AValueThatWasSetIsTakenInThePlaceOfADigest) {
+TEST_F(ContextDeriveTest, AHashValueThatWasSetReplacesTheDigest) {
   BindToNewContainer();
   const auto hash = m_hashes.CreateHash(CALG_SHA1, m_context.GetSession());
-  const Bytes value = Counting(100, 1);  // longer than a pad, too
+  const Bytes value = Counting(100, 1);  // also longer than a pad
   hash->SetHash(value.data(), 100);
   EXPECT_EQ(Counting(8, 1), ValueOf(*Derive(hash, CALG_DES, 8)));
   EXPECT_NO_THROW(Derive(hash, CALG_3DES, 24));
 }
 
-TEST_F(ContextDeriveTest, AesIsRefusedBehindItsPads) {
+TEST_F(ContextDeriveTest, AesIsRefusedAfterItsPadsAreDigested) {
   BindToNewContainer();
   const auto hash = HashOf("abc", CALG_SHA1);
   Forget();
@@ -178,20 +179,20 @@ TEST_F(ContextDeriveTest, AesIsRefusedBehindItsPads) {
   EXPECT_EQ(9U, m_module.TakeCalls().size());
 }
 
-TEST_F(ContextDeriveTest, AHashWithoutDataIsTheHashsFailure) {
+TEST_F(ContextDeriveTest, AHashWithoutDataIsABadHashState) {
   BindToNewContainer();
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "No Data was added to be hash",
                        Derive(m_hashes.CreateHash(CALG_SHA1, m_context.GetSession()), CALG_DES, 7));
 }
 
-TEST_F(ContextDeriveTest, ADigestThatFailsIsTheHashsFailure) {
+TEST_F(ContextDeriveTest, AFailedDigestIsNteFailWithTheHashsMessage) {
   BindToNewContainer();
   const auto hash = HashOf("abc", CALG_SHA1);
   m_module.FailOnCall("C_DigestInit", 3, CKR_DEVICE_REMOVED);
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Failed to Initialize Hash Operation", Derive(hash, CALG_3DES, 21));
 }
 
-TEST_F(ContextDeriveTest, AnObjectThatTheModuleRefusesIsNteFailWithItsText) {
+TEST_F(ContextDeriveTest, AnObjectThatTheModuleRefusesIsNteFailWithTheModulesMessage) {
   BindToNewContainer();
   m_module.FailNext("C_CreateObject", CKR_ATTRIBUTE_VALUE_INVALID);
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_ATTRIBUTE_VALUE_INVALID),

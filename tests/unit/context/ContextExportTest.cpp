@@ -1,4 +1,4 @@
-// Keys that leave as blobs.
+// Exporting keys as blobs.
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -33,7 +33,7 @@ class ContextExportTest : public KeyTest {
     return blob;
   }
 
-  // What objects log when their modulus is asked for.
+  // What objects log when their modulus is read.
   static std::string ModulusFound() {
     return Line("GetModulus - Entry") + Line("GetModulus - Check attrList.size()") +
            Line("GetModulus - Iterating through attribute list") + Line("GetModulus - ATTR_MODULUS Found");
@@ -51,7 +51,7 @@ class ContextExportTest : public KeyTest {
 
 class ExportPublicKeyTest : public ContextExportTest {
  protected:
-  // The blob of a key whose exponent on the token is this.
+  // The blob of a key that has this exponent on the token.
   Bytes ExportWithExponent(const Bytes& exponent) {
     m_token.Add(PublicKeyObject(Text("one"), {0x81, 0x82}).With(CKA_PUBLIC_EXPONENT, exponent));
     m_token.Add(PrivateKeyObject(Text("one"), {0x81, 0x82}));
@@ -61,7 +61,7 @@ class ExportPublicKeyTest : public ContextExportTest {
   }
 };
 
-TEST_F(ExportPublicKeyTest, TheExchangeKeyIsWrittenToTheByte) {
+TEST_F(ExportPublicKeyTest, TheBlobOfTheExchangeKeyHasExactlyTheseBytes) {
   BindToPair(16);
   EXPECT_EQ(
       (Bytes{6, 2, 0,    0,    0x00, 0xA4, 0,    0,    'R',  'S',  'A',  '1',  0x80, 0,    0,    0,    1,    0,
@@ -71,18 +71,18 @@ TEST_F(ExportPublicKeyTest, TheExchangeKeyIsWrittenToTheByte) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(ExportPublicKeyTest, TheSignatureKeyIsTheSameButForItsAlgorithm) {
+TEST_F(ExportPublicKeyTest, TheSignatureKeysBlobDiffersOnlyInTheAlgorithm) {
   BindToPair(16);
   EXPECT_EQ(PublicKeyBlob(CALG_RSA_SIGN, Counting(16, 0x81)), ExportPublic(Signature()));
 }
 
-TEST_F(ExportPublicKeyTest, AnImportedKeyIsWrittenAsASignatureKey) {
+TEST_F(ExportPublicKeyTest, AnImportedKeyIsExportedAsASignatureKey) {
   BindToPair(16);
   const DWORD handle = Import(PublicKeyBlob(CALG_RSA_KEYX, Counting(32, 0xA1)));
   EXPECT_EQ(PublicKeyBlob(CALG_RSA_SIGN, Counting(32, 0xA1)), ExportPublic(handle));
 }
 
-TEST_F(ExportPublicKeyTest, AGeneratedPairIsExportedFromWhatWasRead) {
+TEST_F(ExportPublicKeyTest, AGeneratedPairIsExportedWithoutACallToTheModule) {
   BindToNewContainer();
   DWORD handle = 0;
   m_context.GenerateKeyPair(AT_KEYEXCHANGE, 0x02000000, &handle, &m_factory);
@@ -91,7 +91,7 @@ TEST_F(ExportPublicKeyTest, AGeneratedPairIsExportedFromWhatWasRead) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(ExportPublicKeyTest, ABlobOfTheExchangeKeyComesBackInAndOneOfTheSignatureKeyDoesNot) {
+TEST_F(ExportPublicKeyTest, AnExportedExchangeKeyCanBeImportedAndASignatureKeyCannot) {
   BindToPair(16);
   const DWORD imported = Import(ExportPublic(Exchange()));
   EXPECT_EQ(PublicKeyBlob(CALG_RSA_SIGN, Counting(16, 0x81)), ExportPublic(imported));
@@ -101,7 +101,7 @@ TEST_F(ExportPublicKeyTest, ABlobOfTheExchangeKeyComesBackInAndOneOfTheSignature
                        Import(ExportPublic(imported)));
 }
 
-TEST_F(ExportPublicKeyTest, WithoutABufferTheLengthIsAnsweredWhateverItWas) {
+TEST_F(ExportPublicKeyTest, WithoutABufferTheLengthIsReturnedWhateverItWas) {
   BindToPair(16);
   for (DWORD length : {0U, 5U, 36U, 0xFFFFFFFFU}) {
     m_context.ExportPublicKey(Exchange(), nullptr, &length);
@@ -119,7 +119,7 @@ TEST_F(ExportPublicKeyTest, ABufferThatIsTooShortIsRefusedAndLeftAlone) {
   EXPECT_EQ(35U, length);
 }
 
-TEST_F(ExportPublicKeyTest, OfALongerBufferTheRestIsLeftAlone) {
+TEST_F(ExportPublicKeyTest, TheRestOfALongerBufferIsLeftAlone) {
   BindToPair(16);
   DWORD length = 100;
   Bytes blob(100, 0xEE);
@@ -152,7 +152,7 @@ TEST_F(ExportPublicKeyTest, ASessionKeyHasNoPublicPart) {
                        m_context.ExportPublicKey(key, nullptr, &length));
 }
 
-TEST_F(ExportPublicKeyTest, ALongExponentIsCutToItsThreeLastBytes) {
+TEST_F(ExportPublicKeyTest, ALongExponentIsCutToItsLastThreeBytes) {
   const Bytes blob = ExportWithExponent({5, 4, 3, 2, 1});
   EXPECT_EQ((Bytes{1, 2, 3, 0}), Bytes(blob.begin() + 16, blob.begin() + 20));
 }
@@ -167,12 +167,12 @@ TEST_F(ExportPublicKeyTest, AnExponentOfTwoBytesIsFilledWithZeros) {
   EXPECT_EQ((Bytes{3, 1, 0, 0}), Bytes(blob.begin() + 16, blob.begin() + 20));
 }
 
-TEST_F(ExportPublicKeyTest, NoExponentIsZeros) {
+TEST_F(ExportPublicKeyTest, AMissingExponentIsZeros) {
   const Bytes blob = ExportWithExponent({});
   EXPECT_EQ((Bytes{0, 0, 0, 0}), Bytes(blob.begin() + 16, blob.begin() + 20));
 }
 
-TEST_F(ExportPublicKeyTest, TheModulusIsAskedForItsLengthFirst) {
+TEST_F(ExportPublicKeyTest, TheLengthOfTheModulusIsReadBeforeTheModulus) {
   BindToPair(16);
   ListenTo(g_objectLog);
   ExportPublic(Exchange());
@@ -188,28 +188,28 @@ class ExportSessionKeyTest : public ContextExportTest {
     m_context.ExportSessionKey(key, exchangeKey, nullptr, &length);
     return length;
   }
-  // The blob in a buffer of so many bytes; `said` is the length that was handed back.
-  Bytes Export(DWORD key, DWORD exchangeKey, DWORD room, DWORD& said) {
-    const std::unique_ptr<BYTE[]> blob(new BYTE[room]);
-    std::memset(blob.get(), 0xEE, room);
-    said = room;
+  // The blob in a buffer of `size` bytes. `returned` is the length afterwards.
+  Bytes Export(DWORD key, DWORD exchangeKey, DWORD size, DWORD& returned) {
+    const std::unique_ptr<BYTE[]> blob(new BYTE[size]);
+    std::memset(blob.get(), 0xEE, size);
+    returned = size;
     try {
-      m_context.ExportSessionKey(key, exchangeKey, blob.get(), &said);
+      m_context.ExportSessionKey(key, exchangeKey, blob.get(), &returned);
     } catch (...) {
-      m_written.assign(blob.get(), blob.get() + room);
+      m_written.assign(blob.get(), blob.get() + size);
       throw;
     }
-    return Bytes(blob.get(), blob.get() + room);
+    return Bytes(blob.get(), blob.get() + size);
   }
   Bytes Export(DWORD key, DWORD exchangeKey) {
-    DWORD said = 0;
-    return Export(key, exchangeKey, SizeOf(key, exchangeKey), said);
+    DWORD returned = 0;
+    return Export(key, exchangeKey, SizeOf(key, exchangeKey), returned);
   }
 
   Bytes m_written;  // by an export that failed
 };
 
-TEST_F(ExportSessionKeyTest, IsWrittenToTheByteAndBigEndian) {
+TEST_F(ExportSessionKeyTest, TheBlobHasExactlyTheseBytesAndItsKeyIsBigEndian) {
   BindToPair(24);
   const DWORD key = MakeSessionKey(CALG_DES);
   EXPECT_EQ((Bytes{1,   2,   0,   0,   0x01, 0x66, 0,   0,   0x00, 0xA4, 0, 0, 'E', 'E', 'E', 'E', 'E', 'E',
@@ -217,7 +217,7 @@ TEST_F(ExportSessionKeyTest, IsWrittenToTheByteAndBigEndian) {
             Export(key, Exchange()));
 }
 
-TEST_F(ExportSessionKeyTest, CostsALoginTwoReadsAndAnEncryption) {
+TEST_F(ExportSessionKeyTest, AnExportMakesALoginTwoReadsAndAnEncryption) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   Export(key, Signature());
@@ -227,23 +227,23 @@ TEST_F(ExportSessionKeyTest, CostsALoginTwoReadsAndAnEncryption) {
   EXPECT_EQ(LoginLines(), TakeLog());
 }
 
-TEST_F(ExportSessionKeyTest, TheModulusIsMeasuredAndReadThoughOnlyItsLengthIsUsed) {
+TEST_F(ExportSessionKeyTest, TheModulusIsReadAlthoughOnlyItsLengthIsUsed) {
   BindToPair();
   const DWORD key = MakeSessionKey();
-  DWORD said = 0;
+  DWORD returned = 0;
   Silence(g_contextLog);
   ListenTo(g_objectLog);
-  Export(key, Exchange(), 60, said);
+  Export(key, Exchange(), 60, returned);
   EXPECT_EQ(ModulusMeasured() + ModulusRead(), TakeLog());
 }
 
-TEST_F(ExportSessionKeyTest, EitherHandleOfThePairIsItsPublicKey) {
+TEST_F(ExportSessionKeyTest, EitherHandleOfThePairEncryptsWithItsPublicKey) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   EXPECT_EQ(Export(key, Exchange()), Export(key, Signature()));
 }
 
-TEST_F(ExportSessionKeyTest, AnImportedKeyEncrypts) {
+TEST_F(ExportSessionKeyTest, AnImportedPublicKeyEncrypts) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   const DWORD wrapping = Import(PublicKeyBlob(CALG_RSA_KEYX, Counting(64, 0xA1)));
@@ -252,7 +252,7 @@ TEST_F(ExportSessionKeyTest, AnImportedKeyEncrypts) {
   EXPECT_EQ("C_EncryptInit(1, CKM_RSA_PKCS, 4)", m_module.TakeCalls()[3]);
 }
 
-TEST_F(ExportSessionKeyTest, WithoutABufferTheSizeIsAnsweredWithoutTheModule) {
+TEST_F(ExportSessionKeyTest, WithoutABufferTheSizeIsReturnedWithoutACallToTheModule) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   EXPECT_EQ(60U, SizeOf(key, Exchange()));
@@ -260,42 +260,42 @@ TEST_F(ExportSessionKeyTest, WithoutABufferTheSizeIsAnsweredWithoutTheModule) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(ExportSessionKeyTest, TheLengthAfterwardsIsTheEncryptedKeysAlone) {
+TEST_F(ExportSessionKeyTest, TheReturnedLengthIsThatOfTheEncryptedKeyAlone) {
   BindToPair();
-  DWORD said = 0;
-  Export(MakeSessionKey(), Exchange(), 60, said);
-  EXPECT_EQ(48U, said);
+  DWORD returned = 0;
+  Export(MakeSessionKey(), Exchange(), 60, returned);
+  EXPECT_EQ(48U, returned);
 }
 
-TEST_F(ExportSessionKeyTest, OfALongerBufferTheRestIsLeftAlone) {
+TEST_F(ExportSessionKeyTest, TheRestOfALongerBufferIsLeftAlone) {
   BindToPair();
   const DWORD key = MakeSessionKey();
-  DWORD said = 0;
-  const Bytes blob = Export(key, Exchange(), 100, said);
-  EXPECT_EQ(48U, said);
+  DWORD returned = 0;
+  const Bytes blob = Export(key, Exchange(), 100, returned);
+  EXPECT_EQ(48U, returned);
   EXPECT_EQ("C_Encrypt(1, 24 bytes, room 88)", m_module.TakeCalls()[4]);
   EXPECT_EQ(Bytes(40, 0xEE), Bytes(blob.begin() + 60, blob.end()));
 }
 
-TEST_F(ExportSessionKeyTest, AShortBufferIsTheModulesMatterAndKeepsItsEnd) {
+TEST_F(ExportSessionKeyTest, TheModuleRefusesAShortBufferAndOnlyTheHeaderIsWritten) {
   BindToPair();
   const DWORD key = MakeSessionKey();
-  DWORD said = 0;
-  EXPECT_CRYPTOKI_ERROR(CKR_BUFFER_TOO_SMALL, Export(key, Exchange(), 59, said));
+  DWORD returned = 0;
+  EXPECT_CRYPTOKI_ERROR(CKR_BUFFER_TOO_SMALL, Export(key, Exchange(), 59, returned));
   EXPECT_EQ("C_Encrypt(1, 24 bytes, room 47)", m_module.TakeCalls()[4]);
-  EXPECT_EQ(48U, said);
+  EXPECT_EQ(48U, returned);
   EXPECT_EQ(Bytes(47, 0xEE), Bytes(m_written.begin() + 12, m_written.end()));
 }
 
-// Of a buffer that cannot hold the header either, every byte that there is may be written and no other; a sanitizer
-// watches.
+// When a buffer cannot even hold the header, all its bytes may be written, but none beyond its end. A sanitizer checks
+// that.
 class ShortBufferTest : public ExportSessionKeyTest, public ::testing::WithParamInterface<DWORD> {};
 
-TEST_P(ShortBufferTest, GivesTheModuleNoRoom) {
+TEST_P(ShortBufferTest, LeavesNoSpaceForTheModule) {
   BindToPair();
   const DWORD key = MakeSessionKey();
-  DWORD said = 0;
-  EXPECT_CRYPTOKI_ERROR(CKR_BUFFER_TOO_SMALL, Export(key, Exchange(), GetParam(), said));
+  DWORD returned = 0;
+  EXPECT_CRYPTOKI_ERROR(CKR_BUFFER_TOO_SMALL, Export(key, Exchange(), GetParam(), returned));
   EXPECT_EQ("C_Encrypt(1, 24 bytes, room 0)", m_module.TakeCalls()[4]);
   const Bytes header = {1, 2, 0, 0, 0x03, 0x66, 0, 0, 0x00, 0xA4, 0, 0};
   EXPECT_EQ(Bytes(header.begin(), header.begin() + GetParam()), m_written);
@@ -303,53 +303,53 @@ TEST_P(ShortBufferTest, GivesTheModuleNoRoom) {
 
 INSTANTIATE_TEST_SUITE_P(Lengths, ShortBufferTest, ::testing::Range(DWORD{0}, DWORD{13}));
 
-TEST_F(ExportSessionKeyTest, AFailureThatSaysNothingOfALengthLeavesIt) {
+TEST_F(ExportSessionKeyTest, AFailureThatReturnsNoLengthLeavesTheCallersLength) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   m_module.FailNext("C_Encrypt", CKR_DEVICE_REMOVED);
-  DWORD said = 0;
-  EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, Export(key, Exchange(), 60, said));
-  EXPECT_EQ(60U, said);
+  DWORD returned = 0;
+  EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, Export(key, Exchange(), 60, returned));
+  EXPECT_EQ(60U, returned);
 }
 
-TEST_F(ExportSessionKeyTest, ALengthThatIsLongerThanTheBufferCountsUpToTheBuffer) {
+TEST_F(ExportSessionKeyTest, AReturnedLengthBeyondTheBufferIsCutToTheBuffer) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   m_module.falsifyCount = [](const std::string& entry, CK_ULONG& count) {
     if (entry == "C_Encrypt") count = 5000;
   };
-  DWORD said = 0;
-  Export(key, Exchange(), 60, said);
-  EXPECT_EQ(48U, said);
+  DWORD returned = 0;
+  Export(key, Exchange(), 60, returned);
+  EXPECT_EQ(48U, returned);
 }
 
-TEST_F(ExportSessionKeyTest, DoesNotComeBackInUnlessItsKeyIsTurned) {
+TEST_F(ExportSessionKeyTest, AnExportedBlobCanBeImportedOnlyAfterItsKeyIsReversed) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   const Bytes blob = Export(key, Exchange());
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_ENCRYPTED_DATA_INVALID), Import(blob));
   const Bytes encrypted(blob.begin() + 12, blob.end());
   const DWORD imported = Import(SimpleBlob(CALG_3DES, Reversed(encrypted)));
-  // The value was turned when it left.
+  // The export reversed the value.
   EXPECT_EQ(Reversed(Counting(24, 1)), ValueOf(*m_context.GetSecretKey(imported)));
 }
 
-TEST_F(ExportSessionKeyTest, AGeneratedKeyMayLeaveWhateverItsFlags) {
+TEST_F(ExportSessionKeyTest, AGeneratedKeyMayBeExportedWhateverItsFlags) {
   BindToPair();
   DWORD key = 0;
   m_context.GenerateKeyPair(CALG_DES, 0, &key, &m_factory);
   EXPECT_EQ(60U, SizeOf(key, Exchange()));
 }
 
-TEST_F(ExportSessionKeyTest, AnImportedKeyMayLeaveOnlyWhenItWasBroughtInSo) {
+TEST_F(ExportSessionKeyTest, AnImportedKeyMayBeExportedOnlyIfItWasImportedAsExportable) {
   BindToPair();
   const Bytes blob = SimpleBlob(CALG_DES, Reversed(EncryptedKey(Counting(8, 1), 48)));
-  const DWORD free = Import(blob, CRYPT_EXPORTABLE);
-  EXPECT_EQ(60U, SizeOf(free, Exchange()));
+  const DWORD exportable = Import(blob, CRYPT_EXPORTABLE);
+  EXPECT_EQ(60U, SizeOf(exportable, Exchange()));
   for (const DWORD flags : {0U, 0xFFFFFFFEU}) {
-    const DWORD held = Import(blob, flags);
+    const DWORD notExportable = Import(blob, flags);
     EXPECT_CONTEXT_ERROR(Code(NTE_BAD_PUBLIC_KEY), "\nCPExportKey Error: You do not have permission to export the key",
-                         SizeOf(held, Exchange()));
+                         SizeOf(notExportable, Exchange()));
   }
 }
 
@@ -364,24 +364,24 @@ TEST_F(ExportSessionKeyTest, WithoutAPairThePublicKeyIsNotFound) {
 
 constexpr char kOnlyPublic[] = "\nCPExportKey Error: A session key is encrypted with a public key only";
 
-TEST_F(ExportSessionKeyTest, WithoutAWrappingKeyIsRefused) {
+TEST_F(ExportSessionKeyTest, AnExportWithoutAWrappingKeyIsRefused) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_PUBLIC_KEY), kOnlyPublic, SizeOf(key, 0));
-  DWORD said = 0;
-  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_PUBLIC_KEY), kOnlyPublic, Export(key, 0, 60, said));
+  DWORD returned = 0;
+  EXPECT_CONTEXT_ERROR(Code(NTE_BAD_PUBLIC_KEY), kOnlyPublic, Export(key, 0, 60, returned));
   EXPECT_EQ(Bytes(60, 0xEE), m_written);
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(ExportSessionKeyTest, ASessionKeyDoesNotWrap) {
+TEST_F(ExportSessionKeyTest, ASessionKeyCannotWrapAnother) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   const DWORD wrapping = MakeSessionKey();
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_PUBLIC_KEY), kOnlyPublic, SizeOf(key, wrapping));
 }
 
-TEST_F(ExportSessionKeyTest, AnUnknownWrappingKeyIsNoSessionKeyEither) {
+TEST_F(ExportSessionKeyTest, AnUnknownWrappingKeyIsReportedAsAMissingSymmetricKey) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Symmetric Key not found in this context", SizeOf(key, 0xFF000000));
@@ -390,11 +390,11 @@ TEST_F(ExportSessionKeyTest, AnUnknownWrappingKeyIsNoSessionKeyEither) {
 TEST_F(ExportSessionKeyTest, AnUnknownSessionKeyIsNotFound) {
   BindToPair();
   EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Symmetric Key not found in this context", SizeOf(0xFF000000, Exchange()));
-  // Before the wrapping key is looked at for what it is.
+  // This is reported before the wrapping key is checked.
   EXPECT_CONTEXT_ERROR(Code(NTE_NO_KEY), "Symmetric Key not found in this context", SizeOf(0xFF000000, 0));
 }
 
-TEST_F(ExportSessionKeyTest, AMissingPermissionIsToldBeforeAMissingWrappingKey) {
+TEST_F(ExportSessionKeyTest, AMissingPermissionIsReportedBeforeAMissingWrappingKey) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   m_context.GetSecretKey(key)->SetPermissions(0);
@@ -402,7 +402,7 @@ TEST_F(ExportSessionKeyTest, AMissingPermissionIsToldBeforeAMissingWrappingKey) 
                        SizeOf(key, 0));
 }
 
-// Each of the module's calls may be the one that fails.
+// Any of the calls to the module may fail.
 struct FailureCase {
   const char* name;
   const char* entry;
@@ -411,19 +411,19 @@ struct FailureCase {
 
 class ExportFailureTest : public ExportSessionKeyTest, public ::testing::WithParamInterface<FailureCase> {};
 
-TEST_P(ExportFailureTest, IsTheModules) {
+TEST_P(ExportFailureTest, ReachesTheCallerAsTheModulesError) {
   BindToPair();
   const DWORD key = MakeSessionKey();
   m_module.FailOnCall(GetParam().entry, GetParam().call, CKR_DEVICE_REMOVED);
-  DWORD said = 0;
-  EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, Export(key, Exchange(), 60, said));
+  DWORD returned = 0;
+  EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, Export(key, Exchange(), 60, returned));
 }
 
 constexpr FailureCase kFailures[] = {
-    {"TheQuestionForTheLength", "C_GetAttributeValue", 1},
-    {"TheValue", "C_GetAttributeValue", 2},
+    {"ReadingTheLength", "C_GetAttributeValue", 1},
+    {"ReadingTheValue", "C_GetAttributeValue", 2},
     {"EncryptInit", "C_EncryptInit", 1},
-    {"TheEncryption", "C_Encrypt", 1},
+    {"Encrypt", "C_Encrypt", 1},
 };
 
 INSTANTIATE_TEST_SUITE_P(Calls, ExportFailureTest, ::testing::ValuesIn(kFailures),

@@ -1,4 +1,4 @@
-// Making key pairs and session keys.
+// Generating key pairs and session keys.
 #include <chrono>
 #include <ctime>
 #include <future>
@@ -37,7 +37,7 @@ class ContextGenerateTest : public KeyTest {
 
 // --- Key pairs
 
-TEST_F(ContextGenerateTest, APairIsMadeOfTheseTwoTemplates) {
+TEST_F(ContextGenerateTest, AKeyPairIsGeneratedFromTheseTwoTemplates) {
   BindToNewContainer();
   Generate(AT_KEYEXCHANGE, 0x08000000);
   EXPECT_EQ(
@@ -52,7 +52,7 @@ TEST_F(ContextGenerateTest, APairIsMadeOfTheseTwoTemplates) {
       m_module.TakeCalls()[1]);
 }
 
-TEST_F(ContextGenerateTest, APairIsMadeBehindALoginAndThenRead) {
+TEST_F(ContextGenerateTest, AKeyPairIsGeneratedAfterALoginAndThenRead) {
   BindToNewContainer();
   Generate(AT_SIGNATURE, 0);
   EXPECT_EQ(LoginLines(), TakeLog());
@@ -79,7 +79,7 @@ TEST_P(PairSizeTest, TheUpperHalfOfTheFlagsIsTheSize) {
 }
 
 constexpr SizeCase kSizes[] = {
-    {"NoneIs4096", 0, 4096},
+    {"NoSizeIs4096", 0, 4096},
     {"OnlyLowFlagsAre4096", 0x0000FFFF, 4096},
     {"Of512", 0x02000000, 512},
     {"Of1024", 0x04000000, 1024},
@@ -94,7 +94,7 @@ constexpr SizeCase kSizes[] = {
 INSTANTIATE_TEST_SUITE_P(Sizes, PairSizeTest, ::testing::ValuesIn(kSizes),
                          [](const auto& row) { return row.param.name; });
 
-TEST_F(ContextGenerateTest, EachIdentifierOfAPairGivesItsOwnHandle) {
+TEST_F(ContextGenerateTest, ExchangeAndSignatureAlgorithmsReturnTheirOwnHandles) {
   BindToNewContainer();
   EXPECT_NE(m_context.GetExchangeKeyHandle(), m_context.GetSignatureKeyHandle());
   EXPECT_EQ(m_context.GetExchangeKeyHandle(), Generate(AT_KEYEXCHANGE, 0));
@@ -103,7 +103,7 @@ TEST_F(ContextGenerateTest, EachIdentifierOfAPairGivesItsOwnHandle) {
   EXPECT_EQ(m_context.GetSignatureKeyHandle(), Generate(CALG_RSA_SIGN, 0));
 }
 
-TEST_F(ContextGenerateTest, AContextWithoutHandlesGetsThemWithItsPair) {
+TEST_F(ContextGenerateTest, AContextWithoutKeyHandlesGetsThemWithItsKeyPair) {
   m_context.Initialize("\\\\.\\Reader A\\one", CRYPT_NEWKEYSET, m_cryptoki, 1);
   const BYTE pin[] = {'1', '2', '3', '4'};
   m_context.LoginWithPIN(pin, sizeof(pin));
@@ -121,7 +121,7 @@ TEST_F(ContextGenerateTest, ANewContainerHasItsKeysAfterwards) {
   EXPECT_EQ(1U, m_context.HasPrivateKey());
 }
 
-TEST_F(ContextGenerateTest, ASecondPairReplacesTheFirstWhichStaysOnTheTokenUnderTheSameIdentifier) {
+TEST_F(ContextGenerateTest, ASecondPairIsUsedAndTheFirstStaysOnTheTokenWithTheSameIdentifier) {
   BindToNewContainer();
   Generate(AT_SIGNATURE, 0x04000000);
   Generate(AT_KEYEXCHANGE, 0x02000000);
@@ -138,7 +138,7 @@ TEST_F(ContextGenerateTest, APairThatTheModuleRefusesLeavesTheContextWithoutOne)
   EXPECT_EQ(0U, m_context.HasPrivateKey());
 }
 
-// Each read of the six may be the one that fails.
+// Any of the six reads may fail.
 class FailedReadTest : public ContextGenerateTest, public ::testing::WithParamInterface<int> {};
 
 TEST_P(FailedReadTest, TheOldPairStaysInUse) {
@@ -158,7 +158,7 @@ TEST_P(FailedReadTest, TheOldPairStaysInUse) {
 
 INSTANTIATE_TEST_SUITE_P(Reads, FailedReadTest, ::testing::Range(1, 7));
 
-TEST_F(ContextGenerateTest, ANameOf63CharactersIsLabelAndIdentifierOfAPair) {
+TEST_F(ContextGenerateTest, ANameOf63CharactersBecomesLabelAndIdentifierOfAPair) {
   const std::string name(63, 'n');
   BindToNewContainer(name);
   Generate(AT_KEYEXCHANGE, 0x02000000);
@@ -168,14 +168,14 @@ TEST_F(ContextGenerateTest, ANameOf63CharactersIsLabelAndIdentifierOfAPair) {
   EXPECT_EQ(Text(name), AttributeOf(2, CKA_ID));
 }
 
-TEST_F(ContextGenerateTest, ANameOf64CharactersIsRefusedForAPairBeforeTheModuleMakesOne) {
+TEST_F(ContextGenerateTest, ANameOf64CharactersIsRefusedBeforeAPairIsGenerated) {
   BindToNewContainer(std::string(64, 'n'));
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEYSET_PARAM), "Container name is too long for a key pair",
                        Generate(AT_KEYEXCHANGE, 0));
   EXPECT_EQ(Calls{m_loginCall}, m_module.TakeCalls());
 }
 
-TEST_F(ContextGenerateTest, ANameOf64CharactersDoesNotConcernASessionKey) {
+TEST_F(ContextGenerateTest, ANameOf64CharactersIsAcceptedForASessionKey) {
   BindToNewContainer(std::string(64, 'n'));
   EXPECT_NO_THROW(Generate(CALG_DES, 0));
 }
@@ -192,7 +192,7 @@ struct SessionKeyCase {
 
 class SessionKeyTest : public ContextGenerateTest, public ::testing::WithParamInterface<SessionKeyCase> {};
 
-TEST_P(SessionKeyTest, IsMadeOfRandomBytesOfTheToken) {
+TEST_P(SessionKeyTest, IsMadeOfRandomBytesFromTheToken) {
   BindToNewContainer();
   const DWORD handle = Generate(GetParam().algorithm, 2);
   EXPECT_EQ(LoginLines() + CreationLines(), TakeLog());
@@ -208,7 +208,7 @@ TEST_P(SessionKeyTest, IsMadeOfRandomBytesOfTheToken) {
 constexpr SessionKeyCase kSessionKeys[] = {
     {"Des", CALG_DES, "19", 8, "0102030405060708"},
     {"TripleDes", CALG_3DES, "21", 24, "0102030405060708090A0B0C0D0E0F101112131415161718"},
-    {"TripleDesOfTwoKeys", CALG_3DES_112, "20", 16, "0102030405060708090A0B0C0D0E0F10"},
+    {"TwoKeyTripleDes", CALG_3DES_112, "20", 16, "0102030405060708090A0B0C0D0E0F10"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Algorithms, SessionKeyTest, ::testing::ValuesIn(kSessionKeys),
@@ -221,7 +221,7 @@ TEST_F(ContextGenerateTest, IdentifierAndLabelOfASessionKeyAre128ZeroBytes) {
   EXPECT_EQ(Bytes(128, 0), AttributeOf(key->GetObjectHandle(), CKA_LABEL));
 }
 
-TEST_F(ContextGenerateTest, TheFlagsAreTheModeOfASessionKeyAndItsPermissionIsToBeExported) {
+TEST_F(ContextGenerateTest, TheFlagsBecomeTheModeOfASessionKeyAndItMayBeExported) {
   BindToNewContainer();
   for (const DWORD flags : {0U, 1U, 2U, 0x00800004U}) {
     const auto key = m_context.GetSecretKey(Generate(CALG_3DES, flags));
@@ -230,14 +230,14 @@ TEST_F(ContextGenerateTest, TheFlagsAreTheModeOfASessionKeyAndItsPermissionIsToB
   }
 }
 
-TEST_F(ContextGenerateTest, AesIsRefusedBehindItsRandomBytes) {
+TEST_F(ContextGenerateTest, AesIsRefusedAfterItsRandomBytesAreGenerated) {
   BindToNewContainer();
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), kNoSecretKey, Generate(CALG_AES, 0));
   EXPECT_EQ((Calls{m_loginCall, "C_GenerateRandom(1, room 16)"}), m_module.TakeCalls());
   EXPECT_EQ(LoginLines() + Line("Creating Non Token Secret Key") + Line("Secret Key"), TakeLog());
 }
 
-TEST_F(ContextGenerateTest, OtherAlgorithmsAreRefusedBehindTheLogin) {
+TEST_F(ContextGenerateTest, OtherAlgorithmsAreRefusedAfterTheLogin) {
   BindToNewContainer();
   for (const DWORD algorithm : {0U, 3U, 0x660EU, 0x6610U, 0x8004U, 0xFFFFFFFFU}) {
     EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), kUnknownAlgorithm, Generate(algorithm, 0));
@@ -245,7 +245,7 @@ TEST_F(ContextGenerateTest, OtherAlgorithmsAreRefusedBehindTheLogin) {
   }
 }
 
-TEST_F(ContextGenerateTest, WithoutALoginNothingIsMade) {
+TEST_F(ContextGenerateTest, WhenTheLoginFailsNothingIsGenerated) {
   BindToNewContainer();
   m_module.FailNext("C_LoginExtended", CKR_PIN_LOCKED);
   EXPECT_CONTEXT_ERROR(Code(SCARD_W_CHV_BLOCKED),
@@ -253,7 +253,7 @@ TEST_F(ContextGenerateTest, WithoutALoginNothingIsMade) {
                        Generate(0, 0));
 }
 
-TEST_F(ContextGenerateTest, AContextForVerificationMakesNothing) {
+TEST_F(ContextGenerateTest, AContextForVerificationGeneratesNothing) {
   m_context.Initialize(nullptr, CRYPT_VERIFYCONTEXT, m_cryptoki, 1);
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "The Smart Card is not properly initialized", Generate(CALG_DES, 0));
 }
@@ -281,7 +281,7 @@ TEST_F(ContextGenerateTest, ManySessionKeysHaveTheirOwnHandles) {
   EXPECT_EQ(Counting(8, 9), ValueOf(*m_context.GetSecretKey(second)));
 }
 
-TEST_F(ContextGenerateTest, WhileAKeyWaitsForItsHandleOtherThreadsMayLogIn) {
+TEST_F(ContextGenerateTest, OtherThreadsMayLogInWhileAKeyWaitsForItsHandle) {
   BindToNewContainer();
   std::future_status other = std::future_status::deferred;
   std::future<void> login;

@@ -1,4 +1,4 @@
-// Keys that come in as blobs.
+// Importing keys from blobs.
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@ using ::testing::HasSubstr;
 class ContextImportTest : public KeyTest {
  protected:
   DWORD Import(const Bytes& blob, DWORD flags = 0) {
-    // Of the blob's very size, so that a sanitizer sees what is read behind it.
+    // Exactly the size of the blob, so that a sanitizer sees reads past its end.
     const std::unique_ptr<BYTE[]> exact(new BYTE[blob.size()]);
     std::copy(blob.begin(), blob.end(), exact.get());
     DWORD handle = kUntouched;
@@ -35,7 +35,7 @@ class ContextImportTest : public KeyTest {
 
 constexpr char kBadLength[] = "Blob Length is invalid";
 
-// --- What is no blob
+// --- Invalid calls and blobs
 
 TEST_F(ContextImportTest, ABlobIsRequired) {
   DWORD handle = 0;
@@ -46,13 +46,13 @@ TEST_F(ContextImportTest, ABlobIsRequired) {
                        m_context.ImportKey(&byte, 0, &handle, &m_factory, 0));
 }
 
-TEST_F(ContextImportTest, APlaceForTheHandleIsRequired) {
+TEST_F(ContextImportTest, AHandlePointerIsRequired) {
   const BYTE byte = 9;
   EXPECT_CONTEXT_ERROR(Code(NTE_INVALID_PARAMETER), "Key Handle should not be NULL",
                        m_context.ImportKey(&byte, 1, nullptr, &m_factory, 0));
 }
 
-TEST_F(ContextImportTest, OtherTypesOfBlobsAreRefusedWhateverTheirLength) {
+TEST_F(ContextImportTest, OtherBlobTypesAreRefusedEvenWithASingleByte) {
   for (int type = 0; type < 256; ++type) {
     if (type == 1 || type == 6) continue;
     EXPECT_CONTEXT_ERROR(Code(NTE_BAD_TYPE), "Blob Type not Supported", Import({static_cast<BYTE>(type)}));
@@ -70,7 +70,7 @@ class ImportPublicKeyTest : public ContextImportTest {
   const Bytes m_blob = PublicKeyBlob(CALG_RSA_KEYX, m_modulus);
 };
 
-TEST_F(ImportPublicKeyTest, BecomesASessionObjectOfThisTemplate) {
+TEST_F(ImportPublicKeyTest, BecomesASessionObjectWithTheseAttributes) {
   BindToPair();
   Import(m_blob);
   EXPECT_EQ((Calls{m_loginCall, "C_GenerateRandom(1, room 16)",
@@ -85,7 +85,7 @@ TEST_F(ImportPublicKeyTest, BecomesASessionObjectOfThisTemplate) {
   EXPECT_EQ(LoginLines(), TakeLog());
 }
 
-TEST_F(ImportPublicKeyTest, HasItsLabelFilledWithZeros) {
+TEST_F(ImportPublicKeyTest, HasItsLabelPaddedWithZeros) {
   BindToPair();
   const DWORD handle = Import(m_blob);
   Bytes label = Text("Generated Key Label");
@@ -127,7 +127,7 @@ TEST_F(ImportPublicKeyTest, ASecondImportIsAnotherKey) {
   EXPECT_NE(Import(m_blob), Import(m_blob));
 }
 
-TEST_F(ImportPublicKeyTest, AnotherAlgorithmThanKeyExchangeIsRefused) {
+TEST_F(ImportPublicKeyTest, AnAlgorithmOtherThanKeyExchangeIsRefused) {
   for (const unsigned algorithm : {0x2400U, 0U, 0xA401U, 0x6603U}) {
     EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
                          Import(PublicKeyBlob(algorithm, m_modulus)));
@@ -135,13 +135,13 @@ TEST_F(ImportPublicKeyTest, AnotherAlgorithmThanKeyExchangeIsRefused) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(ImportPublicKeyTest, OfABlobThatIsShorterThanItsHeaderNothingIsReadBehindTheEnd) {
+TEST_F(ImportPublicKeyTest, ABlobShorterThanItsHeaderIsRefusedAndNotReadPastItsEnd) {
   for (int length = 1; length < 20; ++length) {
     EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), kBadLength, Import(Bytes(m_blob.begin(), m_blob.begin() + length)));
   }
 }
 
-TEST_F(ImportPublicKeyTest, AWrongAlgorithmIsToldOfAShortBlobThatHoldsOne) {
+TEST_F(ImportPublicKeyTest, AShortBlobWithAWrongAlgorithmIsRefusedForTheAlgorithm) {
   const Bytes blob = PublicKeyBlob(CALG_RSA_SIGN, m_modulus);
   for (int length = 8; length < 20; ++length) {
     EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB",
@@ -149,7 +149,7 @@ TEST_F(ImportPublicKeyTest, AWrongAlgorithmIsToldOfAShortBlobThatHoldsOne) {
   }
 }
 
-TEST_F(ImportPublicKeyTest, ABlobThatEndsWithItsHeaderIsAKeyWithoutAModulusForTheModule) {
+TEST_F(ImportPublicKeyTest, ABlobThatEndsAfterItsHeaderIsAKeyWithoutAModulus) {
   BindToPair();
   const DWORD handle = Import(Bytes(m_blob.begin(), m_blob.begin() + 20));
   EXPECT_THAT(m_module.TakeCalls().back(), HasSubstr("CKA_MODULUS=null of 0, CKA_MODULUS_BITS=256,"));
@@ -161,7 +161,7 @@ TEST_F(ImportPublicKeyTest, ABlobThatEndsWithItsHeaderIsAKeyWithoutAModulusForTh
   EXPECT_EQ(PublicKeyBlob(CALG_RSA_SIGN, {}), blob);
 }
 
-TEST_F(ImportPublicKeyTest, AllThatFollowsTheHeaderIsTheModulus) {
+TEST_F(ImportPublicKeyTest, EverythingAfterTheHeaderIsTheModulus) {
   BindToPair();
   Bytes blob = m_blob;
   blob.push_back(0xEE);  // the most significant byte
@@ -174,7 +174,7 @@ TEST_F(ImportPublicKeyTest, AllThatFollowsTheHeaderIsTheModulus) {
   EXPECT_THAT(m_module.TakeCalls().back(), HasSubstr("CKA_MODULUS=A2A3A4A5A6A7A8A9"));
 }
 
-TEST_F(ImportPublicKeyTest, TheBitLengthIsHandedOnAsItStands) {
+TEST_F(ImportPublicKeyTest, TheBitLengthIsPassedOnUnchecked) {
   BindToPair();
   for (const DWORD bits : {250U, 264U, 0U, 8U, 0xFFFFFFFEU}) {
     Bytes blob = m_blob;
@@ -184,7 +184,7 @@ TEST_F(ImportPublicKeyTest, TheBitLengthIsHandedOnAsItStands) {
   }
 }
 
-TEST_F(ImportPublicKeyTest, AllFourBytesOfTheExponentAreTurned) {
+TEST_F(ImportPublicKeyTest, AllFourBytesOfTheExponentAreReversed) {
   BindToPair();
   Bytes blob = m_blob;
   for (BYTE i = 0; i < 4; ++i) blob[16 + i] = static_cast<BYTE>(i + 1);
@@ -192,7 +192,7 @@ TEST_F(ImportPublicKeyTest, AllFourBytesOfTheExponentAreTurned) {
             AttributeOf(m_context.GetImportedPublicKey(Import(blob))->GetHandle(), CKA_PUBLIC_EXPONENT));
 }
 
-TEST_F(ImportPublicKeyTest, AFailureOfTheModuleIsNteFailWithItsText) {
+TEST_F(ImportPublicKeyTest, AModuleErrorIsNteFailWithItsMessage) {
   BindToPair();
   m_module.FailNext("C_GenerateRandom", CKR_RANDOM_NO_RNG);
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_RANDOM_NO_RNG), Import(m_blob));
@@ -200,13 +200,13 @@ TEST_F(ImportPublicKeyTest, AFailureOfTheModuleIsNteFailWithItsText) {
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_MEMORY), Import(m_blob));
 }
 
-TEST_F(ImportPublicKeyTest, AFailedLoginIsItsOwn) {
+TEST_F(ImportPublicKeyTest, AFailedLoginKeepsItsOwnError) {
   BindToPair();
   m_module.FailNext("C_LoginExtended", CKR_DEVICE_REMOVED);
   EXPECT_CONTEXT_ERROR(Code(SCARD_W_CARD_NOT_AUTHENTICATED), "Failed to authenticate to TELVO Card", Import(m_blob));
 }
 
-TEST_F(ImportPublicKeyTest, IsDestroyedWithItsObjectWhereSessionKeysAre) {
+TEST_F(ImportPublicKeyTest, RemoveSecretKeyDestroysItAndItsObject) {
   BindToPair();
   const DWORD handle = Import(m_blob);
   m_module.ForgetCalls();
@@ -237,7 +237,7 @@ class ImportSessionKeyTest : public ContextImportTest {
   }
 };
 
-TEST_F(ImportSessionKeyTest, IsDecryptedByTheContainersKeyAndMadeAnObject) {
+TEST_F(ImportSessionKeyTest, IsDecryptedWithTheContainersKeyAndBecomesAnObject) {
   BindToPair();
   const DWORD handle = Import(BlobOf(CALG_DES, Counting(8, 0x11)));
   EXPECT_EQ((Calls{m_loginCall, "C_DecryptInit(1, CKM_RSA_PKCS, 2)", "C_Decrypt(1, 48 bytes, null)",
@@ -247,7 +247,7 @@ TEST_F(ImportSessionKeyTest, IsDecryptedByTheContainersKeyAndMadeAnObject) {
   EXPECT_EQ(handle, m_context.GetSecretKey(handle)->GetKeyID());
 }
 
-TEST_F(ImportSessionKeyTest, HasThePermissionsOfTheFlagsAlone) {
+TEST_F(ImportSessionKeyTest, HasExactlyThePermissionsOfTheFlags) {
   BindToPair();
   const Bytes blob = BlobOf(CALG_DES, Counting(8, 1));
   EXPECT_EQ(0U, m_context.GetSecretKey(Import(blob, 0))->GetPermissions());
@@ -255,20 +255,20 @@ TEST_F(ImportSessionKeyTest, HasThePermissionsOfTheFlagsAlone) {
   EXPECT_EQ(0xFFFFFFFEU, m_context.GetSecretKey(Import(blob, 0xFFFFFFFE))->GetPermissions());
 }
 
-TEST_F(ImportSessionKeyTest, OfEveryAlgorithmThatHasAKeyTypeIsTaken) {
+TEST_F(ImportSessionKeyTest, EveryAlgorithmThatHasAKeyTypeIsAccepted) {
   BindToPair();
   for (const unsigned algorithm : {0x6601U, 0x6603U, 0x6609U, 0x660EU}) {
     EXPECT_EQ(algorithm, m_context.GetSecretKey(Import(BlobOf(algorithm, Counting(16, 1))))->GetAlgID());
   }
 }
 
-TEST_F(ImportSessionKeyTest, Aes128IsImportedThoughItCannotBeGenerated) {
+TEST_F(ImportSessionKeyTest, Aes128CanBeImportedAlthoughItCannotBeGenerated) {
   BindToPair();
   Import(BlobOf(CALG_AES_128, Counting(16, 1)));
   EXPECT_EQ(CreationCall("31", "0102030405060708090A0B0C0D0E0F10"), m_module.TakeCalls().back());
 }
 
-TEST_F(ImportSessionKeyTest, OfAnotherAlgorithmIsRefusedBehindTheDecryption) {
+TEST_F(ImportSessionKeyTest, AnotherAlgorithmIsRefusedAfterTheDecryption) {
   BindToPair();
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "Invalid Secret Key Algorithm ID",
                        Import(BlobOf(CALG_AES, Counting(16, 1))));
@@ -277,7 +277,7 @@ TEST_F(ImportSessionKeyTest, OfAnotherAlgorithmIsRefusedBehindTheDecryption) {
                                   Line("Secret Key")));
 }
 
-TEST_F(ImportSessionKeyTest, WithoutAPrivateKeyIsRefusedWithoutALogin) {
+TEST_F(ImportSessionKeyTest, WithoutAPrivateKeyTheBlobIsRefusedWithoutALogin) {
   BindToNewContainer();
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEYSET), "Private Key does not exist in this context",
                        Import(BlobOf(CALG_DES, Counting(8, 1))));
@@ -285,12 +285,12 @@ TEST_F(ImportSessionKeyTest, WithoutAPrivateKeyIsRefusedWithoutALogin) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(ImportSessionKeyTest, WithoutAPrivateKeyAShortBlobIsRefusedForThat) {
+TEST_F(ImportSessionKeyTest, AMissingPrivateKeyIsReportedBeforeAShortBlob) {
   BindToNewContainer();
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEYSET), "Private Key does not exist in this context", Import({1, 2, 0, 0}));
 }
 
-TEST_F(ImportSessionKeyTest, OfABlobThatIsShorterThanItsHeaderNothingIsReadBehindTheEnd) {
+TEST_F(ImportSessionKeyTest, ABlobShorterThanItsHeaderIsRefusedAndNotReadPastItsEnd) {
   BindToPair();
   const Bytes blob = BlobOf(CALG_DES, Counting(8, 1));
   for (int length = 1; length < 12; ++length) {
@@ -299,19 +299,19 @@ TEST_F(ImportSessionKeyTest, OfABlobThatIsShorterThanItsHeaderNothingIsReadBehin
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(ImportSessionKeyTest, OfABlobWithoutAnEncryptedKeyIsTheModulesMatter) {
+TEST_F(ImportSessionKeyTest, ABlobWithoutAnEncryptedKeyIsRefusedByTheModule) {
   BindToPair();
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_ENCRYPTED_DATA_INVALID), Import(SimpleBlob(CALG_DES, {})));
   EXPECT_EQ("C_Decrypt(1, 0 bytes, null)", m_module.TakeCalls()[2]);
 }
 
-TEST_F(ImportSessionKeyTest, ABigEndianBlobIsTurnedTheWrongWay) {
+TEST_F(ImportSessionKeyTest, ABigEndianBlobCannotBeDecrypted) {
   BindToPair();
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_ENCRYPTED_DATA_INVALID),
                        Import(SimpleBlob(CALG_DES, EncryptedKey(Counting(8, 1), 48))));
 }
 
-// Each of the module's calls may be the one that fails.
+// Any of the calls to the module may fail.
 struct ImportFailure {
   const char* name;
   const char* entry;
@@ -320,7 +320,7 @@ struct ImportFailure {
 
 class ImportFailureTest : public ImportSessionKeyTest, public ::testing::WithParamInterface<ImportFailure> {};
 
-TEST_P(ImportFailureTest, IsNteFailWithTheModulesText) {
+TEST_P(ImportFailureTest, IsNteFailWithTheModulesMessage) {
   BindToPair();
   m_module.FailOnCall(GetParam().entry, GetParam().call, CKR_DEVICE_REMOVED);
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_REMOVED), Import(BlobOf(CALG_DES, Counting(8, 1))));
@@ -329,15 +329,15 @@ TEST_P(ImportFailureTest, IsNteFailWithTheModulesText) {
 
 constexpr ImportFailure kImportFailures[] = {
     {"DecryptInit", "C_DecryptInit", 1},
-    {"TheQuestionForTheLength", "C_Decrypt", 1},
-    {"TheDecryption", "C_Decrypt", 2},
-    {"TheObject", "C_CreateObject", 1},
+    {"DecryptForTheLength", "C_Decrypt", 1},
+    {"Decrypt", "C_Decrypt", 2},
+    {"CreateObject", "C_CreateObject", 1},
 };
 
 INSTANTIATE_TEST_SUITE_P(Calls, ImportFailureTest, ::testing::ValuesIn(kImportFailures),
                          [](const auto& row) { return row.param.name; });
 
-TEST_F(ImportSessionKeyTest, AnAbsurdLengthIsAFailureOfTheModule) {
+TEST_F(ImportSessionKeyTest, AnAbsurdLengthIsAnErrorOfTheModule) {
   BindToPair();
   m_module.falsifyCount = [](const std::string& entry, CK_ULONG& count) {
     if (entry == "C_Decrypt") count = CK_UNAVAILABLE_INFORMATION;
@@ -345,7 +345,7 @@ TEST_F(ImportSessionKeyTest, AnAbsurdLengthIsAFailureOfTheModule) {
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_GENERAL_ERROR), Import(BlobOf(CALG_DES, Counting(8, 1))));
 }
 
-TEST_F(ImportSessionKeyTest, ALengthThatGrowsInTheSecondCallCountsUpToWhatWasAllocated) {
+TEST_F(ImportSessionKeyTest, ALengthThatGrowsInTheSecondCallIsCutToTheAllocatedLength) {
   BindToPair();
   int call = 0;
   m_module.falsifyCount = [&call](const std::string& entry, CK_ULONG& count) {
@@ -355,7 +355,7 @@ TEST_F(ImportSessionKeyTest, ALengthThatGrowsInTheSecondCallCountsUpToWhatWasAll
   EXPECT_EQ(Counting(8, 1), ValueOf(*m_context.GetSecretKey(handle)));
 }
 
-TEST_F(ImportSessionKeyTest, ALengthThatShrinksInTheSecondCallIsTheKeys) {
+TEST_F(ImportSessionKeyTest, ALengthThatShrinksInTheSecondCallIsTheKeysLength) {
   BindToPair();
   int call = 0;
   m_module.falsifyCount = [&call](const std::string& entry, CK_ULONG& count) {

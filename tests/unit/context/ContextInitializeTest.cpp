@@ -1,4 +1,4 @@
-// From the name and flags of CPAcquireContext to a token. Calls are compared by their names where the arguments do not
+// How the name and flags of CPAcquireContext lead to a token. Calls are compared by name where their arguments do not
 // matter.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,13 +25,14 @@ constexpr DWORD kMachine = 0x20;
 
 class ContextInitializeTest : public ContextTest {
  protected:
-  // What a context that holds something says it holds: certificate, public key, private key.
+  // Three digits, 1 or 0: whether the context has a certificate, a public key, a private key.
   std::string Found() const {
     return std::to_string(m_context.HasCertificate()) + std::to_string(m_context.HasPublicKey()) +
            std::to_string(m_context.HasPrivateKey());
   }
 
-  // Brings up two contexts. Whether a thread that asks while the second reads its last attribute has to wait.
+  // Initializes the context twice. Returns whether another thread has to wait while the second run reads its last
+  // attribute.
   bool IsLockHeldToTheLastAttribute(const char* name) {
     int reads = 0;
     m_module.falsify = [&](CK_ATTRIBUTE&) { ++reads; };
@@ -57,7 +58,7 @@ std::string Named(const std::string& reader, const std::string& container) {
   return "\\\\.\\" + reader + "\\" + container;
 }
 
-// A certificate "one" that goes to a store; the last line stands behind a success.
+// What adding certificate "one" to a store logs. The last line is logged although this succeeds.
 std::string Propagated() {
   return Value("\nContainer Name to Add: ", "one") + Line("\nChecking Certificate Store") +
          Line("\nBefore CertAddCertificateContextToStore ") + Line("\nAfter CertAddCertificateContextToStore ") +
@@ -72,7 +73,7 @@ TEST_F(ContextInitializeTest, WithoutAModuleItFails) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(ContextInitializeTest, BadFlagsAreRefusedBeforeTheModuleIsAsked) {
+TEST_F(ContextInitializeTest, BadFlagsAreRefusedBeforeTheModuleIsCalled) {
   EXPECT_EQ("80090009: dwFlags contains an unsupported flag", InitializeError("name", 1));
   EXPECT_EQ(Line("\nInitialize Base Class"), TakeLog());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
@@ -83,12 +84,12 @@ TEST_F(ContextInitializeTest, BadFlagsAreRefusedBeforeTheNameIsParsed) {
   EXPECT_EQ(Line("\nInitialize Base Class"), TakeLog());
 }
 
-TEST_F(ContextInitializeTest, AFailingSlotListLeavesItAsItIs) {
+TEST_F(ContextInitializeTest, AnErrorOfTheSlotListIsThrownUnchanged) {
   m_module.FailNext("C_GetSlotList", CKR_DEVICE_ERROR);
   EXPECT_EQ("module 30", InitializeError("name", 0));
 }
 
-TEST_F(ContextInitializeTest, AFailingListOfAllSlotsOrSecondListLeavesItAsItIs) {
+TEST_F(ContextInitializeTest, AnErrorOfTheListOfAllSlotsOrOfTheSecondListIsThrownUnchanged) {
   m_module.AddEmptyReader("Reader A");
   m_module.FailOnCall("C_GetSlotList", 2, CKR_DEVICE_ERROR);
   EXPECT_EQ("module 30", InitializeError("name", 0));
@@ -128,14 +129,14 @@ TEST_F(ContextInitializeTest, TheModuleIsCalledInOrder) {
             m_module.TakeCalls());
 }
 
-TEST_F(ContextInitializeTest, BlanksBehindTheReadersNameDoNotMatter) {
+TEST_F(ContextInitializeTest, WhitespaceAfterTheReadersNameIsIgnored) {
   AddContainer(m_module.InsertToken("Reader A"), Text("one"));
   Initialize(Named("Reader A  \t", "one").c_str(), 0);
   EXPECT_EQ("Reader A", m_context.GetReaderName());
   EXPECT_EQ("111", Found());
 }
 
-TEST_F(ContextInitializeTest, AnotherReaderThanTheNamedOneIsPassedWithoutASession) {
+TEST_F(ContextInitializeTest, AReaderOtherThanTheNamedOneIsSkippedWithoutASession) {
   m_module.InsertToken("Reader A");
   AddContainer(m_module.InsertToken("Reader B"), Text("one"));
   Initialize(Named("Reader B", "one").c_str(), 0);
@@ -143,7 +144,7 @@ TEST_F(ContextInitializeTest, AnotherReaderThanTheNamedOneIsPassedWithoutASessio
   EXPECT_EQ(1U, m_module.OpenSessions());
 }
 
-TEST_F(ContextInitializeTest, ACertificateWithoutKeysIsAFoundContainer) {
+TEST_F(ContextInitializeTest, ACertificateWithoutKeysCountsAsTheContainer) {
   m_module.InsertToken("Reader A").Add(CertificateObject(Text("one"), "label", kFirstCertificate));
   Initialize(Named("Reader A", "one").c_str(), 0);
   EXPECT_EQ("100", Found());
@@ -151,7 +152,7 @@ TEST_F(ContextInitializeTest, ACertificateWithoutKeysIsAFoundContainer) {
                                    Line("\nSlot List Loop done")));
 }
 
-TEST_F(ContextInitializeTest, AKeyPairWithoutACertificateIsFoundUnderANamedReader) {
+TEST_F(ContextInitializeTest, AKeyPairWithoutACertificateIsFoundInANamedReader) {
   AddKeyPair(m_module.InsertToken("Reader A"), Text("one"));
   Initialize(Named("Reader A", "one").c_str(), 0);
   EXPECT_EQ("011", Found());
@@ -159,7 +160,7 @@ TEST_F(ContextInitializeTest, AKeyPairWithoutACertificateIsFoundUnderANamedReade
                                    Line("Retrieving Public Key 2") + Line("\nSlot List Loop done")));
 }
 
-TEST_F(ContextInitializeTest, APublicKeyAloneIsAFoundContainerUnderANamedReader) {
+TEST_F(ContextInitializeTest, APublicKeyAloneCountsAsTheContainerInANamedReader) {
   m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
   Initialize(Named("Reader A", "one").c_str(), kMachine);
   EXPECT_EQ("010", Found());
@@ -168,7 +169,7 @@ TEST_F(ContextInitializeTest, APublicKeyAloneIsAFoundContainerUnderANamedReader)
                                    Line("Retrieving Public Key 3") + Line("\nSlot List Loop done")));
 }
 
-TEST_F(ContextInitializeTest, ANamedReaderIsNotLeftForAnother) {
+TEST_F(ContextInitializeTest, WithANamedReaderNoOtherReaderIsTried) {
   m_module.InsertToken("Reader A");
   AddContainer(m_module.InsertToken("Reader B"), Text("one"));
   Initialize(Named("Reader A", "one").c_str(), 0);
@@ -179,7 +180,7 @@ TEST_F(ContextInitializeTest, ANamedReaderIsNotLeftForAnother) {
                                              Line("\nAddUnplugThread ") + Line("\nInitialization Finished")));
 }
 
-TEST_F(ContextInitializeTest, ATokenThatTellsNothingOfItselfIsBoundAllTheSame) {
+TEST_F(ContextInitializeTest, ATokenWhoseInformationCannotBeReadIsUsedAnyway) {
   AddContainer(m_module.InsertToken("Reader A"), Text("one"));
   m_module.FailNext("C_GetTokenInfo", CKR_DEVICE_ERROR);
   Initialize(Named("Reader A", "one").c_str(), 0);
@@ -188,7 +189,7 @@ TEST_F(ContextInitializeTest, ATokenThatTellsNothingOfItselfIsBoundAllTheSame) {
                                              Line("\nAddUnplugThread ") + Line("\nInitialization Finished")));
 }
 
-TEST_F(ContextInitializeTest, AFailingTokenOfANamedReaderIsFatal) {
+TEST_F(ContextInitializeTest, AFailingTokenInANamedReaderIsFatal) {
   m_module.InsertToken("Reader A");
   m_module.FailAlways("C_OpenSession", CKR_TOKEN_NOT_RECOGNIZED);
   SetLastError(0);
@@ -198,19 +199,19 @@ TEST_F(ContextInitializeTest, AFailingTokenOfANamedReaderIsFatal) {
   EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nOpening Session") + Line(ErrorText(CKR_TOKEN_NOT_RECOGNIZED))));
 }
 
-TEST_F(ContextInitializeTest, AFailingSearchUnderANamedReaderIsFatal) {
+TEST_F(ContextInitializeTest, AFailedSearchInANamedReaderIsFatal) {
   m_module.InsertToken("Reader A");
   m_module.FailNext("C_FindObjectsInit", CKR_DEVICE_REMOVED);
   EXPECT_EQ("80090020: " + ErrorText(CKR_DEVICE_REMOVED), InitializeError(Named("Reader A", "").c_str(), 0));
 }
 
-TEST_F(ContextInitializeTest, AFailingReadOfACertificateUnderANamedReaderIsFatal) {
+TEST_F(ContextInitializeTest, AFailedReadOfACertificateInANamedReaderIsFatal) {
   AddContainer(m_module.InsertToken("Reader A"), Text("one"));
   m_module.FailOnCall("C_GetAttributeValue", 10, CKR_DEVICE_REMOVED);
   EXPECT_EQ("80090020: " + ErrorText(CKR_DEVICE_REMOVED), InitializeError(Named("Reader A", "one").c_str(), 0));
 }
 
-TEST_F(ContextInitializeTest, AReaderThatNobodyHasEndsWithoutASession) {
+TEST_F(ContextInitializeTest, AReaderThatDoesNotExistFailsWithoutASession) {
   m_module.InsertToken("Reader A");
   EXPECT_EQ("80090020: The context has no session", InitializeError(Named("Reader X", "one").c_str(), 0));
   EXPECT_EQ(0U, m_module.OpenSessions());
@@ -219,12 +220,12 @@ TEST_F(ContextInitializeTest, AReaderThatNobodyHasEndsWithoutASession) {
                                   Line("Failed to get token info") + Line("\nSlot List at end node")));
 }
 
-TEST_F(ContextInitializeTest, AReaderThatNobodyHasIsNotFoundUnderALowFlag) {
+TEST_F(ContextInitializeTest, WithALowFlagAReaderThatDoesNotExistIsNotFound) {
   m_module.InsertToken("Reader A");
   EXPECT_EQ(kNotFound, InitializeError(Named("Reader X", "one").c_str(), CRYPT_SILENT));
 }
 
-TEST_F(ContextInitializeTest, AnEmptyDescriptionAndNoReaderNameAreEqual) {
+TEST_F(ContextInitializeTest, AnEmptySlotDescriptionMatchesAMissingReaderName) {
   AddContainer(m_module.InsertToken(std::string(1, '\0')), Text("one"));
   Initialize("one", 0);
   EXPECT_THAT(TakeLog(), HasSubstr(Line("\nIterating thru Readers") + Line("") + Line("Reader Name found")));
@@ -249,7 +250,7 @@ TEST_F(ContextInitializeTest, WithoutAReaderTheContainerIsFoundOnTheOnlyToken) {
             TakeLog());
 }
 
-TEST_F(ContextInitializeTest, TheFirstTokenThatHoldsTheContainerIsTaken) {
+TEST_F(ContextInitializeTest, TheFirstTokenThatHoldsTheContainerIsUsed) {
   AddContainer(m_module.InsertToken("Reader A"), Text("other"));
   AddContainer(m_module.InsertToken("Reader B"), Text("one"));
   AddContainer(m_module.InsertToken("Reader C"), Text("one"));
@@ -268,7 +269,7 @@ TEST_F(ContextInitializeTest, AKeyPairWithoutACertificateIsFoundWithoutAReader) 
                         Line("\nCert not found, searching for Public Key") + Line("\nSlot List Loop done")));
 }
 
-TEST_F(ContextInitializeTest, ACertificateWithoutAPrivateKeyIsPropagatedToAStoreThatIsThrownAway) {
+TEST_F(ContextInitializeTest, ACertificateWithoutAPrivateKeyIsPropagatedToATemporaryStore) {
   m_module.InsertToken("Reader A").Add(CertificateObject(Text("one"), "label", kFirstCertificate));
   Initialize("one", kMachine);
   EXPECT_EQ("100", Found());
@@ -276,7 +277,7 @@ TEST_F(ContextInitializeTest, ACertificateWithoutAPrivateKeyIsPropagatedToAStore
               HasSubstr(Line("\nGetting Default Private Key") + Propagated() + Line("\nSlot List Loop done")));
 }
 
-TEST_F(ContextInitializeTest, APublicKeyAloneIsKeptButTheWalkGoesOn) {
+TEST_F(ContextInitializeTest, APublicKeyAloneIsKeptButTheSearchGoesOn) {
   m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
   Initialize("one", 0);
   EXPECT_EQ("010", Found());
@@ -287,12 +288,12 @@ TEST_F(ContextInitializeTest, APublicKeyAloneIsKeptButTheWalkGoesOn) {
                         Line("\nSlot List at end node") + Line("\nAddUnplugThread ")));
 }
 
-TEST_F(ContextInitializeTest, APublicKeyAloneIsNoContainerUnderALowFlag) {
+TEST_F(ContextInitializeTest, WithALowFlagAPublicKeyAloneIsNoContainer) {
   m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
   EXPECT_EQ(kNotFound, InitializeError("one", kMachine));
 }
 
-TEST_F(ContextInitializeTest, BehindAPublicKeyAloneOnlyAReaderOfTheSameNameCounts) {
+TEST_F(ContextInitializeTest, AfterAPublicKeyAloneOnlyReadersOfTheSameNameAreSearched) {
   m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
   AddContainer(m_module.InsertToken("Reader B"), Text("one"));
   Initialize("one", 0);
@@ -305,12 +306,12 @@ TEST_F(ContextInitializeTest, ATokenThatFailsIsPassedOver) {
   m_module.InsertToken("Reader A");
   AddContainer(m_module.InsertToken("Reader B"), Text("one"));
   m_module.FailNext("C_FindObjectsInit", CKR_DEVICE_REMOVED);
-  DWORD errorBehindTheFirst = 0;
+  DWORD errorAfterTheFirst = 0;
   m_module.BeforeNext("C_OpenSession",
-                      [&] { m_module.BeforeNext("C_OpenSession", [&] { errorBehindTheFirst = GetLastError(); }); });
+                      [&] { m_module.BeforeNext("C_OpenSession", [&] { errorAfterTheFirst = GetLastError(); }); });
   Initialize("one", 0);
   EXPECT_EQ("Reader B", m_context.GetReaderName());
-  EXPECT_EQ(static_cast<DWORD>(CKR_DEVICE_REMOVED), errorBehindTheFirst);
+  EXPECT_EQ(static_cast<DWORD>(CKR_DEVICE_REMOVED), errorAfterTheFirst);
   EXPECT_THAT(TakeLog(), HasSubstr(Line("\nRetrieving objects") + Line(ErrorText(CKR_DEVICE_REMOVED)) +
                                    Line("\nIterating thru Readers") + Line("Reader B")));
 }
@@ -324,7 +325,7 @@ TEST_F(ContextInitializeTest, ATokenWhoseSessionDoesNotOpenIsPassedOver) {
   EXPECT_EQ("Reader B", m_context.GetReaderName());
 }
 
-TEST_F(ContextInitializeTest, APrivateKeyWithoutItsPublicKeyIsKeptAndTheReadersNameIsNot) {
+TEST_F(ContextInitializeTest, APrivateKeyWithoutItsPublicKeyIsKeptButNotTheReadersName) {
   m_module.InsertToken("Reader A").Add(PrivateKeyObject(Text("one"), Counting(128, 0x81)));
   Initialize("one", 0);
   EXPECT_EQ("001", Found());
@@ -345,8 +346,8 @@ TEST_F(ContextInitializeTest, APrivateKeyWithoutItsPublicKeyDoesNotOutliveTheSes
   EXPECT_CONTEXT_ERROR(NTE_NO_KEY, "Key Pair does not exist", m_context.GetKeyBits());
 }
 
-// The handle would name another object in the session of the second token.
-TEST_F(ContextInitializeTest, APublicKeyDoesNotOutliveTheSessionOfItsTokenInAReaderOfTheSameName) {
+// In the session of the second token the handle would name another object.
+TEST_F(ContextInitializeTest, APublicKeyDoesNotOutliveItsSessionEvenInAReaderOfTheSameName) {
   m_module.AddReader("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
   m_module.AddReader("Reader A").Add(PublicKeyObject(Text("other"), Counting(128, 0x81)));
   Initialize("one", 0);
@@ -355,7 +356,7 @@ TEST_F(ContextInitializeTest, APublicKeyDoesNotOutliveTheSessionOfItsTokenInARea
   EXPECT_EQ("Reader A", m_context.GetReaderName());
 }
 
-TEST_F(ContextInitializeTest, BehindAPublicKeyAloneAReaderOfTheSameNameIsTaken) {
+TEST_F(ContextInitializeTest, AfterAPublicKeyAloneAReaderOfTheSameNameIsUsed) {
   m_module.AddReader("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
   AddContainer(m_module.AddReader("Reader A"), Text("one"));
   Initialize("one", 0);
@@ -364,18 +365,18 @@ TEST_F(ContextInitializeTest, BehindAPublicKeyAloneAReaderOfTheSameNameIsTaken) 
 
 // --- Other threads
 
-TEST_F(ContextInitializeTest, FromTheSessionToTheLastObjectNoOtherThreadDestroysOne) {
+TEST_F(ContextInitializeTest, NoOtherThreadDestroysAnObjectWhileThoseOfATokenAreRead) {
   AddKeyPair(m_module.InsertToken("Reader A"), Text("one"));
   for (const std::string& name : {std::string("one"), Named("Reader A", "one")}) {
     WaitingLogin login(m_module, "C_OpenSession");
     Initialize(name.c_str(), 0);
     EXPECT_TRUE(login.HadToWait()) << name;
-    // The look-up of the keys reads them once more.
+    // Looking up the keys reads them again.
     EXPECT_TRUE(IsLockHeldToTheLastAttribute(name.c_str())) << name;
   }
 }
 
-TEST_F(ContextInitializeTest, OtherThreadsAreKeptOutForOneTokenAndNotForTheWalk) {
+TEST_F(ContextInitializeTest, OtherThreadsWaitWhileOneTokenIsReadButNotForTheWholeSearch) {
   m_module.InsertToken("Reader A");
   AddContainer(m_module.InsertToken("Reader B"), Text("one"));
   for (const char* entry : {"C_GetSlotList", "C_GetTokenInfo"}) {
@@ -385,7 +386,7 @@ TEST_F(ContextInitializeTest, OtherThreadsAreKeptOutForOneTokenAndNotForTheWalk)
   }
 }
 
-TEST_F(ContextInitializeTest, TheCertificatesOfTheTokenVisitedLastAreEnumeratedAlsoWhenTheContainerIsNowhere) {
+TEST_F(ContextInitializeTest, WithoutTheContainerTheCertificatesOfTheLastTokenAreEnumerated) {
   AddContainer(m_module.InsertToken("Reader A"), Text("other"));
   AddContainer(m_module.InsertToken("Reader B"), Text("another"));
   Initialize("one", 0);
@@ -395,7 +396,7 @@ TEST_F(ContextInitializeTest, TheCertificatesOfTheTokenVisitedLastAreEnumeratedA
   EXPECT_EQ(nullptr, m_context.NextCertificate(false));
 }
 
-TEST_F(ContextInitializeTest, TheCertificatesOfATokenStayWhenTheNextOneDoesNotOpen) {
+TEST_F(ContextInitializeTest, TheCertificatesOfATokenStayWhenTheNextTokenDoesNotOpen) {
   AddContainer(m_module.InsertToken("Reader A"), Text("other"));
   m_module.InsertToken("Reader B");
   for (int attempt = 2; attempt <= 12; ++attempt) m_module.FailOnCall("C_OpenSession", attempt, CKR_DEVICE_ERROR);
@@ -407,7 +408,7 @@ TEST_F(ContextInitializeTest, TheCertificatesOfATokenStayWhenTheNextOneDoesNotOp
   EXPECT_EQ("other", ContainerNameOf(*certificate));
 }
 
-TEST_F(ContextInitializeTest, AContainerThatIsNowhereIsASuccessWithoutFlags) {
+TEST_F(ContextInitializeTest, WithoutFlagsAMissingContainerIsASuccess) {
   AddContainer(m_module.InsertToken("Reader A"), Text("other"));
   AddContainer(m_module.InsertToken("Reader B"), Text("another"));
   Initialize("one", 0);
@@ -415,14 +416,14 @@ TEST_F(ContextInitializeTest, AContainerThatIsNowhereIsASuccessWithoutFlags) {
   EXPECT_EQ("", m_context.GetReaderName());
   EXPECT_EQ("one", m_context.GetContainerName());
   ASSERT_NE(nullptr, m_context.GetSession());
-  // The session of the token visited last; no watcher without a reader.
+  // The session is that of the token visited last. Without a reader there is no watcher.
   EXPECT_EQ(2U, m_context.GetSession()->GetSessionHandle());
   const std::string log = TakeLog();
   EXPECT_THAT(log, ::testing::EndsWith(Line("\nSlot List at end node") + Line("\nInitialization Finished")));
   EXPECT_THAT(log, Not(HasSubstr("AddUnplugThread")));
 }
 
-TEST_F(ContextInitializeTest, WithEveryTokenPassedOverASuccessHasNoSession) {
+TEST_F(ContextInitializeTest, WhenEveryTokenFailsInitializeSucceedsWithoutASession) {
   m_module.InsertToken("Reader A");
   m_module.FailAlways("C_OpenSession", CKR_DEVICE_ERROR);
   Initialize("one", 0);
@@ -431,13 +432,13 @@ TEST_F(ContextInitializeTest, WithEveryTokenPassedOverASuccessHasNoSession) {
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "The context has no session", m_context.GenerateRandom(random, 4));
 }
 
-TEST_F(ContextInitializeTest, AContainerThatIsNowhereIsNotFoundUnderEachLowFlag) {
+TEST_F(ContextInitializeTest, WithEachLowFlagAMissingContainerIsNotFound) {
   AddContainer(m_module.InsertToken("Reader A"), Text("other"));
   for (const DWORD flags : {kDelete, kMachine, DWORD{CRYPT_SILENT}, DWORD{0x80}})
     EXPECT_EQ(kNotFound, InitializeError("one", flags));
 }
 
-TEST_F(ContextInitializeTest, UnderANamedReaderAMissingContainerIsASuccessAlsoWithALowFlag) {
+TEST_F(ContextInitializeTest, InANamedReaderAMissingContainerIsASuccessEvenWithALowFlag) {
   m_module.InsertToken("Reader A");
   for (const DWORD flags : {DWORD{0}, kDelete, kMachine, DWORD{CRYPT_SILENT}}) {
     EXPECT_EQ("nothing", InitializeError(Named("Reader A", "one").c_str(), flags));
@@ -446,7 +447,7 @@ TEST_F(ContextInitializeTest, UnderANamedReaderAMissingContainerIsASuccessAlsoWi
   }
 }
 
-// --- A container that is to be made
+// --- A new container
 
 TEST_F(ContextInitializeTest, ANewContainerThatExistsIsRefused) {
   AddContainer(m_module.InsertToken("Reader A"), Text("one"));
@@ -459,7 +460,7 @@ TEST_F(ContextInitializeTest, AKeyPairAloneIsAnExistingContainer) {
   EXPECT_EQ(kExists, InitializeError("one", kNew));
 }
 
-TEST_F(ContextInitializeTest, APublicKeyAloneExistsOnlyUnderANamedReader) {
+TEST_F(ContextInitializeTest, APublicKeyAloneIsAnExistingContainerOnlyInANamedReader) {
   m_module.InsertToken("Reader A").Add(PublicKeyObject(Text("one"), Counting(128, 0x81)));
   EXPECT_EQ(kExists, InitializeError(Named("Reader A", "one").c_str(), kNew));
   EXPECT_EQ("nothing", InitializeError("one", kNew));
@@ -477,7 +478,7 @@ TEST_F(ContextInitializeTest, ANewContainerOnTheOnlyTokenKeepsItsName) {
   EXPECT_THAT(log, Not(HasSubstr("Slot List at end node")));
 }
 
-TEST_F(ContextInitializeTest, ANewContainerUnderANamedReaderKeepsItsName) {
+TEST_F(ContextInitializeTest, ANewContainerInANamedReaderKeepsItsName) {
   m_module.InsertToken("Reader A");
   m_module.InsertToken("Reader B");
   Initialize(Named("Reader B", "one").c_str(), kNew);
@@ -493,19 +494,19 @@ TEST_F(ContextInitializeTest, APrivateKeyWithoutItsPublicKeyIsNoExistingContaine
   EXPECT_EQ(1U, Acquire(Named("Reader A", "one").c_str(), kNew)->HasPrivateKey());
 }
 
-TEST_F(ContextInitializeTest, ANewContainerWithoutANameGetsOneOf32HexadecimalDigits) {
+TEST_F(ContextInitializeTest, ANewContainerWithoutANameIsNamedWith32HexadecimalDigits) {
   m_module.InsertToken("Reader A");
   Initialize(nullptr, kNew);
   EXPECT_EQ("0102030405060708090A0B0C0D0E0F10", m_context.GetContainerName());
 }
 
-TEST_F(ContextInitializeTest, ATokenThatHasNoRandomBytesForANameLeavesInitializeAsItIs) {
+TEST_F(ContextInitializeTest, AnErrorOfTheRandomBytesForANameIsThrownUnchanged) {
   m_module.InsertToken("Reader A");
   m_module.FailNext("C_GenerateRandom", CKR_DEVICE_ERROR);
   EXPECT_EQ("module 30", InitializeError(nullptr, kNew));
 }
 
-TEST_F(ContextInitializeTest, ANamelessNewContainerOnATokenThatHoldsAnythingExists) {
+TEST_F(ContextInitializeTest, ANewContainerWithoutANameExistsIfTheTokenHoldsAnything) {
   ScriptedToken& token = m_module.InsertToken("Reader A");
   AddKeyPair(token, Text("other"));
   EXPECT_EQ(kExists, InitializeError(nullptr, kNew));
@@ -518,14 +519,14 @@ TEST_F(ContextInitializeTest, ASilentNewContainerThatDoesNotExistIsNotFound) {
   EXPECT_EQ(kNotFound, InitializeError("one", kNew | CRYPT_SILENT));
 }
 
-TEST_F(ContextInitializeTest, ANewContainerWithEveryTokenPassedOverFails) {
+TEST_F(ContextInitializeTest, WhenEveryTokenFailsANewContainerFails) {
   m_module.InsertToken("Reader A");
   m_module.FailAlways("C_OpenSession", CKR_DEVICE_ERROR);
   EXPECT_EQ("80090020: The context has no session", InitializeError(nullptr, kNew));
   EXPECT_EQ("80090020: The context has no session", InitializeError("one", kNew));
 }
 
-TEST_F(ContextInitializeTest, ANewContainerOnATokenWhoseSearchFailsHasTheReadersNameTrimmed) {
+TEST_F(ContextInitializeTest, WhenTheSearchFailsANewContainerHasTheTrimmedReaderName) {
   m_module.InsertToken("Reader A\t");
   m_module.FailNext("C_FindObjectsInit", CKR_DEVICE_ERROR);
   Initialize("one", kNew);
@@ -560,7 +561,7 @@ TEST_F(ContextInitializeTest, VerificationWithALowFlagAndNoSlotIsNotFound) {
   EXPECT_EQ(kNotFound, InitializeError(nullptr, kVerify | CRYPT_SILENT));
 }
 
-TEST_F(ContextInitializeTest, VerificationOfANewContainerSaysThatItExistsAndTouchesNoToken) {
+TEST_F(ContextInitializeTest, VerificationOfANewContainerReportsThatItExistsAndTouchesNoToken) {
   m_module.InsertToken("Reader A");
   for (const DWORD flags : {0xF0000028U, 0xF0000048U}) {
     EXPECT_EQ(kExists, InitializeError(nullptr, flags)) << flags;
@@ -613,14 +614,14 @@ TEST_F(ContextInitializeTest, ASilentContextWithANameAndWithoutATokenFails) {
   EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("\nRetrieve Active Slot List")));
 }
 
-TEST_F(ContextInitializeTest, WithoutATokenAContainersNameNeedsNoReader) {
+TEST_F(ContextInitializeTest, WithoutATokenAContainerNameFailsAndTheUserIsNotAsked) {
   m_module.AddEmptyReader("Reader A");
   EXPECT_EQ("80090020: No Active Slot found", InitializeError("one", 0));
 }
 
-TEST_F(ContextInitializeTest, ACardInsertedBehindTheFirstListIsSeen) {
+TEST_F(ContextInitializeTest, ACardInsertedAfterTheFirstSlotListIsSeen) {
   m_module.AddEmptyReader("Reader A");
-  // The first list, empty, is one call; the list of all slots is two.
+  // The first list is empty and takes one call. The list of all slots takes two.
   int lists = 0;
   m_module.BeforeNext("C_GetSlotList", [&] {
     ++lists;
@@ -644,7 +645,7 @@ class ReaderChoiceTest : public ContextInitializeTest {
     m_pcsc.AddReader("Reader B");
   }
 
-  // The user takes a row of the list, which is sorted.
+  // The user chooses a row of the sorted list.
   static ScriptedDialogs::Script Choose(int row) {
     return [row](ScriptedDialog& dialog) {
       EXPECT_EQ(124, dialog.GetResource());
@@ -679,7 +680,7 @@ TEST_F(ReaderChoiceTest, WithoutAnyCardTheUserIsAskedUnlessAContainerIsNamed) {
   EXPECT_EQ(2, m_dialogs.ShownCount());
 }
 
-TEST_F(ReaderChoiceTest, WithOneTokenNobodyIsAsked) {
+TEST_F(ReaderChoiceTest, WithOneTokenTheUserIsNotAsked) {
   AddContainer(m_module.InsertToken("Reader A"), Text("one"));
   m_module.AddEmptyReader("Reader B");
   Initialize(nullptr, 0);
@@ -687,7 +688,7 @@ TEST_F(ReaderChoiceTest, WithOneTokenNobodyIsAsked) {
   EXPECT_EQ("Reader A", m_context.GetReaderName());
 }
 
-TEST_F(ReaderChoiceTest, ForANewContainerTheUserIsAskedAlsoWithItsName) {
+TEST_F(ReaderChoiceTest, ForANewContainerTheUserIsAskedEvenIfItHasAName) {
   m_module.InsertToken("Reader A");
   m_module.InsertToken("Reader B");
   m_dialogs.OnNext(Choose(1));
@@ -695,7 +696,7 @@ TEST_F(ReaderChoiceTest, ForANewContainerTheUserIsAskedAlsoWithItsName) {
   EXPECT_EQ("Reader B", m_context.GetReaderName());
 }
 
-TEST_F(ReaderChoiceTest, ANewContainerOnTokensWhoseSearchFailsHasTheReaderOfTheFirstSlot) {
+TEST_F(ReaderChoiceTest, WhenTheSearchFailsANewContainerHasTheReaderOfTheFirstSlot) {
   m_module.InsertToken("Reader A");
   m_module.InsertToken("Reader B");
   m_module.FailAlways("C_FindObjectsInit", CKR_DEVICE_ERROR);
@@ -704,28 +705,28 @@ TEST_F(ReaderChoiceTest, ANewContainerOnTokensWhoseSearchFailsHasTheReaderOfTheF
   EXPECT_EQ("Reader A", m_context.GetReaderName());
 }
 
-TEST_F(ReaderChoiceTest, AContainersNameAloneNeedsNoChoice) {
+TEST_F(ReaderChoiceTest, ForAContainerNameAloneTheUserIsNotAsked) {
   m_module.InsertToken("Reader A");
   AddContainer(m_module.InsertToken("Reader B"), Text("one"));
   Initialize("one", 0);
   EXPECT_EQ(0, m_dialogs.ShownCount());
 }
 
-TEST_F(ReaderChoiceTest, AnEmptyContainerOfANamedReaderNeedsNoChoice) {
+TEST_F(ReaderChoiceTest, ForANamedReaderWithoutAContainerTheUserIsNotAsked) {
   m_module.InsertToken("Reader A");
   m_module.InsertToken("Reader B");
   Initialize("\\\\.\\Reader B\\", 0);
   EXPECT_EQ(0, m_dialogs.ShownCount());
 }
 
-TEST_F(ReaderChoiceTest, ACancelledChoiceIsCancelled) {
+TEST_F(ReaderChoiceTest, ACancelledChoiceIsReportedAsCancelled) {
   m_module.InsertToken("Reader A");
   m_module.InsertToken("Reader B");
   m_dialogs.OnNext(CancelDialog());
   EXPECT_EQ("8010006E: The operation was cancelled by the user", InitializeError(nullptr, 0));
 }
 
-TEST_F(ReaderChoiceTest, ACardInsertedWhileTheDialogStandsIsUsed) {
+TEST_F(ReaderChoiceTest, ACardInsertedWhileTheDialogIsOpenIsUsed) {
   m_module.AddEmptyReader("Reader A");
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
     AddContainer(m_module.InsertToken("Reader A"), Text("one"));
@@ -743,14 +744,14 @@ TEST_F(ReaderChoiceTest, AChoiceWithoutACardFails) {
   EXPECT_EQ("80090020: No Active Slot found", InitializeError(nullptr, 0));
 }
 
-TEST_F(ReaderChoiceTest, AReadersListThatFailsLeavesInitializeAsItIs) {
+TEST_F(ReaderChoiceTest, AnErrorOfTheReaderListIsThrownUnchanged) {
   m_module.InsertToken("Reader A");
   m_module.InsertToken("Reader B");
   m_pcsc.FailNext("SCardListReadersA", Code(SCARD_E_NO_SERVICE));
   m_dialogs.OnNext([](ScriptedDialog&) { ADD_FAILURE(); });
   try {
     Initialize(nullptr, 0);
-    ADD_FAILURE() << "nothing was raised";
+    ADD_FAILURE() << "no exception was thrown";
   } catch (const std::exception& error) {
     EXPECT_STREQ("SCardListReaders Failed: 0x8010001D", error.what());
   }

@@ -1,4 +1,4 @@
-// Key bytes leave nothing behind in the provider's memory.
+// The provider wipes key bytes from its memory.
 #include <algorithm>
 #include <array>
 #include <boost/make_shared.hpp>
@@ -19,7 +19,7 @@
 
 namespace {
 
-// Watches the first buffer that holds a key: random bytes, a key decrypted, a key to be encrypted.
+// Watches the first buffer that holds a key: random bytes, a decrypted key, or a key to be encrypted.
 class WatchingModule : public ScriptedModule {
  public:
   CK_RV C_GenerateRandom(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG length) override {
@@ -125,11 +125,11 @@ TEST_F(ContextKeyWipingTest, AKeyWhoseExportFailsIsWiped) {
   ExpectWiped();
 }
 
-// --- Keys that are derived
+// --- Derived keys
 
 using Digest = std::array<BYTE, 20>;
 
-// What the module says of the n-th message, and the same in a pad.
+// The module's digest of the n-th message; with a filling, the digest as it is in a pad.
 Digest DigestOf(int number, BYTE filling = 0) {
   Digest digest = {};
   for (std::size_t i = 0; i < digest.size(); ++i) {
@@ -138,7 +138,7 @@ Digest DigestOf(int number, BYTE filling = 0) {
   return digest;
 }
 
-// A module that keeps no copy of what it is given and answers.
+// A module that keeps no copy of its inputs and results.
 class ForgetfulModule : public ScriptedModule {
  public:
   CK_RV C_DigestInit(CK_SESSION_HANDLE /*session*/, CK_MECHANISM_PTR /*mechanism*/) override { return CKR_OK; }
@@ -184,7 +184,7 @@ class DerivationWipingTest : public ContextTest {
   CCSPHashFactory m_hashes;
 };
 
-TEST_F(DerivationWipingTest, NothingOfAKeyOrOfWhatItIsMadeOfIsLeftBehind) {
+TEST_F(DerivationWipingTest, ADerivedKeyAndItsInputsAreNotLeftInMemory) {
   const Digest secrets[] = {DigestOf(0), DigestOf(0, 0x36), DigestOf(0, 0x5C), DigestOf(1), DigestOf(2)};
   for (const Digest& secret : secrets) {
     const HeapSearch search({{reinterpret_cast<const char*>(secret.data()), secret.size()}});

@@ -76,7 +76,7 @@ TEST_F(ContextLoginTest, ATokenThatIsNotInitialisedFailsBeforeTheCacheIsTouched)
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(ContextLoginTest, ASilentContextSaysSoOfATokenThatIsNotInitialised) {
+TEST_F(ContextLoginTest, WhenTheTokenIsNotInitialisedASilentContextLogsThatItIsSilent) {
   m_token.flags = 0;
   Bind(0x40);
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), kNotInitialized, m_open.Login());
@@ -110,7 +110,7 @@ TEST_F(ContextLoginTest, ALoginWithTheRememberedPINLeavesAPendingSignaturePendin
   EXPECT_EQ(7U, m_open.m_errFlags);
 }
 
-TEST_F(ContextLoginTest, EachOperationLogsInAnew) {
+TEST_F(ContextLoginTest, EachOperationLogsInAgain) {
   Bind();
   CachePIN("1234");
   m_open.Login();
@@ -118,7 +118,7 @@ TEST_F(ContextLoginTest, EachOperationLogsInAnew) {
   EXPECT_EQ((Calls{"C_LoginExtended", "C_LoginExtended"}), m_module.TakeCallNames());
 }
 
-TEST_F(ContextLoginTest, AStalePINCostsOneTryAndTheUserIsAsked) {
+TEST_F(ContextLoginTest, AStalePINUsesUpOneTryAndTheUserIsAsked) {
   m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
   Bind();
   CachePIN("9999");
@@ -143,11 +143,11 @@ TEST_F(ContextLoginTest, ASilentContextForgetsAStalePINAndFails) {
   EXPECT_EQ(Calls{"C_LoginExtended"}, m_module.TakeCallNames());
 }
 
-TEST_F(ContextLoginTest, ARefusedPINThatAnotherContextPutsBackIsNotOfferedAgain) {
+TEST_F(ContextLoginTest, ARefusedPINThatAnotherContextPutsBackIsNotTriedAgain) {
   m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
   Bind(0x40);
   CachePIN("9999");
-  // It waits until the PIN is forgotten, and remembers it again.
+  // The other context waits until the PIN is forgotten, and stores it again.
   std::thread other;
   m_module.BeforeNext("C_LoginExtended", [&] {
     other = std::thread([this] {
@@ -172,7 +172,7 @@ TEST_F(ContextLoginTest, ALockedTokenKeepsTheRememberedPIN) {
   EXPECT_THAT(TakeLog(), EndsWith(Line("Login") + Line("Error in logging in to card")));
 }
 
-TEST_F(ContextLoginTest, AnotherFailureWithTheRememberedPINIsNotAuthenticatedAndKeepsIt) {
+TEST_F(ContextLoginTest, AnyOtherErrorIsNotAuthenticatedAndKeepsTheRememberedPIN) {
   Bind();
   CachePIN("1234");
   m_module.FailNext("C_LoginExtended", CKR_DEVICE_REMOVED);
@@ -181,14 +181,14 @@ TEST_F(ContextLoginTest, AnotherFailureWithTheRememberedPINIsNotAuthenticatedAnd
   EXPECT_THAT(TakeLog(), EndsWith(Line("Error in logging in to card") + Value(ErrorText(CKR_DEVICE_REMOVED), "32")));
 }
 
-TEST_F(ContextLoginTest, TriesLeftAsAnAnswerAreSuchAnotherFailure) {
+TEST_F(ContextLoginTest, AResultThatCountsTheTriesLeftIsTreatedAsAnyOtherError) {
   Bind();
   CachePIN("9999");
   EXPECT_CONTEXT_ERROR(Code(SCARD_W_CARD_NOT_AUTHENTICATED), "Failed to authenticate to TELVO Card", m_open.Login());
   EXPECT_EQ("9999", CachedPIN());
 }
 
-TEST_F(ContextLoginTest, AUserWhoIsLoggedInAlreadyIsWelcome) {
+TEST_F(ContextLoginTest, BeingAlreadyLoggedInCountsAsASuccess) {
   Bind();
   CachePIN("1234");
   m_module.FailNext("C_LoginExtended", CKR_USER_ALREADY_LOGGED_IN);
@@ -217,7 +217,7 @@ TEST_F(ContextLoginTest, WithoutAPINTheUserIsAskedAndTheNextLoginIsSilent) {
   EXPECT_EQ(1, dialogs.ShownCount());
 }
 
-TEST_F(ContextLoginTest, APINThatOneContextLearnsServesAnother) {
+TEST_F(ContextLoginTest, APINEnteredInOneContextIsUsedByAnother) {
   Bind();
   ScriptedDialogs dialogs;
   dialogs.OnNext(EnterPIN("1234"));
@@ -233,7 +233,7 @@ TEST_F(ContextLoginTest, ASilentContextWithoutAPINFails) {
   EXPECT_EQ(Opening() + Line("PIN Cache not found"), TakeLog());
 }
 
-TEST_F(ContextLoginTest, ACancelledDialogIsCancelled) {
+TEST_F(ContextLoginTest, ACancelledDialogIsReportedAsCancelled) {
   Bind();
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
@@ -243,7 +243,7 @@ TEST_F(ContextLoginTest, ACancelledDialogIsCancelled) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(ContextLoginTest, EveryOtherResultOfTheDialogIsAFinishedLogin) {
+TEST_F(ContextLoginTest, EveryOtherResultOfTheDialogCountsAsALogin) {
   Bind();
   ScriptedDialogs dialogs;
   dialogs.OnNext([](ScriptedDialog& dialog) { dialog.End(static_cast<INT_PTR>(Code(NTE_FAIL))); });
@@ -294,7 +294,7 @@ TEST_F(ContextLoginTest, ASilentContextWorksFromTheCacheUntilTheWatcherClearsIt)
 }
 
 TEST_F(ContextLoginTest, WithoutASessionTheUserIsNotAsked) {
-  // Every token was passed over, though this one tells what it is.
+  // Every token was passed over, although this one returns its information.
   m_module.FailAlways("C_OpenSession", CKR_DEVICE_ERROR);
   m_open.Initialize("one", 0, m_cryptoki, 1);
   const ScriptedDialogs dialogs;
@@ -302,7 +302,7 @@ TEST_F(ContextLoginTest, WithoutASessionTheUserIsNotAsked) {
   EXPECT_EQ(0, dialogs.ShownCount());
 }
 
-// --- A cancelled signature. A signature marks its login as its own.
+// --- A cancelled signature. A signature marks the login that it makes.
 
 class SignatureLoginTest : public ContextLoginTest {
  protected:
@@ -312,7 +312,7 @@ class SignatureLoginTest : public ContextLoginTest {
   }
 };
 
-TEST_F(SignatureLoginTest, BehindACancelledOneTheNextFailsWithoutADialogAndTheOneAfterThatShowsIt) {
+TEST_F(SignatureLoginTest, AfterACancelledLoginTheNextFailsSilentlyAndTheOneAfterThatAsks) {
   Bind();
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
@@ -335,7 +335,7 @@ TEST_F(SignatureLoginTest, BehindACancelledOneTheNextFailsWithoutADialogAndTheOn
   EXPECT_EQ(0U, m_open.m_errFlags);
 }
 
-TEST_F(SignatureLoginTest, AThirdThatIsCancelledIsRememberedAgain) {
+TEST_F(SignatureLoginTest, ACancelledThirdLoginIsRememberedAgain) {
   Bind();
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
@@ -345,7 +345,7 @@ TEST_F(SignatureLoginTest, AThirdThatIsCancelledIsRememberedAgain) {
   EXPECT_EQ(2, dialogs.ShownCount());
 }
 
-TEST_F(SignatureLoginTest, AnyCommonBitCountsAsCancelled) {
+TEST_F(SignatureLoginTest, AnyBitOfTheCancelledCodeCountsAsCancelled) {
   Bind();
   m_open.m_errFlags = 2;
   EXPECT_CONTEXT_ERROR(Code(SCARD_W_CANCELLED_BY_USER), kCancelledMessage, LoginToSign());
@@ -355,7 +355,7 @@ TEST_F(SignatureLoginTest, AnyCommonBitCountsAsCancelled) {
   LoginToSign();
 }
 
-TEST_F(SignatureLoginTest, ACancelElsewhereIsNotRemembered) {
+TEST_F(SignatureLoginTest, ACancelOutsideASignatureIsNotRemembered) {
   Bind();
   ScriptedDialogs dialogs;
   dialogs.OnNext(CancelDialog());
@@ -363,7 +363,7 @@ TEST_F(SignatureLoginTest, ACancelElsewhereIsNotRemembered) {
   EXPECT_EQ(0U, m_open.m_errFlags);
 }
 
-TEST_F(SignatureLoginTest, ACancelElsewhereIsRememberedWhenASignatureLoggedInFromTheCacheBefore) {
+TEST_F(SignatureLoginTest, ACancelIsRememberedAfterASignatureLoggedInFromTheCache) {
   Bind();
   CachePIN("1234");
   LoginToSign();
@@ -376,7 +376,7 @@ TEST_F(SignatureLoginTest, ACancelElsewhereIsRememberedWhenASignatureLoggedInFro
 
 // --- The PIN of an application
 
-TEST_F(ContextLoginTest, APINOfAnApplicationIsRequired) {
+TEST_F(ContextLoginTest, AnApplicationMustPassAPIN) {
   Bind();
   const BYTE pin = '1';
   EXPECT_CONTEXT_ERROR(Code(ERROR_INVALID_PARAMETER), "PIN and PIN Length should be present",
@@ -386,7 +386,7 @@ TEST_F(ContextLoginTest, APINOfAnApplicationIsRequired) {
                        m_open.LoginWithPIN(&pin, 0));
 }
 
-TEST_F(ContextLoginTest, APINOfAnApplicationLogsInAndIsRemembered) {
+TEST_F(ContextLoginTest, AnApplicationsPINLogsInAndIsRemembered) {
   Bind();
   LoginWithPIN("1234");
   EXPECT_EQ(OpeningWithPIN() + Line("Login") + Line("Login Successful. PIN Cache Set"), TakeLog());
@@ -394,7 +394,7 @@ TEST_F(ContextLoginTest, APINOfAnApplicationLogsInAndIsRemembered) {
   EXPECT_EQ("1234", CachedPIN());
 }
 
-TEST_F(ContextLoginTest, TheRememberedPINAgainMakesNoCall) {
+TEST_F(ContextLoginTest, PassingTheRememberedPINMakesNoCall) {
   Bind();
   CachePIN("1234");
   LoginWithPIN("1234");
@@ -404,7 +404,7 @@ TEST_F(ContextLoginTest, TheRememberedPINAgainMakesNoCall) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(ContextLoginTest, TheRememberedPINAgainIsASuccessAlsoOnAChangedCard) {
+TEST_F(ContextLoginTest, PassingTheRememberedPINSucceedsEvenWhenTheCardIsRemoved) {
   Bind();
   CachePIN("1234");
   m_module.RemoveToken("Reader A");
@@ -444,7 +444,7 @@ TEST_F(ContextLoginTest, AFailingLogoutBeforeANewPINIsSwallowed) {
   EXPECT_EQ("1234", CachedPIN());
 }
 
-TEST_F(ContextLoginTest, TheCacheIsLookedForBehindTheLinesThatSaySo) {
+TEST_F(ContextLoginTest, TheCacheIsLookedUpAfterTheLinesThatAnnounceIt) {
   Bind();
   ListenTo(g_pinCacheLog);
   const std::string entry = Line("PINCacheManager::GetPINCache - ENTER");
@@ -456,7 +456,7 @@ TEST_F(ContextLoginTest, TheCacheIsLookedForBehindTheLinesThatSaySo) {
 
 // --- Other threads
 
-// A cache that looks, between the steps of its user, whether another thread could take it.
+// A cache that checks, between the steps of its caller, whether another thread could lock it.
 class LookingCache : public CTELVOPINCache {
  public:
   BYTE IsPINSet() const override {
@@ -470,7 +470,7 @@ class LookingCache : public CTELVOPINCache {
   }
 
   static int looks;
-  static int found;  // how often it was another's for the asking
+  static int found;  // how often another thread could have locked it
 
  private:
   void Look() const {
@@ -481,7 +481,7 @@ class LookingCache : public CTELVOPINCache {
 };
 int LookingCache::looks = 0;
 int LookingCache::found = 0;
-static_assert(sizeof(LookingCache) == sizeof(CTELVOPINCache), "one takes the place of the other");
+static_assert(sizeof(LookingCache) == sizeof(CTELVOPINCache), "one replaces the other in place");
 
 class LookingCacheTest : public ContextLoginTest {
  protected:
@@ -496,13 +496,13 @@ class LookingCacheTest : public ContextLoginTest {
   }
 };
 
-TEST_F(LookingCacheTest, NoOtherThreadTakesTheRememberedPINAwayWhileItIsFetched) {
+TEST_F(LookingCacheTest, NoOtherThreadLocksTheCacheWhileTheRememberedPINIsFetched) {
   m_open.Login();
   EXPECT_EQ(2, LookingCache::looks);
   EXPECT_EQ(0, LookingCache::found);
 }
 
-TEST_F(LookingCacheTest, NoOtherThreadTakesTheRememberedPINAwayWhileItIsCompared) {
+TEST_F(LookingCacheTest, NoOtherThreadLocksTheCacheWhileTheRememberedPINIsCompared) {
   LoginWithPIN("1234");
   EXPECT_EQ(2, LookingCache::looks);
   EXPECT_EQ(0, LookingCache::found);
@@ -546,7 +546,7 @@ TEST_F(ContextLoginTest, OtherThreadsMayLogInWhileTheUserIsAsked) {
     during.Ask();
     EnterPIN("1234")(dialog);
   });
-  const LoginLock lock;  // of an operation that the login belongs to
+  const LoginLock lock;  // held by the operation that logs in
   m_open.Login();
   EXPECT_EQ(1, dialogs.ShownCount());
   EXPECT_FALSE(during.HadToWait());
@@ -555,7 +555,7 @@ TEST_F(ContextLoginTest, OtherThreadsMayLogInWhileTheUserIsAsked) {
   EXPECT_TRUE(after.HadToWait());
 }
 
-TEST_F(ContextLoginTest, AWrongPINOfAnApplicationSaysTheTriesLeftAndKeepsTheCache) {
+TEST_F(ContextLoginTest, AnApplicationsWrongPINReportsTheTriesLeftAndKeepsTheCache) {
   m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
   Bind();
   CachePIN("1234");
@@ -567,24 +567,24 @@ TEST_F(ContextLoginTest, AWrongPINOfAnApplicationSaysTheTriesLeftAndKeepsTheCach
 
 TEST_F(ContextLoginTest, AWrongPINWithoutTriesLeftIsBlocked) {
   Bind();
-  m_module.FailNext("C_LoginExtended", CKR_PIN_INCORRECT);  // a module that says nothing of tries
+  m_module.FailNext("C_LoginExtended", CKR_PIN_INCORRECT);  // a module that reports no tries
   EXPECT_CONTEXT_ERROR(Code(SCARD_W_CHV_BLOCKED), "PIN is blocked", LoginWithPIN("9999"));
 }
 
-TEST_F(ContextLoginTest, ALockedTokenIsBlockedToAnApplication) {
+TEST_F(ContextLoginTest, WithAnApplicationsPINALockedTokenIsReportedAsBlocked) {
   Bind();
   m_module.FailNext("C_LoginExtended", CKR_PIN_LOCKED);
   EXPECT_CONTEXT_ERROR(Code(SCARD_W_CHV_BLOCKED), "PIN is blocked", LoginWithPIN("1234"));
 }
 
-TEST_F(ContextLoginTest, AnotherFailureWithAnApplicationsPINIsNteFailWithItsText) {
+TEST_F(ContextLoginTest, AnyOtherErrorWithAnApplicationsPINIsNteFailWithItsMessage) {
   Bind();
   m_module.FailNext("C_LoginExtended", CKR_DEVICE_REMOVED);
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_REMOVED), LoginWithPIN("1234"));
   EXPECT_EQ(0, Cache()->IsPINSet());
 }
 
-TEST_F(ContextLoginTest, LoggedInAlreadyWithAPINOfAnotherLengthIsAWrongPIN) {
+TEST_F(ContextLoginTest, AlreadyLoggedInWithAPINOfAnotherLengthIsAWrongPIN) {
   Bind();
   CachePIN("99999");
   m_module.FailNext("C_LoginExtended", CKR_USER_ALREADY_LOGGED_IN);
@@ -592,7 +592,7 @@ TEST_F(ContextLoginTest, LoggedInAlreadyWithAPINOfAnotherLengthIsAWrongPIN) {
                        LoginWithPIN("1234"));
 }
 
-TEST_F(ContextLoginTest, LoggedInAlreadyWithAnotherPINDoesNotMatch) {
+TEST_F(ContextLoginTest, AlreadyLoggedInWithAnotherPINDoesNotMatch) {
   Bind();
   CachePIN("9999");
   m_module.FailNext("C_LoginExtended", CKR_USER_ALREADY_LOGGED_IN);
@@ -601,7 +601,7 @@ TEST_F(ContextLoginTest, LoggedInAlreadyWithAnotherPINDoesNotMatch) {
   EXPECT_THAT(TakeLog(), EndsWith(Line("Logout") + Line("Login")));
 }
 
-TEST_F(ContextLoginTest, LoggedInAlreadyWithoutARememberedPINTakesTheNewOneOnTrust) {
+TEST_F(ContextLoginTest, AlreadyLoggedInWithoutARememberedPINTrustsTheNewOne) {
   Bind();
   m_module.FailNext("C_LoginExtended", CKR_USER_ALREADY_LOGGED_IN);
   LoginWithPIN("1234");

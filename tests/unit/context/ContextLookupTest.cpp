@@ -1,4 +1,4 @@
-// Which certificate and which keys answer to a container name. A named reader without flags shows it without side
+// Which certificate and which keys match a container name. A named reader without flags shows it without side
 // effects.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ class ContextLookupTest : public ContextTest {
   ScriptedToken& m_token;
 };
 
-// Each look-up on a context of its own.
+// Each look-up uses its own context.
 class CertificateNameTest : public ContextLookupTest {
  protected:
   bool Finds(const std::string& name) {
@@ -39,37 +39,37 @@ class KeyNameTest : public ContextLookupTest {
   }
 };
 
-TEST_F(CertificateNameTest, APrintableIdentifierIsFoundAsTextAndInHexadecimal) {
+TEST_F(CertificateNameTest, APrintableIdentifierIsFoundAsAStringAndInHexadecimal) {
   AddCertificate(Text("ABC"));
   EXPECT_TRUE(Finds("ABC"));
   EXPECT_TRUE(Finds("414243"));
 }
 
-TEST_F(KeyNameTest, APrintableIdentifierIsFoundAsTextAlone) {
+TEST_F(KeyNameTest, APrintableIdentifierIsFoundOnlyAsAString) {
   AddKeyPair(m_token, Text("ABC"));
   EXPECT_TRUE(Finds("ABC"));
   EXPECT_FALSE(Finds("414243"));
 }
 
-TEST_F(CertificateNameTest, AnIdentifierWithABlankIsFoundInHexadecimalAndAsText) {
+TEST_F(CertificateNameTest, AnIdentifierWithASpaceIsFoundInHexadecimalAndAsAString) {
   AddCertificate(Text("A C"));
   EXPECT_TRUE(Finds("412043"));
   EXPECT_TRUE(Finds("A C"));
 }
 
-TEST_F(KeyNameTest, AnIdentifierWithABlankIsFoundInHexadecimalAndAsText) {
+TEST_F(KeyNameTest, AnIdentifierWithASpaceIsFoundInHexadecimalAndAsAString) {
   AddKeyPair(m_token, Text("A C"));
   EXPECT_TRUE(Finds("412043"));
   EXPECT_TRUE(Finds("A C"));
 }
 
-TEST_F(CertificateNameTest, AnIdentifierWithAZeroByteIsFoundByItsTextAndByAllItsBytes) {
+TEST_F(CertificateNameTest, AnIdentifierIsFoundUpToItsZeroByteAndByAllBytesInHexadecimal) {
   AddCertificate({0x41, 0x00, 0x42});
   EXPECT_TRUE(Finds("A"));
   EXPECT_TRUE(Finds("410042"));
 }
 
-TEST_F(KeyNameTest, AnIdentifierWithAZeroByteIsFoundByItsTextAlone) {
+TEST_F(KeyNameTest, AnIdentifierIsFoundOnlyUpToItsZeroByte) {
   AddKeyPair(m_token, {0x41, 0x00, 0x42});
   EXPECT_TRUE(Finds("A"));
   EXPECT_FALSE(Finds("410042"));
@@ -91,14 +91,14 @@ TEST_F(KeyNameTest, CaseMatters) {
   EXPECT_FALSE(Finds("00ab"));
 }
 
-TEST_F(ContextLookupTest, OfEqualIdentifiersTheFirstWins) {
+TEST_F(ContextLookupTest, TheFirstOfEqualIdentifiersIsChosen) {
   m_token.Add(CertificateObject(Text("ABC"), "first", {0x30, 0x00}));
   m_token.Add(CertificateObject(Text("ABC"), "second", {0x30, 0x00}));
   LookUp("ABC");
   EXPECT_EQ("first", m_context.GetDefaultCertificate()->GetLabel());
 }
 
-TEST_F(ContextLookupTest, OfThreeCertificatesWithoutADefaultTheFirstIsChosen) {
+TEST_F(ContextLookupTest, WithoutADefaultTheFirstOfThreeCertificatesIsChosen) {
   for (const char* id : {"one", "two", "three"}) AddCertificate(Text(id));
   LookUp("");
   EXPECT_EQ("one", CertificateID());
@@ -125,14 +125,14 @@ TEST_F(ContextLookupTest, TheCertificateMarkedAsDefaultIsChosen) {
                                    Value("\nContainer: ", "two") + Line("\nPublic Key Does not exist")));
 }
 
-TEST_F(ContextLookupTest, AMarkOfTwoIsNoDefault) {
+TEST_F(ContextLookupTest, ADefaultMarkOfTwoDoesNotCount) {
   AddCertificate(Text("one"));
   AddCertificate(Text("two"), 2);
   LookUp("");
   EXPECT_EQ("one", CertificateID());
 }
 
-TEST_F(ContextLookupTest, ACertificateWhoseMarkHasNoValueIsPassedOver) {
+TEST_F(ContextLookupTest, ACertificateWhoseDefaultMarkHasNoValueIsPassedOver) {
   m_token.Add(CertificateObject(Text("one"), "label", {0x30, 0x00}).With(CKA_DEFAULT_CERT, {}));
   AddCertificate(Text("two"), 1);
   LookUp("");
@@ -141,7 +141,7 @@ TEST_F(ContextLookupTest, ACertificateWhoseMarkHasNoValueIsPassedOver) {
                                    Value("\nIteration #:", "1")));
 }
 
-TEST_F(ContextLookupTest, TheMarkIsReadOnceACertificate) {
+TEST_F(ContextLookupTest, TheDefaultMarkIsReadOncePerCertificate) {
   AddCertificate(Text("one"));
   LookUp("");
   Calls reads;
@@ -155,7 +155,7 @@ TEST_F(ContextLookupTest, TheMarkIsReadOnceACertificate) {
       reads);
 }
 
-TEST_F(ContextLookupTest, AModuleWithoutTheMarkFindsNoCertificateForAnEmptyNameAndGoesOnToTheKeys) {
+TEST_F(ContextLookupTest, WithoutADefaultMarkAnEmptyNameFindsNoCertificateAndTheKeysAreTried) {
   m_token.Add(CertificateObject(Text("one"), "label", {0x30, 0x00}).Without(CKA_DEFAULT_CERT));
   AddKeyPair(m_token, Text("two"));
   LookUp("");
@@ -164,7 +164,7 @@ TEST_F(ContextLookupTest, AModuleWithoutTheMarkFindsNoCertificateForAnEmptyNameA
   EXPECT_NE(0U, m_context.HasPrivateKey());
 }
 
-TEST_F(ContextLookupTest, ACertificateThatIsNotThereIsSearchedToTheEnd) {
+TEST_F(ContextLookupTest, AMissingCertificateIsSearchedForToTheEndOfTheList) {
   AddCertificate(Text("ABC"));
   LookUp("X");
   EXPECT_THAT(TakeLog(),
@@ -174,7 +174,7 @@ TEST_F(ContextLookupTest, ACertificateThatIsNotThereIsSearchedToTheEnd) {
                         Line("Retrieving Public Key 3") + Line("No Public Key Found")));
 }
 
-TEST_F(ContextLookupTest, ACertificateFoundByItsHexadecimalFormSaysSo) {
+TEST_F(ContextLookupTest, ACertificateFoundByItsHexadecimalFormIsLoggedAsSuch) {
   AddCertificate(Text("ABC"));
   LookUp("414243");
   EXPECT_THAT(TakeLog(),
@@ -183,7 +183,7 @@ TEST_F(ContextLookupTest, ACertificateFoundByItsHexadecimalFormSaysSo) {
   EXPECT_EQ("414243", m_context.GetContainerName());
 }
 
-TEST_F(ContextLookupTest, KeysThatAreNotThereAreSearchedToTheEnd) {
+TEST_F(ContextLookupTest, MissingKeysAreSearchedForToTheEndOfTheList) {
   AddKeyPair(m_token, Text("ABC"));
   LookUp("X");
   EXPECT_EQ(0U, m_context.HasPrivateKey() + m_context.HasPublicKey());

@@ -1,5 +1,5 @@
-// Signing, verifying, encrypting and decrypting with the container's key pair. What the scripted module computes can be
-// read: 'S' or 'E' over and over, a zero byte, the input.
+// Signing, verifying, encrypting and decrypting with the container's key pair. The results of the scripted module are
+// readable: repeated 'S' or 'E', a zero byte, the input.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ using ::testing::EndsWith;
 
 Bytes Reversed(Bytes bytes) { return Bytes(bytes.rbegin(), bytes.rend()); }
 
-// 16 bytes, as a key with that modulus makes them of "abc".
+// What a key with a modulus of 16 bytes makes of "abc".
 Bytes PaddedAbc(char filling) {
   Bytes block(12, static_cast<unsigned char>(filling));
   for (const char c : {'\0', 'a', 'b', 'c'}) block.push_back(static_cast<unsigned char>(c));
@@ -57,7 +57,7 @@ class ContextRSATest : public ContextTest {
 
 // --- Sign
 
-TEST_F(ContextRSATest, ASignatureIsTurnedRoundBehindTheModule) {
+TEST_F(ContextRSATest, TheModulesSignatureIsReversed) {
   Bind();
   EXPECT_EQ(Reversed(PaddedAbc('S')), Sign("abc"));
   EXPECT_EQ(
@@ -68,7 +68,7 @@ TEST_F(ContextRSATest, ASignatureIsTurnedRoundBehindTheModule) {
                        Line("TELVOCSPContext::Sign Pre Signing") + Line("TELVOCSPContext::Sign Post Signing")));
 }
 
-TEST_F(ContextRSATest, WithoutABufferTheSizeIsAnsweredAtTheCostOfALogin) {
+TEST_F(ContextRSATest, WithoutABufferTheSizeIsReturnedAfterALogin) {
   Bind();
   const DWORD dataLength = 3;
   DWORD length = 0;
@@ -78,7 +78,7 @@ TEST_F(ContextRSATest, WithoutABufferTheSizeIsAnsweredAtTheCostOfALogin) {
   EXPECT_EQ((Calls{"C_LoginExtended", "C_SignInit", "C_Sign"}), m_module.TakeCallNames());
 }
 
-TEST_F(ContextRSATest, ASignatureOfOneByteIsTurnedRoundUnchanged) {
+TEST_F(ContextRSATest, ReversingASignatureOfOneByteChangesNothing) {
   Bind();
   m_module.falsifyCount = [](const std::string& entry, CK_ULONG& count) {
     if (entry == "C_Sign") count = 1;
@@ -86,7 +86,7 @@ TEST_F(ContextRSATest, ASignatureOfOneByteIsTurnedRoundUnchanged) {
   EXPECT_EQ(Bytes{'S'}, Sign("abc"));
 }
 
-TEST_F(ContextRSATest, ALengthThatIsLongerThanTheBufferCountsUpToTheBuffer) {
+TEST_F(ContextRSATest, AReturnedLengthBeyondTheBufferIsCutToTheBuffer) {
   Bind();
   m_module.falsifyCount = [](const std::string& entry, CK_ULONG& count) {
     if (entry == "C_Sign") count = 5000;
@@ -104,13 +104,13 @@ TEST_F(ContextRSATest, WithoutAPrivateKeyThereIsNoSignatureAndNoLogin) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(ContextRSATest, AModulesFailureToSignIsItsOwn) {
+TEST_F(ContextRSATest, AModuleErrorWhileSigningReachesTheCaller) {
   Bind();
   m_module.FailNext("C_Sign", CKR_DEVICE_REMOVED);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, Sign("abc"));
 }
 
-TEST_F(ContextRSATest, ABufferThatIsTooSmallIsTheModulesMatter) {
+TEST_F(ContextRSATest, ABufferThatIsTooSmallIsRefusedByTheModule) {
   Bind();
   const DWORD dataLength = 3;
   DWORD length = 5;
@@ -119,7 +119,7 @@ TEST_F(ContextRSATest, ABufferThatIsTooSmallIsTheModulesMatter) {
                         m_open.Sign(reinterpret_cast<const BYTE*>("abc"), &dataLength, signature, &length));
 }
 
-TEST_F(ContextRSATest, BehindACancelledSignatureTheNextFailsWithoutADialog) {
+TEST_F(ContextRSATest, AfterACancelledSignatureTheNextFailsWithoutADialog) {
   Bind();
   g_pinCacheManager.GetPINCache("Reader A")->ClearPINCache();
   ScriptedDialogs dialogs;
@@ -134,7 +134,7 @@ TEST_F(ContextRSATest, BehindACancelledSignatureTheNextFailsWithoutADialog) {
 
 // --- Verify
 
-TEST_F(ContextRSATest, ASignatureIsTurnedRoundBeforeTheModuleVerifiesIt) {
+TEST_F(ContextRSATest, ASignatureIsReversedBeforeTheModuleVerifiesIt) {
   Bind();
   Verify("abc", Reversed(PaddedAbc('S')));
   EXPECT_EQ((Calls{"C_LoginExtended", "C_VerifyInit", "C_Verify"}), m_module.TakeCallNames());
@@ -156,7 +156,7 @@ TEST_F(ContextRSATest, ADeadSessionIsABadSignatureWithAnotherMessage) {
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_SIGNATURE), ErrorText(CKR_SESSION_HANDLE_INVALID), Verify("abc", PaddedAbc('S')));
 }
 
-TEST_F(ContextRSATest, AnImportedKeyVerifiesInThePlaceOfTheContainers) {
+TEST_F(ContextRSATest, AnImportedKeyVerifiesInsteadOfTheContainersKey) {
   Bind();
   PublicKey imported(m_open.GetSession()->CreateObject(
       {MakeAttribute(CKA_CLASS, Number(CKO_PUBLIC_KEY)), MakeAttribute(CKA_KEY_TYPE, Number(CKK_RSA)),
@@ -167,7 +167,7 @@ TEST_F(ContextRSATest, AnImportedKeyVerifiesInThePlaceOfTheContainers) {
   EXPECT_EQ("C_VerifyInit(1, CKM_RSA_PKCS, 3)", m_module.TakeCalls()[1]);
 }
 
-TEST_F(ContextRSATest, WithoutAPublicKeyTheModuleIsAskedAllTheSame) {
+TEST_F(ContextRSATest, WithoutAPublicKeyTheModuleIsStillCalled) {
   m_token.Add(PrivateKeyObject(Text("one"), Counting(16, 0x81)));
   m_open.Initialize("\\\\.\\Reader A\\one", 0, m_cryptoki, 1);
   const BYTE pin[] = {'1', '2', '3', '4'};
@@ -214,7 +214,7 @@ class ContextCipherTest : public ContextRSATest {
   }
 };
 
-TEST_F(ContextCipherTest, ACipherTextIsHandedBackAsTheModuleMadeIt) {
+TEST_F(ContextCipherTest, TheModulesCipherTextIsReturnedUnchanged) {
   Bind();
   EXPECT_EQ(PaddedAbc('E'), InPlace(&CCSPContext::Encrypt, Text("abc")));
   EXPECT_EQ((Calls{"C_LoginExtended(1, user 1, 1234)", "C_EncryptInit(1, CKM_RSA_PKCS, 1)",
@@ -222,7 +222,7 @@ TEST_F(ContextCipherTest, ACipherTextIsHandedBackAsTheModuleMadeIt) {
             m_module.TakeCalls());
 }
 
-TEST_F(ContextCipherTest, ACipherTextIsTurnedRoundToBeDecrypted) {
+TEST_F(ContextCipherTest, ACipherTextIsReversedBeforeTheModuleDecryptsIt) {
   Bind();
   EXPECT_EQ(Text("abc"), InPlace(&CCSPContext::Decrypt, Reversed(PaddedAbc('E'))));
   EXPECT_EQ((Calls{"C_LoginExtended", "C_DecryptInit", "C_Decrypt"}), m_module.TakeCallNames());
@@ -238,14 +238,14 @@ TEST_F(ContextCipherTest, OnlyTheLoginIsLogged) {
   EXPECT_THAT(TakeLog(), EndsWith(Line("Error in logging in to card") + Line("User already logged in")));
 }
 
-TEST_F(ContextCipherTest, WhatIsEncryptedHereCannotBeDecryptedHereAsItIs) {
+TEST_F(ContextCipherTest, ACipherTextMadeHereMustBeReversedToBeDecryptedHere) {
   Bind();
   const Bytes cipher = InPlace(&CCSPContext::Encrypt, Text("abc"));
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_ENCRYPTED_DATA_INVALID), InPlace(&CCSPContext::Decrypt, cipher));
   EXPECT_EQ(Text("abc"), InPlace(&CCSPContext::Decrypt, Reversed(cipher)));
 }
 
-TEST_F(ContextCipherTest, NoDataIsANullInputToTheModule) {
+TEST_F(ContextCipherTest, WithoutDataTheModuleGetsANullInput) {
   Bind();
   DWORD length = 0;
   m_open.Encrypt(nullptr, 3, nullptr, &length);
@@ -253,7 +253,7 @@ TEST_F(ContextCipherTest, NoDataIsANullInputToTheModule) {
   EXPECT_EQ(16U, length);
 }
 
-TEST_F(ContextCipherTest, ALengthOfZeroIsANullInputToTheModule) {
+TEST_F(ContextCipherTest, WithALengthOfZeroTheModuleGetsANullInput) {
   Bind();
   BYTE byte = 0;
   DWORD length = 1;
@@ -273,7 +273,7 @@ TEST_F(ContextCipherTest, WithoutAPrivateKeyNothingIsDecrypted) {
                        m_open.Decrypt(nullptr, 0, nullptr, &length));
 }
 
-TEST_F(ContextCipherTest, AModulesFailureIsNteFailWithItsText) {
+TEST_F(ContextCipherTest, AModuleErrorIsNteFailWithItsMessage) {
   Bind();
   m_module.FailNext("C_EncryptInit", CKR_DEVICE_REMOVED);
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_REMOVED), InPlace(&CCSPContext::Encrypt, Text("abc")));
@@ -281,7 +281,7 @@ TEST_F(ContextCipherTest, AModulesFailureIsNteFailWithItsText) {
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_REMOVED), InPlace(&CCSPContext::Decrypt, Text("abc")));
 }
 
-TEST_F(ContextCipherTest, AFailedLoginIsNotRewritten) {
+TEST_F(ContextCipherTest, AFailedLoginKeepsItsOwnError) {
   Bind(0x40);
   g_pinCacheManager.GetPINCache("Reader A")->ClearPINCache();
   EXPECT_CONTEXT_ERROR(Code(NTE_SILENT_CONTEXT),

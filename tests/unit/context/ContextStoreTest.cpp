@@ -1,4 +1,4 @@
-// Certificates of the token in certificate stores.
+// Adding the token's certificates to certificate stores.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <thread>
@@ -57,7 +57,7 @@ class ContextStoreTest : public ContextTest {
   HCERTSTORE m_store;
 };
 
-TEST_F(ContextStoreTest, ThreeCertificatesGoUnderTheirOwnContainerNames) {
+TEST_F(ContextStoreTest, EachCertificateIsAddedWithItsOwnContainerName) {
   AddCertificate("one", kRootCertificate);
   AddCertificate("two", kFirstCertificate);
   m_token.Add(CertificateObject({0xAB, 0x01}, "label", kSecondCertificate));
@@ -71,14 +71,14 @@ TEST_F(ContextStoreTest, ThreeCertificatesGoUnderTheirOwnContainerNames) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(ContextStoreTest, TheRootStoreGetsTheSame) {
+TEST_F(ContextStoreTest, TheRootStoreGetsTheCertificatesToo) {
   AddCertificate("one", kFirstCertificate);
   Bind("one");
   EXPECT_EQ(1U, m_open.AddCertificatesToStore(m_store, 1, 0));
   EXPECT_THAT(DescribeStore(m_store), ElementsAre("One"));
 }
 
-TEST_F(ContextStoreTest, ACertificateThatIsThereIsReplaced) {
+TEST_F(ContextStoreTest, AnExistingCertificateIsReplaced) {
   AddCertificate("one", kFirstCertificate);
   AddKeyPair(m_token, Text("one"));
   Bind("one");
@@ -100,7 +100,7 @@ TEST_F(ContextStoreTest, AnOldReferenceToAKeyIsReplacedByTheNewOne) {
   EXPECT_THAT(DescribeStore(m_store), ElementsAre(std::string("One -> new") + kKey));
 }
 
-TEST_F(ContextStoreTest, AReferenceToAKeyGoesWithACertificateThatHasNone) {
+TEST_F(ContextStoreTest, ACertificateWithoutAKeyRemovesAnOldReferenceToOne) {
   AddCertificate("one", kFirstCertificate);
   AddKeyPair(m_token, Text("one"));
   Bind("one");
@@ -112,7 +112,7 @@ TEST_F(ContextStoreTest, AReferenceToAKeyGoesWithACertificateThatHasNone) {
   EXPECT_THAT(DescribeStore(m_store), ElementsAre("One"));
 }
 
-TEST_F(ContextStoreTest, TheDefaultAloneGoesUnderTheContextsContainerAndIsLoggedAsAFailure) {
+TEST_F(ContextStoreTest, TheDefaultAloneGetsTheContextsContainerAndIsLoggedAsAFailure) {
   AddCertificate("one", kRootCertificate);
   AddCertificate("two", kFirstCertificate);
   AddKeyPair(m_token, Text("two"));
@@ -122,7 +122,7 @@ TEST_F(ContextStoreTest, TheDefaultAloneGoesUnderTheContextsContainerAndIsLogged
   EXPECT_EQ(Name("two") + KeySet() + Added() + Line("\nAdd Cert To Store Failed "), TakeLog());
 }
 
-TEST_F(ContextStoreTest, TheDefaultThatIsRefusedIsNotLoggedAsAFailure) {
+TEST_F(ContextStoreTest, ARefusedDefaultIsNotLoggedAsAFailure) {
   AddCertificate("one", kFirstCertificate);
   Bind("one");
   m_stores.Refuse("CertAddCertificateContextToStore", 5);
@@ -130,7 +130,7 @@ TEST_F(ContextStoreTest, TheDefaultThatIsRefusedIsNotLoggedAsAFailure) {
   EXPECT_EQ(Name("one") + Added() + Value("\nFailed to CertAddCertificateContextToStore: ", "00000005"), TakeLog());
 }
 
-TEST_F(ContextStoreTest, WhatIsNoCertificateIsLoggedAndTheOthersFollow) {
+TEST_F(ContextStoreTest, AnInvalidCertificateIsLoggedAndTheOthersAreAdded) {
   AddCertificate("one", {0x01, 0x02});
   AddCertificate("two", kFirstCertificate);
   Bind("two");
@@ -141,7 +141,7 @@ TEST_F(ContextStoreTest, WhatIsNoCertificateIsLoggedAndTheOthersFollow) {
   EXPECT_THAT(log, HasSubstr(Line("\nAdd Cert To Store Failed ") + Name("two") + Added()));
 }
 
-TEST_F(ContextStoreTest, ThePlatformsCodeStandsBehindWhatIsNoCertificate) {
+TEST_F(ContextStoreTest, ThePlatformsErrorCodeForAnInvalidCertificateIsLogged) {
   AddCertificate("one", kFirstCertificate);
   Bind("one");
   m_stores.Refuse("CertCreateCertificateContext", Code(CRYPT_E_ASN1_BADTAG));
@@ -151,7 +151,7 @@ TEST_F(ContextStoreTest, ThePlatformsCodeStandsBehindWhatIsNoCertificate) {
             TakeLog());
 }
 
-TEST_F(ContextStoreTest, ACertificateIsReadInBothEncodings) {
+TEST_F(ContextStoreTest, ACertificateIsDecodedWithBothEncodingTypes) {
   AddCertificate("one", kFirstCertificate);
   Bind("one");
   m_stores.encoding = 0;
@@ -159,7 +159,7 @@ TEST_F(ContextStoreTest, ACertificateIsReadInBothEncodings) {
   EXPECT_EQ(0x10001U, m_stores.encoding);
 }
 
-TEST_F(ContextStoreTest, AKeyThatCannotBeSetKeepsTheCertificateOut) {
+TEST_F(ContextStoreTest, ACertificateWhoseKeyCannotBeSetIsNotAdded) {
   AddCertificate("one", kFirstCertificate);
   AddKeyPair(m_token, Text("one"));
   Bind("one");
@@ -183,14 +183,14 @@ TEST_F(ContextStoreTest, ANullStoreIsLoggedAndTheCertificateFreed) {
   EXPECT_EQ(1, m_stores.freed - freed);
 }
 
-TEST_F(ContextStoreTest, ASuccessIsOne) {
+TEST_F(ContextStoreTest, ASuccessReturnsOne) {
   AddCertificate("one", kFirstCertificate);
   Bind("one");
   EXPECT_EQ(1U, m_open.AddCertificateToStore(m_open.m_certificates.front(), m_store, kFirstCertificate.data(),
                                              static_cast<DWORD>(kFirstCertificate.size()), "any"));
 }
 
-TEST_F(ContextStoreTest, AModulesErrorEndsTheLoopAndSetsTheLastError) {
+TEST_F(ContextStoreTest, AModuleErrorEndsTheLoopAndSetsTheLastError) {
   AddCertificate("one", kRootCertificate);
   AddCertificate("two", kFirstCertificate);
   AddCertificate("three", kSecondCertificate);
@@ -203,7 +203,7 @@ TEST_F(ContextStoreTest, AModulesErrorEndsTheLoopAndSetsTheLastError) {
   EXPECT_EQ(Name("one") + Added(), TakeLog());
 }
 
-TEST_F(ContextStoreTest, PropagationGoesToAStoreThatIsThrownAway) {
+TEST_F(ContextStoreTest, PropagationUsesATemporaryStore) {
   AddCertificate("one", kFirstCertificate);
   m_stores.memoryStores = 0;
   m_open.Initialize("\\\\.\\Reader A\\one", 0, m_cryptoki, 1);
@@ -213,7 +213,7 @@ TEST_F(ContextStoreTest, PropagationGoesToAStoreThatIsThrownAway) {
   EXPECT_THAT(m_stores.names, IsEmpty());
 }
 
-TEST_F(ContextStoreTest, PropagationWithoutAStoreIsNothing) {
+TEST_F(ContextStoreTest, PropagationWithoutAStoreDoesNothing) {
   AddCertificate("one", kFirstCertificate);
   Bind("one");
   m_stores.Refuse("CertOpenStore", 5);
@@ -221,7 +221,7 @@ TEST_F(ContextStoreTest, PropagationWithoutAStoreIsNothing) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(ContextStoreTest, AModulesErrorLeavesThePropagation) {
+TEST_F(ContextStoreTest, AModuleErrorIsThrownByThePropagation) {
   AddCertificate("one", kFirstCertificate);
   Bind("one");
   m_open.GetDefaultCertificate()->SetAttributes({});

@@ -1,4 +1,5 @@
-// Different handles on different threads, beside a watcher. Under ThreadSanitizer this is the test that says they may.
+// Different threads use different handles, also while a watcher runs. Under ThreadSanitizer these tests show that they
+// may.
 #include <algorithm>
 #include <atomic>
 #include <gtest/gtest.h>
@@ -23,8 +24,8 @@ class ThreadsTest : public EntryTest {
     AddContainer(m_module.InsertToken("Reader B"), Text("one"));
   }
 
-  // Acquires a context on a token, gives it the PIN, logs in from the cache, releases it. False when anything fails but
-  // a PIN that the watcher took away.
+  // Acquires a context on a token, passes it the PIN, logs in from the cache, releases it. False when anything fails,
+  // except for a PIN that the watcher cleared.
   static bool UseToken(const std::string& reader) {
     HCRYPTPROV handle = 0;
     if (CPAcquireContext(&handle, ("\\\\.\\" + reader + "\\one").c_str(), CRYPT_SILENT, nullptr) == FALSE) return false;
@@ -40,8 +41,8 @@ class ThreadsTest : public EntryTest {
     return CPReleaseContext(handle, 0) != FALSE && good;
   }
 
-  // Makes a session key in a context, uses and exports it, brings the blob in again as the platform would have written
-  // it, and destroys both keys.
+  // Makes a session key in a context, uses and exports it, imports the blob again in the platform's byte order, and
+  // destroys both keys.
   static bool UseKeys(HCRYPTPROV provider) {
     HCRYPTKEY pair = 0;
     HCRYPTKEY key = 0;
@@ -61,7 +62,7 @@ class ThreadsTest : public EntryTest {
   }
 };
 
-TEST_F(ThreadsTest, EightThreadsUseContextsOfTheirOwnOnTwoTokens) {
+TEST_F(ThreadsTest, EightThreadsUseTheirOwnContextsOnTwoTokens) {
   std::atomic<int> failures{0};
   std::vector<std::thread> threads;
   for (int number = 0; number < 8; ++number) {
@@ -77,7 +78,7 @@ TEST_F(ThreadsTest, EightThreadsUseContextsOfTheirOwnOnTwoTokens) {
   EXPECT_EQ(0U, m_module.OpenSessions());
 }
 
-TEST_F(ThreadsTest, FourThreadsMakeAndDestroyKeysInContextsOfTheirOwnOnTwoTokens) {
+TEST_F(ThreadsTest, FourThreadsMakeAndDestroyKeysInTheirOwnContextsOnTwoTokens) {
   std::vector<HCRYPTPROV> providers;
   for (int number = 0; number < 4; ++number) {
     providers.push_back(AcquireHandle(number % 2 == 0 ? "\\\\.\\Reader A\\one" : "\\\\.\\Reader B\\one", CRYPT_SILENT));
@@ -127,8 +128,8 @@ TEST_F(ThreadsTest, ContextsAreAcquiredWhileOtherThreadsMakeAndDestroyKeysOnTheS
   EXPECT_EQ(0, failures);
 }
 
-// The session keys that a context leaves behind go when it is released.
-TEST_F(ThreadsTest, ContextsAreAcquiredWhileOtherThreadsReleaseTheirsWithKeys) {
+// Releasing a context destroys the session keys that are left in it.
+TEST_F(ThreadsTest, ContextsAreAcquiredWhileOtherThreadsReleaseTheirsWithTheirKeys) {
   std::atomic<int> failures{0};
   std::vector<std::thread> threads;
   for (int number = 0; number < 4; ++number) {
@@ -148,7 +149,7 @@ TEST_F(ThreadsTest, ContextsAreAcquiredWhileOtherThreadsReleaseTheirsWithKeys) {
   EXPECT_EQ(0, failures);
 }
 
-TEST_F(ThreadsTest, AWatcherClearsPINsBesideLogins) {
+TEST_F(ThreadsTest, AWatcherClearsPINsDuringLogins) {
   std::atomic<bool> running{true};
   std::thread watcher([&running] {
     while (running) {

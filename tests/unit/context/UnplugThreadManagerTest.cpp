@@ -26,7 +26,7 @@ class UnplugThreadManagerTest : public LogTest {
   }
 
   void Add(const char* reader) { m_manager->AddUnplugThread(reader, 0, m_module); }
-  // Adds a reader whose thread waits when this returns.
+  // Adds a reader. Its thread waits when this returns.
   void AddAndAwait(const char* reader) {
     Add(reader);
     ASSERT_TRUE(m_pcsc.AwaitWaits(reader, 1));
@@ -63,15 +63,15 @@ TEST(NeedsPollingTest, OtherVersionsWait) {
   }
 }
 
-// --- Coming up
+// --- Start
 
-TEST_F(UnplugThreadManagerTest, TheConstructorAsksForOneContextOfTheUser) {
+TEST_F(UnplugThreadManagerTest, TheConstructorEstablishesOneUserContext) {
   m_manager.emplace();
   EXPECT_EQ(SCardCalls{"SCardEstablishContext(0)"}, m_pcsc.TakeCalls());
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(UnplugThreadManagerTest, APollingSystemIsNotAskedForAContextAndStartsNothing) {
+TEST_F(UnplugThreadManagerTest, OnAPollingSystemNoContextIsEstablishedAndNothingIsStarted) {
   m_manager.emplace(true);
   Add(kReaderA);
   EXPECT_EQ(Line("\nAddUnplugThread "), TakeLog());
@@ -91,7 +91,7 @@ TEST_F(UnplugThreadManagerTest, WithoutTheServiceNothingIsStarted) {
   EXPECT_EQ(SCardCalls{"SCardEstablishContext(0)"}, m_pcsc.TakeCalls());
 }
 
-TEST_F(UnplugThreadManagerTest, TheProcessesManagerStartsNothingInTheseTests) {
+TEST_F(UnplugThreadManagerTest, TheGlobalManagerStartsNothingInTheseTests) {
   g_unplugThreadManager.AddUnplugThread(kReaderA, 0, m_module);
   EXPECT_EQ(Line("\nAddUnplugThread "), TakeLog());
 }
@@ -119,7 +119,7 @@ TEST_F(UnplugThreadManagerTest, ASecondContextOnTheReaderStartsNoSecondThread) {
   EXPECT_EQ(1, m_pcsc.WaitsBegun(kReaderA));
 }
 
-TEST_F(UnplugThreadManagerTest, EachReaderThatIsPassedIsLogged) {
+TEST_F(UnplugThreadManagerTest, EachReaderThatIsComparedIsLogged) {
   m_manager.emplace();
   AddAndAwait(kReaderA);
   Add(kReaderB);
@@ -164,8 +164,8 @@ TEST_F(UnplugThreadManagerTest, SimultaneousContextsOnAReaderStartOneThread) {
   EXPECT_EQ(1, m_pcsc.WaitsBegun(kReaderA));
 }
 
-// Beside the logins of other threads; of interest under a thread sanitizer.
-TEST_F(UnplugThreadManagerTest, RemovalsAndLoginsMayMeet) {
+// Of interest under a thread sanitizer.
+TEST_F(UnplugThreadManagerTest, RemovalsAndLoginsMayHappenAtTheSameTime) {
   m_manager.emplace();
   AddAndAwait(kReaderA);
   std::atomic<bool> stop{false};
@@ -184,9 +184,9 @@ TEST_F(UnplugThreadManagerTest, RemovalsAndLoginsMayMeet) {
   user.join();
 }
 
-// --- Going down
+// --- Shutdown
 
-TEST_F(UnplugThreadManagerTest, ThreadsAreCancelledAndEndBeforeTheManagerIsGone) {
+TEST_F(UnplugThreadManagerTest, ThreadsAreCancelledAndEndBeforeTheManagerIsDestroyed) {
   m_manager.emplace();
   AddAndAwait(kReaderA);
   m_pcsc.TakeCalls();
@@ -204,7 +204,7 @@ TEST_F(UnplugThreadManagerTest, TheSharedContextIsCancelledAndReleasedOnceForEac
   m_manager.reset();
   EXPECT_EQ((SCardCalls{"SCardCancel(1)", "SCardReleaseContext(1)", "SCardCancel(1)", "SCardReleaseContext(1)"}),
             m_pcsc.TakeCallsButWaits());
-  // The second thread may have met its cancelled wait before it was asked to stop.
+  // The wait of the second thread may be cancelled before that thread is asked to stop.
   EXPECT_EQ(0u, TakeLog().find(Line("\n~UnplugThreadManager()")));
 }
 
@@ -232,11 +232,11 @@ TEST_F(UnplugThreadManagerTest, AThreadThatDoesNotEndIsTerminatedAfterHalfASecon
   const auto time = TimeOf([this] { m_manager.reset(); });
   EXPECT_GE(time, std::chrono::milliseconds(490));
   EXPECT_LT(time, std::chrono::milliseconds(750));
-  Sleep(400);  // it would have come back by now
+  Sleep(400);  // the wait would have returned by now
   EXPECT_EQ(0, m_pcsc.WaitsOver(kReaderA));
 }
 
-TEST_F(UnplugThreadManagerTest, TheModuleIsLetGoOf) {
+TEST_F(UnplugThreadManagerTest, TheManagerReleasesTheModule) {
   m_manager.emplace();
   AddAndAwait(kReaderA);
   EXPECT_EQ(2, m_module.use_count());

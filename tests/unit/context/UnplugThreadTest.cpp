@@ -17,7 +17,7 @@ constexpr DWORD kChanged = 0x02;
 constexpr DWORD kEmpty = 0x10;
 constexpr DWORD kPresent = 0x20;
 
-// The fixture's reader bears the name of the test, as the book of PIN caches is the process's.
+// The reader is named after the test, because the whole process shares the PIN caches.
 class UnplugThreadTest : public LogTest {
  protected:
   UnplugThreadTest()
@@ -32,7 +32,7 @@ class UnplugThreadTest : public LogTest {
     return cache;
   }
 
-  // What the look for the reader's cache leaves in the log.
+  // What looking up the reader's cache logs.
   std::string CacheFound() const {
     return Line("PINCacheManager::GetPINCache - ENTER") + Value("Reader Name: ", m_reader) +
            Line("PINCache search loop - entry") + Value("Reader Name (cache): ", m_reader) +
@@ -52,7 +52,7 @@ class UnplugThreadTest : public LogTest {
 
 class WatchReaderTest : public UnplugThreadTest {
  protected:
-  // The waits that the body makes on a reader whose waits end like that; the one behind them is the last.
+  // Runs the body with waits that end as given, and a last wait after them. Returns the calls that it made.
   struct End {
     DWORD result;
     DWORD event;
@@ -85,7 +85,7 @@ TEST_F(WatchReaderTest, WithoutAContextTheBodyEndsAtOnce) {
   EXPECT_EQ(Waits{}, m_pcsc.TakeCalls());
 }
 
-TEST_F(WatchReaderTest, WaitsWithoutLimitForACardThatIsThere) {
+TEST_F(WatchReaderTest, WaitsWithoutATimeLimitWhileTheCardIsPresent) {
   EXPECT_EQ(Waits{Wait("00000020")}, Watch({}));
   EXPECT_EQ("", m_log);
 }
@@ -136,7 +136,7 @@ TEST_F(WatchReaderTest, AReturnWithoutAChangeCountsAsRemoval) {
   EXPECT_EQ(0, cache->IsPINSet());
 }
 
-TEST_F(WatchReaderTest, TheLastReaderThatIsGoneCountsAsRemoval) {
+TEST_F(WatchReaderTest, UnpluggingTheLastReaderCountsAsRemoval) {
   const auto cache = LoggedIn();
   EXPECT_EQ((Waits{Wait("00000020"), Wait("00000022")}),
             Watch({{Code(SCARD_E_NO_READERS_AVAILABLE), kPresent | kChanged}}));
@@ -144,7 +144,7 @@ TEST_F(WatchReaderTest, TheLastReaderThatIsGoneCountsAsRemoval) {
   EXPECT_EQ(0, cache->IsPINSet());
 }
 
-TEST_F(WatchReaderTest, AReaderThatIsGoneAmongOthersIsLoggedAndClearsNothing) {
+TEST_F(WatchReaderTest, UnpluggingOneOfSeveralReadersIsLoggedAndClearsNothing) {
   const auto cache = LoggedIn();
   EXPECT_EQ(
       (Waits{Wait("00000020"), Wait("00000020"), Wait("00000020")}),
@@ -154,7 +154,7 @@ TEST_F(WatchReaderTest, AReaderThatIsGoneAmongOthersIsLoggedAndClearsNothing) {
   EXPECT_EQ(1, cache->IsPINSet());
 }
 
-TEST_F(WatchReaderTest, ACodeIsLoggedWithEightDigits) {
+TEST_F(WatchReaderTest, AnErrorCodeIsLoggedWithEightDigits) {
   Watch({{0x6, 0}});
   EXPECT_EQ(Line("Reader was unplugged") + Value("SCardGetStatusChange: ", "00000006"), m_log);
 }
@@ -174,8 +174,8 @@ class PollSlotsTest : public UnplugThreadTest {
  protected:
   PollSlotsTest() : m_thread(m_reader, 0, m_module, 0) {}
 
-  // Runs the body. Before the n-th C_GetSlotList, counted from 1, actions[n] runs; with the last of them the body is
-  // asked to stop as well.
+  // Runs the body. Before the n-th C_GetSlotList, counted from 1, actions[n] runs. With the last action the body is
+  // also asked to stop.
   Calls Poll(std::map<int, std::function<void()>> actions) {
     m_actions = std::move(actions);
     OnNextList();
@@ -207,7 +207,7 @@ class PollSlotsTest : public UnplugThreadTest {
   int m_lists = 0;
 };
 
-TEST_F(PollSlotsTest, ACardThatStaysIsCountedOverAndOver) {
+TEST_F(PollSlotsTest, ACardThatStaysIsCountedAgainInEachRound) {
   m_module->InsertToken(m_reader);
   EXPECT_EQ(
       (Calls{"C_GetSlotList(with token, null)", "C_GetSlotList(with token, null)", "C_GetSlotList(with token, null)"}),
@@ -223,7 +223,7 @@ TEST_F(PollSlotsTest, ABodyThatIsStoppedBeforeItStartsMakesNoCall) {
   EXPECT_EQ(Calls{}, m_module->TakeCalls());
 }
 
-TEST_F(PollSlotsTest, AFailureToCountGoesRound) {
+TEST_F(PollSlotsTest, AfterAFailedCountTheLoopGoesOn) {
   m_module->FailNext("C_GetSlotList", CKR_FUNCTION_FAILED);
   EXPECT_EQ((Calls{"C_GetSlotList(with token, null)", "C_GetSlotList(with token, null)"}), Poll({{2, {}}}));
   EXPECT_EQ(m_started + m_round + m_noList + m_round + m_stopped, m_log);
@@ -240,7 +240,7 @@ TEST_F(PollSlotsTest, ARemovalClearsTheCache) {
   EXPECT_EQ(0, cache->IsPINSet());
 }
 
-TEST_F(PollSlotsTest, TheOnlyTokenThatIsGoneClearsTheCache) {
+TEST_F(PollSlotsTest, RemovingTheOnlyTokenClearsTheCache) {
   const auto cache = LoggedIn();
   m_module->InsertToken(m_reader);
   Poll({{2, [this] { m_module->RemoveToken(m_reader); }}, {3, {}}});
@@ -254,7 +254,7 @@ TEST_F(PollSlotsTest, WithoutALoginARemovalClearsNothing) {
   EXPECT_EQ(m_started + m_round + m_round + NoCacheFound() + m_stopped, m_log);
 }
 
-TEST_F(PollSlotsTest, ARemovalIsSearchedAndClearedInEachFurtherRound) {
+TEST_F(PollSlotsTest, AfterARemovalTheCacheIsClearedInEachFurtherRound) {
   const auto cache = LoggedIn();
   m_module->InsertToken(m_reader);
   Poll({{2, [this] { m_module->RemoveToken(m_reader); }}, {5, {}}});
@@ -281,7 +281,7 @@ TEST_F(PollSlotsTest, AnotherReadersRemovalLeavesTheCache) {
   EXPECT_EQ(1, cache->IsPINSet());
 }
 
-TEST_F(PollSlotsTest, AFailureToFetchTheListGoesRoundWithoutClearing) {
+TEST_F(PollSlotsTest, AfterAFailedListTheLoopGoesOnWithoutClearing) {
   const auto cache = LoggedIn();
   m_module->InsertToken(m_reader);
   m_module->FailOnCall("C_GetSlotList", 3, CKR_FUNCTION_FAILED);
@@ -290,7 +290,7 @@ TEST_F(PollSlotsTest, AFailureToFetchTheListGoesRoundWithoutClearing) {
   EXPECT_EQ(1, cache->IsPINSet());
 }
 
-TEST_F(PollSlotsTest, ASlotThatCannotBeAskedIsLoggedAndPassedOver) {
+TEST_F(PollSlotsTest, ASlotWhoseInformationFailsIsLoggedAndPassedOver) {
   const auto cache = LoggedIn();
   m_module->InsertToken("Another reader");
   m_module->InsertToken("A third reader");

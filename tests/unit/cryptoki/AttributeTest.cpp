@@ -34,7 +34,7 @@ TEST_F(AttributeTest, OwnsACopyOfTheBytes) {
   EXPECT_EQ((Bytes{1, 2, 3, 4}), ValueOf(m_attribute));
 }
 
-TEST_F(AttributeTest, IsMadeOfTypeAndBytes) {
+TEST_F(AttributeTest, IsConstructedFromTypeAndBytes) {
   const Attribute made(CKA_LABEL, m_bytes, 2);
   m_bytes[0] = 9;
   EXPECT_EQ(CKA_LABEL, made.GetType());
@@ -42,7 +42,7 @@ TEST_F(AttributeTest, IsMadeOfTypeAndBytes) {
   EXPECT_EQ(CK_ULONG{2}, made.GetLength());
 }
 
-TEST_F(AttributeTest, MadeOfNoBytesItHasTypeButNoValue) {
+TEST_F(AttributeTest, WithoutBytesItHasATypeButNoValue) {
   for (const Attribute& made : {Attribute(CKA_LABEL, m_bytes, 0), Attribute(CKA_LABEL, nullptr, 2)}) {
     EXPECT_EQ(CKA_LABEL, made.GetType());
     EXPECT_EQ(nullptr, made.GetValue());
@@ -91,7 +91,7 @@ TEST_F(AttributeTest, AssignmentToItselfKeepsTheValue) {
   EXPECT_EQ((Bytes{1, 2, 3, 4}), ValueOf(m_attribute));
 }
 
-TEST_F(AttributeTest, AssignmentOfOneWithoutValueKeepsTheOldBufferUnderLengthZero) {
+TEST_F(AttributeTest, AssigningOneWithoutAValueKeepsTheOldBufferWithLengthZero) {
   const BYTE* old = m_attribute.GetValue();
   m_attribute = Attribute();
   EXPECT_EQ(CK_ATTRIBUTE_TYPE{0}, m_attribute.GetType());
@@ -99,7 +99,7 @@ TEST_F(AttributeTest, AssignmentOfOneWithoutValueKeepsTheOldBufferUnderLengthZer
   EXPECT_EQ(old, m_attribute.GetValue());
 }
 
-TEST_F(AttributeTest, AssignmentOfARecordWithoutValueKeepsTheOldBufferToo) {
+TEST_F(AttributeTest, AssigningARecordWithoutAValueKeepsTheOldBufferToo) {
   const BYTE* old = m_attribute.GetValue();
   m_attribute = CK_ATTRIBUTE{CKA_LABEL, nullptr, 2};
   EXPECT_EQ(CKA_LABEL, m_attribute.GetType());
@@ -108,7 +108,7 @@ TEST_F(AttributeTest, AssignmentOfARecordWithoutValueKeepsTheOldBufferToo) {
   EXPECT_EQ((Bytes{1, 2}), ValueOf(m_attribute));
 }
 
-TEST_F(AttributeTest, TheOldBufferUnderAGreaterLengthIsNeverReadOrWipedPastItsEnd) {
+TEST_F(AttributeTest, WithAGreaterLengthTheOldBufferIsNotReadOrWipedPastItsEnd) {
   m_attribute = LengthOnly(4000);
   EXPECT_EQ(CK_ULONG{4000}, m_attribute.GetLength());
   EXPECT_EQ(CK_ULONG{4}, m_attribute.GetReadableLength());
@@ -130,7 +130,7 @@ TEST_F(AttributeTest, SetValueReplacesValueAndType) {
   EXPECT_EQ((Bytes{1}), ValueOf(m_attribute));
 }
 
-TEST_F(AttributeTest, SetValueWithLengthZeroOrWithoutBytesLeavesEverythingInPlace) {
+TEST_F(AttributeTest, SetValueWithLengthZeroOrWithoutBytesChangesNothing) {
   m_attribute.SetValue(m_bytes, 0, CKA_LABEL);
   m_attribute.SetValue(nullptr, 4, CKA_LABEL);
   m_attribute.SetValue(m_bytes, 0);
@@ -180,7 +180,7 @@ TEST_F(AttributeTest, AssignmentWipesTheBytesThatItReplaces) {
   EXPECT_TRUE(watch.WasWiped());
 }
 
-TEST_F(AttributeTest, AllBytesAreWipedAlsoWhenTheLengthBecameSmaller) {
+TEST_F(AttributeTest, AllBytesAreWipedEvenAfterTheLengthBecameSmaller) {
   m_attribute = LengthOnly(1);
   const HeapWatch watch(m_attribute.GetValue(), 4);
   m_attribute.Clear();

@@ -13,7 +13,7 @@ class CCryptoWrapperTest : public LogTest {
   CCryptoWrapperTest() : m_loaded(m_module) { g_cryptoWrapper = CCryptoWrapper(); }
   ~CCryptoWrapperTest() override { g_cryptoWrapper = CCryptoWrapper(); }
 
-  // The text of the failure to get the module, which is to have that code.
+  // The text of the error when the module cannot be obtained. The error must have that code.
   static std::string FailureText(DWORD code) {
     try {
       CCryptoWrapper::GetCryptoki();
@@ -67,7 +67,7 @@ TEST_F(CCryptoWrapperTest, WithoutAModuleNameNothingIsLoaded) {
   EXPECT_EQ(nullptr, g_cryptoWrapper.m_functions);
 }
 
-TEST_F(CCryptoWrapperTest, AModuleThatDoesNotInitialiseIsNotCountedAndTheNextAttemptUsesWhatWasMade) {
+TEST_F(CCryptoWrapperTest, AFailedInitialisationIsNotCountedAndTheNextUseGetsTheSameObject) {
   m_module.FailNext("C_Initialize", CKR_DEVICE_ERROR);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_ERROR, CCryptoWrapper::GetCryptoki());
   EXPECT_EQ(0U, CCryptoWrapper::GetUseCount());
@@ -77,7 +77,7 @@ TEST_F(CCryptoWrapperTest, AModuleThatDoesNotInitialiseIsNotCountedAndTheNextAtt
   EXPECT_EQ(1U, CCryptoWrapper::GetUseCount());
 }
 
-TEST_F(CCryptoWrapperTest, AFailingFunctionListComesToLightAsNotInitialised) {
+TEST_F(CCryptoWrapperTest, AFailingFunctionListIsReportedAsNotInitialised) {
   m_loaded.SetFunctionListResult(CKR_GENERAL_ERROR);
   EXPECT_EQ("The current token is not yet initialized", FailureText(0x190));
   EXPECT_EQ(0U, CCryptoWrapper::GetUseCount());
@@ -90,14 +90,14 @@ TEST_F(CCryptoWrapperTest, AMissingLibraryIsAGeneralError) {
   EXPECT_EQ(0U, CCryptoWrapper::GetUseCount());
 }
 
-TEST_F(CCryptoWrapperTest, ALibraryThatIsNoModuleIsAGeneralErrorAndThenOneThatIsNotInitialised) {
+TEST_F(CCryptoWrapperTest, ALibraryThatIsNoModuleIsAGeneralErrorAndThenNotInitialised) {
   g_cryptoWrapper.m_moduleName = "telvoplain.dll";
   EXPECT_EQ("The operation encounterd an error", FailureText(5));
   EXPECT_EQ("The current token is not yet initialized", FailureText(0x190));
   EXPECT_EQ(0U, CCryptoWrapper::GetUseCount());
 }
 
-TEST_F(CCryptoWrapperTest, TheEndReleasesTheModuleWithoutFinalisingIt) {
+TEST_F(CCryptoWrapperTest, ReleasingTheModuleDoesNotFinaliseIt) {
   {
     g_cryptoWrapper.m_moduleName = "telvopkcs11.dll";
     CCryptoWrapper::GetCryptoki();

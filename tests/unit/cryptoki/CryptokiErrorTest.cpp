@@ -18,9 +18,9 @@ TEST(CryptokiErrorTest, EveryCodeOfTheListHasItsText) {
   std::ifstream list(TELVO_TEST_DATA "/error_texts.txt");
   int rows = 0;
   for (std::string line; std::getline(list, line); ++rows) {
-    const std::size_t blank = line.find(' ');
-    const CK_RV code = static_cast<CK_RV>(std::stoul(line.substr(0, blank), nullptr, 16));
-    EXPECT_EQ(InPlatformEncoding(line.substr(blank + 1)), ErrorText(code)) << line;
+    const std::size_t space = line.find(' ');
+    const CK_RV code = static_cast<CK_RV>(std::stoul(line.substr(0, space), nullptr, 16));
+    EXPECT_EQ(InPlatformEncoding(line.substr(space + 1)), ErrorText(code)) << line;
   }
   EXPECT_EQ(84, rows);
 }
@@ -31,12 +31,12 @@ TEST(CryptokiErrorTest, CodesWithoutARowGetTheUnknownTextWithEightDigits) {
   EXPECT_EQ("Unknown Error Code: 0x000001C3", ErrorText(CKR_PIN_TOO_WEAK));
 }
 
-TEST(CryptokiErrorTest, OnlyTheVeryFirstVendorCodeHasARow) {
+TEST(CryptokiErrorTest, OnlyTheFirstVendorCodeHasARow) {
   EXPECT_EQ("The error is Vendor Defined", ErrorText(0x80000000));
   EXPECT_EQ("Unknown Error Code: 0x80000001", ErrorText(0x80000001));
 }
 
-TEST(CryptokiErrorTest, TypographicApostropheIsOneCharacterOfThePlatformsEncoding) {
+TEST(CryptokiErrorTest, TheTypographicApostropheIsInThePlatformsEncoding) {
 #if defined(_WIN32)
   EXPECT_EQ("The specified token doesn\x92t have a random number generator.", ErrorText(CKR_RANDOM_NO_RNG));
 #else

@@ -1,5 +1,5 @@
-// The wrapper of the module's table, over the real loader and a module that passes its calls to a scripted
-// one.
+// The wrapper of the module's function table, with the real loader and a module that passes its calls to a
+// scripted one.
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -42,7 +42,7 @@ class CryptokiFunctionsTest : public ::testing::Test {
 
 TEST_F(CryptokiFunctionsTest, TheNameIsKept) { EXPECT_EQ("telvopkcs11.dll", m_functions.GetModuleName()); }
 
-TEST_F(CryptokiFunctionsTest, EveryStandardWrapperWithoutATableAnswersNotInitializedAndMakesNoCall) {
+TEST_F(CryptokiFunctionsTest, WithoutATableStandardWrappersReturnNotInitializedAndMakeNoCall) {
   g_lastResult = CKR_OK;
 #define ENTRY(name, params, args) EXPECT_EQ(CK_RV{0x190}, CallWithZeros(&CryptokiFunctions::name)) << #name;
 #include "cryptoki/CryptokiEntries.inc"
@@ -50,7 +50,7 @@ TEST_F(CryptokiFunctionsTest, EveryStandardWrapperWithoutATableAnswersNotInitial
   EXPECT_EQ(Calls{}, m_module.TakeCalls());
 }
 
-TEST_F(CryptokiFunctionsTest, TheLoginsWithoutATableAnswerNotInitialized) {
+TEST_F(CryptokiFunctionsTest, WithoutATableTheLoginsReturnNotInitialized) {
   EXPECT_EQ(CK_RV{0x190}, m_functions.C_Login(1, CKU_USER, m_pin, 4));
   EXPECT_EQ(CK_RV{0x190}, m_functions.C_LoginExtended(1, CKU_USER, m_pin, 4));
 }
@@ -67,7 +67,7 @@ TEST_F(CryptokiFunctionsTest, AWrapperPassesItsArgumentsOnAndKeepsTheResult) {
   EXPECT_EQ(5, random[4]);
 }
 
-// Keeps the name of the last entry that was called, and answers each with CKR_FUNCTION_CANCELED.
+// Records the name of the last entry that was called. Every call returns CKR_FUNCTION_CANCELED.
 class NameKeeper : public CryptokiInterface {
  public:
   NameKeeper() : CryptokiInterface("names") {}
@@ -105,7 +105,7 @@ TEST_F(CryptokiFunctionsTest, EveryEntryReachesTheEntryOfItsName) {
   EXPECT_EQ("C_LoginExtended", keeper.last);
 }
 
-// Has no lock. A call lingers until another one comes in, but no longer than so many turns of the other threads.
+// Has no lock. A call lingers until another one comes in, but yields to other threads only kYields times.
 class CrowdCounter : public CryptokiInterface {
  public:
   CrowdCounter() : CryptokiInterface("crowd") {}
@@ -116,10 +116,10 @@ class CrowdCounter : public CryptokiInterface {
 
   template <typename... Arguments>
   CK_RV Linger(const Arguments&...) {
-    constexpr int kTurns = 50;
+    constexpr int kYields = 50;
     ++calls;
     ++m_inside;
-    for (int i = 0; i < kTurns && !met; ++i) {
+    for (int i = 0; i < kYields && !met; ++i) {
       if (m_inside > 1) met = true;
       std::this_thread::yield();
     }
@@ -140,7 +140,7 @@ class CrowdCounter : public CryptokiInterface {
   std::atomic<int> m_inside{0};
 };
 
-TEST_F(CryptokiFunctionsTest, TheModuleIsCalledByOneThreadAtATimeWhateverTheEntries) {
+TEST_F(CryptokiFunctionsTest, OnlyOneThreadAtATimeCallsAnyEntryOfTheModule) {
   CrowdCounter crowd;
   const LoadedModule loaded(crowd);
   m_functions.Load();
@@ -160,7 +160,7 @@ TEST_F(CryptokiFunctionsTest, TheModuleIsCalledByOneThreadAtATimeWhateverTheEntr
   first.join();
   second.join();
   EXPECT_FALSE(crowd.met);
-  // 66 entries, the two logins, and the logout in front of each.
+  // 66 entries, the two logins, and the logout before each login.
   EXPECT_EQ(3 * (66 + 4), crowd.calls);
 }
 
@@ -182,7 +182,7 @@ class PatientModule : public ScriptedModule {
   std::promise<void> m_asked;
 };
 
-TEST_F(CryptokiFunctionsTest, NobodyWaitsBehindTheCallThatWaitsForACard) {
+TEST_F(CryptokiFunctionsTest, OtherCallsDoNotWaitForTheCallThatWaitsForACard) {
   PatientModule patient;
   const LoadedModule loaded(patient);
   m_functions.Load();
@@ -192,7 +192,7 @@ TEST_F(CryptokiFunctionsTest, NobodyWaitsBehindTheCallThatWaitsForACard) {
   EXPECT_EQ(CKR_OK, waiting.get());
 }
 
-TEST_F(CryptokiFunctionsTest, BothLoginsDropAnEarlierLoginFirstWhateverBecomesOfThat) {
+TEST_F(CryptokiFunctionsTest, BothLoginsLogOutFirstAndIgnoreTheResult) {
   const CK_SESSION_HANDLE session = OpenSession();
   EXPECT_EQ(CKR_OK, m_functions.C_Login(session, CKU_USER, m_pin, 4));
   EXPECT_EQ((Calls{"C_Logout(1)", "C_Login(1, user 1, 1234)"}), m_module.TakeCalls());
@@ -226,7 +226,7 @@ TEST_F(CryptokiFunctionsTest, ALibraryWithoutTheSymbolStaysLoadedAndALaterLoadRe
   EXPECT_FALSE(IsLibraryLoaded("telvoplain.dll"));
 }
 
-TEST_F(CryptokiFunctionsTest, AFailingFunctionListReleasesTheLibraryAndThrowsNothing) {
+TEST_F(CryptokiFunctionsTest, AFailingFunctionListReleasesTheLibraryWithoutThrowing) {
   m_loaded.SetFunctionListResult(CKR_FUNCTION_FAILED);
   EXPECT_NO_THROW(m_functions.Load());
   EXPECT_EQ(CK_RV{0x190}, m_functions.C_Initialize(nullptr));
@@ -254,7 +254,7 @@ TEST_F(CryptokiFunctionsTest, UnloadWithoutATableReleasesTheLibraryAndFinalisesN
   plain.Unload();
   EXPECT_EQ(CKR_OK, g_lastResult);
   EXPECT_FALSE(IsLibraryLoaded("telvoplain.dll"));
-  // It is not taken for loaded any more.
+  // It no longer counts as loaded.
   EXPECT_CRYPTOKI_ERROR(CKR_GENERAL_ERROR, plain.Load());
 }
 

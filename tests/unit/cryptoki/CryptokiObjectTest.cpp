@@ -30,7 +30,7 @@ class CryptokiObjectTest : public LogTest {
     return object;
   }
 
-  // A certificate as a search leaves it, journal and log empty.
+  // A certificate as a search returns it, with empty journal and log.
   CryptokiObject Read() {
     CryptokiObject object = Bound(m_certificate);
     object.Retrieve();
@@ -73,7 +73,7 @@ TEST_F(CryptokiObjectTest, RetrieveReadsClassAndFlagsInOneCallAndIdAndLabelInTwo
             types);
 }
 
-TEST_F(CryptokiObjectTest, OfADataObjectTheObjectIdIsRead) {
+TEST_F(CryptokiObjectTest, ForADataObjectTheObjectIdIsRead) {
   CryptokiObject object = Bound(m_token.Add(DataObject({5}, "app")));
   object.Retrieve();
   EXPECT_EQ("C_GetAttributeValue(1, 2, {CKA_OBJECT_ID?, CKA_LABEL?})", m_module->TakeCalls()[1]);
@@ -86,7 +86,7 @@ TEST_F(CryptokiObjectTest, RetrieveAgainForgetsWhatWasReadBefore) {
   EXPECT_EQ(6U, object.GetAttributes().size());
 }
 
-TEST_F(CryptokiObjectTest, RetrieveThatFailsPartWayLeavesWhatWasRead) {
+TEST_F(CryptokiObjectTest, RetrieveThatFailsPartWayKeepsWhatWasRead) {
   CryptokiObject object = Bound(m_certificate);
   m_module->FailOnCall("C_GetAttributeValue", 2, CKR_DEVICE_ERROR);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_ERROR, object.Retrieve());
@@ -116,7 +116,7 @@ TEST_F(CryptokiObjectTest, WithoutHandlesOrModuleNothingCanBeReadOrWritten) {
   EXPECT_EQ(Calls{}, m_module->TakeCalls());
 }
 
-TEST_F(CryptokiObjectTest, GetAttributeAsksTheModuleTheFirstTimeAndNeverAgain) {
+TEST_F(CryptokiObjectTest, GetAttributeAsksTheModuleOnlyTheFirstTime) {
   CryptokiObject object = Read();
   EXPECT_EQ(CK_ULONG{100}, object.GetAttribute(CKA_VALUE).GetLength());
   EXPECT_EQ((Calls{"C_GetAttributeValue(1, 1, {CKA_VALUE?})", "C_GetAttributeValue(1, 1, {CKA_VALUE[100]})"}),
@@ -125,7 +125,7 @@ TEST_F(CryptokiObjectTest, GetAttributeAsksTheModuleTheFirstTimeAndNeverAgain) {
   EXPECT_EQ(Calls{}, m_module->TakeCalls());
 }
 
-TEST_F(CryptokiObjectTest, GetAttributeOfACachedOneMakesNoCallEvenWithoutHandle) {
+TEST_F(CryptokiObjectTest, GetAttributeOfACachedAttributeMakesNoCallEvenWithoutAHandle) {
   CryptokiObject object = Read();
   object.Destroy();
   m_module->ForgetCalls();
@@ -133,7 +133,7 @@ TEST_F(CryptokiObjectTest, GetAttributeOfACachedOneMakesNoCallEvenWithoutHandle)
   EXPECT_EQ(Calls{}, m_module->TakeCalls());
 }
 
-TEST_F(CryptokiObjectTest, AnAttributeOfLengthZeroComesWithoutValue) {
+TEST_F(CryptokiObjectTest, AnAttributeOfLengthZeroHasNoValue) {
   m_token.objects[m_certificate].With(CKA_VALUE, {});
   const Attribute attribute = Read().GetAttribute(CKA_VALUE);
   EXPECT_EQ(CKA_VALUE, attribute.GetType());
@@ -151,7 +151,7 @@ TEST_F(CryptokiObjectTest, AFailedReadOfAnAttributeCachesNothing) {
   EXPECT_EQ(CK_ULONG{100}, object.GetAttribute(CKA_VALUE).GetLength());
 }
 
-TEST_F(CryptokiObjectTest, ALengthOfAllOnesWithSuccessIsAnAttributeWithoutValue) {
+TEST_F(CryptokiObjectTest, AnUnavailableLengthWithSuccessIsAnAttributeWithoutValue) {
   CryptokiObject object = Read();
   m_module->falsify = [](CK_ATTRIBUTE& item) { item.ulValueLen = CK_UNAVAILABLE_INFORMATION; };
   const Attribute attribute = object.GetAttribute(CKA_VALUE);
@@ -171,7 +171,7 @@ TEST_F(CryptokiObjectTest, AnUnavailableLabelLeavesTheRestOfTheObjectReadable) {
   EXPECT_EQ(CK_ULONG{2}, object.GetAttribute(CKA_ID).GetLength());
 }
 
-TEST_F(CryptokiObjectTest, WhatTheSecondCallAnswersCountsUpToWhatWasAllocated) {
+TEST_F(CryptokiObjectTest, ALongerSecondLengthIsLimitedToTheAllocatedMemory) {
   CryptokiObject object = Read();
   m_module->falsify = [](CK_ATTRIBUTE& item) {
     if (item.pValue != nullptr) item.ulValueLen = 5000;
@@ -179,7 +179,7 @@ TEST_F(CryptokiObjectTest, WhatTheSecondCallAnswersCountsUpToWhatWasAllocated) {
   EXPECT_EQ(CK_ULONG{100}, object.GetAttribute(CKA_VALUE).GetLength());
 }
 
-TEST_F(CryptokiObjectTest, AShorterSecondAnswerCountsAsItIs) {
+TEST_F(CryptokiObjectTest, AShorterSecondLengthIsUsed) {
   CryptokiObject object = Read();
   m_module->falsify = [](CK_ATTRIBUTE& item) {
     if (item.pValue != nullptr) item.ulValueLen = 7;
@@ -187,7 +187,7 @@ TEST_F(CryptokiObjectTest, AShorterSecondAnswerCountsAsItIs) {
   EXPECT_EQ(CK_ULONG{7}, object.GetAttribute(CKA_VALUE).GetLength());
 }
 
-TEST_F(CryptokiObjectTest, AFixedValueThatClaimsToBeLongerCountsUpToItsField) {
+TEST_F(CryptokiObjectTest, ATooLongLengthOfAFixedValueIsLimitedToItsField) {
   CryptokiObject object = Bound(m_certificate);
   m_module->falsify = [](CK_ATTRIBUTE& item) {
     if (item.type == CKA_MODIFIABLE) item.ulValueLen = 100000;
@@ -223,7 +223,7 @@ TEST_F(CryptokiObjectTest, GetIdCopiesAndLeavesTheLengthAlone) {
   EXPECT_EQ(2, id[1]);
 }
 
-TEST_F(CryptokiObjectTest, GetIdWithTooSmallABufferTellsTheNeed) {
+TEST_F(CryptokiObjectTest, GetIdWithATooSmallBufferReturnsTheNeededLength) {
   CryptokiObject object = Read();
   BYTE id[1] = {0xEE};
   CK_ULONG length = 1;
@@ -232,7 +232,7 @@ TEST_F(CryptokiObjectTest, GetIdWithTooSmallABufferTellsTheNeed) {
   EXPECT_EQ(0xEE, id[0]);
 }
 
-TEST_F(CryptokiObjectTest, GetIdNeedsWhatWasRead) {
+TEST_F(CryptokiObjectTest, GetIdFailsUnlessTheIdWasRead) {
   CryptokiObject object;
   CK_ULONG length = 0;
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, object.GetID(nullptr, &length));
@@ -255,7 +255,7 @@ TEST_F(CryptokiObjectTest, ARefusedDestroyForgetsTheHandleToo) {
   EXPECT_EQ(CK_OBJECT_HANDLE{0}, object.GetHandle());
 }
 
-TEST_F(CryptokiObjectTest, CreateTellsTheModuleOneEmptyAttributeMoreThanTheListHas) {
+TEST_F(CryptokiObjectTest, CreatePassesOneExtraEmptyAttributeToTheModule) {
   CryptokiObject object = Read();
   CryptokiObject created = object.Create({MakeAttribute(CKA_LABEL, Text("x"))});
   EXPECT_EQ(Calls{"C_CreateObject(1, {CKA_LABEL=78, CKA_CLASS=null of 0})"}, m_module->TakeCalls());
@@ -274,7 +274,7 @@ TEST_F(CryptokiObjectTest, CreateThrowsTheModulesFailure) {
   EXPECT_CRYPTOKI_ERROR(CKR_TEMPLATE_INCONSISTENT, object.Create({}));
 }
 
-TEST_F(CryptokiObjectTest, UpdateWritesToTheTokenAndToWhatWasRead) {
+TEST_F(CryptokiObjectTest, UpdateChangesTheTokenAndTheCachedAttributes) {
   CryptokiObject object = Bound(m_certificate);
   object.Retrieve();
   m_module->ForgetCalls();
@@ -298,7 +298,7 @@ TEST_F(CryptokiObjectTest, UpdateOfAnUncachedAttributeChangesTheTokenOnly) {
   EXPECT_EQ(6U, object.GetAttributes().size());
 }
 
-TEST_F(CryptokiObjectTest, UpdateStoresFlagsAsByteEqualsOne) {
+TEST_F(CryptokiObjectTest, UpdateStoresAFlagAsTrueOnlyForTheByteOne) {
   CryptokiObject object = Read();
   object.GetAttributes().push_back(MakeAttribute(CKA_SENSITIVE, {0}));
   object.GetAttributes().push_back(MakeAttribute(CKA_EXTRACTABLE, {0}));
@@ -330,7 +330,7 @@ TEST_F(CryptokiObjectTest, UpdateReachesEveryCachedAttributeOfTheType) {
             TakeLog());
 }
 
-TEST_F(CryptokiObjectTest, OfTwoCachedAttributesOfOneTypeTheFirstIsFound) {
+TEST_F(CryptokiObjectTest, TheFirstOfTwoCachedAttributesOfOneTypeIsFound) {
   CryptokiObject object;
   object.SetAttributes({MakeAttribute(CKA_ID, {1}), MakeAttribute(CKA_ID, {2, 2})});
   CK_ULONG length = 0;
@@ -339,7 +339,7 @@ TEST_F(CryptokiObjectTest, OfTwoCachedAttributesOfOneTypeTheFirstIsFound) {
   EXPECT_EQ(1, object.GetAttribute(CKA_ID).GetValue()[0]);
 }
 
-TEST_F(CryptokiObjectTest, UpdateWithoutHandleStopsBehindItsFirstLine) {
+TEST_F(CryptokiObjectTest, UpdateWithoutAHandleLogsOnlyItsFirstLine) {
   CryptokiObject object = Bound(0);
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, object.Update({MakeAttribute(CKA_ID, {1})}));
   EXPECT_EQ(Line("CryptokiObject::Update - Entry"), TakeLog());
@@ -351,7 +351,7 @@ TEST_F(CryptokiObjectTest, UpdateWithAnEmptyListIsABadArgument) {
   EXPECT_EQ(Line("CryptokiObject::Update - Entry") + Line("CryptokiObject::Update - attrList.size() == 0"), TakeLog());
 }
 
-TEST_F(CryptokiObjectTest, ARefusedUpdateChangesNothingHere) {
+TEST_F(CryptokiObjectTest, ARefusedUpdateLeavesTheCachedAttributesUnchanged) {
   CryptokiObject object = Read();
   m_module->FailNext("C_SetAttributeValue", CKR_ATTRIBUTE_READ_ONLY);
   EXPECT_CRYPTOKI_ERROR(CKR_ATTRIBUTE_READ_ONLY, object.Update({MakeAttribute(CKA_LABEL, Text("New"))}));
@@ -376,7 +376,7 @@ TEST_F(CryptokiObjectTest, ACopyHasItsOwnAttributesAndTheSameHandles) {
   EXPECT_EQ("My label", assigned.GetLabel());
 }
 
-TEST_F(CryptokiObjectTest, AssignmentLeavesNoBytesOfTheAttributesItReplaces) {
+TEST_F(CryptokiObjectTest, AssignmentRemovesTheBytesOfTheReplacedAttributes) {
   CryptokiObject target;
   target.SetAttributes({MakeAttribute(CKA_ID, {1, 2, 3})});
   CryptokiObject source;
@@ -385,7 +385,7 @@ TEST_F(CryptokiObjectTest, AssignmentLeavesNoBytesOfTheAttributesItReplaces) {
   EXPECT_EQ(nullptr, target.GetAttributes().front().GetValue());
 }
 
-TEST_F(CryptokiObjectTest, DestroyingTheWrapperLeavesTheToken) {
+TEST_F(CryptokiObjectTest, DestroyingTheWrapperKeepsTheTokenObject) {
   { const CryptokiObject object = Read(); }
   EXPECT_EQ(1U, m_token.objects.size());
   EXPECT_EQ(Calls{}, m_module->TakeCalls());

@@ -22,7 +22,7 @@ class CryptokiObjectsTest : public LogTest {
     m_session.SetCryptoki(m_module);
   }
 
-  // What a search finds, journal and log empty behind it.
+  // What a search finds. Journal and log are empty afterwards.
   CryptokiObjects Found() {
     CryptokiObjects objects = m_session.FindAllObjects();
     m_module->ForgetCalls();
@@ -30,7 +30,7 @@ class CryptokiObjectsTest : public LogTest {
     return objects;
   }
 
-  // An object of that class, as a search leaves it.
+  // An object of that class, as a search returns it.
   CryptokiObject ObjectOf(CK_OBJECT_CLASS objectClass) {
     CryptokiObject object;
     object.Bind(m_session, m_token.Add(DataObject({1}, "app").With(CKA_CLASS, Number(objectClass)).With(CKA_ID, {1})));
@@ -79,7 +79,7 @@ TEST_F(CryptokiObjectsTest, ACertificateIsLinkedWithItsPrivateAndItsPublicKey) {
   EXPECT_EQ(kModulus, Bytes(publicModulus, publicModulus + 64));
 }
 
-TEST_F(CryptokiObjectsTest, OfTheLinkedPrivateKeyOnlyTheBaseAndTheModulusBitsAreTaken) {
+TEST_F(CryptokiObjectsTest, OnlyBaseAndModulusBitsOfTheLinkedPrivateKeyAreCopied) {
   AddCertificate({1});
   AddPrivateKey({1});
   const PrivateKey key = OnlyCertificate().GetPrivateKey();
@@ -92,7 +92,7 @@ TEST_F(CryptokiObjectsTest, OfTheLinkedPrivateKeyOnlyTheBaseAndTheModulusBitsAre
   EXPECT_FALSE(key.CanSign() || key.HasCertificate());
 }
 
-TEST_F(CryptokiObjectsTest, OfTheLinkedPublicKeyEverythingIsTakenButItsCertificate) {
+TEST_F(CryptokiObjectsTest, TheLinkedPublicKeyIsCopiedWithoutItsCertificate) {
   AddCertificate({1});
   AddPrivateKey({1});
   AddPublicKey({1});
@@ -114,7 +114,7 @@ TEST_F(CryptokiObjectsTest, ThePublicKeyIsFoundByTheModulusAndNotByItsIdentifier
   EXPECT_EQ(CK_OBJECT_HANDLE{4}, certificate.GetPublicKey().GetHandle());
 }
 
-TEST_F(CryptokiObjectsTest, ACertificateWithOnlyAPublicKeyHasNone) {
+TEST_F(CryptokiObjectsTest, ACertificateWithOnlyAPublicKeyIsLinkedWithNoKey) {
   AddCertificate({1});
   AddPublicKey({1});
   const Certificate certificate = OnlyCertificate();
@@ -209,7 +209,7 @@ TEST_F(CryptokiObjectsTest, AFullEnumerationReadsKeysTwiceAndCertificatesThreeTi
   EXPECT_EQ(3 * 3 + 2 * 3 + 2 * 3, static_cast<int>(calls.size()));
 }
 
-TEST_F(CryptokiObjectsTest, SecretKeysAreReadAndTheListIsMadeAnew) {
+TEST_F(CryptokiObjectsTest, SecretKeysAreReadAndTheListIsRebuiltByEachCall) {
   m_token.Add(SecretKeyObject(CKK_AES, Counting(16, 0)));
   AddCertificate({1});
   CryptokiObjects objects = Found();
@@ -238,7 +238,7 @@ TEST_F(CryptokiObjectsTest, ACopyHasTheObjectsAndNotTheLists) {
   EXPECT_EQ(1U, assigned.GetObjects().size());
 }
 
-TEST_F(CryptokiObjectsTest, ACertificateWithoutIdentifierAmongItsAttributesEndsTheEnumeration) {
+TEST_F(CryptokiObjectsTest, ACertificateWithoutAnIdentifierEndsTheEnumeration) {
   AddCertificate({1});
   const CryptokiObjects found = Found();
   CryptokiObject object = found.GetObjects().front();
@@ -283,7 +283,7 @@ TEST_F(CryptokiObjectsTest, ASecretKeyThatCannotBeReadEndsItsList) {
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, objects.GetSecretKeys());
 }
 
-TEST_F(CryptokiObjectsTest, TheFailureOfAKeyIsNotLoggedAsOneOfTheCertificates) {
+TEST_F(CryptokiObjectsTest, AFailureToReadAKeyIsNotLoggedAsOneOfTheCertificates) {
   AddPrivateKey({1});
   CryptokiObjects objects = Found();
   m_module->FailNext("C_GetAttributeValue", CKR_DEVICE_REMOVED);
@@ -295,7 +295,7 @@ TEST_F(CryptokiObjectsTest, TheFailureOfAKeyIsNotLoggedAsOneOfTheCertificates) {
             TakeLog());
 }
 
-TEST_F(CryptokiObjectsTest, AnEnumerationAfterAFailedOneIsNotDisturbed) {
+TEST_F(CryptokiObjectsTest, AnEnumerationAfterAFailedOneSucceeds) {
   AddCertificate({1});
   AddPrivateKey({1});
   CryptokiObjects objects = Found();
@@ -316,7 +316,7 @@ TEST_F(CryptokiObjectsTest, BareCertificatesAreLoggedStepByStep) {
             TakeLog());
 }
 
-TEST_F(CryptokiObjectsTest, AFullEnumerationLogsItsPrivateAndItsPublicKeysFirst) {
+TEST_F(CryptokiObjectsTest, AFullEnumerationLogsPrivateAndPublicKeysFirst) {
   CryptokiObjects objects = Found();
   objects.GetCertificates(false);
   const std::string bare =

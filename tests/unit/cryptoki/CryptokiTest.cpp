@@ -27,13 +27,13 @@ class CryptokiTest : public ::testing::Test {
   TELVOCryptoki m_cryptoki;
 };
 
-TEST_F(CryptokiTest, WithoutAModuleThereIsNone) {
+TEST_F(CryptokiTest, ItCannotBeConstructedWithoutAModule) {
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, TELVOCryptoki(boost::shared_ptr<CryptokiInterface>()));
 }
 
-TEST_F(CryptokiTest, HandsOutTheModule) { EXPECT_EQ(m_module, m_cryptoki.GetCryptoki()); }
+TEST_F(CryptokiTest, ReturnsTheModule) { EXPECT_EQ(m_module, m_cryptoki.GetCryptoki()); }
 
-TEST_F(CryptokiTest, SettingNoModuleIsRefusedAndChangesNothing) {
+TEST_F(CryptokiTest, SettingANullModuleIsRefusedAndChangesNothing) {
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_cryptoki.SetCryptoki(nullptr));
   EXPECT_EQ(m_module, m_cryptoki.GetCryptoki());
 }
@@ -44,7 +44,7 @@ TEST_F(CryptokiTest, InitializePassesNoArguments) {
   EXPECT_EQ(CKR_OK, m_cryptoki.GetLastResult());
 }
 
-TEST_F(CryptokiTest, ThatTheModuleIsInitializedAlreadyIsNoFailure) {
+TEST_F(CryptokiTest, AModuleThatIsAlreadyInitializedIsNoFailure) {
   m_cryptoki.Initialize();
   EXPECT_NO_THROW(m_cryptoki.Initialize());
   EXPECT_EQ(CKR_CRYPTOKI_ALREADY_INITIALIZED, m_cryptoki.GetLastResult());
@@ -109,7 +109,7 @@ TEST_F(CryptokiTest, ATokenPulledBetweenCountAndListIsLeftOut) {
   EXPECT_EQ(Names{"Reader B"}, Texts(m_cryptoki.GetActiveSlots()));
 }
 
-TEST_F(CryptokiTest, ACountAboveWhatWasAllocatedIsNotBelieved) {
+TEST_F(CryptokiTest, ACountAboveTheAllocatedEntriesIsLimitedToThem) {
   m_module->InsertToken("Reader A");
   int calls = 0;
   m_module->falsifyCount = [&calls](const std::string&, CK_ULONG& count) {
@@ -123,7 +123,7 @@ TEST_F(CryptokiTest, AnAbsurdCountIsAGeneralError) {
   EXPECT_CRYPTOKI_ERROR(CKR_GENERAL_ERROR, m_cryptoki.GetActiveSlots());
 }
 
-TEST_F(CryptokiTest, AFailureBeforeTheListIsReadLeavesTheEarlierList) {
+TEST_F(CryptokiTest, AFailureBeforeTheListIsReadKeepsTheEarlierList) {
   m_module->InsertToken("Reader A");
   m_cryptoki.GetActiveSlots();
   m_module->FailNext("C_GetSlotList", CKR_DEVICE_ERROR);
@@ -135,7 +135,7 @@ TEST_F(CryptokiTest, AFailureBeforeTheListIsReadLeavesTheEarlierList) {
   EXPECT_EQ(CKR_DEVICE_ERROR, m_cryptoki.GetLastResult());
 }
 
-TEST_F(CryptokiTest, AFailureBetweenTwoSlotsLeavesTheListOfThoseBefore) {
+TEST_F(CryptokiTest, AFailureBetweenTwoSlotsKeepsTheSlotsReadBefore) {
   m_module->InsertToken("Reader A");
   m_module->InsertToken("Reader B");
   m_module->FailOnCall("C_GetSlotInfo", 2, CKR_DEVICE_ERROR);
@@ -143,7 +143,7 @@ TEST_F(CryptokiTest, AFailureBetweenTwoSlotsLeavesTheListOfThoseBefore) {
   EXPECT_EQ(Names{"Reader A"}, Texts(m_cryptoki.GetLastActiveSlots()));
 }
 
-TEST_F(CryptokiTest, AllSlotsHaveNothingButTheirIdsUntilEachIsAsked) {
+TEST_F(CryptokiTest, AllSlotsHaveOnlyTheirIdsUntilTheyAreRead) {
   m_module->InsertToken("Reader A");
   m_module->AddEmptyReader("Reader B");
   std::list<Slot> slots = m_cryptoki.GetAllSlots();
@@ -164,8 +164,8 @@ TEST_F(CryptokiTest, TheTwoListsAreKeptApart) {
   EXPECT_EQ(1U, m_cryptoki.GetLastActiveSlots().size());
 }
 
-// All contexts share the object. Under ThreadSanitizer this says that each call may be made beside any other.
-TEST_F(CryptokiTest, ThreadsMayAskForEverythingAtOnce) {
+// All contexts share the object. Under ThreadSanitizer this shows that all calls may run concurrently.
+TEST_F(CryptokiTest, ThreadsMayMakeAllCallsConcurrently) {
   m_module->InsertToken("Reader A");
   m_module->AddEmptyReader("Reader B");
   std::atomic<int> failures{0};

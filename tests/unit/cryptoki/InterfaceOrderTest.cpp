@@ -1,5 +1,5 @@
-// The virtual operations of each class: their order, and how many there are. A pointer to a virtual member tells the
-// place (Itanium C++ ABI, 2.3: the pointer holds one plus the offset in the table).
+// The virtual functions of each class: their order and their number. A pointer to a virtual function shows its place:
+// it is one plus the offset in the table (Itanium C++ ABI, 2.3).
 #include <cstdint>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -42,15 +42,15 @@ std::uintptr_t PlaceOf(Member member) {
 
 using Places = std::vector<std::uintptr_t>;
 
-// The first place behind a class's own: where a derived class's first operation goes.
+// The first place after a class's own: where the first virtual function of a derived class goes.
 template <typename Class>
-struct Behind : Class {
-  virtual void TheLast() {}
+struct WithOneMore : Class {
+  virtual void Last() {}
 };
 
 template <typename Class>
 std::uintptr_t PlacesOf() {
-  return PlaceOf(&Behind<Class>::TheLast);
+  return PlaceOf(&WithOneMore<Class>::Last);
 }
 
 // A destructor takes two places.
@@ -286,7 +286,7 @@ TEST(InterfaceOrderTest, OfADigitKey) {
 
 TEST(InterfaceOrderTest, OfAPasswordChecker) { EXPECT_EQ(2U, PlaceOf(&CPasswordChecker::GetStrength)); }
 
-// Nothing stands behind the last operation of a class. Counted are places: a destructor takes two.
+// These numbers of places show that no class has further virtual functions. A destructor takes two places.
 
 TEST(InterfaceEndTest, OfTheClient) {
   EXPECT_EQ(75U, PlacesOf<CryptokiInterface>());
@@ -299,7 +299,7 @@ TEST(InterfaceEndTest, OfTheClient) {
   EXPECT_EQ(2U, PlacesOf<CryptokiObjects>());
 }
 
-TEST(InterfaceEndTest, OfTheObjectsOfATokenIsOneForAll) {
+TEST(InterfaceEndTest, IsTheSameForAllTokenObjects) {
   EXPECT_EQ(22U, PlacesOf<CryptokiObject>());
   EXPECT_EQ(22U, PlacesOf<Data>());
   EXPECT_EQ(22U, PlacesOf<SecretKey>());
@@ -308,14 +308,14 @@ TEST(InterfaceEndTest, OfTheObjectsOfATokenIsOneForAll) {
   EXPECT_EQ(22U, PlacesOf<Certificate>());
 }
 
-// Two places after the interface's own: what the list of contexts needs.
+// The two places after the interface's own are for the list of contexts.
 TEST(InterfaceEndTest, OfAContextIsTwoPlacesAfterItsOperations) {
   EXPECT_EQ((Places{54, 55}), (Places{PlaceOf(&CCSPContext::Copy), PlaceOf(&CCSPContext::IsOnlyOwnerOfSession)}));
   EXPECT_EQ(56U, PlacesOf<CCSPContext>());
   EXPECT_EQ(56U, PlacesOf<TELVOCSPContext>());
 }
 
-TEST(InterfaceEndTest, OfWhatTheProcessShares) {
+TEST(InterfaceEndTest, OfProcessWideClasses) {
   EXPECT_EQ(4U, PlacesOf<CCSPContextError>());
   EXPECT_EQ(5U, PlacesOf<CCSPContextList>());
   EXPECT_EQ(2U, PlacesOf<CCSPHashFactory>());
@@ -337,7 +337,7 @@ TEST(InterfaceEndTest, OfHashesAndKeys) {
   EXPECT_EQ(5U, PlacesOf<CImportedPublicKeyList>());
 }
 
-TEST(InterfaceEndTest, OfWhatHandlesPINs) {
+TEST(InterfaceEndTest, OfPINClasses) {
   EXPECT_EQ(6U, PlacesOf<CTELVOPINCache>());
   EXPECT_EQ(4U, PlacesOf<CVirtualNumBtn>());
   EXPECT_EQ(3U, PlacesOf<CPasswordChecker>());

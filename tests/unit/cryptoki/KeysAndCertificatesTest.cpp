@@ -88,7 +88,7 @@ TEST_F(ObjectClassTest, AVendorsKeyTypeLeavesNoName) {
   EXPECT_EQ("", Read<SecretKey>(SecretKeyObject(0x80000005, {1})).GetKeyTypeName());
 }
 
-TEST_F(ObjectClassTest, SecretKeyUpdateStoresFirstBytesAsTheyStandAndTheName) {
+TEST_F(ObjectClassTest, SecretKeyUpdateStoresTheFirstByteOfEachFlagAndTheName) {
   SecretKey key = Read<SecretKey>(SecretKeyObject(CKK_DES2, Counting(16, 0)));
   key.Update({MakeAttribute(CKA_KEY_TYPE, Number(CKK_AES)), MakeAttribute(CKA_ENCRYPT, {0}),
               MakeAttribute(CKA_DECRYPT, {0}), MakeAttribute(CKA_WRAP, {2}), MakeAttribute(CKA_UNWRAP, {1}),
@@ -98,16 +98,14 @@ TEST_F(ObjectClassTest, SecretKeyUpdateStoresFirstBytesAsTheyStandAndTheName) {
   EXPECT_TRUE(key.CanWrap() && key.CanUnwrap() && key.CanSign() && key.CanVerify() && key.CanDerive());
 }
 
-TEST_F(ObjectClassTest, AVendorsKeyTypeTakesTheNameAwayInUpdate) {
+TEST_F(ObjectClassTest, UpdateToAVendorsKeyTypeClearsTheName) {
   SecretKey key = Read<SecretKey>(SecretKeyObject(CKK_AES, Counting(16, 0)));
   key.Update({MakeAttribute(CKA_KEY_TYPE, Number(0x80000005))});
   EXPECT_EQ(CK_KEY_TYPE{0x80000005}, key.GetKeyType());
   EXPECT_EQ("", key.GetKeyTypeName());
 }
 
-TEST_F(ObjectClassTest, APublicKeyOfWhichNothingWasReadHasNoBits) {
-  EXPECT_EQ(CK_ULONG{0}, PublicKey().GetModulusBits());
-}
+TEST_F(ObjectClassTest, APublicKeyThatWasNotReadHasNoBits) { EXPECT_EQ(CK_ULONG{0}, PublicKey().GetModulusBits()); }
 
 TEST_F(ObjectClassTest, PublicKeyReadsItsFieldsAndThenItsValues) {
   PublicKey key = Read<PublicKey>(PublicKeyObject({1}, Counting(64, 0x81)));
@@ -123,7 +121,7 @@ TEST_F(ObjectClassTest, PublicKeyReadsItsFieldsAndThenItsValues) {
   EXPECT_FALSE(key.CanVerifyRecover() || key.HasCertificate());
 }
 
-TEST_F(ObjectClassTest, PublicKeyFillsSensitiveAndExtractableHistoryOnlyInUpdate) {
+TEST_F(ObjectClassTest, PublicKeyStoresAlwaysSensitiveAndNeverExtractableOnlyInUpdate) {
   PublicKey key = Read<PublicKey>(
       PublicKeyObject({1}, Counting(64, 0x81)).With(CKA_ALWAYS_SENSITIVE, {1}).With(CKA_NEVER_EXTRACTABLE, {1}));
   EXPECT_FALSE(key.IsAlwaysSensitive() || key.IsNeverExtractable());
@@ -171,7 +169,7 @@ TEST_F(ObjectClassTest, PrivateKeyUpdateStoresItsFields) {
   EXPECT_EQ(CKM_DSA_KEY_PAIR_GEN, key.GetKeyGenMechanism().GetType());
 }
 
-TEST_F(ObjectClassTest, UpdateOfAPrivateKeyLogsItsTwoLinesInFrontOfTheOthers) {
+TEST_F(ObjectClassTest, UpdateOfAPrivateKeyLogsItsTwoLinesFirst) {
   PrivateKey key = Read<PrivateKey>(PrivateKeyObject({1}, Counting(64, 0x81)));
   key.SetAttributes({MakeAttribute(CKA_ID, {1})});
   TakeLog();
@@ -183,7 +181,7 @@ TEST_F(ObjectClassTest, UpdateOfAPrivateKeyLogsItsTwoLinesInFrontOfTheOthers) {
             TakeLog());
 }
 
-TEST_F(ObjectClassTest, ARefusedUpdateOfAPrivateKeyIsLoggedAndThrownOn) {
+TEST_F(ObjectClassTest, ARefusedUpdateOfAPrivateKeyIsLoggedAndRethrown) {
   PrivateKey key = Read<PrivateKey>(PrivateKeyObject({1}, Counting(64, 0x81)));
   TakeLog();
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, key.Update({}));
@@ -208,7 +206,7 @@ TEST_F(ObjectClassTest, ARefusedUpdateStoresNothing) {
   EXPECT_EQ("app", data.GetApplication());
 }
 
-TEST_F(ObjectClassTest, AFieldWrittenWithAShorterValueCountsTheRestAsZero) {
+TEST_F(ObjectClassTest, AFieldUpdatedWithAShorterValueIsFilledUpWithZeros) {
   PublicKey key = Read<PublicKey>(PublicKeyObject({1}, Counting(64, 0x81)));
   key.Update({MakeAttribute(CKA_MODULUS_BITS, {0x34})});
   EXPECT_EQ(CK_ULONG{0x34}, key.GetModulusBits());
@@ -233,7 +231,7 @@ TEST_F(ObjectClassTest, CertificateUpdateStoresItsFields) {
   EXPECT_FALSE(certificate.CanEncrypt() || certificate.CanVerify());
 }
 
-TEST_F(ObjectClassTest, TheDerivedReadsDoNotDoTheBaseRead) {
+TEST_F(ObjectClassTest, TheDerivedReadsDoNotMakeTheBaseRead) {
   const ScriptedObject withoutClass = CertificateObject({1}, "c", {1}).Without(CKA_CLASS);
   EXPECT_NO_THROW(Read<Certificate>(withoutClass));
 }
@@ -246,14 +244,14 @@ TEST_F(ObjectClassTest, TheDerivedReadsNeedHandlesAndModule) {
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, Certificate().Retrieve());
 }
 
-TEST_F(ObjectClassTest, APartOfAReadThatFailsLeavesWhatWasRead) {
+TEST_F(ObjectClassTest, AReadThatFailsPartWayKeepsWhatWasRead) {
   PublicKey key = Bound<PublicKey>(PublicKeyObject({1}, Counting(64, 0x81)));
   m_module->FailOnCall("C_GetAttributeValue", 3, CKR_DEVICE_ERROR);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_ERROR, key.Retrieve());
   EXPECT_EQ(8U, key.GetAttributes().size());
 }
 
-// --- GetModulus, of either key
+// --- GetModulus of both kinds of keys
 
 template <typename Key>
 class ModulusTest : public ObjectClassTest {
@@ -284,7 +282,7 @@ TYPED_TEST(ModulusTest, ANullBufferAsksForTheLength) {
             this->TakeLog());
 }
 
-TYPED_TEST(ModulusTest, AGreatEnoughBufferGetsTheBytesAndTheLengthStays) {
+TYPED_TEST(ModulusTest, ALargeEnoughBufferGetsTheBytesAndTheLengthIsUnchanged) {
   const TypeParam key = this->ReadKey();
   BYTE modulus[80] = {};
   CK_ULONG length = sizeof(modulus);
@@ -296,7 +294,7 @@ TYPED_TEST(ModulusTest, AGreatEnoughBufferGetsTheBytesAndTheLengthStays) {
             this->TakeLog());
 }
 
-TYPED_TEST(ModulusTest, TooSmallABufferTellsTheNeed) {
+TYPED_TEST(ModulusTest, ATooSmallBufferReturnsTheNeededLength) {
   const TypeParam key = this->ReadKey();
   BYTE modulus[63] = {};
   CK_ULONG length = sizeof(modulus);
@@ -308,13 +306,13 @@ TYPED_TEST(ModulusTest, TooSmallABufferTellsTheNeed) {
             this->TakeLog());
 }
 
-TYPED_TEST(ModulusTest, NothingReadIsABadArgument) {
+TYPED_TEST(ModulusTest, WithoutAnyAttributesItIsABadArgument) {
   CK_ULONG length = 0;
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, TypeParam().GetModulus(nullptr, &length));
   EXPECT_EQ(this->m_begin + Line("GetModulus - Exit: CKR_ARGUMENTS_BAD"), this->TakeLog());
 }
 
-TYPED_TEST(ModulusTest, NoModulusAmongWhatWasReadIsAnInvalidType) {
+TYPED_TEST(ModulusTest, WithoutAModulusItIsAnInvalidType) {
   TypeParam key;
   key.SetAttributes({MakeAttribute(CKA_ID, {1})});
   CK_ULONG length = 0;

@@ -16,7 +16,7 @@ bool OthersWait() {
   return login.HadToWait();
 }
 
-TEST(LoginLockTest, OneThreadAtATimeHasIt) {
+TEST(LoginLockTest, OneThreadAtATimeHoldsIt) {
   int inside = 0;
   int most = 0;
   std::vector<std::thread> threads;
@@ -35,7 +35,7 @@ TEST(LoginLockTest, OneThreadAtATimeHasIt) {
   EXPECT_EQ(1, most);
 }
 
-TEST(LoginLockTest, AThreadThatHasItTakesItAgain) {
+TEST(LoginLockTest, AThreadThatHoldsItCanTakeItAgain) {
   {
     const LoginLock lock;
     { const LoginLock again; }
@@ -44,7 +44,7 @@ TEST(LoginLockTest, AThreadThatHasItTakesItAgain) {
   EXPECT_FALSE(OthersWait());
 }
 
-TEST(LoginLockTest, ItIsFreeWhenTheLastHoldEnds) {
+TEST(LoginLockTest, ItIsFreeWhenTheLastLockObjectIsDestroyed) {
   std::optional<LoginLock> first(std::in_place);
   std::optional<LoginLock> second(std::in_place);
   first.reset();
@@ -53,7 +53,7 @@ TEST(LoginLockTest, ItIsFreeWhenTheLastHoldEnds) {
   EXPECT_FALSE(OthersWait());
 }
 
-TEST(LoginLockTest, APausedLockIsAnotherThreadsUntilThePauseIsOver) {
+TEST(LoginLockTest, AnotherThreadCanTakeThePausedLockUntilThePauseEnds) {
   const LoginLock lock;
   {
     const LoginLock::Pause pause;
@@ -65,7 +65,7 @@ TEST(LoginLockTest, APausedLockIsAnotherThreadsUntilThePauseIsOver) {
   waiting.get();
 }
 
-TEST(LoginLockTest, APauseGivesBackEveryHoldAndTakesEachAgain) {
+TEST(LoginLockTest, APauseReleasesTheLockAsOftenAsItIsHeldAndTakesItAgain) {
   std::optional<LoginLock> first(std::in_place);
   std::optional<LoginLock> second(std::in_place);
   {
@@ -78,7 +78,7 @@ TEST(LoginLockTest, APauseGivesBackEveryHoldAndTakesEachAgain) {
   EXPECT_FALSE(OthersWait());
 }
 
-TEST(LoginLockTest, WithinAPauseTheThreadMayTakeItForAWhile) {
+TEST(LoginLockTest, WithinAPauseTheThreadMayTakeItTemporarily) {
   const LoginLock lock;
   {
     const LoginLock::Pause pause;
@@ -99,7 +99,7 @@ TEST(LoginLockTest, APauseOfAThreadWithoutTheLockTakesNothing) {
   EXPECT_FALSE(OthersWait());
 }
 
-TEST(LoginLockTest, APauseOfAThreadWithoutTheLockLeavesItToWhoHasIt) {
+TEST(LoginLockTest, APauseOfAThreadWithoutTheLockLeavesItToItsHolder) {
   const LoginLock lock;
   std::async(std::launch::async, [] { const LoginLock::Pause pause; }).get();
   EXPECT_TRUE(OthersWait());

@@ -13,7 +13,7 @@ TEST(MechanismTest, DefaultHasNoParameter) {
   EXPECT_EQ("", mechanism.GetName());
 }
 
-TEST(MechanismTest, IsMadeOfWhatATokenSaysOfIt) {
+TEST(MechanismTest, IsConstructedFromTheTokensMechanismInfo) {
   CK_MECHANISM_INFO info = {};
   info.ulMinKeySize = 512;
   info.ulMaxKeySize = 4096;
@@ -50,7 +50,7 @@ TEST(MechanismTest, ACopySharesTheParameter) {
   EXPECT_EQ(8U, copy.GetParameterLength());
 }
 
-TEST(MechanismTest, AssignmentTakesTheParameterOver) {
+TEST(MechanismTest, AssignmentSharesTheParameter) {
   const Mechanism source(CK_MECHANISM{CKM_DES_CBC, g_iv, sizeof(g_iv)});
   Mechanism target(CKM_RSA_PKCS);
   target = source;
@@ -59,7 +59,7 @@ TEST(MechanismTest, AssignmentTakesTheParameterOver) {
   EXPECT_EQ(8U, target.GetParameterLength());
 }
 
-TEST(MechanismTest, AssignmentOfOneWithoutParameterLeavesTheOldBytesUnderLengthZero) {
+TEST(MechanismTest, AssigningOneWithoutAParameterKeepsTheOldBytesWithLengthZero) {
   Mechanism target(CK_MECHANISM{CKM_DES_CBC, g_iv, sizeof(g_iv)});
   target = Mechanism(CKM_DES_ECB);
   EXPECT_EQ(CKM_DES_ECB, target.GetType());
@@ -74,7 +74,7 @@ TEST(MechanismTest, AssignmentToItselfKeepsTheParameter) {
   EXPECT_EQ(8U, mechanism.GetParameterLength());
 }
 
-TEST(MechanismTest, GoesToTheModuleWithOrWithoutItsParameter) {
+TEST(MechanismTest, IsPassedToTheModuleWithOrWithoutItsParameter) {
   const Mechanism mechanism(CK_MECHANISM{CKM_DES_CBC, g_iv, sizeof(g_iv)});
   const CK_MECHANISM with = mechanism.WithParameter();
   EXPECT_EQ(CKM_DES_CBC, +with.mechanism);

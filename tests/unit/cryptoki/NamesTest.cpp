@@ -10,20 +10,20 @@ TEST(MechanismNameTest, EveryMechanismOfTheListHasItsName) {
   std::ifstream list(TELVO_TEST_DATA "/mechanism_names.txt");
   int rows = 0;
   for (std::string line; std::getline(list, line); ++rows) {
-    const std::size_t blank = line.find(' ');
-    EXPECT_EQ(line.substr(blank + 1), MechanismName(static_cast<CK_MECHANISM_TYPE>(std::stoul(line, nullptr, 16))));
+    const std::size_t space = line.find(' ');
+    EXPECT_EQ(line.substr(space + 1), MechanismName(static_cast<CK_MECHANISM_TYPE>(std::stoul(line, nullptr, 16))));
   }
   EXPECT_EQ(179, rows);
 }
 
-TEST(MechanismNameTest, TellingRows) {
+TEST(MechanismNameTest, SelectedRows) {
   EXPECT_EQ("RSA PKCS Key-pair Generation", MechanismName(0));
   EXPECT_EQ("RSA PKCS", MechanismName(1));
   EXPECT_EQ("RC2 Key Generation", MechanismName(0x100));
   EXPECT_EQ("X9 42 DH Generation Parameter", MechanismName(0x2002));
 }
 
-TEST(MechanismNameTest, TheCbcNameOfCdmfAndIdeaStandsAtThePaddedMode) {
+TEST(MechanismNameTest, ThePaddedModeOfCdmfAndIdeaHasTheCbcName) {
   EXPECT_EQ("Unknown Mechanism: 0x00000142", MechanismName(CKM_CDMF_CBC));
   EXPECT_EQ("CDMF CBC Mode", MechanismName(CKM_CDMF_CBC_PAD));
   EXPECT_EQ("Unknown Mechanism: 0x00000342", MechanismName(CKM_IDEA_CBC));
@@ -43,7 +43,7 @@ struct KeyTypeCase {
 
 class KeyTypeNameTest : public ::testing::TestWithParam<KeyTypeCase> {};
 
-TEST_P(KeyTypeNameTest, IsTold) { EXPECT_EQ(GetParam().name, SecretKey().KeyTypeName(GetParam().type)); }
+TEST_P(KeyTypeNameTest, IsReturned) { EXPECT_EQ(GetParam().name, SecretKey().KeyTypeName(GetParam().type)); }
 
 INSTANTIATE_TEST_SUITE_P(Rows, KeyTypeNameTest,
                          ::testing::Values(KeyTypeCase{0x3, "ECDSA Key"}, KeyTypeCase{0x5, "KEA Key"},
@@ -59,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, KeyTypeNameTest,
                                            KeyTypeCase{0x1, "Unknown Key Type"},
                                            KeyTypeCase{0x20, "Unknown Key Type"}));
 
-TEST(KeyTypeNameVendorTest, AVendorsTypeGivesTheEmptyTextAndGoesInFrontOfTheStoredName) {
+TEST(KeyTypeNameVendorTest, AVendorTypeReturnsAnEmptyStringAndIsPrependedToTheStoredName) {
   SecretKey key;
   EXPECT_EQ("", key.KeyTypeName(0x80000001));
   EXPECT_EQ("Vendor Defined Key Type: 0x80000001", key.GetKeyTypeName());

@@ -47,7 +47,7 @@ class SessionTest : public LogTest {
 
 TEST_F(SessionTest, DefaultIsClosed) { EXPECT_EQ(CK_SESSION_HANDLE{0}, Session().GetSessionHandle()); }
 
-TEST_F(SessionTest, IsMadeOfAHandleAndAssignedOne) {
+TEST_F(SessionTest, IsConstructedFromAHandleAndCanBeAssignedOne) {
   Session session(5);
   EXPECT_EQ(CK_SESSION_HANDLE{5}, session.GetSessionHandle());
   session = CK_SESSION_HANDLE{6};
@@ -65,13 +65,13 @@ TEST_F(SessionTest, InformationComesFromTheModule) {
   EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_GetSessionInfo(1)", "C_GetSessionInfo(1)"}), m_module->TakeCalls());
 }
 
-TEST_F(SessionTest, IsValidSaysWhetherTheModuleKnowsIt) {
+TEST_F(SessionTest, IsValidReturnsWhetherTheModuleKnowsIt) {
   EXPECT_TRUE(m_session.IsValid());
   m_module->RemoveToken("Reader A");
   EXPECT_FALSE(m_session.IsValid());
 }
 
-TEST_F(SessionTest, IsValidIsFalseForAClosedSessionAndRaisesWithoutAModule) {
+TEST_F(SessionTest, IsValidIsFalseForAClosedSessionAndThrowsWithoutAModule) {
   m_session.Close();
   EXPECT_FALSE(m_session.IsValid());
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, Session().IsValid());
@@ -83,7 +83,7 @@ TEST_F(SessionTest, IsLoggedInReadsTheFlagsAndNotTheState) {
   EXPECT_FALSE(m_session.IsLoggedIn());
 }
 
-TEST_F(SessionTest, IsLoggedInIsTrueForFlagsZeroAndTwoAndNoOthers) {
+TEST_F(SessionTest, IsLoggedInIsTrueOnlyForFlagsZeroAndTwo) {
   Token token(0);
   token.SetCryptoki(m_module);
   EXPECT_TRUE(token.OpenSession(0, nullptr, nullptr).IsLoggedIn());
@@ -102,7 +102,7 @@ TEST_F(SessionTest, LoginWithoutAPinMakesNoCall) {
   EXPECT_EQ(Calls{}, m_module->TakeCalls());
 }
 
-TEST_F(SessionTest, AWrongPinIsRaisedWithWhatTheModuleAnswered) {
+TEST_F(SessionTest, AWrongPinThrowsTheModulesResult) {
   BYTE wrong[] = {'0'};
   EXPECT_CRYPTOKI_ERROR(2, m_session.Login(CKU_USER, wrong, 1));
   EXPECT_EQ(CK_ULONG{2}, +m_session.GetSessionInfo().ulDeviceError);
@@ -137,7 +137,7 @@ TEST_F(SessionTest, FindAllObjectsOfAnEmptyTokenAsksOnce) {
             m_module->TakeCalls());
 }
 
-TEST_F(SessionTest, FindAllObjectsReadsEachObjectAtOnceInTheModulesOrder) {
+TEST_F(SessionTest, FindAllObjectsReadsObjectsAsTheyAreFoundInTheModulesOrder) {
   m_token.Add(CertificateObject({1}, "cert", {9}));
   m_token.Add(DataObject({2}, "app"));
   const CryptokiObjects objects = m_session.FindAllObjects();
@@ -154,7 +154,7 @@ TEST_F(SessionTest, FindAllObjectsReadsEachObjectAtOnceInTheModulesOrder) {
             m_module->TakeCalls());
 }
 
-TEST_F(SessionTest, FindObjectsHandsTheTemplateOn) {
+TEST_F(SessionTest, FindObjectsPassesTheTemplateOn) {
   m_token.Add(CertificateObject({1}, "cert", {9}));
   m_token.Add(CertificateObject({2}, "cert", {9}));
   const CryptokiObjects objects = m_session.FindObjects({MakeAttribute(CKA_ID, {2})});
@@ -180,20 +180,20 @@ TEST_F(SessionTest, ASearchThatFailsIsLeftOpenInTheModule) {
   EXPECT_CRYPTOKI_ERROR(CKR_OPERATION_ACTIVE, m_session.FindAllObjects());
 }
 
-TEST_F(SessionTest, AnObjectThatCannotBeReadEndsTheSearchWithoutItsFinal) {
+TEST_F(SessionTest, AnObjectThatCannotBeReadEndsTheSearchWithoutFindObjectsFinal) {
   m_token.Add(CertificateObject({1}, "cert", {9}).Without(CKA_LABEL));
   EXPECT_CRYPTOKI_ERROR(CKR_ATTRIBUTE_TYPE_INVALID, m_session.FindAllObjects());
   EXPECT_EQ((Calls{"C_FindObjectsInit", "C_FindObjects", "C_GetAttributeValue", "C_GetAttributeValue"}),
             m_module->TakeCallNames());
 }
 
-TEST_F(SessionTest, AFailingFinalIsIgnored) {
+TEST_F(SessionTest, AFailingFindObjectsFinalIsIgnored) {
   m_module->FailNext("C_FindObjectsFinal", CKR_DEVICE_ERROR);
   EXPECT_NO_THROW(m_session.FindAllObjects());
 }
 
-TEST_F(SessionTest, AModuleThatFindsWithoutEndIsStoppedAtAHundredThousandObjects) {
-  // A data object is cheap to read; the module hands the same one out again and again.
+TEST_F(SessionTest, AnEndlessSearchIsStoppedAtAHundredThousandObjects) {
+  // A data object is cheap to read; the module returns the same one again and again.
   class EndlessModule : public ScriptedModule {
    public:
     CK_RV C_FindObjects(CK_SESSION_HANDLE, CK_OBJECT_HANDLE_PTR object, CK_ULONG, CK_ULONG_PTR count) override {
@@ -219,7 +219,7 @@ TEST_F(SessionTest, AModuleThatFindsWithoutEndIsStoppedAtAHundredThousandObjects
   EXPECT_CRYPTOKI_ERROR(CKR_GENERAL_ERROR, session.FindAllObjects());
 }
 
-TEST_F(SessionTest, CreateObjectHandsTheListOnAndReadsNothingBack) {
+TEST_F(SessionTest, CreateObjectPassesTheListOnAndReadsNothingBack) {
   CryptokiObject created = m_session.CreateObject(SomeAttributes());
   EXPECT_EQ(Calls{"C_CreateObject(1, {CKA_LABEL=6E6577, CKA_ID=07})"}, m_module->TakeCalls());
   EXPECT_EQ(CK_OBJECT_HANDLE{1}, created.GetHandle());
@@ -243,7 +243,7 @@ TEST_F(SessionTest, CreateObjectWithAnEmptyListIsABufferTooSmall) {
   EXPECT_EQ(Calls{}, m_module->TakeCalls());
 }
 
-TEST_F(SessionTest, CreateObjectThatTheModuleRefusesIsLogged) {
+TEST_F(SessionTest, ACreateObjectThatTheModuleRefusesIsLogged) {
   m_module->FailNext("C_CreateObject", CKR_TEMPLATE_INCOMPLETE);
   EXPECT_CRYPTOKI_ERROR(CKR_TEMPLATE_INCOMPLETE, m_session.CreateObject(SomeAttributes()));
   EXPECT_EQ(Line("List is empty") + Line("Iterating Attributes") + Line("Checking Cert Attributes") +
@@ -251,7 +251,7 @@ TEST_F(SessionTest, CreateObjectThatTheModuleRefusesIsLogged) {
             TakeLog());
 }
 
-TEST_F(SessionTest, CreateObjectWithoutAModuleStopsBehindItsSecondLine) {
+TEST_F(SessionTest, CreateObjectWithoutAModuleLogsOnlyItsFirstLine) {
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, Session().CreateObject(SomeAttributes()));
   EXPECT_EQ(Line("List is empty"), TakeLog());
 }
@@ -271,7 +271,7 @@ TEST_F(SessionTest, GenerateKeyReadsTheNewKey) {
   EXPECT_EQ("C_GenerateKey(1, CKM_DES3_CBC, {CKA_KEY_TYPE=31, CKA_ENCRYPT=true})", m_module->TakeCalls().front());
 }
 
-TEST_F(SessionTest, AFailedGenerationShowsAsTheFailureOfTheFirstRead) {
+TEST_F(SessionTest, AFailedGenerationIsReportedByTheReadThatFollows) {
   m_module->FailNext("C_GenerateKey", CKR_DEVICE_MEMORY);
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_session.GenerateKey(Mechanism(CKM_AES_KEY_GEN), SomeAttributes()));
   EXPECT_EQ(Calls{"C_GenerateKey"}, m_module->TakeCallNames());
@@ -332,7 +332,7 @@ TEST_F(SessionTest, GenerateKeyPairThatTheModuleRefusesFillsNothing) {
   EXPECT_EQ(CK_OBJECT_HANDLE{0}, publicKey.GetHandle());
 }
 
-TEST_F(SessionTest, EncryptionAndDecryptionHandTheParameterOnAndNothingElseDoes) {
+TEST_F(SessionTest, OnlyEncryptionAndDecryptionPassTheParameterOn) {
   const CK_OBJECT_HANDLE secret = m_token.Add(SecretKeyObject(CKK_DES3, Counting(24, 1)));
   const CK_OBJECT_HANDLE privateHandle = m_token.Add(PrivateKeyObject({1}, Counting(32, 0x81)));
   const CK_OBJECT_HANDLE publicHandle = m_token.Add(PublicKeyObject({1}, Counting(32, 0x81)));
@@ -460,7 +460,7 @@ TEST_F(SessionTest, SignatureWithRecoveryReachesItsEntries) {
   EXPECT_EQ((Bytes{'a', 'b', 'c'}), Bytes(data, data + dataLength));
 }
 
-TEST_F(SessionTest, RandomOperationsLookForTheModuleBeforeTheArguments) {
+TEST_F(SessionTest, RandomOperationsCheckTheModuleBeforeTheArguments) {
   m_session.GenerateRandom(m_out, 5);
   EXPECT_EQ(5, m_out[4]);
   m_session.SeedRandom(m_in, 3);
@@ -495,7 +495,7 @@ TEST_F(SessionTest, CloseWithoutAModuleKeepsTheHandle) {
   EXPECT_EQ(CK_SESSION_HANDLE{5}, session.GetSessionHandle());
 }
 
-TEST_F(SessionTest, AClosedSessionReachesTheModuleWithHandleZero) {
+TEST_F(SessionTest, CallsOfAClosedSessionReachTheModuleWithHandleZero) {
   m_session.Close();
   m_module->ForgetCalls();
   EXPECT_CRYPTOKI_ERROR(CKR_SESSION_HANDLE_INVALID, m_session.Logout());
@@ -507,7 +507,7 @@ TEST_F(SessionTest, DestructionClosesNothing) {
   EXPECT_EQ(1U, m_module->OpenSessions());
 }
 
-// Each operation that makes a module call and says by an exception that it failed.
+// Each operation that makes a module call and throws when it fails.
 struct SessionCall {
   const char* name;
   const char* entry;
@@ -582,7 +582,7 @@ const SessionCall kSessionCalls[] = {
 
 class SessionCallTest : public SessionTest, public ::testing::WithParamInterface<SessionCall> {};
 
-TEST_P(SessionCallTest, ThrowsWhatTheModuleAnswered) {
+TEST_P(SessionCallTest, ThrowsTheModulesResult) {
   m_module->FailNext(GetParam().entry, CKR_DEVICE_REMOVED);
   EXPECT_CRYPTOKI_ERROR(0x32, GetParam().call(m_session));
   EXPECT_EQ(GetParam().entry, m_module->TakeCallNames().back());

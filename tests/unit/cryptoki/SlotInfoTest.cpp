@@ -17,7 +17,7 @@ CK_SLOT_INFO RecordOf(const std::string& description) {
   return record;
 }
 
-TEST(SlotInfoTest, DescriptionLosesItsTrailingBlanksAndGetsThirtyTwoZeros) {
+TEST(SlotInfoTest, DescriptionLosesItsTrailingSpacesAndGetsThirtyTwoZeros) {
   EXPECT_EQ("TELVO Reader A" + kZeros, SlotInfo(RecordOf("TELVO Reader A"), 0).GetDescription());
 }
 
@@ -29,22 +29,22 @@ TEST(SlotInfoTest, ANameOfFortyCharactersIsCutToThirtyTwo) {
       SlotInfo(RecordOf("0123456789012345678901234567890123456789"), 0).GetDescription());
 }
 
-TEST(SlotInfoTest, ADescriptionOfBlanksKeepsOne) {
+TEST(SlotInfoTest, ADescriptionOfSpacesKeepsOne) {
   EXPECT_EQ(" " + kZeros, SlotInfo(RecordOf(""), 0).GetDescription());
 }
 
-TEST(SlotInfoTest, ATrailingZeroByteIsNoBlank) {
+TEST(SlotInfoTest, ATrailingZeroByteIsNotASpace) {
   CK_SLOT_INFO record = RecordOf("abc");
   record.slotDescription[31] = 0;
   EXPECT_EQ(64U, SlotInfo(record, 0).GetDescription().size());
   EXPECT_EQ("abc    ", SlotInfo(record, 0).GetDescription().substr(0, 7));
 }
 
-TEST(SlotInfoTest, ManufacturerKeepsItsBlanks) {
+TEST(SlotInfoTest, ManufacturerKeepsItsSpaces) {
   EXPECT_EQ("Maker" + std::string(27, ' ') + kZeros, SlotInfo(RecordOf("x"), 0).GetManufacturer());
 }
 
-TEST(SlotInfoTest, FlagsVersionsAndIdAreTaken) {
+TEST(SlotInfoTest, FlagsVersionsAndIdAreCopied) {
   CK_SLOT_INFO record = RecordOf("x");
   record.flags = 5;
   record.hardwareVersion = CK_VERSION{1, 2};

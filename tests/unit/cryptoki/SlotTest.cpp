@@ -29,15 +29,15 @@ TEST_F(SlotTest, SetCryptokiReachesTheToken) {
   EXPECT_NO_THROW(m_slot.GetToken().GetTokenInfo());
 }
 
-TEST_F(SlotTest, SetCryptokiRefusesNone) { EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_slot.SetCryptoki(nullptr)); }
+TEST_F(SlotTest, SetCryptokiRefusesNull) { EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_slot.SetCryptoki(nullptr)); }
 
-TEST_F(SlotTest, WithoutAModuleNothingCanBeAsked) {
+TEST_F(SlotTest, WithoutAModuleNothingCanBeRead) {
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_slot.IsTokenPresent());
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_slot.GetSlotInfo());
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_slot.GetToken());
 }
 
-TEST_F(SlotTest, IsTokenPresentReadsTheSlotAnew) {
+TEST_F(SlotTest, IsTokenPresentReadsTheSlotEachTime) {
   m_slot.SetCryptoki(m_module);
   EXPECT_TRUE(m_slot.IsTokenPresent());
   m_module->RemoveToken("Reader A");
@@ -46,7 +46,7 @@ TEST_F(SlotTest, IsTokenPresentReadsTheSlotAnew) {
   EXPECT_STREQ("Reader A", m_slot.GetSlotDescription().c_str());
 }
 
-TEST_F(SlotTest, AFailedReadLeavesWhatWasKnown) {
+TEST_F(SlotTest, AFailedReadKeepsWhatWasKnown) {
   m_slot.SetCryptoki(m_module);
   m_slot.IsTokenPresent();
   m_module->FailNext("C_GetSlotInfo", CKR_DEVICE_ERROR);
@@ -68,14 +68,14 @@ TEST_F(SlotTest, GetTokenReadsNothing) {
   EXPECT_EQ(Calls{}, m_module->TakeCalls());
 }
 
-TEST_F(SlotTest, FlagsAreShownByNameWithABlankBehindTheLast) {
+TEST_F(SlotTest, FlagsAreShownByNameWithASpaceAfterTheLast) {
   EXPECT_EQ("[0x00000007] CKF_HW_SLOT | CKF_REMOVABLE_DEVICE | CKF_TOKEN_PRESENT ", WithFlags(7).FlagsText());
   EXPECT_EQ("[0x00000001] CKF_TOKEN_PRESENT ", WithFlags(1).FlagsText());
   EXPECT_EQ("[0x00000002] CKF_REMOVABLE_DEVICE ", WithFlags(2).FlagsText());
   EXPECT_EQ("[0x00000004] CKF_HW_SLOT ", WithFlags(4).FlagsText());
 }
 
-TEST_F(SlotTest, WithoutANamedFlagTheTextCannotBeMade) {
+TEST_F(SlotTest, WithoutANamedFlagTheTextThrows) {
   EXPECT_THROW(WithFlags(0).FlagsText(), std::out_of_range);
   EXPECT_THROW(WithFlags(0x80).FlagsText(), std::out_of_range);
 }

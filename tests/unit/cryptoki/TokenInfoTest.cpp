@@ -15,18 +15,20 @@ CK_TOKEN_INFO Record() {
   return record;
 }
 
-TEST(TokenInfoTest, TextsKeepTheirTrailingBlanks) {
+TEST(TokenInfoTest, StringsKeepTheirTrailingSpaces) {
   const TokenInfo info(Record());
   EXPECT_EQ("Label                           ", info.GetLabel());
   EXPECT_EQ("Maker                           ", info.GetManufacturer());
   EXPECT_EQ("Model           ", info.GetModel());
 }
 
-TEST(TokenInfoTest, SerialNumberComesInPairs) { EXPECT_EQ("01 23 45 67 89 AB CD EF", TokenInfo(Record()).GetSerial()); }
+TEST(TokenInfoTest, TheSerialNumberIsSplitIntoPairs) {
+  EXPECT_EQ("01 23 45 67 89 AB CD EF", TokenInfo(Record()).GetSerial());
+}
 
 TEST(TokenInfoTest, UtcTimeIsTakenUnchanged) { EXPECT_EQ("2026112112345600", TokenInfo(Record()).GetUtcTime()); }
 
-TEST(TokenInfoTest, TextsEndAtAZeroByteAndSerialNumberAndTimeDoNot) {
+TEST(TokenInfoTest, StringsEndAtAZeroByteButSerialNumberAndTimeDoNot) {
   CK_TOKEN_INFO record = Record();
   record.label[5] = 0;
   record.manufacturerID[4] = 0;

@@ -19,7 +19,7 @@ class TokenTest : public ::testing::Test {
 
   Session Open() { return m_token.OpenSession(kReadWrite, nullptr, nullptr); }
 
-  // Lets the next `failures` openings fail.
+  // Makes the next `failures` openings fail.
   void FailOpenings(int failures) {
     for (int i = 1; i <= failures; ++i) m_module->FailOnCall("C_OpenSession", i, CKR_DEVICE_ERROR);
   }
@@ -42,14 +42,14 @@ TEST_F(TokenTest, GetTokenInfoReadsTheToken) {
   EXPECT_EQ((Calls{"C_GetTokenInfo(0)", "C_GetTokenInfo(0)"}), m_module->TakeCalls());
 }
 
-TEST_F(TokenTest, AFailedReadLeavesWhatWasKnown) {
+TEST_F(TokenTest, AFailedReadKeepsWhatWasKnown) {
   TokenInfo& info = m_token.GetTokenInfo();
   m_module->FailNext("C_GetTokenInfo", CKR_DEVICE_REMOVED);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, m_token.GetTokenInfo());
   EXPECT_EQ("01 23 45 67 89 AB CD EF", info.GetSerial());
 }
 
-TEST_F(TokenTest, ItsOwnChecksSayThatTheModuleIsNotInitialized) {
+TEST_F(TokenTest, WithoutAModuleItsOwnChecksReportNotInitialized) {
   Token unset(0);
   CK_UTF8CHAR text[32] = {};
   EXPECT_CRYPTOKI_ERROR(CKR_CRYPTOKI_NOT_INITIALIZED, unset.GetTokenInfo());
@@ -81,14 +81,14 @@ TEST_F(TokenTest, WithoutAnyMechanismTheListIsEmptiedByOneCall) {
   EXPECT_EQ(Calls{"C_GetMechanismList(0, null)"}, m_module->TakeCalls());
 }
 
-TEST_F(TokenTest, AFailureBetweenTwoMechanismsLeavesThoseBefore) {
+TEST_F(TokenTest, AFailureBetweenTwoMechanismsKeepsThoseReadBefore) {
   std::list<Mechanism>& mechanisms = m_token.GetMechanisms();
   m_module->FailOnCall("C_GetMechanismInfo", 2, CKR_MECHANISM_INVALID);
   EXPECT_CRYPTOKI_ERROR(CKR_MECHANISM_INVALID, m_token.GetMechanisms());
   EXPECT_EQ(1U, mechanisms.size());
 }
 
-TEST_F(TokenTest, AFailureOfEitherListCallLeavesTheEarlierMechanisms) {
+TEST_F(TokenTest, AFailureOfEitherListCallKeepsTheEarlierMechanisms) {
   std::list<Mechanism>& mechanisms = m_token.GetMechanisms();
   m_module->FailNext("C_GetMechanismList", CKR_DEVICE_ERROR);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_ERROR, m_token.GetMechanisms());
@@ -110,14 +110,14 @@ TEST_F(TokenTest, InitTokenChecksItsArgumentsAndCallsTheModule) {
   EXPECT_CRYPTOKI_ERROR(CKR_SESSION_EXISTS, m_token.InitToken(pin, 4, label));
 }
 
-TEST_F(TokenTest, OpenSessionHandsOutASessionWithTheModule) {
+TEST_F(TokenTest, OpenSessionReturnsASessionWithTheModule) {
   Session session = Open();
   EXPECT_EQ(CK_SESSION_HANDLE{1}, session.GetSessionHandle());
   EXPECT_EQ(m_module, session.GetCryptoki());
   EXPECT_EQ(Calls{"C_OpenSession(0, flags 6)"}, m_module->TakeCalls());
 }
 
-TEST_F(TokenTest, AFailedOpeningIsAnsweredByAFreshStartOfTheModule) {
+TEST_F(TokenTest, AfterAFailedOpeningTheModuleIsRestarted) {
   FailOpenings(1);
   EXPECT_EQ(CK_SESSION_HANDLE{1}, Open().GetSessionHandle());
   EXPECT_EQ((Calls{"C_OpenSession(0, flags 6)", "C_Finalize(null)", "C_Initialize(null)", "C_GetSlotList(all, null)",
@@ -125,7 +125,7 @@ TEST_F(TokenTest, AFailedOpeningIsAnsweredByAFreshStartOfTheModule) {
             m_module->TakeCalls());
 }
 
-TEST_F(TokenTest, BeforeTheFreshStartItsOwnSessionsAreClosed) {
+TEST_F(TokenTest, BeforeTheRestartItsOwnSessionsAreClosed) {
   Open();
   Open();
   m_module->ForgetCalls();
@@ -137,7 +137,7 @@ TEST_F(TokenTest, BeforeTheFreshStartItsOwnSessionsAreClosed) {
             m_module->TakeCalls());
 }
 
-TEST_F(TokenTest, ASuccessfulRetryStandsInTheSessionListOnce) {
+TEST_F(TokenTest, ASessionOpenedByARetryIsInTheSessionListOnce) {
   FailOpenings(2);
   Open();
   m_module->ForgetCalls();
@@ -153,7 +153,7 @@ TEST_F(TokenTest, TheEleventhFailureInARowIsThrown) {
   EXPECT_EQ(10, std::count(calls.begin(), calls.end(), "C_Finalize"));
 }
 
-TEST_F(TokenTest, TheEleventhFailureInTheLifeOfTheObjectIsThrownHoweverLongAgoTheOthersWere) {
+TEST_F(TokenTest, TheEleventhFailureOfATokenObjectIsThrownEvenAfterSuccesses) {
   for (int i = 0; i < 10; ++i) {
     FailOpenings(1);
     EXPECT_NO_THROW(Open());
@@ -164,7 +164,7 @@ TEST_F(TokenTest, TheEleventhFailureInTheLifeOfTheObjectIsThrownHoweverLongAgoTh
   EXPECT_EQ(Calls{"C_OpenSession(0, flags 6)"}, m_module->TakeCalls());
 }
 
-TEST_F(TokenTest, ACopyTakesTheCountOfRetriesAlong) {
+TEST_F(TokenTest, ACopyHasTheSameCountOfRetries) {
   FailOpenings(10);
   Open();
   Token copy = m_token;
@@ -172,7 +172,7 @@ TEST_F(TokenTest, ACopyTakesTheCountOfRetriesAlong) {
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_ERROR, copy.OpenSession(kReadWrite, nullptr, nullptr));
 }
 
-TEST_F(TokenTest, OfSeveralFailuresTheLastIsThrown) {
+TEST_F(TokenTest, TheLastOfSeveralFailuresIsThrown) {
   FailOpenings(10);
   m_module->FailOnCall("C_OpenSession", 11, CKR_SESSION_COUNT);
   EXPECT_CRYPTOKI_ERROR(CKR_SESSION_COUNT, Open());
@@ -186,7 +186,7 @@ TEST_F(TokenTest, TheRetryHasTheSameArguments) {
   EXPECT_EQ("C_OpenSession(0, flags 4, with callback)", calls.back());
 }
 
-TEST_F(TokenTest, ACopyTakesTheListOfSessionsAlong) {
+TEST_F(TokenTest, ACopyHasTheSameListOfSessions) {
   Open();
   Token copy = m_token;
   m_module->ForgetCalls();
@@ -194,13 +194,13 @@ TEST_F(TokenTest, ACopyTakesTheListOfSessionsAlong) {
   EXPECT_EQ((Calls{"C_GetSessionInfo(1)", "C_CloseSession(1)"}), m_module->TakeCalls());
 }
 
-TEST_F(TokenTest, AFailureOfTheFreshStartItselfIsNotNoticed) {
+TEST_F(TokenTest, AFailureOfTheRestartItselfIsIgnored) {
   FailOpenings(1);
   m_module->FailNext("C_Initialize", CKR_GENERAL_ERROR);
   EXPECT_NO_THROW(Open());
 }
 
-TEST_F(TokenTest, CloseAllSessionsPassesOverThoseThatTheModuleForgot) {
+TEST_F(TokenTest, CloseAllSessionsSkipsThoseThatTheModuleDoesNotKnow) {
   Open();
   m_module->RemoveToken("Reader A");
   m_module->ForgetCalls();
@@ -218,7 +218,7 @@ TEST_F(TokenTest, DestructionClosesNothing) {
   EXPECT_EQ(1U, m_module->OpenSessions());
 }
 
-TEST_F(TokenTest, FlagsAreShownByNameInTheirOwnOrder) {
+TEST_F(TokenTest, FlagsAreShownByNameInAFixedOrder) {
   EXPECT_EQ(
       "[0x00FFFFFF] CKF_CLOCK_ON_TOKEN | CKF_DUAL_CRYPTO_OPERATIONS | CKF_LOGIN_REQUIRED | "
       "CKF_PROTECTED_AUTHENTICATION_PATH | CKF_RESTORE_KEY_NOT_NEEDED | CKF_SECONDARY_AUTHENTICATION | "
@@ -257,7 +257,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, TokenFlagTest,
                                            TokenFlagCase{0x400000, "[0x00400000] CKF_SO_PIN_LOCKED "},
                                            TokenFlagCase{0x800000, "[0x00800000] CKF_SO_PIN_TO_BE_CHANGED "}));
 
-TEST_F(TokenTest, WithoutANamedFlagTheTextCannotBeMade) {
+TEST_F(TokenTest, WithoutANamedFlagTheTextThrows) {
   EXPECT_THROW(m_token.FlagsText(), std::out_of_range);
   EXPECT_THROW(FlagsTextFor(0x1000), std::out_of_range);
 }

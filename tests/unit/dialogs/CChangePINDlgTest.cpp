@@ -53,7 +53,7 @@ void EnterAndClickOK(ScriptedDialog& dialog) {
   EXPECT_TRUE(dialog.Click(kOK));
 }
 
-// The digits of the row, in the order of the labels: the key of the 0, then those of 1 to 9.
+// The digits of the row, in the order of the labels: the 0 key, then the keys 1 to 9.
 std::string DigitsOf(const ScriptedDialog& dialog) {
   std::string digits;
   for (const int key : {1020, 1011, 1012, 1013, 1014, 1015, 1016, 1017, 1018, 1019}) {
@@ -70,13 +70,13 @@ class CChangePINDlgTest : public LogTest {
     m_dialog.AttachPINCache(m_cache);
   }
 
-  // Runs the dialog with what the user does, and cancels it behind that if it is still open.
+  // Runs the dialog with the user's actions, then cancels it if it is still open.
   INT_PTR Run(const ScriptedDialogs::Script& script) {
     m_dialogs.OnNextThenCancel(script);
     return m_dialog.DoModal();
   }
 
-  // What arrives as the new PIN when these keys of the keyboard are clicked.
+  // The new PIN after these keys of the on-screen keyboard are clicked.
   std::string Keys(const std::vector<int>& keys) {
     Run([&](ScriptedDialog& dialog) {
       dialog.Type(kCurrent, "1");
@@ -112,7 +112,7 @@ TEST_F(CChangePINDlgTest, KeepsTheTitleOfTheTemplateForAnEmptyLabel) {
   Run([](ScriptedDialog& dialog) { EXPECT_EQ("Change PIN", dialog.GetTitle()); });
 }
 
-TEST_F(CChangePINDlgTest, OpensWithEmptyFieldsTheFocusOnTheFirstAndOkDisabled) {
+TEST_F(CChangePINDlgTest, OpensWithEmptyFieldsFocusOnTheFirstAndOkDisabled) {
   Run([](ScriptedDialog& dialog) {
     for (const int edit : {kCurrent, kNew, kRepeated}) {
       EXPECT_EQ("", dialog.GetText(edit));
@@ -125,7 +125,7 @@ TEST_F(CChangePINDlgTest, OpensWithEmptyFieldsTheFocusOnTheFirstAndOkDisabled) {
   });
 }
 
-TEST_F(CChangePINDlgTest, OpensWithoutKeyboardAndWithItsToggleDisabledInView) {
+TEST_F(CChangePINDlgTest, OpensWithTheKeyboardHiddenAndItsToggleVisibleButDisabled) {
   Run([](ScriptedDialog& dialog) {
     EXPECT_EQ(-200, dialog.GetGrowth());
     EXPECT_FALSE(dialog.IsEnabled(kShowKeyboard));
@@ -133,7 +133,7 @@ TEST_F(CChangePINDlgTest, OpensWithoutKeyboardAndWithItsToggleDisabledInView) {
   });
 }
 
-TEST_F(CChangePINDlgTest, OpensWithTheToggleOfRevealDisabledAndHidden) {
+TEST_F(CChangePINDlgTest, OpensWithTheRevealToggleDisabledAndHidden) {
   Run([](ScriptedDialog& dialog) {
     EXPECT_FALSE(dialog.IsEnabled(kReveal));
     EXPECT_FALSE(dialog.IsShown(kReveal));
@@ -148,7 +148,7 @@ TEST_F(CChangePINDlgTest, OpensWithTheStrengthHidden) {
   });
 }
 
-TEST_F(CChangePINDlgTest, HidesTheControlsThatOnlyOtherLayoutsHave) {
+TEST_F(CChangePINDlgTest, HidesTheControlsOfOtherLayouts) {
   Run([](ScriptedDialog& dialog) {
     for (const int control : {1003, 1081, 1082, 1083, 1084, 1085, 1086})
       EXPECT_FALSE(dialog.IsShown(control)) << control;
@@ -168,7 +168,7 @@ TEST_F(CChangePINDlgTest, DrawsItsStatusLineRedAndBold) {
   EXPECT_FALSE(m_dialog.GetTextFont(kWord, font));
 }
 
-TEST_F(CChangePINDlgTest, CancelGivesTwo) {
+TEST_F(CChangePINDlgTest, CancelReturnsTwo) {
   EXPECT_EQ(2, Run([](ScriptedDialog& dialog) { EXPECT_TRUE(dialog.Click(kCancel)); }));
   EXPECT_TRUE(m_session.changes.empty());
 }
@@ -185,7 +185,7 @@ TEST_F(CChangePINDlgTest, ASecondRunStartsEmpty) {
 
 // --- The shuffled digits
 
-TEST_F(CChangePINDlgTest, TheOrderOfTheDigitsIsDrawnFromTheTimeInSeconds) {
+TEST_F(CChangePINDlgTest, TheTimeInSecondsSeedsTheOrderOfTheDigits) {
   const std::time_t before = std::time(nullptr);
   std::string digits;
   Run([&](ScriptedDialog& dialog) { digits = DigitsOf(dialog); });
@@ -200,7 +200,7 @@ TEST_F(CChangePINDlgTest, TheOrderOfTheDigitsIsDrawnFromTheTimeInSeconds) {
   EXPECT_NE(expected.end(), std::find(expected.begin(), expected.end(), digits)) << digits;
 }
 
-TEST_F(CChangePINDlgTest, EachDigitKeyShowsAndSendsItsDigitAndItsSign) {
+TEST_F(CChangePINDlgTest, EachDigitKeyShowsItsDigitAndItsSign) {
   Run([](ScriptedDialog& dialog) {
     const std::string signs = ")!@#$%^&*(";
     for (const int key : {1020, 1011, 1012, 1013, 1014, 1015, 1016, 1017, 1018, 1019}) {
@@ -247,7 +247,7 @@ TEST_F(CChangePINDlgTest, APinHandedOverNeedNotBeTyped) {
   EXPECT_EQ(std::vector<std::string>{"1234 to 567890"}, m_session.changes);
 }
 
-TEST_F(CChangePINDlgTest, OfAPinHandedOverRevealShowsTheLengthAlone) {
+TEST_F(CChangePINDlgTest, RevealShowsOnlyTheLengthOfAPinHandedOver) {
   m_dialog.HandOverPIN(Bytes("1234"), 4);
   Run([](ScriptedDialog& dialog) {
     dialog.Show(kReveal, true);
@@ -257,7 +257,7 @@ TEST_F(CChangePINDlgTest, OfAPinHandedOverRevealShowsTheLengthAlone) {
   });
 }
 
-TEST_F(CChangePINDlgTest, APinWithoutALengthIsNoneHandedOver) {
+TEST_F(CChangePINDlgTest, APinOfLengthZeroCountsAsNotHandedOver) {
   m_dialog.HandOverPIN(Bytes("1234"), 0);
   EXPECT_EQ(1, Run([](ScriptedDialog& dialog) {
               EXPECT_TRUE(dialog.IsEnabled(kCurrent));
@@ -312,7 +312,7 @@ TEST_F(CChangePINDlgTest, AnEmptyNewPinHidesTheStrength) {
   });
 }
 
-TEST_F(CChangePINDlgTest, AFieldThatIsEnteredIsNotLookedAtYet) {
+TEST_F(CChangePINDlgTest, EnteringAFieldDoesNotCheckIt) {
   Run([](ScriptedDialog& dialog) {
     dialog.Focus(kRepeated);
     EXPECT_FALSE(dialog.IsEnabled(kOK));
@@ -358,7 +358,7 @@ TEST_F(CChangePINDlgTest, OkIsEnabledWhenTheNewPinsAreEqual) {
   });
 }
 
-TEST_F(CChangePINDlgTest, ANewPinOfAnyLengthWillDo) {
+TEST_F(CChangePINDlgTest, ANewPinOfAnyLengthIsAccepted) {
   EXPECT_EQ(1, Run([](ScriptedDialog& dialog) {
               Enter(dialog, "1", "2", "2");
               EXPECT_TRUE(dialog.Click(kOK));
@@ -371,7 +371,7 @@ TEST_F(CChangePINDlgTest, ANewPinOfAnyLengthWillDo) {
   EXPECT_EQ((std::vector<std::string>{"1 to 2", "2 to " + longest}), m_session.changes);
 }
 
-TEST_F(CChangePINDlgTest, AnEmptyRepetitionLeavesOkAndTheStatusAsTheyWere) {
+TEST_F(CChangePINDlgTest, AnEmptyRepetitionLeavesOkAndTheStatusUnchanged) {
   Run([](ScriptedDialog& dialog) {
     Enter(dialog, "1234", "5", "5");
     EXPECT_TRUE(dialog.IsEnabled(kOK));
@@ -396,7 +396,7 @@ TEST_F(CChangePINDlgTest, TwoEmptyNewPinsCountAsEqual) {
   });
 }
 
-TEST_F(CChangePINDlgTest, AChangeOfTheNewPinBehindItsRepetitionLeavesOkEnabled) {
+TEST_F(CChangePINDlgTest, ChangingTheNewPinAfterItsRepetitionLeavesOkEnabled) {
   Run([](ScriptedDialog& dialog) {
     Enter(dialog, "1234", "5", "5");
     dialog.Type(kNew, "6");
@@ -422,19 +422,19 @@ TEST_F(CChangePINDlgTest, ShiftAndHomeEmptyTheFieldThatHasTheFocus) {
 
 // --- The keyboard and the active edit
 
-TEST_F(CChangePINDlgTest, KeysSendTheirSmallLettersAndPlainSigns) {
+TEST_F(CChangePINDlgTest, KeysSendLowerCaseLettersAndUnshiftedSigns) {
   EXPECT_EQ("qwertyuiop", Keys({1024, 1025, 1026, 1027, 1028, 1029, 1030, 1031, 1032, 1033}));
   EXPECT_EQ("asdfghjkl", Keys({1039, 1040, 1041, 1042, 1043, 1044, 1045, 1046, 1047}));
   EXPECT_EQ("zxcvbnm", Keys({1052, 1053, 1054, 1055, 1056, 1057, 1058}));
   EXPECT_EQ("`-=[]\\;',./ ", Keys({1010, 1021, 1022, 1034, 1035, 1036, 1048, 1049, 1059, 1060, 1061, 1063}));
 }
 
-TEST_F(CChangePINDlgTest, WithShiftKeysSendCapitalsAndTheOtherSigns) {
+TEST_F(CChangePINDlgTest, WithShiftKeysSendCapitalsAndShiftedSigns) {
   EXPECT_EQ("QWERTYUIOP", Keys({kShift, 1024, 1025, 1026, 1027, 1028, 1029, 1030, 1031, 1032, 1033}));
   EXPECT_EQ("~_+{}|:\"<>? ", Keys({kShift, 1010, 1021, 1022, 1034, 1035, 1036, 1048, 1049, 1059, 1060, 1061, 1063}));
 }
 
-TEST_F(CChangePINDlgTest, CapsReversesShiftForLettersAlone) {
+TEST_F(CChangePINDlgTest, CapsReversesShiftForLettersOnly) {
   EXPECT_EQ("QaZ", Keys({kCaps, 1024, kShift, 1039, kShift, 1052}));
   EXPECT_EQ("`-=[]\\;',./ ", Keys({kCaps, 1010, 1021, 1022, 1034, 1035, 1036, 1048, 1049, 1059, 1060, 1061, 1063}));
 }
@@ -462,7 +462,7 @@ TEST_F(CChangePINDlgTest, TheKeyboardTypesIntoTheFieldThatHadTheFocusLast) {
   EXPECT_EQ(std::vector<std::string>{"qqw to qw"}, m_session.changes);
 }
 
-TEST_F(CChangePINDlgTest, AFieldWhoseTextChangesIsTheActiveOne) {
+TEST_F(CChangePINDlgTest, AFieldWhoseTextChangesBecomesTheActiveOne) {
   for (const int edit : {kCurrent, kNew, kRepeated}) {
     Run([edit](ScriptedDialog& dialog) {
       dialog.Paste(edit, "12");  // as the menu of an edit without the focus does
@@ -472,7 +472,7 @@ TEST_F(CChangePINDlgTest, AFieldWhoseTextChangesIsTheActiveOne) {
   }
 }
 
-TEST_F(CChangePINDlgTest, TheKeyboardTakesTwoHundredPixelsAndGivesTheFocusBackToTheActiveEdit) {
+TEST_F(CChangePINDlgTest, TheKeyboardTakes200PixelsAndReturnsTheFocusToTheActiveEdit) {
   Run([](ScriptedDialog& dialog) {
     dialog.Enable(kShowKeyboard, true);
     dialog.Focus(kNew);
@@ -558,7 +558,7 @@ TEST_F(CChangePINDlgTest, ClearEmptiesRevealedFieldsAsWell) {
   });
 }
 
-// --- What is missing
+// --- Missing input
 
 struct MissingCase {
   const char* name;
@@ -591,7 +591,7 @@ const MissingCase kMissing[] = {
     {"TheNewPin", "1234", "", "5", "Please Enter New PIN value!", kNew},
     {"BothNewPins", "1234", "", "", "Please Enter New PIN value!", kNew},
     {"TheRepetition", "1234", "5", "", "Please Verify New PIN!", kRepeated},
-    {"TheRightRepetition", "1234", "5", "6", "Value of New PIN does not Match!", kRepeated},
+    {"AMatchingRepetition", "1234", "5", "6", "Value of New PIN does not Match!", kRepeated},
 };
 INSTANTIATE_TEST_SUITE_P(Texts, MissingTextTest, ::testing::ValuesIn(kMissing),
                          [](const auto& row) { return row.param.name; });
@@ -613,20 +613,20 @@ TEST_F(CChangePINDlgTest, ChangesThePinCachesItAndLogsIn) {
   EXPECT_EQ(CK_USER_TYPE{1}, m_session.userType);
 }
 
-TEST_F(CChangePINDlgTest, NeedsNoCacheAndLogsNothingOfItsOwn) {
+TEST_F(CChangePINDlgTest, NeedsNoCacheAndLogsNothingItself) {
   m_dialog.AttachPINCache({});
   EXPECT_EQ(1, Run(EnterAndClickOK));
   EXPECT_EQ(std::vector<std::string>{"567890"}, m_session.pins);
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(CChangePINDlgTest, WithoutASessionOkClosesTheDialogAllTheSame) {
+TEST_F(CChangePINDlgTest, WithoutASessionOkStillClosesTheDialog) {
   m_dialog.SetSession(nullptr);
   EXPECT_EQ(1, Run(EnterAndClickOK));
   EXPECT_EQ(0, m_cache->IsPINSet());
 }
 
-TEST_F(CChangePINDlgTest, ATextOfAnyBytesIsAPin) {
+TEST_F(CChangePINDlgTest, APinMayContainAnyBytes) {
   Run([](ScriptedDialog& dialog) {
     Enter(dialog, "\xE4\xFF", "* *", "* *");
     dialog.Click(kOK);
@@ -638,7 +638,7 @@ TEST_F(CChangePINDlgTest, ATextOfAnyBytesIsAPin) {
 
 class RefusedChangeTest : public CChangePINDlgTest {
  protected:
-  // The dialog behind a change that was refused: what there is to see, with the dialog still open.
+  // Runs the dialog until the change is refused, and expects this status with the dialog still open.
   void ExpectStatus(const char* status) {
     EXPECT_EQ(2, Run([&](ScriptedDialog& dialog) {
                 EnterAndClickOK(dialog);
@@ -685,7 +685,7 @@ void ExpectLocked(ScriptedDialog& dialog) {
   EXPECT_TRUE(dialog.Click(kCancel));
 }
 
-TEST_F(RefusedChangeTest, AWrongPinWithoutATryLeftIsALockedOne) {
+TEST_F(RefusedChangeTest, AWrongPinWithNoTriesLeftIsALockedPin) {
   m_session.FailChange(CKR_PIN_INCORRECT);
   m_session.deviceError = 0x10;
   EXPECT_EQ(2, Run([](ScriptedDialog& dialog) {
@@ -695,7 +695,7 @@ TEST_F(RefusedChangeTest, AWrongPinWithoutATryLeftIsALockedOne) {
             }));
 }
 
-TEST_F(RefusedChangeTest, ALockedPinLeavesNothingButCancel) {
+TEST_F(RefusedChangeTest, ALockedPinLeavesOnlyCancel) {
   m_session.FailChange(CKR_PIN_LOCKED);
   m_session.deviceError = 3;
   EXPECT_EQ(2, Run([](ScriptedDialog& dialog) {
@@ -727,7 +727,7 @@ TEST_F(RefusedChangeTest, AnyOtherFailureShowsItsOwnText) {
   ExpectStatus("Unknown Error Code: 0x80001234");
 }
 
-TEST_F(RefusedChangeTest, ACountFromTheLoginIsAFailureLikeOthers) {
+TEST_F(RefusedChangeTest, ACountOfTriesFromTheLoginIsAFailureLikeOthers) {
   m_session.Fail(3);
   ExpectStatus("Invalid Slot ID");
   EXPECT_EQ("567890", PINOf(*m_cache));
@@ -739,7 +739,7 @@ TEST_F(RefusedChangeTest, ALoginThatIsRefusedLeavesTheNewPinInTheCache) {
   EXPECT_EQ("567890", PINOf(*m_cache));
 }
 
-TEST_F(RefusedChangeTest, SessionInformationThatFailsShowsItsText) {
+TEST_F(RefusedChangeTest, AFailureToReadTheSessionInformationShowsItsText) {
   m_session.FailChange(CKR_PIN_INCORRECT);
   m_session.answerInfo = [] { throw CryptokiError(CKR_DEVICE_REMOVED); };
   ExpectStatus(ErrorText(CKR_DEVICE_REMOVED).c_str());
@@ -772,7 +772,7 @@ TEST_F(RefusedChangeTest, AWrongPinThatWasHandedOverStaysDisabled) {
   });
 }
 
-TEST_F(RefusedChangeTest, AnExceptionOfAnotherKindLeavesTheRun) {
+TEST_F(RefusedChangeTest, AnExceptionOfAnotherKindLeavesDoModal) {
   m_session.answerChange = [] { throw std::runtime_error("card on fire"); };
   EXPECT_THROW(Run(EnterAndClickOK), std::runtime_error);
 }
@@ -819,7 +819,7 @@ TEST_F(CChangePINDlgTest, APinHandedOverIsCopiedForTheToken) {
 
 // --- The login lock
 
-TEST_F(CChangePINDlgTest, NobodyElseTakesTheLoginLockBetweenTheChangeAndTheLogin) {
+TEST_F(CChangePINDlgTest, NoOtherThreadTakesTheLoginLockBetweenTheChangeAndTheLogin) {
   std::vector<std::string> order;
   std::future<void> other;
   m_session.answerChange = [&] {
@@ -848,7 +848,7 @@ TEST_F(CChangePINDlgTest, TheLoginLockIsHeldDuringTheChangeAndTheLogin) {
   EXPECT_TRUE(duringLogin.HadToWait());
 }
 
-TEST_F(CChangePINDlgTest, TheLoginLockIsFreeWhileTheDialogStands) {
+TEST_F(CChangePINDlgTest, TheLoginLockIsFreeWhileTheDialogIsOpen) {
   m_session.FailChange(CKR_PIN_INCORRECT);
   m_session.deviceError = 1;
   Run([](ScriptedDialog& dialog) {
@@ -857,7 +857,7 @@ TEST_F(CChangePINDlgTest, TheLoginLockIsFreeWhileTheDialogStands) {
   });
 }
 
-// --- With a module, through the opener
+// --- With a module, through ChangePIN
 
 class ChangePINTest : public LogTest {
  protected:
@@ -889,7 +889,7 @@ TEST_F(ChangePINTest, ChangesThePinOfTheSessionsToken) {
   EXPECT_EQ("567890", PINOf(*m_cache));
 }
 
-TEST_F(ChangePINTest, AWrongPinAsksForTheSessionsInformation) {
+TEST_F(ChangePINTest, AWrongPinReadsTheSessionInformation) {
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
     Enter(dialog, "0000", "567890", "567890");
     dialog.Click(kOK);
@@ -901,7 +901,7 @@ TEST_F(ChangePINTest, AWrongPinAsksForTheSessionsInformation) {
   EXPECT_EQ(0, m_cache->IsPINSet());
 }
 
-TEST_F(ChangePINTest, ACancelledDialogCallsNothing) {
+TEST_F(ChangePINTest, ACancelledDialogMakesNoCalls) {
   m_dialogs.OnNext(CancelDialog());
   EXPECT_EQ(2, ChangePIN(&m_session, {}, ""));
   EXPECT_TRUE(m_module->TakeCalls().empty());

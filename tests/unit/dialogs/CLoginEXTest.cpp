@@ -44,18 +44,18 @@ class CLoginEXTest : public LogTest {
     m_dialog.SetPINLimits(4, 16);
   }
 
-  // What of the log is the dialog's own. The cache logs between these lines.
+  // The dialog's own log lines. The cache logs between them.
   std::string TakeDialogLog() {
     std::string own;
     const std::string log = TakeLog();
     for (std::size_t start = 0, end = 0; start < log.size(); start = end + 1) {
       end = log.find('\n', start);
       const std::string line = log.substr(start, end + 1 - start);
-      bool ofTheCache = false;
+      bool isOfTheCache = false;
       for (const char* text : {"SetPINCache", "Checking", "PINCACHE", "PIN set", "PIN Cache contains", "GetPINCache"}) {
-        ofTheCache = ofTheCache || line.rfind(text, 0) == 0;
+        isOfTheCache = isOfTheCache || line.rfind(text, 0) == 0;
       }
-      if (!ofTheCache) own += line;
+      if (!isOfTheCache) own += line;
     }
     return own;
   }
@@ -68,7 +68,7 @@ class CLoginEXTest : public LogTest {
 
 // --- Opening
 
-TEST_F(CLoginEXTest, OpensWithTheLabelInItsTitleAndNothingToLogInWith) {
+TEST_F(CLoginEXTest, OpensWithTheLabelInItsTitleAndTheLoginButtonDisabled) {
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
     EXPECT_EQ(119, dialog.GetResource());
     EXPECT_EQ("Enter PIN for TELVO Token", dialog.GetTitle());
@@ -94,7 +94,7 @@ TEST_F(CLoginEXTest, KeepsTheTitleOfTheTemplateForAnEmptyLabel) {
   m_dialog.DoModal();
 }
 
-TEST_F(CLoginEXTest, OnlyAClickOfItsButtonsDoesSomething) {
+TEST_F(CLoginEXTest, OnlyAClickOnItsButtonsHasAnEffect) {
   constexpr UINT kDoubleClicked = 5;
   m_dialogs.OnNext([&](ScriptedDialog& dialog) {
     dialog.Type(kLoginEdit, "1234");
@@ -107,7 +107,7 @@ TEST_F(CLoginEXTest, OnlyAClickOfItsButtonsDoesSomething) {
   EXPECT_EQ("", TakeDialogLog());
 }
 
-TEST_F(CLoginEXTest, DrawsTheStatusLineRedAndBoldAndNothingElse) {
+TEST_F(CLoginEXTest, DrawsOnlyTheStatusLineRedAndBold) {
   COLORREF color = 0;
   DialogFont font;
   EXPECT_TRUE(m_dialog.GetTextColor(kLoginStatus, color));
@@ -120,7 +120,7 @@ TEST_F(CLoginEXTest, DrawsTheStatusLineRedAndBoldAndNothingElse) {
   EXPECT_FALSE(m_dialog.GetTextFont(1091, font));
 }
 
-TEST_F(CLoginEXTest, WatchesTheEditAlone) {
+TEST_F(CLoginEXTest, WatchesOnlyTheEdit) {
   EXPECT_TRUE(m_dialog.WatchesInput(kLoginEdit));
   EXPECT_FALSE(m_dialog.WatchesInput(kLoginButton));
 }
@@ -159,7 +159,7 @@ TEST_F(CLoginEXTest, WithoutACacheNothingIsCached) {
   EXPECT_EQ(Entered() + Line("Set window text") + Line("Check PIN cache"), TakeLog());
 }
 
-TEST_F(CLoginEXTest, ThePinNeverStandsInTheWindow) {
+TEST_F(CLoginEXTest, ThePinNeverAppearsInTheWindow) {
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
     dialog.Type(kLoginEdit, "1234");
     EXPECT_EQ("****", dialog.GetText(kLoginEdit));
@@ -185,7 +185,7 @@ TEST_F(CLoginEXTest, APinOfNineCharactersEndsTheDialogWithAnInternalError) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(CLoginEXTest, APinThatCannotBeReadForWantOfMemoryEndsTheDialogWithAnInternalError) {
+TEST_F(CLoginEXTest, WithoutMemoryForThePinTheDialogEndsWithAnInternalError) {
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
     dialog.Type(kLoginEdit, "1234");
     const ScarceMemory scarce;
@@ -203,7 +203,7 @@ TEST_F(CLoginEXTest, TheEditTakesNoMoreThanTheTokensLongestPin) {
   EXPECT_EQ(std::vector<std::string>{"123456"}, m_session.pins);
 }
 
-TEST_F(CLoginEXTest, TheShortestLengthIsNotLookedAt) {
+TEST_F(CLoginEXTest, TheShortestLengthIsIgnored) {
   m_dialogs.OnNext(EnterPIN("1"));
   EXPECT_EQ(1, m_dialog.DoModal());
   EXPECT_EQ(std::vector<std::string>{"1"}, m_session.pins);
@@ -224,7 +224,7 @@ TEST_F(CLoginEXTest, WithoutASessionTheLoginButtonDoesNothing) {
 
 // --- An empty PIN
 
-TEST_F(CLoginEXTest, AnEditThatWasEmptiedAgainAsksForAPin) {
+TEST_F(CLoginEXTest, ALoginWithAnEmptiedEditAsksForAPin) {
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
     dialog.Type(kLoginEdit, "1");
     EXPECT_TRUE(dialog.IsEnabled(kLoginButton));
@@ -240,7 +240,7 @@ TEST_F(CLoginEXTest, AnEditThatWasEmptiedAgainAsksForAPin) {
   EXPECT_TRUE(m_session.pins.empty());
 }
 
-TEST_F(CLoginEXTest, AnEmptyPinIsAskedForAlsoWithoutASession) {
+TEST_F(CLoginEXTest, AnEmptyPinIsAskedForEvenWithoutASession) {
   m_dialog.SetSession(nullptr);
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
     dialog.Type(kLoginEdit, "1");
@@ -283,7 +283,7 @@ TEST_F(CLoginEXTest, ACountOfThreeIsShownAndTheDialogStays) {
   EXPECT_EQ(0, m_cache->IsPINSet());
 }
 
-TEST_F(CLoginEXTest, ARightPinBehindAWrongOneClearsTheStatusLine) {
+TEST_F(CLoginEXTest, ARightPinAfterAWrongOneClearsTheStatusLine) {
   m_session.Fail(2);
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
     dialog.Type(kLoginEdit, "0000");
@@ -306,7 +306,7 @@ struct CountCase {
 
 class TriesLeftTest : public CLoginEXTest, public ::testing::WithParamInterface<CountCase> {};
 
-TEST_P(TriesLeftTest, AreTheResultOfTheLogin) {
+TEST_P(TriesLeftTest, AreTheResultCodeOfTheLogin) {
   m_session.Fail(GetParam().code);
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
     dialog.Type(kLoginEdit, "0000");
@@ -337,7 +337,7 @@ TEST_P(FailingLoginTest, EndsTheDialogWithAFailure) {
 INSTANTIATE_TEST_SUITE_P(Codes, FailingLoginTest, ::testing::Values(0, 15, 16, 0x30, 0x32, 0xA0, 0xA1, 0xB3, 0xE0),
                          [](const auto& row) { return std::to_string(row.param); });
 
-TEST_F(CLoginEXTest, ALockedPinLeavesNothingButCancel) {
+TEST_F(CLoginEXTest, ALockedPinLeavesOnlyCancel) {
   m_session.Fail(CKR_PIN_LOCKED);
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
     dialog.Type(kLoginEdit, "0000");
@@ -360,7 +360,7 @@ TEST_F(CLoginEXTest, ACountAboveZeroIsAWrongPin) {
   m_dialog.DoModal();
 }
 
-TEST_F(CLoginEXTest, ACountOfZeroWouldBeALockedPin) {
+TEST_F(CLoginEXTest, ACountOfZeroIsALockedPin) {
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
     EXPECT_EQ(Code(SCARD_W_CHV_BLOCKED), m_dialog.OnWrongPIN(dialog, 0));
     EXPECT_EQ("PIN Locked", dialog.GetText(kLoginStatus));
@@ -389,14 +389,14 @@ TEST_F(CLoginEXTest, AUserWhoIsLoggedInAlreadyNeedsNoCache) {
   EXPECT_EQ(Entered() + Line("Catch Cryptoki error") + Line("User already logged in"), TakeLog());
 }
 
-TEST_F(CLoginEXTest, AnyOtherExceptionLeavesTheRun) {
+TEST_F(CLoginEXTest, AnyOtherExceptionLeavesDoModal) {
   m_session.answer = [] { throw std::runtime_error("card on fire"); };
   m_dialogs.OnNext(EnterPIN("1234"));
   EXPECT_THROW(m_dialog.DoModal(), std::runtime_error);
   EXPECT_EQ(Entered(), TakeLog());
 }
 
-TEST_F(CLoginEXTest, NoOtherThreadLogsTheTokenInOrOutMeanwhile) {
+TEST_F(CLoginEXTest, NoOtherThreadLogsInOrOutDuringTheLogin) {
   WaitingLogin other;
   m_session.answer = [&] { other.Ask(); };
   m_dialogs.OnNext(EnterPIN("1234"));
@@ -440,7 +440,7 @@ TEST_F(CLoginEXTest, ThePinsBufferIsWipedWhenAnExceptionLeavesTheLogin) {
 
 // --- The login lock
 
-TEST_F(CLoginEXTest, NobodyElseTakesTheLoginLockWhileTheSessionLogsIn) {
+TEST_F(CLoginEXTest, NoOtherThreadTakesTheLoginLockDuringTheLogin) {
   std::vector<std::string> order;
   std::thread other;
   m_session.answer = [&] {
@@ -459,7 +459,7 @@ TEST_F(CLoginEXTest, NobodyElseTakesTheLoginLockWhileTheSessionLogsIn) {
   EXPECT_EQ((std::vector<std::string>{"login", "other"}), order);
 }
 
-TEST_F(CLoginEXTest, TheLoginLockIsFreeWhileTheDialogStands) {
+TEST_F(CLoginEXTest, TheLoginLockIsFreeWhileTheDialogIsOpen) {
   m_session.Fail(3);
   m_dialogs.OnNext([](ScriptedDialog& dialog) {
     dialog.Type(kLoginEdit, "1234");
@@ -481,7 +481,7 @@ TEST_F(CLoginEXTest, ReadingThePinWithoutALengthIsAnInvalidParameter) {
   m_dialog.DoModal();
 }
 
-TEST_F(CLoginEXTest, ReadingThePinTellsItsLengthAndCopiesItWhereThereIsAnOutput) {
+TEST_F(CLoginEXTest, ReadingThePinReturnsItsLengthAndCopiesItIfThereIsAnOutput) {
   m_dialogs.OnNext([this](ScriptedDialog& dialog) {
     dialog.Type(kLoginEdit, "12345678");
     DWORD length = 0;

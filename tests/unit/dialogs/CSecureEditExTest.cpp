@@ -13,21 +13,21 @@ namespace {
 
 constexpr int kSecureEdit = 1002;
 
-// Opens what is inside.
+// Makes the protected members accessible.
 class OpenEdit : public CSecureEditEx {
  public:
   using CSecureEditEx::CSecureEditEx;
   using CSecureEditEx::m_key;
   using CSecureEditEx::m_store;
 
-  // Gives the key bytes that no digit is masked to zero by.
+  // Sets a key that masks no digit to zero.
   void SetKey() {
     for (std::size_t i = 0; i < m_key.Length(); ++i) m_key.Data()[i] = static_cast<BYTE>(0x80 + i);
   }
 };
 
-// Finds out whether the first character stands without its mask when memory is asked for. An allocation that fails then
-// would leave it so.
+// Notes whether the first character is unmasked while memory is allocated. If that allocation failed, the character
+// would stay unmasked.
 class MaskWatch : public HeapGuard {
  public:
   explicit MaskWatch(const BYTE& masked) : m_masked(masked), m_expected(masked) {}
@@ -45,7 +45,7 @@ class MaskWatch : public HeapGuard {
   const BYTE m_expected;
 };
 
-// A dialog that is nothing but the edit.
+// A dialog that contains only the edit.
 class EditDialog : public DialogController {
  public:
   int GetResource() const override { return 119; }
@@ -107,7 +107,7 @@ TEST_F(CSecureEditExTest, InsertsAtTheCaret) {
   EXPECT_EQ(1U, Caret());
 }
 
-TEST_F(CSecureEditExTest, BackspaceDeletesBeforeTheCaretAndDeleteBehindIt) {
+TEST_F(CSecureEditExTest, BackspaceDeletesBeforeTheCaretAndDeleteAfterIt) {
   m_dialog.Type(kSecureEdit, "12345");
   m_dialog.Press(kSecureEdit, VK_LEFT);
   m_dialog.Press(kSecureEdit, VK_LEFT);
@@ -120,7 +120,7 @@ TEST_F(CSecureEditExTest, BackspaceDeletesBeforeTheCaretAndDeleteBehindIt) {
   EXPECT_EQ("***", Window());
 }
 
-TEST_F(CSecureEditExTest, APastedTextIsTakenOverWhole) {
+TEST_F(CSecureEditExTest, APastedTextIsInsertedWhole) {
   m_dialog.Type(kSecureEdit, "19");
   SetCaret(1);
   m_dialog.Paste(kSecureEdit, "2345678");
@@ -135,7 +135,7 @@ TEST_F(CSecureEditExTest, AsterisksAreCharactersLikeOthers) {
   EXPECT_EQ("*1*", Plain());
 }
 
-TEST_F(CSecureEditExTest, CharactersAboveAsciiAreKeptAsTheyAre) {
+TEST_F(CSecureEditExTest, CharactersAboveAsciiAreKeptUnchanged) {
   m_dialog.Type(kSecureEdit, "\xE4\xFF");
   EXPECT_EQ("\xE4\xFF", Plain());
   EXPECT_EQ("**", Window());
@@ -154,7 +154,7 @@ TEST_F(CSecureEditExTest, PositionsAndKeyBytesStayAlignedBeyondTheKeysLength) {
   EXPECT_EQ("0ab" + digits.substr(1, 17) + digits.substr(19), Plain());
 }
 
-TEST_F(CSecureEditExTest, ATextThatAnotherProgramPutsThereIsTakenOver) {
+TEST_F(CSecureEditExTest, ATextSetByAnotherProgramIsStored) {
   m_dialog.SetText(kSecureEdit, "1234");
   EXPECT_EQ("1234", Plain());
   EXPECT_EQ("****", Window());
@@ -255,13 +255,13 @@ TEST_F(CSecureEditExTest, HomeAndEndAloneMoveTheCaret) {
   EXPECT_EQ("123", Plain());
 }
 
-TEST_F(CSecureEditExTest, SignsWithTheNumbersOfHomeAndEndAreNoKeys) {
+TEST_F(CSecureEditExTest, CharactersWithTheCodesOfHomeAndEndAreTyped) {
   m_dialog.Hold(VK_SHIFT);
   m_dialog.Type(kSecureEdit, "1#$");
   EXPECT_EQ("1#$", Plain());
 }
 
-// --- The text set and the mode
+// --- Setting the text and the mode
 
 TEST_F(CSecureEditExTest, ASetTextIsMaskedAndReadBack) {
   m_controller.edit.SetPlainText(m_dialog, "1234");
@@ -295,14 +295,14 @@ TEST_F(CSecureEditExTest, OutsideSecureModeTheWindowHoldsTheText) {
   EXPECT_EQ("", Plain());
 }
 
-TEST_F(CSecureEditExTest, ChangingTheModeForgetsTheCharactersAndLeavesTheWindow) {
+TEST_F(CSecureEditExTest, ChangingTheModeForgetsTheCharactersAndKeepsTheWindowText) {
   m_dialog.Type(kSecureEdit, "1234");
   m_controller.edit.SetSecureMode(1);
   EXPECT_EQ("", Plain());
   EXPECT_EQ("****", Window());
 }
 
-TEST_F(CSecureEditExTest, ATextMovesOverBetweenTheModes) {
+TEST_F(CSecureEditExTest, ATextCanBeMovedBetweenTheModes) {
   m_dialog.Type(kSecureEdit, "1234");
   const auto masked = m_controller.edit.GetPlainText(m_dialog);
   m_controller.edit.SetSecureMode(0);
@@ -317,7 +317,7 @@ TEST_F(CSecureEditExTest, ATextMovesOverBetweenTheModes) {
 
 // --- Memory
 
-TEST_F(CSecureEditExTest, EachCharacterLiesMaskedInABlockOfItsOwn) {
+TEST_F(CSecureEditExTest, EachCharacterIsMaskedInItsOwnBlock) {
   m_controller.edit.SetKey();
   const std::string digits = "0123456789012345678901234567890123456789";
   m_dialog.Type(kSecureEdit, digits);
@@ -341,7 +341,7 @@ TEST_F(CSecureEditExTest, TheMaskFollowsThePositionOfACharacter) {
   EXPECT_EQ('3' ^ 0x81, m_controller.edit.m_store[1][0]);
 }
 
-TEST_F(CSecureEditExTest, NoMemoryIsAskedForWhileTheMaskIsOff) {
+TEST_F(CSecureEditExTest, NoMemoryIsAllocatedWhileTheMaskIsOff) {
   m_controller.edit.SetKey();
   m_dialog.Type(kSecureEdit, "1");
   const MaskWatch watch(m_controller.edit.m_store[0][0]);
@@ -388,7 +388,7 @@ TEST_F(CSecureEditExTest, TheKeyIsWipedWithTheEdit) {
   EXPECT_TRUE(watch.WasWiped());
 }
 
-TEST_F(CSecureEditExTest, APlainTextIsWipedWhenItIsLetGo) {
+TEST_F(CSecureEditExTest, APlainTextIsWipedWhenItIsReleased) {
   m_dialog.Type(kSecureEdit, "1234");
   CSecureEditEx::PlainText text = m_controller.edit.GetPlainText(m_dialog);
   const HeapWatch watch(text.get(), 4);
@@ -399,7 +399,7 @@ TEST_F(CSecureEditExTest, APlainTextIsWipedWhenItIsLetGo) {
 
 TEST_F(CSecureEditExTest, WipingNullIsHarmless) { CSecureEditEx::WipePlainText(nullptr); }
 
-TEST(CSecureEditExKeyTest, TheKeyIsThirtyTwoCallsOfTheGeneratorWithoutASeedOfItsOwn) {
+TEST(CSecureEditExKeyTest, TheKeyTakesThirtyTwoRandomNumbersWithoutSeeding) {
   std::srand(1);
   for (int i = 0; i < 32; ++i) std::rand();
   const int next = std::rand();

@@ -14,7 +14,7 @@ constexpr int kReaders = 1094;
 
 class CSelectCardTest : public ::testing::Test {
  protected:
-  // What the run raises.
+  // The message of the exception that the run throws.
   std::string Failure(CSelectCard& dialog) {
     m_dialogs.OnNext([](ScriptedDialog& /*shown*/) { ADD_FAILURE() << "the dialog was shown"; });
     try {
@@ -22,7 +22,7 @@ class CSelectCardTest : public ::testing::Test {
     } catch (const std::exception& error) {
       return error.what();
     }
-    return "nothing was raised";
+    return "nothing was thrown";
   }
 
   static std::string NameOf(const CSelectCard& dialog) {
@@ -54,7 +54,7 @@ TEST_F(CSelectCardTest, OneReaderIsPreselectedAndStillHasToBeConfirmed) {
 
 TEST_F(CSelectCardTest, WatchesNoInput) { EXPECT_FALSE(CSelectCard().WatchesInput(kReaders)); }
 
-TEST_F(CSelectCardTest, ReadersOfAllGroupsAreAskedFor) {
+TEST_F(CSelectCardTest, ReadersOfAllGroupsAreListed) {
   m_pcsc.AddReader("TELVO Reader A");
   CSelectCard dialog;
   m_dialogs.OnNext([](ScriptedDialog& shown) { shown.Click(2); });
@@ -62,7 +62,7 @@ TEST_F(CSelectCardTest, ReadersOfAllGroupsAreAskedFor) {
   EXPECT_EQ((std::vector<std::string>{"SCardEstablishContext(0)", "SCardListReadersA(1)"}), m_pcsc.TakeCalls());
 }
 
-TEST_F(CSelectCardTest, ReadersAreSortedAndTheLowestIsPreselected) {
+TEST_F(CSelectCardTest, ReadersAreSortedAndTheFirstIsPreselected) {
   for (const char* reader : {"Reader C", "Reader A", "Reader B"}) m_pcsc.AddReader(reader);
   CSelectCard dialog;
   m_dialogs.OnNext([](ScriptedDialog& shown) {
@@ -93,7 +93,7 @@ TEST_F(CSelectCardTest, NamesArePassedOnByteForByte) {
   EXPECT_EQ("Leser \xE4 00 00", NameOf(dialog));
 }
 
-TEST_F(CSelectCardTest, CancelAndTheSystemMenuEndWithTwoAndWithoutAName) {
+TEST_F(CSelectCardTest, CancelAndTheSystemMenuReturnTwoAndNoName) {
   m_pcsc.AddReader("Reader A");
   for (const bool systemMenu : {false, true}) {
     CSelectCard dialog;
@@ -103,17 +103,17 @@ TEST_F(CSelectCardTest, CancelAndTheSystemMenuEndWithTwoAndWithoutAName) {
   }
 }
 
-TEST_F(CSelectCardTest, ANullTargetForTheNameIsRaised) {
+TEST_F(CSelectCardTest, ANullTargetForTheNameThrows) {
   const CSelectCard dialog;
   try {
     dialog.GetReaderName(nullptr);
-    ADD_FAILURE() << "nothing was raised";
+    ADD_FAILURE() << "nothing was thrown";
   } catch (const std::exception& error) {
     EXPECT_STREQ("Reader name is NULL", error.what());
   }
 }
 
-TEST_F(CSelectCardTest, AContextThatIsNotEstablishedIsRaisedWithItsCode) {
+TEST_F(CSelectCardTest, AContextThatCannotBeEstablishedThrowsWithItsCode) {
   m_pcsc.FailNext("SCardEstablishContext", Code(SCARD_E_NO_SERVICE));
   {
     CSelectCard dialog;
@@ -122,7 +122,7 @@ TEST_F(CSelectCardTest, AContextThatIsNotEstablishedIsRaisedWithItsCode) {
   EXPECT_EQ(std::vector<std::string>{"SCardEstablishContext(0)"}, m_pcsc.TakeCalls());
 }
 
-TEST_F(CSelectCardTest, AListThatIsNotThereIsRaisedWithItsCodeOfEightDigits) {
+TEST_F(CSelectCardTest, AReaderListThatFailsThrowsWithItsCodeInEightDigits) {
   m_pcsc.FailNext("SCardListReadersA", 0x6);
   CSelectCard dialog;
   EXPECT_EQ("SCardListReaders Failed: 0x00000006", Failure(dialog));
@@ -133,14 +133,14 @@ TEST_F(CSelectCardTest, WithoutAnyReaderTheListFails) {
   EXPECT_EQ("SCardListReaders Failed: 0x8010002E", Failure(dialog));
 }
 
-TEST_F(CSelectCardTest, AFirstNameOfOneCharacterCountsAsNoReader) {
+TEST_F(CSelectCardTest, AFirstReaderNameOfOneCharacterCountsAsNoReader) {
   m_pcsc.AddReader("X");
   m_pcsc.AddReader("Reader A");
   CSelectCard dialog;
   EXPECT_EQ("No cards/tokens were detected.", Failure(dialog));
 }
 
-TEST_F(CSelectCardTest, ALaterNameOfOneCharacterIsListed) {
+TEST_F(CSelectCardTest, ALaterReaderNameOfOneCharacterIsListed) {
   m_pcsc.AddReader("Reader A");
   m_pcsc.AddReader("X");
   CSelectCard dialog;
@@ -151,7 +151,7 @@ TEST_F(CSelectCardTest, ALaterNameOfOneCharacterIsListed) {
   dialog.DoModal();
 }
 
-TEST_F(CSelectCardTest, TheContextIsReleasedWithTheDialogAndTheListIsNotHandedBack) {
+TEST_F(CSelectCardTest, TheContextIsReleasedWithTheDialogAndTheListIsNotFreed) {
   m_pcsc.AddReader("Reader A");
   {
     CSelectCard dialog;
@@ -162,7 +162,7 @@ TEST_F(CSelectCardTest, TheContextIsReleasedWithTheDialogAndTheListIsNotHandedBa
   EXPECT_EQ(std::vector<std::string>{"SCardReleaseContext(1)"}, m_pcsc.TakeCalls());
 }
 
-TEST_F(CSelectCardTest, TheContextIsReleasedBehindAFailedList) {
+TEST_F(CSelectCardTest, TheContextIsReleasedAfterAFailedList) {
   {
     CSelectCard dialog;
     Failure(dialog);

@@ -21,13 +21,13 @@ class CVirtualNumBtnTest : public ::testing::Test {
   CVirtualNumBtn m_button{kKey};
 };
 
-TEST_F(CVirtualNumBtnTest, CarriesNoCharactersAtFirst) {
+TEST_F(CVirtualNumBtnTest, HasNoCharactersAtFirst) {
   EXPECT_EQ(kKey, m_button.GetControl());
   EXPECT_EQ('\0', m_button.GetUpper());
   EXPECT_EQ('\0', m_button.GetLower());
 }
 
-TEST_F(CVirtualNumBtnTest, ShowsBothLabelsAndCarriesTheirFirstCharacters) {
+TEST_F(CVirtualNumBtnTest, ShowsBothLabelsAndStoresTheirFirstCharacters) {
   m_button.SetLabels(m_dialog, "!", "1");
   EXPECT_EQ('!', m_button.GetUpper());
   EXPECT_EQ('1', m_button.GetLower());
@@ -40,14 +40,14 @@ TEST_F(CVirtualNumBtnTest, ADoubledAmpersandIsOneCharacter) {
   EXPECT_EQ("&&     \n     7", m_dialog.GetText(kKey));
 }
 
-TEST_F(CVirtualNumBtnTest, ACaptionLeavesTheCharacters) {
+TEST_F(CVirtualNumBtnTest, ACaptionDoesNotChangeTheCharacters) {
   m_button.SetLabels(m_dialog, "!", "1");
   m_button.SetCaption(m_dialog, "x");
   EXPECT_EQ("x", m_dialog.GetText(kKey));
   EXPECT_EQ('!', m_button.GetUpper());
 }
 
-TEST(DigitKeyLabelsTest, RunFromTheLastPairToTheFirst) {
+TEST(DigitKeyLabelsTest, AreListedFromZeroAndNineDownToOne) {
   const std::vector<KeyLabels> labels = DigitKeyLabels();
   std::string upper;
   std::string lower;

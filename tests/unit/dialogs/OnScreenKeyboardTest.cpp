@@ -24,7 +24,7 @@ class TypingDialog : public DialogController {
 
 class OnScreenKeyboardTest : public ::testing::Test {
  protected:
-  // What the keys of the digit row send, in the order of the labels: that of the 0, then those of 1 to 9.
+  // What the digit row sends, in the order of the labels: the 0 key, then the keys 1 to 9.
   std::string DigitRow() {
     m_dialog.SetText(kTypedEdit, "");
     for (const int key : {1020, 1011, 1012, 1013, 1014, 1015, 1016, 1017, 1018, 1019}) m_dialog.Click(key);
@@ -52,7 +52,7 @@ TEST_F(OnScreenKeyboardTest, WithShiftDigitKeysSendTheirSigns) {
   EXPECT_EQ(")(*&^%$#@!", DigitRow());
 }
 
-TEST_F(OnScreenKeyboardTest, AControlThatIsNoKeySendsNothing) {
+TEST_F(OnScreenKeyboardTest, AControlThatIsNotAKeySendsNothing) {
   m_controller.keyboard.Press(m_dialog, 1007, kTypedEdit);
   m_controller.keyboard.Press(m_dialog, 1051, kTypedEdit);
   EXPECT_EQ("", m_dialog.GetText(kTypedEdit));
@@ -72,7 +72,7 @@ std::string Digits(const std::vector<KeyLabels>& labels) {
   return digits;
 }
 
-TEST(ShuffleKeyLabelsTest, EachEntryFromTheSecondOnIsSwappedWithADrawnOneUpToItself) {
+TEST(ShuffleKeyLabelsTest, EachEntryAfterTheFirstIsSwappedWithARandomOneUpToItself) {
   constexpr unsigned kSeed = 1700000000;
   std::string digits = "0987654321";
   std::srand(kSeed);
@@ -100,7 +100,7 @@ TEST(ShuffleKeyLabelsTest, EveryDigitIsThereOnce) {
   }
 }
 
-TEST(ShuffleKeyLabelsTest, SecondsInARowGiveDifferentOrders) {
+TEST(ShuffleKeyLabelsTest, ConsecutiveSecondsGiveDifferentOrders) {
   for (unsigned seed = 1700000000; seed < 1700000050; ++seed) {
     EXPECT_NE(Digits(Shuffled(seed)), Digits(Shuffled(seed + 1))) << seed;
   }

@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kPINEdit = 1106;
 
-// Runs a dialog in whose edit "******" is seen; `read` looks at it as at a text that is shown.
+// Runs a dialog whose edit shows "******". `read` gets an edit outside secure mode, which reads these asterisks.
 template <typename Read>
 void WithSixCharacters(Read read) {
   ScriptedDialogs dialogs;
@@ -28,33 +28,33 @@ void WithSixCharacters(Read read) {
 
 TEST(ReadPINTest, ATextIsCopiedWithoutItsTerminator) {
   WithSixCharacters([](const DialogView& view, const CSecureEditEx& edit) {
-    BYTE room[7] = {};
+    BYTE buffer[7] = {};
     DWORD length = 6;
-    EXPECT_EQ(0U, ReadPIN(view, edit, 9, room, &length));
+    EXPECT_EQ(0U, ReadPIN(view, edit, 9, buffer, &length));
     EXPECT_EQ(6U, length);
-    EXPECT_EQ(0, std::memcmp("******", room, sizeof(room)));
+    EXPECT_EQ(0, std::memcmp("******", buffer, sizeof(buffer)));
   });
 }
 
-TEST(ReadPINTest, ATextThatHasOutgrownItsRoomIsNotCopied) {
+TEST(ReadPINTest, ATextLongerThanItsBufferIsNotCopied) {
   WithSixCharacters([](const DialogView& view, const CSecureEditEx& edit) {
-    BYTE room[7] = {};
+    BYTE buffer[7] = {};
     DWORD length = 5;
-    EXPECT_EQ(Code(NTE_INTERNAL_ERROR), ReadPIN(view, edit, 9, room, &length));
+    EXPECT_EQ(Code(NTE_INTERNAL_ERROR), ReadPIN(view, edit, 9, buffer, &length));
     EXPECT_EQ(5U, length);
-    EXPECT_EQ(0, room[0]);
+    EXPECT_EQ(0, buffer[0]);
   });
 }
 
 TEST(ReadPINTest, WithoutMemoryForTheTextNothingIsRead) {
   WithSixCharacters([](const DialogView& view, const CSecureEditEx& edit) {
-    BYTE room[7] = {};
+    BYTE buffer[7] = {};
     DWORD length = 6;
     const ScarceMemory scarce;
     EXPECT_EQ(Code(NTE_INTERNAL_ERROR), ReadPIN(view, edit, 9, nullptr, &length));
-    EXPECT_EQ(Code(NTE_INTERNAL_ERROR), ReadPIN(view, edit, 9, room, &length));
+    EXPECT_EQ(Code(NTE_INTERNAL_ERROR), ReadPIN(view, edit, 9, buffer, &length));
     EXPECT_EQ(6U, length);
-    EXPECT_EQ(0, room[0]);
+    EXPECT_EQ(0, buffer[0]);
   });
 }
 

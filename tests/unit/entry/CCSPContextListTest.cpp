@@ -29,14 +29,14 @@ TEST_F(CCSPContextListTest, AnAddedContextIsFoundAsACopyUnderItsHandle) {
   EXPECT_EQ(handle, found->GetHandle());
 }
 
-TEST_F(CCSPContextListTest, KeyHandlesAreFixedBeforeTheCopy) {
+TEST_F(CCSPContextListTest, KeyHandlesAreAssignedBeforeTheCopy) {
   TELVOCSPContext context(nullptr);
   const auto found = m_list.FindContext(m_list.AddContext(context));
   EXPECT_EQ(context.GetExchangeKeyHandle(), found->GetExchangeKeyHandle());
   EXPECT_EQ(context.GetSignatureKeyHandle(), found->GetSignatureKeyHandle());
 }
 
-TEST_F(CCSPContextListTest, ContextsOfTheSameSecondGetDifferentHandles) {
+TEST_F(CCSPContextListTest, ContextsAddedInTheSameSecondGetDifferentHandles) {
   TELVOCSPContext first(nullptr);
   TELVOCSPContext second(nullptr);
   TELVOCSPContext third(nullptr);
@@ -52,7 +52,7 @@ TEST_F(CCSPContextListTest, ContextsOfTheSameSecondGetDifferentHandles) {
 TEST_F(CCSPContextListTest, TheHandleIsTheFirstNumberOfAGeneratorSeededWithTheTime) {
   DWORD handle = 0;
   DWORD expected = 1;
-  // Once more when a second ends in between.
+  // Try again if a new second begins in between.
   for (int attempt = 0; attempt < 3 && handle != expected; ++attempt) {
     std::srand(static_cast<unsigned>(std::time(nullptr)));
     expected = static_cast<DWORD>(std::rand()) % 0xFFFFFFFF;
@@ -63,11 +63,11 @@ TEST_F(CCSPContextListTest, TheHandleIsTheFirstNumberOfAGeneratorSeededWithTheTi
   EXPECT_EQ(expected, handle);
 }
 
-TEST_F(CCSPContextListTest, ContextsOfTheSameSecondGetTheGeneratorsNumbersOneBehindTheOther) {
+TEST_F(CCSPContextListTest, ContextsAddedInTheSameSecondGetTheGeneratorsNumbersInOrder) {
   constexpr int kContexts = 5;
   std::vector<DWORD> handles;
   std::vector<DWORD> expected(kContexts, 1);
-  // Once more when a second ends in between.
+  // Try again if a new second begins in between.
   for (int attempt = 0; attempt < 3 && handles != expected; ++attempt) {
     std::srand(static_cast<unsigned>(std::time(nullptr)));
     for (DWORD& number : expected) number = static_cast<DWORD>(std::rand()) % 0xFFFFFFFF;
@@ -81,7 +81,7 @@ TEST_F(CCSPContextListTest, ContextsOfTheSameSecondGetTheGeneratorsNumbersOneBeh
   EXPECT_EQ(expected, handles);
 }
 
-TEST_F(CCSPContextListTest, ThousandsOfContextsHaveHandlesOfTheirOwnAndEachIsFoundUntilItIsRemoved) {
+TEST_F(CCSPContextListTest, ThousandsOfContextsHaveDifferentHandlesAndAreFoundUntilRemoved) {
   constexpr std::size_t kContexts = 3000;
   TELVOCSPContext context(nullptr);
   std::vector<DWORD> handles(kContexts);
@@ -109,7 +109,7 @@ TEST_F(CCSPContextListTest, AHandleWithUpperBitsIsBad) {
                        m_list.FindContext(HCRYPTPROV{handle} | HCRYPTPROV{1} << 32U));
 }
 
-// A context whose handle is what a test wants.
+// A context with the handle that a test chooses.
 class FixedHandle : public TELVOCSPContext {
  public:
   explicit FixedHandle(DWORD handle) : TELVOCSPContext(static_cast<HINSTANCE>(nullptr)), m_fixed(handle) {}
@@ -130,20 +130,20 @@ TEST_F(CCSPContextListTest, AHandleOfZeroIsFoundAndReleasedLikeAnyOther) {
   EXPECT_CONTEXT_ERROR(NTE_BAD_UID, "The context does not exist", m_list.FindContext(0));
 }
 
-TEST_F(CCSPContextListTest, RemovingAContextThatIsNotThereIsSilent) {
+TEST_F(CCSPContextListTest, RemovingAnUnknownContextIsSilent) {
   TELVOCSPContext context(nullptr);
   context.SetHandle(4711);
   m_list.RemoveContext(context);
 }
 
-TEST_F(CCSPContextListTest, ARemovedContextOutlivesTheListAsLongAsACallHoldsIt) {
+TEST_F(CCSPContextListTest, ARemovedContextLivesAsLongAsACallHoldsIt) {
   TELVOCSPContext context(nullptr);
   const auto held = m_list.FindContext(m_list.AddContext(context));
   m_list.RemoveContext(*held);
   EXPECT_EQ(context.GetHandle(), held->GetHandle());
 }
 
-TEST_F(CCSPContextListTest, TheLastOwnersSessionIsClosedOnRemoval) {
+TEST_F(CCSPContextListTest, RemovingTheLastOwnerClosesTheSession) {
   DWORD handle = 0;
   {
     const auto context = Acquire("one");
@@ -155,7 +155,7 @@ TEST_F(CCSPContextListTest, TheLastOwnersSessionIsClosedOnRemoval) {
   EXPECT_EQ(Calls{"C_CloseSession(1)"}, m_module.TakeCalls());
 }
 
-TEST_F(CCSPContextListTest, WhileASessionIsClosedTheListIsFreeAndNoOtherThreadReadsItsObjects) {
+TEST_F(CCSPContextListTest, ClosingASessionHoldsTheLoginLockButNotTheListsLock) {
   DWORD handle = 0;
   {
     const auto context = Acquire("one");
@@ -182,7 +182,7 @@ TEST_F(CCSPContextListTest, ASharedSessionStaysOpenOnRemoval) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CCSPContextListTest, TheEndOfTheListClosesNoSession) {
+TEST_F(CCSPContextListTest, DestroyingTheListClosesNoSession) {
   {
     CCSPContextList list;
     const auto context = Acquire("one");

@@ -67,7 +67,7 @@ TEST_F(CPAcquireContextTest, ANullNameIsLoggedAsSuch) {
   EXPECT_THAT(TakeLog(), HasSubstr(Value("\tContainer Name: ", "NULL") + Value("\tdwFlags: \t", "F0000000")));
 }
 
-TEST_F(CPAcquireContextTest, ANullResultIsAnInvalidHandleAndTheModuleStaysUnloaded) {
+TEST_F(CPAcquireContextTest, ANullHandlePointerIsAnInvalidHandleAndTheModuleStaysUnloaded) {
   EXPECT_FALSE(CPAcquireContext(nullptr, "one", 0, nullptr));
   EXPECT_EQ(Code(ERROR_INVALID_HANDLE), GetLastError());
   EXPECT_EQ(ProcessLines() + FrameLines("CPAcquireContext") + Value("\tContainer Name: ", "one") +
@@ -77,7 +77,7 @@ TEST_F(CPAcquireContextTest, ANullResultIsAnInvalidHandleAndTheModuleStaysUnload
   EXPECT_EQ(nullptr, g_cryptoWrapper.m_functions);
 }
 
-TEST_F(CPAcquireContextTest, AContextsErrorIsItsMessageAndItsCode) {
+TEST_F(CPAcquireContextTest, AContextErrorLogsItsMessageAndSetsItsCode) {
   EXPECT_FALSE(Call("one", 1));
   EXPECT_EQ(Code(NTE_BAD_FLAGS), GetLastError());
   EXPECT_EQ(0U, m_handle);
@@ -85,7 +85,7 @@ TEST_F(CPAcquireContextTest, AContextsErrorIsItsMessageAndItsCode) {
                                   Line("dwFlags contains an unsupported flag")));
 }
 
-TEST_F(CPAcquireContextTest, AModulesErrorIsItsTextAndNteFail) {
+TEST_F(CPAcquireContextTest, AModuleErrorLogsItsMessageAndSetsNteFail) {
   m_module.InsertToken("Reader A");
   m_module.FailNext("C_GetSlotList", CKR_DEVICE_ERROR);
   EXPECT_FALSE(Call("one", 0));
@@ -114,7 +114,7 @@ TEST_F(CPAcquireContextTest, AFailureClosesTheSessionThatWasOpened) {
   EXPECT_EQ(0U, m_module.OpenSessions());
 }
 
-TEST_F(CPAcquireContextTest, WhileASessionIsClosedBehindAFailureNoOtherThreadReadsItsObjects) {
+TEST_F(CPAcquireContextTest, WhileASessionIsClosedAfterAFailureNoOtherThreadReadsItsObjects) {
   AddContainer(m_module.InsertToken("Reader A"), Text("one"));
   WaitingLogin login(m_module, "C_CloseSession");
   EXPECT_FALSE(Call("one", 0x8));
@@ -162,13 +162,13 @@ TEST_F(CPAcquireContextTest, AFailedDeletionIsASuccessWithALiveHandle) {
                                   Line("\nCPAcquireContext Success")));
 }
 
-TEST_F(CPAcquireContextTest, ADeletionOfWhatIsNotThereFails) {
+TEST_F(CPAcquireContextTest, DeletingAMissingContainerFails) {
   m_module.InsertToken("Reader A");
   EXPECT_FALSE(Call("one", 0x10));
   EXPECT_EQ(Code(NTE_BAD_KEYSET), GetLastError());
 }
 
-TEST_F(CPAcquireContextTest, AllReleasedLeavesTheModuleLoadedAndTheNextOneFindsIt) {
+TEST_F(CPAcquireContextTest, AfterTheLastReleaseTheModuleStaysLoadedForTheNextContext) {
   m_module.InsertToken("Reader A");
   EXPECT_TRUE(Call("\\\\.\\Reader A\\one", 0));
   EXPECT_TRUE(CPReleaseContext(m_handle, 0));

@@ -43,13 +43,13 @@ TEST_F(CPCreateHashTest, AnUnknownContextIsABadUid) {
             TakeLog());
 }
 
-TEST_F(CPCreateHashTest, ANullResultIsAnInvalidParameter) {
+TEST_F(CPCreateHashTest, ANullHandlePointerIsAnInvalidParameter) {
   ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPCreateHash(m_handle, CALG_SHA1, 0, 0, nullptr));
   EXPECT_EQ(Begin("00008004", "00000000") + Line("\nCPCreateHash Error: phHash is NULL"), TakeLog());
   EXPECT_EQ(0U, g_hashFactory.Count());
 }
 
-TEST_F(CPCreateHashTest, FlagsAreRefusedBeforeANullResult) {
+TEST_F(CPCreateHashTest, FlagsAreRefusedBeforeANullHandlePointer) {
   ExpectRefused(Code(NTE_BAD_FLAGS), CPCreateHash(m_handle, CALG_SHA1, 0, 1, nullptr));
   EXPECT_EQ(Begin("00008004", "00000001") + Line("\nCPCreateHash Error: Invalid flags specified."), TakeLog());
 }
@@ -66,7 +66,7 @@ TEST_F(CPCreateHashTest, ARefusedAlgorithmLeavesTheHandleAsItWas) {
   EXPECT_EQ(kUntouchedHash, m_hash);
 }
 
-TEST_F(CPCreateHashTest, AContextWithoutASessionMakesNoHash) {
+TEST_F(CPCreateHashTest, AContextWithoutASessionCreatesNoHash) {
   const HCRYPTPROV handle = AcquireHandle(nullptr, 0xF0000000);
   ExpectRefused(Code(NTE_FAIL), CPCreateHash(handle, CALG_SHA1, 0, 0, &m_hash));
   EXPECT_EQ(Begin("00008004", "00000000") + Line("Retrieving context.") + Line("Retrieving session.") +

@@ -23,7 +23,7 @@ class CPDecryptTest : public DataEntryTest {
            Value("\thpbData: \t", Hex8(data)) + Value("\tdwFlags: \t", flags);
   }
 
-  // Decrypts in place what becomes `plain` and returns what is in the buffer then; its length is in `m_length`.
+  // Decrypts data that becomes `plain`, in place. Returns the whole buffer; the length is in `m_length`.
   Bytes Decrypt(const Bytes& plain, BOOL final, ALG_ID algorithm = CALG_DES) {
     const HCRYPTKEY key = MakeKeyHandle(algorithm);
     Bytes data = Turned(plain);
@@ -31,7 +31,7 @@ class CPDecryptTest : public DataEntryTest {
     m_result = CPDecrypt(m_handle, key, 0, final, 0, data.data(), &m_length);
     return data;
   }
-  // What the key pair encrypted, in the platform's order.
+  // Cipher text of the key pair, in the platform's byte order.
   static Bytes Encrypted(const std::string& text) {
     Bytes data = Text(text);
     data.insert(data.begin(), 0);
@@ -59,7 +59,7 @@ TEST_F(CPDecryptTest, ASessionKeyDecryptsInPlaceAndIsLoggedFromEndToEnd) {
             m_module.TakeCalls());
 }
 
-TEST_F(CPDecryptTest, TheFinalCallTakesThePaddingOffAndIsLoggedFromEndToEnd) {
+TEST_F(CPDecryptTest, TheFinalCallRemovesThePaddingAndIsLoggedFromEndToEnd) {
   const HCRYPTKEY key = MakeKeyHandle();
   Bytes data = Turned({'a', 'b', 'c', 'd', 'e', 3, 3, 3});
   m_length = 8;
@@ -72,14 +72,14 @@ TEST_F(CPDecryptTest, TheFinalCallTakesThePaddingOffAndIsLoggedFromEndToEnd) {
             TakeLog());
 }
 
-TEST_F(CPDecryptTest, AnyFinalButZeroTakesThePaddingOff) {
+TEST_F(CPDecryptTest, AnyNonzeroFinalRemovesThePadding) {
   Decrypt({0, 0, 0, 0, 0, 0, 0, 1}, -1);
   ExpectDone(m_result);
   EXPECT_EQ(7U, m_length);
   EXPECT_THAT(TakeLog(), ::testing::HasSubstr(Value("\tfFinal: \t\t ", "FFFFFFFF")));
 }
 
-TEST_F(CPDecryptTest, WithoutFinalThePaddingStaysAndTheFullLengthIsTold) {
+TEST_F(CPDecryptTest, WithoutFinalThePaddingStaysAndTheFullLengthIsReturned) {
   const Bytes plain = {'a', 'b', 'c', 'd', 'e', 3, 3, 3};
   EXPECT_EQ(plain, Decrypt(plain, FALSE));
   ExpectDone(m_result);
@@ -88,7 +88,7 @@ TEST_F(CPDecryptTest, WithoutFinalThePaddingStaysAndTheFullLengthIsTold) {
                                   "PlainText: 61 62 63 64 65 03 03 03 \n" + Line("\nCPDecrypt Success")));
 }
 
-TEST_F(CPDecryptTest, ALastBlockThatEndsInZeroIsBadDataWithoutALineAndItsBytesStay) {
+TEST_F(CPDecryptTest, ALastByteOfZeroIsBadDataWithoutAnErrorLineAndTheBytesStay) {
   const Bytes plain = {1, 2, 3, 4, 5, 6, 7, 0};
   EXPECT_EQ(plain, Decrypt(plain, TRUE));
   ExpectRefused(Code(NTE_BAD_DATA), m_result);
@@ -105,7 +105,7 @@ TEST_F(CPDecryptTest, AnAesBlockThatIsAllPaddingLeavesNothingAndSucceeds) {
                                   Line("\nCPDecrypt Success")));
 }
 
-TEST_F(CPDecryptTest, FortyBytesOfFortyAreAPaddingLongerThanABlock) {
+TEST_F(CPDecryptTest, FortyPaddingBytesAreRemovedAlthoughLongerThanABlock) {
   Bytes plain = Counting(8, 1);
   plain.insert(plain.end(), 40, 40);
   Bytes expected = Counting(8, 1);
@@ -138,13 +138,13 @@ TEST_F(CPDecryptTest, WithoutABufferAndALengthTheModuleIsAskedForTheLength) {
             TakeLog());
 }
 
-TEST_F(CPDecryptTest, WithoutABufferThereIsNoPaddingToTakeOff) {
+TEST_F(CPDecryptTest, WithoutABufferThereIsNoPaddingToRemove) {
   m_length = 0;
   ExpectRefused(Code(NTE_BAD_DATA), CPDecrypt(m_handle, MakeKeyHandle(), 0, TRUE, 0, nullptr, &m_length));
   EXPECT_EQ(0U, m_length);
 }
 
-TEST_F(CPDecryptTest, ALengthOfTheModuleCountsUpToTheBuffer) {
+TEST_F(CPDecryptTest, AReturnedLengthBeyondTheBufferIsCutToTheBuffer) {
   m_module.falsifyCount = [](const std::string& entry, CK_ULONG& count) {
     if (entry == "C_Decrypt") count = 0xFFFFFFFF;
   };
@@ -153,7 +153,7 @@ TEST_F(CPDecryptTest, ALengthOfTheModuleCountsUpToTheBuffer) {
   EXPECT_EQ(7U, m_length);
 }
 
-TEST_F(CPDecryptTest, OfASessionKeysHandleTheUpperBitsDoNotCount) {
+TEST_F(CPDecryptTest, TheUpperBitsOfASessionKeysHandleAreIgnored) {
   const HCRYPTKEY key = MakeKeyHandle() | kUpperBit;
   Bytes data = Turned(Counting(16, 0));
   ExpectDone(CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
@@ -183,7 +183,7 @@ TEST_F(CPDecryptTest, NoOtherThreadLogsTheTokenOutWhileASessionKeyDecrypts) {
 
 // --- The key pair
 
-TEST_F(CPDecryptTest, EitherHandleOfTheKeyPairDecryptsWithItAndNeverTakesAPaddingOff) {
+TEST_F(CPDecryptTest, EitherHandleOfTheKeyPairDecryptsAndNeverRemovesPadding) {
   for (const HCRYPTKEY key : {SignatureKey(), ExchangeKey()}) {
     for (const BOOL final : {FALSE, TRUE}) {
       Bytes data = Encrypted("abc\2\2");
@@ -210,7 +210,7 @@ TEST_F(CPDecryptTest, AHandleOfThePairWithAnUpperBitIsABadKey) {
   }
 }
 
-TEST_F(CPDecryptTest, AKeyPairThatIsNotThereIsTheContextsFailure) {
+TEST_F(CPDecryptTest, AMissingKeyPairIsRefusedByTheContext) {
   const HCRYPTPROV other = AcquireHandle("\\\\.\\Reader A\\none", CRYPT_SILENT);
   const HCRYPTKEY key = g_contextList.FindContext(other)->GetExchangeKeyHandle();
   Bytes data(16);
@@ -249,7 +249,7 @@ TEST_F(CPDecryptTest, AnUnknownContextIsABadUid) {
   EXPECT_EQ(Begin(7, nullptr, "00000010") + Line("The context does not exist"), TakeLog());
 }
 
-TEST_F(CPDecryptTest, AnUnknownKeyIsABadKeyAlthoughTheContextSaysNoKey) {
+TEST_F(CPDecryptTest, AnUnknownKeyIsABadKeyAlthoughTheContextReportsNoKey) {
   const HCRYPTKEY key = NoKey();
   Bytes data(16, 0xEE);
   ExpectRefused(Code(NTE_BAD_KEY), CPDecrypt(m_handle, key, 0, FALSE, 0, data.data(), &m_length));
@@ -265,7 +265,7 @@ TEST_F(CPDecryptTest, AnImportedPublicKeyIsABadKey) {
   EXPECT_EQ(Begin(key, data.data(), "00000010") + Line("Symmetric Key not found in this context"), TakeLog());
 }
 
-TEST_F(CPDecryptTest, AFailureOfTheModuleIsItsTextAndNteFailAndTheLengthStays) {
+TEST_F(CPDecryptTest, AModuleErrorLogsItsMessageSetsNteFailAndKeepsTheLength) {
   const HCRYPTKEY key = MakeKeyHandle();
   Bytes data(16, 0xEE);
   m_module.FailNext("C_Decrypt", CKR_DEVICE_REMOVED);

@@ -14,7 +14,7 @@ class CPDeriveKeyTest : public KeyEntryTest {
     return FrameLines("CPDeriveKey") + Value("\tALGID:", algorithm) +
            Value("\thHash:", FormatNumber("%0X", static_cast<DWORD>(hash))) + Value("\thdwFlags:", flags);
   }
-  // The call is refused with these code and line, and touches neither the hash nor the handle.
+  // The call is refused with this code and these lines. It changes neither the hash nor the handle.
   void ExpectNoKey(DWORD code, ALG_ID algorithm, DWORD flags, const std::string& lines) {
     HCRYPTKEY key = kUntouched;
     ExpectRefused(code, CPDeriveKey(m_handle, algorithm, m_hash, flags, &key));
@@ -28,7 +28,7 @@ class CPDeriveKeyTest : public KeyEntryTest {
   }
 
   CCSPHash& Hash() { return *Context().GetHash(static_cast<DWORD>(m_hash)); }
-  // A SHA-1 hash of "abc"; what it logged is forgotten.
+  // A SHA-1 hash of "abc". Its log lines and calls are dropped.
   HCRYPTHASH MakeHash() {
     HCRYPTHASH hash = 0;
     EXPECT_TRUE(CPCreateHash(m_handle, CALG_SHA1, 0, 0, &hash));
@@ -65,19 +65,19 @@ TEST_F(CPDeriveKeyTest, AnAesKeyOf112BitsHas14Bytes) {
   EXPECT_EQ(14U, ValueOf(key).size());
 }
 
-TEST_F(CPDeriveKeyTest, AKeyOfThreeDesKeysOf168BitsHas21Bytes) {
+TEST_F(CPDeriveKeyTest, ATripleDesKeyOf168BitsHas21Bytes) {
   HCRYPTKEY key = 0;
   ExpectDone(CPDeriveKey(m_handle, CALG_3DES, m_hash, 0x00A80000, &key));
   EXPECT_EQ(21U, ValueOf(key).size());
 }
 
-TEST_F(CPDeriveKeyTest, AHandleIsRequired) {
+TEST_F(CPDeriveKeyTest, AHandlePointerIsRequired) {
   ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380000, nullptr));
   EXPECT_EQ(Begin("6601", m_hash, "380000") + Line("\nCPDeriveKey Error: phKey is NULL"), TakeLog());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CPDeriveKeyTest, OtherRefusalsAreToldBeforeAMissingPlaceForTheHandle) {
+TEST_F(CPDeriveKeyTest, OtherRefusalsAreReportedBeforeANullHandlePointer) {
   ExpectRefused(Code(NTE_BAD_ALGID), CPDeriveKey(m_handle, CALG_RC2, m_hash, 0x00380000, nullptr));
   EXPECT_EQ(Begin("6602", m_hash, "380000") + Value("\nCPDeriveKey Error: Unsupported ALGID = ", "6602"), TakeLog());
   ExpectRefused(Code(NTE_BAD_FLAGS), CPDeriveKey(m_handle, CALG_DES, m_hash, 0, nullptr));
@@ -99,7 +99,7 @@ TEST_F(CPDeriveKeyTest, OtherAlgorithmsAreRefused) {
   }
 }
 
-TEST_F(CPDeriveKeyTest, AnUnknownAlgorithmIsToldBeforeMissingFlags) {
+TEST_F(CPDeriveKeyTest, AnUnknownAlgorithmIsReportedBeforeMissingFlags) {
   ExpectNoKey(Code(NTE_BAD_ALGID), 0x6611, 0, Value("\nCPDeriveKey Error: Unsupported ALGID = ", "6611"));
 }
 
@@ -119,34 +119,34 @@ TEST_F(CPDeriveKeyTest, FlagsWithoutALengthAreRefused) {
   }
 }
 
-TEST_F(CPDeriveKeyTest, TheLengthsThatTheTextsSpeakOfAreRefused) {
+TEST_F(CPDeriveKeyTest, TheLengthsNamedInTheMessagesAreRefused) {
   ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_DES, 0x00400000, Line(kNot64));
   ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_3DES, 0x00C00000, Line(kNot192));
   ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_AES_128, 0x00800000, Line(kNot128));
 }
 
-// No length but the one is taken, and for two-key DES none at all.
+// Each algorithm accepts one length, and two-key DES accepts none.
 TEST_F(CPDeriveKeyTest, EveryOtherLengthIsRefused) {
   struct Rule {
     ALG_ID algorithm;
-    DWORD taken;
+    DWORD accepted;
     const char* line;
   };
   for (const Rule& rule : {Rule{CALG_DES, 56, kNot64}, Rule{CALG_3DES, 168, kNot192}, Rule{CALG_AES_128, 112, kNot128},
                            Rule{CALG_3DES_112, 0, kNot128}}) {
     for (DWORD bits = 1; bits < 300; ++bits) {
-      if (bits != rule.taken) ExpectNoKey(Code(NTE_BAD_FLAGS), rule.algorithm, bits << 16U, Line(rule.line));
+      if (bits != rule.accepted) ExpectNoKey(Code(NTE_BAD_FLAGS), rule.algorithm, bits << 16U, Line(rule.line));
     }
     ExpectNoKey(Code(NTE_BAD_FLAGS), rule.algorithm, 0xFFFF0000, Line(rule.line));
   }
 }
 
-TEST_F(CPDeriveKeyTest, TwoKeyDesIsRefusedAtTheLengthOfItsText) {
+TEST_F(CPDeriveKeyTest, TwoKeyDesIsRefusedWith112AndWith128Bits) {
   ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_3DES_112, 0x00700000, Line(kNot128));
   ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_3DES_112, 0x00800000, Line(kNot128));
 }
 
-TEST_F(CPDeriveKeyTest, ALengthIsToldBeforeAnUnknownContext) {
+TEST_F(CPDeriveKeyTest, AWrongLengthIsReportedBeforeAnUnknownContext) {
   HCRYPTKEY key = kUntouched;
   ExpectRefused(Code(NTE_BAD_FLAGS), CPDeriveKey(m_unknown, CALG_DES, m_hash, 0x00400000, &key));
   ExpectRefused(Code(NTE_BAD_UID), CPDeriveKey(m_unknown, CALG_DES, m_hash, 0x00380000, &key));
@@ -166,14 +166,14 @@ TEST_F(CPDeriveKeyTest, AFinishedHashIsABadState) {
               Line("\nCPDeriveKey Error: Hash already in finished state"));
 }
 
-TEST_F(CPDeriveKeyTest, AFinishedHashIsToldBeforeBadFlags) {
+TEST_F(CPDeriveKeyTest, AFinishedHashIsReportedBeforeBadFlags) {
   Hash().Finish();
   Forget();
   ExpectNoKey(Code(NTE_BAD_HASH_STATE), CALG_DES, 0x00380008,
               Line("\nCPDeriveKey Error: Hash already in finished state"));
 }
 
-TEST_F(CPDeriveKeyTest, ASecondKeyOfTheSameHashIsABadState) {
+TEST_F(CPDeriveKeyTest, ASecondKeyFromTheSameHashIsABadState) {
   HCRYPTKEY key = 0;
   ExpectDone(CPDeriveKey(m_handle, CALG_DES, m_hash, 0x00380000, &key));
   Forget();
@@ -181,15 +181,15 @@ TEST_F(CPDeriveKeyTest, ASecondKeyOfTheSameHashIsABadState) {
               Line("\nCPDeriveKey Error: Hash already in finished state"));
 }
 
-TEST_F(CPDeriveKeyTest, TheLowFlagsThatAreNotAcceptedAreRefusedAndLogged) {
+TEST_F(CPDeriveKeyTest, UnsupportedLowFlagsAreRefusedAndLogged) {
   ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_DES, 0x00380008,
               Value("\nCPDeriveKey Error: Unsupported dwFlags: ", "00000008"));
-  // All of them are shown, those beside that would pass as well.
+  // The line shows all low flags, also those that would be accepted.
   ExpectNoKey(Code(NTE_BAD_FLAGS), CALG_DES, 0x0038801F,
               Value("\nCPDeriveKey Error: Unsupported dwFlags: ", "0000801F"));
 }
 
-TEST_F(CPDeriveKeyTest, EachLowFlagByItselfPassesOrNot) {
+TEST_F(CPDeriveKeyTest, OnlyFourOfTheLowFlagsAreAccepted) {
   for (DWORD bit = 0; bit < 16; ++bit) {
     const DWORD flag = DWORD{1} << bit;
     const bool accepted = flag == 1 || flag == 2 || flag == 4 || flag == 0x10;

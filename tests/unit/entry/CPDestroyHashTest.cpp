@@ -8,7 +8,7 @@ namespace {
 
 class CPDestroyHashTest : public HashEntryTest {};
 
-TEST_F(CPDestroyHashTest, TheHashIsGoneFromContextAndFactory) {
+TEST_F(CPDestroyHashTest, TheHashIsRemovedFromContextAndFactory) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   const boost::weak_ptr<CCSPHash> object = Object(hash);
   ExpectDone(CPDestroyHash(m_handle, hash));

@@ -20,7 +20,7 @@ class CPDestroyKeyTest : public KeyEntryTest {
   }
 };
 
-// The factory's record destroys the same object once more, and nobody is told that the module does not know it.
+// The factory's record destroys the same object again. That the module refuses this is not reported.
 TEST_F(CPDestroyKeyTest, ASessionKeyIsDestroyedTwiceOnTheToken) {
   const HCRYPTKEY key = MakeSessionKey();
   ASSERT_EQ(1U, OnToken().objects.count(4));
@@ -30,7 +30,7 @@ TEST_F(CPDestroyKeyTest, ASessionKeyIsDestroyedTwiceOnTheToken) {
   EXPECT_EQ(0U, g_secretKeyFactory.Count());
 }
 
-// A key of the context that looks at the factory's record of itself when it is destroyed.
+// A key of the context that counts the factory's records when it is destroyed.
 class LookingKey : public CCSPSecretKey {
  public:
   explicit LookingKey(DWORD id) : m_id(id) {}
@@ -57,14 +57,14 @@ TEST_F(CPDestroyKeyTest, TheContextsKeyIsDestroyedBeforeTheFactorysRecord) {
   EXPECT_EQ((Calls{"C_DestroyObject(1, 4)"}), m_module.TakeCalls());
 }
 
-TEST_F(CPDestroyKeyTest, OfAHandleTheUpperBitsDoNotCount) {
+TEST_F(CPDestroyKeyTest, TheUpperBitsOfAHandleAreIgnored) {
   const HCRYPTKEY key = MakeSessionKey() | HCRYPTKEY{1} << 32U;
   ExpectDestroyed(key);
   EXPECT_EQ(0U, OnToken().objects.count(4));
   EXPECT_EQ(0U, g_secretKeyFactory.Count());
 }
 
-TEST_F(CPDestroyKeyTest, ADestroyedSessionKeyIsGone) {
+TEST_F(CPDestroyKeyTest, ADestroyedSessionKeyIsNoLongerFound) {
   const HCRYPTKEY key = MakeSessionKey();
   ExpectDestroyed(key);
   EXPECT_ANY_THROW(Context().GetSecretKey(static_cast<DWORD>(key)));
@@ -95,12 +95,12 @@ TEST_F(CPDestroyKeyTest, AnImportedPublicKeyIsDestroyedOnce) {
   EXPECT_ANY_THROW(Context().GetImportedPublicKey(static_cast<DWORD>(key)));
 }
 
-TEST_F(CPDestroyKeyTest, AnUnknownKeyIsNothingToDo) {
+TEST_F(CPDestroyKeyTest, AnUnknownKeyIsIgnored) {
   ExpectDestroyed(0x01FFFFFF);
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CPDestroyKeyTest, TheHandlesOfThePairAreNothingToDoEither) {
+TEST_F(CPDestroyKeyTest, TheHandlesOfThePairAreIgnored) {
   ExpectDestroyed(Context().GetSignatureKeyHandle());
   ExpectDestroyed(Context().GetExchangeKeyHandle());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
@@ -114,13 +114,13 @@ TEST_F(CPDestroyKeyTest, AnUnknownContextIsABadUid) {
   EXPECT_EQ(1U, g_secretKeyFactory.Count());
 }
 
-TEST_F(CPDestroyKeyTest, AModuleThatDestroysNoSessionKeyIsNotTold) {
+TEST_F(CPDestroyKeyTest, AFailureToDestroyASessionKeyIsNotReported) {
   const HCRYPTKEY key = MakeSessionKey();
   m_module.FailAlways("C_DestroyObject", CKR_DEVICE_REMOVED);
   ExpectDestroyed(key);
 }
 
-TEST_F(CPDestroyKeyTest, AModuleThatDestroysNoPublicKeyIsNteFail) {
+TEST_F(CPDestroyKeyTest, AFailureToDestroyAPublicKeyIsNteFail) {
   const HCRYPTKEY key = Import(PublicKeyBlob(CALG_RSA_KEYX, Counting(32, 0xA1)));
   m_module.FailNext("C_DestroyObject", CKR_DEVICE_REMOVED);
   ExpectRefused(Code(NTE_FAIL), CPDestroyKey(m_handle, key));

@@ -10,14 +10,14 @@ namespace {
 class CPEncryptTest : public DataEntryTest {
  protected:
   // The lines of a call up to the last argument.
-  static std::string Begin(const void* data, const std::string& room, const std::string& length,
+  static std::string Begin(const void* data, const std::string& size, const std::string& length,
                            const std::string& final = "00000000", const std::string& flags = "00000000") {
-    return BeginWithoutLength(data, room, final, flags) + Value("\tpcbDataLen: \t", length);
+    return BeginWithoutLength(data, size, final, flags) + Value("\tpcbDataLen: \t", length);
   }
-  static std::string BeginWithoutLength(const void* data, const std::string& room,
+  static std::string BeginWithoutLength(const void* data, const std::string& size,
                                         const std::string& final = "00000000", const std::string& flags = "00000000") {
     return FrameLines("CPEncrypt") + Value("\tfFinal: \t", final) + Value("\thpbData: \t", Hex8(data)) +
-           Value("\tdwFlags: \t", flags) + Value("\tcbBufLen: \t", room);
+           Value("\tdwFlags: \t", flags) + Value("\tcbBufLen: \t", size);
   }
 
   Bytes m_data = Counting(32, 0);
@@ -37,7 +37,7 @@ TEST_F(CPEncryptTest, ASessionKeyEncryptsInPlaceAndIsLoggedFromEndToEnd) {
             m_module.TakeCalls());
 }
 
-TEST_F(CPEncryptTest, OfASessionKeysHandleTheUpperBitsDoNotCount) {
+TEST_F(CPEncryptTest, TheUpperBitsOfASessionKeysHandleAreIgnored) {
   const HCRYPTKEY key = MakeKeyHandle() | kUpperBit;
   ExpectDone(CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
   EXPECT_EQ(Turned(Counting(16, 0)), Bytes(m_data.begin(), m_data.begin() + 16));
@@ -51,7 +51,7 @@ TEST_F(CPEncryptTest, AHandleOfThePairWithAnUpperBitIsABadKey) {
   }
 }
 
-TEST_F(CPEncryptTest, ForASessionKeyTheBufferIsTheInputAndTheLengthTheRoom) {
+TEST_F(CPEncryptTest, ForASessionKeyTheTwoLengthsSwapTheirRoles) {
   const HCRYPTKEY key = MakeKeyHandle();
   m_length = 32;
   ExpectDone(CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 8));
@@ -61,7 +61,7 @@ TEST_F(CPEncryptTest, ForASessionKeyTheBufferIsTheInputAndTheLengthTheRoom) {
             m_module.TakeCalls());
 }
 
-TEST_F(CPEncryptTest, ALengthBelowTheBufferIsTooLittleRoom) {
+TEST_F(CPEncryptTest, ALengthBelowTheBufferLengthIsTooLittleSpace) {
   const HCRYPTKEY key = MakeKeyHandle();
   m_length = 8;
   ExpectRefused(Code(NTE_FAIL), CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));
@@ -88,7 +88,7 @@ TEST_F(CPEncryptTest, SuccessiveCallsChainOnTheLastBlock) {
   EXPECT_EQ("C_EncryptInit(1, CKM_DES_CBC with 5253505156575455, 3)", m_module.TakeCalls().front());
 }
 
-TEST_F(CPEncryptTest, WithoutABufferTheLengthIsAnswered) {
+TEST_F(CPEncryptTest, WithoutABufferTheModuleIsAskedForTheLength) {
   const HCRYPTKEY key = MakeKeyHandle();
   m_length = 0;
   ExpectDone(CPEncrypt(m_handle, key, 0, TRUE, 0, nullptr, &m_length, 24));
@@ -108,7 +108,7 @@ TEST_F(CPEncryptTest, NoOtherThreadLogsTheTokenOutWhileASessionKeyEncrypts) {
 
 // --- The key pair
 
-TEST_F(CPEncryptTest, EitherHandleOfTheKeyPairEncryptsWithItAndTheLengthIsTheInputs) {
+TEST_F(CPEncryptTest, EitherHandleOfTheKeyPairEncryptsAndTheLengthIsThatOfTheInput) {
   for (const HCRYPTKEY key : {SignatureKey(), ExchangeKey()}) {
     m_data = Counting(32, 0);
     m_length = 3;
@@ -130,7 +130,7 @@ TEST_F(CPEncryptTest, WithTheKeyPairTheModuleEncryptsFromACopy) {
   EXPECT_FALSE(m_module.wroteOverInput);
 }
 
-TEST_F(CPEncryptTest, WithoutABufferTheKeyPairAnswersTheLength) {
+TEST_F(CPEncryptTest, WithoutABufferTheKeyPairReturnsTheLength) {
   m_length = 3;
   ExpectDone(CPEncrypt(m_handle, ExchangeKey(), 0, TRUE, 0, nullptr, &m_length, 0));
   EXPECT_EQ(16U, m_length);
@@ -138,7 +138,7 @@ TEST_F(CPEncryptTest, WithoutABufferTheKeyPairAnswersTheLength) {
   EXPECT_EQ(Begin(nullptr, "00000000", "00000003", "00000001") + Line("\nCPEncrypt Success"), TakeLog());
 }
 
-TEST_F(CPEncryptTest, AKeyPairThatIsNotThereIsTheContextsFailure) {
+TEST_F(CPEncryptTest, AMissingKeyPairIsRefusedByTheContext) {
   const HCRYPTPROV other = AcquireHandle("\\\\.\\Reader A\\none", CRYPT_SILENT);
   const HCRYPTKEY key = g_contextList.FindContext(other)->GetExchangeKeyHandle();
   ExpectRefused(Code(NTE_BAD_KEY), CPEncrypt(other, key, 0, FALSE, 0, m_data.data(), &m_length, 32));
@@ -165,7 +165,7 @@ TEST_F(CPEncryptTest, AnUnknownContextIsABadUid) {
   EXPECT_EQ(Begin(m_data.data(), "00000020", "00000010") + Line("The context does not exist"), TakeLog());
 }
 
-TEST_F(CPEncryptTest, AnUnknownKeyIsABadKeyAlthoughTheContextSaysNoKey) {
+TEST_F(CPEncryptTest, AnUnknownKeyIsABadKeyAlthoughTheContextReportsNoKey) {
   ExpectRefused(Code(NTE_BAD_KEY), CPEncrypt(m_handle, NoKey(), 0, FALSE, 0, m_data.data(), &m_length, 32));
   EXPECT_EQ(Begin(m_data.data(), "00000020", "00000010") + Line("Symmetric Key not found in this context"), TakeLog());
   EXPECT_EQ(16U, m_length);
@@ -177,7 +177,7 @@ TEST_F(CPEncryptTest, AnImportedPublicKeyIsABadKey) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CPEncryptTest, AFailureOfTheModuleIsItsTextAndNteFailAndTheLengthStays) {
+TEST_F(CPEncryptTest, AModuleErrorLogsItsMessageSetsNteFailAndKeepsTheLength) {
   const HCRYPTKEY key = MakeKeyHandle();
   m_module.FailNext("C_EncryptInit", CKR_DEVICE_REMOVED);
   ExpectRefused(Code(NTE_FAIL), CPEncrypt(m_handle, key, 0, FALSE, 0, m_data.data(), &m_length, 16));

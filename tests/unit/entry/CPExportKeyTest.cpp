@@ -19,7 +19,7 @@ class CPExportKeyTest : public KeyEntryTest {
   HCRYPTKEY Exchange() { return Context().GetExchangeKeyHandle(); }
 };
 
-TEST_F(CPExportKeyTest, ThePublicKeyOfThePairIsLoggedFromEndToEnd) {
+TEST_F(CPExportKeyTest, ExportingThePublicKeyOfThePairIsLoggedFromEndToEnd) {
   Bytes blob(148);
   DWORD length = 200;
   blob.resize(200, 0xEE);
@@ -31,13 +31,13 @@ TEST_F(CPExportKeyTest, ThePublicKeyOfThePairIsLoggedFromEndToEnd) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CPExportKeyTest, TheSizeOfAPublicKeyIsToldWithoutABuffer) {
+TEST_F(CPExportKeyTest, WithoutABufferTheSizeOfAPublicKeyIsReturned) {
   DWORD length = 0;
   ExpectDone(CPExportKey(m_handle, Exchange(), 0, PUBLICKEYBLOB, 0, nullptr, &length));
   EXPECT_EQ(148U, length);
 }
 
-TEST_F(CPExportKeyTest, ASessionKeyIsLoggedFromEndToEnd) {
+TEST_F(CPExportKeyTest, ExportingASessionKeyIsLoggedFromEndToEnd) {
   const HCRYPTKEY key = MakeSessionKey();
   DWORD length = 0;
   ExpectDone(CPExportKey(m_handle, key, Exchange(), SIMPLEBLOB, 0, nullptr, &length));
@@ -53,7 +53,7 @@ TEST_F(CPExportKeyTest, ASessionKeyIsLoggedFromEndToEnd) {
             m_module.TakeCallNames());
 }
 
-TEST_F(CPExportKeyTest, TheUpperBitsOfBothHandlesDoNotCount) {
+TEST_F(CPExportKeyTest, TheUpperBitsOfBothHandlesAreIgnored) {
   constexpr HCRYPTKEY kUpperBit = HCRYPTKEY{1} << 32U;
   const HCRYPTKEY key = MakeSessionKey();
   DWORD length = 0;
@@ -63,7 +63,7 @@ TEST_F(CPExportKeyTest, TheUpperBitsOfBothHandlesDoNotCount) {
   EXPECT_EQ(148U, length);
 }
 
-TEST_F(CPExportKeyTest, ALengthIsRequired) {
+TEST_F(CPExportKeyTest, ALengthPointerIsRequired) {
   ExpectRefused(Code(ERROR_INVALID_PARAMETER),
                 CPExportKey(m_handle, Exchange(), 0, PUBLICKEYBLOB, 0, nullptr, nullptr));
   EXPECT_EQ(FrameLines("CPExportKey") + Value("\tdwBlobType:\t", "00000006") + Value("\tdwFlags: \t", "00000000") +
@@ -71,7 +71,7 @@ TEST_F(CPExportKeyTest, ALengthIsRequired) {
             TakeLog());
 }
 
-TEST_F(CPExportKeyTest, OtherTypesOfBlobsAreBad) {
+TEST_F(CPExportKeyTest, OtherBlobTypesAreABadType) {
   DWORD length = 5;
   for (const DWORD type : {0U, 2U, 7U, 0x106U, 0xFFFFFFFFU}) {
     ExpectRefused(Code(NTE_BAD_TYPE), CPExportKey(m_handle, Exchange(), 0, type, 0, nullptr, &length));
@@ -102,7 +102,7 @@ TEST_F(CPExportKeyTest, AShortBufferForASessionKeyIsNteFail) {
             TakeLog());
 }
 
-TEST_F(CPExportKeyTest, WithoutAPublicKeyItIsABadOne) {
+TEST_F(CPExportKeyTest, AMissingPublicKeyIsABadPublicKey) {
   const HCRYPTKEY key = MakeSessionKey();
   DWORD length = 0;
   ExpectRefused(Code(NTE_BAD_PUBLIC_KEY), CPExportKey(m_handle, key, 0, SIMPLEBLOB, 0, nullptr, &length));
@@ -111,7 +111,7 @@ TEST_F(CPExportKeyTest, WithoutAPublicKeyItIsABadOne) {
             TakeLog());
 }
 
-TEST_F(CPExportKeyTest, AKeyThatMayNotLeaveIsABadPublicKey) {
+TEST_F(CPExportKeyTest, AKeyThatMayNotBeExportedIsABadPublicKey) {
   const HCRYPTKEY key = Import(SimpleBlob(CALG_DES, Reversed(EncryptedKey(Counting(8, 1), 128))));
   DWORD length = 0;
   ExpectRefused(Code(NTE_BAD_PUBLIC_KEY), CPExportKey(m_handle, key, Exchange(), SIMPLEBLOB, 0, nullptr, &length));

@@ -14,7 +14,7 @@ class CPGenKeyTest : public KeyEntryTest {
   }
 };
 
-TEST_F(CPGenKeyTest, ASessionKeyIsLoggedAndCalledForFromEndToEnd) {
+TEST_F(CPGenKeyTest, TheLogAndTheCallsOfGeneratingASessionKeyAreComplete) {
   HCRYPTKEY key = kUntouched;
   ExpectDone(CPGenKey(m_handle, CALG_DES, 1, &key));
   EXPECT_EQ(Begin("00006601", "00000001") + LoginLines() + CreationLines() + Line("\nCPGenKey Success"), TakeLog());
@@ -24,7 +24,7 @@ TEST_F(CPGenKeyTest, ASessionKeyIsLoggedAndCalledForFromEndToEnd) {
   EXPECT_EQ(1U, Context().GetSecretKey(static_cast<DWORD>(key))->GetMode());
 }
 
-TEST_F(CPGenKeyTest, APairIsLoggedAndCalledForFromEndToEnd) {
+TEST_F(CPGenKeyTest, TheLogAndTheCallsOfGeneratingAPairAreComplete) {
   HCRYPTKEY key = kUntouched;
   ExpectDone(CPGenKey(m_handle, AT_SIGNATURE, 0x04000000, &key));
   EXPECT_EQ(Begin("00000002", "04000000") + LoginLines() + Line("\nCPGenKey Success"), TakeLog());
@@ -34,13 +34,13 @@ TEST_F(CPGenKeyTest, APairIsLoggedAndCalledForFromEndToEnd) {
   EXPECT_EQ(key, Context().GetSignatureKeyHandle());
 }
 
-TEST_F(CPGenKeyTest, AHandleIsRequiredAndNothingIsMadeWithoutOne) {
+TEST_F(CPGenKeyTest, WithoutAHandlePointerNothingIsGenerated) {
   ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPGenKey(m_handle, AT_SIGNATURE, 0, nullptr));
   EXPECT_EQ(Begin("00000002", "00000000") + Line("\nCPGenKey Error: phKey is NULL"), TakeLog());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CPGenKeyTest, OtherRefusalsAreToldBeforeAMissingPlaceForTheHandle) {
+TEST_F(CPGenKeyTest, OtherRefusalsAreReportedBeforeANullHandlePointer) {
   ExpectRefused(Code(NTE_BAD_UID), CPGenKey(m_unknown, AT_SIGNATURE, 0, nullptr));
   EXPECT_EQ(Begin("00000002", "00000000") + Line("The context does not exist"), TakeLog());
   const HCRYPTPROV verify = AcquireHandle(nullptr, CRYPT_VERIFYCONTEXT);
@@ -66,13 +66,13 @@ TEST_F(CPGenKeyTest, AContextForVerificationGetsNoPair) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CPGenKeyTest, OneOfTheFourUpperBitsCountsAsVerification) {
+TEST_F(CPGenKeyTest, OneOfTheFourUpperBitsIsEnoughForVerification) {
   const HCRYPTPROV verify = AcquireHandle(nullptr, 0x10000000);
   HCRYPTKEY key = kUntouched;
   ExpectRefused(Code(NTE_PERM), CPGenKey(verify, AT_KEYEXCHANGE, 0, &key));
 }
 
-TEST_F(CPGenKeyTest, ASessionKeyInAContextForVerificationIsTheContextsMatter) {
+TEST_F(CPGenKeyTest, ASessionKeyInAContextForVerificationIsRefusedByTheContext) {
   const HCRYPTPROV verify = AcquireHandle(nullptr, CRYPT_VERIFYCONTEXT);
   HCRYPTKEY key = kUntouched;
   ExpectRefused(Code(NTE_FAIL), CPGenKey(verify, CALG_DES, 0, &key));
@@ -82,14 +82,14 @@ TEST_F(CPGenKeyTest, ASessionKeyInAContextForVerificationIsTheContextsMatter) {
             TakeLog());
 }
 
-TEST_F(CPGenKeyTest, TheRsaAlgorithmsPassTheTestOfVerification) {
+TEST_F(CPGenKeyTest, TheRsaAlgorithmsPassTheCheckForVerificationAndFailLater) {
   const HCRYPTPROV verify = AcquireHandle(nullptr, CRYPT_VERIFYCONTEXT);
   HCRYPTKEY key = kUntouched;
   ExpectRefused(Code(NTE_FAIL), CPGenKey(verify, CALG_RSA_SIGN, 0, &key));
   ExpectRefused(Code(NTE_FAIL), CPGenKey(verify, CALG_RSA_KEYX, 0, &key));
 }
 
-TEST_F(CPGenKeyTest, AnUnknownAlgorithmIsRefusedBehindTheLogin) {
+TEST_F(CPGenKeyTest, AnUnknownAlgorithmIsRefusedAfterTheLogin) {
   HCRYPTKEY key = kUntouched;
   ExpectRefused(Code(NTE_BAD_ALGID), CPGenKey(m_handle, 0, 0, &key));
   EXPECT_EQ(Begin("00000000", "00000000") + LoginLines() + Line("Algorithm not supported for Key Generation"),
@@ -97,7 +97,7 @@ TEST_F(CPGenKeyTest, AnUnknownAlgorithmIsRefusedBehindTheLogin) {
   EXPECT_EQ(kUntouched, key);
 }
 
-TEST_F(CPGenKeyTest, AFailureOfTheModuleIsNteFail) {
+TEST_F(CPGenKeyTest, AModuleErrorIsNteFail) {
   m_module.FailNext("C_GenerateKeyPair", CKR_DEVICE_MEMORY);
   HCRYPTKEY key = kUntouched;
   ExpectRefused(Code(NTE_FAIL), CPGenKey(m_handle, AT_KEYEXCHANGE, 0, &key));

@@ -38,7 +38,7 @@ TEST_F(CPGenRandomTest, TheTokenFillsTheBuffer) {
   EXPECT_EQ(Opening(m_buffer.data(), "10") + Line("\nCPGenRandom Success"), TakeLog());
 }
 
-TEST_F(CPGenRandomTest, NoBytesAskNothingOfTheModule) {
+TEST_F(CPGenRandomTest, WithoutABufferOrALengthTheModuleIsNotCalled) {
   EXPECT_TRUE(CPGenRandom(m_handle, 0, m_buffer.data()));
   EXPECT_TRUE(CPGenRandom(m_handle, 16, nullptr));
   EXPECT_EQ(0U, GetLastError());
@@ -54,7 +54,7 @@ TEST_F(CPGenRandomTest, AnUnknownHandleIsRefused) {
   EXPECT_EQ(Opening(m_buffer.data(), "10") + Line("The context does not exist"), TakeLog());
 }
 
-TEST_F(CPGenRandomTest, AModulesErrorIsItsTextAndNteFail) {
+TEST_F(CPGenRandomTest, AModuleErrorLogsItsMessageAndSetsNteFail) {
   m_module.FailNext("C_GenerateRandom", CKR_DEVICE_REMOVED);
   EXPECT_FALSE(CPGenRandom(m_handle, 16, m_buffer.data()));
   EXPECT_EQ(Code(NTE_FAIL), GetLastError());

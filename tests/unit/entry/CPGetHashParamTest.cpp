@@ -1,4 +1,4 @@
-// What a hash tells: CPGetHashParam.
+// Reading the parameters of a hash: CPGetHashParam.
 #include <cstring>
 #include <gtest/gtest.h>
 
@@ -35,7 +35,7 @@ class CPGetHashParamTest : public HashEntryTest {
   DWORD m_length = sizeof(m_buffer);
 };
 
-TEST_F(CPGetHashParamTest, TheAlgorithm) {
+TEST_F(CPGetHashParamTest, TheAlgorithmIsReturned) {
   const HCRYPTHASH hash = MakeHash();
   m_length = 4;
   ExpectDone(Get(hash, kAlgID));
@@ -44,7 +44,7 @@ TEST_F(CPGetHashParamTest, TheAlgorithm) {
   EXPECT_EQ(Begin("00000001", "00000000", m_buffer, "00000004") + Success(), TakeLog());
 }
 
-TEST_F(CPGetHashParamTest, TheSize) {
+TEST_F(CPGetHashParamTest, TheSizeIsReturned) {
   m_length = 4;
   ExpectDone(Get(MakeHash(CALG_SSL3_SHAMD5), kHashSize));
   EXPECT_EQ(36U, Number());
@@ -79,7 +79,7 @@ TEST_F(CPGetHashParamTest, AskingForTheLengthOfTheValueLeavesTheHashOpen) {
   EXPECT_TRUE(Feed(hash, "c"));
 }
 
-TEST_F(CPGetHashParamTest, AReadOfTheValueFinishesTheHash) {
+TEST_F(CPGetHashParamTest, ReadingTheValueFinishesTheHash) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   m_length = 20;
   ExpectDone(Get(hash, HP_HASHVAL));
@@ -96,7 +96,7 @@ TEST_F(CPGetHashParamTest, ALargerBufferLeavesTheLengthAtItsLargerValue) {
   EXPECT_EQ(64U, m_length);
 }
 
-TEST_F(CPGetHashParamTest, ABufferTooSmallForTheValueGivesTheLength) {
+TEST_F(CPGetHashParamTest, ForABufferTooSmallForTheValueTheLengthIsReturned) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   m_length = 19;
   ExpectRefused(Code(ERROR_MORE_DATA), Get(hash, HP_HASHVAL));
@@ -122,7 +122,7 @@ TEST_F(CPGetHashParamTest, WithoutDataThereIsNoValue) {
   EXPECT_EQ(Begin("00000002", "00000000", m_buffer, "00000014") + Line("No Data was added to be hash"), TakeLog());
 }
 
-TEST_F(CPGetHashParamTest, AFailureOfTheTokenIsNteFail) {
+TEST_F(CPGetHashParamTest, AModuleErrorIsNteFail) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   m_module.FailNext("C_DigestInit", CKR_DEVICE_ERROR);
   ExpectRefused(Code(NTE_FAIL), Get(hash, HP_HASHVAL));
@@ -147,14 +147,14 @@ TEST_F(CPGetHashParamTest, FlagsAreRefusedBeforeTheContextIsLookedUp) {
             TakeLog());
 }
 
-TEST_F(CPGetHashParamTest, ANullLengthIsAnInvalidParameterInThePlaceOfItsLine) {
+TEST_F(CPGetHashParamTest, ANullLengthIsInvalidAndItsErrorReplacesTheLengthLine) {
   ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPGetHashParam(m_handle, MakeHash(), kAlgID, m_buffer, nullptr, 0));
   EXPECT_EQ(FrameLines("CPGethashParam") + Value("\tdwParam:    ", "00000001") + Value("\tdwFlags:    ", "00000000") +
                 Value("\tpbData:     ", Hex8(m_buffer)) + Line("\nCPGetHashParam Error: pcbDataLen is NULL"),
             TakeLog());
 }
 
-TEST_F(CPGetHashParamTest, TheFirstLineAloneSpellsTheNameWithASmallH) {
+TEST_F(CPGetHashParamTest, OnlyTheFirstLineSpellsTheNameWithALowercaseH) {
   ExpectDone(Get(MakeHash(), kAlgID));
   const std::string log = TakeLog();
   EXPECT_EQ(0U, log.find(FrameLines("CPGethashParam")));

@@ -1,4 +1,4 @@
-// What a key says of itself: each parameter for each kind of key.
+// Reading the parameters of keys: each parameter for each kind of key.
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,13 +14,13 @@ using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 using ::testing::ValuesIn;
 
-constexpr DWORD kGiven = 64;  // the length that a test declares, and the size of its buffer
+constexpr DWORD kGiven = 64;  // the length that a test passes, and the size of its buffer
 
 class CPGetKeyParamTest : public KeyParamTest {
  protected:
   CPGetKeyParamTest() : m_buffer(kGiven, 0xEE) {}
 
-  // Calls with a buffer of so many bytes, or without one.
+  // Calls with a buffer of `length` bytes, or without one.
   BOOL Read(KeyKind kind, DWORD param, DWORD length = kGiven) { return ReadOf(m_handles.at(kind), param, length); }
   BOOL ReadOf(HCRYPTKEY key, DWORD param, DWORD length = kGiven) {
     std::fill(m_buffer.begin(), m_buffer.end(), BYTE{0xEE});
@@ -32,7 +32,7 @@ class CPGetKeyParamTest : public KeyParamTest {
     return CPGetKeyParam(m_handle, m_handles.at(kind), param, nullptr, &m_length, 0);
   }
 
-  // Banner, arguments, and what is logged of the search for the key.
+  // Banner, arguments, and what the search for the key logs.
   std::string Opening(KeyKind kind, DWORD param, DWORD length = kGiven) {
     return Arguments(param, length, m_buffer.data()) + Found(kind);
   }
@@ -45,10 +45,10 @@ class CPGetKeyParamTest : public KeyParamTest {
     return kind == KeyKind::kImported ? Line("Symmetric Key not found in this context") : "";
   }
   static std::string Success() { return Line("\nCPGetKeyParam Success"); }
-  // The whole buffer: these bytes, and behind them others.
-  void ExpectBuffer(const Bytes& bytes, BYTE behind = 0xEE) {
+  // The whole buffer: these bytes, and `rest` in all bytes after them.
+  void ExpectBuffer(const Bytes& bytes, BYTE rest = 0xEE) {
     Bytes all = bytes;
-    all.resize(m_buffer.size(), behind);
+    all.resize(m_buffer.size(), rest);
     EXPECT_EQ(all, m_buffer);
   }
   // The call failed with that code and changed nothing.
@@ -64,15 +64,15 @@ class CPGetKeyParamTest : public KeyParamTest {
 
 // --- Without a buffer
 
-// What a parameter tells one kind of key: a length, or a refusal.
-struct Told {
+// What a parameter returns for one kind of key: a length, or a refusal.
+struct SizeAnswer {
   DWORD length = 0;
   const char* line = nullptr;
   DWORD code = 0;
 };
 
-Told Length(DWORD length) { return {length}; }
-Told Refused(const char* line, DWORD code) { return {0, line, code}; }
+SizeAnswer Length(DWORD length) { return {length}; }
+SizeAnswer Refused(const char* line, DWORD code) { return {0, line, code}; }
 
 const char kNoIV[] = "KP_IV valid only on Symmetric Keys";
 const char kNoSalt[] = "KP_SALT valid only on Symmetric Keys";
@@ -86,11 +86,11 @@ const char kNotSupported[] = "\nCPGetKeyParam Error: dwParam not supported";
 struct AskRow {
   const char* name;
   DWORD param;
-  Told des;  // of every class but AES
-  Told aes;
-  Told other;  // of the key pairs and of an imported key
+  SizeAnswer des;  // for DES and triple DES
+  SizeAnswer aes;
+  SizeAnswer other;  // for the key pairs and an imported key
 
-  const Told& Of(KeyKind kind) const {
+  const SizeAnswer& Of(KeyKind kind) const {
     switch (kind) {
       case KeyKind::kDes:
       case KeyKind::kTwoKeyTripleDes:
@@ -134,24 +134,24 @@ std::string NameOfRow(const ::testing::TestParamInfo<Row>& info) {
 
 class SizeOfKeyParamTest : public CPGetKeyParamTest, public ::testing::WithParamInterface<AskRow> {};
 
-TEST_P(SizeOfKeyParamTest, IsToldOrRefused) {
+TEST_P(SizeOfKeyParamTest, IsReturnedOrRefused) {
   static const std::map<DWORD, std::string> hex = {{2, "2"}, {4, "4"}, {8, "8"}, {16, "10"}, {36, "24"}};
   Begin();
   const AskRow& row = GetParam();
   for (const KeyKind kind : kAllKeys) {
     SCOPED_TRACE(NameOf(kind));
-    const Told& told = row.Of(kind);
+    const SizeAnswer& expected = row.Of(kind);
     SetLastError(4711);
     const BOOL result = Ask(kind, row.param);
-    if (told.line != nullptr) {
-      ExpectRefused(result, told.code, 4711);
-      EXPECT_EQ(AskOpening(kind, row.param) + Line(told.line), TakeLog());
+    if (expected.line != nullptr) {
+      ExpectRefused(result, expected.code, 4711);
+      EXPECT_EQ(AskOpening(kind, row.param) + Line(expected.line), TakeLog());
     } else {
       EXPECT_EQ(TRUE, result);
       EXPECT_EQ(0U, GetLastError());
-      EXPECT_EQ(told.length, m_length);
-      EXPECT_EQ(AskOpening(kind, row.param) + Value("\npbData is NULL. pcDataLen is set to: ", hex.at(told.length)) +
-                    Success(),
+      EXPECT_EQ(expected.length, m_length);
+      EXPECT_EQ(AskOpening(kind, row.param) +
+                    Value("\npbData is NULL. pcDataLen is set to: ", hex.at(expected.length)) + Success(),
                 TakeLog());
     }
     EXPECT_EQ(Calls(), m_module.TakeCalls());
@@ -162,7 +162,7 @@ INSTANTIATE_TEST_SUITE_P(Of, SizeOfKeyParamTest, ValuesIn(kAskRows), NameOfRow<A
 
 // --- With a buffer
 
-// What a parameter writes for one kind of key: bytes, a length if it stores one, a line if it logs one; or a refusal.
+// What a parameter writes for one kind of key: bytes, a length if it stores one, a line if it logs one. Or a refusal.
 struct Answer {
   Bytes bytes;
   DWORD length = 0;
@@ -272,10 +272,10 @@ struct SmallRow {
   const char* name;
   DWORD param;
   std::vector<KeyKind> kinds;
-  DWORD length;  // one byte too few
+  DWORD length;  // too short
   const char* line;
   DWORD code = Code(ERROR_MORE_DATA);
-  DWORD cleared = 0;  // bytes at the begin of the buffer
+  DWORD cleared = 0;  // bytes at the beginning of the buffer
 };
 
 const std::vector<KeyKind> kDesKinds = {KeyKind::kDes, KeyKind::kTwoKeyTripleDes, KeyKind::kTripleDes};
@@ -330,7 +330,7 @@ TEST_F(CPGetKeyParamTest, ABufferThatIsJustLongEnoughIsFilled) {
 
 // --- IV and salt
 
-TEST_F(CPGetKeyParamTest, TheKeyTakesTheBytesOfTheBufferForItsIV) {
+TEST_F(CPGetKeyParamTest, TheKeyTakesTheBytesOfTheBufferAsItsIV) {
   Begin();
   for (const KeyKind kind : kDesKinds) {
     m_length = 20;
@@ -351,7 +351,7 @@ TEST_F(CPGetKeyParamTest, AskingForTheIVOfAnEcbKeyPutsItIntoCbcMode) {
   EXPECT_EQ(DWORD{CRYPT_MODE_CBC}, SessionKey(KeyKind::kDes).GetMode());
 }
 
-TEST_F(CPGetKeyParamTest, ASaltIsMeasuredAndTakesTheBytesOfTheBuffer) {
+TEST_F(CPGetKeyParamTest, TheLengthOfASaltIsReturnedButItsBytesAreNot) {
   Begin();
   for (const KeyKind kind : kSessionKeys) {
     SCOPED_TRACE(NameOf(kind));
@@ -373,9 +373,9 @@ TEST_F(CPGetKeyParamTest, ABufferTooSmallForTheSaltIsRefused) {
   EXPECT_EQ(Opening(KeyKind::kAes, 2, 4) + Line("\nCPGetKeyParam Error: Invalid SALT"), TakeLog());
 }
 
-// --- What is odd, by name
+// --- Unexpected answers, one test each
 
-TEST_F(CPGetKeyParamTest, TheSignaturePairCallsItselfAKeyOfExchange) {
+TEST_F(CPGetKeyParamTest, TheSignaturePairReportsTheKeyExchangeAlgorithm) {
   Begin();
   EXPECT_TRUE(Read(KeyKind::kSignaturePair, 7));
   ExpectBuffer({0x00, 0xA4, 0x00, 0x00});
@@ -396,19 +396,19 @@ TEST_F(CPGetKeyParamTest, ThePaddingOfAnyKeyIsOne) {
   }
 }
 
-TEST_F(CPGetKeyParamTest, TheEffectiveLengthOfAPairIsRefusedInTheWordsOfTheIV) {
+TEST_F(CPGetKeyParamTest, TheEffectiveLengthOfAPairIsRefusedWithTheMessageForTheIV) {
   Begin();
   ExpectRefused(Ask(KeyKind::kExchangePair, 19), Code(NTE_BAD_TYPE), 4711);
   EXPECT_EQ(AskOpening(KeyKind::kExchangePair, 19) + Line("KP_IV valid only on Symmetric Keys"), TakeLog());
 }
 
-TEST_F(CPGetKeyParamTest, AKeyLengthClearsTwoBytesThatAreTooFew) {
+TEST_F(CPGetKeyParamTest, AKeyLengthClearsABufferOfTwoBytesThatIsTooShort) {
   Begin();
   ExpectRefused(Read(KeyKind::kAes, 9, 2), Code(ERROR_MORE_DATA), 2);
   ExpectBuffer({0, 0});
 }
 
-// --- The effective length of a key that is not there
+// --- The effective length of an RC2 key, which the provider does not make
 
 class Rc2Key : public CCSPSecretKey {
  public:
@@ -417,7 +417,7 @@ class Rc2Key : public CCSPSecretKey {
   DWORD GetKeyLength() const override { return 5; }
 };
 
-TEST_F(CPGetKeyParamTest, AKeyOfRc2HasAnEffectiveLength) {
+TEST_F(CPGetKeyParamTest, AnRc2KeyHasAnEffectiveLength) {
   Begin();
   Context().AddSecretKey(boost::make_shared<Rc2Key>());
   EXPECT_TRUE(ReadOf(0xA00009, 19));
@@ -453,7 +453,7 @@ TEST_F(CPGetKeyParamTest, AnImportedKeyKnowsItsLengthWithoutAKeyPair) {
 
 // --- The certificate
 
-TEST_F(CPGetKeyParamTest, TheCertificateIsTheContextsWhicheverKeyIsAsked) {
+TEST_F(CPGetKeyParamTest, AKeyPairAndAnImportedKeyReturnTheContextsCertificate) {
   m_token.Add(CertificateObject(Text("one"), "label", Counting(20, 0x41)));
   AddKeyPair(m_token, Text("one"));
   BeginWithToken();
@@ -484,7 +484,7 @@ TEST_F(CPGetKeyParamTest, ACertificateOfOneByteIsRead) {
   EXPECT_EQ(0x41, m_buffer[0]);
 }
 
-TEST_F(CPGetKeyParamTest, ACertificateOfASessionKeyClearsTheBufferAndIsRefused) {
+TEST_F(CPGetKeyParamTest, ForASessionKeyTheCertificateIsRefusedAndTheBufferCleared) {
   Begin();
   for (const KeyKind kind : kSessionKeys) {
     SCOPED_TRACE(NameOf(kind));
@@ -505,7 +505,7 @@ TEST_F(CPGetKeyParamTest, WithoutACertificateTheBufferIsClearedAndTheKeyIsBad) {
   }
 }
 
-TEST_F(CPGetKeyParamTest, WithoutACertificateAndABufferTheTypeIsBad) {
+TEST_F(CPGetKeyParamTest, WithNeitherACertificateNorABufferTheTypeIsBad) {
   AddKeyPair(m_token, Text("one"));
   BeginWithToken();
   for (const KeyKind kind : kOtherKeys) {
@@ -515,7 +515,7 @@ TEST_F(CPGetKeyParamTest, WithoutACertificateAndABufferTheTypeIsBad) {
   }
 }
 
-TEST_F(CPGetKeyParamTest, ACertificateWithoutAPrivateKeyIsMeasuredButNotRead) {
+TEST_F(CPGetKeyParamTest, WithoutAPrivateKeyTheCertificatesLengthIsReturnedButNotItsBytes) {
   m_token.Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
   BeginWithToken();
   EXPECT_TRUE(Ask(KeyKind::kSignaturePair, 26));
@@ -536,7 +536,7 @@ TEST_F(CPGetKeyParamTest, ACertificateThatWasNotReadYetIsReadFromTheTokenOnce) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CPGetKeyParamTest, AModulesFailureIsAFailure) {
+TEST_F(CPGetKeyParamTest, AModuleErrorIsNteFail) {
   Begin();
   Context().GetDefaultCertificate()->SetAttributes({});
   m_module.FailNext("C_GetAttributeValue", CKR_DEVICE_REMOVED);
@@ -555,7 +555,7 @@ TEST_F(CPGetKeyParamTest, AnUnknownKeyIsLoggedTwice) {
             TakeLog());
 }
 
-TEST_F(CPGetKeyParamTest, UpperBitsCountInAHandleOfThePairAndInNoOther) {
+TEST_F(CPGetKeyParamTest, UpperBitsCountOnlyInAHandleOfThePair) {
   constexpr HCRYPTKEY kUpperBit = HCRYPTKEY{1} << 32U;
   Begin();
   for (const KeyKind kind : {KeyKind::kDes, KeyKind::kImported}) {
@@ -566,7 +566,7 @@ TEST_F(CPGetKeyParamTest, UpperBitsCountInAHandleOfThePairAndInNoOther) {
   }
 }
 
-TEST_F(CPGetKeyParamTest, AnUnknownKeyComesBeforeAnUnknownParameter) {
+TEST_F(CPGetKeyParamTest, AnUnknownKeyIsReportedBeforeAnUnknownParameter) {
   Begin();
   ExpectRefused(ReadOf(m_unknownKey, 10), Code(NTE_NO_KEY), kGiven);
 }
@@ -577,7 +577,7 @@ TEST_F(CPGetKeyParamTest, AnUnknownContextIsRefused) {
   EXPECT_EQ(Arguments(3, kGiven, m_buffer.data()) + Line("The context does not exist"), TakeLog());
 }
 
-TEST_F(CPGetKeyParamTest, FlagsAreRefusedBeforeTheContextIsSought) {
+TEST_F(CPGetKeyParamTest, FlagsAreRefusedBeforeTheContextIsLookedUp) {
   m_length = kGiven;
   ExpectRefused(CPGetKeyParam(0x1234567890, 1, 3, m_buffer.data(), &m_length, 1), Code(NTE_BAD_FLAGS), kGiven);
   EXPECT_EQ(Arguments(3, kGiven, m_buffer.data(), 1) + Line("\nCPGetKeyParam Error: Invalid dwFlags "), TakeLog());

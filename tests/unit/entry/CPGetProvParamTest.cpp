@@ -39,7 +39,7 @@ class CPGetProvParamTest : public EntryTest {
     SetLastError(4711);
   }
 
-  // Calls with a buffer of so many bytes.
+  // Calls with a buffer of `length` bytes.
   BOOL Call(DWORD param, DWORD length, DWORD flags = 0) {
     std::fill(m_buffer.begin(), m_buffer.end(), BYTE{0xEE});
     m_length = length;
@@ -50,9 +50,9 @@ class CPGetProvParamTest : public EntryTest {
     m_length = 4711;
     return CPGetProvParam(m_handle, param, nullptr, &m_length, flags);
   }
-  // The first bytes of the buffer; the one behind them must be untouched.
+  // The first bytes of the buffer. The byte after them must be unchanged.
   Bytes Answer(std::size_t length) {
-    EXPECT_EQ(0xEE, m_buffer[length]) << "behind the answer";
+    EXPECT_EQ(0xEE, m_buffer[length]) << "after the answer";
     return Bytes(m_buffer.begin(), m_buffer.begin() + static_cast<std::ptrdiff_t>(length));
   }
   DWORD Word(std::size_t index) {
@@ -71,7 +71,7 @@ class CPGetProvParamTest : public EntryTest {
     return FrameLines("CPGetProvParam") + Value("\tdwParam: \t", Hex8(param)) + Value("\tdwFlags: \t", Hex8(flags)) +
            Value("\tpbData: \t", Hex8(data)) + Value("\tpcbDataLen: \t", Hex8(length));
   }
-  // All lines up to the first pass.
+  // All lines before the first step.
   std::string Opening(DWORD param, DWORD length, DWORD flags = 0) {
     return Arguments(param, length, flags, m_buffer.data()) + Value("\ndwParam: ", Hex("%X", param));
   }
@@ -114,7 +114,7 @@ class CPGetProvParamTest : public EntryTest {
 
 // --- The frame
 
-TEST_F(CPGetProvParamTest, ANullLengthIsAnInvalidParameterInThePlaceOfItsLine) {
+TEST_F(CPGetProvParamTest, ANullLengthIsInvalidAndItsErrorReplacesTheLengthLine) {
   Begin();
   EXPECT_FALSE(CPGetProvParam(m_handle, 3, nullptr, nullptr, 1));
   EXPECT_EQ(Code(ERROR_INVALID_PARAMETER), GetLastError());
@@ -130,7 +130,7 @@ TEST_F(CPGetProvParamTest, AnUnknownHandleIsRefused) {
   EXPECT_EQ(Arguments(3, 4, 0, m_buffer.data()) + Line("The context does not exist"), TakeLog());
 }
 
-TEST_F(CPGetProvParamTest, AllFlagsAtOnceAreRefused) {
+TEST_F(CPGetProvParamTest, FlagsWithAllBitsSetAreRefused) {
   Begin();
   EXPECT_FALSE(Call(3, 4, 0xFFFFFFFF));
   EXPECT_EQ(Code(NTE_BAD_FLAGS), GetLastError());
@@ -139,7 +139,7 @@ TEST_F(CPGetProvParamTest, AllFlagsAtOnceAreRefused) {
       TakeLog());
 }
 
-TEST_F(CPGetProvParamTest, AnUnknownHandleIsRefusedBeforeAllFlagsAtOnce) {
+TEST_F(CPGetProvParamTest, AnUnknownHandleIsReportedBeforeFlagsWithAllBitsSet) {
   m_handle = 0x1234567890;
   EXPECT_FALSE(Call(3, 4, 0xFFFFFFFF));
   EXPECT_EQ(Code(NTE_BAD_UID), GetLastError());
@@ -151,7 +151,7 @@ TEST_F(CPGetProvParamTest, AnyOtherFlagsAreAccepted) {
   EXPECT_TRUE(Call(3, 4, 0xFFFFFFFE));
 }
 
-TEST_F(CPGetProvParamTest, ABufferTooSmallIsToldTheSizeAndLeftAlone) {
+TEST_F(CPGetProvParamTest, ForABufferTooSmallTheSizeIsReturnedAndTheBufferLeftAlone) {
   Begin();
   EXPECT_FALSE(Call(1, 31, kFirst));
   EXPECT_EQ(Code(ERROR_MORE_DATA), GetLastError());
@@ -160,7 +160,7 @@ TEST_F(CPGetProvParamTest, ABufferTooSmallIsToldTheSizeAndLeftAlone) {
   EXPECT_EQ(Opening(1, 31, kFirst) + SmallBuffer("1F", "20"), TakeLog());
 }
 
-TEST_F(CPGetProvParamTest, OtherParametersAreOfABadType) {
+TEST_F(CPGetProvParamTest, OtherParametersAreABadType) {
   Begin();
   for (const DWORD param : {0U, 7U, 21U, 31U, 33U, 37U, 44U, 47U, 0xFFFFFFFFU}) {
     SetLastError(4711);
@@ -187,7 +187,7 @@ TEST_F(CPGetProvParamTest, TheTypeIsRsaFull) {
   ExpectNumber(16, 1, "01 00 00 00 ");
 }
 
-TEST_F(CPGetProvParamTest, NothingIsSaidOfTheKeyStorage) {
+TEST_F(CPGetProvParamTest, TheKeyStorageIsZero) {
   Begin();
   ExpectNumber(17, 0, "00 00 00 00 ");
 }
@@ -198,12 +198,12 @@ TEST_F(CPGetProvParamTest, KeySizesGoInStepsOf512) {
   ExpectNumber(35, 512, "00 02 00 00 ");
 }
 
-TEST_F(CPGetProvParamTest, BothKeySpecsAreThere) {
+TEST_F(CPGetProvParamTest, BothKeySpecsAreReported) {
   Begin();
   ExpectNumber(39, 3, "03 00 00 00 ");
 }
 
-TEST_F(CPGetProvParamTest, TheKeysetTypeShowsInTheLogAlone) {
+TEST_F(CPGetProvParamTest, TheKeysetTypeIsOnlyInTheLog) {
   Begin("one", 0x20);
   EXPECT_TRUE(Ask(27));
   EXPECT_EQ(4U, m_length);
@@ -223,7 +223,7 @@ TEST_F(CPGetProvParamTest, TheKeysetTypeOfAUsersContextIsZeroInTheLogToo) {
 
 // --- Names
 
-TEST_F(CPGetProvParamTest, TheNameIsTheProviders) {
+TEST_F(CPGetProvParamTest, TheNameIsThatOfTheProvider) {
   Begin();
   EXPECT_TRUE(Ask(4));
   EXPECT_EQ(26U, m_length);
@@ -234,14 +234,14 @@ TEST_F(CPGetProvParamTest, TheNameIsTheProviders) {
   EXPECT_EQ(Opening(4, 100) + Line("") + Line(kProvider) + Ending(HexBytes(std::string(kProvider) + '\0')), TakeLog());
 }
 
-TEST_F(CPGetProvParamTest, ANameNeedsRoomForItsZero) {
+TEST_F(CPGetProvParamTest, ANameNeedsSpaceForItsTerminatingZero) {
   Begin();
   EXPECT_FALSE(Call(4, 25));
   EXPECT_EQ(Code(ERROR_MORE_DATA), GetLastError());
   EXPECT_EQ(26U, m_length);
 }
 
-TEST_F(CPGetProvParamTest, TheContainerIsItsNameAlsoAsAUniqueOne) {
+TEST_F(CPGetProvParamTest, TheContainersNameIsAlsoTheUniqueName) {
   Begin();
   for (const DWORD param : {6U, 36U}) {
     EXPECT_TRUE(Ask(param));
@@ -257,7 +257,7 @@ TEST_F(CPGetProvParamTest, TheContainerIsItsNameAlsoAsAUniqueOne) {
   }
 }
 
-TEST_F(CPGetProvParamTest, TheReaderLeavesTheLengthAlone) {
+TEST_F(CPGetProvParamTest, ReadingTheReaderLeavesTheLengthAlone) {
   Begin();
   EXPECT_TRUE(Ask(43));
   EXPECT_EQ(9U, m_length);
@@ -268,7 +268,7 @@ TEST_F(CPGetProvParamTest, TheReaderLeavesTheLengthAlone) {
   EXPECT_EQ(Opening(43, 100) + Ending("52 65 61 64 65 72 20 41 00 "), TakeLog());
 }
 
-TEST_F(CPGetProvParamTest, WithoutAReaderOnlyTheReadFails) {
+TEST_F(CPGetProvParamTest, WithoutAReaderTheSizeIsReturnedButTheReadFails) {
   m_handle = AcquireHandle(nullptr, 0xF0000000);
   EXPECT_TRUE(Ask(43));
   EXPECT_EQ(1U, m_length);
@@ -280,7 +280,7 @@ TEST_F(CPGetProvParamTest, WithoutAReaderOnlyTheReadFails) {
             TakeLog());
 }
 
-TEST_F(CPGetProvParamTest, TheCardIsKnownByTheFirstPartOfItsSerialText) {
+TEST_F(CPGetProvParamTest, TheCardIdentifierIsTheFirst16CharactersOfTheSerialString) {
   Begin();
   EXPECT_TRUE(Ask(45));
   EXPECT_EQ(16U, m_length);
@@ -296,7 +296,7 @@ TEST_F(CPGetProvParamTest, TheCardIsKnownByTheFirstPartOfItsSerialText) {
             TakeLog());
 }
 
-TEST_F(CPGetProvParamTest, AModulesErrorLeavesTheFunctionForTheCardsSerial) {
+TEST_F(CPGetProvParamTest, AModuleErrorWhileReadingTheCardsSerialIsThrown) {
   Begin();
   m_module.FailNext("C_GetTokenInfo", CKR_DEVICE_REMOVED);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, Call(45, 16));
@@ -305,7 +305,7 @@ TEST_F(CPGetProvParamTest, AModulesErrorLeavesTheFunctionForTheCardsSerial) {
 
 // --- Parameters without an answer
 
-TEST_F(CPGetProvParamTest, AskedForThePinItReturnsTheCodeItself) {
+TEST_F(CPGetProvParamTest, AskingForThePinReturnsTheErrorCodeItself) {
   Begin();
   EXPECT_EQ(static_cast<BOOL>(Code(NTE_BAD_TYPE)), Call(32, 100));
   EXPECT_EQ(4711U, GetLastError());
@@ -328,7 +328,7 @@ TEST_F(CPGetProvParamTest, TheTokensRandomNumbersAreSupportedWithAnyBuffer) {
 
 // --- Algorithms
 
-TEST_F(CPGetProvParamTest, AlgorithmsAreEnumeratedWithTheirLeastLength) {
+TEST_F(CPGetProvParamTest, AlgorithmsAreEnumeratedWithTheirMinimumLength) {
   Begin();
   EXPECT_TRUE(Ask(1, kFirst));
   EXPECT_EQ(32U, m_length);
@@ -357,11 +357,11 @@ TEST_F(CPGetProvParamTest, AlgorithmsAreEnumeratedWithTheirLeastLength) {
     EXPECT_EQ(Code(ERROR_NO_MORE_ITEMS), GetLastError());
     EXPECT_EQ(Opening(1, 40, kNext) + Line("\nCPGetProvParam Algorithm Enumeration (PP_ENUMALGS) done"), TakeLog());
   }
-  EXPECT_TRUE(Call(1, 40, 0x81));  // one bit of the flags counts
+  EXPECT_TRUE(Call(1, 40, 0x81));  // only one bit of the flags counts
   EXPECT_EQ(0x8004U, Word(0));
 }
 
-TEST_F(CPGetProvParamTest, AQuestionForTheSizeDoesNotMoveAlgorithms) {
+TEST_F(CPGetProvParamTest, AskingForTheSizeDoesNotAdvanceTheAlgorithms) {
   Begin();
   EXPECT_TRUE(Call(1, 32, kFirst));
   EXPECT_TRUE(Ask(1, kNext));
@@ -378,7 +378,7 @@ TEST_F(CPGetProvParamTest, AnAlgorithmIsLoggedAsItsBytes) {
             TakeLog());
 }
 
-TEST_F(CPGetProvParamTest, AlgorithmsInFullHaveAPositionOfTheirOwn) {
+TEST_F(CPGetProvParamTest, TheFullEnumerationOfAlgorithmsHasItsOwnPosition) {
   Begin();
   EXPECT_TRUE(Ask(22, kFirst));
   EXPECT_EQ(88U, m_length);
@@ -391,7 +391,7 @@ TEST_F(CPGetProvParamTest, AlgorithmsInFullHaveAPositionOfTheirOwn) {
   EXPECT_EQ(0x800CU, Word(0));
 }
 
-TEST_F(CPGetProvParamTest, AlgorithmsInFullHaveAllLengthsProtocolsAndNames) {
+TEST_F(CPGetProvParamTest, TheFullEnumerationHasAllLengthsProtocolsAndNames) {
   Begin();
   DWORD flags = kFirst;
   int rows = 0;
@@ -415,7 +415,7 @@ TEST_F(CPGetProvParamTest, AlgorithmsInFullHaveAllLengthsProtocolsAndNames) {
               EndsWith(Opening(22, 88, kNext) + Line("\nCPGetProvParam Algorithm Enumeration (PP_ENUMALGS_EX) done")));
 }
 
-TEST_F(CPGetProvParamTest, AnEnumerationThatWasNotBegunIsAtItsEnd) {
+TEST_F(CPGetProvParamTest, AnEnumerationThatWasNotStartedIsAtItsEnd) {
   Begin();
   for (const DWORD param : {1U, 2U, 22U}) {
     SetLastError(4711);
@@ -459,7 +459,7 @@ TEST_F(ContainersTest, EachCertificateIsAContainer) {
   }
 }
 
-TEST_F(ContainersTest, OfOneIdentifierEachCertificateCountsAndAKeyPairAloneDoesNot) {
+TEST_F(ContainersTest, CertificatesWithTheSameIdentifierAreAllListedAndAKeyPairIsNot) {
   AddKeyPair(m_token, Text("pair"));
   BeginWith({Text("one"), Text("one")});
   EXPECT_TRUE(Call(2, 128, kFirst));
@@ -471,14 +471,14 @@ TEST_F(ContainersTest, OfOneIdentifierEachCertificateCountsAndAKeyPairAloneDoesN
   EXPECT_TRUE(Call(2, 128, kFirst));
 }
 
-TEST_F(ContainersTest, AContainerThatIsNowhereDoesNotHideThoseThatAreThere) {
+TEST_F(ContainersTest, AMissingContainerDoesNotHideTheOthers) {
   AddContainer(m_token, Text("one"));
   m_handle = AcquireHandle("two");
   EXPECT_TRUE(Call(2, 128, kFirst));
   EXPECT_EQ("one", TextAt(0));
 }
 
-TEST_F(ContainersTest, AQuestionForTheSizeMovesToo) {
+TEST_F(ContainersTest, AskingForTheSizeAdvancesToo) {
   BeginWith({Text("one"), Text("two"), Text("three")});
   EXPECT_TRUE(Ask(2, kFirst));
   EXPECT_EQ(128U, m_length);
@@ -490,7 +490,7 @@ TEST_F(ContainersTest, AQuestionForTheSizeMovesToo) {
   EXPECT_EQ("three", TextAt(0));
 }
 
-TEST_F(ContainersTest, TheFirstOneDemands128Bytes) {
+TEST_F(ContainersTest, TheFirstContainerNeeds128Bytes) {
   BeginWith({Text("one")});
   EXPECT_FALSE(Call(2, 127, kFirst));
   EXPECT_EQ(Code(ERROR_MORE_DATA), GetLastError());
@@ -499,7 +499,7 @@ TEST_F(ContainersTest, TheFirstOneDemands128Bytes) {
   EXPECT_EQ(Opening(2, 127, kFirst) + SmallBuffer("7F", "80"), TakeLog());
 }
 
-TEST_F(ContainersTest, AnyOtherFlagsEndItAtOnce) {
+TEST_F(ContainersTest, AnyOtherFlagsEndTheEnumerationAtOnce) {
   BeginWith({Text("one")});
   for (const DWORD flags : {0U, 3U, 4U, 0x81U}) {
     SetLastError(4711);
@@ -509,14 +509,14 @@ TEST_F(ContainersTest, AnyOtherFlagsEndItAtOnce) {
   }
 }
 
-TEST_F(ContainersTest, ATokenWithoutCertificatesHasNone) {
+TEST_F(ContainersTest, ATokenWithoutCertificatesHasNoContainer) {
   BeginWith({});
   EXPECT_FALSE(Ask(2, kFirst));
   EXPECT_EQ(Code(ERROR_NO_MORE_ITEMS), GetLastError());
   EXPECT_EQ(AskOpening(2, kFirst) + Line("\nCPGetProvParam Cert Enumeration (PP_ENUMCONTAINERS) done"), TakeLog());
 }
 
-TEST_F(ContainersTest, ANameOf127CharactersFitsAndTheNextLongerOneIsToldItsNeed) {
+TEST_F(ContainersTest, ANameOf127CharactersFitsAndForALongerOneTheSizeIsReturned) {
   BeginWith({Text(std::string(127, 'a')), Text(std::string(128, 'b'))});
   EXPECT_TRUE(Call(2, 128, kFirst));
   EXPECT_EQ(std::string(127, 'a'), TextAt(0));
@@ -528,7 +528,7 @@ TEST_F(ContainersTest, ANameOf127CharactersFitsAndTheNextLongerOneIsToldItsNeed)
   EXPECT_EQ(Opening(2, 128, kNext) + SmallBuffer("80", "81"), TakeLog());
 }
 
-TEST_F(ContainersTest, ALongerNameGoesIntoABufferThatIsDeclaredLonger) {
+TEST_F(ContainersTest, ALongerNameFitsIntoALongerBuffer) {
   BeginWith({Text(std::string(200, 'a'))});
   EXPECT_TRUE(Call(2, 201, kFirst));
   EXPECT_EQ(201U, m_length);
@@ -536,7 +536,7 @@ TEST_F(ContainersTest, ALongerNameGoesIntoABufferThatIsDeclaredLonger) {
   EXPECT_EQ(0xEE, m_buffer[201]);
 }
 
-TEST_F(ContainersTest, TheNextOneReliesOnTheBufferOfTheFirst) {
+TEST_F(ContainersTest, TheNextContainerIsWrittenEvenWhenTheLengthIsTooSmall) {
   BeginWith({Text("one"), Text("two")});
   EXPECT_TRUE(Call(2, 128, kFirst));
   EXPECT_TRUE(Call(2, 0, kNext));
@@ -554,21 +554,21 @@ TEST_F(ContainersTest, TheModulesOwnCodeReachesTheCaller) {
   EXPECT_EQ(Opening(2, 128, kFirst) + Line(ErrorText(CKR_ARGUMENTS_BAD)), TakeLog());
 }
 
-// A certificate that tells its identifier twice, for its length and its bytes, and then no more.
+// A certificate whose identifier can be read twice, for its length and its bytes. Then it fails.
 class FadingCertificate : public Certificate {
  public:
-  explicit FadingCertificate(const Certificate& certificate) : Certificate(certificate) { told = 0; }
+  explicit FadingCertificate(const Certificate& certificate) : Certificate(certificate) { reads = 0; }
   void GetID(BYTE* out, CK_ULONG* length) override {
-    if (++told > 2) throw CryptokiError(CKR_DEVICE_REMOVED);
+    if (++reads > 2) throw CryptokiError(CKR_DEVICE_REMOVED);
     Certificate::GetID(out, length);
   }
 
-  static int told;
+  static int reads;
 };
-int FadingCertificate::told = 0;
-static_assert(sizeof(FadingCertificate) == sizeof(Certificate), "one takes the place of the other");
+int FadingCertificate::reads = 0;
+static_assert(sizeof(FadingCertificate) == sizeof(Certificate), "one replaces the other in place");
 
-TEST_F(ContainersTest, TheModulesOwnCodeReachesTheCallerFromTheSecondPassToo) {
+TEST_F(ContainersTest, TheModulesOwnCodeReachesTheCallerFromTheSecondStepToo) {
   BeginWith({Text("one")});
   Certificate* const certificate = g_contextList.FindContext(m_handle)->NextCertificate(true);
   const Certificate copy(*certificate);
@@ -576,13 +576,13 @@ TEST_F(ContainersTest, TheModulesOwnCodeReachesTheCallerFromTheSecondPassToo) {
   new (certificate) FadingCertificate(copy);
   EXPECT_FALSE(Call(2, 128, kFirst));
   EXPECT_EQ(0x32U, GetLastError());
-  EXPECT_EQ(3, FadingCertificate::told);
+  EXPECT_EQ(3, FadingCertificate::reads);
   EXPECT_EQ(128U, m_length);
   EXPECT_EQ(Bytes(128, 0), Answer(128));
   EXPECT_EQ(Opening(2, 128, kFirst) + Line(ErrorText(CKR_DEVICE_REMOVED)), TakeLog());
 }
 
-TEST_F(ContainersTest, TheCopyOfAContextBeginsAnew) {
+TEST_F(ContainersTest, ACopyOfAContextHasToStartTheEnumerationAgain) {
   BeginWith({Text("one")});
   EXPECT_TRUE(Call(2, 128, kFirst));
   const auto copy = g_contextList.FindContext(m_handle)->Copy();
@@ -649,7 +649,7 @@ TEST_F(CPGetProvParamTest, FlagsThatNameNoPartGiveAnEmptyAnswer) {
   }
 }
 
-TEST_F(CPGetProvParamTest, FlagsThatNameNoPartLookAtTheDescriptorInTheBuffer) {
+TEST_F(CPGetProvParamTest, FlagsThatNameNoPartCheckTheDescriptorInTheBuffer) {
   Begin();
   EXPECT_TRUE(Call(8, 20, 4));
   TakeLog();
@@ -660,7 +660,7 @@ TEST_F(CPGetProvParamTest, FlagsThatNameNoPartLookAtTheDescriptorInTheBuffer) {
   EXPECT_THAT(TakeLog(), EndsWith(Line("\nInvalid Security Descriptor") + Ending("")));
 }
 
-TEST_F(CPGetProvParamTest, ADescriptorWithPointersCountsWhenItIsThereToItsEnd) {
+TEST_F(CPGetProvParamTest, ADescriptorWithPointersIsValidOnlyIfTheBufferHoldsAllOfIt) {
   Begin();
   EXPECT_TRUE(Call(8, 40, 3));
   const BYTE absolute[40] = {1};
@@ -674,18 +674,18 @@ TEST_F(CPGetProvParamTest, ADescriptorWithPointersCountsWhenItIsThereToItsEnd) {
   }
 }
 
-// What becomes of the call when the platform fails, in the first pass and in the second one.
+// What the call returns when the platform fails, in the first step and in the second.
 class DescriptorFailureTest : public CPGetProvParamTest {
  protected:
   DescriptorFailureTest() { Begin(); }
 
-  void ExpectFailureInTheFirstPass(DWORD code) {
+  void ExpectFailureInTheFirstStep(DWORD code) {
     EXPECT_FALSE(Ask(8, 4));
     EXPECT_EQ(code, GetLastError());
     EXPECT_EQ(4711U, m_length);
     EXPECT_EQ(AskOpening(8, 4) + Line(kDescriptor), TakeLog());
   }
-  void ExpectFailureInTheSecondPass(DWORD code) {
+  void ExpectFailureInTheSecondStep(DWORD code) {
     EXPECT_FALSE(Call(8, 20, 4));
     EXPECT_EQ(code, GetLastError());
     EXPECT_EQ(20U, m_length);
@@ -696,28 +696,28 @@ class DescriptorFailureTest : public CPGetProvParamTest {
   ScriptedSecurity m_security;
 };
 
-TEST_F(DescriptorFailureTest, NoMemoryIsToldAsSuch) {
+TEST_F(DescriptorFailureTest, AFailedAllocationIsNteNoMemory) {
   m_security.LackMemoryOnCall(1);
-  ExpectFailureInTheFirstPass(Code(NTE_NO_MEMORY));
+  ExpectFailureInTheFirstStep(Code(NTE_NO_MEMORY));
   m_security.LackMemoryOnCall(2);
-  ExpectFailureInTheSecondPass(Code(NTE_NO_MEMORY));
+  ExpectFailureInTheSecondStep(Code(NTE_NO_MEMORY));
 }
 
-TEST_F(DescriptorFailureTest, ADescriptorThatCannotBeBegunLeavesThePlatformsCode) {
+TEST_F(DescriptorFailureTest, WhenTheDescriptorCannotBeInitializedThePlatformsCodeStays) {
   m_security.FailOnCall("InitializeSecurityDescriptor", 1, 1305);
-  ExpectFailureInTheFirstPass(1305);
+  ExpectFailureInTheFirstStep(1305);
   m_security.FailOnCall("InitializeSecurityDescriptor", 2, 1305);
-  ExpectFailureInTheSecondPass(1305);
+  ExpectFailureInTheSecondStep(1305);
 }
 
-TEST_F(DescriptorFailureTest, ADescriptorThatTakesNoListLeavesThePlatformsCode) {
+TEST_F(DescriptorFailureTest, WhenTheAccessListCannotBeSetThePlatformsCodeStays) {
   m_security.FailOnCall("SetSecurityDescriptorDacl", 1, 1338);
-  ExpectFailureInTheFirstPass(1338);
+  ExpectFailureInTheFirstStep(1338);
   m_security.FailOnCall("SetSecurityDescriptorDacl", 2, 1338);
-  ExpectFailureInTheSecondPass(1338);
+  ExpectFailureInTheSecondStep(1338);
 }
 
-TEST_F(DescriptorFailureTest, ADescriptorThatCannotBeMadeRelativeIsASuccessOfTheLengthAsItStands) {
+TEST_F(DescriptorFailureTest, WhenTheDescriptorCannotBeMadeRelativeTheCallSucceedsWithoutIt) {
   m_security.FailOnCall("MakeSelfRelativeSD", 1, 1338);
   EXPECT_TRUE(Ask(8, 4));
   EXPECT_EQ(0U, GetLastError());
@@ -734,7 +734,7 @@ TEST_F(DescriptorFailureTest, ADescriptorThatCannotBeMadeRelativeIsASuccessOfThe
             TakeLog());
 }
 
-TEST_F(DescriptorFailureTest, FlagsThatNameNoPartLackMemoryLikeAnyOther) {
+TEST_F(DescriptorFailureTest, AFailedAllocationIsReportedEvenForFlagsThatNameNoPart) {
   m_security.LackMemoryOnCall(1);
   EXPECT_FALSE(Ask(8, 3));
   EXPECT_EQ(Code(NTE_NO_MEMORY), GetLastError());
@@ -835,7 +835,7 @@ TEST_F(StoreParameterTest, ARefusedCertificateIsNoFailure) {
   EXPECT_THAT(TakeLog(), Not(HasSubstr("Failed to propagate certificate")));
 }
 
-// A context that says of its certificates that none went to the store.
+// A context that reports that no certificate was added to the store.
 class WithoutPropagation : public TELVOCSPContext {
  public:
   WithoutPropagation() : TELVOCSPContext(static_cast<HINSTANCE>(nullptr)) {}
@@ -849,7 +849,7 @@ class WithoutPropagation : public TELVOCSPContext {
   }
 };
 
-TEST_F(StoreParameterTest, WithoutPropagationTheUsersStoreIsHandedOutAllTheSame) {
+TEST_F(StoreParameterTest, WhenPropagationFailsTheUsersStoreIsStillReturned) {
   WithoutPropagation context;
   m_handle = g_contextList.AddContext(context);
   EXPECT_TRUE(Call(42, 100));
@@ -861,7 +861,7 @@ TEST_F(StoreParameterTest, WithoutPropagationTheUsersStoreIsHandedOutAllTheSame)
             TakeLog());
 }
 
-TEST_F(StoreParameterTest, WithoutPropagationTheRootStoreIsAFailureWithTheCodeAsItStands) {
+TEST_F(StoreParameterTest, WhenPropagationFailsTheRootStoreFailsAndTheLastErrorStays) {
   WithoutPropagation context;
   m_handle = g_contextList.AddContext(context);
   EXPECT_FALSE(Call(46, 100));
@@ -873,7 +873,7 @@ TEST_F(StoreParameterTest, WithoutPropagationTheRootStoreIsAFailureWithTheCodeAs
             TakeLog());
 }
 
-TEST_F(StoreParameterTest, AStoreThatNobodyGetsIsClosed) {
+TEST_F(StoreParameterTest, AStoreThatIsNotReturnedIsClosed) {
   m_stores.beforeProperty = [] { throw std::bad_alloc(); };
   for (const DWORD param : {42U, 46U}) {
     EXPECT_THROW(Call(param, 8), std::bad_alloc);
@@ -898,7 +898,7 @@ TEST_F(StoreParameterTest, AStoreIsClosedWhicheverAllocationFails) {
   }
 }
 
-TEST_F(StoreParameterTest, EachRequestOpensAStoreOfItsOwn) {
+TEST_F(StoreParameterTest, EachRequestOpensItsOwnStore) {
   EXPECT_TRUE(Call(42, 8));
   const HCERTSTORE first = Answered();
   EXPECT_TRUE(Call(42, 8));

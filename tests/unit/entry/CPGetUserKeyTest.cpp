@@ -17,7 +17,7 @@ class CPGetUserKeyTest : public KeyEntryTest {
   }
 };
 
-TEST_F(CPGetUserKeyTest, EachKeySpecGivesItsHandleInFull) {
+TEST_F(CPGetUserKeyTest, EachKeySpecWritesAllBitsOfItsHandle) {
   HCRYPTKEY key = kUntouched;
   ExpectDone(CPGetUserKey(m_handle, AT_SIGNATURE, &key));
   EXPECT_EQ(HCRYPTKEY{Context().GetSignatureKeyHandle()}, key);
@@ -29,12 +29,12 @@ TEST_F(CPGetUserKeyTest, EachKeySpecGivesItsHandleInFull) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CPGetUserKeyTest, WithoutAPlaceForTheHandleItIsABadKeyWithoutALine) {
+TEST_F(CPGetUserKeyTest, ANullHandlePointerIsABadKeyWithoutAnErrorLine) {
   ExpectRefused(Code(NTE_BAD_KEY), CPGetUserKey(m_handle, AT_SIGNATURE, nullptr));
   EXPECT_EQ(Begin("00000002"), TakeLog());
 }
 
-TEST_F(CPGetUserKeyTest, AMissingPlaceIsToldBeforeABadKeySpec) {
+TEST_F(CPGetUserKeyTest, ANullHandlePointerIsReportedBeforeABadKeySpec) {
   ExpectRefused(Code(NTE_BAD_KEY), CPGetUserKey(m_unknown, 0, nullptr));
   EXPECT_EQ(Begin("00000000"), TakeLog());
 }
@@ -54,7 +54,7 @@ TEST_F(CPGetUserKeyTest, AnUnknownContextIsABadUid) {
   EXPECT_EQ(Begin("00000003") + Line("The context does not exist"), TakeLog());
 }
 
-TEST_F(CPGetUserKeyTest, AnotherValueWithOneOfTheBitsSucceedsAndLeavesTheHandle) {
+TEST_F(CPGetUserKeyTest, AnyOtherKeySpecWithOneOfTheBitsSucceedsAndLeavesTheHandle) {
   for (const DWORD keySpec : {3U, 5U, 0xFFFFFFFFU}) {
     HCRYPTKEY key = kUntouched;
     ExpectDone(CPGetUserKey(m_handle, keySpec, &key));
@@ -63,7 +63,7 @@ TEST_F(CPGetUserKeyTest, AnotherValueWithOneOfTheBitsSucceedsAndLeavesTheHandle)
   }
 }
 
-TEST_F(CPGetUserKeyTest, WithoutAPrivateKeyThereIsNone) {
+TEST_F(CPGetUserKeyTest, WithoutAPrivateKeyThereIsNoUserKey) {
   const HCRYPTPROV empty = AcquireHandle("\\\\.\\Reader A\\two", CRYPT_NEWKEYSET);
   for (const DWORD keySpec : {1U, 2U}) {
     HCRYPTKEY key = kUntouched;
@@ -73,7 +73,7 @@ TEST_F(CPGetUserKeyTest, WithoutAPrivateKeyThereIsNone) {
   }
 }
 
-TEST_F(CPGetUserKeyTest, AValueOfThreeSucceedsEvenWithoutAPair) {
+TEST_F(CPGetUserKeyTest, AKeySpecOfThreeSucceedsEvenWithoutAPair) {
   const HCRYPTPROV empty = AcquireHandle("\\\\.\\Reader A\\two", CRYPT_NEWKEYSET);
   HCRYPTKEY key = kUntouched;
   ExpectDone(CPGetUserKey(empty, 3, &key));

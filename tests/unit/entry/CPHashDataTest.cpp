@@ -50,7 +50,7 @@ TEST_F(CPHashDataTest, UnknownHandlesAreRefused) {
   EXPECT_EQ(Begin(nullptr, "00000000", "00000000") + Line("Hash not found in this context"), TakeLog());
 }
 
-TEST_F(CPHashDataTest, AFinishedHashTakesNoMore) {
+TEST_F(CPHashDataTest, AFinishedHashAcceptsNoMoreData) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   Object(hash)->Finish();
   TakeLog();

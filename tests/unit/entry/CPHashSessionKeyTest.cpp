@@ -17,7 +17,7 @@ namespace {
 
 using ::testing::EndsWith;
 
-// A key as the token's: its length is known, and reading the value hands no length back.
+// Like a key on the token: its length is known, and reading the value returns no length.
 class FakeKey : public CCSPSecretKey {
  public:
   FakeKey(HCRYPTKEY id, Bytes value) : m_id(static_cast<DWORD>(id)), m_value(std::move(value)) {}
@@ -62,7 +62,7 @@ class CPHashSessionKeyTest : public HashEntryTest {
   boost::shared_ptr<CCSPContext> m_context;
 };
 
-TEST_F(CPHashSessionKeyTest, WithEqualHandlesTheKeyTakesThePlaceOfTheDataAndTheHashIsFinished) {
+TEST_F(CPHashSessionKeyTest, WithEqualHandlesTheKeyReplacesTheDataAndTheHashIsFinished) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   const auto key = MakeKey(hash);
   RememberPIN();
@@ -72,7 +72,7 @@ TEST_F(CPHashSessionKeyTest, WithEqualHandlesTheKeyTakesThePlaceOfTheDataAndTheH
   EXPECT_THAT(TakeLog(), EndsWith("Data to be hashed: 01 02 03 \n"
                                   "Hash result: 00 00 00 03 01 02 03 00 00 00 00 00 00 00 00 00 00 00 00 00 \n" +
                                   Line("\nCPHashSessionKey Success")));
-  // The context logs in anew.
+  // The context logs in again.
   EXPECT_EQ((Calls{"C_Logout", "C_LoginExtended", "C_DigestInit", "C_Digest", "C_Digest"}), m_module.TakeCallNames());
 }
 
@@ -90,7 +90,7 @@ TEST_F(CPHashSessionKeyTest, NoOtherThreadLogsTheTokenOutBeforeTheKeyIsRead) {
   other.get();
 }
 
-TEST_F(CPHashSessionKeyTest, LittleEndianTurnsTheKeyEndForEnd) {
+TEST_F(CPHashSessionKeyTest, LittleEndianReversesTheKey) {
   const HCRYPTHASH hash = MakeHash();
   MakeKey(hash);
   RememberPIN();
@@ -98,14 +98,14 @@ TEST_F(CPHashSessionKeyTest, LittleEndianTurnsTheKeyEndForEnd) {
   EXPECT_THAT(TakeLog(), ::testing::HasSubstr("Data to be hashed: 03 02 01 \n"));
 }
 
-TEST_F(CPHashSessionKeyTest, AKeyOfAnotherHandleThanAnyHashIsABadHash) {
+TEST_F(CPHashSessionKeyTest, AKeyWhoseHandleNoHashHasIsABadHash) {
   const HCRYPTHASH hash = MakeHash();
   MakeKey(hash + 1);
   ExpectRefused(Code(NTE_BAD_HASH), CPHashSessionKey(m_handle, hash, hash + 1, 0));
   EXPECT_EQ(Begin("0") + Line("Hash not found in this context"), TakeLog());
 }
 
-TEST_F(CPHashSessionKeyTest, AHashWithoutAKeyOfItsHandleIsNoKey) {
+TEST_F(CPHashSessionKeyTest, AHashWhoseHandleNoKeyHasIsNoKey) {
   const HCRYPTHASH hash = MakeHash();
   ExpectRefused(Code(NTE_NO_KEY), CPHashSessionKey(m_handle, hash, hash, 0));
   EXPECT_EQ(Begin("0") + Line("Symmetric Key not found in this context"), TakeLog());
@@ -133,7 +133,7 @@ TEST_F(CPHashSessionKeyTest, AFinishedHashIsRefusedBeforeTheLogin) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CPHashSessionKeyTest, AFailureOfTheModuleIsItsTextAndNteFail) {
+TEST_F(CPHashSessionKeyTest, AModuleErrorLogsItsMessageAndSetsNteFail) {
   const HCRYPTHASH hash = MakeHashOf("abc");
   MakeKey(hash)->m_failure = CKR_ATTRIBUTE_SENSITIVE;
   RememberPIN();

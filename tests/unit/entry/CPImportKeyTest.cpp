@@ -23,7 +23,7 @@ class CPImportKeyTest : public KeyEntryTest {
   }
 };
 
-TEST_F(CPImportKeyTest, APublicKeyIsLoggedFromEndToEnd) {
+TEST_F(CPImportKeyTest, ImportingAPublicKeyIsLoggedFromEndToEnd) {
   const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, kImportedModulus);
   HCRYPTKEY key = kUntouched;
   ExpectDone(CallWith(blob, &key, 0xAB));
@@ -33,7 +33,7 @@ TEST_F(CPImportKeyTest, APublicKeyIsLoggedFromEndToEnd) {
   EXPECT_EQ(0U, key >> 32U);
 }
 
-TEST_F(CPImportKeyTest, ASessionKeyIsLoggedFromEndToEnd) {
+TEST_F(CPImportKeyTest, ImportingASessionKeyIsLoggedFromEndToEnd) {
   const Bytes blob = SimpleBlob(CALG_AES_128, Reversed(EncryptedKey(Counting(16, 1), 128)));
   HCRYPTKEY key = kUntouched;
   ExpectDone(CallWith(blob, &key, CRYPT_EXPORTABLE));
@@ -44,7 +44,7 @@ TEST_F(CPImportKeyTest, ASessionKeyIsLoggedFromEndToEnd) {
   EXPECT_EQ(1U, Context().GetSecretKey(static_cast<DWORD>(key))->GetPermissions());
 }
 
-TEST_F(CPImportKeyTest, AHandleIsRequiredByTheContext) {
+TEST_F(CPImportKeyTest, AHandlePointerIsRequiredByTheContext) {
   const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, kImportedModulus);
   ExpectRefused(Code(NTE_INVALID_PARAMETER), CallWith(blob, nullptr));
   EXPECT_EQ(Begin(blob.data(), 148, 0) + Line("Key Handle should not be NULL"), TakeLog());
@@ -58,12 +58,12 @@ TEST_F(CPImportKeyTest, ABlobIsRequiredByTheContext) {
   EXPECT_EQ(kUntouched, key);
 }
 
-TEST_F(CPImportKeyTest, AnUnknownContextIsToldFirst) {
+TEST_F(CPImportKeyTest, AnUnknownContextIsReportedFirst) {
   ExpectRefused(Code(NTE_BAD_UID), CPImportKey(m_unknown, nullptr, 0, 0, 0, nullptr));
   EXPECT_EQ(Begin(nullptr, 0, 0) + Line("The context does not exist"), TakeLog());
 }
 
-TEST_F(CPImportKeyTest, ABlobThatIsNoneIsBadData) {
+TEST_F(CPImportKeyTest, AnInvalidBlobIsBadData) {
   HCRYPTKEY key = kUntouched;
   const Bytes blob = {6, 2};
   ExpectRefused(Code(NTE_BAD_DATA), CallWith(blob, &key));
@@ -71,7 +71,7 @@ TEST_F(CPImportKeyTest, ABlobThatIsNoneIsBadData) {
   EXPECT_EQ(kUntouched, key);
 }
 
-TEST_F(CPImportKeyTest, APublicKeyGoesOutAndComesIn) {
+TEST_F(CPImportKeyTest, AnExportedExchangeKeyCanBeImported) {
   const HCRYPTKEY exchange = Context().GetExchangeKeyHandle();
   Bytes blob(148);
   DWORD length = 148;
@@ -83,7 +83,7 @@ TEST_F(CPImportKeyTest, APublicKeyGoesOutAndComesIn) {
   EXPECT_EQ(PublicKeyBlob(CALG_RSA_SIGN, kImportedModulus), again);
 }
 
-TEST_F(CPImportKeyTest, ASignatureKeyGoesOutAndDoesNotComeIn) {
+TEST_F(CPImportKeyTest, AnExportedSignatureKeyCannotBeImported) {
   Bytes blob(148);
   DWORD length = 148;
   ExpectDone(CPExportKey(m_handle, Context().GetSignatureKeyHandle(), 0, PUBLICKEYBLOB, 0, blob.data(), &length));
@@ -93,7 +93,7 @@ TEST_F(CPImportKeyTest, ASignatureKeyGoesOutAndDoesNotComeIn) {
   EXPECT_EQ(Begin(blob.data(), 148, 0) + Line("\nCPImportKey Error: Bad Algorithm ID in PUBLICKEYBLOB"), TakeLog());
 }
 
-TEST_F(CPImportKeyTest, AFailureOfTheModuleIsNteFail) {
+TEST_F(CPImportKeyTest, AModuleErrorIsNteFail) {
   m_module.FailNext("C_CreateObject", CKR_DEVICE_MEMORY);
   const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, kImportedModulus);
   HCRYPTKEY key = kUntouched;

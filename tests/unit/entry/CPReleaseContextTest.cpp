@@ -27,7 +27,7 @@ TEST_F(CPReleaseContextTest, ASuccessIsLoggedClosesTheSessionAndForgetsTheHandle
   EXPECT_CONTEXT_ERROR(NTE_BAD_UID, "The context does not exist", g_contextList.FindContext(handle));
 }
 
-TEST_F(CPReleaseContextTest, HashesThatNobodyDestroyedStayInTheFactory) {
+TEST_F(CPReleaseContextTest, HashesThatWereNotDestroyedStayInTheFactory) {
   AddContainer(m_module.InsertToken("Reader A"), Text("one"));
   const HCRYPTPROV handle = AcquireHandle("one");
   HCRYPTHASH hash = 0;
@@ -36,7 +36,7 @@ TEST_F(CPReleaseContextTest, HashesThatNobodyDestroyedStayInTheFactory) {
   EXPECT_EQ(1U, g_hashFactory.Count());
 }
 
-TEST_F(CPReleaseContextTest, ItsFlagsAreLoggedAndIgnored) {
+TEST_F(CPReleaseContextTest, TheFlagsAreLoggedAndIgnored) {
   m_module.InsertToken("Reader A");
   const HCRYPTPROV handle = AcquireHandle("\\\\.\\Reader A\\");
   EXPECT_TRUE(CPReleaseContext(handle, 0xABCD));
@@ -55,7 +55,7 @@ TEST_F(CPReleaseContextTest, AContextWithoutASessionIsReleased) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CPReleaseContextTest, ASessionThatDoesNotCloseIsReleasedAllTheSame) {
+TEST_F(CPReleaseContextTest, AContextWhoseSessionDoesNotCloseIsStillReleased) {
   m_module.InsertToken("Reader A");
   const HCRYPTPROV handle = AcquireHandle("\\\\.\\Reader A\\");
   m_module.FailAlways("C_GetSessionInfo", CKR_DEVICE_REMOVED);

@@ -1,4 +1,4 @@
-// The value that a hash is given: CPSetHashParam.
+// Setting the value of a hash: CPSetHashParam.
 #include <gtest/gtest.h>
 
 #include "fixtures/ErrorCodes.h"
@@ -14,10 +14,10 @@ class CPSetHashParamTest : public HashEntryTest {
            Value("\tdwFlags: \t", flags);
   }
 
-  const Bytes m_value = Counting(20, 1);  // exactly: what is read beyond is found by the sanitizer
+  const Bytes m_value = Counting(20, 1);  // exactly the hash length, so that a sanitizer sees reads past the end
 };
 
-TEST_F(CPSetHashParamTest, AFreshHashTakesExactlyItsLength) {
+TEST_F(CPSetHashParamTest, AFreshHashReadsExactlyItsLength) {
   const HCRYPTHASH hash = MakeHash();
   ExpectDone(Set(hash));
   EXPECT_EQ(Begin("00000002", hash, "00000000") + Value("\nHash Length ", "14") +
@@ -38,7 +38,7 @@ TEST_F(CPSetHashParamTest, AHashWithDataIsABadHash) {
   EXPECT_EQ(0U, Object(hash)->IsFinished());
 }
 
-TEST_F(CPSetHashParamTest, FlagsAreRefusedUnderTheNameOfTheOtherFunction) {
+TEST_F(CPSetHashParamTest, RefusedFlagsAreLoggedUnderTheNameOfTheGetFunction) {
   ExpectRefused(Code(NTE_BAD_FLAGS), CPSetHashParam(m_unknown, 5, 1, nullptr, 1));
   EXPECT_EQ(Begin("00000001", 5, "00000001") + Line("\nCPGetHASHParam Error: Unsupported Flag(s)"), TakeLog());
 }

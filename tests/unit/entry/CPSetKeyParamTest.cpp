@@ -1,4 +1,4 @@
-// What an application tells a key: each parameter for each kind of key.
+// Setting the parameters of keys: each parameter for each kind of key.
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -40,12 +40,12 @@ class CPSetKeyParamTest : public KeyParamTest {
     return {1, 1, bits, 1, bits};
   }
 
-  Bytes m_data;  // as it was handed over
+  Bytes m_data;  // as it was passed
 };
 
 // --- Each parameter
 
-// What becomes of a parameter for one kind of key: done, with what is logged on the way, or refused by a whole line.
+// What setting a parameter does for one kind of key: it succeeds and logs these lines, or it is refused with this line.
 struct Outcome {
   std::string logged;
   DWORD code = 0;
@@ -82,7 +82,7 @@ const SetRow kSetRows[] = {
     {"AllPermissions", 6, {0x3F, 0, 0, 0}, Done(), Done()},
     {"NoPermissions", 6, {0, 0, 0, 0}, Done(), Done()},
     {"OnePermissionTooMany", 6, {0x40, 0, 0, 0}, BadPermission("40"), BadPermission("40")},
-    {"PermissionsFarOff", 6, {0x01, 0, 0, 0x80}, BadPermission("80000001"), BadPermission("80000001")},
+    {"PermissionsFarOutOfRange", 6, {0x01, 0, 0, 0x80}, BadPermission("80000001"), BadPermission("80000001")},
     {"SaltEx", 10, Bytes(sizeof(CRYPT_INTEGER_BLOB), 0), Done(),
      Refused(Line("CPSetKeyParam Error: KP_SALT_EX valid only on Symmetric Keys"), Code(NTE_BAD_TYPE))},
     {"EffectiveKeyLength", 19, {40, 0, 0, 0}, Done(), Done()},
@@ -106,7 +106,7 @@ class KeyParamIsSetTest : public CPSetKeyParamTest, public ::testing::WithParamI
   }
 };
 
-TEST_P(KeyParamIsSetTest, OrRefused) {
+TEST_P(KeyParamIsSetTest, IsSetOrRefused) {
   Begin();
   for (const KeyKind kind : kSessionKeys) Try(kind, GetParam().sessionKey);
   for (const KeyKind kind : kKeyPairs) Try(kind, GetParam().keyPair);
@@ -136,7 +136,7 @@ TEST_F(CPSetKeyParamTest, AnIVPutsAnEcbKeyIntoCbcMode) {
   EXPECT_EQ("CKM_DES_CBC with 0102030405060708", MechanismOf(KeyKind::kDes));
 }
 
-TEST_F(CPSetKeyParamTest, TheModeIsTheKeysMatter) {
+TEST_F(CPSetKeyParamTest, TheModeSelectsTheKeysMechanism) {
   Begin();
   for (const KeyKind kind : kSessionKeys) EXPECT_TRUE(Set(kind, 4, {2, 0, 0, 0})) << NameOf(kind);
   EXPECT_EQ("CKM_DES_ECB", MechanismOf(KeyKind::kDes));
@@ -152,7 +152,7 @@ TEST_F(CPSetKeyParamTest, AModeThatTheKeyRefusesIsRefused) {
   EXPECT_TRUE(Set(KeyKind::kDes, 4, {7, 0, 0, 0}));
 }
 
-TEST_F(CPSetKeyParamTest, ANumberIsTakenWhole) {
+TEST_F(CPSetKeyParamTest, AllFourBytesOfANumberAreUsed) {
   Begin();
   for (const KeyKind kind : kSessionKeys) {
     EXPECT_TRUE(Set(kind, 5, {0x78, 0x56, 0x34, 0x12}));
@@ -162,7 +162,7 @@ TEST_F(CPSetKeyParamTest, ANumberIsTakenWhole) {
   }
 }
 
-TEST_F(CPSetKeyParamTest, WhatIsRefusedChangesNothing) {
+TEST_F(CPSetKeyParamTest, ARefusedValueChangesNothing) {
   Begin();
   for (const KeyKind kind : kSessionKeys) {
     EXPECT_FALSE(Set(kind, 3, {2, 0, 0, 0}));
@@ -196,7 +196,7 @@ TEST_F(CPSetKeyParamTest, PermissionsUpToSixBitsAreAccepted) {
 
 // --- Salt
 
-// What KP_SALT_EX takes.
+// The data for KP_SALT_EX.
 Bytes BlobOf(const Bytes& bytes) {
   CRYPT_INTEGER_BLOB blob = {};
   blob.cbData = static_cast<DWORD>(bytes.size());
@@ -257,7 +257,7 @@ class CertificateOfKeyTest : public CPSetKeyParamTest {
   }
 };
 
-TEST_F(CertificateOfKeyTest, IsWrittenWhicheverKeyIsNamed) {
+TEST_F(CertificateOfKeyTest, IsWrittenWhicheverKeyIsPassed) {
   for (const KeyKind kind : {KeyKind::kSignaturePair, KeyKind::kExchangePair, KeyKind::kAes, KeyKind::kDes}) {
     SCOPED_TRACE(NameOf(kind));
     if (m_handle == 0) BeginLoggedIn();
@@ -279,7 +279,7 @@ TEST_F(CertificateOfKeyTest, EndsWhereItsHeaderSays) {
   EXPECT_EQ(kCreate, m_module.TakeCalls().back());
 }
 
-TEST_F(CertificateOfKeyTest, IsWhatIsReadAfterwards) {
+TEST_F(CertificateOfKeyTest, CanBeReadBack) {
   BeginLoggedIn();
   EXPECT_TRUE(Set(KeyKind::kExchangePair, 26, kHolderCertificate));
   Bytes read(500, 0xEE);
@@ -290,14 +290,14 @@ TEST_F(CertificateOfKeyTest, IsWhatIsReadAfterwards) {
   EXPECT_EQ(kHolderCertificate, read);
 }
 
-TEST_F(CertificateOfKeyTest, OfALengthBeyond32BitsIsBadData) {
+TEST_F(CertificateOfKeyTest, WithALengthBeyond32BitsIsBadData) {
   BeginLoggedIn();
   ExpectRefused(Code(NTE_BAD_DATA), Set(KeyKind::kExchangePair, 26, {0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xFF}));
   EXPECT_EQ(Opening(26) + Line("The encoded length is too large"), TakeLog());
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CertificateOfKeyTest, ThatTheTokenRefusesIsAFailure) {
+TEST_F(CertificateOfKeyTest, IsNteFailWhenTheTokenRefusesIt) {
   BeginLoggedIn();
   m_module.FailNext("C_CreateObject", CKR_DEVICE_MEMORY);
   ExpectRefused(Code(NTE_FAIL), Set(KeyKind::kExchangePair, 26, kHolderCertificate));
@@ -313,7 +313,7 @@ TEST_F(CertificateOfKeyTest, NeedsALogin) {
   EXPECT_THAT(TakeLog(), EndsWith(Line("User Interface cancelled by user")));
 }
 
-TEST_F(CertificateOfKeyTest, OfAContextWithoutKeysFailsAtTheIdentifier) {
+TEST_F(CertificateOfKeyTest, FailsAtTheIdentifierInAContextWithoutKeys) {
   m_token.Add(CertificateObject(Text("one"), "label", {0x30, 0x00}));
   BeginWithToken();
   LogIn();
@@ -323,7 +323,7 @@ TEST_F(CertificateOfKeyTest, OfAContextWithoutKeysFailsAtTheIdentifier) {
 
 // --- The frame
 
-TEST_F(CPSetKeyParamTest, AnUnknownKeyIsANumberAndNotFalse) {
+TEST_F(CPSetKeyParamTest, ForAnUnknownKeyTheResultIsAnErrorCodeInsteadOfFalse) {
   Begin();
   const BOOL result = CPSetKeyParam(m_handle, m_unknownKey, 3, kOne.data(), 0);
   EXPECT_EQ(Code(NTE_BAD_KEY), static_cast<DWORD>(result));
@@ -332,7 +332,7 @@ TEST_F(CPSetKeyParamTest, AnUnknownKeyIsANumberAndNotFalse) {
             TakeLog());
 }
 
-TEST_F(CPSetKeyParamTest, AnImportedKeyIsAnUnknownOne) {
+TEST_F(CPSetKeyParamTest, AnImportedKeyIsAnUnknownKey) {
   Begin();
   for (const DWORD param : {1U, 2U, 3U, 4U, 5U, 6U, 10U, 19U, 26U, 7U}) {
     SetLastError(4711);
@@ -343,7 +343,7 @@ TEST_F(CPSetKeyParamTest, AnImportedKeyIsAnUnknownOne) {
   }
 }
 
-TEST_F(CPSetKeyParamTest, UpperBitsCountInAHandleOfThePairAndInNoOther) {
+TEST_F(CPSetKeyParamTest, UpperBitsCountOnlyInAHandleOfThePair) {
   constexpr HCRYPTKEY kUpperBit = HCRYPTKEY{1} << 32U;
   Begin();
   EXPECT_EQ(TRUE, CPSetKeyParam(m_handle, m_handles[KeyKind::kDes] | kUpperBit, 3, kOne.data(), 0));
@@ -359,12 +359,12 @@ TEST_F(CPSetKeyParamTest, AnUnknownContextIsRefused) {
   EXPECT_EQ(Arguments(3, kOne.data(), 0) + Line("The context does not exist"), TakeLog());
 }
 
-TEST_F(CPSetKeyParamTest, FlagsAreRefusedInTheNameOfTheOtherFunction) {
+TEST_F(CPSetKeyParamTest, RefusedFlagsAreLoggedUnderTheNameOfTheGetFunction) {
   ExpectRefused(Code(NTE_BAD_FLAGS), CPSetKeyParam(0x1234567890, 1, 3, nullptr, 1));
   EXPECT_EQ(Arguments(3, nullptr, 1) + Line("\nCPGetKeyParam Error: Invalid dwFlags "), TakeLog());
 }
 
-TEST_F(CPSetKeyParamTest, NoDataIsAnInvalidParameter) {
+TEST_F(CPSetKeyParamTest, NullDataIsAnInvalidParameter) {
   ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPSetKeyParam(0x1234567890, 1, 3, nullptr, 0));
   EXPECT_EQ(Arguments(3, nullptr, 0) + Line("\nCPSetKeyParam Error: pbData is NULL"), TakeLog());
 }

@@ -40,21 +40,21 @@ class CPSetProvParamTest : public EntryTest {
   HCRYPTPROV m_handle = 0;
 };
 
-TEST_F(CPSetProvParamTest, ASecurityDescriptorIsAcceptedAndDropped) {
+TEST_F(CPSetProvParamTest, ASecurityDescriptorIsAcceptedAndIgnored) {
   const char data[] = "anything";
   EXPECT_TRUE(Call(8, data, 0xABCDEF));
   EXPECT_EQ(0U, GetLastError());
   EXPECT_EQ(Opening("00000008", data, "00abcdef") + Line(kSetSuccess), TakeLog());
 }
 
-TEST_F(CPSetProvParamTest, APinPromptIsAcceptedAndDropped) {
+TEST_F(CPSetProvParamTest, APinPromptIsAcceptedAndIgnored) {
   const char data[] = "anything";
   EXPECT_TRUE(Call(44, data));
   EXPECT_EQ(0U, GetLastError());
   EXPECT_EQ(Opening("0000002c", data) + Line(kSetSuccess), TakeLog());
 }
 
-TEST_F(CPSetProvParamTest, TheUserInterfacePromptReplacesTheOneForNoCard) {
+TEST_F(CPSetProvParamTest, TheUserInterfacePromptReplacesThePromptForNoCard) {
   EXPECT_EQ("Insert TELVO/Quillkey", NoCardPrompt());
   const char data[] = "The card, please";
   EXPECT_TRUE(Call(21, data));
@@ -78,7 +78,7 @@ TEST_F(CPSetProvParamTest, APinLogsInAndStaysOutOfTheLog) {
   }
 }
 
-TEST_F(CPSetProvParamTest, AWrongPinTellsTheTriesLeft) {
+TEST_F(CPSetProvParamTest, AWrongPinReportsTheTriesLeft) {
   m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
   const char pin[] = "9999";
   EXPECT_FALSE(Call(32, pin));
@@ -95,8 +95,8 @@ TEST_F(CPSetProvParamTest, AnEmptyPinIsAnInvalidParameter) {
             TakeLog());
 }
 
-// The module is asked for the tries left behind a wrong PIN; its failure is no context's error.
-TEST_F(CPSetProvParamTest, AModulesErrorLeavesTheFunction) {
+// After a wrong PIN the module is asked for the tries left. Its failure then is not an error of the context.
+TEST_F(CPSetProvParamTest, AModuleErrorWhileReadingTheTriesLeftIsThrown) {
   m_module.wrongPin = ScriptedModule::WrongPin::kPinIncorrect;
   m_module.BeforeNext("C_LoginExtended", [this] { m_module.FailAlways("C_GetSessionInfo", CKR_DEVICE_REMOVED); });
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_REMOVED, Call(32, "9999"));
@@ -110,13 +110,13 @@ TEST_F(CPSetProvParamTest, AContextWithoutASessionTakesNoPin) {
   EXPECT_THAT(TakeLog(), ::testing::EndsWith(Line("Login") + Line("The context has no session")));
 }
 
-TEST_F(CPSetProvParamTest, TheTokensRandomNumbersAreSupportedAlsoWithoutData) {
+TEST_F(CPSetProvParamTest, TheTokensRandomNumbersAreSupportedEvenWithoutData) {
   EXPECT_TRUE(Call(38, nullptr));
   EXPECT_EQ(0U, GetLastError());
   EXPECT_EQ(Opening("00000026", nullptr) + Line("\nCPSetProvParam Success. PP_USE_HARDWARE_RNG supported"), TakeLog());
 }
 
-TEST_F(CPSetProvParamTest, AnyOtherParameterIsOfABadType) {
+TEST_F(CPSetProvParamTest, AnyOtherParameterIsABadType) {
   for (const DWORD param : {0U, 1U, 2U, 31U, 45U, 0xFFFFFFFFU}) {
     SetLastError(4711);
     EXPECT_FALSE(Call(param, "data"));
@@ -125,7 +125,7 @@ TEST_F(CPSetProvParamTest, AnyOtherParameterIsOfABadType) {
   }
 }
 
-TEST_F(CPSetProvParamTest, NullDataIsRefusedBeforeTheHandleIsLookedAt) {
+TEST_F(CPSetProvParamTest, NullDataIsRefusedBeforeTheHandleIsLookedUp) {
   m_handle = 0x1234567890;
   EXPECT_FALSE(Call(32, nullptr));
   EXPECT_EQ(Code(ERROR_INVALID_PARAMETER), GetLastError());

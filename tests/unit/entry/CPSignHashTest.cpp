@@ -32,7 +32,7 @@ TEST_F(CPSignHashTest, WithoutTheIdentifierTheDigestAloneIsSigned) {
   EXPECT_EQ(Signed(kDigest), Sign(HashOf("abc"), CRYPT_NOHASHOID));
 }
 
-TEST_F(CPSignHashTest, TheRoadOfOneSignatureIsTheseCalls) {
+TEST_F(CPSignHashTest, OneSignatureMakesTheseCalls) {
   const HCRYPTHASH hash = HashOf("abc");
   m_module.ForgetCalls();
   Sign(hash);
@@ -56,7 +56,7 @@ TEST_F(CPSignHashTest, ASuccessIsLoggedFromEndToEnd) {
             TakeLog());
 }
 
-TEST_F(CPSignHashTest, TheSizeOfABareDigestsSignatureIsLoggedFromEndToEnd) {
+TEST_F(CPSignHashTest, AskingForTheSizeOfABareDigestsSignatureIsLoggedFromEndToEnd) {
   const HCRYPTHASH hash = HashOf("abc");
   DWORD length = 0;
   EXPECT_TRUE(CPSignHash(m_provider, hash, AT_SIGNATURE, nullptr, CRYPT_NOHASHOID, nullptr, &length));
@@ -107,7 +107,7 @@ TEST_F(CPSignHashTest, TheKeySpecDoesNotChooseTheKey) {
   }
 }
 
-TEST_F(CPSignHashTest, OtherFlagsAreRefusedWhenTheHashIsFinished) {
+TEST_F(CPSignHashTest, OtherFlagsAreRefusedAfterTheHashIsFinished) {
   const HCRYPTHASH hash = HashOf("abc");
   DWORD length = 0;
   EXPECT_FALSE(CPSignHash(m_provider, hash, 1, nullptr, 2, nullptr, &length));
@@ -118,7 +118,7 @@ TEST_F(CPSignHashTest, OtherFlagsAreRefusedWhenTheHashIsFinished) {
   EXPECT_EQ(static_cast<DWORD>(NTE_BAD_HASH_STATE), GetLastError());
 }
 
-TEST_F(CPSignHashTest, AValueThatWasSetIsSignedWithoutADigestOfTheToken) {
+TEST_F(CPSignHashTest, AHashValueThatWasSetIsSignedWithoutADigestByTheToken) {
   HCRYPTHASH hash = 0;
   ASSERT_TRUE(CPCreateHash(m_provider, CALG_SHA1, 0, 0, &hash));
   const Bytes value = Counting(20, 1);
@@ -153,7 +153,7 @@ TEST_F(CPSignHashTest, AHashWithoutDataIsNotSigned) {
   EXPECT_EQ(Begin(1, 0, nullptr, 7) + Line("No Data was added to be hash"), TakeLog());
 }
 
-TEST_F(CPSignHashTest, AModulesFailureIsNteFail) {
+TEST_F(CPSignHashTest, AModuleErrorIsNteFail) {
   const HCRYPTHASH hash = HashOf("abc");
   m_module.FailNext("C_SignInit", CKR_DEVICE_REMOVED);
   EXPECT_EQ(Bytes(), Sign(hash));
@@ -171,7 +171,7 @@ TEST_F(CPSignHashTest, ABufferThatIsTooSmallIsNteFail) {
   EXPECT_THAT(TakeLog(), EndsWith(Line(ErrorText(CKR_BUFFER_TOO_SMALL))));
 }
 
-TEST_F(CPSignHashTest, ALengthIsRequiredInThePlaceOfItsLine) {
+TEST_F(CPSignHashTest, ANullLengthIsInvalidAndItsErrorReplacesTheLengthLine) {
   EXPECT_FALSE(CPSignHash(m_provider, HashOf("abc"), 3, nullptr, 0, nullptr, nullptr));
   EXPECT_EQ(Code(ERROR_INVALID_PARAMETER), GetLastError());
   EXPECT_EQ(FrameLines("CPSignHash") + Value("\tdwKeySpec: \t", "00000003") + Value("\tszDescription: \t", "00000000") +

@@ -18,7 +18,7 @@ class CPVerifySignatureTest : public SignatureEntryTest {
   static std::string Begin(DWORD flags, DWORD length) {
     return FrameLines("CPVerifySignature") + Value("\tdwFlags: \t", Hex8(flags)) + Value("\tSigLen: \t", Hex8(length));
   }
-  // The call is refused before a context is looked for.
+  // The call is refused before the context is looked up.
   void ExpectRefusedAtOnce(DWORD code, const std::string& line, HCRYPTHASH hash, HCRYPTKEY key, const BYTE* signature,
                            DWORD length, LPCWSTR description = nullptr) {
     SetLastError(4711);
@@ -44,7 +44,7 @@ TEST_F(CPVerifySignatureTest, ASignatureMadeHereIsAcceptedAndLoggedFromEndToEnd)
 
 TEST_F(CPVerifySignatureTest, AnUnfinishedHashIsFinished) { EXPECT_TRUE(Verify(HashOf("abc"), Signed(WithPrefix()))); }
 
-TEST_F(CPVerifySignatureTest, TheLowestFlagAloneDecidesWhatIsVerified) {
+TEST_F(CPVerifySignatureTest, OnlyTheLowestFlagDecidesWhatIsVerified) {
   for (const DWORD flags : {1U, 3U, 0xFFFFFFFFU}) {
     EXPECT_TRUE(Verify(HashOf("abc"), Signed(kDigest), flags)) << flags;
     EXPECT_FALSE(Verify(HashOf("abc"), Signed(WithPrefix()), flags)) << flags;
@@ -91,7 +91,7 @@ TEST_F(CPVerifySignatureTest, UnknownHandlesAreBad) {
   EXPECT_EQ(Begin(0, 1) + Line("Hash not found in this context"), TakeLog());
 }
 
-TEST_F(CPVerifySignatureTest, AKeyThatNobodyImportedIsNotFoundAndTheHashStaysOpen) {
+TEST_F(CPVerifySignatureTest, AKeyThatWasNotImportedIsNotFoundAndTheHashStaysOpen) {
   const BYTE signature[] = {1};
   const HCRYPTHASH hash = HashOf("abc");
   EXPECT_FALSE(CPVerifySignature(m_provider, hash, signature, 1, HCRYPTKEY{0x01FFFFFF}, nullptr, 0));
@@ -100,7 +100,7 @@ TEST_F(CPVerifySignatureTest, AKeyThatNobodyImportedIsNotFoundAndTheHashStaysOpe
   EXPECT_EQ(0U, g_contextList.FindContext(m_provider)->GetHash(static_cast<DWORD>(hash))->IsFinished());
 }
 
-TEST_F(CPVerifySignatureTest, AnImportedKeyVerifiesWithItself) {
+TEST_F(CPVerifySignatureTest, AnImportedKeyVerifiesASignature) {
   const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, Counting(128, 0x81));
   HCRYPTKEY key = 0;
   ASSERT_TRUE(CPImportKey(m_provider, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key));
@@ -114,7 +114,7 @@ TEST_F(CPVerifySignatureTest, AnImportedKeyVerifiesWithItself) {
             m_module.TakeCalls());
 }
 
-TEST_F(CPVerifySignatureTest, AHandleOfThePairWithAnUpperBitIsNotThePairs) {
+TEST_F(CPVerifySignatureTest, AHandleOfThePairWithAnUpperBitIsNotFound) {
   const Bytes signature = Reversed(Signed(WithPrefix()));
   const auto context = g_contextList.FindContext(m_provider);
   for (const HCRYPTKEY key : {context->GetSignatureKeyHandle(), context->GetExchangeKeyHandle()}) {
@@ -123,7 +123,7 @@ TEST_F(CPVerifySignatureTest, AHandleOfThePairWithAnUpperBitIsNotThePairs) {
   }
 }
 
-TEST_F(CPVerifySignatureTest, OfAnImportedKeysHandleTheUpperBitsDoNotCount) {
+TEST_F(CPVerifySignatureTest, TheUpperBitsOfAnImportedKeysHandleAreIgnored) {
   const Bytes blob = PublicKeyBlob(CALG_RSA_KEYX, Counting(128, 0x81));
   HCRYPTKEY key = 0;
   ASSERT_TRUE(CPImportKey(m_provider, blob.data(), static_cast<DWORD>(blob.size()), 0, 0, &key));
@@ -131,7 +131,7 @@ TEST_F(CPVerifySignatureTest, OfAnImportedKeysHandleTheUpperBitsDoNotCount) {
   EXPECT_TRUE(CPVerifySignature(m_provider, HashOf("abc"), signature.data(), 128, key | kUpperBit, nullptr, 0));
 }
 
-TEST_F(CPVerifySignatureTest, BothKeyHandlesAreTheContainersPair) {
+TEST_F(CPVerifySignatureTest, TheExchangeKeysHandleVerifiesWithTheSamePair) {
   const Bytes signature = Reversed(Signed(WithPrefix()));
   EXPECT_TRUE(CPVerifySignature(m_provider, HashOf("abc"), signature.data(), 128,
                                 g_contextList.FindContext(m_provider)->GetExchangeKeyHandle(), nullptr, 0));

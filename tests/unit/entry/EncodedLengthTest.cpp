@@ -28,7 +28,7 @@ const Header kHeaders[] = {
     {"OfThreeOctets", {0x30, 0x83, 0x01, 0x00, 0x00}, 65541},
     {"OfFourOctets", {0x30, 0x84, 0x01, 0x02, 0x03, 0x04}, 0x0102030A},
     {"ThatIsTheLargest", {0x30, 0x84, 0xFF, 0xFF, 0xFF, 0xF9}, 0xFFFFFFFF},
-    {"OfAnIndefiniteFormIsTheHeaders", {0x30, 0x80}, 2},
+    {"OfAnIndefiniteFormIsThatOfTheHeader", {0x30, 0x80}, 2},
     {"OfAnOctetWithBitsBeyondTheLowFour", {0x30, 0xF2, 0x01, 0x00, 0xEE}, 260},
     {"OfNoOctetsInTheLowFourBits", {0x30, 0x90, 0x55}, 2},
     {"OfFiveOctetsOfWhichFourSuffice", {0x30, 0x85, 0x00, 0x00, 0x00, 0x01, 0x00}, 263},
@@ -39,9 +39,9 @@ const Header kHeaders[] = {
 INSTANTIATE_TEST_SUITE_P(OfHeader, EncodedLengthTest, ::testing::ValuesIn(kHeaders),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST(EncodedLengthOf, NullIsNone) { EXPECT_EQ(0U, EncodedLength(nullptr)); }
+TEST(EncodedLengthOf, NullIsZero) { EXPECT_EQ(0U, EncodedLength(nullptr)); }
 
-TEST(EncodedLengthOf, CertificatesIsTheirSize) {
+TEST(EncodedLengthOf, ACertificateIsItsSize) {
   EXPECT_EQ(303U, EncodedLength(kHolderCertificate.data()));
   EXPECT_EQ(324U, EncodedLength(kRootCertificate.data()));
   const Bytes shortOne = DerCertificate(DerName({}));

@@ -5,12 +5,12 @@
 
 namespace {
 
-// What is left of the data; with '-' in front when there was no padding.
+// The length that is left, with '-' in front when there was no padding.
 std::string Left(Bytes data) {
   auto length = static_cast<DWORD>(data.size());
   const Bytes before = data;
   if (RemovePKCSPadding(data.data(), &length)) {
-    // What was taken off is zeroed, and nothing before it is touched.
+    // The removed bytes are zeroed, and nothing before them changes.
     EXPECT_EQ(Bytes(data.size() - length), Bytes(data.begin() + length, data.end()));
     EXPECT_TRUE(std::equal(data.begin(), data.begin() + length, before.begin()));
     return std::to_string(length);
@@ -26,7 +26,7 @@ Bytes Padded(std::size_t length, std::size_t count, unsigned char value) {
   return data;
 }
 
-TEST(RemovePKCSPaddingTest, NothingHasNoPadding) {
+TEST(RemovePKCSPaddingTest, NullOrEmptyDataHasNoPadding) {
   DWORD length = 8;
   BYTE data[8] = {};
   EXPECT_FALSE(RemovePKCSPadding(nullptr, &length));
@@ -46,9 +46,9 @@ TEST(RemovePKCSPaddingTest, ALastByteOfZeroIsNoPadding) {
   EXPECT_EQ("-8", Left({2, 2, 2, 2, 2, 2, 2, 0}));
 }
 
-TEST(RemovePKCSPaddingTest, MoreBytesOfTheValueThanItSaysStay) { EXPECT_EQ("8", Left(Padded(5, 5, 2))); }
+TEST(RemovePKCSPaddingTest, OnlyAsManyBytesAsTheValueAreRemoved) { EXPECT_EQ("8", Left(Padded(5, 5, 2))); }
 
-TEST(RemovePKCSPaddingTest, FewerBytesOfTheValueThanItSaysAreNoPadding) { EXPECT_EQ("-8", Left(Padded(6, 2, 3))); }
+TEST(RemovePKCSPaddingTest, FewerBytesThanTheValueAreNoPadding) { EXPECT_EQ("-8", Left(Padded(6, 2, 3))); }
 
 TEST(RemovePKCSPaddingTest, AValueAboveTheLengthIsNoPadding) { EXPECT_EQ("-8", Left(Bytes(8, 9))); }
 

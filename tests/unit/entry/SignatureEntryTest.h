@@ -1,4 +1,4 @@
-// SignatureEntryTest: the fixture of tests of signing and verifying hashes. The scripted module's results can be read
+// SignatureEntryTest: the fixture of tests of signing and verifying hashes. The scripted module's results are readable
 // (tests/support/module/ScriptedCrypto.cpp).
 #pragma once
 
@@ -20,7 +20,7 @@ class SignatureEntryTest : public EntryTest {
     SetLastError(4711);
   }
 
-  // A hash that holds "abc"; what that logged is forgotten.
+  // A hash that holds `data`. The log lines so far are dropped.
   HCRYPTHASH HashOf(const std::string& data, ALG_ID algorithm = CALG_SHA1) {
     HCRYPTHASH hash = 0;
     EXPECT_TRUE(CPCreateHash(m_provider, algorithm, 0, 0, &hash));
@@ -31,7 +31,7 @@ class SignatureEntryTest : public EntryTest {
     return hash;
   }
 
-  // The signature turned back into the module's order; empty after a failure.
+  // The signature in the module's byte order; empty after a failure.
   Bytes Sign(HCRYPTHASH hash, DWORD flags = 0) {
     Bytes signature(128);
     DWORD length = 128;
@@ -41,14 +41,14 @@ class SignatureEntryTest : public EntryTest {
   }
 
   BOOL Verify(HCRYPTHASH hash, const Bytes& signature, DWORD flags = 0) {
-    const Bytes turned = Reversed(signature);
-    return CPVerifySignature(m_provider, hash, turned.data(), static_cast<DWORD>(turned.size()), SignatureKey(),
+    const Bytes reversed = Reversed(signature);
+    return CPVerifySignature(m_provider, hash, reversed.data(), static_cast<DWORD>(reversed.size()), SignatureKey(),
                              nullptr, flags);
   }
 
   HCRYPTKEY SignatureKey() { return g_contextList.FindContext(m_provider)->GetSignatureKeyHandle(); }
 
-  // What the module makes of these bytes with its key of 128 bytes.
+  // The module's signature of these bytes with its key of 128 bytes.
   static Bytes Signed(const Bytes& data) {
     Bytes block(128 - data.size() - 1, 'S');
     block.push_back(0);

@@ -1,4 +1,4 @@
-// What the log writes: items, rows of bytes, dumps, and when an object falls silent.
+// What the log writes: items, rows of bytes and dumps; and when an object stops writing.
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -31,18 +31,18 @@ class CCSPLogTest : public LogTest {
   CCSPLog m_log{1000};
 };
 
-TEST_F(CCSPLogTest, WriteLineLeavesThreeBlanksBeforeTheLineEnd) {
+TEST_F(CCSPLogTest, WriteLinePutsThreeSpacesBeforeTheLineEnd) {
   m_log.WriteLine("abc");
   EXPECT_EQ("abc   " LINE_END, LogBytes());
 }
 
-TEST_F(CCSPLogTest, WriteWithoutNewlineLeavesAZeroByteAndTheNextItemContinues) {
+TEST_F(CCSPLogTest, WriteWithoutNewlineEndsInAZeroByteAndTheNextItemFollowsIt) {
   m_log.Write("a", "b", false);
   m_log.Write("c", "d", true);
   EXPECT_EQ(WithZero("a b \0c d " LINE_END, sizeof("a b \0c d " LINE_END) - 1), LogBytes());
 }
 
-TEST_F(CCSPLogTest, LineEndsInsideATextAreWrittenLikeTheOneBehindIt) {
+TEST_F(CCSPLogTest, ALineEndInsideAStringIsWrittenLikeTheFinalOne) {
   m_log.WriteLine("\nCPHashData");
   EXPECT_EQ(LINE_END "CPHashData   " LINE_END, LogBytes());
 }
@@ -65,14 +65,14 @@ TEST_F(CCSPLogTest, WriteDecimalShowsTheWholeUnsignedRange) {
   EXPECT_EQ(WithZero("n 4294967295 \0", 14), TakeLog());
 }
 
-TEST_F(CCSPLogTest, WriteBytesShowsABlankBehindEachByte) {
+TEST_F(CCSPLogTest, WriteBytesPutsASpaceAfterEachByte) {
   const BYTE data[] = {0x00, 0x9A, 0xFF};
   m_log.WriteBytes("PlainText: ", data, sizeof(data), true);
   m_log.WriteBytes("again", data, 1, false);
   EXPECT_EQ("PlainText: 00 9A FF \nagain00 ", TakeLog());
 }
 
-TEST_F(CCSPLogTest, WriteBytesOfNothingWritesTheLabelAndIfAskedALineEnd) {
+TEST_F(CCSPLogTest, WriteBytesOfNoBytesWritesTheLabelAndOptionallyALineEnd) {
   m_log.WriteBytes("label", nullptr, 0, false);
   EXPECT_EQ("label", TakeLog());
   m_log.WriteBytes("label", nullptr, 0, true);
@@ -84,19 +84,19 @@ TEST_F(CCSPLogTest, DumpOfSixteenBytesIsOneFullRow) {
   EXPECT_EQ("30313233343536373839616263646566\t0123456789abcdef\n", TakeLog());
 }
 
-TEST_F(CCSPLogTest, DumpOfSeventeenBytesHasARowOfOneByteThatIsNotPadded) {
+TEST_F(CCSPLogTest, DumpOfSeventeenBytesEndsInAnUnpaddedRowOfOneByte) {
   m_log.WriteHexDump(reinterpret_cast<const BYTE*>("0123456789abcdefg"), 17);
   EXPECT_EQ("30313233343536373839616263646566\t0123456789abcdef\n67\tg\n", TakeLog());
 }
 
-TEST_F(CCSPLogTest, DumpOfNothingOpensTheFileAndWritesNothing) {
+TEST_F(CCSPLogTest, DumpOfNoBytesCreatesTheFileAndWritesNothing) {
   ASSERT_FALSE(std::filesystem::exists(m_logFile));
   m_log.WriteHexDump(nullptr, 0);
   EXPECT_TRUE(std::filesystem::exists(m_logFile));
   EXPECT_EQ("", LogBytes());
 }
 
-TEST_F(CCSPLogTest, DumpShowsOnlyPrintableCharactersAndTheBlankIsNone) {
+TEST_F(CCSPLogTest, DumpShowsADotForSpacesAndUnprintableBytes) {
   const BYTE data[] = {0x20, 0x21, 0x25, 0x7E, 0x7F, 0x00, 0x80, 0xFF};
   m_log.WriteHexDump(data, sizeof(data));
   EXPECT_EQ("2021257E7F0080FF\t.!%~....\n", TakeLog());
@@ -111,7 +111,7 @@ TEST_F(CCSPLogTest, WriteTLVWritesHeadingPartsAndBytes) {
   EXPECT_EQ(Line("Heading") + WithZero("Tag 30 \0 Length 2 \0", 19) + Value(" Value", address) + "01 02 \n", TakeLog());
 }
 
-TEST_F(CCSPLogTest, AnExhaustedObjectIsSilentForGoodInEveryOperation) {
+TEST_F(CCSPLogTest, AnObjectAtItsLimitWritesNothingMoreByAnyOperation) {
   const BYTE data[] = {1};
   CCSPLog small(2);
   small.WriteLine("one");
@@ -123,7 +123,7 @@ TEST_F(CCSPLogTest, AnExhaustedObjectIsSilentForGoodInEveryOperation) {
   EXPECT_EQ("one   \ntwo 2 \n", TakeLog());
 }
 
-TEST_F(CCSPLogTest, OtherObjectsGoOnWhenOneIsExhausted) {
+TEST_F(CCSPLogTest, OtherObjectsKeepWritingWhenOneReachesItsLimit) {
   CCSPLog small(1);
   small.WriteLine("one");
   small.WriteLine("two");
@@ -131,7 +131,7 @@ TEST_F(CCSPLogTest, OtherObjectsGoOnWhenOneIsExhausted) {
   EXPECT_EQ(Line("one") + Line("other"), TakeLog());
 }
 
-TEST_F(CCSPLogTest, BytesAndDumpsBringAnObjectNoCloserToItsLimit) {
+TEST_F(CCSPLogTest, BytesAndDumpsDoNotCountTowardsTheLimit) {
   const BYTE data[] = {1};
   CCSPLog small(1);
   for (int i = 0; i < 3; ++i) {
@@ -178,7 +178,7 @@ TEST_F(CCSPLogTest, ItemsOfTwoThreadsStayWhole) {
   EXPECT_EQ(400, lines);
 }
 
-TEST_F(CCSPLogTest, AnItemStandsInTheFileWhenItsTurnEnds) {
+TEST_F(CCSPLogTest, AnItemIsInTheFileBeforeTheLockIsReleased) {
   std::string beforeTheUnlock;
   const LogLockWatch watch([&] { beforeTheUnlock = TakeLog(); });
   m_log.WriteLine("line");
@@ -189,7 +189,7 @@ TEST_F(CCSPLogTest, AnItemStandsInTheFileWhenItsTurnEnds) {
   EXPECT_EQ("41\tA\n", beforeTheUnlock);
 }
 
-TEST_F(CCSPLogTest, AnItemThatDoesNotGetTheLockIsWrittenAndReleasesNothing) {
+TEST_F(CCSPLogTest, WithoutTheLockAnItemIsWrittenAndNothingIsReleased) {
   std::promise<void> isTaken;
   std::promise<void> mayGo;
   std::thread other([&] {
@@ -223,8 +223,8 @@ TEST_F(CCSPLogTest, AFullDiskMakesItemsVanish) {
 }
 #endif
 
-// Destructors log, too, and an exception that leaves one ends the process.
-TEST_F(CCSPLogTest, AnItemThatFindsNoMemoryIsLostWithoutAnException) {
+// Destructors log, too, and an exception that leaves a destructor ends the process.
+TEST_F(CCSPLogTest, AnItemIsLostWithoutAnExceptionWhenMemoryRunsOut) {
   const std::string text(1000, 'x');
   const auto* const bytes = reinterpret_cast<const BYTE*>(text.data());
   const std::function<void()> items[] = {
@@ -241,11 +241,11 @@ TEST_F(CCSPLogTest, AnItemThatFindsNoMemoryIsLostWithoutAnException) {
     for (long n = 1; n <= all; ++n) EXPECT_NO_THROW(allocations(n));
     TakeLog();
     write();
-    EXPECT_NE("", TakeLog()) << "the log goes on";
+    EXPECT_NE("", TakeLog()) << "the log still writes";
   }
 }
 
-TEST_F(CCSPLogTest, AnObjectBeforeItsConstructionWritesNothing) {
+TEST_F(CCSPLogTest, AnObjectThatIsNotConstructedYetWritesNothing) {
   const BYTE data[] = {1};
   alignas(CCSPLog) unsigned char memory[sizeof(CCSPLog)] = {};
   auto& log = reinterpret_cast<CCSPLog&>(memory);
@@ -264,7 +264,7 @@ TEST_F(CCSPLogTest, TheTwelveObjectsHaveTheirLimits) {
   EXPECT_EQ(2147483647U, g_hashLog.GetLineLimit());
 }
 
-TEST(ReportStreamStateTest, NamesEachBitOnALineOfItsOwn) {
+TEST(ReportStreamStateTest, NamesEachBitOnItsOwnLine) {
   std::ostringstream errors;
   std::stringstream stream;
   stream.setstate(std::ios::eofbit | std::ios::failbit | std::ios::badbit);
@@ -272,7 +272,7 @@ TEST(ReportStreamStateTest, NamesEachBitOnALineOfItsOwn) {
   EXPECT_EQ("EOF BIT\nFAIL BIT\nBAD BIT\n", errors.str());
 }
 
-TEST(ReportStreamStateTest, SaysNothingOfAGoodStream) {
+TEST(ReportStreamStateTest, WritesNothingForAGoodStream) {
   std::ostringstream errors;
   ReportStreamState(std::stringstream(), errors);
   EXPECT_EQ("", errors.str());

@@ -1,4 +1,4 @@
-// Which module writes through which of the twelve log objects. Here each object has a file of its own.
+// Which part of the provider writes to which of the twelve log objects. Here each object writes to its own file.
 #include <array>
 #include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
@@ -58,14 +58,14 @@ class LogObjectsTest : public ContextTest {
   std::array<std::size_t, std::size(kObjects)> m_sizes = {};
 };
 
-TEST_F(LogObjectsTest, OfThePINCache) {
+TEST_F(LogObjectsTest, ThePINCacheWritesToThePINCacheLog) {
   CTELVOPINCache().SetPINCache(reinterpret_cast<const BYTE*>("1234"), 4);
   EXPECT_EQ("pin cache", Writers());
   g_pinCacheManager.GetPINCache("Reader A");
   EXPECT_EQ("pin cache", Writers());
 }
 
-TEST_F(LogObjectsTest, OfTheFunctions) {
+TEST_F(LogObjectsTest, TheFunctionsWriteToTheEntryLog) {
   DWORD length = 0;
   HCRYPTKEY key = 0;
   HCRYPTHASH hash = 0;
@@ -81,7 +81,7 @@ TEST_F(LogObjectsTest, OfTheFunctions) {
   EXPECT_EQ("entry", Writers());
 }
 
-TEST_F(LogObjectsTest, OfTheBarePINDialog) {
+TEST_F(LogObjectsTest, TheBarePINDialogWritesToTheChangePasswordLog) {
   ScriptedDialogs dialogs;
   dialogs.OnNext([](ScriptedDialog& dialog) {
     dialog.Type(1106, "1");
@@ -93,7 +93,7 @@ TEST_F(LogObjectsTest, OfTheBarePINDialog) {
   EXPECT_EQ("change password", Writers());
 }
 
-TEST_F(LogObjectsTest, OfTheContext) {
+TEST_F(LogObjectsTest, TheContextWritesToTheContextLog) {
   AddContainer(m_module.InsertToken("Reader A"), Text("one"));
   Initialize("\\\\.\\Reader A\\one", 0);
   EXPECT_EQ("context, objects", Writers());
@@ -103,7 +103,7 @@ TEST_F(LogObjectsTest, OfTheContext) {
   EXPECT_EQ("context", Writers());
 }
 
-TEST_F(LogObjectsTest, OfAHash) {
+TEST_F(LogObjectsTest, AHashWritesToTheHashLog) {
   AddContainer(m_module.InsertToken("Reader A"), Text("one"));
   Initialize("\\\\.\\Reader A\\one", 0);
   Writers();
@@ -114,7 +114,7 @@ TEST_F(LogObjectsTest, OfAHash) {
   EXPECT_EQ("hash", Writers());
 }
 
-TEST_F(LogObjectsTest, OfTheLoginDialog) {
+TEST_F(LogObjectsTest, TheLoginDialogWritesToTheLoginLog) {
   ScriptedDialogs dialogs;
   AnsweringSession session;
   CLoginEX dialog;
@@ -124,27 +124,27 @@ TEST_F(LogObjectsTest, OfTheLoginDialog) {
   EXPECT_EQ("login", Writers());
 }
 
-TEST_F(LogObjectsTest, OfTheFactoryOfSessionKeys) {
+TEST_F(LogObjectsTest, TheSessionKeyFactoryWritesToTheSessionKeyLog) {
   const CCSPSecretKeyFactory factory;
   EXPECT_EQ("session keys", Writers());
 }
 
-TEST_F(LogObjectsTest, OfTheModuleAsAWhole) {
+TEST_F(LogObjectsTest, TheModuleAsAWholeWritesToTheCryptokiLog) {
   { const TELVOCryptoki cryptoki(m_functions); }
   EXPECT_EQ("cryptoki", Writers());
 }
 
-TEST_F(LogObjectsTest, OfAnObject) {
+TEST_F(LogObjectsTest, AnObjectWritesToTheObjectLog) {
   EXPECT_THROW(CryptokiObject().Update({}), CryptokiError);
   EXPECT_EQ("objects", Writers());
 }
 
-TEST_F(LogObjectsTest, OfASession) {
+TEST_F(LogObjectsTest, ASessionWritesToTheSessionLog) {
   EXPECT_THROW(Session().CreateObject(std::list<Attribute>()), CryptokiError);
   EXPECT_EQ("session", Writers());
 }
 
-TEST_F(LogObjectsTest, OfWhatClassifiesCertificates) {
+TEST_F(LogObjectsTest, ClassifyingCertificatesWritesToTheCertificateLog) {
   IsSelfSigned(nullptr);
   EXPECT_EQ("certificates", Writers());
 }

@@ -1,4 +1,4 @@
-// What the registry says of the log, and what comes of it when an object is constructed.
+// The log's values in the registry, and their effect on the log objects constructed afterwards.
 #include <ctime>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -39,19 +39,19 @@ class LogSettingsTest : public ::testing::Test {
   std::string m_logFile;
 };
 
-TEST_F(LogSettingsTest, AnyNumberButZeroTurnsTheLogOn) { EXPECT_TRUE(WritesWith("00000001")); }
+TEST_F(LogSettingsTest, ANonzeroNumberTurnsTheLogOn) { EXPECT_TRUE(WritesWith("00000001")); }
 
 TEST_F(LogSettingsTest, ANegativeNumberTurnsTheLogOn) { EXPECT_TRUE(WritesWith("-1")); }
 
-TEST_F(LogSettingsTest, BlanksBeforeTheNumberDoNotMatter) { EXPECT_TRUE(WritesWith("  1")); }
+TEST_F(LogSettingsTest, SpacesBeforeTheNumberAreIgnored) { EXPECT_TRUE(WritesWith("  1")); }
 
-TEST_F(LogSettingsTest, LettersBehindTheNumberDoNotMatter) { EXPECT_TRUE(WritesWith("1abc")); }
+TEST_F(LogSettingsTest, LettersAfterTheNumberAreIgnored) { EXPECT_TRUE(WritesWith("1abc")); }
 
 TEST_F(LogSettingsTest, ZeroLeavesTheLogOffAndCreatesNoFile) { EXPECT_FALSE(WritesWith("0")); }
 
-TEST_F(LogSettingsTest, TextThatIsNoNumberLeavesTheLogOff) { EXPECT_FALSE(WritesWith("yes")); }
+TEST_F(LogSettingsTest, AStringThatIsNotANumberLeavesTheLogOff) { EXPECT_FALSE(WritesWith("yes")); }
 
-TEST_F(LogSettingsTest, AnAbsentSwitchLeavesTheLogOff) {
+TEST_F(LogSettingsTest, AMissingSwitchLeavesTheLogOff) {
   m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
   EXPECT_FALSE(Writes());
 }
@@ -80,7 +80,7 @@ TEST_F(LogSettingsTest, ASwitchOfMoreThan32BytesLeavesTheLogOff) {
   EXPECT_FALSE(WritesWith("00000000000000000000000000000001"));
 }
 
-TEST_F(LogSettingsTest, WithoutAFileNameNothingIsWrittenAndTheStartLineStaysOpen) {
+TEST_F(LogSettingsTest, WithoutAFileNameNothingIsWrittenAndTheStartLineStaysPending) {
   g_logStarted = 0;
   m_registry.SetText(kProductKey, "CSPLOG", "1");
   CCSPLog log(10);
@@ -88,7 +88,7 @@ TEST_F(LogSettingsTest, WithoutAFileNameNothingIsWrittenAndTheStartLineStaysOpen
   EXPECT_EQ(0, g_logStarted);
 }
 
-TEST_F(LogSettingsTest, AnObjectBehindOneThatFoundNoFileNameTriesAgain) {
+TEST_F(LogSettingsTest, TheFirstObjectThatFindsAFileNameWritesTheStartLine) {
   g_logStarted = 0;
   m_registry.SetText(kProductKey, "CSPLOG", "1");
   CCSPLog first(10);
@@ -106,7 +106,7 @@ TEST_F(LogSettingsTest, AnObjectBehindOneThatFoundNoFileNameTriesAgain) {
   EXPECT_EQ(startLine + "x   " + kLineEnd, ReadFile(m_logFile));
 }
 
-TEST_F(LogSettingsTest, AnObjectBehindOneWhoseFolderIsMissingWritesNoStartLine) {
+TEST_F(LogSettingsTest, AfterAMissingFolderTheNextObjectWritesNoStartLine) {
   g_logStarted = 0;
   m_registry.SetText(kProductKey, "CSPLOG", "1");
   m_registry.SetText(kProductKey, "CSPDIR", m_folder.File("nowhere/csp.log"));
@@ -117,7 +117,7 @@ TEST_F(LogSettingsTest, AnObjectBehindOneWhoseFolderIsMissingWritesNoStartLine) 
   EXPECT_FALSE(std::filesystem::exists(m_logFile));
 }
 
-TEST_F(LogSettingsTest, AFileNameOfMoreThan260BytesCountsAsNone) {
+TEST_F(LogSettingsTest, AFileNameOfMoreThan260BytesCountsAsMissing) {
   g_logStarted = 0;
   m_registry.SetText(kProductKey, "CSPLOG", "1");
   m_registry.SetText(kProductKey, "CSPDIR", m_logFile + std::string(260, 'x'));
@@ -126,7 +126,7 @@ TEST_F(LogSettingsTest, AFileNameOfMoreThan260BytesCountsAsNone) {
   EXPECT_EQ(0, g_logStarted);
 }
 
-TEST_F(LogSettingsTest, AFileNameOfExactly260BytesWithoutAZeroIsEndedBeforeTheLast) {
+TEST_F(LogSettingsTest, AFileNameOf260BytesWithoutATerminatorLosesItsLastByte) {
   std::string name = m_folder.File("");
   while (name.size() < 260) name += (name.size() % 64 == 0) ? "./" : "/";
   name = name.substr(0, 252) + "csp.logX";
@@ -136,7 +136,7 @@ TEST_F(LogSettingsTest, AFileNameOfExactly260BytesWithoutAZeroIsEndedBeforeTheLa
   CCSPLog log(10);
   log.WriteLine("x");
 #if defined(_WIN32)
-  // The platform's own registry ends such a text itself and finds it too long.
+  // The platform's own registry adds the terminator, and the value is then too long.
   EXPECT_FALSE(std::filesystem::exists(m_logFile));
 #else
   EXPECT_TRUE(std::filesystem::exists(m_logFile));
@@ -148,7 +148,7 @@ TEST_F(LogSettingsTest, AFolderThatDoesNotExistMakesItemsVanish) {
   EXPECT_FALSE(WritesWith("1"));
 }
 
-TEST_F(LogSettingsTest, AFolderThatIsMadeLaterGetsNoStartLine) {
+TEST_F(LogSettingsTest, WhenTheFolderIsCreatedLaterThereIsNoStartLine) {
   g_logStarted = 0;
   m_logFile = m_folder.File("later/csp.log");
   EXPECT_FALSE(WritesWith("1"));
@@ -168,13 +168,13 @@ TEST_F(LogSettingsTest, AFolderInsteadOfAFileMakesItemsVanish) {
   EXPECT_TRUE(std::filesystem::is_empty(m_folder.File(".")));
 }
 
-TEST_F(LogSettingsTest, TheSecondKeyServesWhenTheFirstIsMissing) {
+TEST_F(LogSettingsTest, TheSecondKeyIsUsedWhenTheFirstIsMissing) {
   m_registry.SetText(kOlderProductKey, "CSPLOG", "1");
   m_registry.SetText(kOlderProductKey, "CSPDIR", m_logFile);
   EXPECT_TRUE(Writes());
 }
 
-TEST_F(LogSettingsTest, TheThirdKeyServesWhenBothOthersAreMissing) {
+TEST_F(LogSettingsTest, TheThirdKeyIsUsedWhenBothOthersAreMissing) {
   m_registry.SetText(kOldestProductKey, "CSPLOG", "1");
   m_registry.SetText(kOldestProductKey, "CSPDIR", m_logFile);
   EXPECT_TRUE(Writes());
@@ -216,7 +216,7 @@ TEST_F(LogSettingsTest, TheStartLineIsNotCounted) {
   EXPECT_NE(std::string::npos, ReadFile(m_logFile).find("the one item"));
 }
 
-TEST_F(LogSettingsTest, AProcessHasOneStartLineHoweverManyObjects) {
+TEST_F(LogSettingsTest, AProcessWritesOneStartLineForAnyNumberOfObjects) {
   m_registry.SetText(kProductKey, "CSPLOG", "1");
   m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
   g_logStarted = 0;
@@ -234,7 +234,7 @@ TEST_F(LogSettingsTest, WithLoggingOffTheFirstObjectUsesUpTheStartLine) {
   EXPECT_EQ(std::string::npos, ReadFile(m_logFile).find("LOG START"));
 }
 
-TEST_F(LogSettingsTest, AStartLineForWhichThereIsNoFolderIsLostForGood) {
+TEST_F(LogSettingsTest, WithoutAFolderTheStartLineIsLostForGood) {
   m_logFile = m_folder.File("later/csp.log");
   m_registry.SetText(kProductKey, "CSPLOG", "1");
   m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
@@ -248,7 +248,7 @@ TEST_F(LogSettingsTest, AStartLineForWhichThereIsNoFolderIsLostForGood) {
   EXPECT_EQ(std::string::npos, text.find("LOG START"));
 }
 
-TEST_F(LogSettingsTest, ChangesOfTheRegistryReachOnlyObjectsToCome) {
+TEST_F(LogSettingsTest, RegistryChangesAffectOnlyObjectsConstructedLater) {
   m_registry.SetText(kProductKey, "CSPLOG", "0");
   m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
   CCSPLog early(10);
@@ -257,7 +257,7 @@ TEST_F(LogSettingsTest, ChangesOfTheRegistryReachOnlyObjectsToCome) {
   EXPECT_FALSE(std::filesystem::exists(m_logFile));
 }
 
-TEST_F(LogSettingsTest, WithTheSwitchOffTheFileNameIsNotReadAndSoTheObjectNeverWrites) {
+TEST_F(LogSettingsTest, WithTheSwitchOffTheFileNameIsNotReadAndNothingIsEverWritten) {
   m_registry.SetText(kProductKey, "CSPLOG", "0");
   m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
   CCSPLog log(10);
@@ -266,7 +266,7 @@ TEST_F(LogSettingsTest, WithTheSwitchOffTheFileNameIsNotReadAndSoTheObjectNeverW
   EXPECT_FALSE(std::filesystem::exists(m_logFile));
 }
 
-TEST_F(LogSettingsTest, ARunningObjectGoesOnWhenTheSwitchIsTurnedOff) {
+TEST_F(LogSettingsTest, AnExistingObjectKeepsWritingWhenTheSwitchIsTurnedOff) {
   m_registry.SetText(kProductKey, "CSPLOG", "1");
   m_registry.SetText(kProductKey, "CSPDIR", m_logFile);
   CCSPLog log(10);
@@ -284,12 +284,12 @@ TEST_F(LogSettingsTest, SetEnabledStoresEightDigits) {
   EXPECT_EQ("00000000", m_registry.GetText(kProductKey, "CSPLOG"));
 }
 
-TEST_F(LogSettingsTest, SetEnabledIsTrueEvenWhenNothingCouldBeStored) {
+TEST_F(LogSettingsTest, SetEnabledReturnsTrueEvenWhenNothingCouldBeStored) {
   CCSPLog log(10);
   EXPECT_TRUE(log.SetEnabled(true));
 }
 
-TEST_F(LogSettingsTest, ReadRegistryValueTellsTheLength) {
+TEST_F(LogSettingsTest, ReadRegistryValueReturnsTheValueAndItsLength) {
   m_registry.SetText(kProductKey, "SOMETHING", "text");
   CCSPLog log(10);
   BYTE buffer[8] = {};
@@ -299,7 +299,7 @@ TEST_F(LogSettingsTest, ReadRegistryValueTellsTheLength) {
   EXPECT_STREQ("text", reinterpret_cast<const char*>(buffer));
 }
 
-TEST_F(LogSettingsTest, ReadRegistryValueFailsForAnAbsentOrTooLongValueAndWithoutAKey) {
+TEST_F(LogSettingsTest, ReadRegistryValueFailsForAMissingOrTooLongValueAndWithoutAKey) {
   CCSPLog log(10);
   BYTE buffer[4] = {};
   DWORD length = sizeof(buffer);

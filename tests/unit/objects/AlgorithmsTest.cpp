@@ -10,7 +10,7 @@
 
 namespace {
 
-TEST(AlgorithmsTest, StandInTheOrderOfTheirEnumeration) {
+TEST(AlgorithmsTest, AreEnumeratedInAFixedOrder) {
   std::vector<ALG_ID> ids;
   for (const Algorithm& row : AllAlgorithms()) ids.push_back(row.id);
   EXPECT_EQ(
@@ -18,7 +18,7 @@ TEST(AlgorithmsTest, StandInTheOrderOfTheirEnumeration) {
       ids);
 }
 
-// One row, one line.
+// One line per row.
 // clang-format off
 constexpr Algorithm kExpected[] = {
     {CALG_SHA1, 160, "SHA-1", 6, "Secure Hash Algorithm (SHA-1)", 30, 160, 160, {0x30, 0x21, 0x30, 0x09, 0x06, 0x05, 0x2b, 0x0e, 0x03, 0x02, 0x1a, 0x05, 0x00, 0x04, 0x14}, 15},
@@ -35,8 +35,8 @@ constexpr Algorithm kExpected[] = {
 };
 // clang-format on
 
-// Applications get rows byte for byte, what follows the names included.
-TEST(AlgorithmsTest, EachRowHasItsBytes) {
+// Applications get whole rows, including the bytes after the names.
+TEST(AlgorithmsTest, EachRowMatchesByteForByte) {
   static_assert(sizeof(Algorithm) == 344, "no gaps between the fields");
   const std::list<Algorithm> rows = AllAlgorithms();
   ASSERT_EQ(std::size(kExpected), rows.size());
@@ -47,7 +47,7 @@ TEST(AlgorithmsTest, EachRowHasItsBytes) {
   }
 }
 
-TEST(AlgorithmsTest, NamesFitAndAreCountedWithTheirZeroByte) {
+TEST(AlgorithmsTest, NamesFitAndTheirLengthsIncludeTheZeroByte) {
   for (const Algorithm& row : AllAlgorithms()) {
     EXPECT_EQ(std::strlen(row.name) + 1, row.nameLength) << row.name;
     EXPECT_EQ(std::strlen(row.longName) + 1, row.longNameLength) << row.longName;

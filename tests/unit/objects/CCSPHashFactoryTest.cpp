@@ -38,7 +38,7 @@ TEST_F(CCSPHashFactoryTest, FiveAlgorithmsHash) {
   EXPECT_EQ(Calls(), m_module->TakeCalls());
 }
 
-TEST_F(CCSPHashFactoryTest, ThreeNamesAreSpelledOtherwiseThanThoseOfTheirAlgorithms) {
+TEST_F(CCSPHashFactoryTest, ThreeHashNamesDifferFromTheirAlgorithmNames) {
   EXPECT_STREQ("SHA-256", FindAlgorithm(CALG_SHA_256)->name);
   EXPECT_EQ("SHA 256", *Make(CALG_SHA_256)->GetName());
   EXPECT_STREQ("SHA-512", FindAlgorithm(CALG_SHA_512)->name);
@@ -59,7 +59,7 @@ TEST_F(CCSPHashFactoryTest, AnAlgorithmThatDoesNotHashIsInvalid) {
   EXPECT_EQ(0U, m_factory.Count());
 }
 
-TEST_F(CCSPHashFactoryTest, WithoutASessionTheGeneratorStaysAsItIs) {
+TEST_F(CCSPHashFactoryTest, WithoutASessionTheGeneratorIsNotUsed) {
   std::srand(5);
   const int expected = std::rand();
   std::srand(5);
@@ -70,7 +70,7 @@ TEST_F(CCSPHashFactoryTest, WithoutASessionTheGeneratorStaysAsItIs) {
   EXPECT_EQ(expected, std::rand());
 }
 
-TEST_F(CCSPHashFactoryTest, TheIDIsTheFirstNumberAfterTheReseeding) {
+TEST_F(CCSPHashFactoryTest, TheIDIsTheFirstNumberAfterReseeding) {
   std::srand(5);
   const auto seed = static_cast<unsigned>(static_cast<std::uint64_t>(std::rand()) %
                                           reinterpret_cast<std::uintptr_t>(m_session.get()));
@@ -78,7 +78,7 @@ TEST_F(CCSPHashFactoryTest, TheIDIsTheFirstNumberAfterTheReseeding) {
   const DWORD expected = static_cast<DWORD>(std::rand() % 0xFFFFFF);
   std::srand(5);
   EXPECT_EQ(expected, Make(CALG_SHA1)->GetHashID());
-  // A taken one is drawn again, without reseeding.
+  // A taken ID is generated again, without reseeding.
   std::srand(seed);
   std::rand();
   const DWORD next = static_cast<DWORD>(std::rand() % 0xFFFFFF);
@@ -86,7 +86,7 @@ TEST_F(CCSPHashFactoryTest, TheIDIsTheFirstNumberAfterTheReseeding) {
   EXPECT_EQ(next, Make(CALG_SHA1)->GetHashID());
 }
 
-TEST_F(CCSPHashFactoryTest, ADuplicateIsTheSourceAndTheFactoryKeepsOneMore) {
+TEST_F(CCSPHashFactoryTest, ADuplicateIsTheSourceItselfAndTheFactoryCountsOneMore) {
   const auto source = MakeOf(CALG_SHA1, "ab");
   const DWORD id = source->GetHashID();
   const auto duplicate = m_factory.DuplicateHash(source);
@@ -103,7 +103,7 @@ TEST_F(CCSPHashFactoryTest, AHashWithoutItsSessionIsNotDuplicated) {
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Session should be defined in creating a hash", m_factory.DuplicateHash(source));
 }
 
-TEST_F(CCSPHashFactoryTest, ADestroyedHashIsForgottenAndLivesWhileItIsHeld) {
+TEST_F(CCSPHashFactoryTest, ADestroyedHashIsForgottenButLivesWhileItIsReferenced) {
   auto hash = MakeOf(CALG_SHA1, "abc");
   const auto other = Make(CALG_SHA1);
   m_factory.DestroyHash(hash);
@@ -115,7 +115,7 @@ TEST_F(CCSPHashFactoryTest, ADestroyedHashIsForgottenAndLivesWhileItIsHeld) {
   EXPECT_EQ(DigestOf("abc", 20), ValueOf(*hash));
 }
 
-TEST_F(CCSPHashFactoryTest, OnlyThatVeryObjectIsDestroyed) {
+TEST_F(CCSPHashFactoryTest, OnlyTheFactorysOwnObjectIsDestroyed) {
   const auto hash = Make(CALG_SHA1);
   CCSPHashFactory other;
   other.DestroyHash(hash);
@@ -123,7 +123,7 @@ TEST_F(CCSPHashFactoryTest, OnlyThatVeryObjectIsDestroyed) {
   EXPECT_EQ(1U, m_factory.Count());
 }
 
-TEST_F(CCSPHashFactoryTest, FortyFiveThousandHashesThatNobodyDestroysHaveIDsOfTheirOwn) {
+TEST_F(CCSPHashFactoryTest, FortyFiveThousandUndestroyedHashesHaveDifferentIDs) {
   std::set<DWORD> ids;
   std::vector<boost::shared_ptr<CCSPHash>> hashes;
   for (int i = 0; i < 45000; ++i) {
@@ -131,7 +131,7 @@ TEST_F(CCSPHashFactoryTest, FortyFiveThousandHashesThatNobodyDestroysHaveIDsOfTh
     ids.insert(hashes.back()->GetHashID());
   }
   EXPECT_EQ(45000U, ids.size());
-  // From then on the smallest free one is taken.
+  // From then on the smallest free ID is taken.
   DWORD smallest = 0;
   while (ids.count(smallest) != 0) ++smallest;
   EXPECT_EQ(smallest, Make(CALG_SHA1)->GetHashID());
@@ -140,7 +140,7 @@ TEST_F(CCSPHashFactoryTest, FortyFiveThousandHashesThatNobodyDestroysHaveIDsOfTh
   EXPECT_EQ(std::min(freed, smallest + 1), std::min(Make(CALG_SHA1)->GetHashID(), smallest + 1));
 }
 
-TEST_F(CCSPHashFactoryTest, ThreadsMakeAndDestroyHashesWhileAnotherOneCounts) {
+TEST_F(CCSPHashFactoryTest, ThreadsMakeAndDestroyHashesWhileAnotherCounts) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([this] {
@@ -151,7 +151,7 @@ TEST_F(CCSPHashFactoryTest, ThreadsMakeAndDestroyHashesWhileAnotherOneCounts) {
       }
     });
   }
-  // It takes the lock by nothing else, so that nothing else orders it behind the others.
+  // Count is the only call with which this thread takes the lock, so nothing else orders it after the others.
   std::size_t most = 0;
   threads.emplace_back([this, &most] {
     for (int round = 0; round < 200; ++round) most = std::max(most, m_factory.Count());

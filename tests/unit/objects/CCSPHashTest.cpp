@@ -11,7 +11,7 @@ namespace {
 
 class CCSPHashTest : public HashTest {
  protected:
-  // The two lines of a computation of "abc" by SHA-1.
+  // The two log lines when the SHA-1 hash of "abc" is computed.
   static std::string LinesOfAbc() {
     return "Data to be hashed: 61 62 63 \nHash result: 00 00 00 03 61 62 63 00 00 00 00 00 00 00 00 00 00 00 00 00 \n";
   }
@@ -32,14 +32,14 @@ TEST_F(CCSPHashTest, DataIsCollectedInOrder) {
   EXPECT_EQ(Calls(), m_module->TakeCalls());
 }
 
-TEST_F(CCSPHashTest, DataOfLengthZeroOrNullLeavesTheHashAsItWas) {
+TEST_F(CCSPHashTest, DataThatIsNullOrOfLengthZeroChangesNothing) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   hash->AddData(m_prefix.data(), 0);
   hash->AddData(nullptr, 5);
   EXPECT_EQ(Text("abc"), DataOf(*hash));
 }
 
-TEST_F(CCSPHashTest, SetDataTakesThePlaceOfTheMessageSoFar) {
+TEST_F(CCSPHashTest, SetDataReplacesTheMessage) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   hash->SetData(Text("xy").data(), 2);
   EXPECT_EQ(Text("xy"), DataOf(*hash));
@@ -67,7 +67,7 @@ TEST_F(CCSPHashTest, ABufferTooSmallForTheDataLeavesTheLengthAsGiven) {
 
 // --- The value
 
-TEST_F(CCSPHashTest, TheTokenDigestsTheWholeMessageAndBothAreLogged) {
+TEST_F(CCSPHashTest, TheTokenDigestsTheWholeMessageAndMessageAndDigestAreLogged) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   EXPECT_EQ(0U, hash->IsFinished());
   EXPECT_EQ(DigestOf("abc", 20), ValueOf(*hash));
@@ -96,7 +96,7 @@ TEST_F(CCSPHashTest, ANewHashHasNothingToHash) {
   EXPECT_EQ(Calls(), m_module->TakeCalls());
 }
 
-TEST_F(CCSPHashTest, AMessageOfMoreThan32BitsOfLengthIsNoDataToHash) {
+TEST_F(CCSPHashTest, AMessageTooLongFor32BitsIsReportedAsNoDataToHash) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   {
     const MessageLength length(*hash, std::size_t{1} << 32U);
@@ -107,7 +107,7 @@ TEST_F(CCSPHashTest, AMessageOfMoreThan32BitsOfLengthIsNoDataToHash) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(CCSPHashTest, WithABufferOneByteTooSmallARetrySucceedsWithoutTheToken) {
+TEST_F(CCSPHashTest, AfterATooSmallBufferARetrySucceedsWithoutTheToken) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   Bytes buffer(20);
   m_length = 19;
@@ -122,7 +122,7 @@ TEST_F(CCSPHashTest, WithABufferOneByteTooSmallARetrySucceedsWithoutTheToken) {
   EXPECT_EQ(Calls(), m_module->TakeCalls());
 }
 
-TEST_F(CCSPHashTest, DataAddedToAFinishedHashIsWithoutEffect) {
+TEST_F(CCSPHashTest, DataAddedToAFinishedHashDoesNotChangeItsValue) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   hash->Finish();
   Add(*hash, "def");
@@ -130,7 +130,7 @@ TEST_F(CCSPHashTest, DataAddedToAFinishedHashIsWithoutEffect) {
   EXPECT_EQ(Text("abcdef"), DataOf(*hash));
 }
 
-TEST_F(CCSPHashTest, FinishAndComputeFinish) {
+TEST_F(CCSPHashTest, FinishAndComputeBothFinishTheHash) {
   const auto first = MakeOf(CALG_SHA1, "abc");
   first->Finish();
   EXPECT_EQ(1U, first->IsFinished());
@@ -140,7 +140,7 @@ TEST_F(CCSPHashTest, FinishAndComputeFinish) {
   EXPECT_EQ(1U, second->IsFinished());
 }
 
-TEST_F(CCSPHashTest, FinishedWithoutAValueIsSaid) {
+TEST_F(CCSPHashTest, AFinishedHashWithoutAValueIsReported) {
   const auto hash = Make(CALG_SHA1);
   hash->SetFinished(1);
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "Hash was completed but no Hash Data Found",
@@ -176,7 +176,7 @@ TEST_F(CCSPHashTest, AFailureOfTheSecondDigestLeavesTheHashWithoutAValue) {
   EXPECT_EQ("Data to be hashed: 61 62 63 \n", TakeLog());
 }
 
-TEST_F(CCSPHashTest, ALengthOfTheModuleCountsUpToWhatWasAllocated) {
+TEST_F(CCSPHashTest, ALengthFromTheModuleIsLimitedToTheAllocatedMemory) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   int call = 0;
   m_module->falsifyCount = [&call](const std::string& entry, CK_ULONG& count) {
@@ -185,7 +185,7 @@ TEST_F(CCSPHashTest, ALengthOfTheModuleCountsUpToWhatWasAllocated) {
   EXPECT_EQ(DigestOf("abc", 20), ValueOf(*hash));
 }
 
-TEST_F(CCSPHashTest, AnAbsurdLengthOfTheModuleIsAFailure) {
+TEST_F(CCSPHashTest, AnAbsurdLengthFromTheModuleIsAFailure) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   m_module->falsifyCount = [](const std::string&, CK_ULONG& count) { count = 0xFFFFFFFF; };
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Failed to Initialize Hash Operation", hash->GetHash(nullptr, &m_length));
@@ -201,7 +201,7 @@ TEST_F(CCSPHashTest, ADigestOfLengthZeroIsNoHashData) {
   EXPECT_EQ(1U, hash->IsFinished());
 }
 
-TEST_F(CCSPHashTest, AHashThatOutlivesItsSessionHasNone) {
+TEST_F(CCSPHashTest, AHashThatOutlivesItsSessionHasNoSession) {
   const auto open = MakeOf(CALG_SHA1, "abc");
   const auto finished = MakeOf(CALG_SHA1, "abc");
   finished->Finish();
@@ -210,7 +210,7 @@ TEST_F(CCSPHashTest, AHashThatOutlivesItsSessionHasNone) {
   EXPECT_EQ(DigestOf("abc", 20), ValueOf(*finished));
 }
 
-TEST_F(CCSPHashTest, ASessionWithoutAnOwnerIsNotKept) {
+TEST_F(CCSPHashTest, ASessionWithoutASharedOwnerIsNotKept) {
   Session session = *m_session;
   const auto hash = m_factory.CreateHash(CALG_SHA1, &session);
   Add(*hash, "abc");
@@ -232,7 +232,7 @@ TEST_F(CCSPHashTest, AValueThatIsSetNeedsNoToken) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(CCSPHashTest, TheLengthOfAValueThatIsSetIsNotCompared) {
+TEST_F(CCSPHashTest, TheLengthOfAValueThatIsSetIsNotChecked) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   hash->SetHash(Counting(3, 1).data(), 3);
   EXPECT_EQ(Counting(3, 1), ValueOf(*hash));
@@ -240,7 +240,7 @@ TEST_F(CCSPHashTest, TheLengthOfAValueThatIsSetIsNotCompared) {
   EXPECT_EQ(Text("abc"), DataOf(*hash));
 }
 
-TEST_F(CCSPHashTest, SettingNothingDropsTheValueAndKeepsTheState) {
+TEST_F(CCSPHashTest, SettingAnEmptyValueDropsTheValueAndKeepsTheState) {
   const auto finished = MakeOf(CALG_SHA1, "abc");
   finished->Finish();
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_DATA), "No Data Found to Set Hash Digest", finished->SetHash(nullptr, 20));
@@ -291,7 +291,7 @@ TEST_F(CCSPHashTest, APrefixCanBeSet) {
   EXPECT_EQ((Bytes{0x30, 0x21, 9}), PreSignDataOf(hash));
 }
 
-TEST_F(CCSPHashTest, APrefixLongerThanItsRoomIsCut) {
+TEST_F(CCSPHashTest, APrefixLongerThanItsFieldIsTruncated) {
   TELVOCSPHash hash;
   const Bytes value = {9};
   hash.SetHash(value.data(), 1);
@@ -303,13 +303,13 @@ TEST_F(CCSPHashTest, APrefixLongerThanItsRoomIsCut) {
 
 // --- Copies
 
-TEST_F(CCSPHashTest, AHashThatNobodyMadeHasNoSession) {
+TEST_F(CCSPHashTest, AHashNotMadeByAFactoryHasNoSession) {
   TELVOCSPHash hash;
   Add(hash, "abc");
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "No Session assigned to Hash", hash.GetHash(nullptr, &m_length));
 }
 
-TEST_F(CCSPHashTest, ACopyHasAllButNameAndDigestLength) {
+TEST_F(CCSPHashTest, ACopyHasEverythingExceptNameAndDigestLength) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   TELVOCSPHash copy(static_cast<const TELVOCSPHash&>(*hash));
   EXPECT_EQ("", *copy.GetName());
@@ -320,7 +320,7 @@ TEST_F(CCSPHashTest, ACopyHasAllButNameAndDigestLength) {
   EXPECT_EQ(0U, hash->IsFinished());
 }
 
-TEST_F(CCSPHashTest, AnAssignedHashHasTheValueAndKeepsItsName) {
+TEST_F(CCSPHashTest, AnAssignmentCopiesTheValueAndKeepsTheTargetsName) {
   const auto hash = MakeOf(CALG_SHA1, "abc");
   hash->Finish();
   const auto target = MakeOf(CALG_SHA_256, "xyz");
@@ -329,12 +329,12 @@ TEST_F(CCSPHashTest, AnAssignedHashHasTheValueAndKeepsItsName) {
   EXPECT_EQ(32U, target->GetHashLength());
   EXPECT_EQ(hash->GetHashID(), target->GetHashID());
   EXPECT_EQ(DigestOf("abc", 20), ValueOf(*target));
-  // The copy is a fresh one.
+  // The target has its own copy of the value.
   hash->SetHash(Counting(20, 1).data(), 20);
   EXPECT_EQ(DigestOf("abc", 20), ValueOf(*target));
 }
 
-TEST_F(CCSPHashTest, AHashThatIsAssignedAnOpenOneIsOpen) {
+TEST_F(CCSPHashTest, AssigningAnOpenHashMakesTheTargetOpen) {
   const auto target = MakeOf(CALG_SHA1, "abc");
   target->Finish();
   *target = *MakeOf(CALG_SHA1, "xy");

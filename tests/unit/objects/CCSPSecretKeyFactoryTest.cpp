@@ -17,7 +17,7 @@
 
 namespace {
 
-// The first number of the generator in that second.
+// The first number of the generator seeded with that second.
 DWORD IDOf(unsigned second) {
   std::srand(second);
   return static_cast<DWORD>(std::rand()) % 0xFFFFFF;
@@ -57,7 +57,7 @@ TEST_F(CCSPSecretKeyFactoryTest, OtherAlgorithmsAreRefused) {
   EXPECT_EQ(0U, m_factory.Count());
 }
 
-TEST_F(CCSPSecretKeyFactoryTest, WithoutASessionThereIsNoKeyWhateverTheAlgorithm) {
+TEST_F(CCSPSecretKeyFactoryTest, WithoutASessionNoKeyIsMadeForAnyAlgorithm) {
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Session should be defined in creating a secret key",
                        m_factory.CreateSecretKey(CALG_DES, nullptr, 1));
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "Session should be defined in creating a secret key",
@@ -72,13 +72,13 @@ TEST(KeyTypeFromAlgIDTest, FourAlgorithmsHaveAKeyType) {
   EXPECT_EQ(CK_KEY_TYPE{0x1F}, KeyTypeFromAlgID(0x660E));
 }
 
-TEST(KeyTypeFromAlgIDTest, AnyOtherIsRefused) {
+TEST(KeyTypeFromAlgIDTest, OtherAlgorithmsAreRefused) {
   for (const ALG_ID algorithm : {0x660FU, 0x6610U, 0x6611U, 0x6602U, 0x8004U, 0U}) {
     EXPECT_CONTEXT_ERROR(Code(NTE_BAD_ALGID), "Invalid Secret Key Algorithm ID", KeyTypeFromAlgID(algorithm));
   }
 }
 
-TEST_F(CCSPSecretKeyFactoryTest, WhatIsMadeIsNotTheRecordAndLivesOnWithoutIt) {
+TEST_F(CCSPSecretKeyFactoryTest, AKeyIsNotTheFactorysRecordAndOutlivesIt) {
   auto key = Make(CALG_DES, MakeObject());
   EXPECT_EQ(1, key.use_count());
   m_factory.DestroySecretKey(key->GetKeyID());
@@ -88,7 +88,7 @@ TEST_F(CCSPSecretKeyFactoryTest, WhatIsMadeIsNotTheRecordAndLivesOnWithoutIt) {
 
 // --- Ids
 
-TEST_F(CCSPSecretKeyFactoryTest, TheIDIsTheGeneratorsFirstNumberInThatSecond) {
+TEST_F(CCSPSecretKeyFactoryTest, TheIDIsTheFirstNumberOfTheGeneratorSeededWithTheSecond) {
   m_clock.Set(12345);
   EXPECT_EQ(IDOf(12345), Make(CALG_DES, 1)->GetKeyID());
   m_clock.Set(23456);
@@ -96,14 +96,14 @@ TEST_F(CCSPSecretKeyFactoryTest, TheIDIsTheGeneratorsFirstNumberInThatSecond) {
   EXPECT_EQ(0U, m_clock.Slept());
 }
 
-TEST_F(CCSPSecretKeyFactoryTest, ASecondKeyInOneSecondWaitsForTheNext) {
+TEST_F(CCSPSecretKeyFactoryTest, AnotherKeyInTheSameSecondWaitsForTheNextSecond) {
   m_clock.Set(12345);
   Make(CALG_DES, 1);
   EXPECT_EQ(IDOf(12346), Make(CALG_AES_128, 2)->GetKeyID());
   EXPECT_EQ(50U, m_clock.Slept());
 }
 
-TEST_F(CCSPSecretKeyFactoryTest, AKeyOfAnEarlierSecondIsInTheWayAsWell) {
+TEST_F(CCSPSecretKeyFactoryTest, AfterTheClockIsSetBackAKeyWaitsForAnUnusedID) {
   m_clock.Set(12345);
   Make(CALG_DES, 1);
   Make(CALG_DES, 1);
@@ -111,7 +111,7 @@ TEST_F(CCSPSecretKeyFactoryTest, AKeyOfAnEarlierSecondIsInTheWayAsWell) {
   EXPECT_EQ(IDOf(12347), Make(CALG_DES, 1)->GetKeyID());
 }
 
-TEST_F(CCSPSecretKeyFactoryTest, OnAClockThatStandsStillTheNextFreeIDIsTakenAfterThreeSeconds) {
+TEST_F(CCSPSecretKeyFactoryTest, OnAStoppedClockTheNextFreeIDIsTakenAfterThreeSeconds) {
   m_clock.Set(12345);
   m_clock.StandStill();
   Make(CALG_DES, 1);
@@ -122,7 +122,7 @@ TEST_F(CCSPSecretKeyFactoryTest, OnAClockThatStandsStillTheNextFreeIDIsTakenAfte
   EXPECT_EQ(3U, m_factory.Count());
 }
 
-TEST_F(CCSPSecretKeyFactoryTest, WhileAKeyWaitsForItsIDOthersAreDestroyed) {
+TEST_F(CCSPSecretKeyFactoryTest, WhileAKeyWaitsForItsIDOthersCanBeDestroyed) {
   DWORD id = 0;
   CCSPSecretKeyFactory* factory = nullptr;
   CCSPSecretKeyFactory waiting(g_secretKeyLog,
@@ -134,7 +134,7 @@ TEST_F(CCSPSecretKeyFactoryTest, WhileAKeyWaitsForItsIDOthersAreDestroyed) {
   EXPECT_EQ(Calls{"C_DestroyObject(1, 1)"}, m_module->TakeCalls());
 }
 
-TEST_F(CCSPSecretKeyFactoryTest, ByItselfAFactoryGoesByTheSystemsClock) {
+TEST_F(CCSPSecretKeyFactoryTest, TheSystemClockReturnsTheCurrentTime) {
   const auto clock = CCSPSecretKeyFactory::SystemClock();
   const std::time_t before = std::time(nullptr);
   const std::time_t now = clock.now();
@@ -145,14 +145,14 @@ TEST_F(CCSPSecretKeyFactoryTest, ByItselfAFactoryGoesByTheSystemsClock) {
 
 // --- Destroying
 
-TEST_F(CCSPSecretKeyFactoryTest, AnUnknownIDIsNothingToDo) {
+TEST_F(CCSPSecretKeyFactoryTest, AnUnknownIDIsIgnored) {
   const DWORD id = Make(CALG_DES, MakeObject())->GetKeyID();
   m_factory.DestroySecretKey(id + 1);
   EXPECT_EQ(1U, m_factory.Count());
   EXPECT_EQ(Calls(), m_module->TakeCalls());
 }
 
-TEST_F(CCSPSecretKeyFactoryTest, ADestroyedKeyTakesItsTokenObjectAlong) {
+TEST_F(CCSPSecretKeyFactoryTest, DestroyingAKeyDestroysItsTokenObject) {
   MakeObject();
   const DWORD other = Make(CALG_DES, 1)->GetKeyID();
   const DWORD id = Make(CALG_DES, MakeObject())->GetKeyID();
@@ -166,7 +166,7 @@ TEST_F(CCSPSecretKeyFactoryTest, ADestroyedKeyTakesItsTokenObjectAlong) {
   EXPECT_EQ(0U, m_factory.Count());
 }
 
-TEST_F(CCSPSecretKeyFactoryTest, AnObjectThatIsGoneAlreadyIsForgottenAllTheSame) {
+TEST_F(CCSPSecretKeyFactoryTest, AKeyIsForgottenEvenIfItsTokenObjectIsAlreadyDestroyed) {
   const auto key = Make(CALG_DES, MakeObject());
   key->DestroyObject();
   m_factory.DestroySecretKey(key->GetKeyID());
@@ -174,7 +174,7 @@ TEST_F(CCSPSecretKeyFactoryTest, AnObjectThatIsGoneAlreadyIsForgottenAllTheSame)
   EXPECT_EQ(0U, m_factory.Count());
 }
 
-TEST_F(CCSPSecretKeyFactoryTest, WithoutItsSessionAKeyIsOnlyForgotten) {
+TEST_F(CCSPSecretKeyFactoryTest, WithoutItsSessionAKeyIsForgottenAndTheTokenIsNotCalled) {
   const DWORD id = Make(CALG_DES, MakeObject())->GetKeyID();
   m_session.reset();
   m_factory.DestroySecretKey(id);
@@ -182,7 +182,7 @@ TEST_F(CCSPSecretKeyFactoryTest, WithoutItsSessionAKeyIsOnlyForgotten) {
   EXPECT_EQ(Calls(), m_module->TakeCalls());
 }
 
-TEST_F(CCSPSecretKeyFactoryTest, AnExceptionThatIsNotTheModulesLeavesTheRecord) {
+TEST_F(CCSPSecretKeyFactoryTest, AnExceptionThatIsNotACryptokiErrorLeavesTheRecord) {
   const DWORD id = Make(CALG_DES, MakeObject())->GetKeyID();
   m_module->BeforeNext("C_DestroyObject", [] { throw std::runtime_error("no memory"); });
   EXPECT_THROW(m_factory.DestroySecretKey(id), std::runtime_error);
@@ -193,7 +193,7 @@ TEST_F(CCSPSecretKeyFactoryTest, AnExceptionThatIsNotTheModulesLeavesTheRecord) 
 
 // --- The log
 
-TEST_F(CCSPSecretKeyFactoryTest, ItsBeginningIsLogged) {
+TEST_F(CCSPSecretKeyFactoryTest, ItsConstructionIsLogged) {
   const CCSPSecretKeyFactory factory;
   EXPECT_EQ(Line("CCSPSecretKeyFactory Ctor - Enter") + Line("CCSPSecretKeyFactory Ctor - Exit"), TakeLog());
 }
@@ -213,7 +213,7 @@ TEST_F(CCSPSecretKeyFactoryTest, KeysAreNotLogged) {
 
 // --- Threads
 
-TEST_F(CCSPSecretKeyFactoryTest, ThreadsMakeUseDestroyAndCountKeysAtOnce) {
+TEST_F(CCSPSecretKeyFactoryTest, ThreadsMakeUseDestroyAndCountKeysConcurrently) {
   constexpr std::size_t kThreads = 4;
   constexpr int kRounds = 100;
   const CK_OBJECT_HANDLE object = MakeObject();
@@ -223,7 +223,7 @@ TEST_F(CCSPSecretKeyFactoryTest, ThreadsMakeUseDestroyAndCountKeysAtOnce) {
   for (std::size_t number = 0; number < kThreads; ++number) {
     threads.emplace_back([&, number] {
       for (int round = 0; round < kRounds; ++round) {
-        // The object of a key that is destroyed is none of the token's.
+        // The token has no object 99, so destroying that key leaves `object`.
         const auto gone = Make(CALG_DES, 99);
         const auto kept = Make(CALG_AES_128, object);
         kept->SetMode(CRYPT_MODE_CBC);

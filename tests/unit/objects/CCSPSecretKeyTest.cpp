@@ -1,4 +1,4 @@
-// What a session key keeps, and what it makes of it at the module. An IV cannot be read from a key: it shows as the
+// What a session key stores, and the module calls that it makes. An IV cannot be read from a key: it is seen as the
 // mechanism's parameter.
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -44,7 +44,7 @@ const KeyCase kKeys[] = {
      "Initial Vector should be 16 for AES Keys"},
 };
 
-// The class as it is, and a session key under test with the calls that it leads to.
+// A session key under test, and the module calls that it makes.
 class KeyTest : public SecretKeyTest {
  protected:
   void Use(const boost::shared_ptr<CCSPSecretKey>& key) { m_key = key; }
@@ -57,11 +57,11 @@ class KeyTest : public SecretKeyTest {
     m_key->SetMode(mode);
   }
 
-  // The bytes that `in` becomes. The scripted module turns each byte with 0x5A.
+  // The output for `in`. The scripted module XORs each byte with 0x5A.
   Bytes Encrypt(const Bytes& in, std::size_t room = 64) { return Run(&CCSPSecretKey::Encrypt, in, room); }
   Bytes Decrypt(const Bytes& in, std::size_t room = 64) { return Run(&CCSPSecretKey::Decrypt, in, room); }
 
-  // The mechanism of the next operation; the module refuses it, so that nothing else comes of it.
+  // The mechanism of the next operation. The module refuses the operation, so it has no other effect.
   std::string NextMechanism() {
     m_module->ForgetCalls();
     m_module->FailNext("C_EncryptInit", CKR_DEVICE_ERROR);
@@ -122,7 +122,7 @@ TEST_P(EachKeyTest, StartsWithTheValuesOfItsClass) {
   EXPECT_EQ(Calls(), m_module->TakeCalls());
 }
 
-TEST_P(EachKeyTest, BeforeAnyModeItsMechanismIsThatOfDes) { EXPECT_EQ("CKM_DES_ECB", NextMechanism()); }
+TEST_P(EachKeyTest, BeforeAModeIsSetItsMechanismIsDesEcb) { EXPECT_EQ("CKM_DES_ECB", NextMechanism()); }
 
 TEST_P(EachKeyTest, AlgorithmAndLengthsCannotBeSet) {
   m_key->SetAlgID(1);
@@ -133,7 +133,7 @@ TEST_P(EachKeyTest, AlgorithmAndLengthsCannotBeSet) {
   EXPECT_EQ(GetParam().keyLength, m_key->GetKeyLength());
 }
 
-TEST_P(EachKeyTest, PermissionsAndModeBitsAreStoredAsTheyAre) {
+TEST_P(EachKeyTest, PermissionsAndModeBitsAreStoredUnchanged) {
   m_key->SetPermissions(0xFFFFFFFF);
   m_key->SetModeBits(7);
   EXPECT_EQ(0xFFFFFFFFU, m_key->GetPermissions());
@@ -141,7 +141,7 @@ TEST_P(EachKeyTest, PermissionsAndModeBitsAreStoredAsTheyAre) {
   EXPECT_EQ(GetParam().bitsAtFirst, m_key->GetBlockLength());
 }
 
-TEST_P(EachKeyTest, PaddingIsThatOfPkcs5OrRefused) {
+TEST_P(EachKeyTest, OnlyPkcs5PaddingIsAccepted) {
   m_key->SetPadding(1);
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "Only supports PKCS5_PADDING", m_key->SetPadding(2));
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_FLAGS), "Only supports PKCS5_PADDING", m_key->SetPadding(0));
@@ -150,7 +150,7 @@ TEST_P(EachKeyTest, PaddingIsThatOfPkcs5OrRefused) {
 
 // --- Modes
 
-TEST_P(EachKeyTest, CbcBringsAnIVOfZeros) {
+TEST_P(EachKeyTest, CbcStartsWithAnIVOfZeros) {
   m_key->SetMode(kCbc);
   EXPECT_EQ(kCbc, m_key->GetMode());
   EXPECT_EQ(GetParam().blockBits, m_key->GetBlockLength());
@@ -159,7 +159,7 @@ TEST_P(EachKeyTest, CbcBringsAnIVOfZeros) {
   EXPECT_EQ(GetParam().ivLength, IVLength());
 }
 
-TEST_P(EachKeyTest, EcbTakesTheIVAway) {
+TEST_P(EachKeyTest, EcbRemovesTheIV) {
   m_key->SetMode(kCbc);
   m_key->SetMode(kEcb);
   EXPECT_EQ(kEcb, m_key->GetMode());
@@ -170,7 +170,7 @@ TEST_P(EachKeyTest, EcbTakesTheIVAway) {
   EXPECT_EQ(CbcWith(GetParam().zeros), NextMechanism());
 }
 
-TEST_P(EachKeyTest, OfbAndCfbRunAsCbcAndTellFeedbackBits) {
+TEST_P(EachKeyTest, OfbAndCfbRunAsCbcAndReportFeedbackBits) {
   for (const DWORD mode : {kOfb, kCfb}) {
     m_key->SetMode(mode);
     EXPECT_EQ(mode, m_key->GetMode());
@@ -180,7 +180,7 @@ TEST_P(EachKeyTest, OfbAndCfbRunAsCbcAndTellFeedbackBits) {
   }
 }
 
-TEST_P(EachKeyTest, AnIVStaysFromOneChainingModeToTheNext) {
+TEST_P(EachKeyTest, AnIVIsKeptBetweenChainingModes) {
   m_key->SetMode(kCbc);
   m_key->SetIV(CountedIV().data(), GetParam().ivLength);
   for (const DWORD mode : {kCfb, kOfb, kCbc}) {
@@ -189,7 +189,7 @@ TEST_P(EachKeyTest, AnIVStaysFromOneChainingModeToTheNext) {
   }
 }
 
-TEST_P(EachKeyTest, AModeOverwritesModeBitsThatWereSet) {
+TEST_P(EachKeyTest, SettingAModeOverwritesTheModeBits) {
   m_key->SetModeBits(7);
   m_key->SetMode(kEcb);
   EXPECT_EQ(GetParam().blockBits, m_key->GetModeBits());
@@ -197,7 +197,7 @@ TEST_P(EachKeyTest, AModeOverwritesModeBitsThatWereSet) {
 
 class EachDESKeyTest : public EachKeyTest {};
 
-TEST_P(EachDESKeyTest, AnUnknownModeIsStoredAndChangesNothing) {
+TEST_P(EachDESKeyTest, AnUnknownModeIsStoredAndChangesNothingElse) {
   m_key->SetMode(kCbc);
   m_key->SetIV(CountedIV().data(), 8);
   for (const DWORD mode : {7U, 0U, 5U, 0xFFFFFFFFU}) {
@@ -220,7 +220,7 @@ TEST_F(KeyTest, AnUnknownModeOfAesIsStoredAndRefused) {
 
 // --- The IV
 
-TEST_P(EachKeyTest, AnIVOfTheBlocksLengthGoesToTheModule) {
+TEST_P(EachKeyTest, AnIVOfTheBlockLengthReachesTheModule) {
   m_key->SetMode(kCbc);
   m_key->SetIV(CountedIV().data(), GetParam().ivLength);
   EXPECT_EQ(CbcWith(CountedText()), NextMechanism());
@@ -246,20 +246,20 @@ TEST_P(EachKeyTest, AnIVThatIsSetInEcbDoesNotReachTheModule) {
   EXPECT_EQ(CbcWith(CountedText()), NextMechanism());
 }
 
-TEST_P(EachKeyTest, AskingForTheLengthOfTheIVTurnsEcbIntoCbc) {
+TEST_P(EachKeyTest, AskingForTheIVLengthSwitchesEcbToCbc) {
   m_key->SetMode(kEcb);
   EXPECT_EQ(GetParam().ivLength, IVLength());
   EXPECT_EQ(kCbc, m_key->GetMode());
   EXPECT_EQ(CbcWith(GetParam().zeros), NextMechanism());
 }
 
-TEST_P(EachKeyTest, AskingForTheLengthOfTheIVGivesANewKeyItsMode) {
+TEST_P(EachKeyTest, AskingForTheIVLengthSetsANewKeyToCbc) {
   EXPECT_EQ(GetParam().ivLength, IVLength());
   EXPECT_EQ(kCbc, m_key->GetMode());
   EXPECT_EQ(GetParam().blockBits, m_key->GetBlockLength());
 }
 
-TEST_P(EachKeyTest, ReadingTheIVMakesTheCallersBytesTheIV) {
+TEST_P(EachKeyTest, ReadingTheIVSetsItToTheCallersBytes) {
   m_key->SetMode(kCbc);
   Bytes buffer = Counting(32, 1);
   DWORD length = 32;
@@ -269,7 +269,7 @@ TEST_P(EachKeyTest, ReadingTheIVMakesTheCallersBytesTheIV) {
   EXPECT_EQ(CbcWith(CountedText()), NextMechanism());
 }
 
-TEST_P(EachKeyTest, ReadingTheIVIntoABufferOfItsLengthLeavesLengthAndBytes) {
+TEST_P(EachKeyTest, ReadingTheIVIntoAnExactBufferChangesNeitherBytesNorLength) {
   Bytes buffer = CountedIV();
   DWORD length = GetParam().ivLength;
   m_key->GetIV(buffer.data(), &length);
@@ -278,7 +278,7 @@ TEST_P(EachKeyTest, ReadingTheIVIntoABufferOfItsLengthLeavesLengthAndBytes) {
   EXPECT_EQ(CbcWith(CountedText()), NextMechanism());
 }
 
-TEST_P(EachKeyTest, ReadingTheIVIntoTooSmallABufferTellsItsLength) {
+TEST_P(EachKeyTest, ReadingTheIVIntoATooSmallBufferReturnsItsLength) {
   m_key->SetMode(kCbc);
   Bytes buffer = CountedIV();
   DWORD length = GetParam().ivLength - 1;
@@ -290,7 +290,7 @@ TEST_P(EachKeyTest, ReadingTheIVIntoTooSmallABufferTellsItsLength) {
 
 // --- The salt
 
-TEST_P(EachKeyTest, WithoutASaltThereIsNoLength) {
+TEST_P(EachKeyTest, WithoutASaltItsLengthCannotBeRead) {
   DWORD length = 4711;
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEY_STATE), "Salt does not exist", m_key->GetSalt(nullptr, &length));
   EXPECT_EQ(4711U, length);
@@ -315,7 +315,7 @@ TEST_P(EachKeyTest, SaltIsAppended) {
   EXPECT_EQ(5U, length);
 }
 
-TEST_P(EachKeyTest, ReadingTheSaltLeavesBufferAndLength) {
+TEST_P(EachKeyTest, ReadingTheSaltChangesNeitherBufferNorLength) {
   m_key->AddSalt(Bytes(3, 0xEE).data(), 3);
   Bytes buffer = Counting(4, 1);
   DWORD length = 4;
@@ -324,7 +324,7 @@ TEST_P(EachKeyTest, ReadingTheSaltLeavesBufferAndLength) {
   EXPECT_EQ(4U, length);
 }
 
-TEST_P(EachKeyTest, ReadingTheSaltIntoTooSmallABufferTellsItsLength) {
+TEST_P(EachKeyTest, ReadingTheSaltIntoATooSmallBufferReturnsItsLength) {
   m_key->AddSalt(Bytes(3).data(), 3);
   BYTE buffer[2] = {};
   DWORD length = 2;
@@ -356,7 +356,7 @@ TEST_P(EachKeyTest, NothingIsPadded) {
   EXPECT_CRYPTOKI_ERROR(CKR_DATA_LEN_RANGE, Encrypt(Bytes(15)));
 }
 
-TEST_P(EachKeyTest, AQuestionForTheEncryptedLengthLeavesTheIV) {
+TEST_P(EachKeyTest, AskingForTheEncryptedLengthKeepsTheIV) {
   m_key->SetMode(kCbc);
   m_key->SetIV(CountedIV().data(), GetParam().ivLength);
   DWORD length = 0;
@@ -367,7 +367,7 @@ TEST_P(EachKeyTest, AQuestionForTheEncryptedLengthLeavesTheIV) {
   EXPECT_EQ(CbcWith(CountedText()), NextMechanism());
 }
 
-TEST_P(EachKeyTest, AFailedEncryptionLeavesTheIV) {
+TEST_P(EachKeyTest, AFailedEncryptionKeepsTheIV) {
   m_key->SetMode(kCbc);
   m_key->SetIV(CountedIV().data(), GetParam().ivLength);
   for (const char* entry : {"C_EncryptInit", "C_Encrypt"}) {
@@ -378,7 +378,7 @@ TEST_P(EachKeyTest, AFailedEncryptionLeavesTheIV) {
   EXPECT_EQ(kCbc, m_key->GetMode());
 }
 
-TEST_P(EachKeyTest, ABufferThatIsTooSmallIsTheModulesMatter) {
+TEST_P(EachKeyTest, ATooSmallBufferIsRefusedByTheModule) {
   m_key->SetMode(kCbc);
   EXPECT_CRYPTOKI_ERROR(CKR_BUFFER_TOO_SMALL, Encrypt(Bytes(32), 16));
 }
@@ -388,12 +388,12 @@ TEST_P(EachDESKeyTest, TwoEncryptionsChainOnTheLastBlock) {
   Encrypt(Counting(16, 0));
   m_module->ForgetCalls();
   Encrypt(Bytes(8));
-  // 08 to 0F, turned.
+  // 08 to 0F, XORed with 0x5A.
   EXPECT_EQ("C_EncryptInit(1, " + CbcWith("5253505156575455") + ", 1)", m_module->TakeCalls().front());
   EXPECT_EQ(CbcWith("5A5A5A5A5A5A5A5A"), NextMechanism());
 }
 
-TEST_F(KeyTest, AnAesKeyChainsOnHalfABlockAndTheBytesBehindIt) {
+TEST_F(KeyTest, AnAesKeysIVIsTheLastHalfBlockAndTheBytesAfterIt) {
   UseAES();
   Bytes out = Counting(40, 0xA0);
   DWORD length = 40;
@@ -402,19 +402,19 @@ TEST_F(KeyTest, AnAesKeyChainsOnHalfABlockAndTheBytesBehindIt) {
   EXPECT_EQ("CKM_AES_CBC with 5253505156575455B0B1B2B3B4B5B6B7", NextMechanism());
 }
 
-TEST_F(KeyTest, OfBytesBehindTheBufferAnAesKeysIVTakesZeros) {
+TEST_F(KeyTest, AnAesKeysIVHasZerosForBytesPastTheBuffer) {
   UseAES();
   Encrypt(Counting(16, 0), 16);
   EXPECT_EQ("CKM_AES_CBC with 52535051565754550000000000000000", NextMechanism());
 }
 
-TEST_F(KeyTest, OfABufferThatEndsWithinTheIVItTakesWhatIsThere) {
+TEST_F(KeyTest, WhenTheBufferEndsWithinAnAesKeysIVTheRestIsZero) {
   UseAES();
   Encrypt(Counting(16, 0), 19);
   EXPECT_EQ("CKM_AES_CBC with 5253505156575455EEEEEE0000000000", NextMechanism());
 }
 
-// Encrypts the first half of what it is given.
+// Encrypts only the first half of its input.
 class HalvingModule : public ScriptedModule {
  public:
   CK_RV C_Encrypt(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen, CK_BYTE_PTR out,
@@ -423,7 +423,7 @@ class HalvingModule : public ScriptedModule {
   }
 };
 
-TEST_F(KeyTest, InPlaceAnAesKeysIVReachesToTheEndOfTheInput) {
+TEST_F(KeyTest, EncryptingInPlaceAnAesKeysIVReadsToTheEndOfTheInput) {
   m_module = boost::make_shared<HalvingModule>();
   const CK_OBJECT_HANDLE object = m_module->InsertToken("Reader A").Add(SecretKeyObject(CKK_AES, Bytes(16)));
   Token token(0);
@@ -438,30 +438,30 @@ TEST_F(KeyTest, InPlaceAnAesKeysIVReachesToTheEndOfTheInput) {
   EXPECT_EQ("CKM_AES_CBC with 52535051565754551011121314151617", NextMechanism());
 }
 
-TEST_F(KeyTest, EncryptionInPlaceGivesTheSameBytes) {
+TEST_F(KeyTest, EncryptionInPlaceProducesTheSameBytes) {
   UseDES();
   Bytes data = Counting(16, 0);
   DWORD length = 16;
   m_key->Encrypt(data.data(), 16, data.data(), &length);
-  Bytes turned = Counting(16, 0);
-  for (unsigned char& byte : turned) byte = static_cast<unsigned char>(byte ^ 0x5A);
-  EXPECT_EQ(turned, data);
+  Bytes expected = Counting(16, 0);
+  for (unsigned char& byte : expected) byte = static_cast<unsigned char>(byte ^ 0x5A);
+  EXPECT_EQ(expected, data);
   EXPECT_EQ("CKM_DES_CBC with 5253505156575455", NextMechanism());
 }
 
-TEST_P(EachKeyTest, AnOutputOfLessThanEightBytesLeavesTheIV) {
+TEST_P(EachKeyTest, AnOutputOfLessThanEightBytesKeepsTheIV) {
   m_key->SetMode(kCbc);
   m_key->SetIV(CountedIV().data(), GetParam().ivLength);
-  for (const CK_ULONG told : {CK_ULONG{0}, CK_ULONG{7}}) {
-    m_module->falsifyCount = [told](const std::string& entry, CK_ULONG& count) {
-      if (entry == "C_Encrypt") count = told;
+  for (const CK_ULONG reported : {CK_ULONG{0}, CK_ULONG{7}}) {
+    m_module->falsifyCount = [reported](const std::string& entry, CK_ULONG& count) {
+      if (entry == "C_Encrypt") count = reported;
     };
-    EXPECT_EQ(told, Encrypt(Bytes(16)).size());
+    EXPECT_EQ(reported, Encrypt(Bytes(16)).size());
     EXPECT_EQ(CbcWith(CountedText()), NextMechanism());
   }
 }
 
-TEST_P(EachKeyTest, ALengthOfTheModuleCountsUpToTheBuffer) {
+TEST_P(EachKeyTest, ALengthFromTheModuleIsLimitedToTheBuffer) {
   m_key->SetMode(kCbc);
   m_module->falsifyCount = [](const std::string& entry, CK_ULONG& count) {
     if (entry == "C_Encrypt" || entry == "C_Decrypt") count = 0xFFFFFFFF;
@@ -472,7 +472,7 @@ TEST_P(EachKeyTest, ALengthOfTheModuleCountsUpToTheBuffer) {
 
 // --- Decrypt
 
-TEST_P(EachKeyTest, TwoDecryptionsDoNotChainAndOnlyTheFirstHasTheIV) {
+TEST_P(EachKeyTest, TwoDecryptionsDoNotChainAndOnlyTheFirstUsesTheIV) {
   m_key->SetMode(kCbc);
   m_key->SetIV(CountedIV().data(), GetParam().ivLength);
   EXPECT_EQ(Bytes(16), Decrypt(Bytes(16, 0x5A)));
@@ -483,7 +483,7 @@ TEST_P(EachKeyTest, TwoDecryptionsDoNotChainAndOnlyTheFirstHasTheIV) {
   EXPECT_EQ(kCbc, m_key->GetMode());
 }
 
-TEST_P(EachKeyTest, BehindADecryptionANewIVIsUsedAgain) {
+TEST_P(EachKeyTest, AfterADecryptionANewIVIsUsed) {
   m_key->SetMode(kCbc);
   Decrypt(Bytes(16));
   EXPECT_EQ(GetParam().cbc, NextMechanism());
@@ -491,7 +491,7 @@ TEST_P(EachKeyTest, BehindADecryptionANewIVIsUsedAgain) {
   EXPECT_EQ(CbcWith(CountedText()), NextMechanism());
 }
 
-TEST_P(EachKeyTest, BehindADecryptionANewModeBringsAnIVOfZeros) {
+TEST_P(EachKeyTest, AfterADecryptionSettingTheModeSetsAnIVOfZeros) {
   m_key->SetMode(kCbc);
   m_key->SetIV(CountedIV().data(), GetParam().ivLength);
   Decrypt(Bytes(16));
@@ -499,7 +499,7 @@ TEST_P(EachKeyTest, BehindADecryptionANewModeBringsAnIVOfZeros) {
   EXPECT_EQ(CbcWith(GetParam().zeros), NextMechanism());
 }
 
-TEST_P(EachKeyTest, BehindADecryptionAskingForTheIVBringsOneOfZeros) {
+TEST_P(EachKeyTest, AfterADecryptionAskingForTheIVLengthSetsAnIVOfZeros) {
   m_key->SetMode(kCfb);
   Decrypt(Bytes(16));
   EXPECT_EQ(GetParam().ivLength, IVLength());
@@ -507,14 +507,14 @@ TEST_P(EachKeyTest, BehindADecryptionAskingForTheIVBringsOneOfZeros) {
   EXPECT_EQ(CbcWith(GetParam().zeros), NextMechanism());
 }
 
-TEST_P(EachKeyTest, EncryptionsBehindADecryptionDoNotChain) {
+TEST_P(EachKeyTest, EncryptionsAfterADecryptionDoNotChain) {
   m_key->SetMode(kCbc);
   Decrypt(Bytes(16));
   Encrypt(Bytes(16));
   EXPECT_EQ(GetParam().cbc, NextMechanism());
 }
 
-TEST_P(EachKeyTest, AQuestionForTheDecryptedLengthTakesTheIVAway) {
+TEST_P(EachKeyTest, AskingForTheDecryptedLengthRemovesTheIV) {
   m_key->SetMode(kCbc);
   DWORD length = 0;
   m_key->Decrypt(Bytes(32).data(), 32, nullptr, &length);
@@ -522,7 +522,7 @@ TEST_P(EachKeyTest, AQuestionForTheDecryptedLengthTakesTheIVAway) {
   EXPECT_EQ(GetParam().cbc, NextMechanism());
 }
 
-TEST_P(EachKeyTest, AFailedDecryptionLeavesTheIV) {
+TEST_P(EachKeyTest, AFailedDecryptionKeepsTheIV) {
   m_key->SetMode(kCbc);
   m_key->SetIV(CountedIV().data(), GetParam().ivLength);
   for (const char* entry : {"C_DecryptInit", "C_Decrypt"}) {
@@ -543,7 +543,7 @@ TEST_P(EachKeyTest, EcbDecryptsWithoutAParameter) {
 
 // --- The value
 
-TEST_P(EachKeyTest, TheValueIsReadInOneCallAndTheLengthStays) {
+TEST_P(EachKeyTest, TheValueIsReadInOneCallAndTheLengthIsUnchanged) {
   Bytes value(40, 0xEE);
   DWORD length = 40;
   m_key->GetKeyValue(value.data(), &length);
@@ -554,14 +554,14 @@ TEST_P(EachKeyTest, TheValueIsReadInOneCallAndTheLengthStays) {
   EXPECT_EQ(Calls{"C_GetAttributeValue(1, 1, {CKA_VALUE[40]})"}, m_module->TakeCalls());
 }
 
-TEST_P(EachKeyTest, AskingForTheLengthOfTheValueTellsNothing) {
+TEST_P(EachKeyTest, AskingForTheLengthOfTheValueDoesNotReturnIt) {
   DWORD length = 5;
   m_key->GetKeyValue(nullptr, &length);
   EXPECT_EQ(5U, length);
   EXPECT_EQ(Calls{"C_GetAttributeValue(1, 1, {CKA_VALUE?})"}, m_module->TakeCalls());
 }
 
-TEST_P(EachKeyTest, AValueThatTheModuleKeepsIsTheModulesFailure) {
+TEST_P(EachKeyTest, ASensitiveValueFailsWithTheModulesResult) {
   Bytes value(40);
   DWORD length = 40;
   m_module->FailNext("C_GetAttributeValue", CKR_ATTRIBUTE_SENSITIVE);
@@ -578,7 +578,7 @@ TEST_P(EachKeyTest, TheTokensObjectIsDestroyed) {
   EXPECT_EQ(m_object, m_key->GetObjectHandle());
 }
 
-TEST_P(EachKeyTest, AFailingDestructionIsSwallowedAndTriedAgain) {
+TEST_P(EachKeyTest, AFailedDestructionIsIgnoredAndTheNextCallTriesAgain) {
   m_key->DestroyObject();
   m_key->DestroyObject();
   EXPECT_EQ((Calls{"C_DestroyObject(1, 1)", "C_DestroyObject(1, 1)"}), m_module->TakeCalls());
@@ -606,7 +606,7 @@ TEST_P(EachKeyTest, WithoutItsSessionAKeyDoesNothingOnTheToken) {
   EXPECT_EQ(Calls(), m_module->TakeCalls());
 }
 
-TEST_F(KeyTest, ASessionWithoutAModuleIsAFailureOfEncryptionsAndNothingToTheRest) {
+TEST_F(KeyTest, WithoutAModuleEncryptionAndDecryptionFailAndOtherCallsDoNothing) {
   const auto none = boost::make_shared<Session>();
   Use(m_factory.CreateSecretKey(CALG_DES, none.get(), 1));
   m_key->SetMode(kCbc);
@@ -619,9 +619,9 @@ TEST_F(KeyTest, ASessionWithoutAModuleIsAFailureOfEncryptionsAndNothingToTheRest
   EXPECT_EQ(Calls(), m_module->TakeCalls());
 }
 
-// --- Copies, and the class by itself
+// --- Copies, and the base class
 
-TEST_F(KeyTest, ACopyHasEverythingButTheParameter) {
+TEST_F(KeyTest, ACopyHasEverythingExceptTheParameter) {
   UseDES();
   m_key->SetIV(Counting(8, 1).data(), 8);
   m_key->SetPermissions(5);
@@ -644,7 +644,7 @@ TEST_F(KeyTest, ACopyHasEverythingButTheParameter) {
   EXPECT_EQ("CKM_DES_CBC", NextMechanism());
 }
 
-TEST_F(KeyTest, AnAssignmentLeavesTheParameterToTheKeyThatTakes) {
+TEST_F(KeyTest, AfterAnAssignmentTheTargetDecidesWhetherThereIsAParameter) {
   UseDES();
   m_key->SetIV(Counting(8, 1).data(), 8);
   const auto source = m_key;
@@ -659,7 +659,7 @@ TEST_F(KeyTest, AnAssignmentLeavesTheParameterToTheKeyThatTakes) {
   EXPECT_EQ("CKM_DES_CBC with 0102030405060708", NextMechanism());
 }
 
-TEST_F(KeyTest, AModeCutsAnIVThatIsTooLongAtItsEnd) {
+TEST_F(KeyTest, SettingAModeTruncatesAnIVThatIsTooLong) {
   UseAES();
   m_key->SetIV(Counting(16, 1).data(), 16);
   const auto key = boost::make_shared<CDESKey>();
@@ -669,7 +669,7 @@ TEST_F(KeyTest, AModeCutsAnIVThatIsTooLongAtItsEnd) {
   EXPECT_EQ("CKM_DES_CBC with 0102030405060708", NextMechanism());
 }
 
-TEST_F(KeyTest, AModeLengthensAnIVThatIsTooShortWithZeros) {
+TEST_F(KeyTest, SettingAModePadsAnIVThatIsTooShortWithZeros) {
   UseDES();
   m_key->SetIV(Counting(8, 1).data(), 8);
   const auto key = boost::make_shared<CAES_128Key>();
@@ -679,7 +679,7 @@ TEST_F(KeyTest, AModeLengthensAnIVThatIsTooShortWithZeros) {
   EXPECT_EQ("CKM_AES_CBC with 01020304050607080000000000000000", NextMechanism());
 }
 
-TEST_F(KeyTest, ThePlainClassStoresWhatItIsGiven) {
+TEST_F(KeyTest, TheBaseClassStoresWhatItIsGiven) {
   CCSPSecretKey key;
   EXPECT_EQ(1U, key.GetPadding());
   EXPECT_EQ(0U, key.GetMode());
@@ -697,7 +697,7 @@ TEST_F(KeyTest, ThePlainClassStoresWhatItIsGiven) {
   EXPECT_EQ(0U, key.GetModeBits());
 }
 
-TEST_F(KeyTest, ThePlainClassTakesAnIVOfAnyLengthAndOfNone) {
+TEST_F(KeyTest, TheBaseClassAcceptsAnIVOfAnyLengthAndNull) {
   CCSPSecretKey key;
   key.SetIV(Counting(5, 1).data(), 5);
   DWORD length = 0;

@@ -21,7 +21,7 @@ class CImportedPublicKeyListTest : public ::testing::Test {
     m_module.ForgetCalls();
   }
 
-  // A public key that is an object of the session.
+  // A public key that is a session object.
   PublicKey MakeKey() {
     const std::list<Attribute> attributes = {
         MakeAttribute(CKA_CLASS, Number(CKO_PUBLIC_KEY)), MakeAttribute(CKA_KEY_TYPE, Number(CKK_RSA)),
@@ -37,7 +37,7 @@ class CImportedPublicKeyListTest : public ::testing::Test {
   CImportedPublicKeyList m_list;
 };
 
-TEST_F(CImportedPublicKeyListTest, AnEmptyListHasNoKeyAndCallsNothing) {
+TEST_F(CImportedPublicKeyListTest, AnEmptyListHasNoKeyAndMakesNoCalls) {
   EXPECT_EQ(nullptr, m_list.GetKey(0));
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
@@ -54,7 +54,7 @@ TEST_F(CImportedPublicKeyListTest, TwoKeysGetDifferentIds) {
   EXPECT_NE(m_list.AddKey(MakeKey()), m_list.AddKey(MakeKey()));
 }
 
-TEST_F(CImportedPublicKeyListTest, ADrawnIdThatIsTakenIsDrawnAgain) {
+TEST_F(CImportedPublicKeyListTest, AnIdThatIsTakenIsGeneratedAgain) {
   std::srand(7);
   const DWORD first = m_list.AddKey(MakeKey());
   const DWORD expected = static_cast<DWORD>(std::rand()) % 0xFFFFFF;
@@ -63,7 +63,7 @@ TEST_F(CImportedPublicKeyListTest, ADrawnIdThatIsTakenIsDrawnAgain) {
   EXPECT_NE(first, expected);
 }
 
-TEST_F(CImportedPublicKeyListTest, RemovingAnUnknownIdLeavesTheListAndTheTokenAlone) {
+TEST_F(CImportedPublicKeyListTest, RemovingAnUnknownIdChangesNeitherTheListNorTheToken) {
   m_list.RemoveKey(5);
   const DWORD id = m_list.AddKey(MakeKey());
   m_list.RemoveKey(id + 1);
@@ -71,14 +71,14 @@ TEST_F(CImportedPublicKeyListTest, RemovingAnUnknownIdLeavesTheListAndTheTokenAl
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CImportedPublicKeyListTest, ARemovedKeyIsGoneFromTheTokenAndFromTheList) {
+TEST_F(CImportedPublicKeyListTest, ARemovedKeyIsDeletedFromTheTokenAndTheList) {
   const DWORD id = m_list.AddKey(MakeKey());
   m_list.RemoveKey(id);
   EXPECT_EQ(Calls{"C_DestroyObject(1, 1)"}, m_module.TakeCalls());
   EXPECT_EQ(nullptr, m_list.GetKey(id));
 }
 
-TEST_F(CImportedPublicKeyListTest, OtherKeysStay) {
+TEST_F(CImportedPublicKeyListTest, RemovingAKeyKeepsTheOthers) {
   const DWORD first = m_list.AddKey(MakeKey());
   const DWORD second = m_list.AddKey(MakeKey());
   m_list.RemoveKey(second);
@@ -88,14 +88,14 @@ TEST_F(CImportedPublicKeyListTest, OtherKeysStay) {
   EXPECT_EQ(1U, m_list.GetKey(first)->GetHandle());
 }
 
-TEST_F(CImportedPublicKeyListTest, AKeyThatTheTokenKeepsStaysInTheList) {
+TEST_F(CImportedPublicKeyListTest, AKeyThatTheTokenDoesNotDeleteStaysInTheList) {
   const DWORD id = m_list.AddKey(MakeKey());
   m_module.FailNext("C_DestroyObject", CKR_DEVICE_ERROR);
   EXPECT_CRYPTOKI_ERROR(CKR_DEVICE_ERROR, m_list.RemoveKey(id));
   EXPECT_NE(nullptr, m_list.GetKey(id));
 }
 
-TEST_F(CImportedPublicKeyListTest, TheEndOfAListLeavesTheTokenAlone) {
+TEST_F(CImportedPublicKeyListTest, DestroyingAListLeavesTheTokenAlone) {
   {
     CImportedPublicKeyList list;
     list.AddKey(MakeKey());
@@ -103,7 +103,7 @@ TEST_F(CImportedPublicKeyListTest, TheEndOfAListLeavesTheTokenAlone) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST(ImportedPublicKeyTest, WithoutBeingAddedAKeyIsNotValid) {
+TEST(ImportedPublicKeyTest, AKeyThatWasNotAddedIsNotValid) {
   ImportedPublicKey key;
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_KEY_STATE), "Public Key state is invalid", key.GetPublicKey());
   key.SetPublicKey(PublicKey());

@@ -35,7 +35,7 @@ TEST(PendingMessageTest, PiecesOfAnySizeKeepTheirOrder) {
   EXPECT_EQ(all, Whole(message));
 }
 
-TEST(PendingMessageTest, NothingIsAddedByNullOrByALengthOfZero) {
+TEST(PendingMessageTest, ANullPointerOrALengthOfZeroAddsNothing) {
   PendingMessage message;
   message.Append(nullptr, 5);
   message.Append(CountingArray(1).data(), 0);
@@ -43,7 +43,7 @@ TEST(PendingMessageTest, NothingIsAddedByNullOrByALengthOfZero) {
   EXPECT_EQ(nullptr, message.Whole());
 }
 
-TEST(PendingMessageTest, MoreCanBeAddedAfterItWasTakenWhole) {
+TEST(PendingMessageTest, MoreCanBeAddedAfterReadingItWhole) {
   const Array all = CountingArray(1000);
   PendingMessage message;
   message.Append(all.data(), 700);
@@ -52,7 +52,7 @@ TEST(PendingMessageTest, MoreCanBeAddedAfterItWasTakenWhole) {
   EXPECT_EQ(all, Whole(message));
 }
 
-TEST(PendingMessageTest, ACopyIsItsOwn) {
+TEST(PendingMessageTest, ACopyIsIndependent) {
   const Array all = CountingArray(1000);
   PendingMessage message;
   message.Append(all.data(), 600);
@@ -68,7 +68,7 @@ TEST(PendingMessageTest, ACopyIsItsOwn) {
   EXPECT_EQ(600U, copy.Length());
 }
 
-TEST(PendingMessageTest, ItsMemoryIsWipedWhenItGoes) {
+TEST(PendingMessageTest, ClearWipesItsMemory) {
   for (const std::size_t length : {std::size_t{100}, std::size_t{64} * 1024}) {
     PendingMessage message;
     message.Append(CountingArray(length).data(), length);
@@ -79,7 +79,7 @@ TEST(PendingMessageTest, ItsMemoryIsWipedWhenItGoes) {
   }
 }
 
-TEST(PendingMessageTest, ALongMessageIsNoBlockOfTheHeap) {
+TEST(PendingMessageTest, ALongMessageIsNotOnTheHeap) {
   const Array all = CountingArray(64 * 1024 + 1);
   PendingMessage message;
   message.Append(all.data(), all.size());
@@ -88,8 +88,8 @@ TEST(PendingMessageTest, ALongMessageIsNoBlockOfTheHeap) {
   EXPECT_FALSE(watch.WasReleased());
 }
 
-// The memory of a long message grows by a mebibyte.
-TEST(PendingMessageTest, AMessageOfOneByteMoreThanItsMemoryHasIsWhole) {
+// The memory of a long message grows in steps of a mebibyte.
+TEST(PendingMessageTest, AMessageOneByteLongerThanItsMemoryStaysWhole) {
   const Array all = CountingArray((1U << 20U) + 1);
   PendingMessage message;
   message.Append(all.data(), all.size());

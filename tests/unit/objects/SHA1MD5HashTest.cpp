@@ -41,7 +41,7 @@ TEST_F(SHA1MD5HashTest, ANewHashHasNoDataToHash) {
                        Make(CALG_SSL3_SHAMD5)->GetHash(nullptr, &m_length));
 }
 
-TEST_F(SHA1MD5HashTest, AMessageOfMoreThan32BitsOfLengthIsNoDataToHash) {
+TEST_F(SHA1MD5HashTest, AMessageTooLongFor32BitsIsReportedAsNoDataToHash) {
   const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
   {
     const MessageLength length(*hash, std::size_t{1} << 32U);
@@ -52,14 +52,14 @@ TEST_F(SHA1MD5HashTest, AMessageOfMoreThan32BitsOfLengthIsNoDataToHash) {
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(SHA1MD5HashTest, WithoutASessionItSaysSo) {
+TEST_F(SHA1MD5HashTest, AMissingSessionIsReported) {
   const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
   m_session.reset();
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "SHA1-MD5 Hash: No Session assigned to Hash",
                        hash->GetHash(nullptr, &m_length));
 }
 
-TEST_F(SHA1MD5HashTest, AFailureOfTheTokenLeavesItOpen) {
+TEST_F(SHA1MD5HashTest, AFailureOfTheTokenLeavesTheHashOpen) {
   const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
   m_module->FailOnCall("C_DigestInit", 2, CKR_DEVICE_ERROR);
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "SHA1-MD5 Hash: Failed to Initialize Hash Operation",
@@ -69,7 +69,7 @@ TEST_F(SHA1MD5HashTest, AFailureOfTheTokenLeavesItOpen) {
   EXPECT_EQ(BothOf("abc"), ValueOf(*hash));
 }
 
-TEST_F(SHA1MD5HashTest, AFailureOfTheSecondDigestLeavesItOpenAndWithoutAValue) {
+TEST_F(SHA1MD5HashTest, AFailureOfTheSecondDigestLeavesTheHashOpenAndWithoutAValue) {
   const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
   m_module->FailOnCall("C_Digest", 2, CKR_DEVICE_REMOVED);
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), "SHA1-MD5 Hash: Failed to Initialize Hash Operation",
@@ -82,14 +82,14 @@ TEST_F(SHA1MD5HashTest, AFailureOfTheSecondDigestLeavesItOpenAndWithoutAValue) {
                        hash->GetHash(nullptr, &m_length));
 }
 
-TEST_F(SHA1MD5HashTest, AValueThatIsSetIsWhatIsSigned) {
+TEST_F(SHA1MD5HashTest, AValueThatIsSetIsSigned) {
   const auto hash = Make(CALG_SSL3_SHAMD5);
   hash->SetHash(Counting(36, 1).data(), 36);
   EXPECT_EQ(Counting(36, 1), PreSignDataOf(*hash));
   EXPECT_EQ(Calls(), m_module->TakeCalls());
 }
 
-TEST_F(SHA1MD5HashTest, FinishedWithoutAValueIsSaid) {
+TEST_F(SHA1MD5HashTest, AFinishedHashWithoutAValueIsReported) {
   const auto hash = Make(CALG_SSL3_SHAMD5);
   hash->SetFinished(1);
   EXPECT_CONTEXT_ERROR(Code(NTE_BAD_HASH_STATE), "SHA1-MD5 Hash: Hash was completed but no Hash Data Found",
@@ -105,18 +105,18 @@ TEST_F(SHA1MD5HashTest, ABufferOneByteTooSmallLeavesTheLengthAsGiven) {
   EXPECT_EQ(35U, m_length);
 }
 
-TEST_F(SHA1MD5HashTest, LengthsOfTheModuleCountUpToWhatWasAllocated) {
+TEST_F(SHA1MD5HashTest, LengthsFromTheModuleAreLimitedToTheAllocatedMemory) {
   m_module->falsifyCount = [](const std::string&, CK_ULONG& count) { count = 5000; };
   EXPECT_EQ(BothOf("abc"), ValueOf(*MakeOf(CALG_SSL3_SHAMD5, "abc")));
 }
 
-TEST_F(SHA1MD5HashTest, TheLengthIsTheSumOfTheTwo) {
+TEST_F(SHA1MD5HashTest, TheLengthIsTheSumOfBothDigests) {
   m_module->falsifyCount = [](const std::string&, CK_ULONG& count) { count -= 6; };
   EXPECT_EQ((Bytes{0, 0, 0, 3, 'a', 'b', 'c', 0, 0, 0, 0, 0, 0, 3, 'a', 'b', 'c', 0, 0, 0, 0, 0, 0, 0}),
             ValueOf(*MakeOf(CALG_SSL3_SHAMD5, "abc")));
 }
 
-TEST_F(SHA1MD5HashTest, ACopyHasAllButNameAndDigestLength) {
+TEST_F(SHA1MD5HashTest, ACopyHasEverythingExceptNameAndDigestLength) {
   const auto hash = MakeOf(CALG_SSL3_SHAMD5, "abc");
   SHA1MD5Hash copy(static_cast<const SHA1MD5Hash&>(*hash));
   EXPECT_EQ("", *copy.GetName());

@@ -15,7 +15,7 @@
 
 namespace {
 
-// Opens what is inside.
+// Makes the protected members accessible.
 class OpenCache : public CTELVOPINCache {
  public:
   using CTELVOPINCache::m_buffer;
@@ -31,7 +31,7 @@ class CTELVOPINCacheTest : public LogTest {
     m_cache.SetPINCache(reinterpret_cast<const BYTE*>(pin.data()), static_cast<DWORD>(pin.size()));
   }
 
-  // As a caller does it: the length first. "(none)" when no length came back.
+  // Reads the PIN as a caller does, its length first. "(none)" when no length is returned.
   std::string Fetch() {
     DWORD length = 0;
     m_cache.GetPINCache(nullptr, &length);
@@ -49,7 +49,7 @@ TEST_F(CTELVOPINCacheTest, StartsEmpty) {
   EXPECT_EQ("(none)", Fetch());
 }
 
-TEST_F(CTELVOPINCacheTest, HoldsAPinFromTheStoreOn) {
+TEST_F(CTELVOPINCacheTest, HoldsAPinOnceItIsStored) {
   Store("1234");
   EXPECT_EQ(1, m_cache.IsPINSet());
   EXPECT_EQ(Line("SetPINCache - ENTER") + Line("Checking PINCACHE registry key") + Line("PINCACHE is enabled") +
@@ -70,13 +70,13 @@ TEST_F(CTELVOPINCacheTest, ThereIsNoLimitOnTheLength) {
   EXPECT_EQ(pin, Fetch());
 }
 
-TEST_F(CTELVOPINCacheTest, APinMayHoldZeroBytes) {
+TEST_F(CTELVOPINCacheTest, APinMayContainZeroBytes) {
   const std::string pin("1\0\0002", 4);
   Store(pin);
   EXPECT_EQ(pin, Fetch());
 }
 
-TEST_F(CTELVOPINCacheTest, TheHeldBytesAreMaskedAndAsManyAsThePin) {
+TEST_F(CTELVOPINCacheTest, TheStoredBytesAreMaskedAndAsLongAsThePin) {
   Store("1234");
   ASSERT_EQ(4U, m_cache.m_length);
   for (int i = 0; i < 4; ++i) EXPECT_EQ("1234"[i] ^ m_cache.m_key[31], m_cache.m_buffer[i]);
@@ -94,12 +94,12 @@ TEST_F(CTELVOPINCacheTest, ALengthOfZeroStoresNothingAndKeepsTheOldPin) {
   EXPECT_EQ("1234", Fetch());
 }
 
-TEST_F(CTELVOPINCacheTest, NothingIsHeldAfterAnEmptyPinInAnEmptyCache) {
+TEST_F(CTELVOPINCacheTest, AnEmptyPinLeavesAnEmptyCacheEmpty) {
   Store("");
   EXPECT_EQ(0, m_cache.IsPINSet());
 }
 
-TEST_F(CTELVOPINCacheTest, ANewPinReplacesTheOldOneWhoseMemoryIsWiped) {
+TEST_F(CTELVOPINCacheTest, ANewPinReplacesAndWipesTheOldOne) {
   Store("1234");
   TakeLog();
   const HeapWatch old(m_cache.m_buffer.get(), 4);
@@ -113,7 +113,7 @@ TEST_F(CTELVOPINCacheTest, ANewPinReplacesTheOldOneWhoseMemoryIsWiped) {
   EXPECT_TRUE(old.WasWiped());
 }
 
-TEST_F(CTELVOPINCacheTest, AFetchWithTooSmallABufferReportsTheLengthAndDeliversNothing) {
+TEST_F(CTELVOPINCacheTest, AFetchWithATooSmallBufferReturnsTheLengthAndNoBytes) {
   Store("1234");
   TakeLog();
   BYTE out[3] = {'a', 'b', 'c'};
@@ -124,7 +124,7 @@ TEST_F(CTELVOPINCacheTest, AFetchWithTooSmallABufferReportsTheLengthAndDeliversN
   EXPECT_EQ(Line("GetPINCache - ENTER") + Line("Memory buffer is too small"), TakeLog());
 }
 
-TEST_F(CTELVOPINCacheTest, AFetchLeavesTheLengthOfALargerBufferAsItIs) {
+TEST_F(CTELVOPINCacheTest, AFetchLeavesTheLengthOfALargerBufferUnchanged) {
   Store("1234");
   BYTE out[8] = {'.', '.', '.', '.', '.', '.', '.', '.'};
   DWORD length = 8;
@@ -133,7 +133,7 @@ TEST_F(CTELVOPINCacheTest, AFetchLeavesTheLengthOfALargerBufferAsItIs) {
   EXPECT_EQ("1234....", std::string(out, out + 8));
 }
 
-TEST_F(CTELVOPINCacheTest, AFetchWithoutALengthDeliversNothing) {
+TEST_F(CTELVOPINCacheTest, AFetchWithoutALengthReturnsNothing) {
   Store("1234");
   TakeLog();
   BYTE out[4] = {};
@@ -142,7 +142,7 @@ TEST_F(CTELVOPINCacheTest, AFetchWithoutALengthDeliversNothing) {
   EXPECT_EQ(Line("GetPINCache - ENTER"), TakeLog());
 }
 
-TEST_F(CTELVOPINCacheTest, AClearedCacheSaysThatNoPinIsSetAndReportsNoLength) {
+TEST_F(CTELVOPINCacheTest, AClearedCacheLogsThatNoPinIsSetAndReturnsNoLength) {
   Store("1234");
   TakeLog();
   m_cache.ClearPINCache();
@@ -167,7 +167,7 @@ TEST_F(CTELVOPINCacheTest, ClearingWipesTheMemoryAndKeepsTheKey) {
   EXPECT_EQ("5678", Fetch());
 }
 
-TEST_F(CTELVOPINCacheTest, ASetCacheWithoutMemoryHasNoPin) {
+TEST_F(CTELVOPINCacheTest, ACacheMarkedAsSetButWithoutMemoryHasNoPin) {
   m_cache.m_set = 1;
   DWORD length = 77;
   m_cache.GetPINCache(nullptr, &length);
@@ -175,7 +175,7 @@ TEST_F(CTELVOPINCacheTest, ASetCacheWithoutMemoryHasNoPin) {
   EXPECT_EQ(Line("GetPINCache - ENTER") + Line("PIN cache is NULL"), TakeLog());
 }
 
-TEST_F(CTELVOPINCacheTest, ASetCacheWithMemoryOfLengthZeroFailsToDecrypt) {
+TEST_F(CTELVOPINCacheTest, ACacheMarkedAsSetWithALengthOfZeroFailsToDecrypt) {
   Store("1234");
   TakeLog();
   m_cache.m_length = 0;
@@ -217,7 +217,7 @@ TEST_F(PinCacheLocksTest, AHeldPinIsKeptOutOfThePageFile) {
   EXPECT_EQ((Calls{{"lock", Buffer(), 4}}), m_locks.TakeCalls());
 }
 
-TEST_F(PinCacheLocksTest, AQuestionForTheLengthLeavesThePinUnlockedUntilItIsFetched) {
+TEST_F(PinCacheLocksTest, AskingForTheLengthLeavesThePinUnlockedUntilItIsFetched) {
   Store("1234");
   m_locks.TakeCalls();
   DWORD length = 0;
@@ -228,7 +228,7 @@ TEST_F(PinCacheLocksTest, AQuestionForTheLengthLeavesThePinUnlockedUntilItIsFetc
   EXPECT_EQ((Calls{{"unlock", Buffer(), 4}, {"lock", Buffer(), 4}}), m_locks.TakeCalls());
 }
 
-TEST_F(PinCacheLocksTest, AFetchWithTooSmallABufferLeavesThePinUnlocked) {
+TEST_F(PinCacheLocksTest, AFetchWithATooSmallBufferLeavesThePinUnlocked) {
   Store("1234");
   m_locks.TakeCalls();
   BYTE out[3] = {};
@@ -262,7 +262,7 @@ TEST_F(PinCacheLocksTest, AClearedPinIsUnlockedOnce) {
   EXPECT_EQ((Calls{{"unlock", old, 4}}), m_locks.TakeCalls());
 }
 
-TEST_F(PinCacheLocksTest, APinIsUnlockedWithTheCacheItself) {
+TEST_F(PinCacheLocksTest, DestroyingTheCacheUnlocksThePin) {
   const void* buffer = nullptr;
   {
     OpenCache cache;
@@ -273,7 +273,7 @@ TEST_F(PinCacheLocksTest, APinIsUnlockedWithTheCacheItself) {
   EXPECT_EQ((Calls{{"unlock", buffer, 4}}), m_locks.TakeCalls());
 }
 
-TEST_F(CTELVOPINCacheTest, ASystemThatLocksNoMemoryCachesAllTheSame) {
+TEST_F(CTELVOPINCacheTest, APinIsCachedEvenIfMemoryCannotBeLocked) {
   MemoryLocks none(FALSE);
   Store("1234");
   EXPECT_EQ(1, m_cache.IsPINSet());
@@ -308,7 +308,7 @@ struct SwitchCase {
 
 class PinCacheSwitchTest : public CTELVOPINCacheTest, public ::testing::WithParamInterface<SwitchCase> {};
 
-TEST_P(PinCacheSwitchTest, IsReadAsANumberInText) {
+TEST_P(PinCacheSwitchTest, IsParsedAsADecimalNumber) {
   m_registry.SetValue(kProductKey, "PINCACHE", GetParam().type, GetParam().bytes);
   Store("1234");
   EXPECT_EQ(GetParam().enabled ? 1 : 0, m_cache.IsPINSet());
@@ -318,14 +318,14 @@ const SwitchCase kSwitchCases[] = {
     {"Zero", REG_SZ, std::string("0\0", 2), false},
     {"Word", REG_SZ, std::string("abc\0", 4), false},
     {"Empty", REG_SZ, std::string("\0", 1), false},
-    {"NumberBehindAWord", REG_SZ, std::string("a1\0", 3), false},
+    {"NumberAfterALetter", REG_SZ, std::string("a1\0", 3), false},
     {"One", REG_SZ, std::string("1\0", 2), true},
     {"Negative", REG_SZ, std::string("-1\0", 3), true},
-    {"BlankBeforeTheNumber", REG_SZ, std::string(" 2\0", 3), true},
-    {"ZeroWithOneBehind", REG_SZ, std::string("01\0", 3), true},
-    {"TextOfBinaryType", REG_BINARY, std::string("0\0", 2), false},
+    {"SpaceBeforeTheNumber", REG_SZ, std::string(" 2\0", 3), true},
+    {"ZeroBeforeTheNumber", REG_SZ, std::string("01\0", 3), true},
+    {"StringOfBinaryType", REG_BINARY, std::string("0\0", 2), false},
     {"DwordOne", REG_DWORD, std::string("\1\0\0\0", 4), false},
-    {"DwordThatReadsAsText", REG_DWORD, std::string("1\0\0\0", 4), true},
+    {"DwordThatReadsAsADigit", REG_DWORD, std::string("1\0\0\0", 4), true},
     {"ThirtyTwoBytesWithoutATerminator", REG_BINARY, std::string(32, '0'), false},
     {"LongerThanThirtyTwoBytes", REG_BINARY, std::string(33, '0'), true},
 };
@@ -339,7 +339,7 @@ TEST(PinCacheKeysTest, CachingIsOnWithoutAnyProductKey) {
   EXPECT_EQ(1, cache.IsPINSet());
 }
 
-TEST(PinCacheKeysTest, TheOlderProductKeysAreReadWhenTheNewerAreNotThere) {
+TEST(PinCacheKeysTest, TheOlderProductKeysAreReadWhenTheNewerAreMissing) {
   for (const char* key : {kOlderProductKey, kOldestProductKey}) {
     TestRegistry registry;
     registry.SetText(key, "PINCACHE", "0");
@@ -360,7 +360,7 @@ TEST(PinCacheKeysTest, TheFirstKeyThatOpensDecidesEvenWithoutTheValue) {
 
 // --- The transform
 
-TEST_F(CTELVOPINCacheTest, TheTransformAppliedTwiceGivesBackItsInput) {
+TEST_F(CTELVOPINCacheTest, TheTransformAppliedTwiceReturnsItsInput) {
   const BYTE pin[4] = {'1', '2', '3', '4'};
   BYTE masked[4] = {};
   BYTE plain[4] = {};
@@ -370,7 +370,7 @@ TEST_F(CTELVOPINCacheTest, TheTransformAppliedTwiceGivesBackItsInput) {
   EXPECT_EQ("1234", std::string(plain, plain + 4));
 }
 
-TEST_F(CTELVOPINCacheTest, TheTransformUsesTheLastByteOfTheKeyAlone) {
+TEST_F(CTELVOPINCacheTest, TheTransformUsesOnlyTheLastByteOfTheKey) {
   m_cache.m_key.fill(0xFF);
   m_cache.m_key[31] = 0x21;
   const BYTE source[2] = {0x00, 0x21};
@@ -381,7 +381,7 @@ TEST_F(CTELVOPINCacheTest, TheTransformUsesTheLastByteOfTheKeyAlone) {
   EXPECT_EQ(0x00, masked[1]);
 }
 
-TEST_F(CTELVOPINCacheTest, AMaskOfZeroLeavesThePINAsItIs) {
+TEST_F(CTELVOPINCacheTest, AMaskOfZeroLeavesThePINUnchanged) {
   m_cache.m_key[31] = 0;
   Store("1234");
   EXPECT_EQ("1234", std::string(m_cache.m_buffer.get(), m_cache.m_buffer.get() + 4));
@@ -396,14 +396,14 @@ TEST_F(CTELVOPINCacheTest, TheTransformWithoutSourceOrLengthIsAnInvalidParameter
   EXPECT_EQ(Code(NTE_INVALID_PARAMETER), m_cache.TransformPIN(source, 1, out, nullptr));
 }
 
-TEST_F(CTELVOPINCacheTest, TheTransformWithoutDestinationTellsTheLength) {
+TEST_F(CTELVOPINCacheTest, TheTransformWithoutDestinationReturnsTheLength) {
   const BYTE source[3] = {1, 2, 3};
   DWORD length = 99;
   EXPECT_EQ(0U, m_cache.TransformPIN(source, 3, nullptr, &length));
   EXPECT_EQ(3U, length);
 }
 
-TEST_F(CTELVOPINCacheTest, TheTransformIntoTooSmallADestinationTellsTheLength) {
+TEST_F(CTELVOPINCacheTest, TheTransformIntoATooSmallDestinationReturnsTheLength) {
   const BYTE source[3] = {1, 2, 3};
   BYTE out[2] = {7, 7};
   DWORD length = 2;
@@ -412,7 +412,7 @@ TEST_F(CTELVOPINCacheTest, TheTransformIntoTooSmallADestinationTellsTheLength) {
   EXPECT_EQ(7, out[0]);
 }
 
-TEST_F(CTELVOPINCacheTest, TheTransformLeavesALargerLengthAsItIs) {
+TEST_F(CTELVOPINCacheTest, TheTransformLeavesALargerLengthUnchanged) {
   const BYTE source[3] = {1, 2, 3};
   BYTE out[5] = {};
   DWORD length = 5;
@@ -422,12 +422,12 @@ TEST_F(CTELVOPINCacheTest, TheTransformLeavesALargerLengthAsItIs) {
 
 // --- The key
 
-TEST(PinCacheKeyTest, TheGeneratorIsSeededTwiceAndGivesTheKeyItsThirtyTwoBytes) {
+TEST(PinCacheKeyTest, TheGeneratorIsSeededTwiceAndFillsTheThirtyTwoBytesOfTheKey) {
   for (;;) {
     const std::time_t before = std::time(nullptr);
     const OpenCache cache;
     const int next = std::rand();
-    if (std::time(nullptr) != before) continue;  // the second changed in between: once more
+    if (std::time(nullptr) != before) continue;  // the second changed in between: try again
     std::srand(static_cast<unsigned>(before));
     std::srand(static_cast<unsigned>(std::rand()) * static_cast<unsigned>(before));
     for (const BYTE byte : cache.m_key) EXPECT_EQ(static_cast<BYTE>(std::rand()), byte);
@@ -438,7 +438,7 @@ TEST(PinCacheKeyTest, TheGeneratorIsSeededTwiceAndGivesTheKeyItsThirtyTwoBytes) 
 
 // --- Threads
 
-TEST(PinCacheThreadsTest, AFetchUnderOneHoldIsOnePinWhileAWatcherClears) {
+TEST(PinCacheThreadsTest, AFetchUnderTheLockReturnsOneWholePinWhileAWatcherClears) {
   const TestRegistry registry;
   CTELVOPINCache cache;
   constexpr int kRounds = 2000;

@@ -23,7 +23,7 @@ TEST_F(PINCacheManagerTest, AnUnknownReaderHasNoCacheAndGetsNone) {
   EXPECT_FALSE(m_manager.GetPINCache("Reader A"));
 }
 
-TEST_F(PINCacheManagerTest, TheFirstLoginOfACardMakesAnEmptyCache) {
+TEST_F(PINCacheManagerTest, TheFirstLoginOfACardCreatesAnEmptyCache) {
   const auto cache = m_manager.GetPINCache("Reader A", "0123");
   ASSERT_TRUE(cache);
   EXPECT_EQ(0, cache->IsPINSet());
@@ -34,7 +34,7 @@ TEST_F(PINCacheManagerTest, TheFirstLoginOfACardMakesAnEmptyCache) {
             TakeLog());
 }
 
-TEST_F(PINCacheManagerTest, TheSameCardFindsItsCacheAndLeavesNoExitLine) {
+TEST_F(PINCacheManagerTest, TheSameCardFindsItsCacheAndLogsNoExitLine) {
   const auto cache = m_manager.GetPINCache("Reader A", "0123");
   Store(*cache);
   TakeLog();
@@ -56,7 +56,7 @@ TEST_F(PINCacheManagerTest, TheWatcherFindsTheCacheByReaderAlone) {
             TakeLog());
 }
 
-TEST_F(PINCacheManagerTest, ASecondSerialOnAReaderPushesTheOldCacheOut) {
+TEST_F(PINCacheManagerTest, AnotherSerialNumberInAReaderReplacesTheOldCache) {
   const auto old = m_manager.GetPINCache("Reader A", "0123");
   Store(*old);
   TakeLog();
@@ -75,7 +75,7 @@ TEST_F(PINCacheManagerTest, ASecondSerialOnAReaderPushesTheOldCacheOut) {
   EXPECT_EQ(1, old->IsPINSet());
 }
 
-TEST_F(PINCacheManagerTest, TheFirstCardStartsAnewWhenItComesBackBehindAnother) {
+TEST_F(PINCacheManagerTest, ACardThatReturnsAfterAnotherOneGetsAnEmptyCache) {
   const auto first = m_manager.GetPINCache("Reader A", "0123");
   Store(*first);
   m_manager.GetPINCache("Reader A", "4567");
@@ -90,14 +90,14 @@ TEST_F(PINCacheManagerTest, AClearedCacheKeepsItsEntry) {
   EXPECT_EQ(cache, m_manager.GetPINCache("Reader A", "0123"));
 }
 
-TEST_F(PINCacheManagerTest, ReaderNamesAreComparedWithTheirCase) {
+TEST_F(PINCacheManagerTest, ReaderNamesAreCaseSensitive) {
   const auto upper = m_manager.GetPINCache("Reader A", "0123");
   EXPECT_NE(upper, m_manager.GetPINCache("reader a", "0123"));
   EXPECT_FALSE(m_manager.GetPINCache("Reader"));
   EXPECT_EQ(upper, m_manager.GetPINCache("Reader A"));
 }
 
-TEST_F(PINCacheManagerTest, EachReaderHasACacheOfItsOwn) {
+TEST_F(PINCacheManagerTest, EachReaderHasItsOwnCache) {
   const auto first = m_manager.GetPINCache("Reader A", "0123");
   const auto second = m_manager.GetPINCache("Reader B", "0123");
   EXPECT_NE(first, second);
@@ -105,7 +105,7 @@ TEST_F(PINCacheManagerTest, EachReaderHasACacheOfItsOwn) {
   EXPECT_EQ(second, m_manager.GetPINCache("Reader B", "0123"));
 }
 
-TEST_F(PINCacheManagerTest, ACacheOutlivesTheManagerInTheHandsOfAContext) {
+TEST_F(PINCacheManagerTest, ACacheOutlivesTheManagerWhileItIsReferenced) {
   boost::shared_ptr<CTELVOPINCache> cache;
   {
     PINCacheManager manager;

@@ -1,4 +1,4 @@
-// The registry of the host build, as a hand writes it.
+// The host build's registry, when its file is written by hand.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@ namespace {
 
 class RegistryTest : public ::testing::Test {
  protected:
-  // The result of reading VALUE when its line reads so; `m_bytes` takes the bytes.
+  // The result of reading VALUE when the file contains `line`. The bytes are then in `m_bytes`.
   LSTATUS Read(const std::string& line) {
     WriteFile(std::getenv("TELVO_REGISTRY"), "[Key]\n" + line + "\n");
     HKEY key = nullptr;
@@ -28,14 +28,14 @@ class RegistryTest : public ::testing::Test {
   std::string m_bytes;
 };
 
-TEST_F(RegistryTest, BytesAreWrittenInPairsOfDigits) {
+TEST_F(RegistryTest, BytesAreWrittenAsPairsOfDigits) {
   EXPECT_EQ(ERROR_SUCCESS, Read("VALUE=hex:0102fF"));
   EXPECT_EQ("\x01\x02\xFF", m_bytes);
   EXPECT_EQ(ERROR_SUCCESS, Read("VALUE=hex:"));
   EXPECT_EQ("", m_bytes);
 }
 
-TEST_F(RegistryTest, AValueThatCannotBeReadIsNotThere) {
+TEST_F(RegistryTest, AValueThatCannotBeParsedIsNotFound) {
   for (const char* line : {"VALUE=hex:zz", "VALUE=hex:0x", "VALUE=hex:010", "VALUE=text", "VALUE=other:01"}) {
     EXPECT_EQ(ERROR_FILE_NOT_FOUND, Read(line)) << line;
   }

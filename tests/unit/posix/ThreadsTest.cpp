@@ -14,7 +14,7 @@ struct Work {
   int ended = 0;
 };
 
-// Writes and sleeps in turns, for ever.
+// Writes and sleeps alternately, for ever.
 DWORD WriteAndSleep(LPVOID argument) {
   Work& work = *static_cast<Work*>(argument);
   while (true) {
@@ -27,7 +27,7 @@ DWORD WriteAndSleep(LPVOID argument) {
   }
 }
 
-TEST(PosixThreadsTest, ATerminatedThreadGoesOnToItsNextSleep) {
+TEST(PosixThreadsTest, ATerminatedThreadRunsUntilItsNextSleep) {
   for (int round = 0; round < 50; ++round) {
     Work work;
     const HANDLE thread = CreateThread(nullptr, 0, &WriteAndSleep, &work, 0, nullptr);
@@ -56,8 +56,8 @@ TEST(PosixThreadsTest, AThreadThatCatchesEverythingIsTerminatedAtItsNextSleep) {
   CloseHandle(event);
 }
 
-// As on Windows, where whoever could not make an event may still try to set it.
-TEST(PosixThreadsTest, NoEventIsNotSet) {
+// As on Windows: code that could not create an event may still try to set it.
+TEST(PosixThreadsTest, SettingANullEventFails) {
   SetLastError(0);
   EXPECT_FALSE(SetEvent(nullptr));
   EXPECT_EQ(ERROR_INVALID_HANDLE, GetLastError());

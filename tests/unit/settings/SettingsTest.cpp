@@ -11,7 +11,7 @@ constexpr const Setting& kPinCache = SettingNamed("PINCACHE");
 
 class SettingsTest : public ::testing::Test {
  protected:
-  // What counts when the registry holds `bytes` of `type`.
+  // The setting when the registry contains `bytes` of `type`.
   StoredSetting ReadWith(const Setting& setting, DWORD type, const std::string& bytes) {
     m_registry.SetValue(kProductKey, setting.name, type, bytes);
     return Settings().Read(setting);
@@ -52,7 +52,7 @@ TEST_F(SettingsTest, TheNewestKeyThatExistsIsRead) {
   EXPECT_STREQ("newest", Settings().Read(kLogFile).text);
 }
 
-TEST_F(SettingsTest, AValueMissingBelowTheNewestKeyIsNotLookedForBelowTheNext) {
+TEST_F(SettingsTest, AValueMissingUnderTheNewestKeyIsNotLookedForUnderTheNext) {
   m_registry.AddKey(kProductKey);
   m_registry.SetText(kOlderProductKey, "PINCACHE", "0");
   EXPECT_FALSE(Settings().Read(kPinCache).found);
@@ -61,7 +61,7 @@ TEST_F(SettingsTest, AValueMissingBelowTheNewestKeyIsNotLookedForBelowTheNext) {
 
 // --- A value
 
-TEST_F(SettingsTest, AValueComesWithItsTypeAndLength) {
+TEST_F(SettingsTest, AValueIsReadWithItsTypeAndLength) {
   const StoredSetting stored = ReadWith(kLogFile, "C:\\csp.log");
   EXPECT_TRUE(stored.IsUsed());
   EXPECT_EQ(DWORD{REG_SZ}, stored.type);
@@ -69,19 +69,19 @@ TEST_F(SettingsTest, AValueComesWithItsTypeAndLength) {
   EXPECT_STREQ("C:\\csp.log", stored.text);
 }
 
-TEST_F(SettingsTest, AnEmptyTextIsAValueOfItsOwn) {
+TEST_F(SettingsTest, AnEmptyStringIsAValue) {
   EXPECT_TRUE(ReadWith(kLogFile, "").IsUsed());
   EXPECT_TRUE(ReadWith(kPinCache, "").IsUsed());
   EXPECT_FALSE(Settings().IsOn(kPinCache));
 }
 
-TEST_F(SettingsTest, AValueOfItsLimitIsUsed) {
+TEST_F(SettingsTest, AValueAtItsLengthLimitIsUsed) {
   EXPECT_TRUE(ReadWith(kLog, REG_BINARY, std::string(31, '1')).IsOn());
   EXPECT_FALSE(ReadWith(kPinCache, REG_BINARY, std::string(32, '0')).IsOn());
   EXPECT_EQ(std::string(260, 'x'), ReadWith(kLogFile, REG_BINARY, std::string(260, 'x')).text);
 }
 
-TEST_F(SettingsTest, ALongerValueIsFoundButItsFallbackCounts) {
+TEST_F(SettingsTest, ALongerValueIsFoundButTheFallbackIsUsed) {
   const StoredSetting log = ReadWith(kLog, REG_BINARY, std::string(32, '1'));
   EXPECT_TRUE(log.found);
   EXPECT_TRUE(log.tooLong);
@@ -104,7 +104,7 @@ struct SwitchCase {
 
 class SwitchTextTest : public SettingsTest, public ::testing::WithParamInterface<SwitchCase> {};
 
-TEST_P(SwitchTextTest, IsReadAlikeForEverySwitch) {
+TEST_P(SwitchTextTest, IsReadTheSameWayForEverySwitch) {
   EXPECT_EQ(GetParam().on, ReadWith(kLog, GetParam().text).IsOn());
   EXPECT_EQ(GetParam().on, ReadWith(kPinCache, GetParam().text).IsOn());
 }
@@ -112,7 +112,7 @@ TEST_P(SwitchTextTest, IsReadAlikeForEverySwitch) {
 const SwitchCase kTexts[] = {
     {"Zero", "0", false},
     {"One", "1", true},
-    {"BlanksBeforeTheNumber", "  1", true},
+    {"SpacesBeforeTheNumber", "  1", true},
     {"LettersAfterTheNumber", "1abc", true},
     {"LettersAfterAZero", "0abc", false},
     {"LettersBeforeTheNumber", "a1", false},
@@ -124,9 +124,9 @@ const SwitchCase kTexts[] = {
 INSTANTIATE_TEST_SUITE_P(Texts, SwitchTextTest, ::testing::ValuesIn(kTexts),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// --- A switch of a number type: its four bytes are read as text, the lowest first.
+// --- A switch of a number type: its four bytes are read as a string, the lowest byte first.
 
-TEST_F(SettingsTest, TheTypeOfASwitchIsNotLookedAt) {
+TEST_F(SettingsTest, TheTypeOfASwitchIsIgnored) {
   EXPECT_FALSE(ReadWith(kLog, REG_DWORD, std::string("\1\0\0\0", 4)).IsOn());
   EXPECT_TRUE(ReadWith(kLog, REG_DWORD, std::string("1\0\0\0", 4)).IsOn());
   const StoredSetting pinCache = ReadWith(kPinCache, REG_DWORD, std::string("\1\0\0\0", 4));
@@ -141,21 +141,21 @@ bool IsOnAsNumber(DWORD number) {
   return stored.IsOn();
 }
 
-TEST(NumberTypedSwitchTest, OfTheNumbersBelow256OnlyTheDigitsOneToNineAreOn) {
+TEST(NumberTypedSwitchTest, Below256OnlyTheCodesOfTheDigitsOneToNineAreOn) {
   for (DWORD number = 0; number < 256; ++number)
     EXPECT_EQ(number >= '1' && number <= '9', IsOnAsNumber(number)) << number;
 }
 
-TEST(NumberTypedSwitchTest, AnyNumberWithSuchALowestByteIsOn) {
+TEST(NumberTypedSwitchTest, AnyNumberWithThoseCodesInItsLowestByteIsOn) {
   for (DWORD lowest = '1'; lowest <= '9'; ++lowest) EXPECT_TRUE(IsOnAsNumber(0xFFFFFF00U | lowest)) << lowest;
 }
 
-TEST(NumberTypedSwitchTest, BlanksASignAndZerosMayComeBeforeTheDigit) {
+TEST(NumberTypedSwitchTest, SpacesASignAndZerosMayPrecedeTheDigit) {
   EXPECT_TRUE(IsOnAsNumber(0x00003120));   // " 1"
   EXPECT_TRUE(IsOnAsNumber(0x0000392D));   // "-9"
   EXPECT_TRUE(IsOnAsNumber(0x00003130));   // "01"
   EXPECT_TRUE(IsOnAsNumber(0x31302B09));   // a tab, "+01"
-  EXPECT_FALSE(IsOnAsNumber(0x00313000));  // the zero byte ends the text
+  EXPECT_FALSE(IsOnAsNumber(0x00313000));  // the zero byte ends the string
   EXPECT_FALSE(IsOnAsNumber(0x00312D2D));  // "--1"
   EXPECT_FALSE(IsOnAsNumber(0x30303030));  // "0000"
 }

@@ -1,4 +1,4 @@
-// The test double keeps its own promises: what other tests build on is shown here.
+// The test double itself: the behaviour that other tests rely on.
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <thread>
@@ -27,7 +27,7 @@ class ScriptedModuleTest : public ::testing::Test {
   CK_SESSION_HANDLE m_session = 0;
 };
 
-TEST_F(ScriptedModuleTest, TheJournalKeepsTheOrderAndIsEmptyWhenTaken) {
+TEST_F(ScriptedModuleTest, TheJournalKeepsTheOrderAndTakingItEmptiesIt) {
   Logout();
   Login("1234");
   EXPECT_EQ((Calls{"C_Logout(1)", "C_LoginExtended(1, user 1, 1234)"}), m_module.TakeCalls());
@@ -44,21 +44,21 @@ TEST_F(ScriptedModuleTest, TheNthCallFailsWhateverItIs) {
   EXPECT_EQ(CKR_OK, Logout());
 }
 
-TEST_F(ScriptedModuleTest, FromTheNthCallOnEachFails) {
+TEST_F(ScriptedModuleTest, FromTheNthCallOnEveryCallFails) {
   m_module.FailAnyCall(2, CKR_DEVICE_ERROR, true);
   EXPECT_EQ(CKR_OK, Login("1234"));
   EXPECT_EQ(CK_RV{CKR_DEVICE_ERROR}, Logout());
   EXPECT_EQ(CK_RV{CKR_DEVICE_ERROR}, Login("1234"));
 }
 
-TEST_F(ScriptedModuleTest, TheOrderedCallFailsAndNoOther) {
+TEST_F(ScriptedModuleTest, OnlyTheChosenCallFails) {
   m_module.FailOnCall("C_Logout", 2, CKR_DEVICE_ERROR);
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, Logout());
   EXPECT_EQ(CKR_DEVICE_ERROR, Logout());
   EXPECT_EQ(CKR_USER_NOT_LOGGED_IN, Logout());
 }
 
-TEST_F(ScriptedModuleTest, SeveralOrdersForOneEntryCountFromWhenTheyAreGiven) {
+TEST_F(ScriptedModuleTest, FailuresChosenForOneEntryCountCallsFromTheRequest) {
   m_module.FailOnCall("C_Logout", 1, CKR_DEVICE_ERROR);
   m_module.FailOnCall("C_Logout", 3, CKR_HOST_MEMORY);
   EXPECT_EQ(CKR_DEVICE_ERROR, Logout());
@@ -66,7 +66,7 @@ TEST_F(ScriptedModuleTest, SeveralOrdersForOneEntryCountFromWhenTheyAreGiven) {
   EXPECT_EQ(CKR_HOST_MEMORY, Logout());
 }
 
-TEST_F(ScriptedModuleTest, AStandingOrderHoldsUntilItIsLifted) {
+TEST_F(ScriptedModuleTest, APermanentFailureLastsUntilItIsLifted) {
   m_module.FailAlways("C_Logout", CKR_DEVICE_ERROR);
   EXPECT_EQ(CKR_DEVICE_ERROR, Logout());
   EXPECT_EQ(CKR_DEVICE_ERROR, Logout());
@@ -94,7 +94,7 @@ TEST_F(ScriptedModuleTest, WrongPinsCountDownToTheLock) {
   EXPECT_EQ(CKR_PIN_LOCKED, Login("1234"));
 }
 
-TEST_F(ScriptedModuleTest, TheRightPinBringsAllTriesBack) {
+TEST_F(ScriptedModuleTest, TheRightPinRestoresAllTries) {
   Login("0");
   EXPECT_EQ(CKR_OK, Login("1234"));
   EXPECT_EQ(CKR_USER_ALREADY_LOGGED_IN, Login("1234"));
@@ -109,7 +109,7 @@ TEST_F(ScriptedModuleTest, PrivateKeysAreUsedOnlyAfterALogin) {
   EXPECT_EQ(CKR_OK, m_module.C_SignInit(m_session, &mechanism, key));
 }
 
-TEST_F(ScriptedModuleTest, TheDigestCanBeRead) {
+TEST_F(ScriptedModuleTest, TheDigestContainsItsMessage) {
   CK_MECHANISM mechanism = {CKM_MD5, nullptr, 0};
   CK_BYTE message[] = {'x', 'y'};
   CK_BYTE digest[16] = {};
@@ -119,7 +119,7 @@ TEST_F(ScriptedModuleTest, TheDigestCanBeRead) {
   EXPECT_EQ((Bytes{0, 0, 0, 2, 'x', 'y', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}), Bytes(digest, digest + 16));
 }
 
-TEST_F(ScriptedModuleTest, TheSignatureCanBeRead) {
+TEST_F(ScriptedModuleTest, TheSignatureContainsItsMessage) {
   const CK_OBJECT_HANDLE key = m_token.Add(PrivateKeyObject({1}, Counting(16, 0x81)));
   Login("1234");
   CK_MECHANISM mechanism = {CKM_RSA_PKCS, nullptr, 0};
@@ -132,7 +132,7 @@ TEST_F(ScriptedModuleTest, TheSignatureCanBeRead) {
             Bytes(signature, signature + 16));
 }
 
-TEST_F(ScriptedModuleTest, ASessionKeysPaddedModeAddsAndTakesItsBlock) {
+TEST_F(ScriptedModuleTest, ASessionKeysPaddedModeAddsAndRemovesPadding) {
   const CK_OBJECT_HANDLE key = m_token.Add(SecretKeyObject(CKK_DES3, Counting(24, 0)));
   CK_MECHANISM mechanism = {CKM_DES3_CBC_PAD, nullptr, 0};
   CK_BYTE message[] = {1, 2, 3};
@@ -155,7 +155,7 @@ TEST_F(ScriptedModuleTest, FinalizeEndsSessionsAndLogins) {
   EXPECT_FALSE(m_token.loggedIn);
 }
 
-TEST_F(ScriptedModuleTest, AnObjectOfASessionGoesWithItAndOneOfTheTokenStays) {
+TEST_F(ScriptedModuleTest, ClosingASessionRemovesItsObjectsAndKeepsTokenObjects) {
   for (const bool onToken : {false, true}) {
     CK_BBOOL flag = onToken ? CK_TRUE : CK_FALSE;
     CK_ATTRIBUTE attributes[] = {{CKA_TOKEN, &flag, sizeof(flag)}};
@@ -167,7 +167,7 @@ TEST_F(ScriptedModuleTest, AnObjectOfASessionGoesWithItAndOneOfTheTokenStays) {
   EXPECT_EQ(1U, m_token.objects.count(2));
 }
 
-TEST_F(ScriptedModuleTest, TheObjectsOfASessionGoWithAPulledCard) {
+TEST_F(ScriptedModuleTest, PullingTheCardRemovesTheObjectsOfASession) {
   CK_BBOOL no = CK_FALSE;
   CK_ATTRIBUTE attributes[] = {{CKA_TOKEN, &no, sizeof(no)}};
   CK_OBJECT_HANDLE object = 0;
@@ -177,7 +177,7 @@ TEST_F(ScriptedModuleTest, TheObjectsOfASessionGoWithAPulledCard) {
   EXPECT_EQ(0U, m_token.objects.size());
 }
 
-TEST_F(ScriptedModuleTest, ReadersOfOneNameHaveTokensOfTheirOwn) {
+TEST_F(ScriptedModuleTest, ReadersWithOneNameHaveSeparateTokens) {
   ScriptedToken& second = m_module.AddReader("Reader A");
   EXPECT_NE(&m_token, &second);
   EXPECT_EQ(&m_token, &m_module.InsertToken("Reader A"));

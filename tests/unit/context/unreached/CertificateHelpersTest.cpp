@@ -27,7 +27,7 @@ class CertificateHelpersTest : public LogTest {
   PCCERT_CONTEXT m_certificate = nullptr;
 };
 
-TEST_F(CertificateHelpersTest, NoContextIsNeither) {
+TEST_F(CertificateHelpersTest, ANullContextIsNeitherSelfSignedNorAnAuthority) {
   EXPECT_FALSE(IsSelfSigned(nullptr));
   EXPECT_FALSE(IsCACertificate(nullptr));
   EXPECT_EQ(Line("Checking Context") + Line("Checking Context"), TakeLog());
@@ -44,7 +44,7 @@ TEST_F(CertificateHelpersTest, ACertificateOfAnotherIssuerIsNotSelfSigned) {
             TakeLog());
 }
 
-TEST_F(CertificateHelpersTest, ACertificateWithAFalseSignatureIsNotSelfSigned) {
+TEST_F(CertificateHelpersTest, ACertificateWithAWrongSignatureIsNotSelfSigned) {
   Bytes forged = kRootCertificate;
   forged.back() ^= 1U;
   EXPECT_FALSE(IsSelfSigned(Context(forged)));
@@ -56,22 +56,22 @@ TEST_F(CertificateHelpersTest, BasicConstraintsMakeAnAuthority) {
   EXPECT_EQ(Searching() + Line("Decoding Object Len") + Line("Decoding Object"), TakeLog());
 }
 
-TEST_F(CertificateHelpersTest, BasicConstraintsMayDenyIt) {
+TEST_F(CertificateHelpersTest, BasicConstraintsMayDenyAnAuthority) {
   EXPECT_FALSE(IsCACertificate(Context(kFirstCertificate)));
   EXPECT_EQ(Searching() + Line("Decoding Object Len") + Line("Decoding Object"), TakeLog());
 }
 
-TEST_F(CertificateHelpersTest, WithoutBasicConstraintsItIsNone) {
+TEST_F(CertificateHelpersTest, WithoutBasicConstraintsThereIsNoAuthority) {
   EXPECT_FALSE(IsCACertificate(Context(kSecondCertificate)));
   EXPECT_EQ(Searching() + Line("Cert Extension Failed"), TakeLog());
 }
 
-TEST_F(CertificateHelpersTest, BasicConstraintsThatCannotBeReadMakeNone) {
+TEST_F(CertificateHelpersTest, BasicConstraintsThatCannotBeReadMakeNoAuthority) {
   EXPECT_FALSE(IsCACertificate(Context(kOddCertificate)));
   EXPECT_EQ(Searching() + Line("Decoding Object Len") + Line("Decoding Object Len Failed"), TakeLog());
 }
 
-TEST_F(CertificateHelpersTest, BasicConstraintsThatAreMeasuredAndCannotBeReadMakeNone) {
+TEST_F(CertificateHelpersTest, BasicConstraintsThatFailAfterTheirLengthMakeNoAuthority) {
   ScriptedCertStore platform;
   platform.RefuseFromCall("CryptDecodeObject", 2, 0x80093101);
   EXPECT_FALSE(IsCACertificate(Context(kRootCertificate)));

@@ -33,21 +33,21 @@ class CCLoginDlgTest : public LogTest {
     m_dialog.AttachPINCache(m_cache);
   }
 
-  // Runs the dialog with what the user does, and cancels it behind that if it is still open.
+  // Runs the dialog with the user's actions, then cancels it if it is still open.
   INT_PTR Run(const ScriptedDialogs::Script& script) {
     m_dialogs.OnNextThenCancel(script);
     return m_dialog.DoModal();
   }
 
-  // What arrives in the edit when these keys of the keyboard are clicked.
+  // The PIN in the edit after these keys of the on-screen keyboard are clicked.
   std::string Keys(const std::vector<int>& keys) {
-    std::string real;
+    std::string pin;
     Run([&](ScriptedDialog& dialog) {
       for (const int key : keys) dialog.Click(key);
       dialog.Click(kLogin);
-      real = m_session.pins.empty() ? "" : m_session.pins.back();
+      pin = m_session.pins.empty() ? "" : m_session.pins.back();
     });
-    return real;
+    return pin;
   }
 
   ScriptedDialogs m_dialogs;
@@ -58,7 +58,7 @@ class CCLoginDlgTest : public LogTest {
 
 // --- Opening
 
-TEST_F(CCLoginDlgTest, OpensWithoutKeyboardAndWithTheTogglesOfKeyboardAndRevealHidden) {
+TEST_F(CCLoginDlgTest, OpensWithTheKeyboardAndBothTogglesHidden) {
   EXPECT_EQ(2, Run([](ScriptedDialog& dialog) {
               EXPECT_EQ(106, dialog.GetResource());
               EXPECT_EQ("Enter PIN for TELVO Token", dialog.GetTitle());
@@ -78,7 +78,7 @@ TEST_F(CCLoginDlgTest, KeepsTheTitleOfTheTemplateForAnEmptyLabel) {
   Run([](ScriptedDialog& dialog) { EXPECT_EQ("Enter PIN for <Token Name>", dialog.GetTitle()); });
 }
 
-TEST_F(CCLoginDlgTest, ListsTheLabelsOfTheDigitsAndGivesThemToNoKey) {
+TEST_F(CCLoginDlgTest, ListsTheDigitLabelsButLabelsNoKey) {
   Run([this](ScriptedDialog& dialog) {
     EXPECT_EQ(10U, m_dialog.GetKeyLabels().size());
     EXPECT_STREQ(")", m_dialog.GetKeyLabels().front().first);
@@ -102,7 +102,7 @@ TEST_F(CCLoginDlgTest, ItsCancelButtonEndsWithTwo) {
 
 // --- Toggles
 
-TEST_F(CCLoginDlgTest, TheKeyboardTakesTwoHundredPixelsAndGivesTheFocusBackToTheEdit) {
+TEST_F(CCLoginDlgTest, TheKeyboardTakes200PixelsAndReturnsTheFocusToTheEdit) {
   Run([](ScriptedDialog& dialog) {
     dialog.Enable(kShowKeyboard, true);
     dialog.Show(kShowKeyboard, true);
@@ -145,7 +145,7 @@ TEST_F(CCLoginDlgTest, ChangeAfterLoginDisablesTheChangeButton) {
   });
 }
 
-TEST_F(CCLoginDlgTest, LoginIsEnabledExactlyWhileThereIsAPin) {
+TEST_F(CCLoginDlgTest, LoginIsEnabledOnlyWhileThereIsAPin) {
   Run([](ScriptedDialog& dialog) {
     dialog.Type(kEdit, "1");
     EXPECT_TRUE(dialog.IsEnabled(kLogin));
@@ -156,7 +156,7 @@ TEST_F(CCLoginDlgTest, LoginIsEnabledExactlyWhileThereIsAPin) {
 
 // --- The change of the PIN
 
-// Behind the login dialog itself.
+// A script for the dialog that the login dialog opens.
 ScriptedDialogs::Script ChangePINTo(const std::string& pin) {
   return [pin](ScriptedDialog& change) {
     change.Type(1069, pin);
@@ -165,7 +165,7 @@ ScriptedDialogs::Script ChangePINTo(const std::string& pin) {
   };
 }
 
-TEST_F(CCLoginDlgTest, AChangedPinClosesTheDialogAsOk) {
+TEST_F(CCLoginDlgTest, AChangedPinClosesTheDialogWithOk) {
   EXPECT_EQ(1, Run([this](ScriptedDialog& dialog) {
               m_dialogs.OnNext([](ScriptedDialog& change) {
                 EXPECT_EQ(125, change.GetResource());
@@ -222,7 +222,7 @@ TEST_F(CCLoginDlgTest, ACancelledChangeAfterTheLoginIsStillALogin) {
 
 // --- Login
 
-TEST_F(CCLoginDlgTest, ARightPinLogsInIsCachedAndClosesAsOk) {
+TEST_F(CCLoginDlgTest, ARightPinLogsInIsCachedAndClosesTheDialogWithOk) {
   EXPECT_EQ(1, Run([](ScriptedDialog& dialog) {
               dialog.Type(kEdit, "1234567890");
               dialog.Click(kLogin);
@@ -234,7 +234,7 @@ TEST_F(CCLoginDlgTest, ARightPinLogsInIsCachedAndClosesAsOk) {
   EXPECT_EQ(1, m_dialogs.ShownCount());
 }
 
-TEST_F(CCLoginDlgTest, LogsNothingOfItsOwn) {
+TEST_F(CCLoginDlgTest, LogsNothingItself) {
   m_dialog.AttachPINCache({});
   EXPECT_EQ(1, Run([](ScriptedDialog& dialog) {
               dialog.Type(kEdit, "1234");
@@ -280,7 +280,7 @@ TEST_P(CCLoginDlgCountTest, IsShownAndTheDialogStays) {
 
 INSTANTIATE_TEST_SUITE_P(Counts, CCLoginDlgCountTest, ::testing::Values(1, 3, 14, 15));
 
-TEST_F(CCLoginDlgTest, ARightPinBehindAWrongOneClearsTheStatusLine) {
+TEST_F(CCLoginDlgTest, ASuccessfulLoginAfterAWrongPinClearsTheStatusLine) {
   m_session.Fail(2);
   EXPECT_EQ(1, Run([this](ScriptedDialog& dialog) {
               dialog.Type(kEdit, "0000");
@@ -293,7 +293,7 @@ TEST_F(CCLoginDlgTest, ARightPinBehindAWrongOneClearsTheStatusLine) {
   EXPECT_EQ((std::vector<std::string>{"0000", "0000"}), m_session.pins);
 }
 
-TEST_F(CCLoginDlgTest, ALockedPinDisablesEverythingThatNeedsIt) {
+TEST_F(CCLoginDlgTest, ALockedPinDisablesEverythingThatNeedsThePin) {
   m_session.Fail(CKR_PIN_LOCKED);
   EXPECT_EQ(2, Run([](ScriptedDialog& dialog) {
               dialog.Enable(kReveal, true);
@@ -308,7 +308,7 @@ TEST_F(CCLoginDlgTest, ALockedPinDisablesEverythingThatNeedsIt) {
             }));
 }
 
-TEST_F(CCLoginDlgTest, AUserWhoIsLoggedInAlreadyClosesTheDialogAndIsNotCached) {
+TEST_F(CCLoginDlgTest, AUserWhoIsLoggedInAlreadyClosesTheDialogWithoutCaching) {
   m_session.Fail(3);
   EXPECT_EQ(1, Run([this](ScriptedDialog& dialog) {
               dialog.Type(kEdit, "1234");
@@ -324,7 +324,7 @@ TEST_F(CCLoginDlgTest, AUserWhoIsLoggedInAlreadyClosesTheDialogAndIsNotCached) {
 
 class CCLoginDlgFailureTest : public CCLoginDlgTest, public ::testing::WithParamInterface<DWORD> {};
 
-TEST_P(CCLoginDlgFailureTest, ClosesTheDialogAndIsRaised) {
+TEST_P(CCLoginDlgFailureTest, ClosesTheDialogAndIsThrown) {
   m_session.Fail(GetParam());
   bool ended = false;
   EXPECT_CONTEXT_ERROR(NTE_FAIL, "Log-in Failed", Run([&](ScriptedDialog& dialog) {
@@ -377,21 +377,21 @@ TEST_F(CCLoginDlgTest, ThePinHandedOverIsWipedWhenTheChangeThrows) {
 
 // --- The keyboard
 
-TEST_F(CCLoginDlgTest, KeysSendTheirSmallLettersAndPlainSigns) {
+TEST_F(CCLoginDlgTest, KeysSendLowerCaseLettersAndUnshiftedSigns) {
   EXPECT_EQ("qwertyuiop", Keys({1024, 1025, 1026, 1027, 1028, 1029, 1030, 1031, 1032, 1033}));
   EXPECT_EQ("asdfghjkl", Keys({1039, 1040, 1041, 1042, 1043, 1044, 1045, 1046, 1047}));
   EXPECT_EQ("zxcvbnm", Keys({1052, 1053, 1054, 1055, 1056, 1057, 1058}));
   EXPECT_EQ("`-=[]\\;',./ ", Keys({1010, 1021, 1022, 1034, 1035, 1036, 1048, 1049, 1059, 1060, 1061, 1063}));
 }
 
-TEST_F(CCLoginDlgTest, WithShiftKeysSendCapitalsAndTheOtherSigns) {
+TEST_F(CCLoginDlgTest, WithShiftKeysSendCapitalsAndShiftedSigns) {
   EXPECT_EQ("QWERTYUIOP", Keys({kShift, 1024, 1025, 1026, 1027, 1028, 1029, 1030, 1031, 1032, 1033}));
   EXPECT_EQ("ASDFGHJKL", Keys({kShift, 1039, 1040, 1041, 1042, 1043, 1044, 1045, 1046, 1047}));
   EXPECT_EQ("ZXCVBNM", Keys({kShift, 1052, 1053, 1054, 1055, 1056, 1057, 1058}));
   EXPECT_EQ("~_+{}|:\"<>? ", Keys({kShift, 1010, 1021, 1022, 1034, 1035, 1036, 1048, 1049, 1059, 1060, 1061, 1063}));
 }
 
-TEST_F(CCLoginDlgTest, CapsReversesShiftForLettersAlone) {
+TEST_F(CCLoginDlgTest, CapsReversesShiftForLettersOnly) {
   EXPECT_EQ("QaZ-", Keys({kCaps, 1024, kShift, 1039, kShift, 1052, 1021}));
 }
 

@@ -23,7 +23,7 @@ class CChangePwdDlgTest : public LogTest {
     m_dialog.SetOutputs(m_current, m_new, m_repeated);
   }
 
-  // Runs the dialog with what the user does, and cancels it behind that if it is still open.
+  // Runs the dialog with the user's actions, then cancels it if it is still open.
   INT_PTR Run(const ScriptedDialogs::Script& script) {
     m_dialogs.OnNextThenCancel(script);
     return m_dialog.DoModal();
@@ -47,7 +47,7 @@ class CChangePwdDlgTest : public LogTest {
 
 // --- Opening
 
-TEST_F(CChangePwdDlgTest, OpensWithTheTokensNameTheFocusOnTheOldPinAndOkDisabled) {
+TEST_F(CChangePwdDlgTest, OpensWithTheTokensNameFocusOnTheOldPinAndOkDisabled) {
   EXPECT_EQ(2, Run([](ScriptedDialog& dialog) {
               EXPECT_EQ(104, dialog.GetResource());
               EXPECT_EQ("Schimba PIN-ul pentru TELVO Token", dialog.GetTitle());
@@ -69,7 +69,7 @@ TEST_F(CChangePwdDlgTest, NoFieldTakesMoreThanTheLongestPin) {
   });
 }
 
-TEST_F(CChangePwdDlgTest, CloseAndEscapeGiveTwo) {
+TEST_F(CChangePwdDlgTest, CloseAndEscapeReturnTwo) {
   EXPECT_EQ(2, Run([](ScriptedDialog& dialog) { EXPECT_TRUE(dialog.Click(kClose)); }));
   EXPECT_EQ(2, Run([](ScriptedDialog& dialog) { dialog.Cancel(); }));
   EXPECT_EQ("", TakeLog());
@@ -87,7 +87,7 @@ struct StateCase {
 
 class ChangePwdStateTest : public CChangePwdDlgTest, public ::testing::WithParamInterface<StateCase> {};
 
-TEST_P(ChangePwdStateTest, OfOkFollowsTheLengths) {
+TEST_P(ChangePwdStateTest, OfOkDependsOnTheLengths) {
   Run([](ScriptedDialog& dialog) {
     Enter(dialog, GetParam().current, GetParam().fresh, GetParam().repeated);
     EXPECT_EQ(GetParam().enabled, dialog.IsEnabled(kOK));
@@ -99,8 +99,8 @@ const StateCase kStates[] = {
     {"WithoutTheOldPin", "", "5678", "5678", false},
     {"TheNewPinTooShort", "1234", "567", "5678", false},
     {"TheRepetitionTooShort", "1234", "5678", "567", false},
-    {"NewPinsThatDifferWillDo", "1234", "5678", "8765", true},
-    {"NewPinsOfDifferentLengthsWillDo", "1234", "5678", "567890", true},
+    {"NewPinsThatDifferAreAccepted", "1234", "5678", "8765", true},
+    {"NewPinsOfDifferentLengthsAreAccepted", "1234", "5678", "567890", true},
 };
 INSTANTIATE_TEST_SUITE_P(Texts, ChangePwdStateTest, ::testing::ValuesIn(kStates),
                          [](const auto& row) { return row.param.name; });
@@ -159,7 +159,7 @@ TEST_F(CChangePwdDlgTest, WritesAllThreePinsToTheLogInClearTwice) {
       TakeLog());
 }
 
-TEST_F(CChangePwdDlgTest, AnOutputThatIsNotThereGetsNothingAndIsLoggedAsEmpty) {
+TEST_F(CChangePwdDlgTest, AMissingOutputGetsNothingAndIsLoggedAsEmpty) {
   m_dialog.SetOutputs(m_current, nullptr, m_repeated);
   EXPECT_EQ(1, Run([](ScriptedDialog& dialog) {
               Enter(dialog, "1", "5678", "8765");
@@ -177,7 +177,7 @@ TEST_F(CChangePwdDlgTest, AnOutputThatIsNotThereGetsNothingAndIsLoggedAsEmpty) {
       TakeLog());
 }
 
-TEST_F(CChangePwdDlgTest, NoneOfTheThreePinsIsLeftInMemoryThatIsGivenBack) {
+TEST_F(CChangePwdDlgTest, NoneOfTheThreePinsIsLeftInReleasedMemory) {
   const HeapSearch search({"13579246", "24681357", "86427531"});
   Run([](ScriptedDialog& dialog) {
     Enter(dialog, "13579246", "24681357", "86427531");
@@ -187,9 +187,9 @@ TEST_F(CChangePwdDlgTest, NoneOfTheThreePinsIsLeftInMemoryThatIsGivenBack) {
   EXPECT_THAT(search.Found(), ::testing::IsEmpty());
 }
 
-// --- A PIN that cannot be read: more than a user can type gets into the edit from elsewhere.
+// --- A PIN that cannot be read: something other than typing puts more into the edit than a user can type.
 
-TEST_F(CChangePwdDlgTest, APinBeyondTheLongestEndsTheDialogAsOkWithNothingHandedOver) {
+TEST_F(CChangePwdDlgTest, APinBeyondTheLongestEndsTheDialogWithOkAndHandsOverNothing) {
   EXPECT_EQ(1, Run([](ScriptedDialog& dialog) {
               Enter(dialog, "1234", "5678", "5678");
               dialog.SetText(kCurrent, "123456789");
@@ -202,7 +202,7 @@ TEST_F(CChangePwdDlgTest, APinBeyondTheLongestEndsTheDialogAsOkWithNothingHanded
   EXPECT_EQ("", TakeLog());
 }
 
-TEST_F(CChangePwdDlgTest, TheLengthsReadBeforeAPinThatCannotBeReadStay) {
+TEST_F(CChangePwdDlgTest, LengthsReadBeforeAnUnreadablePinAreKept) {
   EXPECT_EQ(1, Run([](ScriptedDialog& dialog) {
               Enter(dialog, "1234", "56789", "5678");
               dialog.SetText(kRepeated, "123456789");

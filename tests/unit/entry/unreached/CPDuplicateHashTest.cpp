@@ -30,7 +30,7 @@ TEST_F(CPDuplicateHashTest, TheCopyIsTheHashItself) {
   ExpectRefused(Code(NTE_BAD_HASH), CPDestroyHash(m_handle, m_copy));
 }
 
-TEST_F(CPDuplicateHashTest, ReservedOrFlagsAreInvalid) {
+TEST_F(CPDuplicateHashTest, ANonNullReservedPointerAndNonZeroFlagsAreInvalid) {
   DWORD reserved = 0;
   const std::string refusal = Line("\nCPDuplicateHash Error: Reserved is not NULL or dwFlags is not 0");
   ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPDuplicateHash(m_unknown, 0, &reserved, 0, &m_copy));
@@ -39,7 +39,7 @@ TEST_F(CPDuplicateHashTest, ReservedOrFlagsAreInvalid) {
   EXPECT_EQ(Begin("00000001") + refusal, TakeLog());
 }
 
-TEST_F(CPDuplicateHashTest, ANullResultIsABadHash) {
+TEST_F(CPDuplicateHashTest, ANullHandlePointerIsABadHash) {
   ExpectRefused(Code(NTE_BAD_HASH), CPDuplicateHash(m_unknown, 0, nullptr, 0, nullptr));
   EXPECT_EQ(Begin("00000000") + Line("\nCPDuplicateHash Error: pHash is NULL"), TakeLog());
 }

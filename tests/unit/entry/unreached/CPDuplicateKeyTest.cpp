@@ -20,7 +20,7 @@ TEST_F(CPDuplicateKeyTest, IsNotImplementedAndClearsTheHandle) {
   EXPECT_EQ(Calls(), m_module.TakeCalls());
 }
 
-TEST_F(CPDuplicateKeyTest, AHandleIsRequired) {
+TEST_F(CPDuplicateKeyTest, AHandlePointerIsRequired) {
   ExpectRefused(Code(ERROR_INVALID_PARAMETER), CPDuplicateKey(m_handle, 5, nullptr, 0, nullptr));
   EXPECT_EQ(
       FrameLines("CPDuplicateKey") + Value("\tdwFlags: \t", "00000000") + Line("\nCPDuplicateKey Error: phKey is NULL"),
