@@ -202,10 +202,11 @@ BOOL CertAddCertificateContextToStore(HCERTSTORE store, PCCERT_CONTEXT certifica
   if (disposition != CERT_STORE_ADD_REPLACE_EXISTING || added != nullptr) return FailWith(ERROR_INVALID_PARAMETER);
   Contents& contents = *FromStore(store)->contents;
   const std::lock_guard<std::mutex> lock(contents.mutex);
+  std::list<CertificateHolder> copy(1);  // before the removal, because this may fail
+  copy.front().reset(From(certificate)->Copy());
   contents.certificates.remove_if(
       [certificate](const CertificateHolder& other) { return other->HasNumberOf(*From(certificate)); });
-  CertificateHolder copy(From(certificate)->Copy());
-  contents.certificates.push_back(std::move(copy));
+  contents.certificates.splice(contents.certificates.end(), copy);
   return TRUE;
 }
 

@@ -5,6 +5,7 @@
 
 #include "adapter/software/Digest.h"
 #include "adapter/software/Gcrypt.h"
+#include "adapter/software/Random.h"
 #include "pkcs11/Failure.h"
 
 namespace adapter::software {
@@ -14,7 +15,8 @@ using pkcs11::Require;
 
 constexpr std::size_t kMinModulus = 32;
 constexpr std::size_t kMaxModulus = 2048;
-constexpr std::size_t kPadding = 11;  // the bytes that PKCS #1 adds at least
+constexpr std::size_t kPadding = 11;      // the bytes that PKCS #1 adds at least
+constexpr std::size_t kPaddingMarks = 3;  // of these, those that are not random
 
 // The digits of a number, without leading zeros.
 struct Number {
@@ -73,7 +75,9 @@ Sexp BareBlock(const Key& key, const Data& data) {
 
 Sexp PaddedBlock(const Key& key, const Data& data) {
   Require(data.length + kPadding <= key.Size(), CKR_DATA_LEN_RANGE);
-  return Expression("(data (flags pkcs1) (value %b))", data.Length(), data.bytes);
+  const pkcs11::Secret padding = RandomWithoutZeros(key.Size() - data.length - kPaddingMarks);
+  return Expression("(data (flags pkcs1) (value %b) (random-override %b))", data.Length(), data.bytes,
+                    static_cast<int>(padding.size()), padding.data());
 }
 
 Sexp OaepBlock(const Key& key, const CK_MECHANISM& mechanism, const Data& data) {
@@ -87,8 +91,11 @@ Sexp OaepBlock(const Key& key, const CK_MECHANISM& mechanism, const Data& data) 
   Require(oaep.ulSourceDataLen <= INT_MAX && (oaep.pSourceData != nullptr || oaep.ulSourceDataLen == 0),
           CKR_MECHANISM_PARAM_INVALID);
   Require(data.length + 2 * hash->length + 2 <= key.Size(), CKR_DATA_LEN_RANGE);
-  return Expression("(data (flags oaep) (hash-algo %s) (label %b) (value %b))", gcry_md_algo_name(hash->algorithm),
-                    static_cast<int>(oaep.ulSourceDataLen), oaep.pSourceData, data.Length(), data.bytes);
+  pkcs11::Secret seed(hash->length);
+  Fill(seed.data(), seed.size());
+  return Expression("(data (flags oaep) (hash-algo %s) (label %b) (value %b) (random-override %b))",
+                    gcry_md_algo_name(hash->algorithm), static_cast<int>(oaep.ulSourceDataLen), oaep.pSourceData,
+                    data.Length(), data.bytes, static_cast<int>(seed.size()), seed.data());
 }
 
 Sexp BlockToEncrypt(const Key& key, const CK_MECHANISM& mechanism, const Data& data) {

@@ -21,6 +21,13 @@ TEST(RandomTest, EveryByteIsWritten) {
 
 TEST(RandomTest, ZeroBytesNeedNoBuffer) { software::Fill(nullptr, 0); }
 
+TEST(RandomTest, BytesWithoutZerosHaveNone) {
+  const pkcs11::Secret bytes = software::RandomWithoutZeros(20000);
+  EXPECT_EQ(20000U, bytes.size());
+  EXPECT_EQ(255U, (std::set<CK_BYTE>(bytes.begin(), bytes.end()).size()));
+  EXPECT_EQ(0, std::count(bytes.begin(), bytes.end(), 0));
+}
+
 TEST(RandomTest, ThreadsGetDifferentBytes) {
   std::vector<Bytes> results(4, Bytes(16));
   std::vector<std::thread> threads;
