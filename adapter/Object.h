@@ -10,9 +10,8 @@
 namespace adapter {
 
 struct Object {
-  CK_SLOT_ID slot = 0;  // of the adapter
-  CK_SESSION_HANDLE owner =
-      0;  // of a session object, which is the adapter's own: the session that made it. 0: of the token
+  CK_SLOT_ID slot = 0;                      // of the adapter
+  CK_SESSION_HANDLE owner = 0;              // the session that made a session object; 0 for an object of the token
   std::optional<CK_OBJECT_HANDLE> lower{};  // the module's handle, once it is known; it may be 0
   unsigned life = 0;                        // of the login in which `lower` was learned; see Login::Life
   Values values{};

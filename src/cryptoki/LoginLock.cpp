@@ -9,7 +9,8 @@ namespace {
 
 struct State {
   std::mutex mutex;
-  // The thread that holds the mutex, or 0. Other threads may read it at any time: what they see is never their own id.
+  // The thread that holds the mutex, or 0. A thread may read it without the mutex: it only compares the value with its
+  // own id, and only the thread itself writes that.
   std::atomic<DWORD> owner{0};
   unsigned holds = 0;  // how often the owner has taken the lock; under the mutex
 };

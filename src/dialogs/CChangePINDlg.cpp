@@ -142,7 +142,7 @@ void CChangePINDlg::OnNewPINChanged(DialogView& view) const {
   ShowStrength(view, text.get());
 }
 
-// Required: an empty repetition of a PIN that is not empty changes nothing; OK stays as it was.
+// Required: an empty repetition changes nothing, unless the new PIN is empty, too: OK keeps its state.
 void CChangePINDlg::OnRepeatedPINChanged(DialogView& view) const {
   const PlainText repeated = ReadText(view, m_repeatedPIN);
   if (AreEqual(ReadText(view, m_newPIN), repeated)) {

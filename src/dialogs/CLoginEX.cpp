@@ -103,7 +103,7 @@ DWORD CLoginEX::OnLoginError(DialogView& view, DWORD code, const BYTE* pin, DWOR
 DWORD CLoginEX::OnWrongPIN(DialogView& view, DWORD triesLeft) {
   g_loginLog.WriteLine("Wrong PIN");
   g_loginLog.WriteLine("Load string");
-  // Required: the branch stays, though no login gets here with 0 tries: the code 0 is a success.
+  // Required: this branch is never taken. 0 tries would be the code 0, which is a success.
   if (triesLeft == 0) return Lock(view, "PIN is locked");
   g_loginLog.WriteLine("There are retries left");
   m_status.ShowText(view, IDS_INCORRECT_PIN, triesLeft);

@@ -17,7 +17,7 @@ struct LengthRule {
 constexpr const char* kNotDoubleLength =
     "\nCPDeriveKey Error: Algo is 3DES (Double Length Key)/AES but Key length in bits is not 128";
 
-// Required: these are the lengths, although the lines name others.
+// Required: these lengths count, although the log lines name others.
 constexpr LengthRule kLengthRules[] = {
     {CALG_DES, 56, "\nCPDeriveKey Error: Algo is DES but Key length in bits is not 64"},
     {CALG_3DES, 168, "\nCPDeriveKey Error: Algo is 3DES (Triple Length Key) but Key length in bits is not 192"},

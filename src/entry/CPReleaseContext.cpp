@@ -4,7 +4,7 @@
 #include "entry/EntryFrame.h"
 #include "entry/ProviderInterface.h"
 
-// Required: only this function has no protected region. For an unknown handle an exception leaves it.
+// Required: this function catches no exceptions. An unknown handle is reported to the caller by an exception.
 BOOL WINAPI CPReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
   const EntryFrame frame("CPReleaseContext");
   frame.LogNumber("\tdwFlags:", dwFlags);

@@ -66,7 +66,8 @@ void ReportStreamState(const std::ios& stream, std::ostream& errors) {
 
 CCSPLog::CCSPLog(DWORD maxLines) : m_fileName{}, m_lineCount(0), m_lineLimit(maxLines), m_enabled(0) {
   m_enabled = Settings().IsOn(kSwitch) ? 1 : 0;
-  // Required: without a file name the object leaves the start line to the next object, which has no file name either.
+  // Required: an object without a file name writes no start line and does not count as the first one. The next object
+  // tries again.
   if (m_enabled != 0 && !ReadFileName()) return;
   if (g_logStarted == 0) WriteStartLine();
   m_lineCount = 0;

@@ -28,7 +28,8 @@ expect 'with the lock'
 ask first 'hold two'
 expect 'holding'
 
-# The host build's lock works within one process only; there the system appends each item in one piece.
+# In the host build the lock works within one process only. Items of two processes stay whole there because the system appends
+# each in one piece.
 ask second 'write three'
 if [ "$system" = Windows ]; then
   waited=${answer#without the lock }
