@@ -48,3 +48,10 @@ missing "one two" "their commit"
 missing "" "a run of all groups"
 sed -i 's/^commit.*/commit\t1234567/' tests/prove/results/one
 missing "one" "figures of an unknown commit"
+commit figures
+cat >>tests/prove/two.sh <<'GROUP'
+[ -e build/changed ] || { touch build/changed; echo third >source; git -c user.name=test -c user.email=test@localhost commit -qam third; }
+GROUP
+commit "a group during which the sources change"
+missing "one two" "it"
+missing "one two" "a change of the sources during a run"

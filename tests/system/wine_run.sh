@@ -1,6 +1,6 @@
 #!/bin/bash
 # wine_run.sh SOURCE BUILD: wine-run starts a program once more when it exits with 1 without having written to its
-# output files, and never otherwise.
+# output files, and never otherwise. wine-up records each start of a server.
 set -eu
 run=("$1/cmake/wine-run" "$2")
 folder=$(mktemp -d)
@@ -33,4 +33,15 @@ echo "some input" >in
 "${run[@]}" cmd /c 'set /p word=& call echo %^word%' <in >out 2>err
 grep -qF 'some input' out || { echo "FAILED: the program does not get its input"; exit 1; }
 sed -i '$d' "$2/wordless"  # it is only for unexpected cases
-echo "only an end with 1 and without a word is repeated"
+
+# A server that ends by itself shows as a second start. This one has its own prefix, so that no other test loses its server.
+export TELVO_PREFIX=ended
+place=$2/prefixes/ended
+"${run[@]}" cmd /c exit
+WINEPREFIX=$place/wineprefix wineserver -k9 && WINEPREFIX=$place/wineprefix wineserver -w
+"${run[@]}" cmd /c exit
+[ "$(wc -l <"$place/server-starts")" = 2 ] || { echo "FAILED: $place/server-starts does not have two lines"; exit 1; }
+WINEPREFIX=$place/wineprefix wineserver -k
+"$1/cmake/display-down" "$place"
+rm -rf "$place"
+echo "only a program that ended with 1 without output was repeated, and both servers were recorded"
