@@ -9,11 +9,14 @@ foreach(target gtest gtest_main gmock gmock_main)
   target_compile_options(${target} PRIVATE ${TELVO_TEST_FLAGS} -U_FORTIFY_SOURCE)  # like the tests
 endforeach()
 
+# A program of test cases is registered by one of the next two functions. Its tests have the label "cases": every preset has them, so
+# scripts/test leaves them out of the preset host unless asked.
+
 # telvo_discover_tests(target ...) registers each test case with CTest as a separate process. It is for tests of windows: in one
 # process they would share the state that Wine keeps for it. CTest lists the cases by running the program under Wine when CTest
 # starts, not at build time.
 function(telvo_discover_tests target)
-  gtest_discover_tests(${target} NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 ${ARGN})
+  gtest_discover_tests(${target} NO_PRETTY_VALUES DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 120 LABELS cases ${ARGN})
 endfunction()
 
 # telvo_shard_tests(target count) distributes the test cases over `count` processes; each runs every count-th case. If a process
@@ -23,6 +26,6 @@ function(telvo_shard_tests target count)
   foreach(index RANGE ${last})
     add_test(NAME ${target}.${index} COMMAND ${target})
     set_tests_properties(${target}.${index} PROPERTIES
-      TIMEOUT 600 ENVIRONMENT "GTEST_TOTAL_SHARDS=${count};GTEST_SHARD_INDEX=${index}")
+      TIMEOUT 600 LABELS cases ENVIRONMENT "GTEST_TOTAL_SHARDS=${count};GTEST_SHARD_INDEX=${index}")
   endforeach()
 endfunction()

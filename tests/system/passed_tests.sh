@@ -66,4 +66,11 @@ sed -i 's/ -E false/ -E true/' CMakeLists.txt
 chosen 2,3,4 "a repair"
 [ "$(scripts/passed-tests one)" = "4 " ] || fail "a test is chosen although all passed"
 [ "$(scripts/passed-tests one --all)" = "0 1,2,3,4" ] || fail "--all does not choose all"
+
+# A program of test cases has a label, and another name until it is built.
+echo 'set_tests_properties(script PROPERTIES LABELS cases)
+add_test(NAME cases_NOT_BUILT COMMAND cases_NOT_BUILT)' >>CMakeLists.txt
+cmake --build build/one >output || { cat output; fail "it cannot be built with labels"; }
+[ "$(scripts/passed-tests one --all --without-cases)" = "0 1,3,4" ] || fail "--without-cases does not leave out the two tests with cases"
+[ "$(scripts/passed-tests one --without-cases)" = "1 3,4" ] || fail "--without-cases does not count or choose only the others"
 echo "ok: passed_tests"
