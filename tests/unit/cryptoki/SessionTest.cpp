@@ -277,7 +277,7 @@ TEST_F(SessionTest, AFailedGenerationIsReportedByTheReadThatFollows) {
   EXPECT_EQ(Calls{"C_GenerateKey"}, m_module->TakeCallNames());
 }
 
-TEST_F(SessionTest, KeyOperationsRefuseAnEmptyListBeforeAMissingModule) {
+TEST_F(SessionTest, KeyOperationsRefuseAnEmptyListAndAMissingModule) {
   PublicKey publicKey;
   PrivateKey privateKey;
   EXPECT_CRYPTOKI_ERROR(CKR_ARGUMENTS_BAD, m_session.GenerateKey(m_withParameter, List()));

@@ -126,7 +126,7 @@ TEST_F(LogSettingsTest, AFileNameOfMoreThan260BytesCountsAsMissing) {
   EXPECT_EQ(0, g_logStarted);
 }
 
-TEST_F(LogSettingsTest, AFileNameOf260BytesWithoutATerminatorLosesItsLastByte) {
+TEST_F(LogSettingsTest, AFileNameOf260BytesWithoutATerminatorIsCutOrTooLong) {
   std::string name = m_folder.File("");
   while (name.size() < 260) name += (name.size() % 64 == 0) ? "./" : "/";
   name = name.substr(0, 252) + "csp.logX";
