@@ -73,6 +73,18 @@ TEST_F(CPGetUserKeyTest, WithoutAPrivateKeyThereIsNoUserKey) {
   }
 }
 
+TEST_F(CPGetUserKeyTest, ACertificateWithoutKeysIsNoUserKey) {
+  OnToken().Add(CertificateObject(Text("three"), "label", {0x30, 0x00}));
+  const HCRYPTPROV certificateOnly = AcquireHandle("three");
+  Forget();
+  for (const DWORD keySpec : {1U, 2U}) {
+    HCRYPTKEY key = kUntouched;
+    ExpectRefused(Code(NTE_NO_KEY), CPGetUserKey(certificateOnly, keySpec, &key));
+    EXPECT_EQ(Begin(Hex8(keySpec)) + Line(kNoPrivateKey), TakeLog());
+    EXPECT_EQ(kUntouched, key);
+  }
+}
+
 TEST_F(CPGetUserKeyTest, AKeySpecOfThreeSucceedsEvenWithoutAPair) {
   const HCRYPTPROV empty = AcquireHandle("\\\\.\\Reader A\\two", CRYPT_NEWKEYSET);
   HCRYPTKEY key = kUntouched;
