@@ -153,6 +153,7 @@ TEST_F(ObjectClassTest, PrivateKeyReadsItsFieldsAndThenItsValues) {
   EXPECT_TRUE(key.CanDecrypt() && key.CanSign() && key.IsAlwaysSensitive() && key.IsLocal() && key.IsSensitive());
   EXPECT_FALSE(key.CanUnwrap() || key.CanSignRecover() || key.IsNeverExtractable() || key.IsExtractable());
   EXPECT_EQ(CK_ULONG{512}, key.GetModulusBits());
+  EXPECT_EQ(CKM_RSA_PKCS_KEY_PAIR_GEN, key.GetKeyGenMechanism().GetType());
 }
 
 TEST_F(ObjectClassTest, PrivateKeyUpdateStoresItsFields) {

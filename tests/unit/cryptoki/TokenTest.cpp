@@ -262,6 +262,15 @@ TEST_F(TokenTest, WithoutANamedFlagTheTextThrows) {
   EXPECT_THROW(FlagsTextFor(0x1000), std::out_of_range);
 }
 
+TEST_F(TokenTest, CountersOfATokenThatWasNotReadAreZero) {
+  for (const std::string& text :
+       {m_token.MaxSessionCountText(), m_token.SessionCountText(), m_token.MaxRwSessionCountText(),
+        m_token.RwSessionCountText(), m_token.MaxPinLenText(), m_token.MinPinLenText(), m_token.TotalPublicMemoryText(),
+        m_token.FreePublicMemoryText(), m_token.TotalPrivateMemoryText(), m_token.FreePrivateMemoryText()}) {
+    EXPECT_EQ("0", text);
+  }
+}
+
 TEST_F(TokenTest, CountersAreShownInDecimal) {
   m_token.GetTokenInfo();
   EXPECT_EQ("0", m_token.MaxSessionCountText());

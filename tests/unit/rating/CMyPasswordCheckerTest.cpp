@@ -39,6 +39,7 @@ const ScoreCase kScores[] = {
     // The bonus of 8.
     {"LowerUpperAndADigitInsideMeetAllRules", "aB1cdefg", 47},
     {"LowerUpperAndASymbolInsideMeetAllRules", "aB!cdefg", 49},
+    {"OneLowerCaseLetterMeetsItsRule", "A1bXQMZD", 56},
     {"SevenCharactersGetNoBonus", "aB1cdef", 38},
     {"ASymbolAtTheEndIsNotInside", "aBcdefg!", 33},
     {"WithoutACapitalOneRuleIsNotMet", "qe1tuoad", 30},
