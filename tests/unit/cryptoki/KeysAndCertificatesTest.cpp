@@ -153,7 +153,16 @@ TEST_F(ObjectClassTest, PrivateKeyReadsItsFieldsAndThenItsValues) {
   EXPECT_TRUE(key.CanDecrypt() && key.CanSign() && key.IsAlwaysSensitive() && key.IsLocal() && key.IsSensitive());
   EXPECT_FALSE(key.CanUnwrap() || key.CanSignRecover() || key.IsNeverExtractable() || key.IsExtractable());
   EXPECT_EQ(CK_ULONG{512}, key.GetModulusBits());
-  EXPECT_EQ(CKM_RSA_PKCS_KEY_PAIR_GEN, key.GetKeyGenMechanism().GetType());
+}
+
+TEST_F(ObjectClassTest, BothKeysReadTheMechanismThatMadeThem) {
+  const Bytes mechanism = Number(CKM_DSA_KEY_PAIR_GEN);
+  const auto publicKey =
+      Read<PublicKey>(PublicKeyObject({1}, Counting(64, 0x81)).With(CKA_KEY_GEN_MECHANISM, mechanism));
+  EXPECT_EQ(CKM_DSA_KEY_PAIR_GEN, publicKey.GetKeyGenMechanism().GetType());
+  const auto privateKey =
+      Read<PrivateKey>(PrivateKeyObject({2}, Counting(64, 0x81)).With(CKA_KEY_GEN_MECHANISM, mechanism));
+  EXPECT_EQ(CKM_DSA_KEY_PAIR_GEN, privateKey.GetKeyGenMechanism().GetType());
 }
 
 TEST_F(ObjectClassTest, PrivateKeyUpdateStoresItsFields) {
