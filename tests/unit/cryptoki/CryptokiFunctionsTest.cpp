@@ -9,6 +9,7 @@
 
 #include "cryptoki/CryptokiFunctions.h"
 #include "fixtures/Expect.h"
+#include "module/CrowdCounter.h"
 #include "module/LoadedModule.h"
 #include "module/ScriptedModule.h"
 
@@ -104,41 +105,6 @@ TEST_F(CryptokiFunctionsTest, EveryEntryReachesTheEntryOfItsName) {
   EXPECT_EQ(CKR_FUNCTION_CANCELED, m_functions.C_LoginExtended(0, 0, nullptr, 0));
   EXPECT_EQ("C_LoginExtended", keeper.last);
 }
-
-// Has no lock. A call lingers until another one comes in, but yields to other threads only kYields times.
-class CrowdCounter : public CryptokiInterface {
- public:
-  CrowdCounter() : CryptokiInterface("crowd") {}
-
-  void Unload() override {}
-  void Load() override {}
-  void Reinitialize() override {}
-
-  template <typename... Arguments>
-  CK_RV Linger(const Arguments&...) {
-    constexpr int kYields = 50;
-    ++calls;
-    ++m_inside;
-    for (int i = 0; i < kYields && !met; ++i) {
-      if (m_inside > 1) met = true;
-      std::this_thread::yield();
-    }
-    --m_inside;
-    return CKR_OK;
-  }
-
-#define ENTRY(name, params, args) \
-  CK_RV name params override { return Linger(std::make_tuple args); }
-#include "cryptoki/CryptokiEntries.inc"
-
-  CK_RV C_LoginExtended(CK_SESSION_HANDLE, CK_USER_TYPE, CK_UTF8CHAR_PTR, CK_ULONG) override { return Linger(); }
-
-  std::atomic<int> calls{0};
-  std::atomic<bool> met{false};  // whether two calls were inside at once
-
- private:
-  std::atomic<int> m_inside{0};
-};
 
 TEST_F(CryptokiFunctionsTest, OnlyOneThreadAtATimeCallsAnyEntryOfTheModule) {
   CrowdCounter crowd;

@@ -1,12 +1,14 @@
 // The module as a whole: its start, its record, its slots.
 #include <atomic>
 #include <boost/make_shared.hpp>
+#include <functional>
 #include <gtest/gtest.h>
 #include <thread>
 
 #include "cryptoki/Cryptoki.h"
 #include "fixtures/Expect.h"
 #include "fixtures/LogFile.h"
+#include "module/CrowdCounter.h"
 #include "module/ScriptedModule.h"
 
 namespace {
@@ -181,6 +183,25 @@ TEST_F(CryptokiTest, ThreadsMayMakeAllCallsConcurrently) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(0, failures);
+}
+
+TEST_F(CryptokiTest, OnlyOneThreadAtATimeCallsTheModule) {
+  const auto crowd = boost::make_shared<CrowdCounter>();
+  TELVOCryptoki cryptoki(crowd);
+  const std::function<void()> calls[] = {[&] { cryptoki.Initialize(); }, [&] { cryptoki.GetInfo(); },
+                                         [&] { cryptoki.GetActiveSlots(); }};
+  std::atomic<int> ready{0};
+  std::vector<std::thread> threads;
+  for (const std::function<void()>& call : calls) {
+    threads.emplace_back([&] {
+      ++ready;
+      while (ready < 3) std::this_thread::yield();
+      for (int round = 0; round < 20; ++round) call();
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_FALSE(crowd->met);
+  EXPECT_EQ(60, crowd->calls);
 }
 
 class CryptokiLogTest : public LogTest {};
