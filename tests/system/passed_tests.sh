@@ -73,4 +73,8 @@ add_test(NAME cases_NOT_BUILT COMMAND cases_NOT_BUILT)' >>CMakeLists.txt
 cmake --build build/one >output || { cat output; fail "it cannot be built with labels"; }
 [ "$(scripts/passed-tests one --all --without-cases)" = "0 1,3,4" ] || fail "--without-cases does not leave out the two tests with cases"
 [ "$(scripts/passed-tests one --without-cases)" = "1 3,4" ] || fail "--without-cases does not count or choose only the others"
+
+echo 'set_tests_properties(failing PROPERTIES DISABLED ON)' >>CMakeLists.txt
+cmake --build build/one >output || { cat output; fail "it cannot be built with a disabled test"; }
+[ "$(scripts/passed-tests one --all)" = "0 1,2,3,5" ] || fail "a disabled test is chosen"
 echo "ok: passed_tests"
