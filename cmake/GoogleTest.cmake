@@ -9,8 +9,8 @@ foreach(target gtest gtest_main gmock gmock_main)
   target_compile_options(${target} PRIVATE ${TELVO_TEST_FLAGS} -U_FORTIFY_SOURCE)  # like the tests
 endforeach()
 
-# A program of test cases is registered by one of the next two functions. Its tests have the label "cases": every preset has them, so
-# scripts/test leaves them out of the preset host unless asked.
+# A program of test cases is registered by one of the next two functions, which give its tests the label "cases". By default scripts/test
+# leaves them out of the preset host, because host-asan has the same. So neither may be called for the preset host alone.
 
 # telvo_discover_tests(target ...) registers each test case with CTest as a separate process. It is for tests of windows: in one
 # process they would share the state that Wine keeps for it. CTest lists the cases by running the program under Wine when CTest
