@@ -29,3 +29,22 @@ function(telvo_shard_tests target count)
       TIMEOUT 600 LABELS cases ENVIRONMENT "GTEST_TOTAL_SHARDS=${count};GTEST_SHARD_INDEX=${index}")
   endforeach()
 endfunction()
+
+# telvo_threads_only(target): under ThreadSanitizer, leaves out the sources of tests without threads, because only several threads can
+# make a race. A source counts as one with threads when it contains one of the words below: a test that starts a thread includes <thread>
+# or <future>, or names a class that starts one.
+function(telvo_threads_only target)
+  if(NOT TELVO_SANITIZERS MATCHES thread)
+    return()
+  endif()
+  get_target_property(sources ${target} SOURCES)
+  foreach(source IN LISTS sources)
+    get_filename_component(file ${source} ABSOLUTE)
+    file(READ ${file} text)
+    if(text MATCHES "\nTEST" AND NOT text MATCHES "[Tt]hread|<future>|WaitingLogin")
+      list(REMOVE_ITEM sources ${source})
+    endif()
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${file})
+  endforeach()
+  set_target_properties(${target} PROPERTIES SOURCES "${sources}")
+endfunction()

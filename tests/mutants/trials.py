@@ -1,8 +1,6 @@
 """The tests that should notice a mutant: the unit tests in the order that ends soonest, and for locks the races."""
-import functools
 import json
 import os
-import pathlib
 import re
 import signal
 import subprocess
@@ -14,7 +12,6 @@ PATIENCE = 10  # times the duration of the tests on unchanged sources
 SHORTEST_PATIENCE = 20  # seconds
 RACES = [50, 500, 1]  # the arguments of prove_races
 LONGEST_RACES = 600  # seconds; the program ends itself when it finds a deadlock
-THREADS = re.compile(r"<thread>|<future>|WaitingLogin")  # a test without threads cannot notice a race
 
 
 class Cases:
@@ -24,39 +21,35 @@ class Cases:
         program, results = build.folder / "tests/unit/unit_tests", build.folder / "cases.json"
         if not results.exists() or results.stat().st_mtime < program.stat().st_mtime:
             subprocess.run([program, f"--gtest_output=json:{results}"], stdout=subprocess.DEVNULL, check=True)
-        self.slow, self.suites, self.threaded, self.seconds = [], {}, set(), 0
+        self.slow, self.suites, self.seconds = [], {}, 0
         for suite in json.loads(results.read_text())["testsuites"]:
             for case in suite["testsuite"]:
                 seconds = float(case["time"].rstrip("s"))
                 self.seconds += seconds
                 area = case["file"].partition("/tests/unit/")[2].split("/")[0]
                 self.suites.setdefault(area, set()).add(suite["name"])
-                if self.has_threads(case["file"]):
-                    self.threaded.add(suite["name"])
                 if seconds > SLOW:
                     self.slow.append(f"{suite['name']}.{case['name']}")
-
-    @staticmethod
-    @functools.lru_cache(maxsize=None)
-    def has_threads(file):
-        return THREADS.search(pathlib.Path(file).read_text(encoding="utf-8")) is not None
 
     def patience(self):
         return max(SHORTEST_PATIENCE, PATIENCE * self.seconds / SHARDS)
 
+    def near(self, file):
+        """A GoogleTest filter for the tests of the file's folder."""
+        return ":".join(f"{suite}.*" for suite in sorted(self.suites.get(file.split("/")[1], [])))
+
     def stages(self, file):
         """GoogleTest filters, each with a number of processes: the tests of the file's folder, the others, the slow ones."""
-        near = ":".join(f"{suite}.*" for suite in sorted(self.suites.get(file.split("/")[1], [])))
+        near = self.near(file)
         slow = ":".join(self.slow)
         stages = [(f"{near}-{slow}", 1)] if near else []
         stages.append((f"*-{slow}:{near}", SHARDS))
         return stages + ([(slow, SHARDS)] if slow else [])
 
     def threaded_stages(self, file):
-        """The same for the tests with threads: those of the file's folder, then the others."""
-        area = self.suites.get(file.split("/")[1], set())
-        halves = (self.threaded & area, self.threaded - area)
-        return [(":".join(f"{suite}.*" for suite in sorted(half)), 1) for half in halves if half]
+        """The same for the program under ThreadSanitizer, which has only tests with threads: those of the file's folder, then the others."""
+        near = self.near(file)
+        return [(near, 1), (f"*-{near}", 1)] if near else [("*", 1)]
 
 
 class Ended(Exception):
