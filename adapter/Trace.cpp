@@ -10,8 +10,8 @@
 namespace adapter {
 namespace {
 
-// The length of a PIN is kept out of the trace.
-constexpr std::array<std::string_view, 3> kSecretNumbers = {"pinLen", "oldLen", "newLen"};
+// They are kept out of the trace.
+constexpr std::array<std::string_view, 3> kPinLengths = {"pinLen", "oldLen", "newLen"};
 
 // These point to several numbers, of which the module may have written none.
 constexpr std::array<std::string_view, 3> kLists = {"slotList", "list", "objects"};
@@ -40,7 +40,7 @@ std::string TracedArguments::NextName() {
 
 void TracedArguments::Add(CK_ULONG number) {
   const std::string name = NextName();
-  if (Contains(kSecretNumbers, name)) return;
+  if (Contains(kPinLengths, name)) return;
   m_text += ' ' + name + '=' + std::to_string(number);
   if (m_attributes == nullptr) return;
   const char* separator = ":";

@@ -262,7 +262,11 @@ constexpr char kFreeMemory[] = "close other programs, or delete containers that 
 constexpr char kStartAgain[] = "start the program again";
 constexpr char kLogInFirst[] = "give the PIN first";
 constexpr char kUnlock[] = "have the PIN unlocked by the card's issuer";
-constexpr char kReportIt[] = "switch the log on and report it: the module must not answer a question for an object so";
+constexpr char kRightPin[] = "enter the right PIN; each wrong one costs a try";
+constexpr char kAllowedPin[] = "choose a PIN that the card allows; its issuer says which length and characters";
+constexpr char kNewPin[] = "change the PIN, or have it renewed by the card's issuer";
+constexpr char kNoPin[] = "the card has no PIN yet: have its issuer set one";
+constexpr char kReportIt[] = "switch the log on and report it";
 
 const std::vector<ModuleRow> kModuleRows = {
     {NAMED(CKR_CANCEL), kReportIt},
@@ -303,10 +307,10 @@ const std::vector<ModuleRow> kModuleRows = {
     {NAMED(CKR_OBJECT_HANDLE_INVALID), kAcquireAgain},
     {NAMED(CKR_OPERATION_ACTIVE), kReportIt},
     {NAMED(CKR_OPERATION_NOT_INITIALIZED), kReportIt},
-    {NAMED(CKR_PIN_INCORRECT), kReportIt},
-    {NAMED(CKR_PIN_INVALID), kReportIt},
-    {NAMED(CKR_PIN_LEN_RANGE), kReportIt},
-    {NAMED(CKR_PIN_EXPIRED), kReportIt},
+    {NAMED(CKR_PIN_INCORRECT), kRightPin},
+    {NAMED(CKR_PIN_INVALID), kAllowedPin},
+    {NAMED(CKR_PIN_LEN_RANGE), kAllowedPin},
+    {NAMED(CKR_PIN_EXPIRED), kNewPin},
     {NAMED(CKR_PIN_LOCKED), kUnlock},
     {NAMED(CKR_SESSION_CLOSED), kAcquireAgain},
     {NAMED(CKR_SESSION_COUNT), kReportIt},
@@ -328,7 +332,7 @@ const std::vector<ModuleRow> kModuleRows = {
     {NAMED(CKR_UNWRAPPING_KEY_TYPE_INCONSISTENT), kReportIt},
     {NAMED(CKR_USER_ALREADY_LOGGED_IN), kReportIt},
     {NAMED(CKR_USER_NOT_LOGGED_IN), kLogInFirst},
-    {NAMED(CKR_USER_PIN_NOT_INITIALIZED), kReportIt},
+    {NAMED(CKR_USER_PIN_NOT_INITIALIZED), kNoPin},
     {NAMED(CKR_USER_TYPE_INVALID), kReportIt},
     {NAMED(CKR_USER_ANOTHER_ALREADY_LOGGED_IN), kReportIt},
     {NAMED(CKR_USER_TOO_MANY_TYPES), kReportIt},

@@ -65,8 +65,8 @@ std::list<Attribute> CertificateWriter::DescribeCertificate(PCCERT_CONTEXT certi
 
 // The identifier of the container's keys.
 //
-// Required: without a private key the length is the public key's, but the value is the private key's, which usually has
-// none: CKR_ARGUMENTS_BAD.
+// Required: without a private key, the length is read from the public key, but the value from the private key, which
+// does not exist. This usually ends with CKR_ARGUMENTS_BAD.
 std::vector<BYTE> CertificateWriter::ReadKeyID() {
   CK_ULONG length = 0;
   if (m_context.m_hasPrivateKey != 0) {

@@ -136,7 +136,8 @@ SlotWalk::Step SlotWalk::VisitNamedReader(Slot& slot) {
     throw CCSPContextError(error.GetText(), NTE_FAIL);
   }
   if (visit.FindContainer() != SlotVisit::Found::kNothing) return Step::kStay;
-  // A named reader is not left for another one; but a container that is to be made must not look as if it were found.
+  // No other reader is tried, even without the container. For a new container, kStay would mean that its name is
+  // already in use.
   return IsNewKeySet(m_context.m_flags) ? Step::kEnd : Step::kStay;
 }
 

@@ -94,7 +94,8 @@ unsigned UnplugThread::PollSlots() {
     } else if (count > last) {
       last = count;
     } else if (count < last && IsTokenInReader(count) == false) {
-      // Required: `last` stays as it is, so that this branch runs again until another token is inserted.
+      // Required: `last` keeps the higher count, so the cache is cleared in each round until there are as many tokens
+      // again.
       ClearPINCache();
     }
   }

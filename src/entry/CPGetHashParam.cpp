@@ -27,7 +27,7 @@ BOOL GetValue(const EntryFrame& frame, CCSPHash& hash, BYTE* data, DWORD* length
     *length = hash.GetHashLength();
     return data == nullptr ? frame.Succeed() : TooSmall(frame);
   }
-  // Required: the length of the value does not reach the caller.
+  // Required: if the buffer is large enough, the length of the value does not reach the caller.
   DWORD room = *length;
   hash.Compute(data, &room);
   return frame.Succeed();

@@ -253,6 +253,26 @@ TEST_F(LoginSettingsTest, TriesAreSharedBetweenProcesses) {
   EXPECT_EQ(CKR_OK, LoginExtended(session));
 }
 
+TEST_F(LoginSettingsTest, WrongPinsOfTwoProcessesAtTheSameTimeAllCount) {
+  const auto enterFiveWrongPins = [this] {
+    CK_SESSION_HANDLE session = 0;
+    if (f.C_Initialize(nullptr) != CKR_OK) return 98;
+    if (f.C_OpenSession(0, kReadWrite, nullptr, nullptr, &session) != CKR_OK) return 97;
+    for (int number = 0; number < 5; ++number) LoginExtended(session, "000000");
+    return 0;
+  };
+  OtherProcess first(enterFiveWrongPins);
+  OtherProcess second(enterFiveWrongPins);
+  std::string settings = kOneCard;
+  settings.replace(settings.find("tries = 3"), 9, "tries = 15");
+  Start(settings);
+  first.Release();
+  second.Release();
+  EXPECT_EQ(0, first.Wait());
+  EXPECT_EQ(0, second.Wait());
+  EXPECT_EQ(4u, LoginExtended(Open(), "000000"));
+}
+
 TEST_F(LoginSettingsTest, AnotherProcessIsNotLoggedInByOurLogin) {
   OtherProcess other([this] {
     CK_SESSION_HANDLE session = 0;

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <set>
+#include <string>
 
 #include "telvotool/ErrorCatalogue.h"
 #include "telvotool/Errors.h"
@@ -43,6 +44,16 @@ TEST(ErrorCatalogueTest, AnythingElseIsRefused) {
                            "99999999999999999999"}) {
     EXPECT_THROW(ParseCode(text), UsageError) << text;
   }
+}
+
+TEST(ErrorCatalogueTest, APinThatIsRefusedNeedsNoReport) {
+  int refusals = 0;
+  for (const ModuleRow& row : tool::ModuleRows()) {
+    if (std::string(row.name).rfind("CKR_PIN_", 0) != 0) continue;
+    ++refusals;
+    EXPECT_EQ(std::string::npos, std::string(row.toDo).find("report")) << row.name;
+  }
+  EXPECT_EQ(5, refusals);
 }
 
 TEST(ErrorCatalogueTest, AModulesResultHasTheTextOfTheLogInUtf8) {

@@ -281,6 +281,12 @@ TEST_F(ContextCipherTest, AModuleErrorIsNteFailWithItsMessage) {
   EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DEVICE_REMOVED), InPlace(&CCSPContext::Decrypt, Text("abc")));
 }
 
+TEST_F(ContextCipherTest, DataThatTheModuleFindsTooLongIsNteFail) {
+  Bind();
+  m_module.FailNext("C_Encrypt", CKR_DATA_LEN_RANGE);
+  EXPECT_CONTEXT_ERROR(Code(NTE_FAIL), ErrorText(CKR_DATA_LEN_RANGE), InPlace(&CCSPContext::Encrypt, Text("abc")));
+}
+
 TEST_F(ContextCipherTest, AFailedLoginKeepsItsOwnError) {
   Bind(0x40);
   g_pinCacheManager.GetPINCache("Reader A")->ClearPINCache();
