@@ -11,8 +11,8 @@ cp "$source/scripts/prove" "$tree/scripts"
 cp "$source/tests/prove/table.py" "$tree/tests/prove"
 cd "$tree"
 printf '#!/bin/sh\n' >scripts/setup
-echo 'all_groups=(one two)' >tests/prove/groups
-for group in one two; do
+echo 'all_groups=(one mutants)' >tests/prove/groups
+for group in one mutants; do
   printf '#!/bin/sh\necho %s >>build/ran\nfor line in "runs: 1" "findings: 0" "shown: text"; do echo "prove-$line"; done\n' \
     $group >tests/prove/$group.sh
 done
@@ -30,7 +30,7 @@ missing() {
   [ "$(paste -sd' ' build/ran)" = "$1" ] || fail "after $2: \"$(paste -sd' ' build/ran)\" ran, not \"$1\""
 }
 
-missing "one two" "the first commit"
+missing "one mutants" "the first commit"
 missing "" "a run of all groups"
 commit figures
 missing "" "a commit of the figures"
@@ -38,20 +38,25 @@ echo words >docs/words
 echo words >README.md
 commit documents
 missing "" "a change of documents"
-rm tests/prove/results/two
-missing "two" "a loss of figures"
+mkdir tests/unit
+echo test >tests/unit/test
+commit "a unit test"
+missing "mutants" "a change of the unit tests"
+commit figures
+rm tests/prove/results/mutants
+missing "mutants" "a loss of figures"
 echo other >source
-missing "one two" "a change of the sources"
-missing "one two" "a run with uncommitted changes"
+missing "one mutants" "a change of the sources"
+missing "one mutants" "a run with uncommitted changes"
 commit "other sources"
-missing "one two" "their commit"
+missing "one mutants" "their commit"
 missing "" "a run of all groups"
 sed -i 's/^commit.*/commit\t1234567/' tests/prove/results/one
 missing "one" "figures of an unknown commit"
 commit figures
-cat >>tests/prove/two.sh <<'GROUP'
+cat >>tests/prove/mutants.sh <<'GROUP'
 [ -e build/changed ] || { touch build/changed; echo third >source; git -c user.name=test -c user.email=test@localhost commit -qam third; }
 GROUP
 commit "a group during which the sources change"
-missing "one two" "it"
-missing "one two" "a change of the sources during a run"
+missing "one mutants" "it"
+missing "one mutants" "a change of the sources during a run"
