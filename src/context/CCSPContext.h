@@ -1,6 +1,6 @@
 // CCSPContext is what a provider handle stands for: one container on one token, with the hashes and keys that were made
 // under the handle. This class holds what is independent of the card; TELVOCSPContext, its only concrete class, does
-// the rest.
+// the rest. The file is long because it states the contract of every operation.
 //
 // Failures are CCSPContextError; CryptokiError of the module passes through every operation that reaches it, unless the
 // operation says otherwise. An operation that needs a session raises NTE_FAIL in a context without one. "Logs in" means

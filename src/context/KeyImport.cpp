@@ -39,7 +39,7 @@ KeyValue DecryptKey(Session& session, BYTE* encrypted, DWORD length) {
   if (allocated > kMaxValueLength) throw CryptokiError(CKR_GENERAL_ERROR);
   KeyValue plain{WipedBuffer(allocated), 0};
   g_contextLog.WriteLine("Decrypt 2");
-  // Required: the same operation once more. A length query does not end it.
+  // Required: the operation is not begun again, because a length query does not end it.
   CK_ULONG claimed = allocated;
   session.Decrypt(encrypted, length, plain.bytes.Data(), &claimed);
   plain.length = static_cast<DWORD>(std::min(claimed, allocated));

@@ -32,7 +32,7 @@ Outcome SetIV(const Call& call) {
   return kGoOn;
 }
 
-// Required: as many bytes are added as the salt has already, so a key does not get its first salt here.
+// Required: as many bytes are taken as the key's salt has already. A key without a salt takes none.
 Outcome AddSalt(const Call& call) {
   DWORD length = 0;
   call.sessionKey->GetSalt(nullptr, &length);
@@ -110,8 +110,8 @@ BOOL Set(const Call& call, DWORD param) {
   return call.frame.Succeed();
 }
 
-// Required: imported keys are not looked for. The line names CPGetKeyParam. The result is a code, which the caller
-// takes for a success.
+// Required: an imported key is unknown here, the line in the log names CPGetKeyParam, and the result is a code, which
+// the caller takes for a success.
 Outcome FindKey(Call& call, HCRYPTKEY handle) {
   if (call.context.IsKeyPair(handle)) return kGoOn;
   try {

@@ -66,8 +66,7 @@ void ReportStreamState(const std::ios& stream, std::ostream& errors) {
 
 CCSPLog::CCSPLog(DWORD maxLines) : m_fileName{}, m_lineCount(0), m_lineLimit(maxLines), m_enabled(0) {
   m_enabled = Settings().IsOn(kSwitch) ? 1 : 0;
-  // Required: an object without a file name writes no start line and does not count as the first one. The next object
-  // tries again.
+  // Required: an object without a file name writes no start line. The next object with one writes it.
   if (m_enabled != 0 && !ReadFileName()) return;
   if (g_logStarted == 0) WriteStartLine();
   m_lineCount = 0;

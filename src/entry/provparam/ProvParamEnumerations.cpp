@@ -89,8 +89,8 @@ Outcome MeasureNextContainer(ProvParamCall& call) {
   });
 }
 
-// Required: with CRYPT_NEXT the caller still has the buffer of kContainerNameSize bytes that CRYPT_FIRST asked for,
-// even if the length is now smaller.
+// Required: up to kContainerNameSize bytes are written even if `*call.length` is smaller. With CRYPT_NEXT, callers pass
+// the buffer that CRYPT_FIRST asked for, and the length of the last name.
 Outcome WriteNextContainer(ProvParamCall& call) {
   return ProtectStep(call, [&]() -> Outcome {
     std::memset(call.data, 0, *call.length);

@@ -48,7 +48,7 @@ Outcome MeasureReader(ProvParamCall& call) {
   return kGoOn;
 }
 
-// Required: without a reader only this step fails. The caller's length stays as it was, even with a reader.
+// Required: without a reader this step fails, but not the size query before it. It never changes the caller's length.
 Outcome WriteReader(ProvParamCall& call) {
   if (call.name.empty()) {
     return call.frame.Refuse("\nThe current context is currently NOT associated with any smart card reader",
