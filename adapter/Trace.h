@@ -29,9 +29,9 @@ inline constexpr EntryName kEntryName = {};
   inline constexpr EntryName kEntryName<&CK_FUNCTION_LIST::name> = {#name, #arguments};
 #include "cryptoki/CryptokiEntries.inc"
 
-// TracedArguments writes the arguments of a call after it has returned: " session=1 dataLen=36". Of a pointer it writes
-// only whether it is null, so no PIN, key or data is in the trace. Pointers are not const, so that each finds the
-// overload for its type.
+// TracedArguments writes the arguments of a call after it has returned: " session=1 dataLen=36". It writes numbers,
+// lengths and types. Of any other pointer it writes only whether it is null, so no PIN, key or data is in the trace.
+// Pointers are not const, so that each finds the overload for its type.
 class TracedArguments {
  public:
   TracedArguments(const char* names, CK_RV result) : m_names(names), m_result(result) {}
