@@ -38,11 +38,17 @@ echo words >docs/words
 echo words >README.md
 commit documents
 missing "" "a change of documents"
-mkdir tests/unit
-echo test >tests/unit/test
-commit "a unit test"
-missing "mutants" "a change of the unit tests"
-commit figures
+mkdir cmake tests/system
+echo start | tee cmake/wine-run >tests/system/wine_run.sh
+commit "a script that starts Wine, and its test"
+missing "" "a change of how Wine is started"
+mkdir tests/unit tests/mutants
+for source in unit/test mutants/survivors; do
+  echo "$source" >tests/$source
+  commit "$source"
+  missing "mutants" "a change of tests/$source"
+  commit figures
+done
 rm tests/prove/results/mutants
 missing "mutants" "a loss of figures"
 echo other >source

@@ -1,6 +1,6 @@
 #!/bin/bash
-# wine_run.sh SOURCE BUILD: wine-run passes on the exit code and the input, and never starts a program twice. wine-up records each
-# start of a server.
+# wine_run.sh SOURCE BUILD: wine-run passes on the exit code and the input, gives a program no random addresses, and never starts one
+# twice. wine-up records each start of a server.
 set -eu
 run=("$1/cmake/wine-run" "$2")
 folder=$(mktemp -d)
@@ -14,6 +14,28 @@ code=0
 echo "some input" >in
 "${run[@]}" cmd /c 'set /p word=& call echo %^word%' <in >out 2>err
 grep -qF 'some input' out || { echo "FAILED: the program does not get its input"; exit 1; }
+
+# has_fixed_addresses PROCESS: waits up to 20 s until Wine runs in the process.
+has_fixed_addresses() {
+  local tries
+  for ((tries = 0; tries < 200; ++tries)); do
+    [[ "$(readlink "/proc/$1/exe")" != */wine64 ]] || break
+    sleep 0.1
+  done
+  [ $((0x$(cat "/proc/$1/personality") & 0x40000)) != 0 ]
+}
+mkfifo stay
+"${run[@]}" cmd <stay >out 2>err &
+waiting=$!
+exec 3>stay
+if ! setarch -R true; then
+  echo "not tested: fixed addresses, because this system forbids them"
+elif ! has_fixed_addresses $waiting; then
+  echo "FAILED: the addresses of a program are random, so that one in some thousands does not start"
+  exit 1
+fi
+exec 3>&-
+wait $waiting || true
 
 # A server that ends by itself shows as a second start. This one has its own prefix, so that no other test loses its server.
 export TELVO_PREFIX=ended
