@@ -222,6 +222,16 @@ TEST_F(CLoginEXTest, WithoutASessionTheLoginButtonDoesNothing) {
   EXPECT_EQ("", TakeLog());
 }
 
+TEST_F(CLoginEXTest, WhereTheLoginButtonHasNoTextAKeyLeavesItDisabled) {
+  m_dialogs.OnNext([](ScriptedDialog& dialog) {
+    dialog.SetText(kLoginButton, "");
+    dialog.Type(kLoginEdit, "1");
+    EXPECT_FALSE(dialog.IsEnabled(kLoginButton));
+    dialog.Cancel();
+  });
+  m_dialog.DoModal();
+}
+
 // --- An empty PIN
 
 TEST_F(CLoginEXTest, ALoginWithAnEmptiedEditAsksForAPin) {

@@ -140,6 +140,17 @@ TEST_F(CCSPHashTest, FinishAndComputeBothFinishTheHash) {
   EXPECT_EQ(1U, second->IsFinished());
 }
 
+TEST_F(CCSPHashTest, AHashThatIsOpenedAgainIsComputedAgain) {
+  const auto hash = MakeOf(CALG_SHA1, "abc");
+  hash->Finish();
+  Add(*hash, "def");
+  hash->SetFinished(0);
+  Bytes expected = m_prefix;
+  const Bytes digest = DigestOf("abcdef", 20);
+  expected.insert(expected.end(), digest.begin(), digest.end());
+  EXPECT_EQ(expected, PreSignDataOf(*hash));
+}
+
 TEST_F(CCSPHashTest, AFinishedHashWithoutAValueIsReported) {
   const auto hash = Make(CALG_SHA1);
   hash->SetFinished(1);
