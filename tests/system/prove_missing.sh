@@ -43,10 +43,10 @@ echo start | tee cmake/wine-run >tests/system/wine_run.sh
 commit "a script that starts Wine, and its test"
 missing "" "a change of how Wine is started"
 mkdir tests/unit tests/mutants
-for source in unit/test mutants/survivors; do
-  echo "$source" >tests/$source
-  commit "$source"
-  missing "mutants" "a change of tests/$source"
+for file in unit/test mutants/survivors; do
+  echo "$file" >tests/$file
+  commit "$file"
+  missing "mutants" "a change of tests/$file"
   commit figures
 done
 rm tests/prove/results/mutants
